@@ -1,0 +1,102 @@
+#include "platform/CodePage.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "platform/win32/System.h"
+
+namespace kellanseek::platform {
+
+namespace {
+
+constexpr std::size_t kStackText = 256;
+
+bool IsAscii(char character) { return static_cast<unsigned char>(character) < 0x80; }
+
+int Length(std::size_t size) { return static_cast<int>(size); }
+
+/// Converts into at least `narrow.size()` characters, which always suffice; gives the number written.
+std::size_t Widen(std::string_view narrow, wchar_t* wide) {
+  if (narrow.empty()) return 0;
+  const int written = MultiByteToWideChar(CP_THREAD_ACP, 0, narrow.data(), Length(narrow.size()), wide,
+                                          Length(narrow.size()));
+  return static_cast<std::size_t>(std::max(written, 0));
+}
+
+/// A null `narrow` asks for the size. The flag and the default character are refused by the few code pages that
+/// can hold every character.
+int Narrow(std::wstring_view wide, char* narrow, int capacity) {
+  const int exact = WideCharToMultiByte(CP_THREAD_ACP, WC_NO_BEST_FIT_CHARS, wide.data(), Length(wide.size()),
+                                        narrow, capacity, "?", nullptr);
+  if (exact > 0) return exact;
+  return WideCharToMultiByte(CP_THREAD_ACP, 0, wide.data(), Length(wide.size()), narrow, capacity, nullptr,
+                             nullptr);
+}
+
+/// The user's sort key of a text, as it lies in memory.
+int SortKey(std::wstring_view text, wchar_t* key, std::size_t capacity) {
+  return LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_SORTKEY, text.data(), Length(text.size()), key,
+                      Length(capacity * sizeof(wchar_t)));
+}
+
+}  // namespace
+
+void AssignWide(std::wstring& wide, std::string_view narrow) {
+  wide.resize(narrow.size());
+  wide.resize(Widen(narrow, wide.data()));
+}
+
+std::wstring ToWide(std::string_view narrow) {
+  std::wstring wide;
+  AssignWide(wide, narrow);
+  return wide;
+}
+
+std::string ToNarrow(std::wstring_view wide) {
+  std::string narrow;
+  if (wide.empty()) return narrow;
+  narrow.resize(static_cast<std::size_t>(std::max(Narrow(wide, nullptr, 0), 0)));
+  const int written = Narrow(wide, narrow.data(), Length(narrow.size()));
+  narrow.resize(static_cast<std::size_t>(std::max(written, 0)));
+  return narrow;
+}
+
+bool EqualsNarrow(std::wstring_view wide, std::string_view narrow) {
+  std::size_t same = 0;
+  while (same < narrow.size() && IsAscii(narrow[same])) {
+    if (same >= wide.size() || wide[same] != static_cast<wchar_t>(narrow[same])) return false;
+    ++same;
+  }
+  const std::string_view rest = narrow.substr(same);
+  const std::wstring_view wideRest = wide.substr(same);
+  if (rest.size() > kStackText) return ToWide(rest) == wideRest;
+  std::array<wchar_t, kStackText> buffer;
+  return std::wstring_view(buffer.data(), Widen(rest, buffer.data())) == wideRest;
+}
+
+bool LocaleEqual(std::wstring_view left, std::wstring_view right) {
+  if (left == right) return true;
+  if (left.empty() || right.empty()) return false;
+  return CompareStringW(LOCALE_USER_DEFAULT, 0, left.data(), Length(left.size()), right.data(),
+                        Length(right.size())) == CSTR_EQUAL;
+}
+
+std::wstring_view LocaleKey(std::wstring_view text, std::wstring& storage) {
+  if (text.empty()) return text;
+  // Most names fit at the first try; the system says how much the others need.
+  storage.assign(kStackText, L'\0');
+  int bytes = SortKey(text, storage.data(), storage.size());
+  if (bytes == 0) {
+    const int needed = LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_SORTKEY, text.data(), Length(text.size()),
+                                    nullptr, 0);
+    if (needed <= 0) return text;
+    storage.assign(static_cast<std::size_t>(needed) / sizeof(wchar_t) + 1, L'\0');
+    bytes = SortKey(text, storage.data(), storage.size());
+    if (bytes == 0) return text;
+  }
+  storage.resize((static_cast<std::size_t>(bytes) + sizeof(wchar_t) - 1) / sizeof(wchar_t));
+  return storage;
+}
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <vector>
+
+#include "platform/Event.h"
+#include "platform/Mutex.h"
+#include "platform/win32/System.h"
+
+namespace kellanseek::platform {
+
+/// Something that sleeps where the event's handle cannot be waited for, and is to be shaken awake by Set().
+class Waker {
+ public:
+  /// Called on the thread that sets the event; must not block.
+  virtual void Wake() = 0;
+
+ protected:
+  ~Waker() = default;
+};
+
+struct Event::Native {
+  explicit Native(Kind kind);
+
+  void Attach(Waker& waker);
+  void Detach(Waker& waker);
+  void WakeAll();
+
+  UniqueHandle handle;
+  Mutex lock;
+  std::vector<Waker*> wakers GUARDED_BY(lock);
+};
+
+/// Keeps a waker attached to an event for the life of a scope. Test the event after this has been made: from then
+/// on no Set() goes unnoticed.
+class AttachedWaker {
+ public:
+  AttachedWaker(Event& event, Waker& waker) : event_(event), waker_(waker) { event_.native().Attach(waker_); }
+  ~AttachedWaker() { event_.native().Detach(waker_); }
+  AttachedWaker(const AttachedWaker&) = delete;
+  AttachedWaker& operator=(const AttachedWaker&) = delete;
+
+ private:
+  Event& event_;
+  Waker& waker_;
+};
+
+}  // namespace kellanseek::platform

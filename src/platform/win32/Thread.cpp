@@ -1,0 +1,71 @@
+#include "platform/Thread.h"
+
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include <objbase.h>
+
+#include "platform/win32/System.h"
+
+namespace kellanseek::platform {
+
+namespace {
+
+/// Membership of the multithreaded apartment for the life of a scope.
+class MultithreadedApartment {
+ public:
+  MultithreadedApartment() : joined_(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
+  ~MultithreadedApartment() {
+    if (joined_) CoUninitialize();
+  }
+  MultithreadedApartment(const MultithreadedApartment&) = delete;
+  MultithreadedApartment& operator=(const MultithreadedApartment&) = delete;
+
+ private:
+  bool joined_;
+};
+
+void NameThisThread(const std::string& name) {
+  using SetDescription = HRESULT WINAPI(HANDLE, PCWSTR);
+  // Windows 10 has it, older systems do not.
+  auto* const setDescription =
+      FindSystemFunction<SetDescription>(L"kernel32.dll", "SetThreadDescription");
+  if (setDescription == nullptr) return;
+  const std::wstring wide(name.begin(), name.end());
+  setDescription(GetCurrentThread(), wide.c_str());
+}
+
+}  // namespace
+
+Thread::~Thread() { Join(); }
+
+bool Thread::Start(const char* name, std::function<void()> body) {
+  try {
+    thread_ = std::thread([name = std::string(name), body = std::move(body)]() mutable {
+      NameThisThread(name);
+      const MultithreadedApartment apartment;
+      body();
+      body = nullptr;  // What the body holds goes while the apartment still stands.
+    });
+  } catch (const std::system_error&) {
+    return false;
+  }
+  return true;
+}
+
+void Thread::Join() {
+  if (thread_.joinable()) thread_.join();
+}
+
+void Thread::Detach() {
+  if (!thread_.joinable()) return;
+  // Nobody waits for the thread any more, so its last instructions may run after the last object is gone. The
+  // module must not be unloaded under them; it stays loaded from here on.
+  HMODULE module = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                     reinterpret_cast<LPCWSTR>(&NameThisThread), &module);
+  thread_.detach();
+}
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,198 @@
+#include "platform/UdpSocket.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <utility>
+
+#include "platform/win32/SocketWaker.h"
+#include "platform/win32/System.h"
+
+namespace kellanseek::platform {
+
+namespace {
+
+sockaddr_in SocketAddress(Ipv4 address, std::uint16_t port) {
+  sockaddr_in result = {};
+  result.sin_family = AF_INET;
+  result.sin_addr.s_addr = address;
+  result.sin_port = htons(port);
+  return result;
+}
+
+/// A bound socket receives the unicasts to its interface address and the broadcasts of that interface by the
+/// system's own rules.
+class WinsockSocket final : public UdpSocket {
+ public:
+  explicit WinsockSocket(SOCKET socket) : socket_(socket) {
+    // A program that the client starts must not keep the port.
+    SetHandleInformation(reinterpret_cast<HANDLE>(socket_), HANDLE_FLAG_INHERIT, 0);
+  }
+  ~WinsockSocket() override { closesocket(socket_); }
+  WinsockSocket(const WinsockSocket&) = delete;
+  WinsockSocket& operator=(const WinsockSocket&) = delete;
+
+  SOCKET Socket() const { return socket_; }
+
+  SocketError SetReuseAddress() override { return Enable(SO_REUSEADDR); }
+  SocketError SetBroadcast() override { return Enable(SO_BROADCAST); }
+
+  SocketError Bind(Ipv4 address, Ipv4 /*mask*/, std::uint16_t port) override {
+    const sockaddr_in local = SocketAddress(address, port);
+    return Outcome(bind(socket_, reinterpret_cast<const sockaddr*>(&local), sizeof local));
+  }
+
+  SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
+    const sockaddr_in remote = SocketAddress(destination, port);
+    const int size = static_cast<int>(bytes.size());
+    const int sent = sendto(socket_, bytes.data(), size, 0, reinterpret_cast<const sockaddr*>(&remote),
+                            sizeof remote);
+    if (sent == size) return 0;
+    return sent == SOCKET_ERROR ? WSAGetLastError() : WSAEMSGSIZE;
+  }
+
+ private:
+  SocketError Enable(int option) {
+    const int on = 1;
+    return Outcome(
+        setsockopt(socket_, SOL_SOCKET, option, reinterpret_cast<const char*>(&on), sizeof on));
+  }
+  static SocketError Outcome(int result) { return result == 0 ? 0 : WSAGetLastError(); }
+
+  SOCKET socket_;
+};
+
+/// A set for select of any size: its count, then the handles, laid out as the system's own fd_set.
+class SocketSet {
+ public:
+  explicit SocketSet(std::size_t capacity) { words_.reserve(capacity + 1); }
+
+  void Clear() { words_.assign(1, 0); }
+  void Add(SOCKET socket) {
+    words_.push_back(socket);
+    ++Native()->fd_count;
+  }
+  bool Contains(SOCKET socket) {
+    const auto first = words_.begin() + 1;
+    const auto last = first + static_cast<std::ptrdiff_t>(Native()->fd_count);
+    return std::find(first, last, socket) != last;
+  }
+  bool Empty() { return Native()->fd_count == 0; }
+  fd_set* Native() { return reinterpret_cast<fd_set*>(words_.data()); }
+
+ private:
+  static_assert(offsetof(fd_set, fd_array) == sizeof(SOCKET));
+  static_assert(alignof(fd_set) <= alignof(SOCKET));
+  std::vector<SOCKET> words_ = {0};
+};
+
+class SelectReceiver final : public DatagramReceiver {
+ public:
+  SelectReceiver(const std::vector<UdpSocket*>& sockets, std::size_t capacity)
+      : ready_(sockets.size() + 1), buffer_(capacity + 1) {
+    sockets_.reserve(sockets.size());
+    for (const UdpSocket* socket : sockets) {
+      sockets_.push_back(static_cast<const WinsockSocket*>(socket)->Socket());
+    }
+  }
+
+  Received ReceiveOne(Event& stop, std::chrono::milliseconds timeout) override {
+    const AttachedWaker attached(stop, waker_);
+    if (stop.TryWait() || !WaitUntilReady(timeout) || stop.TryWait()) return {};
+    if (waker_.Usable() && ready_.Contains(waker_.Socket())) {
+      waker_.Drain();
+      if (ready_.Native()->fd_count == 1) return {};
+    }
+    const auto first = std::find_if(sockets_.begin(), sockets_.end(),
+                                    [this](SOCKET socket) { return ready_.Contains(socket); });
+    Received received;
+    if (first == sockets_.end()) {
+      received.outcome = Received::Outcome::StrangeSocket;
+      return received;
+    }
+    received.socket = static_cast<std::size_t>(first - sockets_.begin());
+    Read(*first, received);
+    return received;
+  }
+
+ private:
+  bool WaitUntilReady(std::chrono::milliseconds timeout) {
+    ready_.Clear();
+    for (const SOCKET socket : sockets_) ready_.Add(socket);
+    if (waker_.Usable()) ready_.Add(waker_.Socket());
+    const auto microseconds = std::chrono::microseconds(timeout).count();
+    constexpr decltype(microseconds) kSecond = 1'000'000;
+    timeval limit = {};
+    limit.tv_sec = static_cast<long>(microseconds / kSecond);
+    limit.tv_usec = static_cast<long>(microseconds % kSecond);
+    return select(0, ready_.Native(), nullptr, nullptr, &limit) > 0;
+  }
+
+  void Read(SOCKET socket, Received& received) {
+    sockaddr_in source = {};
+    int sourceSize = sizeof source;
+    const int length = recvfrom(socket, buffer_.data(), static_cast<int>(buffer_.size() - 1), 0,
+                                reinterpret_cast<sockaddr*>(&source), &sourceSize);
+    if (length == SOCKET_ERROR) {
+      received.outcome = Received::Outcome::ReadError;
+      received.error = WSAGetLastError();
+      return;
+    }
+    received.outcome = Received::Outcome::Datagram;
+    received.text = std::span(buffer_.data(), static_cast<std::size_t>(length));
+    received.sourceIsIpv4 = sourceSize == sizeof source && source.sin_family == AF_INET;
+    received.source = source.sin_addr.s_addr;
+  }
+
+  SocketWaker waker_;
+  std::vector<SOCKET> sockets_;
+  SocketSet ready_;
+  std::vector<char> buffer_;
+};
+
+class WinsockNetwork final : public UdpNetwork {
+ public:
+  SocketError Startup() override {
+    WSADATA data = {};
+    const SocketError error = WSAStartup(MAKEWORD(2, 2), &data);
+    if (error != 0) ++failedStartups_;
+    return error;
+  }
+
+  void Cleanup() override {
+    // The library counts successful starts only; the clean-up that belongs to a failed one must not reach it.
+    int failed = failedStartups_.load();
+    while (failed > 0) {
+      if (failedStartups_.compare_exchange_weak(failed, failed - 1)) return;
+    }
+    WSACleanup();
+  }
+
+  std::unique_ptr<UdpSocket> CreateSocket(SocketError& error) override {
+    const SOCKET handle = socket(AF_INET, SOCK_DGRAM, 0);
+    error = handle == INVALID_SOCKET ? WSAGetLastError() : 0;
+    if (handle == INVALID_SOCKET) return nullptr;
+    return std::make_unique<WinsockSocket>(handle);
+  }
+
+  std::unique_ptr<DatagramReceiver> CreateReceiver(std::vector<UdpSocket*> sockets,
+                                                   std::size_t capacity) override {
+    return std::make_unique<SelectReceiver>(sockets, capacity);
+  }
+
+  bool IsExpectedSendError(SocketError error) const override {
+    return error == WSAEADDRNOTAVAIL || error == WSAEHOSTUNREACH;
+  }
+
+ private:
+  std::atomic<int> failedStartups_ = 0;
+};
+
+}  // namespace
+
+UdpNetwork& SystemUdpNetwork() {
+  static WinsockNetwork network;
+  return network;
+}
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,230 @@
+#include "platform/XmlDocument.h"
+
+#include <utility>
+
+#include "platform/win32/ComPointer.h"
+#include "platform/win32/System.h"
+
+#include <msxml2.h>
+
+namespace kellanseek::platform {
+
+namespace {
+
+// The interface's identifier, here because not every compiler has an import library for it.
+constexpr IID kDomDocument2 = {0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
+
+using NodePointer = ComPointer<IXMLDOMNode>;
+
+/// The XML library answers S_FALSE with a null output for "not there"; a success without an object means the same.
+template <typename Pointer>
+HRESULT FoundOrNot(HRESULT result, const Pointer& pointer) {
+  if (FAILED(result)) return result;
+  return pointer ? S_OK : S_FALSE;
+}
+
+HRESULT HasName(IXMLDOMNode& node, const std::wstring& name) {
+  BasicString nodeName;
+  const HRESULT result = node.get_nodeName(nodeName.Out());
+  if (FAILED(result)) return result;
+  return nodeName.Text() == name ? S_OK : S_FALSE;
+}
+
+/// Calls `visit(child)` with each child element in document order until it gives something else than S_FALSE, and
+/// gives that; S_FALSE at the end.
+template <typename Visit>
+HRESULT ForEachChildElement(IXMLDOMNode& parent, Visit visit) {
+  NodePointer child;
+  HRESULT result = parent.get_firstChild(child.Out());
+  while (SUCCEEDED(result) && child) {
+    DOMNodeType type = NODE_INVALID;
+    result = child->get_nodeType(&type);
+    if (FAILED(result)) break;
+    NodePointer next;
+    const HRESULT nextResult = child->get_nextSibling(next.Out());
+    if (type == NODE_ELEMENT) {
+      const HRESULT visited = visit(std::move(child));
+      if (visited != S_FALSE) return visited;
+    }
+    child = std::move(next);
+    result = nextResult;
+  }
+  return FAILED(result) ? result : S_FALSE;
+}
+
+class MsxmlNode final : public XmlNode {
+ public:
+  explicit MsxmlNode(NodePointer node) : node_(std::move(node)) {}
+
+  HRESULT SelectSingleNode(const std::wstring& name, std::unique_ptr<XmlNode>& child) override {
+    return ForEachChildElement(*node_.get(), [&](NodePointer element) {
+      const HRESULT named = HasName(*element.get(), name);
+      if (named == S_OK) child = std::make_unique<MsxmlNode>(std::move(element));
+      return named;
+    });
+  }
+
+  HRESULT SelectNodes(const std::wstring& name, std::vector<std::unique_ptr<XmlNode>>& children) override {
+    std::vector<std::unique_ptr<XmlNode>> found;
+    const HRESULT result = ForEachChildElement(*node_.get(), [&](NodePointer element) {
+      const HRESULT named = HasName(*element.get(), name);
+      if (named == S_OK) found.push_back(std::make_unique<MsxmlNode>(std::move(element)));
+      return FAILED(named) ? named : S_FALSE;
+    });
+    if (FAILED(result)) return result;
+    children = std::move(found);
+    return S_OK;
+  }
+
+  HRESULT Text(std::wstring& text) override {
+    BasicString value;
+    const HRESULT result = node_->get_text(value.Out());
+    if (SUCCEEDED(result)) text = value.Text();
+    return result;
+  }
+
+  HRESULT ChildNames(std::vector<std::wstring>& names) override {
+    std::vector<std::wstring> found;
+    const HRESULT result = ForEachChildElement(*node_.get(), [&](NodePointer element) {
+      BasicString name;
+      const HRESULT named = element->get_nodeName(name.Out());
+      found.push_back(name.Text());
+      return FAILED(named) ? named : S_FALSE;
+    });
+    if (FAILED(result)) return result;
+    names = std::move(found);
+    return S_OK;
+  }
+
+  std::size_t Line() const override { return 0; }
+
+ private:
+  NodePointer node_;
+};
+
+/// The bytes of a file as the array that the XML library loads from.
+class FileBytes {
+ public:
+  FileBytes() { VariantInit(&bytes_); }
+  ~FileBytes() { VariantClear(&bytes_); }
+  FileBytes(const FileBytes&) = delete;
+  FileBytes& operator=(const FileBytes&) = delete;
+
+  const VARIANT& Array() const { return bytes_; }
+
+  DWORD Read(const std::wstring& path) {
+    const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size = {};
+    if (!file || GetFileSizeEx(file.get(), &size) == FALSE) return GetLastError();
+    if (size.QuadPart > static_cast<LONGLONG>(XmlDocument::kMaxFileBytes)) return ERROR_FILE_TOO_LARGE;
+    if (size.QuadPart == 0) return ERROR_HANDLE_EOF;
+    const ULONG count = static_cast<ULONG>(size.QuadPart);
+    bytes_.parray = SafeArrayCreateVector(VT_UI1, 0, count);
+    if (bytes_.parray == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    bytes_.vt = VT_ARRAY | VT_UI1;
+    void* data = nullptr;
+    if (FAILED(SafeArrayAccessData(bytes_.parray, &data))) return ERROR_NOT_ENOUGH_MEMORY;
+    DWORD read = 0;
+    const bool whole = ReadFile(file.get(), data, count, &read, nullptr) != FALSE && read == count;
+    const DWORD error = whole ? ERROR_SUCCESS : GetLastError();
+    SafeArrayUnaccessData(bytes_.parray);
+    return whole || error != ERROR_SUCCESS ? error : ERROR_HANDLE_EOF;
+  }
+
+ private:
+  VARIANT bytes_;
+};
+
+class MsxmlDocument final : public XmlDocument {
+ public:
+  /// Takes the newest XML library that is installed; none of them is needed at link time.
+  HRESULT Create() {
+    HRESULT result = E_FAIL;
+    for (const wchar_t* progId : {L"Msxml2.DOMDocument.6.0", L"Msxml2.DOMDocument.3.0"}) {
+      CLSID clsid = {};
+      result = CLSIDFromProgID(progId, &clsid);
+      if (SUCCEEDED(result)) {
+        result = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, kDomDocument2,
+                                  reinterpret_cast<void**>(document_.Out()));
+      }
+      if (SUCCEEDED(result)) break;
+    }
+    if (FAILED(result)) return result;
+    document_->put_async(VARIANT_FALSE);
+    document_->put_validateOnParse(VARIANT_FALSE);
+    document_->put_resolveExternals(VARIANT_FALSE);
+    return S_OK;
+  }
+
+  HRESULT Load(const std::wstring& path, std::wstring& why) override {
+    FileBytes file;
+    if (const DWORD error = file.Read(path); error != ERROR_SUCCESS) {
+      why = SystemMessage(error);
+      return HRESULT_FROM_WIN32(error);
+    }
+    VARIANT_BOOL loaded = VARIANT_FALSE;
+    const HRESULT result = document_->load(file.Array(), &loaded);
+    if (SUCCEEDED(result) && loaded == VARIANT_TRUE) return S_OK;
+    why = ParseErrorText();
+    return FAILED(result) ? result : E_FAIL;
+  }
+
+  HRESULT DeclaredEncoding(std::wstring& encoding, EncodingStep& failedAt) override {
+    NodePointer declaration;
+    ComPointer<IXMLDOMNamedNodeMap> attributes;
+    NodePointer attribute;
+    failedAt = EncodingStep::FirstChild;
+    HRESULT result = FoundOrNot(document_->get_firstChild(declaration.Out()), declaration);
+    if (result != S_OK) return result;
+    failedAt = EncodingStep::Attributes;
+    result = FoundOrNot(declaration->get_attributes(attributes.Out()), attributes);
+    if (result != S_OK) return result;
+    failedAt = EncodingStep::EncodingAttribute;
+    const BasicString name(L"encoding");
+    result = FoundOrNot(attributes->getNamedItem(name.get(), attribute.Out()), attribute);
+    if (result != S_OK) return result;
+    failedAt = EncodingStep::Text;
+    return MsxmlNode(std::move(attribute)).Text(encoding);
+  }
+
+  HRESULT SelectRoot(const std::wstring& name, std::unique_ptr<XmlNode>& root) override {
+    ComPointer<IXMLDOMElement> element;
+    HRESULT result = FoundOrNot(document_->get_documentElement(element.Out()), element);
+    if (result != S_OK) return result;
+    result = HasName(*element.get(), name);
+    if (result != S_OK) return result;
+    NodePointer node;
+    element->AddRef();
+    *node.Out() = element.get();
+    root = std::make_unique<MsxmlNode>(std::move(node));
+    return S_OK;
+  }
+
+ private:
+  std::wstring ParseErrorText() {
+    ComPointer<IXMLDOMParseError> error;
+    if (FAILED(document_->get_parseError(error.Out())) || !error) return L"The file cannot be parsed.";
+    BasicString reason;
+    long line = 0;
+    error->get_reason(reason.Out());
+    error->get_line(&line);
+    std::wstring text = reason.Text();
+    while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r')) text.pop_back();
+    return L"line " + std::to_wstring(line) + L": " + text;
+  }
+
+  ComPointer<IXMLDOMDocument2> document_;
+};
+
+}  // namespace
+
+HRESULT CreateXmlDocument(std::unique_ptr<XmlDocument>& document) {
+  auto created = std::make_unique<MsxmlDocument>();
+  const HRESULT result = created->Create();
+  if (SUCCEEDED(result)) document = std::move(created);
+  return result;
+}
+
+}  // namespace kellanseek::platform
