@@ -82,9 +82,9 @@ class IpHelperWatch final : public AddressChangeWatch {
 
   ~IpHelperWatch() override {
     if (!changed_ || !outstanding_) return;
-    CancelIPChangeNotify(request_.get());
-    // A request that the system has not let go of keeps its record and its event for ever.
-    if (WaitForSingleObject(changed_.get(), kCancelMilliseconds) != WAIT_OBJECT_0) {
+    const bool cancelled = CancelIPChangeNotify(request_.get()) != FALSE;
+    // A request that the system does not let go of keeps its record and its event for ever.
+    if (WaitForSingleObject(changed_.get(), cancelled ? kCancelMilliseconds : 0) != WAIT_OBJECT_0) {
       static_cast<void>(request_.release());
       static_cast<void>(new UniqueHandle(std::move(changed_)));
     }

@@ -52,6 +52,18 @@ HRESULT ForEachChildElement(IXMLDOMNode& parent, Visit visit) {
   return FAILED(result) ? result : S_FALSE;
 }
 
+/// The value of `name="value"` in the text of an XML declaration, which the parser has found well-formed.
+HRESULT DeclaredValue(const std::wstring& declaration, const std::wstring& name, std::wstring& value) {
+  const std::size_t found = declaration.find(name);
+  if (found == std::wstring::npos) return S_FALSE;
+  const std::size_t open = declaration.find_first_of(L"\"'", found + name.size());
+  if (open == std::wstring::npos) return S_FALSE;
+  const std::size_t close = declaration.find(declaration[open], open + 1);
+  if (close == std::wstring::npos) return S_FALSE;
+  value = declaration.substr(open + 1, close - open - 1);
+  return S_OK;
+}
+
 class MsxmlNode final : public XmlNode {
  public:
   explicit MsxmlNode(NodePointer node) : node_(std::move(node)) {}
@@ -182,8 +194,11 @@ class MsxmlDocument final : public XmlDocument {
     result = FoundOrNot(declaration->get_attributes(attributes.Out()), attributes);
     if (result != S_OK) return result;
     failedAt = EncodingStep::EncodingAttribute;
-    const BasicString name(L"encoding");
-    result = FoundOrNot(attributes->getNamedItem(name.get(), attribute.Out()), attribute);
+    const std::wstring name = L"encoding";
+    const BasicString nameText(name.c_str());
+    result = FoundOrNot(attributes->getNamedItem(nameText.get(), attribute.Out()), attribute);
+    // Some implementations of the library list no attributes for the declaration; its text has them all the same.
+    if (result == S_FALSE) return FromDeclarationText(*declaration.get(), name, encoding);
     if (result != S_OK) return result;
     failedAt = EncodingStep::Text;
     return MsxmlNode(std::move(attribute)).Text(encoding);
@@ -203,6 +218,15 @@ class MsxmlDocument final : public XmlDocument {
   }
 
  private:
+  static HRESULT FromDeclarationText(IXMLDOMNode& node, const std::wstring& name, std::wstring& value) {
+    DOMNodeType type = NODE_INVALID;
+    HRESULT result = node.get_nodeType(&type);
+    if (FAILED(result) || type != NODE_PROCESSING_INSTRUCTION) return FAILED(result) ? result : S_FALSE;
+    BasicString text;
+    result = node.get_text(text.Out());
+    return FAILED(result) ? result : DeclaredValue(text.Text(), name, value);
+  }
+
   std::wstring ParseErrorText() {
     ComPointer<IXMLDOMParseError> error;
     if (FAILED(document_->get_parseError(error.Out())) || !error) return L"The file cannot be parsed.";
