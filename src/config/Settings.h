@@ -1,0 +1,102 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <kellanseek/KelLanSeek.h>
+
+#include "diagnostics/Trace.h"
+#include "platform/Ipv4.h"
+
+namespace kellanseek {
+
+/// A flag that one thread may clear while others read it; everything else about the settings stands still by then.
+class SharedFlag {
+ public:
+  constexpr SharedFlag(std::int32_t value) : value_(value) {}
+  SharedFlag(const SharedFlag& other) : value_(static_cast<std::int32_t>(other)) {}
+  SharedFlag& operator=(const SharedFlag& other) { return *this = static_cast<std::int32_t>(other); }
+  SharedFlag& operator=(std::int32_t value) {
+    value_.store(value, std::memory_order_relaxed);
+    return *this;
+  }
+  operator std::int32_t() const { return value_.load(std::memory_order_relaxed); }
+
+ private:
+  std::atomic<std::int32_t> value_;
+};
+
+/// A subnet as the configuration names it: any address in it, and its mask, both as they were written.
+struct SubNetEntry {
+  std::wstring IPNumber;
+  std::wstring SubNetMask;
+
+  /// Whether both texts are addresses. "255.255.255.255" is not: it cannot be told from a malformed text.
+  bool Valid() const;
+  /// Whether an interface with that address and mask is in this subnet: the masks are equal, and so are the two
+  /// addresses under the mask. False for an entry that is not valid.
+  bool Matches(platform::Ipv4 address, platform::Ipv4 mask) const;
+};
+
+/// Which of the usable interfaces take part.
+enum InterfaceSelection : std::int32_t {
+  AllInterfaces = 0,
+  ExcludeListed = 1,
+  UseListed = 2,
+};
+
+/// Every setting there is. A component object owns one, fills it once and then hands it out by reference; from then
+/// on only NonLocalUpdatesEnabled changes.
+///
+/// Fields hold what was configured, however senseless: nothing is refused on the way in. The methods give the values
+/// to work with, which are always safe. Times are in seconds, flags are 0 or 1.
+class CKelLanSeekConfigSettings {
+ public:
+  std::int32_t DynamicDetectionEnabled = 1;  ///< Broadcast discovery on the local networks.
+  std::int32_t RequestPort = 5512;
+  std::int32_t ResponsePort = 5513;
+  std::int32_t RefreshInterval = 60;
+  std::int32_t RefreshTimeout = 4;
+  std::int32_t Retries = 3;
+  std::int32_t MaxRequestsPerSecond = 48;  ///< Targeted requests that one interface may send.
+  std::int32_t TickInterval = 250;         ///< Milliseconds.
+  std::int32_t VCRefreshInterval = 1;      ///< Between two checks of a local virtual controller.
+  SharedFlag NonLocalUpdatesEnabled = 1;   ///< Poll configured controllers; cleared when there is no socket for it.
+  std::int32_t NonLocalPort = 5514;
+  std::int32_t NonLocalRefreshInterval = 32;
+  std::int32_t NonLocalRefreshTimeout = 3;
+  std::int32_t NonLocalRetries = 3;
+  std::int32_t DetectInterfaceChanges = 1;
+  std::int32_t FakeRemoteVCAs = VC;  ///< The kind that older clients are told for a remote virtual controller.
+  std::int32_t InterfaceMode = AllInterfaces;
+  std::vector<SubNetEntry> SubNets;
+
+  /// Removes the subnets that are not valid, with a trace each, and brings the interface selection and
+  /// DynamicDetectionEnabled into accord: without broadcast discovery no interface takes part, and a selection that
+  /// names no usable subnet turns broadcast discovery off.
+  void ValidateInterfaces(const diagnostics::Tracer& tracer);
+
+  /// Neither broadcasts nor polls: what is configured of a controller is all that will ever be known.
+  bool CompleteInfoMode() const { return DynamicDetectionEnabled == 0 && NonLocalUpdatesEnabled == 0; }
+
+  /// The milliseconds of a tick, 1 to 1000.
+  std::int32_t TickMilliseconds() const;
+  /// Whole ticks per second, at least 1.
+  std::int32_t TicksPerSecond() const;
+  /// Seconds in ticks; 0 for a negative time, INT32_MAX for one that is too long to count.
+  std::int32_t Ticks(std::int32_t seconds) const;
+  /// The two refresh intervals in ticks: at least those of one second, so that no setting floods the network.
+  std::int32_t RefreshIntervalTicks() const;
+  std::int32_t NonLocalRefreshIntervalTicks() const;
+  /// The retry counts, 0 to INT32_MAX - 1, so that one more can be counted.
+  std::int32_t RetryCount() const;
+  std::int32_t NonLocalRetryCount() const;
+  /// Targeted requests per interface and tick, at least 1.
+  std::uint32_t MaxRequestsPerTick() const;
+  /// A configured port as sockets take it: its low 16 bits.
+  static std::uint16_t Port(std::int32_t configured) { return static_cast<std::uint16_t>(configured); }
+};
+
+}  // namespace kellanseek
