@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string_view>
+
+namespace kellanseek::platform {
+
+/// Where diagnostic texts go. Write() is one write to the output channel and may be called from any thread.
+class DebugOutput {
+ public:
+  virtual ~DebugOutput() = default;
+
+  /// False when nobody could ever see what is written; callers may then skip making the text.
+  virtual bool Enabled() const = 0;
+  virtual void Write(std::wstring_view text) = 0;
+};
+
+/// The process's debugger output channel. On Linux the sink that the environment variable KELLANSEEK_TRACE names
+/// when it is first used: "stderr", "syslog" or "file:PATH" (appended to); nothing when unset or unknown.
+DebugOutput& ProcessDebugOutput();
+
+}  // namespace kellanseek::platform

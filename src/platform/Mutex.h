@@ -1,0 +1,50 @@
+#pragma once
+
+#include <mutex>
+
+#if defined(__clang__)
+#define KELLANSEEK_TSA(x) __attribute__((x))
+#else
+#define KELLANSEEK_TSA(x)
+#endif
+
+#define GUARDED_BY(x) KELLANSEEK_TSA(guarded_by(x))
+#define PT_GUARDED_BY(x) KELLANSEEK_TSA(pt_guarded_by(x))
+#define REQUIRES(...) KELLANSEEK_TSA(requires_capability(__VA_ARGS__))
+#define EXCLUDES(...) KELLANSEEK_TSA(locks_excluded(__VA_ARGS__))
+#define ACQUIRE(...) KELLANSEEK_TSA(acquire_capability(__VA_ARGS__))
+#define RELEASE(...) KELLANSEEK_TSA(release_capability(__VA_ARGS__))
+#define ACQUIRED_BEFORE(...) KELLANSEEK_TSA(acquired_before(__VA_ARGS__))
+#define ACQUIRED_AFTER(...) KELLANSEEK_TSA(acquired_after(__VA_ARGS__))
+#define RETURN_CAPABILITY(x) KELLANSEEK_TSA(lock_returned(x))
+#define NO_THREAD_SAFETY_ANALYSIS KELLANSEEK_TSA(no_thread_safety_analysis)
+
+namespace kellanseek::platform {
+
+/// A mutex that clang's thread-safety analysis knows. Not re-entrant.
+class KELLANSEEK_TSA(capability("mutex")) Mutex {
+ public:
+  Mutex() = default;
+  Mutex(const Mutex&) = delete;
+  Mutex& operator=(const Mutex&) = delete;
+
+  void Lock() ACQUIRE() { mutex_.lock(); }
+  void Unlock() RELEASE() { mutex_.unlock(); }
+
+ private:
+  std::mutex mutex_;
+};
+
+/// Holds a Mutex for the life of a scope.
+class KELLANSEEK_TSA(scoped_lockable) MutexLock {
+ public:
+  explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.Lock(); }
+  ~MutexLock() RELEASE() { mutex_.Unlock(); }
+  MutexLock(const MutexLock&) = delete;
+  MutexLock& operator=(const MutexLock&) = delete;
+
+ private:
+  Mutex& mutex_;
+};
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <kellanseek/com.h>
+
+namespace kellanseek::platform {
+
+/// The system's store of keys and values: on Windows the registry (32-bit view), elsewhere a text file (see
+/// kellanseek/com.h for its place). Keys are full paths that begin with a root name, for example
+/// L"HKEY_CLASSES_ROOT\\CLSID\\{...}"; key and value names compare without regard to case. An empty value name is
+/// the key's default value. Callable from any thread; changes made by several processes at once are all kept.
+///
+/// Results are S_OK, S_FALSE for a key or value that is not there, or a failure code.
+class RegistryStore {
+ public:
+  virtual ~RegistryStore() = default;
+
+  /// Reads a value as text. A text longer than `maxLength` characters is a failure.
+  virtual HRESULT Read(const std::wstring& key, const std::wstring& name, std::size_t maxLength,
+                       std::wstring& value) = 0;
+  /// Writes a text value, making the key when it is not there.
+  virtual HRESULT Write(const std::wstring& key, const std::wstring& name, const std::wstring& value) = 0;
+  /// Removes a key with all its values and subkeys.
+  virtual HRESULT RemoveTree(const std::wstring& key) = 0;
+  /// In words, why the last failing call of this thread failed (for people at a terminal).
+  virtual std::wstring LastErrorText() = 0;
+};
+
+RegistryStore& SystemRegistryStore();
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <thread>
+
+namespace kellanseek::platform {
+
+/// A named thread that is a member of the multithreaded COM apartment from before its body runs until after it
+/// has ended. The owner joins it: destruction waits for the body to end. Not for use by several threads at once.
+class Thread {
+ public:
+  Thread() = default;
+  ~Thread();
+  Thread(Thread&&) noexcept = default;
+  Thread& operator=(Thread&&) = delete;
+
+  /// Starts the thread. `name` (at most 15 characters) is what a debugger shows. A thread that the system cannot
+  /// start stays "not running"; false is returned then.
+  bool Start(const char* name, std::function<void()> body);
+  bool Running() const { return thread_.joinable(); }
+  /// True when called on this very thread.
+  bool IsCurrent() const { return thread_.get_id() == std::this_thread::get_id(); }
+  /// Waits for the body to end; does nothing when no thread runs.
+  void Join();
+  /// Lets a running thread go its own way; used only when the thread itself tears its owner down.
+  void Detach();
+
+ private:
+  std::thread thread_;
+};
+
+}  // namespace kellanseek::platform

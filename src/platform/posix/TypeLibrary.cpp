@@ -1,0 +1,9 @@
+#include "platform/TypeLibrary.h"
+
+namespace kellanseek::platform {
+
+HRESULT RegisterModuleTypeLibrary(bool /*perUser*/) { return S_OK; }
+
+HRESULT UnregisterModuleTypeLibrary(bool /*perUser*/) { return S_OK; }
+
+}  // namespace kellanseek::platform
