@@ -1,5 +1,6 @@
 #include "platform/XmlDocument.h"
 
+#include <string_view>
 #include <utility>
 
 #include "platform/win32/ComPointer.h"
@@ -114,6 +115,19 @@ class MsxmlNode final : public XmlNode {
   NodePointer node_;
 };
 
+/// Whether the bytes of a document could declare an entity: those are of no use in these files, and are how a small
+/// file becomes a large one. NULs are passed over, so that two-byte encodings are seen through.
+bool DeclaresEntities(std::string_view bytes) {
+  constexpr std::string_view kDeclaration = "<!ENTITY";
+  std::size_t matched = 0;
+  for (const char byte : bytes) {
+    if (byte == '\0') continue;
+    if (byte != kDeclaration[matched]) matched = 0;
+    if (byte == kDeclaration[matched] && ++matched == kDeclaration.size()) return true;
+  }
+  return false;
+}
+
 /// The bytes of a file as the array that the XML library loads from.
 class FileBytes {
  public:
@@ -124,7 +138,7 @@ class FileBytes {
 
   const VARIANT& Array() const { return bytes_; }
 
-  DWORD Read(const std::wstring& path) {
+  DWORD Read(const std::wstring& path, bool& declaresEntities) {
     const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -141,6 +155,7 @@ class FileBytes {
     DWORD read = 0;
     const bool whole = ReadFile(file.get(), data, count, &read, nullptr) != FALSE && read == count;
     const DWORD error = whole ? ERROR_SUCCESS : GetLastError();
+    declaresEntities = DeclaresEntities(std::string_view(static_cast<const char*>(data), read));
     SafeArrayUnaccessData(bytes_.parray);
     return whole || error != ERROR_SUCCESS ? error : ERROR_HANDLE_EOF;
   }
@@ -172,9 +187,14 @@ class MsxmlDocument final : public XmlDocument {
 
   HRESULT Load(const std::wstring& path, std::wstring& why) override {
     FileBytes file;
-    if (const DWORD error = file.Read(path); error != ERROR_SUCCESS) {
+    bool declaresEntities = false;
+    if (const DWORD error = file.Read(path, declaresEntities); error != ERROR_SUCCESS) {
       why = SystemMessage(error);
       return HRESULT_FROM_WIN32(error);
+    }
+    if (declaresEntities) {
+      why = L"The file declares entities, which are not allowed.";
+      return E_FAIL;
     }
     VARIANT_BOOL loaded = VARIANT_FALSE;
     const HRESULT result = document_->load(file.Array(), &loaded);

@@ -1,0 +1,42 @@
+#include "platform/FilePath.h"
+
+#include "platform/win32/System.h"
+
+namespace kellanseek::platform {
+
+std::wstring_view PathSeparator() { return L"\\"; }
+
+PathKind KindOfPath(const std::wstring& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    const DWORD error = GetLastError();
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? PathKind::Nothing : PathKind::Other;
+  }
+  return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? PathKind::Directory : PathKind::Other;
+}
+
+HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::wstring& why) {
+  DWORD error = ERROR_SUCCESS;
+  {
+    const UniqueHandle file(
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    DWORD written = 0;
+    if (!file) {
+      error = GetLastError();
+      if (error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS) return S_FALSE;
+      why = SystemMessage(error);
+      return HRESULT_FROM_WIN32(error);
+    }
+    if (WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr) == FALSE) {
+      error = GetLastError();
+    } else if (written != content.size()) {
+      error = ERROR_DISK_FULL;
+    }
+  }
+  if (error == ERROR_SUCCESS) return S_OK;
+  why = SystemMessage(error);
+  DeleteFileW(path.c_str());
+  return HRESULT_FROM_WIN32(error);
+}
+
+}  // namespace kellanseek::platform
