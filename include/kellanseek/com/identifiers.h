@@ -1,0 +1,59 @@
+#pragma once
+
+// Identifiers written as text, and interfaces tied to theirs. Part of kellanseek/com.h, on every system.
+
+#include <cstdint>
+
+namespace kellanseek::com {
+
+consteval std::uint8_t HexDigit(char digit) {
+  if (digit >= '0' && digit <= '9') return static_cast<std::uint8_t>(digit - '0');
+  if (digit >= 'A' && digit <= 'F') return static_cast<std::uint8_t>(digit - 'A' + 10);
+  throw "an identifier is written with the digits 0-9 and A-F";
+}
+
+consteval std::uint32_t HexNumber(const char* text, int digits) {
+  std::uint32_t number = 0;
+  for (int i = 0; i < digits; ++i) number = number << 4 | HexDigit(text[i]);
+  return number;
+}
+
+}  // namespace kellanseek::com
+
+/// The identifier "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX". A text of another form does not compile.
+consteval GUID KelGuid(const char (&text)[37]) {
+  using kellanseek::com::HexNumber;
+  if (text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') throw "misplaced hyphen";
+  GUID guid = {};
+  guid.Data1 = HexNumber(text, 8);
+  guid.Data2 = static_cast<std::uint16_t>(HexNumber(text + 9, 4));
+  guid.Data3 = static_cast<std::uint16_t>(HexNumber(text + 14, 4));
+  for (int i = 0; i < 8; ++i) guid.Data4[i] = static_cast<std::uint8_t>(HexNumber(text + 19 + 2 * i + (i > 1), 2));
+  return guid;
+}
+
+/// The identifier of an interface type. KEL_DECLARE_INTERFACE gives it to a type; there is no general one.
+template <typename Interface>
+inline constexpr const IID* KelInterfaceId = nullptr;
+
+namespace kellanseek::com {
+
+inline constexpr IID kIidUnknown = KelGuid("00000000-0000-0000-C000-000000000046");
+inline constexpr IID kIidClassFactory = KelGuid("00000001-0000-0000-C000-000000000046");
+
+}  // namespace kellanseek::com
+
+template <>
+inline constexpr const IID* KelInterfaceId<IUnknown> = &kellanseek::com::kIidUnknown;
+template <>
+inline constexpr const IID* KelInterfaceId<IClassFactory> = &kellanseek::com::kIidClassFactory;
+
+/// Declares the interface `type`, its identifier as the constant IID_<type>, and ties the two together for
+/// KelInterfaceId, and for __uuidof where the compiler has that.
+#define KEL_DECLARE_INTERFACE(type, text)                    \
+  struct KEL_UUID(text) type;                                \
+  inline constexpr IID IID_##type = KelGuid(text);           \
+  template <>                                                \
+  inline constexpr const IID* KelInterfaceId<type> = &IID_##type; \
+  KEL_UUIDOF(type)                                           \
+  static_assert(sizeof(IID_##type) == 16)
