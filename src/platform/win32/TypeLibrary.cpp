@@ -1,7 +1,6 @@
 #include "platform/TypeLibrary.h"
 
 #include "platform/Module.h"
-#include "platform/win32/ComPointer.h"
 #include "platform/win32/System.h"
 
 namespace kellanseek::platform {
@@ -11,9 +10,9 @@ namespace {
 constexpr const wchar_t* kOleAutomation = L"OLEAUT32.DLL";
 
 /// Without an index behind the path the system takes the first type library resource.
-HRESULT LoadModuleTypeLibrary(std::wstring& path, ComPointer<ITypeLib>& library) {
+HRESULT LoadModuleTypeLibrary(std::wstring& path, KelComPtr<ITypeLib>& library) {
   path = CurrentModulePath();
-  return LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Out());
+  return LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Put());
 }
 
 HRESULT MissingFunction() { return HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND); }
@@ -22,20 +21,20 @@ HRESULT MissingFunction() { return HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND); }
 
 HRESULT RegisterModuleTypeLibrary(bool perUser) {
   std::wstring path;
-  ComPointer<ITypeLib> library;
+  KelComPtr<ITypeLib> library;
   const HRESULT loaded = LoadModuleTypeLibrary(path, library);
   if (FAILED(loaded)) return loaded;
   std::wstring directory = path.substr(0, path.find_last_of(L'\\'));
-  if (!perUser) return RegisterTypeLib(library.get(), path.data(), directory.data());
+  if (!perUser) return RegisterTypeLib(library.Get(), path.data(), directory.data());
   using Register = HRESULT WINAPI(ITypeLib*, OLECHAR*, OLECHAR*);
   auto* const registerForUser = FindSystemFunction<Register>(kOleAutomation, "RegisterTypeLibForUser");
   if (registerForUser == nullptr) return MissingFunction();
-  return registerForUser(library.get(), path.data(), directory.data());
+  return registerForUser(library.Get(), path.data(), directory.data());
 }
 
 HRESULT UnregisterModuleTypeLibrary(bool perUser) {
   std::wstring path;
-  ComPointer<ITypeLib> library;
+  KelComPtr<ITypeLib> library;
   const HRESULT loaded = LoadModuleTypeLibrary(path, library);
   if (FAILED(loaded)) return loaded;
   TLIBATTR* attributes = nullptr;

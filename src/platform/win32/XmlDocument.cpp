@@ -3,7 +3,6 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/win32/ComPointer.h"
 #include "platform/win32/System.h"
 
 #include <msxml2.h>
@@ -15,7 +14,7 @@ namespace {
 // The interface's identifier, here because not every compiler has an import library for it.
 constexpr IID kDomDocument2 = {0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
 
-using NodePointer = ComPointer<IXMLDOMNode>;
+using NodePointer = KelComPtr<IXMLDOMNode>;
 
 /// The XML library answers S_FALSE with a null output for "not there"; a success without an object means the same.
 template <typename Pointer>
@@ -25,8 +24,8 @@ HRESULT FoundOrNot(HRESULT result, const Pointer& pointer) {
 }
 
 HRESULT HasName(IXMLDOMNode& node, const std::wstring& name) {
-  BasicString nodeName;
-  const HRESULT result = node.get_nodeName(nodeName.Out());
+  KelBstr nodeName;
+  const HRESULT result = node.get_nodeName(nodeName.Put());
   if (FAILED(result)) return result;
   return nodeName.Text() == name ? S_OK : S_FALSE;
 }
@@ -36,13 +35,13 @@ HRESULT HasName(IXMLDOMNode& node, const std::wstring& name) {
 template <typename Visit>
 HRESULT ForEachChildElement(IXMLDOMNode& parent, Visit visit) {
   NodePointer child;
-  HRESULT result = parent.get_firstChild(child.Out());
+  HRESULT result = parent.get_firstChild(child.Put());
   while (SUCCEEDED(result) && child) {
     DOMNodeType type = NODE_INVALID;
     result = child->get_nodeType(&type);
     if (FAILED(result)) break;
     NodePointer next;
-    const HRESULT nextResult = child->get_nextSibling(next.Out());
+    const HRESULT nextResult = child->get_nextSibling(next.Put());
     if (type == NODE_ELEMENT) {
       const HRESULT visited = visit(std::move(child));
       if (visited != S_FALSE) return visited;
@@ -70,8 +69,8 @@ class MsxmlNode final : public XmlNode {
   explicit MsxmlNode(NodePointer node) : node_(std::move(node)) {}
 
   HRESULT SelectSingleNode(const std::wstring& name, std::unique_ptr<XmlNode>& child) override {
-    return ForEachChildElement(*node_.get(), [&](NodePointer element) {
-      const HRESULT named = HasName(*element.get(), name);
+    return ForEachChildElement(*node_, [&](NodePointer element) {
+      const HRESULT named = HasName(*element, name);
       if (named == S_OK) child = std::make_unique<MsxmlNode>(std::move(element));
       return named;
     });
@@ -79,8 +78,8 @@ class MsxmlNode final : public XmlNode {
 
   HRESULT SelectNodes(const std::wstring& name, std::vector<std::unique_ptr<XmlNode>>& children) override {
     std::vector<std::unique_ptr<XmlNode>> found;
-    const HRESULT result = ForEachChildElement(*node_.get(), [&](NodePointer element) {
-      const HRESULT named = HasName(*element.get(), name);
+    const HRESULT result = ForEachChildElement(*node_, [&](NodePointer element) {
+      const HRESULT named = HasName(*element, name);
       if (named == S_OK) found.push_back(std::make_unique<MsxmlNode>(std::move(element)));
       return FAILED(named) ? named : S_FALSE;
     });
@@ -90,17 +89,17 @@ class MsxmlNode final : public XmlNode {
   }
 
   HRESULT Text(std::wstring& text) override {
-    BasicString value;
-    const HRESULT result = node_->get_text(value.Out());
+    KelBstr value;
+    const HRESULT result = node_->get_text(value.Put());
     if (SUCCEEDED(result)) text = value.Text();
     return result;
   }
 
   HRESULT ChildNames(std::vector<std::wstring>& names) override {
     std::vector<std::wstring> found;
-    const HRESULT result = ForEachChildElement(*node_.get(), [&](NodePointer element) {
-      BasicString name;
-      const HRESULT named = element->get_nodeName(name.Out());
+    const HRESULT result = ForEachChildElement(*node_, [&](NodePointer element) {
+      KelBstr name;
+      const HRESULT named = element->get_nodeName(name.Put());
       found.push_back(name.Text());
       return FAILED(named) ? named : S_FALSE;
     });
@@ -174,7 +173,7 @@ class MsxmlDocument final : public XmlDocument {
       result = CLSIDFromProgID(progId, &clsid);
       if (SUCCEEDED(result)) {
         result = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, kDomDocument2,
-                                  reinterpret_cast<void**>(document_.Out()));
+                                  document_.PutVoid());
       }
       if (SUCCEEDED(result)) break;
     }
@@ -205,35 +204,32 @@ class MsxmlDocument final : public XmlDocument {
 
   HRESULT DeclaredEncoding(std::wstring& encoding, EncodingStep& failedAt) override {
     NodePointer declaration;
-    ComPointer<IXMLDOMNamedNodeMap> attributes;
+    KelComPtr<IXMLDOMNamedNodeMap> attributes;
     NodePointer attribute;
     failedAt = EncodingStep::FirstChild;
-    HRESULT result = FoundOrNot(document_->get_firstChild(declaration.Out()), declaration);
+    HRESULT result = FoundOrNot(document_->get_firstChild(declaration.Put()), declaration);
     if (result != S_OK) return result;
     failedAt = EncodingStep::Attributes;
-    result = FoundOrNot(declaration->get_attributes(attributes.Out()), attributes);
+    result = FoundOrNot(declaration->get_attributes(attributes.Put()), attributes);
     if (result != S_OK) return result;
     failedAt = EncodingStep::EncodingAttribute;
     const std::wstring name = L"encoding";
-    const BasicString nameText(name.c_str());
-    result = FoundOrNot(attributes->getNamedItem(nameText.get(), attribute.Out()), attribute);
+    const KelBstr nameText(name);
+    result = FoundOrNot(attributes->getNamedItem(nameText.Get(), attribute.Put()), attribute);
     // Some implementations of the library list no attributes for the declaration; its text has them all the same.
-    if (result == S_FALSE) return FromDeclarationText(*declaration.get(), name, encoding);
+    if (result == S_FALSE) return FromDeclarationText(*declaration, name, encoding);
     if (result != S_OK) return result;
     failedAt = EncodingStep::Text;
     return MsxmlNode(std::move(attribute)).Text(encoding);
   }
 
   HRESULT SelectRoot(const std::wstring& name, std::unique_ptr<XmlNode>& root) override {
-    ComPointer<IXMLDOMElement> element;
-    HRESULT result = FoundOrNot(document_->get_documentElement(element.Out()), element);
+    KelComPtr<IXMLDOMElement> element;
+    HRESULT result = FoundOrNot(document_->get_documentElement(element.Put()), element);
     if (result != S_OK) return result;
-    result = HasName(*element.get(), name);
+    result = HasName(*element, name);
     if (result != S_OK) return result;
-    NodePointer node;
-    element->AddRef();
-    *node.Out() = element.get();
-    root = std::make_unique<MsxmlNode>(std::move(node));
+    root = std::make_unique<MsxmlNode>(std::move(element));
     return S_OK;
   }
 
@@ -242,24 +238,24 @@ class MsxmlDocument final : public XmlDocument {
     DOMNodeType type = NODE_INVALID;
     HRESULT result = node.get_nodeType(&type);
     if (FAILED(result) || type != NODE_PROCESSING_INSTRUCTION) return FAILED(result) ? result : S_FALSE;
-    BasicString text;
-    result = node.get_text(text.Out());
+    KelBstr text;
+    result = node.get_text(text.Put());
     return FAILED(result) ? result : DeclaredValue(text.Text(), name, value);
   }
 
   std::wstring ParseErrorText() {
-    ComPointer<IXMLDOMParseError> error;
-    if (FAILED(document_->get_parseError(error.Out())) || !error) return L"The file cannot be parsed.";
-    BasicString reason;
+    KelComPtr<IXMLDOMParseError> error;
+    if (FAILED(document_->get_parseError(error.Put())) || !error) return L"The file cannot be parsed.";
+    KelBstr reason;
     long line = 0;
-    error->get_reason(reason.Out());
+    error->get_reason(reason.Put());
     error->get_line(&line);
     std::wstring text = reason.Text();
     while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r')) text.pop_back();
     return L"line " + std::to_wstring(line) + L": " + text;
   }
 
-  ComPointer<IXMLDOMDocument2> document_;
+  KelComPtr<IXMLDOMDocument2> document_;
 };
 
 }  // namespace
