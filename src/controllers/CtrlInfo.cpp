@@ -1,0 +1,76 @@
+#include "controllers/CtrlInfo.h"
+
+#include <utility>
+
+#include "platform/CodePage.h"
+
+namespace kellanseek {
+namespace {
+
+bool TakeText(std::wstring& stored, const std::wstring& newer) {
+  if (platform::LocaleEqual(stored, newer)) return false;
+  stored = newer;
+  return true;
+}
+
+template <typename T>
+bool TakeValue(T& stored, const T& newer) {
+  if (stored == newer) return false;
+  stored = newer;
+  return true;
+}
+
+}  // namespace
+
+VCObjectRef::VCObjectRef(IUnknown* object) : object_(object) {
+  if (object_ != nullptr) object_->AddRef();
+}
+
+VCObjectRef& VCObjectRef::operator=(VCObjectRef other) noexcept {
+  std::swap(object_, other.object_);
+  return *this;
+}
+
+VCObjectRef::~VCObjectRef() {
+  if (object_ != nullptr) object_->Release();
+}
+
+IUnknown* VCObjectRef::Detach() noexcept { return std::exchange(object_, nullptr); }
+
+void CtrlInfo::Reset() {
+  for (auto* text :
+       {&ctrlName, &ctrlAddress, &systemName, &releasePath, &systemID, &ctrlID, &macAddress, &hostName}) {
+    text->clear();
+  }
+  ipAddress = platform::kNoAddress;
+  lanSeekID = 0;
+  ctrlType = RC;
+  remotePublication = RemoteVCPublication_False;
+  versionMajor = versionMinor = versionRevision = kelAPICompatibilityRevision = kVersionUnknown;
+  commPortNumber = 0;
+  ctrlLevel = SystemLevel;
+  ctrlStatus = CtrlUnavailable;
+  identificationType = StaticCtrlDefinition;
+  ticksToNextAction = retriesLeft = heardOnInterface = kNone;
+  heardOnAddress = 0;
+  published = false;
+  vcProcessID = 0;
+  vcProcessStart = 0;
+  vcInterface = VCObjectRef();
+}
+
+bool CtrlInfo::UpdateFrom(const CtrlInfo& newer) {
+  bool changed = TakeText(ctrlName, newer.ctrlName);
+  changed |= TakeText(systemName, newer.systemName);
+  changed |= TakeText(releasePath, newer.releasePath);
+  changed |= TakeText(ctrlID, newer.ctrlID);
+  changed |= TakeValue(versionMajor, newer.versionMajor);
+  changed |= TakeValue(versionMinor, newer.versionMinor);
+  changed |= TakeValue(versionRevision, newer.versionRevision);
+  changed |= TakeValue(kelAPICompatibilityRevision, newer.kelAPICompatibilityRevision);
+  changed |= TakeValue(commPortNumber, newer.commPortNumber);
+  changed |= TakeValue(ctrlLevel, newer.ctrlLevel);
+  return changed;
+}
+
+}  // namespace kellanseek

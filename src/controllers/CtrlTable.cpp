@@ -1,0 +1,119 @@
+#include "controllers/CtrlTable.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kellanseek {
+namespace {
+
+bool EarlierRecord(const CtrlTable::Iterator& left, const CtrlTable::Iterator& right) {
+  return left->lanSeekID < right->lanSeekID;
+}
+
+}  // namespace
+
+CtrlTable::Lock::Lock(CtrlTable& table) : table_(table) { table_.mutex_.Lock(); }
+
+CtrlTable::Lock::~Lock() {
+  std::vector<VCObjectRef> toRelease;
+  toRelease.swap(table_.toRelease_);
+  table_.mutex_.Unlock();
+}
+
+CtrlTable::CtrlTable()
+    : records_([] {
+        namespace mi = boost::multi_index;
+        const std::uint64_t seed = RandomSeed();
+        const LocaleHash locale{seed};
+        const FoldedHash folded{seed};
+        constexpr std::size_t kBuckets = 0;  // as many as the container likes to begin with
+        const mi::member<CtrlInfo, std::wstring, &CtrlInfo::ctrlAddress> address;
+        const mi::member<CtrlInfo, std::wstring, &CtrlInfo::systemID> systemID;
+        const mi::member<CtrlInfo, std::wstring, &CtrlInfo::macAddress> macAddress;
+        return Records::ctor_args_list(boost::make_tuple(
+            Records::nth_index<0>::type::ctor_args(),
+            Records::nth_index<1>::type::ctor_args(), boost::make_tuple(kBuckets, address, locale, LocaleEquals()),
+            boost::make_tuple(kBuckets, systemID, locale, LocaleEquals()),
+            boost::make_tuple(kBuckets, systemID, folded, FoldedEquals()),
+            boost::make_tuple(kBuckets, macAddress, locale, LocaleEquals())));
+      }()) {}
+
+template <typename Index, typename Key>
+CtrlTable::Iterator CtrlTable::First(const Key& key) {
+  const auto [first, last] = records_.get<Index>().equal_range(key);
+  if (first == last) return end();
+  auto earliest = first;
+  for (auto it = std::next(first); it != last; ++it) {
+    if (it->lanSeekID < earliest->lanSeekID) earliest = it;
+  }
+  return records_.project<InOrder>(earliest);
+}
+
+template <typename Index, typename Key>
+void CtrlTable::Append(Iterators& found, const Key& key) {
+  const auto [first, last] = records_.get<Index>().equal_range(key);
+  for (auto it = first; it != last; ++it) found.push_back(records_.project<InOrder>(it));
+}
+
+CtrlTable::Iterator CtrlTable::Find(std::uint32_t lanSeekID) {
+  return records_.project<InOrder>(records_.get<ById>().find(lanSeekID));
+}
+
+CtrlTable::Iterator CtrlTable::FindCtrl(const CtrlInfo& pattern) {
+  return pattern.ctrlType == RC ? FirstByAddress(pattern.ctrlAddress) : FirstBySystemID(pattern.systemID);
+}
+
+CtrlTable::Iterator CtrlTable::FirstByAddress(const std::wstring& address) { return First<ByAddress>(address); }
+
+CtrlTable::Iterator CtrlTable::FirstBySystemID(const std::wstring& systemID) { return First<BySystemID>(systemID); }
+
+CtrlTable::Iterators CtrlTable::AllByAddress(const std::wstring& address) {
+  Iterators found;
+  Append<ByAddress>(found, address);
+  std::sort(found.begin(), found.end(), EarlierRecord);
+  return found;
+}
+
+CtrlTable::Iterators CtrlTable::AllBySystemID(const std::wstring& systemID) {
+  Iterators found;
+  Append<BySystemID>(found, systemID);
+  std::sort(found.begin(), found.end(), EarlierRecord);
+  return found;
+}
+
+CtrlTable::Iterators CtrlTable::AllByFoldedSystemID(std::wstring_view systemID) {
+  Iterators found;
+  Append<ByFoldedSystemID>(found, systemID);
+  std::sort(found.begin(), found.end(), EarlierRecord);
+  return found;
+}
+
+CtrlTable::Iterators CtrlTable::Related(const CtrlInfo& pattern) {
+  Iterators found;
+  Append<BySystemID>(found, pattern.systemID);
+  Append<ByMac>(found, pattern.macAddress);
+  Append<ByAddress>(found, pattern.ctrlAddress);
+  std::sort(found.begin(), found.end(), EarlierRecord);
+  found.erase(std::unique(found.begin(), found.end()), found.end());
+  return found;
+}
+
+void CtrlTable::SetIdentity(Iterator record, const std::wstring& systemID, const std::wstring& macAddress) {
+  records_.get<InOrder>().modify(record, [&](CtrlInfo& stored) {
+    stored.systemID = systemID;
+    stored.macAddress = macAddress;
+  });
+}
+
+CtrlTable::Iterator CtrlTable::AddCtrl(CtrlInfo record) {
+  const auto [position, inserted] = records_.get<InOrder>().push_back(std::move(record));
+  return inserted ? position : end();
+}
+
+CtrlTable::Iterator CtrlTable::Remove(Iterator record) {
+  CtrlInfo& leaving = Edit(record);
+  if (leaving.vcInterface.Get() != nullptr) toRelease_.push_back(std::move(leaving.vcInterface));
+  return records_.get<InOrder>().erase(record);
+}
+
+}  // namespace kellanseek

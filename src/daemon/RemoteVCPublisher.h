@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+
+#include "controllers/CtrlTable.h"
+
+namespace kellanseek::daemon {
+
+/// A virtual controller that was lost without notice of its own; the other message codes are datagram types.
+inline constexpr std::int32_t kUnpublishMsg = 100;
+
+/// Publishes virtual controllers of this host to others. All operations may be called from any thread.
+class RemoteVCPublisher {
+ public:
+  virtual ~RemoteVCPublisher() = default;
+
+  /// Queues a message for the daemon: a request seen on the interface at `interfaceIndex`, or the removal of a
+  /// published controller. `lanSeekID` 0 means all. True when it was queued, or when nothing is published.
+  virtual bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t lanSeekID) = 0;
+
+  /// Publishes the controller of a record on every interface. Called with the table lock held. False when that
+  /// failed; throws std::bad_alloc.
+  virtual bool AddRemoteVC(const CtrlInfo& record) = 0;
+
+  /// Prepares every published controller anew after the interface table was rebuilt.
+  virtual void RefreshAfterReInit(CtrlTable& table) REQUIRES(table.TableMutex()) = 0;
+};
+
+}  // namespace kellanseek::daemon

@@ -1,0 +1,256 @@
+#include "daemon/VCDaemon.h"
+
+#include <algorithm>
+#include <chrono>
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "daemon/Publication.h"
+#include "platform/Clock.h"
+#include "protocol/Message.h"
+
+namespace kellanseek::daemon {
+namespace {
+
+constexpr const wchar_t* kUnit = L"rVCDaemon";
+
+constexpr std::int32_t kPendingNone = 0;
+constexpr std::int32_t kPendingFull = 1;
+constexpr std::int32_t kPendingShort = 2;
+
+constexpr std::uint32_t kMinDelay = 200;    ///< Milliseconds before an answer, at least;
+constexpr std::uint32_t kDelaySpread = 3000;  ///< and the range of the random rest.
+constexpr std::int32_t kDueThreshold = 10;  ///< A countdown this short is not worth another wait.
+constexpr std::uint32_t kMaxElapsed = 0x7FFFFFFE;
+
+bool IsRemoval(std::int32_t type) {
+  return type == protocol::CtrlRestartMsg || type == protocol::CtrlPowerDownMsg || type == kUnpublishMsg;
+}
+
+bool IsRequest(std::int32_t type) {
+  return type == protocol::FullRequestMsg || type == protocol::TargetedRequestMsg ||
+         type == protocol::RefreshRequestMsg;
+}
+
+std::int32_t ElapsedBetween(std::uint32_t last, std::uint32_t now) {
+  const std::uint32_t difference = now < last ? now - last - 1 : now - last;
+  return static_cast<std::int32_t>(std::min(difference, kMaxElapsed));
+}
+
+}  // namespace
+
+CrVCDaemon::CrVCDaemon(Parts parts)
+    : interfaces_(parts.interfaces),
+      sender_(parts.sender),
+      socketsReady_(parts.socketsReady),
+      random_(std::move(parts.random)),
+      trace_(parts.debugOutput, kUnit) {}
+
+void CrVCDaemon::StartThread() {
+  thread_.Start("KelDaemon", [this] { RemoteVCDaemonLoop(); });
+}
+
+void CrVCDaemon::StopThread() {
+  stop_.Set();
+  thread_.Join();
+  stop_.Reset();
+}
+
+void CrVCDaemon::RemoteVCDaemonLoop() {
+  if (!platform::WaitForAny({&socketsReady_, &stop_}).Signalled(0)) return;
+  std::uint32_t lastTick = platform::TickCount();
+  std::optional<std::chrono::milliseconds> limit;
+  for (;;) {
+    const platform::WaitResult wait = platform::WaitForAny({&stop_, &queued_}, limit);
+    if (wait.outcome == platform::WaitResult::Outcome::Failed) {
+      trace_.Error(L"Lanseek RemoteVCDaemonLoop. WaitForMultipleObjects failed, rVC daemon thread exiting");
+      return;
+    }
+    const std::uint32_t now = platform::TickCount();
+    const std::int32_t next = Step(ElapsedBetween(std::exchange(lastTick, now), now));
+    if (wait.Signalled(0)) return;
+    limit = next == kNothingScheduled ? std::nullopt : std::optional(std::chrono::milliseconds(next));
+  }
+}
+
+bool CrVCDaemon::QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t lanSeekID) {
+  if (!active_.load(std::memory_order_relaxed)) return true;
+  try {
+    const platform::MutexLock lock(queueLock_);
+    const DaemonMessage message{type, interfaceIndex, lanSeekID};
+    // The same message twice in a row means what it means once; so a storm of requests does not pile up.
+    if (!queue_.empty() && queue_.back() == message) return true;
+    queue_.push_back(message);
+  } catch (const std::bad_alloc&) {
+    trace_.Error(L"LanSeek CrVCDaemon::QueueMessageForRemoteVC. Add message failed");
+    return false;
+  }
+  queued_.Set();
+  return true;
+}
+
+void CrVCDaemon::TraceTooLong(RemoteVCEntry& entry) const {
+  if (std::exchange(entry.tooLongTraced, true)) return;
+  trace_.Error(L"LanSeek CrVCDaemon. Datagram for remote VC %s is too long and is not sent", entry.systemID);
+}
+
+void CrVCDaemon::BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& record) const {
+  for (std::size_t position = 0; position < interfaces_.Size(); ++position) {
+    const std::string& macText = interfaces_[position].macText;
+    PublicationItem item;
+    item.fullMessage = BuildFullMessage(record, macText);
+    item.shortMessage = BuildShortMessage(record, macText);
+    if (item.fullMessage.empty() || item.shortMessage.empty()) TraceTooLong(entry);
+    entry.items.push_back(std::move(item));
+  }
+}
+
+bool CrVCDaemon::AddRemoteVC(const CtrlInfo& record) {
+  RemoteVCEntry entry;
+  entry.lanSeekID = record.lanSeekID;
+  entry.systemID = record.systemID;
+  try {
+    BuildInterfaceMessages(entry, record);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  try {
+    const platform::MutexLock lock(listLock_);
+    published_.push_back(std::move(entry));
+    active_.store(true, std::memory_order_relaxed);
+  } catch (const std::bad_alloc&) {
+    trace_.Error(L"LanSeek AddRemoteVC. Failed to Add");
+    return false;
+  }
+  queued_.Set();
+  return true;
+}
+
+void CrVCDaemon::RefreshAfterReInit(CtrlTable& table) {
+  const platform::MutexLock lock(listLock_);
+  for (auto entry = published_.begin(); entry != published_.end();) {
+    entry->items.clear();
+    const auto record = table.Find(entry->lanSeekID);
+    if (record == table.end()) {
+      entry = published_.erase(entry);
+      continue;
+    }
+    try {
+      BuildInterfaceMessages(*entry, *record);
+    } catch (const std::bad_alloc&) {
+      trace_.Error(
+          L"LanSeek CrVCDaemaon::RefreshAfterReInit. Failed to add publication interfaces for remote VC");
+      entry = published_.erase(entry);
+      continue;
+    }
+    entry->countdown = kNothingScheduled;
+    ++entry;
+  }
+}
+
+std::int32_t CrVCDaemon::Step(std::int32_t elapsed) {
+  const platform::MutexLock lock(listLock_);
+  LetTimePass(elapsed);
+  for (const DaemonMessage& message : TakeQueue()) Handle(message);
+  return SendDue();
+}
+
+void CrVCDaemon::LetTimePass(std::int32_t elapsed) {
+  for (RemoteVCEntry& entry : published_) {
+    if (entry.countdown != kNothingScheduled) entry.countdown = std::max(0, entry.countdown - elapsed);
+  }
+}
+
+std::vector<CrVCDaemon::DaemonMessage> CrVCDaemon::TakeQueue() {
+  const platform::MutexLock lock(queueLock_);
+  return std::exchange(queue_, {});
+}
+
+bool CrVCDaemon::Acceptable(const DaemonMessage& message) const {
+  if (IsRemoval(message.type)) return true;
+  if (!IsRequest(message.type)) {
+    trace_.Error(L"LanSeek RemoteVCDaemonLoop. Unknown message type %d", message.type);
+    return false;
+  }
+  if (!interfaces_.Contains(message.interfaceIndex)) {
+    trace_.Error(L"LanSeek RemoteVCDaemonLoop. Bad interface index %d", message.interfaceIndex);
+    return false;
+  }
+  // Who is meant by a targeted request without identity is only clear when there is just one.
+  const bool ambiguous =
+      message.type == protocol::TargetedRequestMsg && message.lanSeekID == 0 && published_.size() != 1;
+  return !ambiguous;
+}
+
+void CrVCDaemon::Handle(const DaemonMessage& message) {
+  if (!Acceptable(message)) return;
+  for (RemoteVCEntry& entry : published_) {
+    if (message.lanSeekID != 0 && entry.lanSeekID != message.lanSeekID) continue;
+    Mark(entry, message);
+    if (message.lanSeekID != 0) return;
+  }
+}
+
+void CrVCDaemon::Mark(RemoteVCEntry& entry, const DaemonMessage& message) {
+  if (IsRemoval(message.type)) {
+    const std::int32_t notice = message.type == kUnpublishMsg ? static_cast<std::int32_t>(protocol::CtrlPowerDownMsg) : message.type;
+    for (PublicationItem& item : entry.items) item.pending = notice;
+    entry.countdown = 0;
+    entry.remove = true;
+    return;
+  }
+  const auto position = static_cast<std::size_t>(message.interfaceIndex);
+  if (position >= entry.items.size()) return;
+  std::int32_t& pending = entry.items[position].pending;
+  if (message.type == protocol::RefreshRequestMsg) {
+    if (pending == kPendingNone) pending = kPendingShort;
+  } else if (pending == kPendingNone || pending == kPendingShort) {
+    pending = kPendingFull;
+  }
+  if (entry.countdown == kNothingScheduled && pending != kPendingNone) {
+    entry.countdown = static_cast<std::int32_t>(random_() % kDelaySpread + kMinDelay);
+  }
+}
+
+std::int32_t CrVCDaemon::SendDue() {
+  std::int32_t next = kNothingScheduled;
+  for (RemoteVCEntry& entry : published_) {
+    if (entry.countdown != kNothingScheduled && entry.countdown <= kDueThreshold) SendPending(entry);
+    if (entry.remove || entry.countdown == kNothingScheduled) continue;
+    next = next == kNothingScheduled ? entry.countdown : std::min(next, entry.countdown);
+  }
+  const bool removed = std::erase_if(published_, [](const RemoteVCEntry& entry) { return entry.remove; }) > 0;
+  if (removed && published_.empty()) active_.store(false, std::memory_order_relaxed);
+  return next;
+}
+
+void CrVCDaemon::SendPending(RemoteVCEntry& entry) {
+  for (std::size_t position = 0; position < entry.items.size(); ++position) {
+    if (entry.items[position].pending == kPendingNone) continue;
+    SendRVCResponse(entry, position);
+    entry.items[position].pending = kPendingNone;
+  }
+  entry.countdown = kNothingScheduled;
+}
+
+void CrVCDaemon::SendRVCResponse(RemoteVCEntry& entry, std::size_t position) {
+  const PublicationItem& item = entry.items[position];
+  std::string notice;
+  std::string_view datagram = item.fullMessage;
+  if (item.pending == kPendingShort) {
+    datagram = item.shortMessage;
+  } else if (item.pending != kPendingFull) {
+    notice = BuildNotice(static_cast<std::uint32_t>(item.pending), entry.systemID);
+    if (notice.empty()) TraceTooLong(entry);
+    datagram = notice;
+  }
+  if (datagram.empty()) return;
+  platform::Ipv4 destination = 0;
+  const platform::SocketError error = sender_.Answer(position, datagram, destination);
+  if (error == 0) return;
+  trace_.Error(L"LANSEEK: Failed to send rVC response itf=%d addr=0x%x. Error=%d", position,
+               platform::HostOrder(destination), error);
+}
+
+}  // namespace kellanseek::daemon

@@ -1,0 +1,47 @@
+#include "engine/AddressWatch.h"
+
+#include <chrono>
+#include <utility>
+
+namespace kellanseek::engine {
+namespace {
+
+constexpr const wchar_t* kUnit = L"dynamicinfo";
+
+/// The table is compared this often even when nothing is notified.
+constexpr std::chrono::milliseconds kCheckInterval{120000};
+
+}  // namespace
+
+AddressWatch::AddressWatch(network::InterfaceTable& interfaces, platform::Mutex& tableMutex,
+                           const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
+                           WatchMaker makeWatch, platform::Event& stopWatch, platform::DebugOutput& debugOutput)
+    : interfaces_(interfaces),
+      tableMutex_(tableMutex),
+      settings_(settings),
+      listener_(listener),
+      makeWatch_(std::move(makeWatch)),
+      stopWatch_(stopWatch),
+      trace_(debugOutput, kUnit) {}
+
+void AddressWatch::NotifyAddrChangeLoop() {
+  using Outcome = platform::AddressChangeWatch::Outcome;
+  const auto watch = makeWatch_();
+  if (!watch) {
+    trace_.Error(L"Lanseek::NotifyAddrChangeLoop error create event\n");
+    return;
+  }
+  // Whatever changed between the building of the table and the first wait counts as a notice.
+  Check();
+  while (settings_.DetectInterfaceChanges != 0) {
+    const Outcome outcome = watch->Wait(stopWatch_, kCheckInterval);
+    if (outcome == Outcome::Stopped || outcome == Outcome::Failed) return;
+    Check();
+  }
+}
+
+void AddressWatch::Check() {
+  if (interfaces_.InterfacesChanged(tableMutex_)) listener_.OnInterfacesChanged();
+}
+
+}  // namespace kellanseek::engine

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "config/Settings.h"
+#include "diagnostics/Trace.h"
+#include "network/InterfaceTable.h"
+#include "platform/Event.h"
+#include "platform/Mutex.h"
+#include "platform/NetworkAddresses.h"
+
+namespace kellanseek::engine {
+
+/// Is told, on the address-change thread, that the usable interfaces differ from the interface table.
+class InterfaceChangeListener {
+ public:
+  virtual ~InterfaceChangeListener() = default;
+  virtual void OnInterfacesChanged() = 0;
+};
+
+/// Compares the host's interfaces with the interface table at every notice of an address change, and every two
+/// minutes.
+class AddressWatch {
+ public:
+  using WatchMaker = std::function<std::unique_ptr<platform::AddressChangeWatch>()>;
+
+  /// `tableMutex` is the controller table's; `stopWatch` is set for good, once, when the engine stops.
+  AddressWatch(network::InterfaceTable& interfaces, platform::Mutex& tableMutex,
+               const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener, WatchMaker makeWatch,
+               platform::Event& stopWatch, platform::DebugOutput& debugOutput);
+
+  /// The thread body: returns when the stop event is set.
+  void NotifyAddrChangeLoop();
+
+ private:
+  void Check();
+
+  network::InterfaceTable& interfaces_;
+  platform::Mutex& tableMutex_;
+  const CKelLanSeekConfigSettings& settings_;
+  InterfaceChangeListener& listener_;
+  WatchMaker makeWatch_;
+  platform::Event& stopWatch_;
+  diagnostics::Tracer trace_;
+};
+
+}  // namespace kellanseek::engine

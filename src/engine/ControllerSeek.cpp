@@ -1,0 +1,155 @@
+#include "engine/ControllerSeek.h"
+
+#include <chrono>
+#include <random>
+#include <string>
+#include <utility>
+
+#include "platform/CodePage.h"
+
+namespace kellanseek::engine {
+namespace {
+
+constexpr const wchar_t* kUnit = L"dynamicinfo";
+
+constexpr std::chrono::milliseconds kSendPause{2};
+
+daemon::RandomSource RandomNumbers() {
+  return [generator = std::mt19937(std::random_device()())]() mutable {
+    return static_cast<std::uint32_t>(generator());
+  };
+}
+
+}  // namespace
+
+CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events, CKelLanSeekConfigSettings& settings,
+                                 InterfaceChangeListener& owner, const EngineEnvironment& environment)
+    : table_(table),
+      settings_(settings),
+      trace_(environment.debugOutput, kUnit),
+      udp_(environment.network),
+      interfaces_(environment.addresses, settings, environment.debugOutput),
+      sockets_(environment.network, interfaces_, settings, table.TableMutex(), environment.debugOutput),
+      daemon_({interfaces_, sockets_, socketsReady_, RandomNumbers(), environment.debugOutput}),
+      hostNames_(table, events, environment.reverseLookup, stopEngine_),
+      lifecycle_(interfaces_, settings, events, hostNames_, daemon_, environment.debugOutput),
+      refreshCycle_({table, interfaces_, settings, sockets_, daemon_, lifecycle_, environment.processes, pacer_,
+                     environment.debugOutput}),
+      collisions_(lifecycle_, environment.debugOutput),
+      dispatcher_({table, settings, engineLock_, collisions_, lifecycle_, refreshCycle_, hostNames_, events, daemon_,
+                   environment.debugOutput}),
+      receiver_({environment.network, interfaces_, sockets_, settings, dispatcher_, engineLock_, socketsReady_,
+                 stopNetwork_, environment.debugOutput}),
+      localVCs_(table, settings, lifecycle_, environment.processes, environment.debugOutput),
+      addressWatch_(interfaces_, table.TableMutex(), settings, owner, environment.watchAddressChanges, stopNetwork_,
+                    environment.debugOutput) {}
+
+CControllerSeek::~CControllerSeek() {
+  if (refreshThread_.Running()) Stop(0);
+  if (socketLibraryStarted_) udp_.Cleanup();
+}
+
+bool CControllerSeek::Pacer::Pause() {
+  return platform::WaitForAny({&stopNetwork_}, kSendPause).outcome == platform::WaitResult::Outcome::TimedOut;
+}
+
+void CControllerSeek::Init() {
+  auto entries = interfaces_.SetupLanseekInterfaces();
+  {
+    const CtrlTable::Lock lock(table_);
+    interfaces_.Replace(std::move(entries));
+  }
+  const platform::SocketError error = udp_.Startup();
+  socketLibraryStarted_ = true;
+  if (error != 0) trace_.Error(L"LanSeek: WSAStartup failed with error %d", error);
+}
+
+void CControllerSeek::StartNetwork() {
+  socketsReady_.Reset();
+  refreshThread_.Start("KelRefresh", [this] { RefreshThread(); });
+  receiverThread_.Start("KelReceiver", [this] { receiver_.ReceiverThread(); });
+  daemon_.StartThread();
+}
+
+void CControllerSeek::Start(int restart) {
+  StartNetwork();
+  if (restart != 0) return;
+  if (settings_.DetectInterfaceChanges != 0) {
+    addressThread_.Start("KelAddrWatch", [this] { addressWatch_.NotifyAddrChangeLoop(); });
+  }
+  hostNameThread_.Start("KelHostNames", [this] { hostNames_.HostNameThread(); });
+}
+
+void CControllerSeek::Stop(int restart) {
+  if (restart == 0) {
+    // A rebuild under way ends first; a later one finds that it has come too late.
+    const platform::MutexLock lock(runLock_);
+    stopping_ = true;
+  }
+  StopNetwork(restart);
+}
+
+void CControllerSeek::StopNetwork(int restart) {
+  daemon_.StopThread();
+  if (restart == 0) stopEngine_.Set();
+  socketsReady_.Reset();
+  stopNetwork_.Set();
+  receiverThread_.Join();
+  // The refresh thread closes the sockets only now that nobody reads them any more.
+  socketsReady_.Set();
+  refreshThread_.Join();
+  if (restart == 0) {
+    addressThread_.Join();
+    hostNameThread_.Join();
+  }
+  stopNetwork_.Reset();
+}
+
+void CControllerSeek::RebuildNetwork() {
+  const platform::MutexLock run(runLock_);
+  if (stopping_) return;
+  Stop(1);
+  {
+    const EngineLock::Scope engine(engineLock_);
+    auto entries = interfaces_.SetupLanseekInterfaces();
+    const CtrlTable::Lock lock(table_);
+    interfaces_.Replace(std::move(entries));
+    lifecycle_.RevalidateAfterInterfaceChange(table_);
+  }
+  Start(1);
+}
+
+void CControllerSeek::RefreshThread() {
+  sockets_.CreateSockets();
+  socketsReady_.Set();
+  refreshCycle_.BeginRun();
+  const std::chrono::milliseconds tick(settings_.TickMilliseconds());
+  while (platform::WaitForAny({&stopNetwork_}, tick).outcome == platform::WaitResult::Outcome::TimedOut) {
+    refreshCycle_.Tick();
+  }
+  socketsReady_.Wait();
+  sockets_.CloseSockets();
+}
+
+HRESULT CControllerSeek::AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID) {
+  const CtrlTable::Lock lock(table_);
+  return lifecycle_.AddRemoteController(table_, address, lanSeekID);
+}
+
+HRESULT CControllerSeek::RegisterVC(std::wstring_view systemPath, std::wstring_view systemID,
+                                    std::uint32_t processID, RemoteVCPublication remotePublication,
+                                    const VCInterface* vci) {
+  return localVCs_.RegisterVC(systemPath, systemID, processID, remotePublication, vci);
+}
+
+HRESULT CControllerSeek::RemoveVC(std::wstring_view systemID, bool keep) {
+  return localVCs_.RemoveVC(systemID, keep);
+}
+
+int CControllerSeek::ForwardMessage(std::wstring_view message) {
+  Dispatcher::Scratch scratch;
+  const std::string text = platform::ToNarrow(message);
+  return dispatcher_.HandleMessage(text, message.size(), nullptr, MessageOrigin{}, scratch);
+}
+
+}  // namespace kellanseek::engine

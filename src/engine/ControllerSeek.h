@@ -1,0 +1,118 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string_view>
+
+#include <kellanseek/KelLanSeek.h>
+
+#include "config/Settings.h"
+#include "controllers/CtrlTable.h"
+#include "daemon/VCDaemon.h"
+#include "engine/AddressWatch.h"
+#include "engine/Collisions.h"
+#include "engine/CtrlLifecycle.h"
+#include "engine/Dispatcher.h"
+#include "engine/EngineEnvironment.h"
+#include "engine/EngineLock.h"
+#include "engine/HostNames.h"
+#include "engine/LocalVCs.h"
+#include "engine/Receiver.h"
+#include "engine/RefreshCycle.h"
+#include "events/EventQueue.h"
+#include "network/DiscoverySockets.h"
+#include "network/InterfaceTable.h"
+#include "platform/Event.h"
+#include "platform/Mutex.h"
+#include "platform/Thread.h"
+
+namespace kellanseek::engine {
+
+/// The discovery engine of one component object: makes the parts, starts and stops their threads. What the parts do
+/// is theirs. Init(), Start(0) and Stop(0) are for the thread that makes and releases the component; the rest may be
+/// called from any thread.
+class CControllerSeek {
+ public:
+  /// Everything handed in outlives the engine. `owner` is told of changed interfaces on the address-change thread
+  /// and answers with RebuildNetwork().
+  CControllerSeek(CtrlTable& table, events::EventQueue& events, CKelLanSeekConfigSettings& settings,
+                  InterfaceChangeListener& owner, const EngineEnvironment& environment);
+  /// Stops what still runs.
+  ~CControllerSeek();
+
+  /// Builds the interface table and starts the socket library. Failures are traced, never reported.
+  void Init();
+
+  /// Starts the threads; `restart` 1 only those of the network side.
+  void Start(int restart);
+  /// Ends the threads; `restart` 1 only those of the network side, leaving the address-change and host-name threads,
+  /// the look-ups queued and all controllers as they are. Waits for a reverse look-up that is under way.
+  void Stop(int restart);
+
+  /// Stops the network side, builds the interface table anew, withdraws the controllers whose interface has gone,
+  /// and starts the network side again. Does nothing once a full Stop has begun.
+  void RebuildNetwork();
+
+  /// Adds a controller by address, or finds it: S_OK with a new id, one of the two "already known" success codes
+  /// with its id, or E_INVALIDARG for a text that is no dotted IPv4 address.
+  HRESULT AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID) EXCLUDES(table_.TableMutex());
+
+  /// Registers a virtual controller of this host: S_OK, E_INVALIDARG, or KEL_E_SYSTEMID_PRESENT. `vci` may be null.
+  HRESULT RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
+                     RemoteVCPublication remotePublication, const VCInterface* vci) EXCLUDES(table_.TableMutex());
+  /// Withdraws one; with `keep` its record stays, unlisted. S_OK or KEL_E_NOT_FOUND.
+  HRESULT RemoveVC(std::wstring_view systemID, bool keep) EXCLUDES(table_.TableMutex());
+
+  /// Handles the text that a virtual controller hands in as if it were a datagram. Always 0.
+  int ForwardMessage(std::wstring_view message) EXCLUDES(table_.TableMutex());
+
+ private:
+  /// Rests for a moment between bursts of requests, or until the network side stops.
+  class Pacer : public SendPacer {
+   public:
+    explicit Pacer(platform::Event& stopNetwork) : stopNetwork_(stopNetwork) {}
+    bool Pause() override;
+
+   private:
+    platform::Event& stopNetwork_;
+  };
+
+  void StartNetwork();
+  void StopNetwork(int restart);
+  void RefreshThread();
+
+  CtrlTable& table_;
+  CKelLanSeekConfigSettings& settings_;
+  diagnostics::Tracer trace_;
+  platform::UdpNetwork& udp_;
+
+  platform::Event socketsReady_{platform::Event::Kind::ManualReset};
+  platform::Event stopNetwork_{platform::Event::Kind::ManualReset};
+  platform::Event stopEngine_{platform::Event::Kind::AutoReset};
+
+  EngineLock engineLock_;
+  network::InterfaceTable interfaces_;
+  network::DiscoverySockets sockets_;
+  daemon::CrVCDaemon daemon_;
+  HostNames hostNames_;
+  CtrlLifecycle lifecycle_;
+  Pacer pacer_{stopNetwork_};
+  RefreshCycle refreshCycle_;
+  Collisions collisions_;
+  Dispatcher dispatcher_;
+  Receiver receiver_;
+  LocalVCs localVCs_;
+  AddressWatch addressWatch_;
+
+  /// Held for a whole rebuild and for the first moment of a full stop, so that the two never mix.
+  platform::Mutex runLock_;
+  bool stopping_ GUARDED_BY(runLock_) = false;
+  bool socketLibraryStarted_ = false;
+
+  platform::Thread refreshThread_;
+  platform::Thread receiverThread_;
+  platform::Thread hostNameThread_;
+  platform::Thread addressThread_;
+};
+
+}  // namespace kellanseek::engine

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "config/Settings.h"
+#include "controllers/CtrlTable.h"
+#include "daemon/RemoteVCPublisher.h"
+#include "diagnostics/Trace.h"
+#include "engine/HostNames.h"
+#include "events/EventQueue.h"
+#include "network/InterfaceTable.h"
+
+namespace kellanseek::engine {
+
+/// What happens to a record as a whole. Others decide when, and hand the locked table in.
+class CtrlLifecycle {
+ public:
+  CtrlLifecycle(const network::InterfaceTable& interfaces,
+                const CKelLanSeekConfigSettings& settings, events::EventQueue& events, HostNames& hostNames,
+                daemon::RemoteVCPublisher& daemon, platform::DebugOutput& debugOutput);
+
+  /// Withdraws a controller, telling clients and other hosts for `reason` if they knew of it. A dynamic record
+  /// leaves the table, or stays unlisted with `keep`; any other becomes unavailable. Gives the record at which a
+  /// walk of the table goes on.
+  CtrlTable::Iterator RemoveActiveCtrl(CtrlTable& table, CtrlTable::Iterator record, LanSeekEventReason reason,
+                                       bool keep = false) REQUIRES(table.TableMutex());
+
+  /// Adds a controller by address, or finds it: S_OK with a new id, KEL_S_ALREADY_DYNAMIC or KEL_S_ALREADY_CONFIGURED
+  /// with its id, or E_INVALIDARG for a text that is no dotted address.
+  HRESULT AddRemoteController(CtrlTable& table, const std::wstring& address, std::uint32_t& lanSeekID)
+      REQUIRES(table.TableMutex());
+
+  /// Binds the available controllers to the interface table as it is now; those whose interface is gone are
+  /// withdrawn. Tells the daemon.
+  void RevalidateAfterInterfaceChange(CtrlTable& table) REQUIRES(table.TableMutex());
+
+ private:
+  void TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReason reason);
+  CtrlTable::Iterator Revalidate(CtrlTable& table, CtrlTable::Iterator position)
+      REQUIRES(table.TableMutex());
+
+  const network::InterfaceTable& interfaces_;
+  const CKelLanSeekConfigSettings& settings_;
+  events::EventQueue& events_;
+  HostNames& hostNames_;
+  daemon::RemoteVCPublisher& daemon_;
+  diagnostics::Tracer trace_;
+};
+
+}  // namespace kellanseek::engine

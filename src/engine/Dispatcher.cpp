@@ -1,0 +1,261 @@
+#include "engine/Dispatcher.h"
+
+#include <algorithm>
+
+#include "platform/CodePage.h"
+
+namespace kellanseek::engine {
+namespace {
+
+constexpr const wchar_t* kUnit = L"dynamicinfo";
+
+/// Remote publication came with version 5.6. A version that was never reported is a large number and passes.
+bool CanBePublishedRemotely(const CtrlInfo& record) {
+  return record.versionMajor >= 6 || (record.versionMajor >= 5 && record.versionMinor >= 6);
+}
+
+}  // namespace
+
+Dispatcher::Dispatcher(const Parts& parts)
+    : table_(parts.table),
+      settings_(parts.settings),
+      engineLock_(parts.engineLock),
+      collisions_(parts.collisions),
+      lifecycle_(parts.lifecycle),
+      refreshCycle_(parts.refreshCycle),
+      hostNames_(parts.hostNames),
+      events_(parts.events),
+      daemon_(parts.daemon),
+      trace_(parts.debugOutput, kUnit),
+      reader_(trace_) {}
+
+int Dispatcher::HandleMessage(std::string_view text, std::size_t length, protocol::AddressText* sourceAddress,
+                              const MessageOrigin& origin, Scratch& scratch) {
+  CtrlInfo& pattern = scratch.pattern;
+  pattern.Reset();
+  protocol::MessageReader::Message message{0, pattern, sourceAddress, {}, false};
+  if (!reader_.ParseMessage(text.substr(0, length), length, message)) return 0;
+
+  const bool isAnswer = message.type == protocol::CtrlInfoMsg || message.type == protocol::CtrlAliveMsg;
+  if (origin.source == MsgSource::FromNonLocalSocket && !isAnswer) return 0;
+
+  // What comes to a request socket is a request: only its interface counts, not who sent it.
+  if (origin.source != MsgSource::FromRequestSocket) {
+    if (sourceAddress != nullptr) platform::AssignWide(pattern.ctrlAddress, sourceAddress->View());
+    pattern.heardOnAddress = origin.interfaceAddress;
+    pattern.heardOnInterface = origin.position;
+    if (origin.source == MsgSource::FromLocalVC) pattern.ctrlType = VC;
+  }
+
+  const bool needsEngineLock = pattern.ctrlType == VC && message.type == protocol::CtrlInfoMsg;
+  if (!needsEngineLock) {
+    Dispatch(message, origin);
+    return 0;
+  }
+  engineLock_.Acquire();
+  bool handled = true;
+  try {
+    handled = Dispatch(message, origin);
+  } catch (...) {
+    engineLock_.Release();
+    throw;
+  }
+  // A refused message keeps the engine lock; see the header.
+  if (handled) engineLock_.Release();
+  return 0;
+}
+
+bool Dispatcher::Dispatch(const protocol::MessageReader::Message& message, const MessageOrigin& origin) {
+  using Finding = CollisionVerdict::Finding;
+  CtrlInfo& pattern = message.pattern;
+  const CtrlTable::Lock lock(table_);
+  const CollisionVerdict verdict = collisions_.HandleCtrlCollisions(table_, message.type, pattern, origin.source);
+  if (verdict.finding == Finding::Drop) return false;
+
+  CtrlTable::Iterator record = table_.end();
+  if (verdict.finding == Finding::Known) {
+    record = verdict.record;
+  } else if (verdict.finding == Finding::NotChecked && origin.source != MsgSource::FromRequestSocket) {
+    record = table_.FindCtrl(pattern);
+  }
+  Act({message, pattern, origin, record});
+  return true;
+}
+
+void Dispatcher::Act(const Context& context) {
+  switch (context.message.type) {
+    case protocol::CtrlInfoMsg: return OnCtrlInfo(context);
+    case protocol::CtrlAliveMsg: return OnCtrlAlive(context);
+    case protocol::CtrlRestartMsg: return OnLeaving(context, CtrlLostRestart);
+    case protocol::CtrlPowerDownMsg: return OnLeaving(context, CtrlLostPowerDown);
+    case protocol::FullRequestMsg:
+    case protocol::RefreshRequestMsg: return OnBroadcastRequest(context);
+    case protocol::TargetedRequestMsg: return OnTargetedRequest(context);
+    default: return;
+  }
+}
+
+void Dispatcher::OnCtrlInfo(const Context& context) {
+  if (context.record == table_.end()) return OnCtrlInfoOfUnknown(context);
+  if (context.record->Dynamic()) return OnCtrlInfoOfDynamic(context);
+  return OnCtrlInfoOfConfigured(context);
+}
+
+void Dispatcher::OnCtrlInfoOfDynamic(const Context& context) {
+  CtrlInfo& record = table_.Edit(context.record);
+  const bool isNew = !record.published;
+  if (isNew) {
+    record.published = true;
+    if (record.ctrlType != VC) hostNames_.QueueHostNameLookup(record.lanSeekID, record.ctrlAddress);
+    events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlNew);
+  }
+  if (record.UpdateFrom(context.pattern) && !isNew) events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
+  record.ticksToNextAction = record.ctrlType == VC ? settings_.Ticks(settings_.VCRefreshInterval) : kNone;
+  record.retriesLeft = kNone;
+  if (isNew) Publish(record);
+}
+
+void Dispatcher::Publish(const CtrlInfo& record) {
+  if (record.remotePublication == RemoteVCPublication_False || !CanBePublishedRemotely(record)) return;
+  if (!daemon_.AddRemoteVC(record)) {
+    trace_.Error(L"LanSeek. Failed to publish VC remotely %s", record.ctrlAddress);
+  }
+}
+
+void Dispatcher::TakeIdentity(const Context& context) {
+  const CtrlInfo& pattern = context.pattern;
+  const CtrlInfo& record = *context.record;
+  if (platform::LocaleEqual(record.systemID, pattern.systemID) &&
+      platform::LocaleEqual(record.macAddress, pattern.macAddress)) {
+    return;
+  }
+  table_.SetIdentity(context.record, pattern.systemID, pattern.macAddress);
+}
+
+void Dispatcher::TakeInterface(const Context& context, CtrlInfo& record) const {
+  if (context.origin.position < 0) return;
+  record.heardOnAddress = context.origin.interfaceAddress;
+  record.heardOnInterface = context.origin.position;
+}
+
+void Dispatcher::ScheduleNextPoll(CtrlInfo& record) const {
+  record.ticksToNextAction =
+      settings_.NonLocalUpdatesEnabled != 0 ? settings_.NonLocalRefreshIntervalTicks() : kNone;
+  record.retriesLeft = kNone;
+}
+
+void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
+  CtrlInfo& record = table_.Edit(context.record);
+  const bool isBack = !record.Available() || !record.published;
+  if (isBack) {
+    record.ctrlStatus = CtrlAvailable;
+    record.published = true;
+    TakeIdentity(context);
+    hostNames_.QueueHostNameLookup(record.lanSeekID, record.ctrlAddress);
+    events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlReconnected);
+  }
+  TakeInterface(context, record);
+  if (record.UpdateFrom(context.pattern) && !isBack) {
+    events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
+  }
+  ScheduleNextPoll(record);
+}
+
+CtrlTable::Iterator Dispatcher::AddUnknown(const Context& context, bool published) {
+  CtrlInfo record = context.pattern;
+  record.ctrlStatus = CtrlAvailable;
+  record.identificationType = DynamicCtrlDefinition;
+  record.published = published;
+  record.lanSeekID = table_.IssueLanSeekID();
+  if (!published) {
+    record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
+    record.retriesLeft = settings_.RetryCount() + 1;
+  }
+  return table_.AddCtrl(std::move(record));
+}
+
+void Dispatcher::OnCtrlInfoOfUnknown(const Context& context) {
+  const auto added = AddUnknown(context, true);
+  if (added == table_.end()) return;
+  hostNames_.QueueHostNameLookup(added->lanSeekID, added->ctrlAddress);
+  events_.QueueEvent(added->lanSeekID, CtrlAvailable, CtrlNew);
+}
+
+void Dispatcher::OnCtrlAlive(const Context& context) {
+  if (context.record == table_.end()) {
+    if (context.pattern.ctrlType != VC) AddUnknown(context, false);
+    return;
+  }
+  if (!context.record->Dynamic()) return OnCtrlAliveOfConfigured(context);
+  if (!context.record->published || context.pattern.ctrlType == VC) return;
+  CtrlInfo& record = table_.Edit(context.record);
+  record.ticksToNextAction = kNone;
+  record.retriesLeft = kNone;
+}
+
+void Dispatcher::OnCtrlAliveOfConfigured(const Context& context) {
+  CtrlInfo& record = table_.Edit(context.record);
+  if (!record.Available()) {
+    // Available, but not announced before its full identity, which is asked for at once, has come.
+    record.ctrlStatus = CtrlAvailable;
+    record.published = false;
+    TakeIdentity(context);
+    const bool byAddress = settings_.NonLocalUpdatesEnabled != 0;
+    record.ticksToNextAction = byAddress ? 0 : settings_.Ticks(settings_.RefreshTimeout);
+    record.retriesLeft = (byAddress ? settings_.NonLocalRetryCount() : settings_.RetryCount()) + 1;
+  } else if (record.published) {
+    ScheduleNextPoll(record);
+  }
+  TakeInterface(context, record);
+}
+
+void Dispatcher::OnLeaving(const Context& context, LanSeekEventReason reason) {
+  if (context.record == table_.end()) return;
+  CtrlInfo& record = table_.Edit(context.record);
+  // A controller that was added by address leaves for good once it says so itself.
+  if (record.identificationType == RemoteCtrlDefinition) record.identificationType = DynamicCtrlDefinition;
+  lifecycle_.RemoveActiveCtrl(table_, context.record, reason);
+}
+
+void Dispatcher::OnBroadcastRequest(const Context& context) {
+  // The answers to another workstation's request come here too, so it serves as our own.
+  refreshCycle_.StartRefreshCycle(table_, context.origin.position, context.message.type);
+  daemon_.QueueMessageForRemoteVC(static_cast<std::int32_t>(context.message.type), context.origin.position, 0);
+}
+
+void Dispatcher::OnTargetedRequest(const Context& context) {
+  if (!context.message.hasTarget) return;
+  const platform::Ipv4 target = platform::ParseIpv4(context.message.targetAddress.View());
+  if (target != platform::kNoAddress && target == context.origin.interfaceAddress) return OnRequestForThisHost(context);
+  CountRequestOfAnother(context);
+}
+
+void Dispatcher::OnRequestForThisHost(const Context& context) {
+  std::uint32_t lanSeekID = 0;
+  if (!context.pattern.systemID.empty()) {
+    const auto known = table_.AllBySystemID(context.pattern.systemID);
+    const auto published = std::find_if(known.begin(), known.end(), [](const CtrlTable::Iterator& record) {
+      return record->remotePublication != RemoteVCPublication_False;
+    });
+    if (published == known.end()) return;
+    lanSeekID = (*published)->lanSeekID;
+  }
+  daemon_.QueueMessageForRemoteVC(protocol::TargetedRequestMsg, context.origin.position, lanSeekID);
+}
+
+void Dispatcher::CountRequestOfAnother(const Context& context) {
+  const auto known = table_.AllByAddress(platform::ToWide(context.message.targetAddress.View()));
+  const auto found = std::find_if(known.begin(), known.end(), [&](const CtrlTable::Iterator& record) {
+    return context.pattern.systemID.empty() || platform::LocaleEqual(record->systemID, context.pattern.systemID);
+  });
+  if (found == known.end()) return;
+  CtrlInfo& record = table_.Edit(*found);
+  if (settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic()) return;
+  const std::int32_t timeout = settings_.Ticks(settings_.RefreshTimeout);
+  if (record.retriesLeft > 0 && record.ticksToNextAction < timeout / 2) {
+    record.ticksToNextAction = timeout;
+    --record.retriesLeft;
+  }
+}
+
+}  // namespace kellanseek::engine

@@ -1,0 +1,59 @@
+#include "engine/LocalVCs.h"
+
+#include <string>
+#include <utility>
+
+namespace kellanseek::engine {
+namespace {
+
+constexpr const wchar_t* kUnit = L"dynamicinfo";
+
+bool OffersVCObject(const VCInterface* vci) {
+  return vci != nullptr && vci->pVC != nullptr && vci->vc_riid != nullptr &&
+         IsEqualGUID(*vci->vc_riid, IID_KelVirtualController);
+}
+
+}  // namespace
+
+LocalVCs::LocalVCs(CtrlTable& table, const CKelLanSeekConfigSettings& settings, CtrlLifecycle& lifecycle,
+                   platform::ProcessTable& processes, platform::DebugOutput& debugOutput)
+    : table_(table),
+      settings_(settings),
+      lifecycle_(lifecycle),
+      processes_(processes),
+      trace_(debugOutput, kUnit) {}
+
+HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
+                             RemoteVCPublication remotePublication, const VCInterface* vci) {
+  if (!OffersVCObject(vci) || systemID.empty()) return E_INVALIDARG;
+  CtrlInfo record;
+  record.ctrlAddress = systemPath;
+  record.systemID = systemID;
+  record.ctrlType = VC;
+  record.remotePublication = remotePublication;
+  record.ctrlStatus = CtrlAvailable;
+  record.identificationType = DynamicCtrlDefinition;
+  record.ticksToNextAction = settings_.Ticks(settings_.VCRefreshInterval);
+  record.vcProcessID = processID;
+  record.vcProcessStart = processes_.StartStamp(processID);
+  record.vcInterface = VCObjectRef(vci->pVC);
+
+  const CtrlTable::Lock lock(table_);
+  if (table_.FirstBySystemID(record.systemID) != table_.end()) {
+    trace_.Error(L"LanSeek: Register VC failed. Ctrl with SysID %s is already in the LanSeek database\n", systemID);
+    return KEL_E_SYSTEMID_PRESENT;
+  }
+  record.lanSeekID = table_.IssueLanSeekID();
+  table_.AddCtrl(std::move(record));
+  return S_OK;
+}
+
+HRESULT LocalVCs::RemoveVC(std::wstring_view systemID, bool keep) {
+  const CtrlTable::Lock lock(table_);
+  const auto known = table_.FirstBySystemID(std::wstring(systemID));
+  if (known == table_.end()) return KEL_E_NOT_FOUND;
+  lifecycle_.RemoveActiveCtrl(table_, known, CtrlLostPowerDown, keep);
+  return S_OK;
+}
+
+}  // namespace kellanseek::engine

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+#include "controllers/CtrlInfo.h"
+#include "platform/Ipv4.h"
+
+namespace kellanseek::engine {
+
+/// Where a message came from.
+enum class MsgSource : std::int32_t {
+  FromRequestSocket = 0,   ///< An interface's request socket: requests of other workstations.
+  FromResponseSocket = 1,  ///< An interface's response socket: answers to this component's broadcasts.
+  FromNonLocalSocket = 2,  ///< Answers of controllers asked by address.
+  FromLocalVC = 3,         ///< Handed in by a virtual controller of this host.
+};
+
+/// Source, and interface for the two sources that have one.
+struct MessageOrigin {
+  MsgSource source = MsgSource::FromLocalVC;
+  std::int32_t position = kNone;          ///< Position in the interface table; kNone without an interface.
+  platform::Ipv4 interfaceAddress = 0;    ///< That interface's address; 0 without an interface.
+};
+
+}  // namespace kellanseek::engine

@@ -1,0 +1,107 @@
+#include "engine/Receiver.h"
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "platform/Ipv4.h"
+#include "protocol/Message.h"
+
+namespace kellanseek::engine {
+namespace {
+
+constexpr const wchar_t* kUnit = L"dynamicinfo";
+
+constexpr std::chrono::milliseconds kReceiveTimeout{1000};
+
+/// The limit of the platform's wait for several sockets.
+constexpr std::size_t kMaxInterfaceSockets = 64;
+
+}  // namespace
+
+Receiver::Receiver(const Parts& parts)
+    : udp_(parts.udp),
+      interfaces_(parts.interfaces),
+      sockets_(parts.sockets),
+      settings_(parts.settings),
+      dispatcher_(parts.dispatcher),
+      engineLock_(parts.engineLock),
+      socketsReady_(parts.socketsReady),
+      stopNetwork_(parts.stopNetwork),
+      trace_(parts.debugOutput, kUnit) {}
+
+void Receiver::ReceiverThread() {
+  // A stop may come before the sockets do.
+  if (!platform::WaitForAny({&stopNetwork_, &socketsReady_}).Signalled(1)) return;
+  if (interfaces_.Size() == 0 && settings_.NonLocalUpdatesEnabled == 0) return;
+
+  ReceiveSet set = BuildReceiveSet();
+  const auto receiver = udp_.CreateReceiver(set.sockets, protocol::kMaxDatagram);
+  while (!stopNetwork_.TryWait()) {
+    Handle(receiver->ReceiveOne(stopNetwork_, kReceiveTimeout), set);
+  }
+}
+
+Receiver::ReceiveSet Receiver::BuildReceiveSet() const {
+  ReceiveSet set;
+  const auto add = [&](platform::UdpSocket* socket, const MessageOrigin& origin) {
+    if (socket == nullptr) return;
+    set.sockets.push_back(socket);
+    set.origins.push_back(origin);
+  };
+  for (std::size_t i = 0; i < interfaces_.Size() && set.sockets.size() < kMaxInterfaceSockets; ++i) {
+    const network::InterfaceEntry& entry = interfaces_[i];
+    const auto position = static_cast<std::int32_t>(i);
+    add(entry.requestSocket.get(), {MsgSource::FromRequestSocket, position, entry.address});
+    add(entry.responseSocket.get(), {MsgSource::FromResponseSocket, position, entry.address});
+  }
+  add(sockets_.NonLocalSocket(), {MsgSource::FromNonLocalSocket, kNone, 0});
+  return set;
+}
+
+void Receiver::Handle(const platform::Received& received, const ReceiveSet& set) {
+  using Outcome = platform::Received::Outcome;
+  if (received.outcome == Outcome::Nothing) return;
+  if (received.outcome == Outcome::StrangeSocket || received.socket >= set.origins.size()) {
+    if (sockets_.NonLocalSocket() == nullptr) return;
+    trace_.Error(L"LanSeek: Strange socket receive error. Select returned unexpected socket.");
+    return;
+  }
+  const MessageOrigin& origin = set.origins[received.socket];
+  if (received.outcome == Outcome::ReadError) {
+    trace_.Error(L"LanSeek: Failed to read data. InterfaceIdx = %d Error = %d", origin.position, received.error);
+    return;
+  }
+  if (!Wanted(received, origin)) return;
+
+  protocol::AddressText source(platform::FormatIpv4(received.source));
+  try {
+    dispatcher_.HandleMessage({received.text.data(), received.text.size()}, received.text.size(), &source, origin,
+                              scratch_);
+  } catch (const std::exception&) {
+    // Out of memory for one message: it is lost, as a datagram may be; the controller will be asked again.
+  }
+  engineLock_.ReleaseAll();
+}
+
+bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& origin) const {
+  if (!received.sourceIsIpv4) {
+    trace_.Error(L"LanSeek receive: IP-address is not available. Skip message");
+    return false;
+  }
+  if (origin.position >= 0 && interfaces_.FindInterfaceByAddress(received.source) >= 0) return false;
+  if (received.text.empty()) return false;
+  return FromOwnSubnet(received.source, origin);
+}
+
+/// A broadcast also arrives on the interface that owns the sender's subnet, and is handled there. A sender in no
+/// local subnet has been routed here, and is welcome.
+bool Receiver::FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const {
+  if (origin.position < 0 || interfaces_[static_cast<std::size_t>(origin.position)].Contains(source)) return true;
+  for (std::size_t i = 0; i < interfaces_.Size(); ++i) {
+    if (interfaces_[i].Contains(source)) return false;
+  }
+  return true;
+}
+
+}  // namespace kellanseek::engine

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "config/Settings.h"
+#include "diagnostics/Trace.h"
+#include "engine/Dispatcher.h"
+#include "engine/EngineLock.h"
+#include "engine/MsgSource.h"
+#include "network/DiscoverySockets.h"
+#include "network/InterfaceTable.h"
+#include "platform/Event.h"
+#include "platform/UdpSocket.h"
+
+namespace kellanseek::engine {
+
+/// Takes datagrams off the sockets one at a time, throws away what must not be seen, and hands the rest to the
+/// dispatcher.
+class Receiver {
+ public:
+  struct Parts {
+    platform::UdpNetwork& udp;
+    const network::InterfaceTable& interfaces;
+    const network::DiscoverySockets& sockets;
+    const CKelLanSeekConfigSettings& settings;
+    Dispatcher& dispatcher;
+    EngineLock& engineLock;
+    platform::Event& socketsReady;
+    platform::Event& stopNetwork;
+    platform::DebugOutput& debugOutput;
+  };
+  explicit Receiver(const Parts& parts);
+
+  /// The thread body: waits for the sockets, then receives until the network side is told to stop.
+  void ReceiverThread();
+
+  /// Which socket of the receive set is which.
+  struct ReceiveSet {
+    std::vector<platform::UdpSocket*> sockets;
+    std::vector<MessageOrigin> origins;  ///< In the order of `sockets`.
+  };
+  ReceiveSet BuildReceiveSet() const;
+
+  /// Handles what one step of the platform's receiver gave.
+  void Handle(const platform::Received& received, const ReceiveSet& set);
+
+ private:
+  bool Wanted(const platform::Received& received, const MessageOrigin& origin) const;
+  bool FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const;
+
+  platform::UdpNetwork& udp_;
+  const network::InterfaceTable& interfaces_;
+  const network::DiscoverySockets& sockets_;
+  const CKelLanSeekConfigSettings& settings_;
+  Dispatcher& dispatcher_;
+  EngineLock& engineLock_;
+  platform::Event& socketsReady_;
+  platform::Event& stopNetwork_;
+  diagnostics::Tracer trace_;
+  Dispatcher::Scratch scratch_;
+};
+
+}  // namespace kellanseek::engine

@@ -1,0 +1,220 @@
+#include "engine/RefreshCycle.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/CodePage.h"
+#include "protocol/MessageWriter.h"
+
+namespace kellanseek::engine {
+namespace {
+
+constexpr const wchar_t* kUnit = L"dynamicinfo";
+
+}  // namespace
+
+RefreshCycle::RefreshCycle(const Parts& parts)
+    : table_(parts.table),
+      interfaces_(parts.interfaces),
+      settings_(parts.settings),
+      sender_(parts.sender),
+      daemon_(parts.daemon),
+      lifecycle_(parts.lifecycle),
+      processes_(parts.processes),
+      pacer_(parts.pacer),
+      trace_(parts.debugOutput, kUnit),
+      fullRequest_(protocol::BuildRequest(protocol::FullRequestMsg)),
+      refreshRequest_(protocol::BuildRequest(protocol::RefreshRequestMsg)) {}
+
+void RefreshCycle::BeginRun() {
+  ArmInitialTimeouts();
+  BroadcastOnAll(protocol::FullRequestMsg);
+  if (settings_.NonLocalUpdatesEnabled != 0) AskConfigured();
+}
+
+void RefreshCycle::ArmInitialTimeouts() {
+  const CtrlTable::Lock lock(table_);
+  for (auto position = table_.begin(); position != table_.end(); ++position) {
+    CtrlInfo& record = table_.Edit(position);
+    if (!record.Available() || record.ctrlType == VC || NonLocal(record)) continue;
+    record.retriesLeft = settings_.RetryCount();
+    record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
+  }
+}
+
+void RefreshCycle::BroadcastOnAll(protocol::LanSeekMsgType type) {
+  for (std::size_t position = 0; position < interfaces_.Size(); ++position) {
+    sender_.Broadcast(position, type == protocol::FullRequestMsg ? fullRequest_ : refreshRequest_);
+    daemon_.QueueMessageForRemoteVC(static_cast<std::int32_t>(type), static_cast<std::int32_t>(position), 0);
+  }
+}
+
+void RefreshCycle::AskConfigured() {
+  {
+    const CtrlTable::Lock lock(table_);
+    for (auto position = table_.begin(); position != table_.end(); ++position) {
+      CtrlInfo& record = table_.Edit(position);
+      if (record.Dynamic()) continue;
+      const bool available = record.Available();
+      record.ticksToNextAction = available ? settings_.Ticks(settings_.NonLocalRefreshTimeout)
+                                           : settings_.NonLocalRefreshIntervalTicks();
+      record.retriesLeft = available ? settings_.NonLocalRetryCount() : kNone;
+      QueueByAddress(record, Request::Full);
+    }
+  }
+  SendQueued();
+}
+
+void RefreshCycle::Tick() {
+  InterfacePass();
+  ControllerPass();
+  SendQueued();
+}
+
+void RefreshCycle::InterfacePass() {
+  for (std::size_t position = 0; position < interfaces_.Size(); ++position) {
+    if (!InterfaceDue(position)) continue;
+    sender_.Broadcast(position, refreshRequest_);
+    daemon_.QueueMessageForRemoteVC(protocol::RefreshRequestMsg, static_cast<std::int32_t>(position), 0);
+  }
+}
+
+bool RefreshCycle::InterfaceDue(std::size_t position) {
+  const CtrlTable::Lock lock(table_);
+  network::InterfaceEntry& entry = interfaces_[position];
+  entry.requestsThisTick = 0;
+  if (entry.refreshCountdown > 0) {
+    --entry.refreshCountdown;
+    return false;
+  }
+  StartRefreshCycle(table_, static_cast<std::int32_t>(position), protocol::RefreshRequestMsg);
+  return true;
+}
+
+void RefreshCycle::ControllerPass() {
+  const CtrlTable::Lock lock(table_);
+  for (auto position = table_.begin(); position != table_.end();) {
+    if (position->ticksToNextAction == 0) {
+      position = Due(position);
+      continue;
+    }
+    if (position->ticksToNextAction > 0) --table_.Edit(position).ticksToNextAction;
+    ++position;
+  }
+}
+
+CtrlTable::Iterator RefreshCycle::Due(CtrlTable::Iterator position) {
+  CtrlInfo& record = table_.Edit(position);
+  if (record.ctrlType == VC) return CheckLocalVC(position);
+  if (record.retriesLeft == 0) return lifecycle_.RemoveActiveCtrl(table_, position, CtrlLostConnection);
+  if (NonLocal(record)) {
+    AskByAddress(record);
+  } else {
+    AskByBroadcast(record);
+  }
+  return std::next(position);
+}
+
+CtrlTable::Iterator RefreshCycle::CheckLocalVC(CtrlTable::Iterator position) {
+  CtrlInfo& record = table_.Edit(position);
+  if (processes_.IsRunning(record.vcProcessID, record.vcProcessStart)) {
+    record.ticksToNextAction = settings_.Ticks(settings_.VCRefreshInterval);
+    record.retriesLeft = kNone;
+    return std::next(position);
+  }
+  trace_.Error(L"LanSeek: VC %s @ %s ID: %d has terminated!", record.systemName, record.ctrlAddress,
+               record.vcProcessID);
+  // The object died with its process, so no call may be made on it.
+  record.vcInterface.Detach();
+  return lifecycle_.RemoveActiveCtrl(table_, position, CtrlLostConnection);
+}
+
+void RefreshCycle::AskByAddress(CtrlInfo& record) {
+  if (record.retriesLeft < 0 && !record.Available()) {
+    record.ticksToNextAction = settings_.NonLocalRefreshIntervalTicks();
+    QueueByAddress(record, Request::Full);
+    return;
+  }
+  const bool first = record.retriesLeft < 0;
+  record.ticksToNextAction = settings_.Ticks(settings_.NonLocalRefreshTimeout);
+  record.retriesLeft = first ? settings_.NonLocalRetryCount() : record.retriesLeft - 1;
+  // A repeated request asks for the full identity.
+  QueueByAddress(record, first ? Request::Refresh : Request::Full);
+}
+
+void RefreshCycle::AskByBroadcast(CtrlInfo& record) {
+  if (!interfaces_.Contains(record.heardOnInterface)) return;
+  const auto position = static_cast<std::size_t>(record.heardOnInterface);
+  network::InterfaceEntry& entry = interfaces_[position];
+  if (entry.requestsThisTick >= settings_.MaxRequestsPerTick()) return;
+  ++entry.requestsThisTick;
+  record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
+  --record.retriesLeft;
+  Outgoing outgoing;
+  outgoing.kind = Request::Targeted;
+  outgoing.position = position;
+  outgoing.targeted = protocol::BuildTargetedRequest(
+      platform::ToNarrow(record.ctrlAddress),
+      record.ctrlType == RemoteVC ? platform::ToNarrow(record.systemID) : std::string());
+  outgoing_.push_back(std::move(outgoing));
+}
+
+void RefreshCycle::QueueByAddress(const CtrlInfo& record, Request kind) {
+  Outgoing outgoing;
+  outgoing.kind = kind;
+  outgoing.nonLocal = true;
+  outgoing.address = record.ctrlAddress;
+  outgoing_.push_back(std::move(outgoing));
+}
+
+std::string_view RefreshCycle::Datagram(const Outgoing& outgoing) const {
+  switch (outgoing.kind) {
+    case Request::Full: return fullRequest_;
+    case Request::Refresh: return refreshRequest_;
+    case Request::Targeted: return outgoing.targeted;
+  }
+  return {};
+}
+
+void RefreshCycle::SendQueued() {
+  std::size_t sent = 0;
+  for (const Outgoing& outgoing : outgoing_) {
+    const std::string_view datagram = Datagram(outgoing);
+    if (datagram.empty()) continue;
+    if (outgoing.nonLocal) {
+      sender_.SendToAddressText(outgoing.address, datagram);
+    } else {
+      sender_.Broadcast(outgoing.position, datagram);
+    }
+    if (++sent % kSendBurst == 0 && !pacer_.Pause()) break;
+  }
+  outgoing_.clear();
+}
+
+void RefreshCycle::StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type) {
+  if (!interfaces_.Contains(position)) {
+    trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
+    return;
+  }
+  if (type != protocol::FullRequestMsg && type != protocol::RefreshRequestMsg) {
+    trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad message type");
+    return;
+  }
+  interfaces_[static_cast<std::size_t>(position)].refreshCountdown = settings_.RefreshIntervalTicks();
+
+  const std::int32_t timeout = settings_.Ticks(settings_.RefreshTimeout);
+  for (auto it = table.begin(); it != table.end(); ++it) {
+    if (it->heardOnInterface != position || !it->Available() || NonLocal(*it)) continue;
+    CtrlInfo& record = table.Edit(it);
+    if (record.retriesLeft < 0) {
+      record.retriesLeft = settings_.RetryCount();
+      record.ticksToNextAction = timeout;
+    } else if (record.retriesLeft > 0 && (record.published || type == protocol::FullRequestMsg) &&
+               record.ticksToNextAction < timeout / 2) {
+      record.ticksToNextAction = timeout;
+      --record.retriesLeft;
+    }
+  }
+}
+
+}  // namespace kellanseek::engine

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "config/Settings.h"
+#include "controllers/CtrlTable.h"
+#include "daemon/RemoteVCPublisher.h"
+#include "diagnostics/Trace.h"
+#include "engine/CtrlLifecycle.h"
+#include "network/InterfaceTable.h"
+#include "network/RequestSender.h"
+#include "platform/Process.h"
+#include "protocol/Message.h"
+
+namespace kellanseek::engine {
+
+/// Lets a long series of sends breathe, so that thousands of requests by address neither overrun a network nor their
+/// answers a socket.
+class SendPacer {
+ public:
+  virtual ~SendPacer() = default;
+  /// Called after every kSendBurst datagrams; false when the rest is not to be sent any more.
+  virtual bool Pause() = 0;
+};
+
+inline constexpr std::size_t kSendBurst = 50;
+
+/// Asks controllers whether they are still there and withdraws the silent ones. All time is counted in ticks: a call
+/// of Tick() is one. BeginRun() and Tick() are for one thread; requests go out after the table lock is released.
+class RefreshCycle {
+ public:
+  struct Parts {
+    CtrlTable& table;
+    network::InterfaceTable& interfaces;
+    const CKelLanSeekConfigSettings& settings;
+    network::RequestSender& sender;
+    daemon::RemoteVCPublisher& daemon;
+    CtrlLifecycle& lifecycle;
+    platform::ProcessTable& processes;
+    SendPacer& pacer;
+    platform::DebugOutput& debugOutput;
+  };
+  explicit RefreshCycle(const Parts& parts);
+
+  /// The requests with which a run of the network side begins.
+  void BeginRun() EXCLUDES(table_.TableMutex());
+
+  void Tick() EXCLUDES(table_.TableMutex());
+
+  /// Arms the answer timers of the controllers heard on an interface, because a full or refresh request has gone
+  /// out there, this component's own or another workstation's.
+  void StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type) REQUIRES(table.TableMutex());
+
+ private:
+  enum class Request { Full, Refresh, Targeted };
+  struct Outgoing {
+    Request kind = Request::Full;
+    bool nonLocal = false;
+    std::size_t position = 0;  ///< Interface of a broadcast.
+    std::wstring address;      ///< Destination of a request by address.
+    std::string targeted;      ///< Datagram of a targeted request.
+  };
+
+  void ArmInitialTimeouts() EXCLUDES(table_.TableMutex());
+  void BroadcastOnAll(protocol::LanSeekMsgType type) EXCLUDES(table_.TableMutex());
+  void AskConfigured() EXCLUDES(table_.TableMutex());
+  void InterfacePass() EXCLUDES(table_.TableMutex());
+  bool InterfaceDue(std::size_t position) EXCLUDES(table_.TableMutex());
+  void ControllerPass() EXCLUDES(table_.TableMutex());
+  CtrlTable::Iterator Due(CtrlTable::Iterator position) REQUIRES(table_.TableMutex());
+  CtrlTable::Iterator CheckLocalVC(CtrlTable::Iterator position) REQUIRES(table_.TableMutex());
+  void AskByAddress(CtrlInfo& record);
+  void AskByBroadcast(CtrlInfo& record);
+  void QueueByAddress(const CtrlInfo& record, Request kind);
+  void SendQueued();
+  std::string_view Datagram(const Outgoing& outgoing) const;
+
+  bool NonLocal(const CtrlInfo& record) const { return settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic(); }
+
+  CtrlTable& table_;
+  network::InterfaceTable& interfaces_;
+  const CKelLanSeekConfigSettings& settings_;
+  network::RequestSender& sender_;
+  daemon::RemoteVCPublisher& daemon_;
+  CtrlLifecycle& lifecycle_;
+  platform::ProcessTable& processes_;
+  SendPacer& pacer_;
+  diagnostics::Tracer trace_;
+
+  const std::string fullRequest_;
+  const std::string refreshRequest_;
+  std::vector<Outgoing> outgoing_;  ///< Collected under the table lock, sent after it.
+};
+
+}  // namespace kellanseek::engine

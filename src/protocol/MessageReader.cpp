@@ -1,0 +1,107 @@
+#include "protocol/MessageReader.h"
+
+#include <algorithm>
+
+#include "platform/CodePage.h"
+#include "protocol/ScanNumber.h"
+
+namespace kellanseek::protocol {
+namespace {
+
+/// Takes the next piece between semicolons off the text; runs of semicolons count as one. False at the end.
+bool NextPiece(std::string_view& text, std::string_view& piece) {
+  const std::size_t begin = text.find_first_not_of(';');
+  if (begin == std::string_view::npos) return false;
+  text.remove_prefix(begin);
+  const std::size_t end = std::min(text.find(';'), text.size());
+  piece = text.substr(0, end);
+  text.remove_prefix(end);
+  return true;
+}
+
+bool ReadHeader(std::string_view text, std::uint32_t& claimedLength, std::uint32_t& type) {
+  if (!text.starts_with(kMagic)) return false;
+  text.remove_prefix(kMagic.size());
+  if (!ScanHex(text, claimedLength) || !text.starts_with(';')) return false;
+  text.remove_prefix(1);
+  return ScanHex(text, type);
+}
+
+std::uint32_t Number(std::string_view value) { return static_cast<std::uint32_t>(ScanDecimal(value)); }
+
+void TakeCtrlType(std::string_view value, CtrlInfo& pattern) {
+  const std::int32_t kind = ScanDecimal(value);
+  if (kind >= RC && kind <= RemoteVC) pattern.ctrlType = static_cast<KelCtrlType>(kind);
+}
+
+std::wstring* TextField(std::uint32_t tag, CtrlInfo& pattern) {
+  switch (tag) {
+    case kTagCtrlName: return &pattern.ctrlName;
+    case kTagCtrlID: return &pattern.ctrlID;
+    case kTagSystemName: return &pattern.systemName;
+    case kTagSystemID: return &pattern.systemID;
+    case kTagReleasePath: return &pattern.releasePath;
+    case kTagMacAddress: return &pattern.macAddress;
+    default: return nullptr;
+  }
+}
+
+std::uint32_t* NumberField(std::uint32_t tag, CtrlInfo& pattern) {
+  switch (tag) {
+    case kTagVersionMajor: return &pattern.versionMajor;
+    case kTagVersionMinor: return &pattern.versionMinor;
+    case kTagVersionRevision: return &pattern.versionRevision;
+    case kTagKelAPICompatibilityRevision: return &pattern.kelAPICompatibilityRevision;
+    case kTagCommPortNumber: return &pattern.commPortNumber;
+    default: return nullptr;
+  }
+}
+
+}  // namespace
+
+bool MessageReader::TakeField(std::string_view piece, Message& message) {
+  std::uint32_t tag = 0;
+  if (!ScanHex(piece, tag) || !piece.starts_with(':')) return true;
+  const std::string_view value = piece.substr(1);
+  if (std::all_of(value.begin(), value.end(), IsSpace)) return true;
+
+  if (std::wstring* text = TextField(tag, message.pattern)) {
+    platform::AssignWide(*text, value);
+  } else if (std::uint32_t* number = NumberField(tag, message.pattern)) {
+    *number = Number(value);
+  } else if (tag == kTagTargetAddress) {
+    message.hasTarget = true;
+    return message.targetAddress.Assign(value);
+  } else if (tag == kTagOwnAddress && message.ownAddress != nullptr) {
+    return message.ownAddress->Assign(value);
+  } else if (tag == kTagCtrlLevel) {
+    message.pattern.ctrlLevel = ScanDecimal(value) == 1 ? BootLevel : SystemLevel;
+  } else if (tag == kTagCtrlType) {
+    TakeCtrlType(value, message.pattern);
+  }
+  return true;
+}
+
+bool MessageReader::ParseMessage(std::string_view text, std::size_t receivedLength, Message& message) const {
+  message.hasTarget = false;
+  message.targetAddress.Clear();
+  text = text.substr(0, text.find('\0'));
+
+  std::uint32_t claimedLength = 0;
+  if (!ReadHeader(text, claimedLength, message.type)) return false;
+  if (claimedLength != receivedLength) {
+    trace_.Error(L"LanSeek: Message length mismatch. Received %d, claimed %d, strlen %d", receivedLength,
+                 claimedLength, text.size());
+    return false;
+  }
+  std::string_view piece;
+  for (int header = 0; header < 3; ++header) {
+    if (!NextPiece(text, piece)) return true;
+  }
+  while (NextPiece(text, piece)) {
+    if (!TakeField(piece, message)) return false;
+  }
+  return true;
+}
+
+}  // namespace kellanseek::protocol

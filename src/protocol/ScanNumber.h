@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace kellanseek::protocol {
+
+/// The C library's white space.
+constexpr bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+/// Reads a number at the front of `text` as the C library's %x does (white space, sign, optional 0x, any width,
+/// either case) and removes it. False, with `text` undefined, when there is none. A magnitude beyond 32 bits reads
+/// as 0xFFFFFFFF.
+bool ScanHex(std::string_view& text, std::uint32_t& value);
+
+/// Reads a number as the C library's atoi does: white space, sign, digits, the rest ignored; no digits give 0. Values
+/// beyond 32 bits become the nearest limit.
+std::int32_t ScanDecimal(std::string_view text);
+
+}  // namespace kellanseek::protocol
