@@ -1,0 +1,39 @@
+#include "config/Configuration.h"
+
+#include <utility>
+
+#include "config/ControllerIdParser.h"
+#include "config/LanSeekConfigParser.h"
+#include "config/StaticControllers.h"
+#include "platform/FilePath.h"
+
+namespace kellanseek::config {
+namespace {
+
+std::wstring InDirectory(const std::wstring& directory, const wchar_t* name) {
+  return directory + std::wstring(platform::PathSeparator()) + name;
+}
+
+}  // namespace
+
+std::wstring ScanConfigurationFile(const std::wstring& directory) {
+  return InDirectory(directory, L"lanseekconf.xml");
+}
+
+std::wstring StaticControllerFile(const std::wstring& directory) {
+  return InDirectory(directory, L"controllerid.xml");
+}
+
+std::vector<CtrlInfo> LoadConfiguration(const std::wstring& directory, CKelLanSeekConfigSettings& settings,
+                                        const diagnostics::Tracer& trace) {
+  CLanSeekConfigParser settingsParser(trace.Output());
+  if (SUCCEEDED(settingsParser.Init(ScanConfigurationFile(directory)))) settingsParser.GetInformation(settings);
+
+  CControllerIdParser controllerParser(trace.Output());
+  std::vector<CtrlInfo> listed;
+  if (FAILED(controllerParser.Init(StaticControllerFile(directory)))) return {};
+  if (FAILED(controllerParser.GetInformation(listed))) return {};
+  return AcceptStaticControllers(std::move(listed), settings, trace);
+}
+
+}  // namespace kellanseek::config

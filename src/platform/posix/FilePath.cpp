@@ -1,0 +1,38 @@
+#include "platform/FilePath.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "platform/posix/Descriptor.h"
+#include "platform/posix/FileText.h"
+
+namespace kellanseek::platform {
+
+std::wstring_view PathSeparator() { return L"/"; }
+
+PathKind KindOfPath(const std::wstring& path) {
+  struct stat status = {};
+  if (::stat(ToUtf8(path).c_str(), &status) != 0) {
+    return errno == ENOENT || errno == ENOTDIR ? PathKind::Nothing : PathKind::Other;
+  }
+  return S_ISDIR(status.st_mode) ? PathKind::Directory : PathKind::Other;
+}
+
+HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::wstring& why) {
+  const std::string bytes = ToUtf8(path);
+  const Descriptor file(::open(bytes.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  if (!file) {
+    if (errno == EEXIST) return S_FALSE;
+    why = ErrorText(errno);
+    return E_FAIL;
+  }
+  const int error = WriteAll(file.get(), content);
+  if (error == 0) return S_OK;
+  why = ErrorText(error);
+  ::unlink(bytes.c_str());
+  return E_FAIL;
+}
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,196 @@
+#include "platform/posix/RegistryFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "platform/posix/Descriptor.h"
+#include "platform/posix/FileText.h"
+#include "platform/posix/RegistryText.h"
+
+namespace kellanseek::platform {
+namespace {
+
+constexpr std::chrono::milliseconds kLockPatience(5000);
+constexpr std::chrono::milliseconds kLockRetry(10);
+constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
+
+/// Why the last call of this thread failed. Of a type without a destructor, which would keep the module loaded for as
+/// long as the thread lives.
+thread_local std::array<wchar_t, 512> lastError = {};
+
+HRESULT Fail(HRESULT result, const std::wstring& text) {
+  const std::size_t length = std::min(text.size(), lastError.size() - 1);
+  std::copy_n(text.begin(), length, lastError.begin());
+  lastError[length] = L'\0';
+  return result;
+}
+
+HRESULT Fail(int error, const wchar_t* doing, const std::string& path) {
+  const bool denied = error == EACCES || error == EPERM || error == EROFS;
+  return Fail(denied ? E_ACCESSDENIED : E_FAIL,
+              std::wstring(L"Cannot ") + doing + L" " + FromUtf8(path) + L": " + ErrorText(error));
+}
+
+/// The text as the store holds it; none when it would not be read back as it is.
+std::optional<std::string> Stored(const std::wstring& text, bool (*acceptable)(std::string_view)) {
+  std::string bytes = ToUtf8(text);
+  if (!acceptable(bytes) || FromUtf8(bytes) != text) return std::nullopt;
+  return bytes;
+}
+
+std::string DirectoryOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+int MakeDirectories(const std::string& directory) {
+  if (::mkdir(directory.c_str(), 0777) == 0 || errno == EEXIST) return 0;
+  if (errno != ENOENT) return errno;
+  if (const int error = MakeDirectories(DirectoryOf(directory)); error != 0) return error;
+  return ::mkdir(directory.c_str(), 0777) == 0 || errno == EEXIST ? 0 : errno;
+}
+
+/// The file that a path means once symbolic links are followed, so that replacing it keeps the links.
+std::string Resolved(const std::string& path) {
+  char* const resolved = ::realpath(path.c_str(), nullptr);
+  if (resolved == nullptr) return path;
+  std::string result = resolved;
+  std::free(resolved);
+  return result;
+}
+
+/// Waits its turn among the writers of a file. The lock file stays: removing it would let two writers hold one each.
+int LockWriters(const std::string& path, Descriptor& lock) {
+  lock = Descriptor(::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
+  if (!lock) return errno;
+  const auto deadline = std::chrono::steady_clock::now() + kLockPatience;
+  while (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return errno;
+    if (std::chrono::steady_clock::now() > deadline) return EWOULDBLOCK;
+    std::this_thread::sleep_for(kLockRetry);
+  }
+  return 0;
+}
+
+/// Puts a new content in the place of a file, as a whole or not at all.
+int ReplaceFile(const std::string& path, std::string_view content) {
+  struct stat present = {};
+  const bool exists = ::stat(path.c_str(), &present) == 0;
+  std::string temporary = path + ".XXXXXX";
+  int error = 0;
+  {
+    const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!file) return errno;
+    error = WriteAll(file.get(), content);
+    // A file of another user stays that user's where the system allows it.
+    if (error == 0 && exists && ::fchown(file.get(), present.st_uid, present.st_gid) != 0) error = 0;
+    const mode_t mode = exists ? present.st_mode & 0777 : S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+    if (error == 0 && ::fchmod(file.get(), mode) != 0) error = errno;
+    if (error == 0 && ::fsync(file.get()) != 0) error = errno;
+  }
+  if (error == 0 && ::rename(temporary.c_str(), path.c_str()) != 0) error = errno;
+  if (error != 0) {
+    ::unlink(temporary.c_str());
+    return error;
+  }
+  const Descriptor directory(::open(DirectoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (directory) ::fsync(directory.get());
+  return 0;
+}
+
+}  // namespace
+
+RegistryFile::RegistryFile(std::string path, std::string seed) : path_(std::move(path)), seed_(std::move(seed)) {}
+
+HRESULT RegistryFile::Read(const std::wstring& key, const std::wstring& name, std::size_t maxLength,
+                           std::wstring& value) {
+  std::string store;
+  const int error = ReadRegularFile(path_, com::kMaxRegistryBytes, store);
+  if (error == ENOENT || error == ENOTDIR) return S_FALSE;
+  if (error != 0) return Fail(error, L"read", path_);
+  const auto found = com::FindRegistryValue(store, ToUtf8(key), ToUtf8(name));
+  if (!found) return S_FALSE;
+  std::wstring text = FromUtf8(*found);
+  if (text.size() > maxLength) {
+    return Fail(E_FAIL, L"The value " + name + L" is longer than " + std::to_wstring(maxLength) + L" characters.");
+  }
+  value = std::move(text);
+  return S_OK;
+}
+
+template <typename Edit>
+HRESULT RegistryFile::Change(Edit edit) {
+  const std::string path = Resolved(path_);
+  if (const int error = MakeDirectories(DirectoryOf(path)); error != 0) return Fail(error, L"make the place of", path);
+  Descriptor lock;
+  if (const int error = LockWriters(path, lock); error == EWOULDBLOCK) {
+    return Fail(E_FAIL, L"Cannot write " + FromUtf8(path) + L": another program has kept it locked.");
+  } else if (error != 0) {
+    return Fail(error, L"write", path);
+  }
+  std::string store;
+  if (const HRESULT read = ReadForChange(path, store); FAILED(read)) return read;
+  const std::optional<std::string> changed = edit(store);
+  if (!changed) return S_FALSE;
+  if (*changed == store) return S_OK;
+  if (changed->size() > com::kMaxRegistryBytes) return Fail(EFBIG, L"write", path);
+  const int error = ReplaceFile(path, *changed);
+  return error == 0 ? S_OK : Fail(error, L"write", path);
+}
+
+HRESULT RegistryFile::Write(const std::wstring& key, const std::wstring& name, const std::wstring& value) {
+  const auto keyBytes = Stored(key, IsRegistryKey);
+  const auto nameBytes = Stored(name, IsRegistryName);
+  const auto valueBytes = Stored(value, IsRegistryValue);
+  if (!keyBytes || !nameBytes || !valueBytes) {
+    return Fail(E_INVALIDARG, L"The key, name or value has a character that the registry file cannot hold.");
+  }
+  return Change([&](const std::string& store) -> std::optional<std::string> {
+    return WithRegistryValue(store, *keyBytes, *nameBytes, *valueBytes);
+  });
+}
+
+HRESULT RegistryFile::RemoveTree(const std::wstring& key) {
+  const auto keyBytes = Stored(key, IsRegistryKey);
+  if (!keyBytes || keyBytes->find('\\') == std::string::npos) {
+    return Fail(E_INVALIDARG, L"This is not the name of a key that can be removed.");
+  }
+  struct stat present = {};
+  if (::stat(path_.c_str(), &present) != 0 && (errno == ENOENT || errno == ENOTDIR)) return S_FALSE;
+  return Change([&](const std::string& store) { return WithoutRegistryTree(store, *keyBytes); });
+}
+
+HRESULT RegistryFile::ReadForChange(const std::string& path, std::string& store) {
+  int error = ReadRegularFile(path, com::kMaxRegistryBytes, store);
+  if (error == ENOENT && !seed_.empty()) error = ReadRegularFile(seed_, com::kMaxRegistryBytes, store);
+  if (error == ENOENT) return S_OK;
+  if (error != 0) return Fail(error, L"read", path);
+  // Renaming would succeed where writing is not wanted.
+  struct stat present = {};
+  const bool exists = ::stat(path.c_str(), &present) == 0;
+  if (exists && ((present.st_mode & kAnyWrite) == 0 || ::access(path.c_str(), W_OK) != 0)) {
+    return Fail(E_ACCESSDENIED, L"Cannot write " + FromUtf8(path) + L": the file is read-only.");
+  }
+  const std::size_t zero = store.find('\0');
+  if (zero == std::string::npos) return S_OK;
+  const auto line = 1 + std::count(store.begin(), store.begin() + static_cast<std::ptrdiff_t>(zero), '\n');
+  return Fail(E_FAIL, L"The registry file " + FromUtf8(path) + L" is damaged: there is a zero byte in line " +
+                          std::to_wstring(line) + L". Mend or remove the file; nothing was changed.");
+}
+
+std::wstring RegistryFile::LastErrorText() { return lastError.data(); }
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,52 @@
+#include "platform/RegistryStore.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "platform/posix/RegistryFile.h"
+
+namespace kellanseek::platform {
+namespace {
+
+bool Given(const char* text) { return text != nullptr && *text != '\0'; }
+
+bool MayWrite(const std::string& path) {
+  if (::access(path.c_str(), W_OK) == 0) return true;
+  return errno == ENOENT && (::geteuid() == 0 || ::access(path.substr(0, path.rfind('/')).c_str(), W_OK) == 0);
+}
+
+/// Where a change of this process's store goes. That is where it is read from, except that a user who may not write
+/// the machine's store gets one of their own, which from then on takes its place and so begins as its copy.
+RegistryFile StoreForChange() {
+  const std::string path = com::RegistryStorePath();
+  const char* const home = ::secure_getenv("HOME");
+  if (Given(::secure_getenv("KELLANSEEK_REGISTRY")) || !Given(home) || MayWrite(path)) return RegistryFile(path);
+  const std::string own = std::string(home) + "/.config/kellanseek/registry";
+  return own == path ? RegistryFile(path) : RegistryFile(own, path);
+}
+
+class SystemRegistry final : public RegistryStore {
+ public:
+  HRESULT Read(const std::wstring& key, const std::wstring& name, std::size_t maxLength,
+               std::wstring& value) override {
+    return RegistryFile(com::RegistryStorePath()).Read(key, name, maxLength, value);
+  }
+  HRESULT Write(const std::wstring& key, const std::wstring& name, const std::wstring& value) override {
+    return StoreForChange().Write(key, name, value);
+  }
+  HRESULT RemoveTree(const std::wstring& key) override {
+    return RegistryFile(com::RegistryStorePath()).RemoveTree(key);
+  }
+  std::wstring LastErrorText() override { return RegistryFile({}).LastErrorText(); }
+};
+
+}  // namespace
+
+RegistryStore& SystemRegistryStore() {
+  static SystemRegistry registry;
+  return registry;
+}
+
+}  // namespace kellanseek::platform

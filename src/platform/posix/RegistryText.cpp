@@ -1,0 +1,138 @@
+#include "platform/posix/RegistryText.h"
+
+#include <kellanseek/com.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace kellanseek::platform {
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kDefaultName = "@";
+constexpr std::string_view kLineBreakers("\r\n\0", 3);
+
+struct Line {
+  enum class Kind { Header, Value, Blank, Other };
+
+  Kind kind = Kind::Other;
+  std::string_view whole;  ///< With its end.
+  std::string_view text;   ///< Without.
+  std::string_view key;    ///< The section it is in or begins; empty for none.
+  std::string_view name;   ///< Of a value.
+};
+
+Line Classify(std::string_view text, std::string_view section) {
+  Line line;
+  line.text = text;
+  line.key = section;
+  const std::string_view content = com::TrimBlanks(text);
+  const std::size_t equals = text.find('=');
+  if (content.empty()) {
+    line.kind = Line::Kind::Blank;
+  } else if (content.front() == '[') {
+    line.kind = Line::Kind::Header;
+    line.key = content.back() == ']' ? content.substr(1, content.size() - 2) : std::string_view();
+  } else if (content.front() != '#' && content.front() != ';' && equals != std::string_view::npos) {
+    line.kind = Line::Kind::Value;
+    line.name = com::TrimBlanks(text.substr(0, equals));
+  }
+  return line;
+}
+
+/// The lines of a store that does not begin with a byte order mark.
+std::vector<Line> Lines(std::string_view store) {
+  std::vector<Line> lines;
+  std::string_view section;
+  while (!store.empty()) {
+    std::string_view rest = store;
+    const std::string_view text = com::TakeLine(rest);
+    Line line = Classify(text, section);
+    line.whole = store.substr(0, store.size() - rest.size());
+    section = line.key;
+    lines.push_back(line);
+    store = rest;
+  }
+  return lines;
+}
+
+std::string_view TakeByteOrderMark(std::string_view& store) {
+  if (!store.starts_with(kByteOrderMark)) return {};
+  store.remove_prefix(kByteOrderMark.size());
+  return kByteOrderMark;
+}
+
+void EndLastLine(std::string& text) {
+  if (!text.empty() && text.back() != '\n') text += '\n';
+}
+
+bool InTree(std::string_view key, std::string_view tree) {
+  if (key.size() < tree.size() || !com::SameRegistryName(key.substr(0, tree.size()), tree)) return false;
+  return key.size() == tree.size() || key[tree.size()] == '\\';
+}
+
+}  // namespace
+
+std::string WithRegistryValue(std::string_view store, std::string_view key, std::string_view name,
+                              std::string_view value) {
+  if (name.empty()) name = kDefaultName;
+  std::string result(TakeByteOrderMark(store));
+  const std::vector<Line> lines = Lines(store);
+  const Line* present = nullptr;
+  const Line* lastOfKey = nullptr;
+  for (const Line& line : lines) {
+    if (line.kind == Line::Kind::Blank || !com::SameRegistryName(line.key, key)) continue;
+    lastOfKey = &line;
+    if (line.kind == Line::Kind::Value && com::SameRegistryName(line.name, name)) present = &line;
+  }
+
+  const std::string valueLine = std::string(name) + "=" + std::string(value) + "\n";
+  for (const Line& line : lines) {
+    if (&line == present) {
+      result.append(line.text.substr(0, line.text.find('=') + 1)).append(value);
+      result.append(line.whole.substr(line.text.size()));
+    } else {
+      result.append(line.whole);
+      if (present == nullptr && &line == lastOfKey) {
+        EndLastLine(result);
+        result.append(valueLine);
+      }
+    }
+  }
+  if (lastOfKey == nullptr) {
+    EndLastLine(result);
+    if (!lines.empty() && lines.back().kind != Line::Kind::Blank) result += '\n';
+    result.append("[").append(key).append("]\n").append(valueLine);
+  }
+  return result;
+}
+
+std::optional<std::string> WithoutRegistryTree(std::string_view store, std::string_view key) {
+  std::string result(TakeByteOrderMark(store));
+  bool found = false;
+  for (const Line& line : Lines(store)) {
+    if (!line.key.empty() && InTree(line.key, key)) {
+      found = true;
+      if (line.kind != Line::Kind::Other) continue;
+    }
+    result.append(line.whole);
+  }
+  if (!found) return std::nullopt;
+  return result;
+}
+
+bool IsRegistryKey(std::string_view key) {
+  return !key.empty() && key.front() != '\\' && key.back() != '\\' &&
+         key.find_first_of(kLineBreakers) == std::string_view::npos;
+}
+
+bool IsRegistryName(std::string_view name) {
+  if (name.empty()) return true;
+  const bool plain = name.find_first_of(kLineBreakers) == std::string_view::npos &&
+                     name.find('=') == std::string_view::npos && com::TrimBlanks(name) == name;
+  return plain && name.front() != '[' && name.front() != '#' && name.front() != ';' && name != kDefaultName;
+}
+
+bool IsRegistryValue(std::string_view value) { return value.find_first_of(kLineBreakers) == std::string_view::npos; }
+
+}  // namespace kellanseek::platform
