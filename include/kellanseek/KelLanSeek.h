@@ -19,6 +19,9 @@
 // Ownership. A text that comes out is a new BSTR that the caller frees with SysFreeString; a null BSTR is an absent
 // text. An interface pointer that comes out holds a reference that the caller releases. What goes in stays the
 // caller's.
+//
+// Life. An object works from its creation to the release of its last reference, without being asked: that release
+// stops it, and waits for a Notify that is running on another thread. The objects of one process share nothing.
 
 #include <cstddef>
 
@@ -82,14 +85,14 @@ enum KelCtrlLevel : INT {
 /// Why an event was sent.
 enum LanSeekEventReason : INT {
   CtrlNew = 0,
-  CtrlUpdated = 1,
-  CtrlLostConnection = 2,
-  CtrlLostLAN = 3,
-  CtrlLostRestart = 4,
-  CtrlLostPowerDown = 5,
-  CtrlLostSystemIdCollision = 6,
-  CtrlLostIPAddressCollision = 7,
-  CtrlReconnected = 9,  ///< There is no 8.
+  CtrlUpdated = 1,                 ///< Something that the getters give has changed.
+  CtrlLostConnection = 2,          ///< No longer answers; for a virtual controller: its process has ended.
+  CtrlLostLAN = 3,                 ///< The network interface over which it was heard is gone.
+  CtrlLostRestart = 4,             ///< Announced a restart.
+  CtrlLostPowerDown = 5,           ///< Announced its end.
+  CtrlLostSystemIdCollision = 6,   ///< Another controller has its system identity.
+  CtrlLostIPAddressCollision = 7,  ///< Another controller has its address.
+  CtrlReconnected = 9,             ///< Answers again. There is no 8.
 };
 
 enum KelContainData : INT {
@@ -227,7 +230,7 @@ struct IKelObjectEvents : IUnknown {
   /// Called on the one event thread of the component object, never twice at a time, with no lock held: the sink may
   /// call anything, Unsubscribe and the last Release included. While it runs all subscribers wait, so it is brief.
   /// A subscription whose sink answers a failure with bit 16 set (as the codes of lost connections have) is ended;
-  /// other failures are passed over.
+  /// other failures are passed over. An exception out of Notify counts as E_FAIL.
   virtual HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) = 0;
 };
 
@@ -236,7 +239,7 @@ struct IKelObjectEvents : IUnknown {
 struct IKelLanSeekSubscribe : IUnknown {
   /// Subscribes, and gives a cookie (10 and up) for Unsubscribe. The sink is referenced until then. E_INVALIDARG
   /// "pRep->containData != Data", or "LanSeekID too large" for a `subscriptionType` that was never issued; E_POINTER
-  /// "cookie == NULL" or for a null sink; what the sink answers when it is no IKelObjectEvents.
+  /// "cookie == NULL", or for a null `pRep` or sink; what the sink answers when it is no IKelObjectEvents.
   virtual HRESULT STDMETHODCALLTYPE Subscribe(KelEventParams* pRep, ULONG* cookie) = 0;
   /// Ends a subscription. Events that are waiting already may still reach the sink. E_FAIL "Subscriber not found".
   virtual HRESULT STDMETHODCALLTYPE Unsubscribe(ULONG dw) = 0;
@@ -295,7 +298,7 @@ struct IKelCtrlIdentity3 : IKelCtrlIdentity2 {
 struct IKelBase : IUnknown {
   /// The text of the object's last failure: message, ":", and where it was found; null while there was none. It is
   /// one text for the object, shared by all its threads: a later failure replaces it, a success leaves it, reading
-  /// does not clear it. Always S_OK.
+  /// does not clear it. Always S_OK; `pErrorText` must not be null.
   virtual HRESULT STDMETHODCALLTYPE GetLastErrorInfo(BSTR* pErrorText) = 0;
 };
 
@@ -305,7 +308,8 @@ struct IKelVCLanSeek : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE Register(BSTR systemPath, BSTR systemID, ULONG dwProcID, VCInterface* pvci) = 0;
   /// Takes the controller off the list and out of the table. KEL_E_NOT_FOUND.
   virtual HRESULT STDMETHODCALLTYPE UnRegister(BSTR systemID) = 0;
-  /// Hands a discovery message in as if it had come from the network; this is how a virtual controller answers.
+  /// Hands a discovery message in as if it had come from the network; this is how a virtual controller answers. S_OK
+  /// also for a message that is none.
   virtual HRESULT STDMETHODCALLTYPE ForwardMessage(BSTR msg) = 0;
 };
 

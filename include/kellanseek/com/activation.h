@@ -121,6 +121,7 @@ inline HRESULT ClassObjectFromModule(const char* path, REFCLSID clsid, REFIID ii
 }
 
 inline HRESULT CreateFromFactory(IClassFactory* factory, IUnknown* outer, REFIID iid, void** object) {
+  if (factory == nullptr) return CO_E_ERRORINDLL;
   const HRESULT result = factory->CreateInstance(outer, iid, object);
   factory->Release();
   return result;

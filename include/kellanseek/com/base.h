@@ -36,7 +36,7 @@ using LPCOLESTR = const OLECHAR*;
 #define STDMETHOD_(type, method) virtual type STDMETHODCALLTYPE method
 #define STDMETHODIMP HRESULT STDMETHODCALLTYPE
 #define STDMETHODIMP_(type) type STDMETHODCALLTYPE
-#define STDAPI extern "C" HRESULT STDAPICALLTYPE
+#define STDAPI extern "C" [[gnu::visibility("default")]] HRESULT STDAPICALLTYPE
 #define PURE = 0
 
 /// A moment in 100 ns steps since 1601-01-01, in two halves.

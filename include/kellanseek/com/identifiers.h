@@ -32,9 +32,17 @@ consteval GUID KelGuid(const char (&text)[37]) {
   return guid;
 }
 
-/// The identifier of an interface type. KEL_DECLARE_INTERFACE gives it to a type; there is no general one.
+namespace kellanseek::com {
+
 template <typename Interface>
-inline constexpr const IID* KelInterfaceId = nullptr;
+consteval const IID* NoInterfaceId() = delete;
+
+}  // namespace kellanseek::com
+
+/// Points to the identifier of an interface type. KEL_DECLARE_INTERFACE gives a type one; naming that of another type
+/// does not compile.
+template <typename Interface>
+inline constexpr const IID* KelInterfaceId = kellanseek::com::NoInterfaceId<Interface>();
 
 namespace kellanseek::com {
 
@@ -50,10 +58,10 @@ inline constexpr const IID* KelInterfaceId<IClassFactory> = &kellanseek::com::kI
 
 /// Declares the interface `type`, its identifier as the constant IID_<type>, and ties the two together for
 /// KelInterfaceId, and for __uuidof where the compiler has that.
-#define KEL_DECLARE_INTERFACE(type, text)                    \
-  struct KEL_UUID(text) type;                                \
-  inline constexpr IID IID_##type = KelGuid(text);           \
-  template <>                                                \
+#define KEL_DECLARE_INTERFACE(type, text)                         \
+  struct KEL_UUID(text) type;                                     \
+  inline constexpr IID IID_##type = KelGuid(text);                \
+  template <>                                                     \
   inline constexpr const IID* KelInterfaceId<type> = &IID_##type; \
-  KEL_UUIDOF(type)                                           \
+  KEL_UUIDOF(type)                                                \
   static_assert(sizeof(IID_##type) == 16)

@@ -14,6 +14,7 @@ inline HRESULT CreateFromModule(HMODULE module, REFCLSID clsid, REFIID iid, void
   IClassFactory* factory = nullptr;
   HRESULT result = getClassObject(clsid, kIidClassFactory, reinterpret_cast<void**>(&factory));
   if (FAILED(result)) return result;
+  if (factory == nullptr) return CO_E_ERRORINDLL;
   result = factory->CreateInstance(nullptr, iid, object);
   factory->Release();
   return result;

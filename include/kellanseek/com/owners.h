@@ -64,7 +64,6 @@ class KelComPtr {
   /// Another interface of the object, with the result of QueryInterface; E_POINTER when nothing is held.
   template <typename Other>
   HRESULT QueryTo(KelComPtr<Other>& other) const noexcept {
-    static_assert(KelInterfaceId<Other> != nullptr, "the interface has no identifier tied to it");
     KelComPtr<Other> found;
     const HRESULT result =
         object_ == nullptr ? E_POINTER : object_->QueryInterface(*KelInterfaceId<Other>, found.PutVoid());

@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <kellanseek/com.h>
+
+namespace {
+
+using namespace std::string_view_literals;
+
+std::uint32_t LengthBefore(BSTR text) {
+  std::uint32_t length = 0;
+  std::memcpy(&length, reinterpret_cast<const char*>(text) - 4, 4);
+  return length;
+}
+
+TEST(BstrTest, HoldsItsByteLengthBeforeAndAZeroAfterTheText) {
+  struct Case {
+    const char* what;
+    BSTR text;
+    UINT bytes;
+  };
+  const UINT width = sizeof(OLECHAR);
+  const Case cases[] = {
+      {"text", SysAllocString(L"Line 4"), 6 * width},
+      {"empty text", SysAllocString(L""), 0},
+      {"part of a text", SysAllocStringLen(L"Line 4", 4), 4 * width},
+      {"embedded zero", SysAllocStringLen(L"a\0b", 3), 3 * width},
+      {"no text but a length", SysAllocStringLen(nullptr, 7), 7 * width},
+      {"bytes that are no whole characters", SysAllocStringByteLen("abcdefg", 7), 7},
+      {"no bytes", SysAllocStringByteLen(nullptr, 0), 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    ASSERT_NE(c.text, nullptr);
+    EXPECT_EQ(LengthBefore(c.text), c.bytes);
+    EXPECT_EQ(SysStringByteLen(c.text), c.bytes);
+    EXPECT_EQ(SysStringLen(c.text), c.bytes / width);
+    OLECHAR end = L'x';
+    std::memcpy(&end, reinterpret_cast<const char*>(c.text) + c.bytes, sizeof(end));
+    EXPECT_EQ(end & 0xFF, 0);
+    SysFreeString(c.text);
+  }
+}
+
+TEST(BstrTest, KeepsZerosInsideAndBytesBeyondTheLastWholeCharacter) {
+  const KelBstr wide = KelBstr::Attach(SysAllocStringLen(L"a\0b", 3));
+  EXPECT_EQ(wide.View(), L"a\0b"sv);
+  BSTR const bytes = SysAllocStringByteLen("abcdefg", 7);
+  EXPECT_EQ(std::memcmp(bytes, "abcdefg", 7), 0);
+  SysFreeString(bytes);
+}
+
+TEST(BstrTest, NullIsAnAbsentText) {
+  EXPECT_EQ(SysAllocString(nullptr), nullptr);
+  EXPECT_EQ(SysStringLen(nullptr), 0U);
+  EXPECT_EQ(SysStringByteLen(nullptr), 0U);
+  SysFreeString(nullptr);
+}
+
+TEST(BstrTest, RefusesLengthsThatDoNotFit) {
+  EXPECT_EQ(SysAllocStringLen(nullptr, 0xFFFFFFFFU), nullptr);
+  EXPECT_EQ(SysAllocStringLen(nullptr, 0x80000000U), nullptr);
+  EXPECT_EQ(SysAllocStringByteLen(nullptr, 0xFFFFFFFEU), nullptr);
+}
+
+TEST(KelBstrTest, CopiesAreApartAndMovesHandOver) {
+  KelBstr first(L"a\0b"sv);
+  KelBstr copy(first);
+  EXPECT_NE(copy.Get(), first.Get());
+  EXPECT_EQ(copy.View(), L"a\0b"sv);
+
+  BSTR const held = first.Get();
+  KelBstr moved(std::move(first));
+  EXPECT_EQ(moved.Get(), held);
+  EXPECT_FALSE(first);
+
+  copy = std::move(moved);
+  EXPECT_EQ(copy.Get(), held);
+  EXPECT_FALSE(moved);
+
+  KelBstr& itself = copy;
+  copy = itself;
+  EXPECT_EQ(copy.View(), L"a\0b"sv);
+  copy = std::move(itself);
+  EXPECT_EQ(copy.View(), L"a\0b"sv);
+}
+
+TEST(KelBstrTest, TellsAbsentFromEmpty) {
+  const KelBstr absent;
+  const KelBstr empty(L"");
+  EXPECT_FALSE(absent);
+  EXPECT_TRUE(empty);
+  EXPECT_EQ(absent.View(), empty.View());
+  EXPECT_FALSE(KelBstr(absent));
+  EXPECT_TRUE(KelBstr(empty));
+}
+
+TEST(KelBstrTest, TakesOutputsAndGivesUpWhatItHolds) {
+  const auto getter = [](BSTR* out) { *out = SysAllocString(L"answer"); };
+  KelBstr text(L"before");
+  getter(text.Put());
+  getter(text.Put());
+  EXPECT_EQ(text.Text(), L"answer");
+  BSTR const given = text.Detach();
+  EXPECT_FALSE(text);
+  EXPECT_EQ(SysStringLen(given), 6U);
+  SysFreeString(given);
+}
+
+}  // namespace

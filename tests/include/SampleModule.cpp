@@ -1,0 +1,55 @@
+#include "SampleModule.h"
+
+#include <atomic>
+
+namespace {
+
+/// Offers IKelBase; its text is one that the client frees.
+class Sample final : public IKelBase {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    const bool offered = iid == IID_IKelBase || iid == IID_IUnknown;
+    *object = offered ? static_cast<IKelBase*>(this) : nullptr;
+    if (!offered) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+  HRESULT STDMETHODCALLTYPE GetLastErrorInfo(BSTR* text) override {
+    *text = KelBstr(L"from the module").Detach();
+    return S_OK;
+  }
+
+ private:
+  std::atomic<ULONG> references_ = 0;
+};
+
+class SampleFactory final : public IClassFactory {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    *object = iid == IID_IClassFactory || iid == IID_IUnknown ? this : nullptr;
+    return *object == nullptr ? E_NOINTERFACE : S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+    if (outer != nullptr) return CLASS_E_NOAGGREGATION;
+    const KelComPtr<IKelBase> sample(new Sample);
+    return sample->QueryInterface(iid, object);
+  }
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+};
+
+}  // namespace
+
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
+  static SampleFactory factory;
+  *object = nullptr;
+  if (clsid == CLSID_SampleNoFactory) return S_OK;
+  return clsid == CLSID_Sample ? factory.QueryInterface(iid, object) : CLASS_E_CLASSNOTAVAILABLE;
+}
