@@ -1,7 +1,5 @@
 #include "controllers/CtrlInfo.h"
 
-#include <utility>
-
 #include "platform/CodePage.h"
 
 namespace kellanseek {
@@ -22,21 +20,6 @@ bool TakeValue(T& stored, const T& newer) {
 
 }  // namespace
 
-VCObjectRef::VCObjectRef(IUnknown* object) : object_(object) {
-  if (object_ != nullptr) object_->AddRef();
-}
-
-VCObjectRef& VCObjectRef::operator=(VCObjectRef other) noexcept {
-  std::swap(object_, other.object_);
-  return *this;
-}
-
-VCObjectRef::~VCObjectRef() {
-  if (object_ != nullptr) object_->Release();
-}
-
-IUnknown* VCObjectRef::Detach() noexcept { return std::exchange(object_, nullptr); }
-
 void CtrlInfo::Reset() {
   for (auto* text :
        {&ctrlName, &ctrlAddress, &systemName, &releasePath, &systemID, &ctrlID, &macAddress, &hostName}) {
@@ -56,7 +39,7 @@ void CtrlInfo::Reset() {
   published = false;
   vcProcessID = 0;
   vcProcessStart = 0;
-  vcInterface = VCObjectRef();
+  vcInterface.Reset();
 }
 
 bool CtrlInfo::UpdateFrom(const CtrlInfo& newer) {

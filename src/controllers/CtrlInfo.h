@@ -15,25 +15,6 @@ inline constexpr std::uint32_t kVersionUnknown = 0xFFFFFFFFU;
 /// No timer, no outstanding request, no interface.
 inline constexpr std::int32_t kNone = -1;
 
-/// A counted reference to a virtual controller's own object.
-class VCObjectRef {
- public:
-  VCObjectRef() = default;
-  /// Takes a reference of its own on `object`, which may be null.
-  explicit VCObjectRef(IUnknown* object);
-  VCObjectRef(const VCObjectRef& other) : VCObjectRef(other.object_) {}
-  VCObjectRef(VCObjectRef&& other) noexcept : object_(other.Detach()) {}
-  VCObjectRef& operator=(VCObjectRef other) noexcept;
-  ~VCObjectRef();
-
-  IUnknown* Get() const { return object_; }
-  /// Gives the reference up without releasing it: the object may have died with its process.
-  IUnknown* Detach() noexcept;
-
- private:
-  IUnknown* object_ = nullptr;
-};
-
 /// One controller: what it says of itself, and what the engine keeps about it. An absent text is an empty one.
 struct CtrlInfo {
   std::wstring ctrlName;
@@ -67,7 +48,7 @@ struct CtrlInfo {
 
   std::uint32_t vcProcessID = 0;
   std::uint64_t vcProcessStart = 0;  ///< Tells the process from a later one with the same id; 0 when not known.
-  VCObjectRef vcInterface;
+  KelComPtr<IUnknown> vcInterface;  ///< The virtual controller's own object.
 
   /// Everything back to the values above. Texts keep their capacity.
   void Reset();

@@ -15,7 +15,7 @@ bool EarlierRecord(const CtrlTable::Iterator& left, const CtrlTable::Iterator& r
 CtrlTable::Lock::Lock(CtrlTable& table) : table_(table) { table_.mutex_.Lock(); }
 
 CtrlTable::Lock::~Lock() {
-  std::vector<VCObjectRef> toRelease;
+  std::vector<KelComPtr<IUnknown>> toRelease;
   toRelease.swap(table_.toRelease_);
   table_.mutex_.Unlock();
 }
@@ -112,7 +112,7 @@ CtrlTable::Iterator CtrlTable::AddCtrl(CtrlInfo record) {
 
 CtrlTable::Iterator CtrlTable::Remove(Iterator record) {
   CtrlInfo& leaving = Edit(record);
-  if (leaving.vcInterface.Get() != nullptr) toRelease_.push_back(std::move(leaving.vcInterface));
+  if (leaving.vcInterface) toRelease_.push_back(std::move(leaving.vcInterface));
   return records_.get<InOrder>().erase(record);
 }
 

@@ -125,7 +125,7 @@ class CtrlTable {
   platform::Mutex mutex_;
   std::atomic<std::uint32_t> nextLanSeekID_{kLastReservedLanSeekID + 1};
   Records records_ GUARDED_BY(mutex_);
-  std::vector<VCObjectRef> toRelease_ GUARDED_BY(mutex_);
+  std::vector<KelComPtr<IUnknown>> toRelease_ GUARDED_BY(mutex_);
 };
 
 }  // namespace kellanseek

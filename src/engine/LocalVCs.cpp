@@ -36,7 +36,7 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
   record.ticksToNextAction = settings_.Ticks(settings_.VCRefreshInterval);
   record.vcProcessID = processID;
   record.vcProcessStart = processes_.StartStamp(processID);
-  record.vcInterface = VCObjectRef(vci->pVC);
+  record.vcInterface = KelComPtr<IUnknown>(vci->pVC);
 
   const CtrlTable::Lock lock(table_);
   if (table_.FirstBySystemID(record.systemID) != table_.end()) {

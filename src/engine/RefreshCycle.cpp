@@ -125,7 +125,7 @@ CtrlTable::Iterator RefreshCycle::CheckLocalVC(CtrlTable::Iterator position) {
   trace_.Error(L"LanSeek: VC %s @ %s ID: %d has terminated!", record.systemName, record.ctrlAddress,
                record.vcProcessID);
   // The object died with its process, so no call may be made on it.
-  record.vcInterface.Detach();
+  static_cast<void>(record.vcInterface.Detach());
   return lifecycle_.RemoveActiveCtrl(table_, position, CtrlLostConnection);
 }
 

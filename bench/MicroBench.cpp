@@ -1,0 +1,128 @@
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+#include "bench/BareTokeniser.h"
+#include "events/EventItemsDB.h"
+#include "protocol/MessageReader.h"
+#include "tests/engine/EngineHarness.h"
+
+namespace kellanseek::bench {
+namespace {
+
+constexpr std::string_view kIdentity =
+    "Lanseek;76;1;1:Cell7;2:ctrl-0042;3:Line2;4:{7A1C-22};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-0a-11-2c;b:0;c:0;f:2;10:5;"
+    "11:1;";
+
+std::string Dotted(std::uint32_t i) {
+  return "192.168." + std::to_string(i / 250 % 250) + "." + std::to_string(i % 250 + 1);
+}
+
+/// Controllers beyond 62,500 share addresses by number, so the third byte block is widened.
+std::string AddressOf(std::uint32_t i) { return i < 62500 ? Dotted(i) : "172.16." + Dotted(i - 62500).substr(8); }
+
+std::string FieldsOf(std::uint32_t i) {
+  const std::string number = std::to_string(i);
+  return "1:Cell" + number + ";2:ctrl-" + number + ";3:Line2;4:{7A1C-" + number +
+         "};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-" + number + ";b:0;c:0;f:2;10:5;11:1;";
+}
+
+void ParseIdentity(benchmark::State& state) {
+  test::FakeDebugOutput traces;
+  const protocol::MessageReader reader(diagnostics::Tracer(traces, L"bench"));
+  for (auto _ : state) {
+    CtrlInfo pattern;
+    protocol::MessageReader::Message message{0, pattern, nullptr, {}, false};
+    benchmark::DoNotOptimize(reader.ParseMessage(kIdentity, kIdentity.size(), message));
+    benchmark::DoNotOptimize(pattern.macAddress.data());
+  }
+}
+BENCHMARK(ParseIdentity);
+
+void BareTokeniser(benchmark::State& state) {
+  for (auto _ : state) {
+    std::array<std::wstring, 8> texts;
+    benchmark::DoNotOptimize(BareTokenise(kIdentity, texts));
+    benchmark::DoNotOptimize(texts[7].data());
+  }
+}
+BENCHMARK(BareTokeniser);
+
+/// An engine that knows so many controllers, and their identity datagrams.
+class KnownPlant {
+ public:
+  explicit KnownPlant(std::uint32_t count) {
+    engine.lookup.SetEnabled(false);
+    for (std::uint32_t i = 0; i < count; ++i) {
+      datagrams.push_back(test::EngineHarness::Datagram(1, FieldsOf(i)));
+      sources.push_back(AddressOf(i));
+      engine.Receive(datagrams.back(), sources.back(), engine::MsgSource::FromResponseSocket, 0);
+    }
+  }
+  void ReceiveAgain(std::size_t i, engine::Dispatcher::Scratch& scratch) {
+    protocol::AddressText address(sources[i]);
+    engine.dispatcher.HandleMessage(datagrams[i], datagrams[i].size(), &address,
+                                    {engine::MsgSource::FromResponseSocket, 0, engine.interfaces[0].address},
+                                    scratch);
+  }
+  test::EngineHarness engine;
+  std::vector<std::string> datagrams;
+  std::vector<std::string> sources;
+};
+
+void DispatchUnchanged(benchmark::State& state) {
+  KnownPlant plant(static_cast<std::uint32_t>(state.range(0)));
+  engine::Dispatcher::Scratch scratch;
+  std::size_t i = 0;
+  for (auto _ : state) {
+    plant.ReceiveAgain(i, scratch);
+    i = (i + 7919) % plant.datagrams.size();
+  }
+}
+BENCHMARK(DispatchUnchanged)->Arg(100)->Arg(1000)->Arg(100000);
+
+/// 10,000 new controllers for a subscriber that does not take its events, then an update for each.
+void QueueForStalledSubscriber(benchmark::State& state) {
+  const auto count = static_cast<std::uint32_t>(state.range(0));
+  class Sink : public IKelObjectEvents {
+   public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent*) override { return S_OK; }
+  } sink;
+  for (auto _ : state) {
+    events::CEventItemsDB events;
+    std::uint32_t cookie = 0;
+    events.AddSubscriber(0, &sink, 0, &cookie);
+    for (std::uint32_t i = 0; i < count; ++i) events.QueueEvent(11 + i, CtrlAvailable, CtrlNew);
+    for (std::uint32_t i = 0; i < count; ++i) events.QueueEvent(11 + i, CtrlAvailable, CtrlUpdated);
+  }
+}
+BENCHMARK(QueueForStalledSubscriber)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
+
+/// The yardstick for the getters: a mutex, a hash look-up and a copied text.
+void BareLookup(benchmark::State& state) {
+  std::mutex mutex;
+  std::unordered_map<std::uint32_t, std::wstring> names;
+  for (std::uint32_t i = 0; i < 10000; ++i) names.emplace(11 + i, L"Controller " + std::to_wstring(i));
+  std::uint32_t id = 0;
+  for (auto _ : state) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    const std::wstring& name = names.find(11 + id)->second;
+    BSTR copy = SysAllocStringLen(name.data(), static_cast<UINT>(name.size()));
+    benchmark::DoNotOptimize(copy);
+    SysFreeString(copy);
+    id = (id + 7919) % 10000;
+  }
+}
+BENCHMARK(BareLookup);
+
+}  // namespace
+}  // namespace kellanseek::bench
+
+BENCHMARK_MAIN();

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kellanseek::bench {
+
+/// Sockets of the other host: made in the network namespace that a descriptor names, used from here.
+class PlantSocket {
+ public:
+  /// Sends to the broadcast address of the network between the two hosts.
+  PlantSocket(const std::string& namespacePath, const std::string& broadcast, std::uint16_t port);
+  ~PlantSocket();
+  PlantSocket(const PlantSocket&) = delete;
+  PlantSocket& operator=(const PlantSocket&) = delete;
+
+  bool Send(const std::string& datagram) const;
+
+ private:
+  int descriptor_ = -1;
+  std::uint32_t address_ = 0;
+  std::uint16_t port_ = 0;
+};
+
+/// The identity datagram of controller `i` of the plant; `revision` changes its name. Tag e gives each controller an
+/// address of its own, so that one host speaks for all.
+std::string IdentityDatagram(std::uint32_t i, std::uint32_t revision = 0);
+
+/// Datagrams that the kernel dropped at this process's sockets on a port, from /proc/net/udp.
+std::uint64_t DroppedAt(std::uint16_t port);
+
+}  // namespace kellanseek::bench

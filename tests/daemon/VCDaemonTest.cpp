@@ -1,0 +1,241 @@
+#include "daemon/VCDaemon.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "config/Settings.h"
+#include "daemon/Publication.h"
+#include "tests/support/FakeDebugOutput.h"
+#include "tests/support/FakeNetworkAddresses.h"
+
+namespace kellanseek::test {
+namespace {
+
+using Sent = std::vector<std::string>;
+
+class RecordingAnswers : public network::AnswerSender {
+ public:
+  platform::SocketError Answer(std::size_t position, std::string_view datagram,
+                               platform::Ipv4& destination) override {
+    sent.push_back(std::to_string(position) + " " + std::string(datagram));
+    destination = platform::ParseIpv4("10.0.0.255");
+    return error;
+  }
+  Sent Take() { return std::exchange(sent, {}); }
+
+  Sent sent;
+  platform::SocketError error = 0;
+};
+
+class VCDaemonTest : public ::testing::Test {
+ protected:
+  VCDaemonTest() {
+    addresses.AddInterface(1, {0x02, 0x00, 0x00, 0x4f, 0x8e, 0x35});
+    addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
+    addresses.AddInterface(2, {0x02, 0x00, 0x00, 0x00, 0x00, 0x02});
+    addresses.AddAddress(2, "10.0.0.5", "255.255.255.0");
+    interfaces.Replace(interfaces.SetupLanseekInterfaces());
+  }
+
+  /// A record with that system identity, in the table so that a rebuild finds it; published.
+  CtrlInfo Publish(const wchar_t* systemID) {
+    CtrlInfo record;
+    record.ctrlType = VC;
+    record.systemID = systemID;
+    const CtrlTable::Lock lock(table);
+    record.lanSeekID = table.IssueLanSeekID();
+    table.AddCtrl(record);
+    EXPECT_TRUE(daemon.AddRemoteVC(record));
+    return record;
+  }
+  void PublishQuietly(const wchar_t* systemID) {
+    Publish(systemID);
+    daemon.Step(0);
+    sender.Take();
+  }
+  void Queue(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t id = 0) {
+    EXPECT_TRUE(daemon.QueueMessageForRemoteVC(type, interfaceIndex, id));
+  }
+
+  CKelLanSeekConfigSettings settings;
+  FakeDebugOutput traces;
+  FakeNetworkAddresses addresses;
+  CtrlTable table;
+  network::InterfaceTable interfaces{addresses, settings, traces};
+  RecordingAnswers sender;
+  platform::Event socketsReady{platform::Event::Kind::ManualReset};
+  std::uint32_t randomNumber = 300;
+  daemon::CrVCDaemon daemon{{interfaces, sender, socketsReady, [this] { return randomNumber; }, traces}};
+};
+
+const char* const kAlive0 = "0 Lanseek;02e;2;4:vc-1;9:02:00:00:4f:8e:35;11:3;";
+const char* const kInfo0 = "0 Lanseek;02e;1;4:vc-1;9:02:00:00:4f:8e:35;11:3;";
+const char* const kInfo1 = "1 Lanseek;02e;1;4:vc-1;9:02:00:00:00:00:02;11:3;";
+
+TEST(Publication, DatagramsByteForByte) {
+  CtrlInfo record;
+  record.ctrlName = L"Cell7";
+  record.systemID = L"12-34567";
+  record.versionMajor = 6;
+  record.versionMinor = 1;
+  record.versionRevision = 2;
+  record.kelAPICompatibilityRevision = 5;
+  EXPECT_EQ(daemon::BuildFullMessage(record, "02:00:00:4f:8e:35"),
+            "Lanseek;04b;1;1:Cell7;4:12-34567;7:6;8:1;f:2;10:5;9:02:00:00:4f:8e:35;11:3;");
+  record.ctrlID = L"id";
+  record.systemName = L"Sys\u00e9";
+  record.releasePath = L"/r";
+  record.commPortNumber = 5515;
+  record.versionMinor = kVersionUnknown;
+  EXPECT_EQ(daemon::BuildFullMessage(record, ""),
+            "Lanseek;052;1;1:Cell7;2:id;3:Sys\xe9;3:Sys\xe9;4:12-34567;5:/r;7:6;f:2;10:5;b:5515;11:3;");
+  EXPECT_EQ(daemon::BuildShortMessage(record, "m"), "Lanseek;029;2;4:12-34567;b:5515;9:m;11:3;");
+  EXPECT_EQ(daemon::BuildNotice(3, L"12-34567"), "Lanseek;01e;3;4:12-34567;11:3;");
+  EXPECT_EQ(daemon::BuildFullMessage(CtrlInfo(), ""), "Lanseek;013;1;11:3;");
+}
+
+TEST(Publication, DatagramsThatDoNotFitAreNotMade) {
+  CtrlInfo record;
+  record.releasePath = std::wstring(999 - 19 - 3, L'p');
+  EXPECT_EQ(daemon::BuildFullMessage(record, "").size(), 999U);
+  record.releasePath += L'p';
+  EXPECT_EQ(daemon::BuildFullMessage(record, ""), "");
+  record.systemID = std::wstring(499 - 19 - 3, L's');
+  EXPECT_EQ(daemon::BuildShortMessage(record, "").size(), 499U);
+  record.systemID += L's';
+  EXPECT_EQ(daemon::BuildShortMessage(record, ""), "");
+  EXPECT_EQ(daemon::BuildNotice(4, std::wstring(49, L's')).size(), 71U);
+  EXPECT_EQ(daemon::BuildNotice(4, std::wstring(50, L's')), "");
+}
+
+TEST_F(VCDaemonTest, ANewControllerIsAnnouncedOnEveryInterfaceAtOnce) {
+  Publish(L"vc-1");
+  EXPECT_EQ(daemon.Step(0), daemon::kNothingScheduled);
+  EXPECT_EQ(sender.Take(), (Sent{kInfo0, kInfo1}));
+  EXPECT_EQ(daemon.Step(1000), daemon::kNothingScheduled);
+  EXPECT_EQ(sender.Take(), Sent{});
+}
+
+TEST_F(VCDaemonTest, RequestsAreAnsweredAfterTheDelayAndFullBeatsShort) {
+  PublishQuietly(L"vc-1");
+  for (const auto& requests : {std::vector<std::int32_t>{7, 5}, {5, 7}, {5}, {7, 7, 6}}) {
+    for (const std::int32_t type : requests) Queue(type, 0);
+    EXPECT_EQ(daemon.Step(77), 500) << "200 plus the random number modulo 3000";
+    EXPECT_EQ(daemon.Step(489), 11);
+    EXPECT_EQ(sender.Take(), Sent{});
+    EXPECT_EQ(daemon.Step(1), daemon::kNothingScheduled) << "10 ms are near enough";
+    EXPECT_EQ(sender.Take(), Sent{kInfo0});
+  }
+  Queue(7, 0);
+  randomNumber = 0xFFFFFFFF;
+  EXPECT_EQ(daemon.Step(0), static_cast<std::int32_t>(0xFFFFFFFFU % 3000 + 200));
+  daemon.Step(4000);
+  EXPECT_EQ(sender.Take(), Sent{kAlive0});
+}
+
+TEST_F(VCDaemonTest, AStormOfRequestsIsAnsweredOnce) {
+  PublishQuietly(L"vc-1");
+  for (int i = 0; i < 1000; ++i) {
+    Queue(5, 0);
+    if (i % 10 == 0) daemon.Step(0);
+  }
+  daemon.Step(500);
+  EXPECT_EQ(sender.Take(), Sent{kInfo0});
+}
+
+TEST_F(VCDaemonTest, TargetedRequestsNeedToBeUnambiguous) {
+  PublishQuietly(L"vc-1");
+  Queue(6, 1);
+  daemon.Step(0);
+  daemon.Step(500);
+  EXPECT_EQ(sender.Take(), Sent{kInfo1});
+  PublishQuietly(L"vc-2");
+  Queue(6, 1);
+  EXPECT_EQ(daemon.Step(0), daemon::kNothingScheduled);
+  Queue(6, 1, 11);
+  daemon.Step(0);
+  daemon.Step(500);
+  EXPECT_EQ(sender.Take(), Sent{kInfo1});
+}
+
+TEST_F(VCDaemonTest, WhoLeavesSaysSoOnEveryInterfaceAndIsForgotten) {
+  struct Case {
+    std::int32_t code;
+    char type;
+  };
+  for (const Case& c : {Case{3, '3'}, Case{4, '4'}, Case{100, '4'}}) {
+    const std::uint32_t id = Publish(L"vc-1").lanSeekID;
+    daemon.Step(0);
+    sender.Take();
+    Queue(5, 0, id);
+    Queue(c.code, 0, id);
+    daemon.Step(0);
+    const std::string notice = std::string("Lanseek;01a;") + c.type + ";4:vc-1;11:3;";
+    EXPECT_EQ(sender.Take(), (Sent{"0 " + notice, "1 " + notice}));
+    Queue(5, 0);
+    EXPECT_EQ(daemon.Step(5000), daemon::kNothingScheduled);
+    EXPECT_EQ(sender.Take(), Sent{});
+  }
+}
+
+TEST_F(VCDaemonTest, SenselessMessagesAreTracedAndIgnored) {
+  Queue(5, 99);
+  PublishQuietly(L"vc-1");
+  for (const std::int32_t position : {-1, 2, 2147483647}) Queue(7, position);
+  Queue(42, 0);
+  EXPECT_EQ(daemon.Step(0), daemon::kNothingScheduled);
+  EXPECT_EQ(traces.Messages().size(), 4U);
+  EXPECT_EQ(traces.Messages().back(), L"LanSeek RemoteVCDaemonLoop. Unknown message type 42");
+}
+
+TEST_F(VCDaemonTest, LongIdentitiesAreTracedOnceAndNeverCut) {
+  const std::uint32_t id = Publish(std::wstring(50, L's').c_str()).lanSeekID;
+  daemon.Step(0);
+  EXPECT_EQ(sender.Take().size(), 2U);
+  Queue(4, 0, id);
+  daemon.Step(0);
+  EXPECT_EQ(sender.Take(), Sent{});
+  EXPECT_EQ(traces.Messages().size(), 1U);
+}
+
+TEST_F(VCDaemonTest, AFailedSendIsTraced) {
+  sender.error = 101;
+  Publish(L"vc-1");
+  daemon.Step(0);
+  EXPECT_EQ(traces.Messages().front(), L"LANSEEK: Failed to send rVC response itf=0 addr=0xa0000ff. Error=101");
+}
+
+TEST_F(VCDaemonTest, ARebuildPreparesWhoIsStillThereForTheNextRequest) {
+  const std::uint32_t gone = Publish(L"vc-0").lanSeekID;
+  PublishQuietly(L"vc-1");
+  addresses.RemoveAddress("10.0.0.5");
+  {
+    const CtrlTable::Lock lock(table);
+    table.Remove(table.Find(gone));
+    interfaces.Replace(interfaces.SetupLanseekInterfaces());
+    daemon.RefreshAfterReInit(table);
+  }
+  EXPECT_EQ(daemon.Step(5000), daemon::kNothingScheduled);
+  EXPECT_EQ(sender.Take(), Sent{});
+  Queue(7, 0);
+  daemon.Step(0);
+  daemon.Step(500);
+  EXPECT_EQ(sender.Take(), Sent{kInfo0}) << "a full answer is pending from the rebuild";
+}
+
+TEST_F(VCDaemonTest, TheThreadEndsWhetherOrNotThereAreSockets) {
+  Publish(L"vc-1");
+  daemon.StartThread();
+  daemon.StopThread();
+  EXPECT_EQ(sender.Take(), Sent{});
+  socketsReady.Set();
+  daemon.StartThread();
+  daemon.StopThread();
+  EXPECT_EQ(sender.Take(), (Sent{kInfo0, kInfo1})) << "the last pass sends what is due";
+}
+
+}  // namespace
+}  // namespace kellanseek::test

@@ -1,0 +1,49 @@
+#include "EngineHarness.h"
+
+#include <cstdio>
+
+namespace kellanseek::test {
+
+std::string EngineHarness::Datagram(std::uint32_t type, std::string_view fields) {
+  char number[16];
+  std::snprintf(number, sizeof number, "%x;", type);
+  const std::string rest = number + std::string(fields);
+  const std::size_t length = 8 + 3 + rest.size() + (rest.size() + 11 > 0xff ? 1 : 0);
+  std::snprintf(number, sizeof number, "%02zx;", length);
+  return "Lanseek;" + std::string(number) + rest;
+}
+
+void EngineHarness::Receive(std::string_view datagram, std::string_view source, engine::MsgSource from,
+                            std::int32_t position) {
+  protocol::AddressText address(source);
+  engine::Dispatcher::Scratch scratch;
+  const platform::Ipv4 interfaceAddress =
+      position >= 0 ? interfaces[static_cast<std::size_t>(position)].address : 0;
+  dispatcher.HandleMessage(datagram, datagram.size(), &address, {from, position, interfaceAddress}, scratch);
+  engineLock.ReleaseAll();
+}
+
+void EngineHarness::Forward(std::uint32_t type, std::string_view fields) {
+  engine::Dispatcher::Scratch scratch;
+  const std::string datagram = Datagram(type, fields);
+  dispatcher.HandleMessage(datagram, datagram.size(), nullptr, {}, scratch);
+}
+
+std::uint32_t EngineHarness::Add(CtrlInfo record) {
+  const CtrlTable::Lock lock(table);
+  record.lanSeekID = table.IssueLanSeekID();
+  return table.AddCtrl(std::move(record))->lanSeekID;
+}
+
+CtrlInfo EngineHarness::Get(std::uint32_t lanSeekID) {
+  const CtrlTable::Lock lock(table);
+  const auto found = table.Find(lanSeekID);
+  return found == table.end() ? CtrlInfo() : *found;
+}
+
+std::vector<CtrlInfo> EngineHarness::All() {
+  const CtrlTable::Lock lock(table);
+  return {table.begin(), table.end()};
+}
+
+}  // namespace kellanseek::test

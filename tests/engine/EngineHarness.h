@@ -1,0 +1,159 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "config/Settings.h"
+#include "controllers/CtrlTable.h"
+#include "daemon/RemoteVCPublisher.h"
+#include "engine/Collisions.h"
+#include "engine/CtrlLifecycle.h"
+#include "engine/Dispatcher.h"
+#include "engine/EngineLock.h"
+#include "engine/HostNames.h"
+#include "engine/LocalVCs.h"
+#include "engine/RefreshCycle.h"
+#include "events/EventQueue.h"
+#include "network/InterfaceTable.h"
+#include "network/RequestSender.h"
+#include "platform/Event.h"
+#include "protocol/Message.h"
+#include "tests/support/FakeDebugOutput.h"
+#include "tests/support/FakeNetworkAddresses.h"
+#include "tests/support/FakeProcessTable.h"
+#include "tests/support/FakeReverseLookup.h"
+
+namespace kellanseek::test {
+
+/// One queued event as clients would see it.
+struct ClientEvent {
+  std::uint32_t lanSeekID = 0;
+  KelCtrlAvailability availability = CtrlAvailable;
+  LanSeekEventReason reason = CtrlNew;
+  bool operator==(const ClientEvent&) const = default;
+};
+
+class RecordingEvents : public events::EventQueue {
+ public:
+  bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability, LanSeekEventReason reason) override {
+    queued.push_back({lanSeekID, availability, reason});
+    return true;
+  }
+  std::vector<ClientEvent> Take() { return std::exchange(queued, {}); }
+
+  std::vector<ClientEvent> queued;
+};
+
+/// A request that would have gone out: "broadcast 0 <datagram>" or "to 10.0.0.1 <datagram>".
+class RecordingSender : public network::RequestSender {
+ public:
+  void Broadcast(std::size_t position, std::string_view datagram) override {
+    sent.push_back("broadcast " + std::to_string(position) + " " + std::string(datagram));
+  }
+  void SendToAddressText(const std::wstring& address, std::string_view datagram) override {
+    sent.push_back("to " + std::string(address.begin(), address.end()) + " " + std::string(datagram));
+  }
+  std::vector<std::string> Take() { return std::exchange(sent, {}); }
+
+  std::vector<std::string> sent;
+};
+
+/// What the engine asked of the daemon: {type, interface, id}, and the ids that were to be published.
+class RecordingDaemon : public daemon::RemoteVCPublisher {
+ public:
+  struct Message {
+    std::int32_t type = 0;
+    std::int32_t interfaceIndex = 0;
+    std::uint32_t lanSeekID = 0;
+    bool operator==(const Message&) const = default;
+  };
+  bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t lanSeekID) override {
+    messages.push_back({type, interfaceIndex, lanSeekID});
+    return true;
+  }
+  bool AddRemoteVC(const CtrlInfo& record) override {
+    added.push_back(record.lanSeekID);
+    return addSucceeds;
+  }
+  void RefreshAfterReInit(CtrlTable&) override { ++refreshes; }
+
+  std::vector<Message> messages;
+  std::vector<std::uint32_t> added;
+  bool addSucceeds = true;
+  int refreshes = 0;
+};
+
+class NoPause : public engine::SendPacer {
+ public:
+  bool Pause() override { return true; }
+};
+
+/// The engine's logic without threads, clocks and sockets, on two interfaces: 192.168.1.5/24 and 10.0.0.5/24.
+class EngineHarness {
+ public:
+  EngineHarness() {
+    addresses.AddInterface(1, {0x00, 0x1a, 0x2b, 0x3c, 0x4d, 0x5e});
+    addresses.AddInterface(2, {0x02, 0x00, 0x00, 0x4f, 0x8e, 0x35});
+    addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
+    addresses.AddAddress(2, "10.0.0.5", "255.255.255.0");
+    RebuildInterfaces();
+  }
+
+  void RebuildInterfaces() {
+    auto entries = interfaces.SetupLanseekInterfaces();
+    const CtrlTable::Lock lock(table);
+    interfaces.Replace(std::move(entries));
+    lifecycle.RevalidateAfterInterfaceChange(table);
+  }
+
+  /// "Lanseek;" + length + type + fields, as a peer would send it.
+  static std::string Datagram(std::uint32_t type, std::string_view fields);
+
+  /// Hands a datagram in as if it had come from `source` through the interface at `position`.
+  void Receive(std::string_view datagram, std::string_view source, engine::MsgSource from, std::int32_t position);
+  void Answer(std::uint32_t type, std::string_view fields, std::string_view source, std::int32_t position = 0) {
+    Receive(Datagram(type, fields), source, engine::MsgSource::FromResponseSocket, position);
+  }
+  void NonLocalAnswer(std::uint32_t type, std::string_view fields, std::string_view source) {
+    Receive(Datagram(type, fields), source, engine::MsgSource::FromNonLocalSocket, kNone);
+  }
+  void Forward(std::uint32_t type, std::string_view fields);
+
+  void Tick(int count = 1) {
+    for (int i = 0; i < count; ++i) refresh.Tick();
+  }
+
+  /// Adds a record as the configuration or a client would; gives its id.
+  std::uint32_t Add(CtrlInfo record);
+  /// A copy of a record; one with id 0 when there is none.
+  CtrlInfo Get(std::uint32_t lanSeekID);
+  std::vector<CtrlInfo> All();
+
+  CtrlTable table;
+  CKelLanSeekConfigSettings settings;
+  FakeDebugOutput traces;
+  FakeNetworkAddresses addresses;
+  FakeProcessTable processes;
+  FakeReverseLookup lookup;
+  RecordingEvents events;
+  RecordingSender sender;
+  RecordingDaemon daemon;
+  NoPause pacer;
+  platform::Event stopEngine{platform::Event::Kind::AutoReset};
+  engine::EngineLock engineLock;
+  network::InterfaceTable interfaces{addresses, settings, traces};
+  engine::HostNames hostNames{table, events, lookup, stopEngine};
+  engine::CtrlLifecycle lifecycle{interfaces, settings, events, hostNames, daemon, traces};
+  engine::RefreshCycle refresh{
+      {table, interfaces, settings, sender, daemon, lifecycle, processes, pacer, traces}};
+  engine::Collisions collisions{lifecycle, traces};
+  engine::Dispatcher dispatcher{
+      {table, settings, engineLock, collisions, lifecycle, refresh, hostNames, events, daemon, traces}};
+  engine::LocalVCs localVCs{table, settings, lifecycle, processes, traces};
+};
+
+}  // namespace kellanseek::test

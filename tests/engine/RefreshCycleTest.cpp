@@ -1,0 +1,237 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "EngineHarness.h"
+
+namespace kellanseek::test {
+namespace {
+
+using Events = std::vector<ClientEvent>;
+using Sent = std::vector<std::string>;
+
+constexpr const char* kIdentity = "4:sys-1;9:00-11;";
+
+class RefreshCycleTest : public ::testing::Test, protected EngineHarness {
+ protected:
+  /// The ticks, counted from the next one as 1, at which something was sent, and what.
+  std::vector<std::pair<int, std::string>> SentDuring(int ticks) {
+    std::vector<std::pair<int, std::string>> log;
+    for (int tick = 1; tick <= ticks; ++tick) {
+      Tick();
+      for (std::string& datagram : sender.Take()) log.emplace_back(tick, std::move(datagram));
+    }
+    return log;
+  }
+
+  std::uint32_t AddStatic(const wchar_t* address, bool available = false) {
+    CtrlInfo record;
+    record.ctrlAddress = address;
+    record.ctrlStatus = available ? CtrlAvailable : CtrlUnavailable;
+    record.published = available;
+    return Add(record);
+  }
+
+  void AddDynamic(int count, std::int32_t ticks, std::int32_t retries) {
+    for (int i = 0; i < count; ++i) {
+      CtrlInfo record;
+      record.ctrlAddress = L"192.168.1." + std::to_wstring(100 + i);
+      record.identificationType = DynamicCtrlDefinition;
+      record.ctrlStatus = CtrlAvailable;
+      record.published = true;
+      record.heardOnInterface = 0;
+      record.heardOnAddress = interfaces[0].address;
+      record.ticksToNextAction = ticks;
+      record.retriesLeft = retries;
+      Add(record);
+    }
+  }
+};
+
+TEST_F(RefreshCycleTest, ASilentControllerIsAskedThreeTimesAfterAStartAndThenLost) {
+  Answer(1, kIdentity, "192.168.1.20");
+  events.Take();
+  refresh.BeginRun();
+  EXPECT_EQ(sender.Take(), (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;"}));
+  const std::string request = "broadcast 0 Lanseek;1c;6;a:192.168.1.20;";
+  EXPECT_EQ(SentDuring(67),
+            (std::vector<std::pair<int, std::string>>{{17, request}, {34, request}, {51, request}}));
+  EXPECT_EQ(events.Take(), Events{});
+  Tick();
+  EXPECT_EQ(events.Take(), (Events{{11, CtrlRemoved, CtrlLostConnection}}));
+}
+
+TEST_F(RefreshCycleTest, TheNetworkIsRefreshedEvery241Ticks) {
+  Answer(1, kIdentity, "192.168.1.20");
+  EXPECT_EQ(SentDuring(240).size(), 0U);
+  const auto log = SentDuring(67);
+  const std::string request = "broadcast 0 Lanseek;1c;6;a:192.168.1.20;";
+  EXPECT_EQ(log, (std::vector<std::pair<int, std::string>>{{1, "broadcast 0 Lanseek;0d;7;"},
+                                                           {1, "broadcast 1 Lanseek;0d;7;"},
+                                                           {17, request},
+                                                           {34, request},
+                                                           {51, request}}));
+  EXPECT_TRUE(All().size() == 1);
+  Tick();
+  EXPECT_TRUE(All().empty()) << "67 ticks after the broadcast";
+  EXPECT_EQ(interfaces[0].refreshCountdown, 240 - 67);
+}
+
+TEST_F(RefreshCycleTest, APresenceAnswerEndsTheAsking) {
+  Answer(1, kIdentity, "192.168.1.20");
+  refresh.BeginRun();
+  sender.Take();
+  Tick(20);
+  Answer(2, kIdentity, "192.168.1.20");
+  sender.Take();
+  EXPECT_EQ(SentDuring(150).size(), 0U);
+  EXPECT_EQ(All().size(), 1U);
+}
+
+TEST_F(RefreshCycleTest, AnotherWorkstationsRefreshPostponesOurs) {
+  Tick(100);
+  Receive(Datagram(7, ""), "192.168.1.9", engine::MsgSource::FromRequestSocket, 0);
+  EXPECT_EQ(interfaces[0].refreshCountdown, 240);
+  EXPECT_EQ(interfaces[1].refreshCountdown, 140);
+}
+
+TEST_F(RefreshCycleTest, RequestsAreLimitedPerTickAndInterface) {
+  AddDynamic(20, 0, 3);
+  Tick();
+  EXPECT_EQ(sender.Take().size(), 12U);
+  Tick();
+  const Sent second = sender.Take();
+  ASSERT_EQ(second.size(), 8U);
+  EXPECT_EQ(second.front(), "broadcast 0 Lanseek;1d;6;a:192.168.1.112;");
+}
+
+TEST_F(RefreshCycleTest, ARefreshCycleArmsIdleOnesAndCountsRunningOnes) {
+  struct Case {
+    std::int32_t ticks, retries;
+    bool published;
+    std::uint32_t type;
+    std::int32_t ticksAfter, retriesAfter;
+  };
+  for (const Case& c : {Case{-1, -1, true, 7, 16, 3}, Case{7, 2, true, 7, 16, 1}, Case{8, 2, true, 7, 8, 2},
+                        Case{3, 2, false, 7, 3, 2}, Case{3, 2, false, 5, 16, 1}, Case{3, 0, true, 5, 3, 0},
+                        Case{3, 2, true, 6, 3, 2}}) {
+    SCOPED_TRACE(::testing::Message() << c.ticks << " " << c.retries << " type " << c.type);
+    EngineHarness harness;
+    CtrlInfo record;
+    record.identificationType = DynamicCtrlDefinition;
+    record.ctrlStatus = CtrlAvailable;
+    record.published = c.published;
+    record.heardOnInterface = 1;
+    record.ticksToNextAction = c.ticks;
+    record.retriesLeft = c.retries;
+    const std::uint32_t id = harness.Add(record);
+    record.heardOnInterface = 0;
+    const std::uint32_t elsewhere = harness.Add(record);
+    {
+      const CtrlTable::Lock lock(harness.table);
+      harness.refresh.StartRefreshCycle(harness.table, 1, c.type);
+    }
+    EXPECT_EQ(harness.Get(id).ticksToNextAction, c.ticksAfter);
+    EXPECT_EQ(harness.Get(id).retriesLeft, c.retriesAfter);
+    EXPECT_EQ(harness.Get(elsewhere).ticksToNextAction, c.ticks);
+  }
+}
+
+TEST_F(RefreshCycleTest, ConfiguredControllersArePolledByAddress) {
+  AddStatic(L"10.9.9.1");
+  const std::uint32_t available = AddStatic(L"10.9.9.2", true);
+  refresh.BeginRun();
+  EXPECT_EQ(sender.Take(), (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;",
+                                 "to 10.9.9.1 Lanseek;0d;5;", "to 10.9.9.2 Lanseek;0d;5;"}));
+  const std::string full = "to 10.9.9.2 Lanseek;0d;5;";
+  // 13 ticks apart; 13 ticks after the last one the silent controller is unavailable.
+  EXPECT_EQ(SentDuring(51), (std::vector<std::pair<int, std::string>>{{13, full}, {26, full}, {39, full}}));
+  EXPECT_EQ(Get(available).ctrlStatus, CtrlAvailable);
+  Tick();
+  EXPECT_EQ(events.Take(), (Events{{available, CtrlUnavailable, CtrlLostConnection}}));
+  EXPECT_EQ(Get(available).ticksToNextAction, 128);
+  EXPECT_EQ(SentDuring(77),
+            (std::vector<std::pair<int, std::string>>{{77, "to 10.9.9.1 Lanseek;0d;5;"}}))
+      << "an unavailable one every 32 s";
+}
+
+TEST_F(RefreshCycleTest, AnAnsweredPollIsRepeatedAfterTheInterval) {
+  const std::uint32_t id = AddStatic(L"10.9.9.2");
+  NonLocalAnswer(1, kIdentity, "10.9.9.2");
+  EXPECT_EQ(SentDuring(129),
+            (std::vector<std::pair<int, std::string>>{{129, "to 10.9.9.2 Lanseek;0d;7;"}}));
+  EXPECT_EQ(Get(id).retriesLeft, 3);
+  NonLocalAnswer(2, kIdentity, "10.9.9.2");
+  EXPECT_EQ(Get(id).ticksToNextAction, 128);
+}
+
+TEST_F(RefreshCycleTest, WithoutPollingConfiguredControllersAreRefreshedLikeOthers) {
+  settings.NonLocalUpdatesEnabled = 0;
+  AddStatic(L"192.168.1.20");
+  Answer(1, kIdentity, "192.168.1.20");
+  events.Take();
+  refresh.BeginRun();
+  EXPECT_EQ(sender.Take().size(), 2U);
+  EXPECT_EQ(SentDuring(68).size(), 3U);
+  EXPECT_EQ(events.Take(), (Events{{11, CtrlUnavailable, CtrlLostConnection}}));
+  EXPECT_EQ(Get(11).ticksToNextAction, -1);
+}
+
+TEST_F(RefreshCycleTest, ARecordWithoutInterfaceWaitsForAnAnswer) {
+  CtrlInfo record;
+  record.identificationType = DynamicCtrlDefinition;
+  record.ctrlStatus = CtrlAvailable;
+  record.ticksToNextAction = 1;
+  record.retriesLeft = 2;
+  const std::uint32_t id = Add(record);
+  record.heardOnInterface = 7;
+  const std::uint32_t beyond = Add(record);
+  EXPECT_EQ(SentDuring(100).size(), 0U);
+  for (const std::uint32_t each : {id, beyond}) {
+    EXPECT_EQ(Get(each).ticksToNextAction, 0);
+    EXPECT_EQ(Get(each).retriesLeft, 2);
+  }
+}
+
+TEST_F(RefreshCycleTest, SenselessTimesNeitherFloodNorOverflow) {
+  for (const std::int32_t value : {0, -5, 2147483647}) {
+    EngineHarness harness;
+    harness.settings.RefreshInterval = harness.settings.NonLocalRefreshInterval = value;
+    harness.settings.RefreshTimeout = harness.settings.Retries = harness.settings.NonLocalRetries = value;
+    harness.RebuildInterfaces();
+    CtrlInfo record;
+    record.ctrlAddress = L"10.9.9.1";
+    harness.Add(record);
+    harness.Answer(1, kIdentity, "192.168.1.20");
+    harness.refresh.BeginRun();
+    harness.sender.Take();
+    harness.Tick(40);
+    EXPECT_LE(harness.sender.Take().size(), 3U * 40U / 4U) << value << ": at most one round a second";
+  }
+}
+
+TEST_F(RefreshCycleTest, LivenessOfLocalVirtualControllers) {
+  processes.Start(4711);
+  CtrlInfo vc;
+  vc.ctrlType = VC;
+  vc.identificationType = DynamicCtrlDefinition;
+  vc.ctrlStatus = CtrlAvailable;
+  vc.published = true;
+  vc.systemName = L"Sys";
+  vc.ctrlAddress = L"path";
+  vc.vcProcessID = 4711;
+  vc.ticksToNextAction = 4;
+  const std::uint32_t id = Add(vc);
+  Tick(5);
+  EXPECT_EQ(Get(id).ticksToNextAction, 4);
+  processes.End(4711);
+  Tick(4);
+  EXPECT_EQ(events.Take(), Events{});
+  Tick();
+  EXPECT_EQ(events.Take(), (Events{{id, CtrlRemoved, CtrlLostConnection}}));
+  EXPECT_EQ(traces.Messages(), (std::vector<std::wstring>{L"LanSeek: VC Sys @ path ID: 4711 has terminated!"}));
+}
+
+}  // namespace
+}  // namespace kellanseek::test
