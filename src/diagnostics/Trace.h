@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -20,9 +21,9 @@ class MessageArgument {
   MessageArgument(std::wstring_view text) : text_(text), isText_(true) {}
   MessageArgument(const std::wstring& text) : text_(text), isText_(true) {}
   MessageArgument(const wchar_t* text) : text_(text != nullptr ? text : L""), isText_(true) {}
-  MessageArgument(std::int32_t number) : number_(number) {}
-  MessageArgument(std::uint32_t number) : number_(static_cast<std::int32_t>(number)) {}
-  MessageArgument(std::size_t number) : number_(static_cast<std::int32_t>(number)) {}
+  /// The number's low 32 bits.
+  template <std::integral Number>
+  MessageArgument(Number number) : number_(static_cast<std::int32_t>(number)) {}
 
   bool IsText() const { return isText_; }
   std::wstring_view Text() const { return text_; }

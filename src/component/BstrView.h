@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+#include <kellanseek/com.h>
+
+namespace kellanseek {
+
+/// The text of a BSTR; empty for a null one. Valid as long as the BSTR.
+inline std::wstring_view ViewOf(BSTR text) {
+  return text == nullptr ? std::wstring_view() : std::wstring_view(text, SysStringLen(text));
+}
+
+}  // namespace kellanseek

@@ -1,0 +1,62 @@
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "component/KelEnum.h"
+#include "component/KelLanSeekImpl.h"
+
+namespace kellanseek {
+namespace {
+
+/// The only number of elements that may be asked for.
+constexpr LONG kRetrieveAll = -2;
+
+bool Published(const CtrlInfo& record) { return record.published; }
+bool UnpublishedVC(const CtrlInfo& record) { return !record.published && record.ctrlType == VC; }
+
+}  // namespace
+
+STDMETHODIMP CKelLanSeek::GetCtrlList(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity** ppCtrlIdentityEnum) {
+  return Guarded([&] { return ListCtrls(pRetPar, ppCtrlIdentityEnum, Published); });
+}
+
+STDMETHODIMP CKelLanSeek::GetUnpublishedVCList(KelRetrievalParams* pRetPar,
+                                               IKelEnumCtrlIdentity** ppCtrlIdentityEnum) {
+  return Guarded([&] { return ListCtrls(pRetPar, ppCtrlIdentityEnum, UnpublishedVC); });
+}
+
+HRESULT CKelLanSeek::ListCtrls(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity** ppCtrlIdentityEnum,
+                               Listed listed) {
+  if (ppCtrlIdentityEnum == nullptr) return Fail(E_POINTER, L"");
+  *ppCtrlIdentityEnum = nullptr;
+  if (pRetPar == nullptr) return Fail(E_POINTER, L"");
+  if (pRetPar->noOfElts != kRetrieveAll) return Fail(E_INVALIDARG, L"Only RetrieveAll supported");
+  pRetPar->noOfElts = 0;
+
+  const KelComPtr<CtrlEnum> list = CtrlEnum::Create(moduleLock_.Module());
+  if (!list) return Fail(E_OUTOFMEMORY, L"Failed to create EnumAvailableCtrls");
+  ULONG mark = pRetPar->mark;
+  std::vector<AvailableCtrlsListItem> items = Snapshot(mark, listed);
+  pRetPar->noOfElts = static_cast<LONG>(items.size());
+  pRetPar->bLast = 1;
+  pRetPar->mark = mark;
+  list->Init(std::move(items), CtrlEnum::Ownership::Taken, {});
+
+  const HRESULT result =
+      list->QueryInterface(IID_IKelEnumCtrlIdentity, reinterpret_cast<void**>(ppCtrlIdentityEnum));
+  return FAILED(result) ? Fail(result, L"QI for IID_IKelEnumCtrlIdentity failed") : S_OK;
+}
+
+std::vector<AvailableCtrlsListItem> CKelLanSeek::Snapshot(ULONG& mark, Listed listed) {
+  std::vector<AvailableCtrlsListItem> items;
+  const ULONG after = mark;
+  const CtrlTable::Lock lock(table_);
+  for (auto record = table_.begin(); record != table_.end(); ++record) {
+    if (record->lanSeekID <= after || !listed(*record)) continue;
+    items.push_back({record->lanSeekID});
+    mark = std::max<ULONG>(mark, record->lanSeekID);
+  }
+  return items;
+}
+
+}  // namespace kellanseek

@@ -1,0 +1,85 @@
+#include <new>
+#include <string>
+
+#include <kellanseek/KelLanSeek.h>
+
+#include "component/ClassFactory.h"
+#include "component/ComponentEnvironment.h"
+#include "component/ComponentModule.h"
+#include "component/KelLanSeekImpl.h"
+#include "component/Registration.h"
+#include "diagnostics/Trace.h"
+#include "platform/Module.h"
+#include "platform/TypeLibrary.h"
+
+namespace {
+
+using namespace kellanseek;
+
+/// The one count for the whole module; there is nowhere else for it to live.
+constinit ComponentModule theModule;
+
+ComponentEnvironment SystemComponentEnvironment() {
+  return {engine::SystemEnvironment(), platform::SystemRegistryStore()};
+}
+
+void TraceFailure(const std::wstring& why) {
+  if (!why.empty()) diagnostics::Tracer(platform::ProcessDebugOutput(), kKelLanSeekUnit).LongError(L"%s", why);
+}
+
+/// Runs the body of an export and turns what it throws into a failure.
+template <typename Body>
+HRESULT Guarded(Body&& body) noexcept {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  } catch (...) {
+    return E_UNEXPECTED;
+  }
+}
+
+HRESULT RegisterServer(std::wstring& why) {
+  const std::wstring path = platform::CurrentModulePath();
+  if (path.empty()) {
+    why = L"The system does not say where this module is.";
+    return SELFREG_E_CLASS;
+  }
+  const HRESULT result = RegisterComponent(platform::SystemRegistryStore(), path, why);
+  return FAILED(result) ? result : platform::RegisterModuleTypeLibrary(false);
+}
+
+HRESULT UnregisterServer(std::wstring& why) {
+  const HRESULT result = UnregisterComponent(platform::SystemRegistryStore(), why);
+  const HRESULT library = platform::UnregisterModuleTypeLibrary(false);
+  return FAILED(result) ? result : library;
+}
+
+}  // namespace
+
+STDAPI DllCanUnloadNow() { return theModule.InUse() ? S_FALSE : S_OK; }
+
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
+  if (object == nullptr) return E_POINTER;
+  *object = nullptr;
+  if (!IsEqualCLSID(clsid, CLSID_KelLanSeek)) return CLASS_E_CLASSNOTAVAILABLE;
+  return Guarded([&] { return ClassFactory::Create(iid, object, SystemComponentEnvironment(), theModule); });
+}
+
+STDAPI DllRegisterServer() {
+  return Guarded([] {
+    std::wstring why;
+    const HRESULT result = RegisterServer(why);
+    TraceFailure(why);
+    return result;
+  });
+}
+
+STDAPI DllUnregisterServer() {
+  return Guarded([] {
+    std::wstring why;
+    const HRESULT result = UnregisterServer(why);
+    TraceFailure(why);
+    return result;
+  });
+}

@@ -1,0 +1,203 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include <kellanseek/KelLanSeek.h>
+
+#include "component/ComponentModule.h"
+
+/// The items of a list at a stroke, for code in this process that knows of it.
+KEL_DECLARE_INTERFACE(IKelEnumInternal, "CF7736A6-3D57-444A-8F55-8D2F360E3DE3");
+struct IKelEnumInternal : IUnknown {
+  /// The number of items, and the list's own array, valid while the list lives. Either output may be null.
+  virtual HRESULT STDMETHODCALLTYPE GetItems(ULONG* count, const AvailableCtrlsListItem** items) = 0;
+};
+
+namespace kellanseek {
+
+// The underscores belong to the names by which the policies are known.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+
+/// Copies items.
+struct _KelCopyAvailableCtrlsListItem {
+  static void Copy(AvailableCtrlsListItem* to, const AvailableCtrlsListItem& from) { *to = from; }
+};
+
+/// Orders items: no mode puts one before another.
+template <typename Item>
+struct _KelCmp {
+  static bool Before(INT /*mode*/, const Item& /*left*/, const Item& /*right*/) { return false; }
+};
+
+/// Admits items: every mode admits all.
+template <typename Item>
+struct _KelFilter {
+  static bool Admits(INT /*mode*/, const Item& /*item*/) { return true; }
+};
+
+// NOLINTEND(bugprone-reserved-identifier)
+
+/// A list of items that a client walks through. Not synchronised.
+template <typename Base, typename Item, typename CopyPolicy, typename CmpPolicy, typename FilterPolicy>
+class KelEnumImpl : public Base {
+ public:
+  enum class Ownership {
+    Taken = 2,   ///< The items were handed over.
+    Copied = 3,  ///< The items are a copy of another list's.
+  };
+
+  KelEnumImpl() = default;
+  KelEnumImpl(const KelEnumImpl&) = delete;
+  KelEnumImpl& operator=(const KelEnumImpl&) = delete;
+
+  /// Fills the list; it stands at the start. `owner`, which may be null, is kept alive as long as the list.
+  void Init(std::vector<Item> items, Ownership ownership, KelComPtr<IUnknown> owner) {
+    items_ = std::move(items);
+    ownership_ = ownership;
+    owner_ = std::move(owner);
+    current_ = 0;
+  }
+
+  STDMETHODIMP RemNext(ULONG cElems, Item* prgElems, ULONG* pcFetched) final {
+    if (prgElems == nullptr || (cElems != 1 && pcFetched == nullptr)) return E_POINTER;
+    if (!items_) return E_FAIL;
+    ULONG copied = 0;
+    while (copied < cElems && FindAdmitted()) CopyPolicy::Copy(prgElems + copied++, (*items_)[current_++]);
+    if (pcFetched != nullptr) *pcFetched = copied;
+    return copied == cElems ? S_OK : S_FALSE;
+  }
+
+  STDMETHODIMP Skip(ULONG cElems) final {
+    while (cElems > 0 && FindAdmitted()) {
+      ++current_;
+      --cElems;
+    }
+    return cElems == 0 ? S_OK : S_FALSE;
+  }
+
+  STDMETHODIMP Reset() final {
+    current_ = 0;
+    return S_OK;
+  }
+
+  STDMETHODIMP Sort(INT mode) final {
+    if (!items_) return S_OK;
+    const auto before = [mode](const Item& left, const Item& right) { return CmpPolicy::Before(mode, left, right); };
+    if (!std::is_sorted(items_->begin(), items_->end(), before)) {
+      std::stable_sort(items_->begin(), items_->end(), before);
+    }
+    return S_OK;
+  }
+
+  STDMETHODIMP Filter(INT mode) final {
+    filterMode_ = mode;
+    filterActive_ = true;
+    return S_OK;
+  }
+
+  STDMETHODIMP UnFilter() final {
+    filterActive_ = false;
+    return S_OK;
+  }
+
+ protected:
+  ~KelEnumImpl() = default;
+
+  std::size_t Count() const { return items_ ? items_->size() : 0; }
+  const Item* Items() const { return items_ ? items_->data() : nullptr; }
+
+  /// Gives `clone` a copy of the items, and the position. The clone of a copy keeps this list alive, any other what
+  /// this list keeps alive. Throws std::bad_alloc.
+  void CopyTo(KelEnumImpl& clone) {
+    if (items_) {
+      clone.Init(*items_, Ownership::Copied, ownership_ == Ownership::Copied ? KelComPtr<IUnknown>(this) : owner_);
+    }
+    clone.current_ = current_;
+    clone.filterMode_ = filterMode_;
+    clone.filterActive_ = filterActive_;
+  }
+
+ private:
+  /// Moves to the next item that the filter admits; false at the end.
+  bool FindAdmitted() {
+    while (current_ < Count() && filterActive_ && !FilterPolicy::Admits(filterMode_, (*items_)[current_])) ++current_;
+    return current_ < Count();
+  }
+
+  KelComPtr<IUnknown> owner_;
+  std::optional<std::vector<Item>> items_;
+  std::size_t current_ = 0;
+  Ownership ownership_ = Ownership::Taken;
+  INT filterMode_ = 0;
+  bool filterActive_ = false;
+};
+
+/// The same as a counted object, which keeps the module loaded.
+template <typename Base, typename Item, typename CopyPolicy, typename CmpPolicy, typename FilterPolicy>
+class KelEnum final : public KelEnumImpl<Base, Item, CopyPolicy, CmpPolicy, FilterPolicy>, public IKelEnumInternal {
+ public:
+  /// An empty list with one reference; null when memory is out.
+  static KelComPtr<KelEnum> Create(ComponentModule& module) {
+    auto* const created = new (std::nothrow) KelEnum(module);
+    return KelComPtr<KelEnum>::Attach(created);
+  }
+
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    if (object == nullptr) return E_POINTER;
+    *object = nullptr;
+    if (IsEqualIID(iid, *KelInterfaceId<Base>) || IsEqualIID(iid, IID_IUnknown)) {
+      *object = static_cast<Base*>(this);
+    } else if (IsEqualIID(iid, IID_IKelEnumInternal)) {
+      *object = static_cast<IKelEnumInternal*>(this);
+    } else {
+      return E_NOINTERFACE;
+    }
+    AddRef();
+    return S_OK;
+  }
+
+  STDMETHODIMP_(ULONG) AddRef() override { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  STDMETHODIMP_(ULONG) Release() override {
+    const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  STDMETHODIMP Clone(Base** ppenum) override {
+    if (ppenum == nullptr) return E_POINTER;
+    *ppenum = nullptr;
+    try {
+      const KelComPtr<KelEnum> clone = Create(moduleLock_.Module());
+      if (!clone) return E_OUTOFMEMORY;
+      this->CopyTo(*clone);
+      return clone->QueryInterface(*KelInterfaceId<Base>, reinterpret_cast<void**>(ppenum));
+    } catch (const std::bad_alloc&) {
+      return E_OUTOFMEMORY;
+    }
+  }
+
+  STDMETHODIMP GetItems(ULONG* count, const Item** items) override {
+    if (count != nullptr) *count = static_cast<ULONG>(this->Count());
+    if (items != nullptr) *items = this->Items();
+    return S_OK;
+  }
+
+ private:
+  explicit KelEnum(ComponentModule& module) : moduleLock_(module) {}
+  ~KelEnum() = default;
+
+  ModuleLock moduleLock_;
+  std::atomic<ULONG> references_{1};
+};
+
+using CtrlEnum = KelEnum<IKelEnumCtrlIdentity, AvailableCtrlsListItem, _KelCopyAvailableCtrlsListItem,
+                         _KelCmp<AvailableCtrlsListItem>, _KelFilter<AvailableCtrlsListItem>>;
+
+}  // namespace kellanseek

@@ -1,0 +1,103 @@
+#include "component/KelLanSeekImpl.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "config/Configuration.h"
+
+namespace kellanseek {
+namespace {
+
+constexpr const wchar_t* kConfigKey = L"HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI";
+constexpr const wchar_t* kConfigValue = L"ConfigDir";
+constexpr std::size_t kMaxConfigDir = 259;
+
+/// The count of an object that is being destroyed: what still comes and goes does not destroy it again.
+constexpr ULONG kDestroying = 0x40000000;
+
+}  // namespace
+
+HRESULT CKelLanSeek::Create(IUnknown* outer, REFIID iid, void** object, const ComponentEnvironment& environment,
+                            ComponentModule& module) noexcept {
+  if (object == nullptr) return E_POINTER;
+  *object = nullptr;
+  if (outer != nullptr && !IsEqualIID(iid, IID_IUnknown)) return CLASS_E_NOAGGREGATION;
+  CKelLanSeek* created = nullptr;
+  HRESULT result = S_OK;
+  try {
+    created = new CKelLanSeek(outer, environment, module);
+    // Whoever takes and releases a reference during the start must not end the object.
+    created->AddOwnRef();
+    created->FinalConstruct();
+    created->references_.fetch_sub(1, std::memory_order_relaxed);
+    result = created->inner_.QueryInterface(iid, object);
+  } catch (const std::bad_alloc&) {
+    result = E_OUTOFMEMORY;
+  } catch (...) {
+    result = E_UNEXPECTED;
+  }
+  if (FAILED(result) && created != nullptr) created->Destroy();
+  return result;
+}
+
+CKelLanSeek::CKelLanSeek(IUnknown* outer, const ComponentEnvironment& environment, ComponentModule& module)
+    : CKelBase(static_cast<diagnostics::CKelObjectBase&>(*this)),
+      moduleLock_(module),
+      controlling_(outer != nullptr ? outer : &inner_),
+      registry_(environment.registry),
+      trace_(environment.engine.debugOutput, kKelLanSeekUnit),
+      engine_(table_, events_, settings_, *this, environment.engine),
+      worker_(events_, environment.engine.debugOutput) {}
+
+void CKelLanSeek::FinalConstruct() {
+  Configure();
+  engine_.Init();
+  engine_.Start(0);
+  worker_.Start(std::make_shared<const ModuleLock>(moduleLock_));
+}
+
+void CKelLanSeek::Configure() {
+  std::wstring directory;
+  if (registry_.Read(kConfigKey, kConfigValue, kMaxConfigDir, directory) != S_OK) {
+    trace_.LongError(L"CKelLanSeek::FinalConstruct. Could not read the registry key ConfigDir.");
+    return;
+  }
+  AddStaticControllers(config::LoadConfiguration(directory, settings_, trace_));
+}
+
+void CKelLanSeek::AddStaticControllers(std::vector<CtrlInfo> controllers) {
+  const CtrlTable::Lock lock(table_);
+  for (CtrlInfo& controller : controllers) {
+    controller.lanSeekID = table_.IssueLanSeekID();
+    const std::wstring address = controller.ctrlAddress;
+    if (table_.AddCtrl(std::move(controller)) == table_.end()) {
+      trace_.LongError(L"LanSeek configuration: Error when inserting static ctrl %s", address);
+    }
+  }
+}
+
+void CKelLanSeek::FinalRelease() {
+  engine_.Stop(0);
+  worker_.Stop();
+}
+
+void CKelLanSeek::Destroy() {
+  references_.store(kDestroying, std::memory_order_relaxed);
+  FinalRelease();
+  delete this;
+}
+
+void CKelLanSeek::OnInterfacesChanged() {
+  if (settings_.DetectInterfaceChanges != 0) engine_.RebuildNetwork();
+}
+
+HRESULT CKelLanSeek::ReportCaught(HRESULT result) noexcept {
+  try {
+    return Fail(result, L"");
+  } catch (const std::bad_alloc&) {
+    return result;
+  }
+}
+
+}  // namespace kellanseek

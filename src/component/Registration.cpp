@@ -1,0 +1,86 @@
+#include "component/Registration.h"
+
+#include <array>
+#include <vector>
+
+#include <kellanseek/KelLanSeek.h>
+
+namespace kellanseek {
+namespace {
+
+constexpr const wchar_t* kClassName = L"KelLanSeek Class";
+constexpr const wchar_t* kVersionedProgID = L"KelLanSeek.KelLanSeek.1";
+constexpr const wchar_t* kProgID = L"KelLanSeek.KelLanSeek";
+constexpr const wchar_t* kDefaultValue = L"";
+
+std::wstring ClassesKey(const std::wstring& name) { return L"HKEY_CLASSES_ROOT\\" + name; }
+
+std::wstring GuidText(REFGUID guid) {
+  std::array<wchar_t, 39> text = {};
+  StringFromGUID2(guid, text.data(), static_cast<int>(text.size()));
+  return text.data();
+}
+
+std::wstring ClassKey() { return ClassesKey(L"CLSID\\" + GuidText(CLSID_KelLanSeek)); }
+
+struct RegistryValue {
+  std::wstring key;
+  std::wstring name;
+  std::wstring value;
+};
+
+std::vector<RegistryValue> ValuesOfClass(const std::wstring& modulePath) {
+  const std::wstring classID = GuidText(CLSID_KelLanSeek);
+  const std::wstring versioned = ClassesKey(kVersionedProgID);
+  const std::wstring unversioned = ClassesKey(kProgID);
+  const std::wstring classKey = ClassKey();
+  return {
+      {versioned, kDefaultValue, kClassName},
+      {versioned + L"\\CLSID", kDefaultValue, classID},
+      {unversioned, kDefaultValue, kClassName},
+      {unversioned + L"\\CLSID", kDefaultValue, classID},
+      {unversioned + L"\\CurVer", kDefaultValue, kVersionedProgID},
+      {classKey, kDefaultValue, kClassName},
+      {classKey + L"\\ProgID", kDefaultValue, kVersionedProgID},
+      {classKey + L"\\VersionIndependentProgID", kDefaultValue, kProgID},
+      {classKey + L"\\InprocServer32", kDefaultValue, modulePath},
+      {classKey + L"\\InprocServer32", L"ThreadingModel", L"Free"},
+      {classKey + L"\\TypeLib", kDefaultValue, GuidText(LIBID_KELLANSEEKLib)},
+  };
+}
+
+HRESULT RemoveTree(platform::RegistryStore& registry, const std::wstring& key, std::wstring& why) {
+  const HRESULT result = registry.RemoveTree(key);
+  if (FAILED(result)) why = L"Could not remove " + key + L": " + registry.LastErrorText();
+  return FAILED(result) ? result : S_OK;
+}
+
+}  // namespace
+
+HRESULT RegisterComponent(platform::RegistryStore& registry, const std::wstring& modulePath, std::wstring& why) {
+  const HRESULT removed = RemoveTree(registry, ClassKey(), why);
+  if (FAILED(removed)) return removed;
+  for (const RegistryValue& entry : ValuesOfClass(modulePath)) {
+    const HRESULT result = registry.Write(entry.key, entry.name, entry.value);
+    if (FAILED(result)) {
+      why = L"Could not write " + entry.key + L": " + registry.LastErrorText();
+      return result;
+    }
+  }
+  return S_OK;
+}
+
+HRESULT UnregisterComponent(platform::RegistryStore& registry, std::wstring& why) {
+  HRESULT first = S_OK;
+  for (const std::wstring& key : {ClassKey(), ClassesKey(kProgID), ClassesKey(kVersionedProgID)}) {
+    std::wstring reason;
+    const HRESULT result = RemoveTree(registry, key, reason);
+    if (FAILED(result) && SUCCEEDED(first)) {
+      first = result;
+      why = reason;
+    }
+  }
+  return first;
+}
+
+}  // namespace kellanseek

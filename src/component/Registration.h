@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include <kellanseek/com.h>
+
+#include "platform/RegistryStore.h"
+
+namespace kellanseek {
+
+/// Writes the keys by which the class is found, so that it is created from the module at `modulePath`. Registering
+/// again replaces what was there. On failure `why` says in words what could not be written.
+HRESULT RegisterComponent(platform::RegistryStore& registry, const std::wstring& modulePath, std::wstring& why);
+
+/// Removes them. What is not there is no failure.
+HRESULT UnregisterComponent(platform::RegistryStore& registry, std::wstring& why);
+
+}  // namespace kellanseek

@@ -1,0 +1,38 @@
+#include "component/BstrView.h"
+#include "component/KelLanSeekImpl.h"
+
+namespace kellanseek {
+STDMETHODIMP CKelLanSeek::Register(BSTR systemPath, BSTR systemID, ULONG dwProcID, VCInterface* pvci) {
+  return Register2(systemPath, systemID, dwProcID, RemoteVCPublication_False, pvci);
+}
+
+STDMETHODIMP CKelLanSeek::Register2(BSTR systemPath, BSTR systemID, ULONG dwProcID,
+                                    RemoteVCPublication remotePublication, VCInterface* pvci) {
+  return Guarded([&]() -> HRESULT {
+    const HRESULT result =
+        engine_.RegisterVC(ViewOf(systemPath), ViewOf(systemID), dwProcID, remotePublication, pvci);
+    return FAILED(result) ? Fail(result, L"") : result;
+  });
+}
+
+STDMETHODIMP CKelLanSeek::UnRegister(BSTR systemID) { return RemoveVC(systemID, false); }
+
+STDMETHODIMP CKelLanSeek::PreUnRegister(BSTR systemID) { return RemoveVC(systemID, true); }
+
+HRESULT CKelLanSeek::RemoveVC(BSTR systemID, bool keep) {
+  // Removing a virtual controller releases its object, and that may be the last to hold this one.
+  const KelComPtr<IUnknown> self(controlling_);
+  return Guarded([&]() -> HRESULT {
+    const HRESULT result = engine_.RemoveVC(ViewOf(systemID), keep);
+    return FAILED(result) ? Fail(result, L"") : result;
+  });
+}
+
+STDMETHODIMP CKelLanSeek::ForwardMessage(BSTR msg) {
+  const KelComPtr<IUnknown> self(controlling_);
+  return Guarded([&]() -> HRESULT {
+    return engine_.ForwardMessage(ViewOf(msg)) == 0 ? S_OK : Fail(E_FAIL, L"");
+  });
+}
+
+}  // namespace kellanseek

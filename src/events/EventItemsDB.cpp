@@ -1,0 +1,112 @@
+#include "events/EventItemsDB.h"
+
+#include <new>
+#include <utility>
+
+namespace kellanseek::events {
+namespace {
+
+constexpr const wchar_t* kUnit = L"EventItemsDB";
+
+std::shared_ptr<Subscriber> MakeSubscriber(std::uint32_t subscriptionType, IKelObjectEvents* sink,
+                                           std::uint32_t userDef) {
+  try {
+    return std::make_shared<Subscriber>(Subscriber{subscriptionType, KelComPtr(sink), userDef, 0});
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+std::uint64_t KeyOf(std::uint32_t lanSeekID, std::uint32_t cookie) {
+  return (std::uint64_t{lanSeekID} << 32) | cookie;
+}
+
+/// "New" and "reconnected" already say more than "updated".
+bool KeepsPending(const QueuedEvent& pending, KelCtrlAvailability availability, LanSeekEventReason reason) {
+  return availability == CtrlAvailable && reason == CtrlUpdated &&
+         (pending.reason == CtrlNew || pending.reason == CtrlReconnected);
+}
+
+}  // namespace
+
+HRESULT CEventItemsDB::AddSubscriber(std::uint32_t subscriptionType, IKelObjectEvents* sink, std::uint32_t userDef,
+                                     ULONG* cookie) {
+  const std::shared_ptr<Subscriber> subscriber = MakeSubscriber(subscriptionType, sink, userDef);
+  bool inserted = false;
+  try {
+    const platform::MutexLock lock(subscriberMutex_);
+    *cookie = nextCookie_++;
+    if (subscriber != nullptr) {
+      subscriber->cookie = *cookie;
+      inserted = subscribers_.emplace(*cookie, subscriber).second;
+    }
+  } catch (const std::bad_alloc&) {
+    inserted = false;
+  }
+  if (inserted) return S_OK;
+  return diagnostics::ReportError(*this, E_FAIL, kUnit,
+                                  L"CEventItemsDB::AddSubscriber. Failed to insert subscriber into list.");
+}
+
+HRESULT CEventItemsDB::RemoveSubscriber(std::uint32_t cookie) {
+  SubscriberRef removed;
+  {
+    const platform::MutexLock lock(subscriberMutex_);
+    if (const auto found = subscribers_.find(cookie); found != subscribers_.end()) {
+      removed = std::move(found->second);
+      subscribers_.erase(found);
+    }
+  }
+  if (removed != nullptr) return S_OK;
+  return diagnostics::ReportError(*this, E_FAIL, kUnit, L"Subscriber not found");
+}
+
+bool CEventItemsDB::QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
+                               LanSeekEventReason reason) {
+  bool queued = true;
+  bool signal = false;
+  {
+    const platform::MutexLock subscriberLock(subscriberMutex_);
+    const platform::MutexLock queueLock(queueMutex_);
+    for (const auto& entry : subscribers_) queued = QueueFor(entry.second, lanSeekID, availability, reason);
+    signal = signalNext_ && !queue_.empty();
+    if (signal) signalNext_ = false;
+  }
+  if (signal) queueSignal_.Set();
+  return queued;
+}
+
+bool CEventItemsDB::QueueFor(const SubscriberRef& subscriber, std::uint32_t lanSeekID,
+                             KelCtrlAvailability availability, LanSeekEventReason reason) {
+  const std::uint64_t key = KeyOf(lanSeekID, subscriber->cookie);
+  auto& byKey = queue_.get<ByKey>();
+  if (const auto pending = byKey.find(key); pending != byKey.end()) {
+    if (KeepsPending(*pending, availability, reason)) return true;
+    return byKey.modify(pending, [&](QueuedEvent& event) {
+      event.availability = availability;
+      event.reason = reason;
+    });
+  }
+  try {
+    return queue_.push_back({lanSeekID, availability, reason, subscriber, key}).second;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool CEventItemsDB::GetNextEvent(QueuedEvent& event) {
+  QueuedEvent taken;
+  {
+    const platform::MutexLock lock(queueMutex_);
+    if (queue_.empty()) {
+      signalNext_ = true;
+      return false;
+    }
+    queue_.modify(queue_.begin(), [&](QueuedEvent& oldest) { taken = std::move(oldest); });
+    queue_.pop_front();
+  }
+  std::swap(event, taken);
+  return true;
+}
+
+}  // namespace kellanseek::events

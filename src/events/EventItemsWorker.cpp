@@ -1,0 +1,120 @@
+#include "events/EventItemsWorker.h"
+
+#include <atomic>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "events/EventData.h"
+#include "platform/Clock.h"
+#include "platform/Event.h"
+
+namespace kellanseek::events {
+namespace {
+
+constexpr const wchar_t* kUnit = L"EventItemsWorker";
+
+/// Set in the failure codes of remote calls and of system errors: the sink has gone away.
+constexpr std::uint32_t kSinkGoneBit = 0x00010000U;
+
+/// An event as the sink gets it; owns its text.
+class SinkEvent {
+ public:
+  explicit SinkEvent(const QueuedEvent& event) {
+    const EventText text({static_cast<std::int32_t>(event.lanSeekID), static_cast<std::int32_t>(event.availability),
+                          static_cast<std::int32_t>(event.reason)});
+    record_.userDef = event.subscriber->userDef;
+    VariantInit(&record_.data);
+    record_.data.vt = VT_BSTR;
+    record_.data.bstrVal = SysAllocStringLen(text.View().data(), static_cast<UINT>(text.View().size()));
+    record_.time = platform::LocalFileTime();
+  }
+  ~SinkEvent() { VariantClear(&record_.data); }
+  SinkEvent(const SinkEvent&) = delete;
+  SinkEvent& operator=(const SinkEvent&) = delete;
+
+  bool Complete() const { return record_.data.bstrVal != nullptr; }
+  KelObjectEvent* Record() { return &record_; }
+
+ private:
+  KelObjectEvent record_ = {};
+};
+
+HRESULT CallSink(IKelObjectEvents& sink, KelObjectEvent* record) {
+  try {
+    return sink.Notify(record);
+  } catch (...) {
+    return E_FAIL;
+  }
+}
+
+void DropSubscriber(std::uint32_t cookie, CEventItemsDB& database, const diagnostics::Tracer& trace) {
+  try {
+    if (database.RemoveSubscriber(cookie) == S_OK) return;
+    trace.Error(L"CEventItemsWorker::HandleEventLoop. Remove subscriber failed");
+  } catch (const std::bad_alloc&) {
+    // Only telling that there was no such subscriber takes memory.
+  }
+}
+
+}  // namespace
+
+/// What the thread shares with the worker, and may outlive it with.
+struct CEventItemsWorker::Run {
+  platform::Event stop{platform::Event::Kind::ManualReset};
+  /// Set before `stop`; once a sink call has returned with it set, worker and database may be gone.
+  std::atomic<bool> stopping{false};
+  std::shared_ptr<const void> keepAlive;
+};
+
+CEventItemsWorker::CEventItemsWorker(CEventItemsDB& database, platform::DebugOutput& debugOutput)
+    : database_(database), trace_(debugOutput, kUnit) {}
+
+CEventItemsWorker::~CEventItemsWorker() { Stop(); }
+
+bool CEventItemsWorker::Start(std::shared_ptr<const void> keepAlive) {
+  auto run = std::make_shared<Run>();
+  run->keepAlive = std::move(keepAlive);
+  if (!thread_.Start("KelEvents", [run, trace = trace_, &database = database_] {
+        HandleEventLoop(database, trace, *run);
+      })) {
+    return false;
+  }
+  run_ = std::move(run);
+  return true;
+}
+
+void CEventItemsWorker::Stop() {
+  if (!thread_.Running()) return;
+  run_->stopping.store(true);
+  run_->stop.Set();
+  if (thread_.IsCurrent()) {
+    thread_.Detach();
+  } else {
+    thread_.Join();
+  }
+  run_.reset();
+}
+
+void CEventItemsWorker::HandleEventLoop(CEventItemsDB& database, const diagnostics::Tracer& trace, Run& run) {
+  constexpr std::size_t kQueueSignal = 1;
+  do {
+    QueuedEvent event;
+    while (!run.stopping.load() && database.GetNextEvent(event)) {
+      if (event.subscriber->Wants(event.lanSeekID)) Deliver(event, database, trace, run);
+      event.subscriber.reset();
+    }
+  } while (!run.stopping.load() &&
+           platform::WaitForAny({&run.stop, &database.QueueSignal()}).Signalled(kQueueSignal));
+}
+
+void CEventItemsWorker::Deliver(const QueuedEvent& event, CEventItemsDB& database, const diagnostics::Tracer& trace,
+                                const Run& run) {
+  SinkEvent sinkEvent(event);
+  if (!sinkEvent.Complete()) return;
+  const HRESULT result = CallSink(*event.subscriber->sink.Get(), sinkEvent.Record());
+  const bool gone = result < 0 && (static_cast<std::uint32_t>(result) & kSinkGoneBit) != 0;
+  if (gone && !run.stopping.load()) DropSubscriber(event.subscriber->cookie, database, trace);
+}
+
+}  // namespace kellanseek::events
