@@ -37,17 +37,19 @@ constexpr NumericElement kCommunication[] = {
         L"Seconds between two requests to a controller that is known by address."),
     Make<&Settings::RefreshTimeout>(L"RefreshTimeout", Kind::Seconds, 1, kMinute,
                                     L"Seconds that a controller on a local network has for its answer."),
-    Make<&Settings::NonLocalRefreshTimeout>(L"NonLocalRefreshTimeout", Kind::Seconds, 1, kMinute,
-                                            L"Seconds that a controller known by address has for its answer."),
-    Make<&Settings::DynamicDetectionEnabled>(L"DynamicDetectionEnabled", Kind::Flag, 0, 1,
-                                             L"1: find controllers by broadcast on the local networks; 0: do not."),
-    Make<&Settings::NonLocalUpdatesEnabled>(
-        L"NonLocalUpdatesEnabled", Kind::Flag, 0, 1,
-        L"1: ask controllers that are known by address; 0: do not."),
+    Make<&Settings::NonLocalRefreshTimeout>(
+        L"NonLocalRefreshTimeout", Kind::Seconds, 1, kMinute,
+        L"Seconds that a controller known by address has for its answer."),
+    Make<&Settings::DynamicDetectionEnabled>(
+        L"DynamicDetectionEnabled", Kind::Flag, 0, 1,
+        L"1: find controllers by broadcast on the local networks; 0: do not."),
+    Make<&Settings::NonLocalUpdatesEnabled>(L"NonLocalUpdatesEnabled", Kind::Flag, 0, 1,
+                                            L"1: ask controllers that are known by address; 0: do not."),
     Make<&Settings::Retries>(L"Retries", Kind::Count, 0, kManyRetries,
                              L"How often a silent controller on a local network is asked again."),
-    Make<&Settings::NonLocalRetries>(L"NonLocalRetries", Kind::Count, 0, kManyRetries,
-                                     L"How often a silent controller that is known by address is asked again."),
+    Make<&Settings::NonLocalRetries>(
+        L"NonLocalRetries", Kind::Count, 0, kManyRetries,
+        L"How often a silent controller that is known by address is asked again."),
 };
 
 constexpr NumericElement kDetectInterfaceChanges = Make<&Settings::DetectInterfaceChanges>(

@@ -27,7 +27,8 @@ std::wstring StaticControllerFile(const std::wstring& directory) {
 std::vector<CtrlInfo> LoadConfiguration(const std::wstring& directory, CKelLanSeekConfigSettings& settings,
                                         const diagnostics::Tracer& trace) {
   CLanSeekConfigParser settingsParser(trace.Output());
-  if (SUCCEEDED(settingsParser.Init(ScanConfigurationFile(directory)))) settingsParser.GetInformation(settings);
+  if (SUCCEEDED(settingsParser.Init(ScanConfigurationFile(directory))))
+    settingsParser.GetInformation(settings);
 
   CControllerIdParser controllerParser(trace.Output());
   std::vector<CtrlInfo> listed;

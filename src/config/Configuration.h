@@ -13,9 +13,9 @@ namespace kellanseek::config {
 std::wstring ScanConfigurationFile(const std::wstring& directory);
 std::wstring StaticControllerFile(const std::wstring& directory);
 
-/// Reads both files: fills the settings, and gives the static controllers to start with, in the order of the file and
-/// without a lanSeekID. A file that is missing or rejected leaves what it would have set. `trace` is for what is wrong
-/// with static controllers; the parsers trace on its output.
+/// Reads both files: fills the settings, and gives the static controllers to start with, in the order of the
+/// file and without a lanSeekID. A file that is missing or rejected leaves what it would have set. `trace` is
+/// for what is wrong with static controllers; the parsers trace on its output.
 std::vector<CtrlInfo> LoadConfiguration(const std::wstring& directory, CKelLanSeekConfigSettings& settings,
                                         const diagnostics::Tracer& trace);
 

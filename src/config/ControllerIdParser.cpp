@@ -13,8 +13,10 @@ namespace kellanseek {
 namespace {
 
 constexpr const wchar_t* kUnit = L"staticinfo";
-constexpr const wchar_t* kLookupFailed = L"LanSeek. CControllerIdParser::GetInformation. raw_selectSingleNode ";
-constexpr const wchar_t* kHostNameLookupFailed = L"CControllerIdParser::GetInformation. raw_selectSingleNode ";
+constexpr const wchar_t* kLookupFailed =
+    L"LanSeek. CControllerIdParser::GetInformation. raw_selectSingleNode ";
+constexpr const wchar_t* kHostNameLookupFailed =
+    L"CControllerIdParser::GetInformation. raw_selectSingleNode ";
 constexpr const wchar_t* kTextFailed = L"LanSeek. CControllerIdParser::GetInformation. get_text ";
 
 constexpr config::RejectionMessages kRejections = {
@@ -40,7 +42,9 @@ void SettleVersions(CtrlInfo& record, HRESULT compatibilityRead) {
 CControllerIdParser::CControllerIdParser(platform::DebugOutput& output, config::XmlDocumentFactory create)
     : create_(std::move(create)), trace_(output, kUnit) {}
 
-HRESULT CControllerIdParser::Init(const std::wstring& path) { return file_.Open(path, create_, kRejections, trace_); }
+HRESULT CControllerIdParser::Init(const std::wstring& path) {
+  return file_.Open(path, create_, kRejections, trace_);
+}
 
 HRESULT CControllerIdParser::GetInformation(std::vector<CtrlInfo>& list) {
   if (!file_.Valid()) return E_FAIL;
@@ -55,7 +59,8 @@ HRESULT CControllerIdParser::ReadControllers(std::vector<CtrlInfo>& list) {
   Node root;
   HRESULT result = file_.Document()->SelectRoot(L"ControllerIdentities", root);
   if (FAILED(result)) {
-    trace_.LongError(L"LanSeek. CControllerIdParser::GetInformation. raw_selectSingleNode ControllerIdentities failed");
+    trace_.LongError(
+        L"LanSeek. CControllerIdParser::GetInformation. raw_selectSingleNode ControllerIdentities failed");
   }
   if (result != S_OK) return result;
   std::vector<Node> nodes;

@@ -16,7 +16,8 @@ class ElementReader {
       : trace_(trace), lookupFailed_(lookupFailed), textFailed_(textFailed) {}
 
   /// The first child with that name; a failure is traced.
-  HRESULT Select(platform::XmlNode& parent, const wchar_t* name, std::unique_ptr<platform::XmlNode>& child) const;
+  HRESULT Select(platform::XmlNode& parent, const wchar_t* name,
+                 std::unique_ptr<platform::XmlNode>& child) const;
   /// The text of the element with that name; a failure is traced.
   HRESULT Text(platform::XmlNode& element, const wchar_t* name, std::wstring& text) const;
   /// Both. S_OK exactly when `text` was read, S_FALSE when there is no such child.

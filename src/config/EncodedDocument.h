@@ -24,8 +24,8 @@ struct RejectionMessages {
 /// A configuration file, loaded as a whole, that has an XML declaration with the encoding ISO-8859-1.
 class EncodedDocument {
  public:
-  /// Loads a file. E_INVALIDARG without a message when it cannot be loaded, or with one when its encoding is another;
-  /// E_FAIL with a message when no encoding is declared; the XML library's failure otherwise.
+  /// Loads a file. E_INVALIDARG without a message when it cannot be loaded, or with one when its encoding is
+  /// another; E_FAIL with a message when no encoding is declared; the XML library's failure otherwise.
   HRESULT Open(const std::wstring& path, const XmlDocumentFactory& create, const RejectionMessages& messages,
                const diagnostics::Tracer& trace);
 

@@ -32,7 +32,9 @@ using Node = std::unique_ptr<platform::XmlNode>;
 CLanSeekConfigParser::CLanSeekConfigParser(platform::DebugOutput& output, config::XmlDocumentFactory create)
     : create_(std::move(create)), trace_(output, kUnit) {}
 
-HRESULT CLanSeekConfigParser::Init(const std::wstring& path) { return file_.Open(path, create_, kRejections, trace_); }
+HRESULT CLanSeekConfigParser::Init(const std::wstring& path) {
+  return file_.Open(path, create_, kRejections, trace_);
+}
 
 HRESULT CLanSeekConfigParser::GetInformation(CKelLanSeekConfigSettings& settings) {
   const HRESULT interfaces =
@@ -59,7 +61,8 @@ HRESULT CLanSeekConfigParser::ReadCommunicationSettings(CKelLanSeekConfigSetting
   HRESULT result = file_.Document()->SelectRoot(kRoot, root);
   if (FAILED(result)) {
     trace_.LongError(
-        L"CLanSeekConfigParser::GetCommunicationSettings. raw_selectSingleNode KelLanSeekConfigurations failed");
+        L"CLanSeekConfigParser::GetCommunicationSettings. raw_selectSingleNode KelLanSeekConfigurations "
+        L"failed");
   }
   if (result != S_OK) return result;
 
@@ -79,8 +82,8 @@ HRESULT CLanSeekConfigParser::ReadCommunicationSettings(CKelLanSeekConfigSetting
   return result;
 }
 
-HRESULT CLanSeekConfigParser::GetInterfaceSettings(std::vector<SubNetEntry>& subNets, std::int32_t& interfaceMode,
-                                                   std::int32_t& detectChanges) {
+HRESULT CLanSeekConfigParser::GetInterfaceSettings(std::vector<SubNetEntry>& subNets,
+                                                   std::int32_t& interfaceMode, std::int32_t& detectChanges) {
   if (!file_.Valid()) return E_FAIL;
   try {
     return ReadInterfaceSettings(subNets, interfaceMode, detectChanges);
@@ -90,14 +93,16 @@ HRESULT CLanSeekConfigParser::GetInterfaceSettings(std::vector<SubNetEntry>& sub
   }
 }
 
-HRESULT CLanSeekConfigParser::ReadInterfaceSettings(std::vector<SubNetEntry>& subNets, std::int32_t& interfaceMode,
+HRESULT CLanSeekConfigParser::ReadInterfaceSettings(std::vector<SubNetEntry>& subNets,
+                                                    std::int32_t& interfaceMode,
                                                     std::int32_t& detectChanges) {
   const config::ElementReader reader(trace_, kLookupFailed, kTextFailed);
   interfaceMode = AllInterfaces;
   Node root;
   HRESULT result = file_.Document()->SelectRoot(kRoot, root);
   if (FAILED(result)) {
-    trace_.LongError(L"CLanSeekConfigParser::GetInformation. raw_selectSingleNode KelLanSeekConfigurations failed");
+    trace_.LongError(
+        L"CLanSeekConfigParser::GetInformation. raw_selectSingleNode KelLanSeekConfigurations failed");
   }
   if (result != S_OK) return result;
 
@@ -136,7 +141,8 @@ HRESULT CLanSeekConfigParser::ReadSubNets(platform::XmlNode& container, std::vec
     }
     SubNetEntry entry;
     bool complete = true;
-    for (const auto& [name, field] : {std::pair(L"IPNumber", &entry.IPNumber), {L"SubNetMask", &entry.SubNetMask}}) {
+    for (const auto& [name, field] :
+         {std::pair(L"IPNumber", &entry.IPNumber), {L"SubNetMask", &entry.SubNetMask}}) {
       Node element;
       const HRESULT selected = reader.Select(*node, name, element);
       if (FAILED(selected)) return selected;

@@ -9,8 +9,8 @@
 
 namespace kellanseek {
 
-/// Reads the scan configuration file. Results are S_OK, S_FALSE for an element that is not there, or a failure code;
-/// what fails is traced, and nothing throws. For one thread, while a component object starts.
+/// Reads the scan configuration file. Results are S_OK, S_FALSE for an element that is not there, or a
+/// failure code; what fails is traced, and nothing throws. For one thread, while a component object starts.
 class CLanSeekConfigParser {
  public:
   explicit CLanSeekConfigParser(platform::DebugOutput& output,
@@ -18,8 +18,8 @@ class CLanSeekConfigParser {
 
   /// Loads the file and checks its encoding; on success the parser is valid.
   HRESULT Init(const std::wstring& path);
-  /// Fills the settings with what the file names and validates the result; what it does not name stays as it is.
-  /// E_FAIL unless the parser is valid.
+  /// Fills the settings with what the file names and validates the result; what it does not name stays as it
+  /// is. E_FAIL unless the parser is valid.
   HRESULT GetInformation(CKelLanSeekConfigSettings& settings);
 
   /// The two halves of GetInformation().

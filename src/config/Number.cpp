@@ -37,7 +37,8 @@ std::int32_t ToNumber(std::wstring_view text) {
 
 bool IsNumber(std::wstring_view text) {
   const Scanned scanned = Scan(text);
-  return scanned.digits > 0 && Trimmed(scanned.rest).empty() && scanned.value >= kMin && scanned.value <= kMax;
+  return scanned.digits > 0 && Trimmed(scanned.rest).empty() && scanned.value >= kMin &&
+         scanned.value <= kMax;
 }
 
 std::wstring_view Trimmed(std::wstring_view text) {

@@ -42,14 +42,18 @@ std::int32_t CKelLanSeekConfigSettings::TickMilliseconds() const {
   return std::clamp(TickInterval, 1, kMillisecondsPerSecond);
 }
 
-std::int32_t CKelLanSeekConfigSettings::TicksPerSecond() const { return kMillisecondsPerSecond / TickMilliseconds(); }
+std::int32_t CKelLanSeekConfigSettings::TicksPerSecond() const {
+  return kMillisecondsPerSecond / TickMilliseconds();
+}
 
 std::int32_t CKelLanSeekConfigSettings::Ticks(std::int32_t seconds) const {
   const std::int64_t ticks = std::int64_t{TicksPerSecond()} * seconds;
   return static_cast<std::int32_t>(std::clamp<std::int64_t>(ticks, 0, kMaxInt));
 }
 
-std::int32_t CKelLanSeekConfigSettings::RefreshIntervalTicks() const { return Ticks(std::max(RefreshInterval, 1)); }
+std::int32_t CKelLanSeekConfigSettings::RefreshIntervalTicks() const {
+  return Ticks(std::max(RefreshInterval, 1));
+}
 
 std::int32_t CKelLanSeekConfigSettings::NonLocalRefreshIntervalTicks() const {
   return Ticks(std::max(NonLocalRefreshInterval, 1));
@@ -60,7 +64,8 @@ std::int32_t CKelLanSeekConfigSettings::RetryCount() const { return SafeRetries(
 std::int32_t CKelLanSeekConfigSettings::NonLocalRetryCount() const { return SafeRetries(NonLocalRetries); }
 
 std::uint32_t CKelLanSeekConfigSettings::MaxRequestsPerTick() const {
-  const std::int64_t requests = std::int64_t{TickMilliseconds()} * MaxRequestsPerSecond / kMillisecondsPerSecond;
+  const std::int64_t requests =
+      std::int64_t{TickMilliseconds()} * MaxRequestsPerSecond / kMillisecondsPerSecond;
   return static_cast<std::uint32_t>(std::clamp<std::int64_t>(requests, 1, kMaxInt));
 }
 

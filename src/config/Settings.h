@@ -12,7 +12,8 @@
 
 namespace kellanseek {
 
-/// A flag that one thread may clear while others read it; everything else about the settings stands still by then.
+/// A flag that one thread may clear while others read it; everything else about the settings stands still by
+/// then.
 class SharedFlag {
  public:
   constexpr SharedFlag(std::int32_t value) : value_(value) {}
@@ -35,8 +36,8 @@ struct SubNetEntry {
 
   /// Whether both texts are addresses. "255.255.255.255" is not: it cannot be told from a malformed text.
   bool Valid() const;
-  /// Whether an interface with that address and mask is in this subnet: the masks are equal, and so are the two
-  /// addresses under the mask. False for an entry that is not valid.
+  /// Whether an interface with that address and mask is in this subnet: the masks are equal, and so are the
+  /// two addresses under the mask. False for an entry that is not valid.
   bool Matches(platform::Ipv4 address, platform::Ipv4 mask) const;
 };
 
@@ -47,11 +48,11 @@ enum InterfaceSelection : std::int32_t {
   UseListed = 2,
 };
 
-/// Every setting there is. A component object owns one, fills it once and then hands it out by reference; from then
-/// on only NonLocalUpdatesEnabled changes.
+/// Every setting there is. A component object owns one, fills it once and then hands it out by reference;
+/// from then on only NonLocalUpdatesEnabled changes.
 ///
-/// Fields hold what was configured, however senseless: nothing is refused on the way in. The methods give the values
-/// to work with, which are always safe. Times are in seconds, flags are 0 or 1.
+/// Fields hold what was configured, however senseless: nothing is refused on the way in. The methods give the
+/// values to work with, which are always safe. Times are in seconds, flags are 0 or 1.
 class CKelLanSeekConfigSettings {
  public:
   std::int32_t DynamicDetectionEnabled = 1;  ///< Broadcast discovery on the local networks.
@@ -63,19 +64,21 @@ class CKelLanSeekConfigSettings {
   std::int32_t MaxRequestsPerSecond = 48;  ///< Targeted requests that one interface may send.
   std::int32_t TickInterval = 250;         ///< Milliseconds.
   std::int32_t VCRefreshInterval = 1;      ///< Between two checks of a local virtual controller.
-  SharedFlag NonLocalUpdatesEnabled = 1;   ///< Poll configured controllers; cleared when there is no socket for it.
+  SharedFlag NonLocalUpdatesEnabled =
+      1;  ///< Poll configured controllers; cleared when there is no socket for it.
   std::int32_t NonLocalPort = 5514;
   std::int32_t NonLocalRefreshInterval = 32;
   std::int32_t NonLocalRefreshTimeout = 3;
   std::int32_t NonLocalRetries = 3;
   std::int32_t DetectInterfaceChanges = 1;
-  std::int32_t FakeRemoteVCAs = VC;  ///< The kind that older clients are told for a remote virtual controller.
+  std::int32_t FakeRemoteVCAs =
+      VC;  ///< The kind that older clients are told for a remote virtual controller.
   std::int32_t InterfaceMode = AllInterfaces;
   std::vector<SubNetEntry> SubNets;
 
   /// Removes the subnets that are not valid, with a trace each, and brings the interface selection and
-  /// DynamicDetectionEnabled into accord: without broadcast discovery no interface takes part, and a selection that
-  /// names no usable subnet turns broadcast discovery off.
+  /// DynamicDetectionEnabled into accord: without broadcast discovery no interface takes part, and a
+  /// selection that names no usable subnet turns broadcast discovery off.
   void ValidateInterfaces(const diagnostics::Tracer& tracer);
 
   /// Neither broadcasts nor polls: what is configured of a controller is all that will ever be known.

@@ -17,9 +17,11 @@ void TraceRejection(Verdict verdict, const std::wstring& address, const std::wst
     case Verdict::NoAddress:
       return trace.LongError(L"Lanseek configuration: Static controller with no IP-address found. Removed.");
     case Verdict::InvalidAddress:
-      return trace.LongError(L"Lanseek configuration: Static controller has invalid IP-address %s. Removed.", address);
+      return trace.LongError(L"Lanseek configuration: Static controller has invalid IP-address %s. Removed.",
+                             address);
     case Verdict::NoSystemID:
-      return trace.LongError(L"LanSeek configuration: Static controller %s has invalid system ID. Removed", address);
+      return trace.LongError(L"LanSeek configuration: Static controller %s has invalid system ID. Removed",
+                             address);
     case Verdict::NoVersion:
       return trace.LongError(L"LanSeek configuration: Static controller %s has invalid version info. Removed",
                              address);
@@ -27,7 +29,8 @@ void TraceRejection(Verdict verdict, const std::wstring& address, const std::wst
       return trace.LongError(L"LanSeek configuration: IP-conflict for static controllers %s.", address);
     case Verdict::SystemIDConflict:
       return trace.LongError(
-          L"LanSeek configuration: System ID conflict for static controllers %s and %s. The latter is removed",
+          L"LanSeek configuration: System ID conflict for static controllers %s and %s. The latter is "
+          L"removed",
           conflictingAddress, address);
   }
 }
@@ -67,7 +70,8 @@ StaticControllerCheck::Decision StaticControllerCheck::Decide(const CtrlInfo& co
   return decision;
 }
 
-std::vector<CtrlInfo> AcceptStaticControllers(std::vector<CtrlInfo> listed, const CKelLanSeekConfigSettings& settings,
+std::vector<CtrlInfo> AcceptStaticControllers(std::vector<CtrlInfo> listed,
+                                              const CKelLanSeekConfigSettings& settings,
                                               const diagnostics::Tracer& trace) {
   StaticControllerCheck check(settings.CompleteInfoMode());
   std::vector<CtrlInfo> accepted;

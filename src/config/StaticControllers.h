@@ -11,8 +11,9 @@
 
 namespace kellanseek::config {
 
-/// Decides, controller by controller in the order of the file, which static controllers are taken. Without broadcasts
-/// and polls nothing on the network will complete or correct them, so then they must be complete in themselves.
+/// Decides, controller by controller in the order of the file, which static controllers are taken. Without
+/// broadcasts and polls nothing on the network will complete or correct them, so then they must be complete
+/// in themselves.
 class StaticControllerCheck {
  public:
   enum class Verdict {
@@ -45,9 +46,10 @@ class StaticControllerCheck {
   Positions bySystemID_;
 };
 
-/// The static controllers to start with, ready to be put into the table under a lanSeekID each. Every other one gives
-/// a trace with the reason.
-std::vector<CtrlInfo> AcceptStaticControllers(std::vector<CtrlInfo> listed, const CKelLanSeekConfigSettings& settings,
+/// The static controllers to start with, ready to be put into the table under a lanSeekID each. Every other
+/// one gives a trace with the reason.
+std::vector<CtrlInfo> AcceptStaticControllers(std::vector<CtrlInfo> listed,
+                                              const CKelLanSeekConfigSettings& settings,
                                               const diagnostics::Tracer& trace);
 
 }  // namespace kellanseek::config

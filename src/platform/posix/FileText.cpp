@@ -18,7 +18,12 @@ constexpr std::uint32_t kEscapedByte = 0xDC00;
 bool NextCharacter(std::string_view bytes, std::size_t& position, std::uint32_t& character) {
   const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(bytes[at]); };
   const std::uint32_t lead = byte(position);
-  const std::size_t length = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
+  const std::size_t length = lead < 0x80   ? 1
+                             : lead < 0xC2 ? 0
+                             : lead < 0xE0 ? 2
+                             : lead < 0xF0 ? 3
+                             : lead < 0xF5 ? 4
+                                           : 0;
   if (length == 0 || bytes.size() - position < length) return false;
   character = length == 1 ? lead : lead & (0x7FU >> length);
   for (std::size_t i = 1; i < length; ++i) {

@@ -6,13 +6,14 @@
 
 namespace kellanseek::platform {
 
-/// UTF-8, which is what files and file names of this system hold, to wide text and back. A byte that is not part
-/// of valid UTF-8 becomes a character from U+DC80 to U+DCFF, which turns into that byte again.
+/// UTF-8, which is what files and file names of this system hold, to wide text and back. A byte that is not
+/// part of valid UTF-8 becomes a character from U+DC80 to U+DCFF, which turns into that byte again.
 std::wstring FromUtf8(std::string_view bytes);
 std::string ToUtf8(std::wstring_view text);
 
-/// Reads a regular file of at most `limit` bytes. Gives 0 or an errno value: EISDIR for a directory, EINVAL for
-/// anything else that is no regular file (it is not opened, so nothing blocks on it), EFBIG for a larger file.
+/// Reads a regular file of at most `limit` bytes. Gives 0 or an errno value: EISDIR for a directory, EINVAL
+/// for anything else that is no regular file (it is not opened, so nothing blocks on it), EFBIG for a larger
+/// file.
 int ReadRegularFile(const std::string& path, std::size_t limit, std::string& bytes);
 
 /// Writes all bytes to an open file; 0 or an errno value.

@@ -26,8 +26,8 @@ constexpr std::chrono::milliseconds kLockPatience(5000);
 constexpr std::chrono::milliseconds kLockRetry(10);
 constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
 
-/// Why the last call of this thread failed. Of a type without a destructor, which would keep the module loaded for as
-/// long as the thread lives.
+/// Why the last call of this thread failed. Of a type without a destructor, which would keep the module
+/// loaded for as long as the thread lives.
 thread_local std::array<wchar_t, 512> lastError = {};
 
 HRESULT Fail(HRESULT result, const std::wstring& text) {
@@ -72,9 +72,11 @@ std::string Resolved(const std::string& path) {
   return result;
 }
 
-/// Waits its turn among the writers of a file. The lock file stays: removing it would let two writers hold one each.
+/// Waits its turn among the writers of a file. The lock file stays: removing it would let two writers hold
+/// one each.
 int LockWriters(const std::string& path, Descriptor& lock) {
-  lock = Descriptor(::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
+  lock = Descriptor(
+      ::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
   if (!lock) return errno;
   const auto deadline = std::chrono::steady_clock::now() + kLockPatience;
   while (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -113,7 +115,8 @@ int ReplaceFile(const std::string& path, std::string_view content) {
 
 }  // namespace
 
-RegistryFile::RegistryFile(std::string path, std::string seed) : path_(std::move(path)), seed_(std::move(seed)) {}
+RegistryFile::RegistryFile(std::string path, std::string seed)
+    : path_(std::move(path)), seed_(std::move(seed)) {}
 
 HRESULT RegistryFile::Read(const std::wstring& key, const std::wstring& name, std::size_t maxLength,
                            std::wstring& value) {
@@ -125,7 +128,8 @@ HRESULT RegistryFile::Read(const std::wstring& key, const std::wstring& name, st
   if (!found) return S_FALSE;
   std::wstring text = FromUtf8(*found);
   if (text.size() > maxLength) {
-    return Fail(E_FAIL, L"The value " + name + L" is longer than " + std::to_wstring(maxLength) + L" characters.");
+    return Fail(E_FAIL,
+                L"The value " + name + L" is longer than " + std::to_wstring(maxLength) + L" characters.");
   }
   value = std::move(text);
   return S_OK;
@@ -134,7 +138,8 @@ HRESULT RegistryFile::Read(const std::wstring& key, const std::wstring& name, st
 template <typename Edit>
 HRESULT RegistryFile::Change(Edit edit) {
   const std::string path = Resolved(path_);
-  if (const int error = MakeDirectories(DirectoryOf(path)); error != 0) return Fail(error, L"make the place of", path);
+  if (const int error = MakeDirectories(DirectoryOf(path)); error != 0)
+    return Fail(error, L"make the place of", path);
   Descriptor lock;
   if (const int error = LockWriters(path, lock); error == EWOULDBLOCK) {
     return Fail(E_FAIL, L"Cannot write " + FromUtf8(path) + L": another program has kept it locked.");

@@ -6,9 +6,9 @@
 
 namespace kellanseek::platform {
 
-/// The registry store in one text file (kellanseek/com/registry.h has its form). A change waits a few seconds for
-/// other writers, puts a whole new file in the place of the old one and keeps every line that it does not concern;
-/// the file's directory is made when it is not there.
+/// The registry store in one text file (kellanseek/com/registry.h has its form). A change waits a few seconds
+/// for other writers, puts a whole new file in the place of the old one and keeps every line that it does not
+/// concern; the file's directory is made when it is not there.
 class RegistryFile final : public RegistryStore {
  public:
   /// `seed` names a file whose content a new store begins with; empty for none.
@@ -21,7 +21,8 @@ class RegistryFile final : public RegistryStore {
   std::wstring LastErrorText() override;
 
  private:
-  /// Replaces the store by what `edit` makes of it, while no other writer is at it; S_FALSE when it makes nothing.
+  /// Replaces the store by what `edit` makes of it, while no other writer is at it; S_FALSE when it makes
+  /// nothing.
   template <typename Edit>
   HRESULT Change(Edit edit);
   HRESULT ReadForChange(const std::string& path, std::string& store);

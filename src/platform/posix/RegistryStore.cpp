@@ -14,15 +14,18 @@ bool Given(const char* text) { return text != nullptr && *text != '\0'; }
 
 bool MayWrite(const std::string& path) {
   if (::access(path.c_str(), W_OK) == 0) return true;
-  return errno == ENOENT && (::geteuid() == 0 || ::access(path.substr(0, path.rfind('/')).c_str(), W_OK) == 0);
+  return errno == ENOENT &&
+         (::geteuid() == 0 || ::access(path.substr(0, path.rfind('/')).c_str(), W_OK) == 0);
 }
 
-/// Where a change of this process's store goes. That is where it is read from, except that a user who may not write
-/// the machine's store gets one of their own, which from then on takes its place and so begins as its copy.
+/// Where a change of this process's store goes. That is where it is read from, except that a user who may not
+/// write the machine's store gets one of their own, which from then on takes its place and so begins as its
+/// copy.
 RegistryFile StoreForChange() {
   const std::string path = com::RegistryStorePath();
   const char* const home = ::secure_getenv("HOME");
-  if (Given(::secure_getenv("KELLANSEEK_REGISTRY")) || !Given(home) || MayWrite(path)) return RegistryFile(path);
+  if (Given(::secure_getenv("KELLANSEEK_REGISTRY")) || !Given(home) || MayWrite(path))
+    return RegistryFile(path);
   const std::string own = std::string(home) + "/.config/kellanseek/registry";
   return own == path ? RegistryFile(path) : RegistryFile(own, path);
 }

@@ -133,6 +133,8 @@ bool IsRegistryName(std::string_view name) {
   return plain && name.front() != '[' && name.front() != '#' && name.front() != ';' && name != kDefaultName;
 }
 
-bool IsRegistryValue(std::string_view value) { return value.find_first_of(kLineBreakers) == std::string_view::npos; }
+bool IsRegistryValue(std::string_view value) {
+  return value.find_first_of(kLineBreakers) == std::string_view::npos;
+}
 
 }  // namespace kellanseek::platform

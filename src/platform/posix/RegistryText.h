@@ -6,14 +6,14 @@
 
 namespace kellanseek::platform {
 
-/// The text of a registry store (kellanseek/com/registry.h has its form) with one value set. Every other line stays as
-/// it is. `key`, `name` and `value` are UTF-8 that IsRegistryKey(), IsRegistryName() and IsRegistryValue() accept; an
-/// empty name is the key's default value.
+/// The text of a registry store (kellanseek/com/registry.h has its form) with one value set. Every other line
+/// stays as it is. `key`, `name` and `value` are UTF-8 that IsRegistryKey(), IsRegistryName() and
+/// IsRegistryValue() accept; an empty name is the key's default value.
 std::string WithRegistryValue(std::string_view store, std::string_view key, std::string_view name,
                               std::string_view value);
 
-/// The text without a key, its values and its subkeys; comments and lines of no meaning stay. None when the key is
-/// not there.
+/// The text without a key, its values and its subkeys; comments and lines of no meaning stay. None when the
+/// key is not there.
 std::optional<std::string> WithoutRegistryTree(std::string_view store, std::string_view key);
 
 /// Whether a text can stand in a store and be read back as it is.

@@ -1,5 +1,6 @@
 #include "platform/XmlDocument.h"
 
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
@@ -23,6 +24,7 @@ struct FreedBy {
 using ParserContext = std::unique_ptr<xmlParserCtxt, FreedBy<xmlFreeParserCtxt>>;
 using DocumentTree = std::unique_ptr<xmlDoc, FreedBy<xmlFreeDoc>>;
 
+constexpr int kDeepestElement = 256;
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
 std::string_view Bytes(const xmlChar* text) {
@@ -32,8 +34,8 @@ std::string_view Bytes(const xmlChar* text) {
 bool HasName(const xmlNode& node, std::string_view name) {
   if (node.ns == nullptr || node.ns->prefix == nullptr) return Bytes(node.name) == name;
   const std::string_view prefix = Bytes(node.ns->prefix);
-  return name.size() > prefix.size() && name.substr(0, prefix.size()) == prefix && name[prefix.size()] == ':' &&
-         name.substr(prefix.size() + 1) == Bytes(node.name);
+  return name.size() > prefix.size() && name.substr(0, prefix.size()) == prefix &&
+         name[prefix.size()] == ':' && name.substr(prefix.size() + 1) == Bytes(node.name);
 }
 
 std::wstring QualifiedName(const xmlNode& node) {
@@ -44,7 +46,7 @@ std::wstring QualifiedName(const xmlNode& node) {
 
 /// What went wrong first while a document was read; the library's context carries a pointer to it.
 struct ParseTrouble {
-  bool entities = false;
+  bool stopped = false;
   std::wstring text;
 };
 
@@ -52,10 +54,27 @@ ParseTrouble& TroubleOf(void* context) {
   return *static_cast<ParseTrouble*>(static_cast<xmlParserCtxtPtr>(context)->_private);
 }
 
+void Stop(void* context, const wchar_t* why) {
+  ParseTrouble& trouble = TroubleOf(context);
+  if (!trouble.stopped) trouble.text = why;
+  trouble.stopped = true;
+  xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
+}
+
 /// Entities are of no use in these files, and are how a small file becomes a large one.
 void RefuseEntity(void* context, const xmlChar*, int, const xmlChar*, const xmlChar*, xmlChar*) {
-  TroubleOf(context).entities = true;
-  xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
+  Stop(context, L"The file declares entities, which are not allowed.");
+}
+
+/// The library has no limit on depth when it has none on size.
+void StartElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
+                  int namespaceCount, const xmlChar** namespaces, int attributeCount, int defaultedCount,
+                  const xmlChar** attributes) {
+  xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
+                        defaultedCount, attributes);
+  if (static_cast<xmlParserCtxtPtr>(context)->nodeNr > kDeepestElement) {
+    Stop(context, L"The elements of the file are nested too deep.");
+  }
 }
 
 void KeepFirstError(void* context, xmlErrorPtr error) {
@@ -88,7 +107,8 @@ class LibxmlNode final : public XmlNode {
     const std::string bytes = ToUtf8(name);
     std::vector<std::unique_ptr<XmlNode>> found;
     for (xmlNode* each = node_->children; each != nullptr; each = each->next) {
-      if (each->type == XML_ELEMENT_NODE && HasName(*each, bytes)) found.push_back(std::make_unique<LibxmlNode>(each));
+      if (each->type == XML_ELEMENT_NODE && HasName(*each, bytes))
+        found.push_back(std::make_unique<LibxmlNode>(each));
     }
     children = std::move(found);
     return S_OK;
@@ -160,14 +180,12 @@ class LibxmlDocument final : public XmlDocument {
     ParseTrouble trouble;
     context->_private = &trouble;
     context->sax->entityDecl = RefuseEntity;
+    context->sax->startElementNs = StartElement;
     context->sax->serror = KeepFirstError;
-    DocumentTree tree(xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr,
-                                        XML_PARSE_NONET | XML_PARSE_BIG_LINES | XML_PARSE_COMPACT));
-    if (trouble.entities) {
-      why = L"The file declares entities, which are not allowed.";
-      return E_FAIL;
-    }
-    if (!tree || context->wellFormed == 0) {
+    DocumentTree tree(
+        xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr,
+                          XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_BIG_LINES | XML_PARSE_COMPACT));
+    if (!tree || context->wellFormed == 0 || trouble.stopped) {
       why = trouble.text.empty() ? L"The file is not well-formed." : trouble.text;
       return E_FAIL;
     }

@@ -1,0 +1,106 @@
+#include "config/DefaultConfiguration.h"
+
+#include <utility>
+
+#include "config/CommunicationElements.h"
+#include "config/ConfigCheck.h"
+#include "config/Configuration.h"
+#include "platform/CodePage.h"
+#include "platform/FilePath.h"
+
+namespace kellanseek::config {
+namespace {
+
+constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
+
+/// Names and comments are plain ASCII.
+std::string Narrow(const wchar_t* text) { return platform::ToNarrow(text); }
+
+void AppendElement(std::string& text, const char* indent, const NumericElement& element) {
+  const CKelLanSeekConfigSettings defaults;
+  const std::string name = Narrow(element.name);
+  text.append(indent).append("<!-- ").append(Narrow(element.meaning)).append(" -->\n");
+  text.append(indent).append("<" + name + ">" + std::to_string(element.value(defaults)) + "</" + name +
+                             ">\n");
+}
+
+}  // namespace
+
+std::string DefaultScanConfiguration() {
+  std::string text = kDeclaration;
+  text +=
+      "<!-- Every setting of this file is optional; what is not here has its default, which is what stands "
+      "here\n"
+      "     now. Numbers are decimal. A component reads the file once, when it is created. -->\n"
+      "<KelLanSeekConfigurations>\n"
+      "  <!-- What older clients are told that a remote virtual controller is: RC (a real one) or VC. -->\n"
+      "  <FakeRemoteVCAs>VC</FakeRemoteVCAs>\n"
+      "  <CommunicationSettings>\n";
+  for (const NumericElement& each : CommunicationElements()) AppendElement(text, "    ", each);
+  text +=
+      "  </CommunicationSettings>\n"
+      "  <!-- Which network interfaces take part in broadcast discovery; without this, all do. With "
+      "UseInterfaces\n"
+      "       only those in one of the subnets, with ExcludeInterfaces all but those. IPNumber is any "
+      "address of\n"
+      "       the subnet, SubNetMask the interface's own mask.\n"
+      "  <UseInterfaces>\n"
+      "    <SubNet>\n"
+      "      <IPNumber>192.168.1.0</IPNumber>\n"
+      "      <SubNetMask>255.255.255.0</SubNetMask>\n"
+      "    </SubNet>\n"
+      "  </UseInterfaces>\n"
+      "  -->\n";
+  AppendElement(text, "  ", DetectInterfaceChangesElement());
+  return text + "</KelLanSeekConfigurations>\n";
+}
+
+std::string DefaultStaticControllers() {
+  return std::string(kDeclaration) +
+         "<!-- Controllers that are known without being found by broadcast. Only ControllerLocAddr is "
+         "needed, as long\n"
+         "     as NonLocalUpdatesEnabled or DynamicDetectionEnabled is 1; otherwise also SystemIdentity and "
+         "the three\n"
+         "     version numbers. -->\n"
+         "<ControllerIdentities>\n"
+         "  <!--\n"
+         "  <ControllerIdentity>\n"
+         "    <ControllerName>Cell4</ControllerName>\n"
+         "    <ControllerLocAddr>10.20.1.15</ControllerLocAddr>\n"
+         "    <SystemName>Line2Cell4</SystemName>\n"
+         "    <ReleasePath>/disk0/system/release</ReleasePath>\n"
+         "    <SystemIdentity>12-34567</SystemIdentity>\n"
+         "    <ControllerID>12-34567</ControllerID>\n"
+         "    <HostName>cell4-ctrl</HostName>\n"
+         "    <MacAddress>02-00-00-12-34-56</MacAddress>\n"
+         "    <MajorVersion>5</MajorVersion>\n"
+         "    <MinorVersion>15</MinorVersion>\n"
+         "    <Revision>1</Revision>\n"
+         "    <KelAPICompatibilityRevision>1</KelAPICompatibilityRevision>\n"
+         "    <CommPortNumber>5515</CommPortNumber>\n"
+         "    <ControllerLevel>SystemLevel</ControllerLevel>\n"
+         "  </ControllerIdentity>\n"
+         "  -->\n"
+         "</ControllerIdentities>\n";
+}
+
+bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& error) {
+  const std::pair<std::wstring, std::string> files[] = {
+      {ScanConfigurationFile(directory), DefaultScanConfiguration()},
+      {StaticControllerFile(directory), DefaultStaticControllers()}};
+  for (const auto& [path, content] : files) {
+    if (platform::KindOfPath(path) == platform::PathKind::Nothing) continue;
+    error = path + L" is already there; nothing was written.";
+    return false;
+  }
+  for (const auto& [path, content] : files) {
+    std::wstring why;
+    const HRESULT created = platform::CreateNewFile(path, content, why);
+    if (created == S_OK) continue;
+    error = path + L" was not written: " + (created == S_FALSE ? L"it is already there." : why);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace kellanseek::config

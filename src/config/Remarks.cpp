@@ -1,0 +1,117 @@
+#include "config/Remarks.h"
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "config/NearName.h"
+#include "config/Number.h"
+#include "platform/Ipv4.h"
+
+namespace kellanseek::config {
+namespace {
+
+constexpr std::size_t kLongestQuote = 60;
+
+std::wstring UnknownNameText(std::wstring_view name, const std::vector<std::wstring_view>& here,
+                             const std::vector<std::wstring_view>& elsewhere) {
+  std::wstring text = L"Element " + Quoted(name) + L" is not known here and is ignored.";
+  if (std::find(elsewhere.begin(), elsewhere.end(), name) != elsewhere.end()) {
+    return text + L" It belongs at another place of the file.";
+  }
+  const std::wstring_view near = NearName(name, here);
+  if (!near.empty()) return text + L" Did you mean " + Quoted(near) + L"?";
+  const std::wstring_view far = NearName(name, elsewhere);
+  if (!far.empty())
+    text += L" Did you mean " + Quoted(far) + L", which belongs at another place of the file?";
+  return text;
+}
+
+}  // namespace
+
+bool ConfigReport::Clean() const {
+  return !unreadable &&
+         std::none_of(remarks.begin(), remarks.end(), [](const ConfigRemark& each) { return each.finding; });
+}
+
+void Remarks::Taken(std::size_t line, std::wstring text) {
+  report_.remarks.push_back({false, file_, line, std::move(text)});
+}
+
+void Remarks::Finding(std::size_t line, std::wstring text) {
+  report_.remarks.push_back({true, file_, line, std::move(text)});
+}
+
+void Remarks::Unreadable(std::wstring text) {
+  Finding(0, std::move(text));
+  report_.unreadable = true;
+}
+
+std::wstring Quoted(std::wstring_view text) {
+  const bool cut = text.size() > kLongestQuote;
+  return L"\"" + std::wstring(text.substr(0, kLongestQuote)) + (cut ? L"...\"" : L"\"");
+}
+
+void CheckChildren(platform::XmlNode& parent, const std::vector<KnownElement>& known,
+                   const std::vector<std::wstring_view>& elsewhere, Remarks& remarks) {
+  std::vector<std::wstring> present;
+  if (FAILED(parent.ChildNames(present))) return;
+  std::vector<std::wstring_view> here;
+  for (const KnownElement& each : known) here.push_back(each.name);
+
+  for (const std::wstring& name : std::set<std::wstring>(present.begin(), present.end())) {
+    const auto expected =
+        std::find_if(known.begin(), known.end(), [&](const KnownElement& each) { return each.name == name; });
+    if (expected != known.end() && expected->repeats) continue;
+    std::vector<std::unique_ptr<platform::XmlNode>> nodes;
+    if (FAILED(parent.SelectNodes(name, nodes))) continue;
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+      if (expected == known.end()) {
+        remarks.Finding(nodes[i]->Line(), UnknownNameText(name, here, elsewhere));
+      } else if (i > 0) {
+        remarks.Finding(nodes[i]->Line(),
+                        L"Element " + Quoted(name) +
+                            L" is there more than once; only the first counts, this one is ignored.");
+      }
+    }
+  }
+}
+
+bool CheckOpened(const EncodedDocument& file, HRESULT opened, Remarks& remarks) {
+  if (SUCCEEDED(opened)) return true;
+  if (file.Document() == nullptr) {
+    remarks.Unreadable(L"The file cannot be read, so nothing of it counts. " + file.LoadProblem());
+    return false;
+  }
+  std::wstring encoding;
+  auto failedAt = platform::XmlDocument::EncodingStep::FirstChild;
+  const bool declared = file.Document()->DeclaredEncoding(encoding, failedAt) == S_OK;
+  remarks.Finding(1,
+                  (declared ? L"The file declares the encoding " + Quoted(encoding)
+                            : std::wstring(L"The file does not begin with a declaration of its encoding")) +
+                      L" and is rejected as a whole. It must begin with "
+                      L"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>");
+  return false;
+}
+
+std::unique_ptr<platform::XmlNode> Child(platform::XmlNode& parent, std::wstring_view name) {
+  std::unique_ptr<platform::XmlNode> child;
+  return parent.SelectSingleNode(std::wstring(name), child) == S_OK ? std::move(child) : nullptr;
+}
+
+std::wstring NumberProblem(std::wstring_view name, std::wstring_view text) {
+  if (IsNumber(text)) return {};
+  const std::wstring value = std::to_wstring(ToNumber(text));
+  if (Trimmed(text).empty()) return std::wstring(name) + L" is empty and reads as " + value + L".";
+  return std::wstring(name) + L" is " + Quoted(text) +
+         L", which is not a plain decimal number of 32 bits; it reads as " + value + L".";
+}
+
+std::wstring AddressProblem(std::wstring_view name, const std::wstring& text) {
+  const std::wstring meant = platform::FormatIpv4Wide(platform::ParseIpv4(std::wstring_view(text)));
+  if (meant == text) return {};
+  return std::wstring(name) + L" is " + Quoted(text) + L", which means " + meant + L".";
+}
+
+}  // namespace kellanseek::config

@@ -1,0 +1,213 @@
+#include "config/ScanFileCheck.h"
+
+#include <bit>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "config/CommunicationElements.h"
+#include "config/Configuration.h"
+#include "config/LanSeekConfigParser.h"
+#include "config/Number.h"
+#include "config/Remarks.h"
+#include "platform/FilePath.h"
+#include "platform/Ipv4.h"
+
+namespace kellanseek::config {
+namespace {
+
+using Node = std::unique_ptr<platform::XmlNode>;
+
+constexpr std::wstring_view kRoot = L"KelLanSeekConfigurations";
+
+std::wstring Number(std::int64_t number) { return std::to_wstring(number); }
+
+/// What becomes of a number outside the range that makes sense.
+std::wstring RangeProblem(const NumericElement& element, std::int32_t number) {
+  if (number >= element.least && number <= element.most) return {};
+  const std::wstring name = element.name;
+  switch (element.kind) {
+    case NumericElement::Kind::Flag: return name + L" counts as 1, as every number but 0 does; write 1.";
+    case NumericElement::Kind::Port:
+      return L"No port has the number " + Number(number) + L"; sockets take its low 16 bits, " +
+             Number(CKelLanSeekConfigSettings::Port(number)) + L".";
+    case NumericElement::Kind::Count:
+      if (number < 0) return name + L" is negative and works as 0.";
+      break;
+    case NumericElement::Kind::Seconds:
+      if (number >= element.least) break;
+      if (name.ends_with(L"Interval")) return name + L" works as 1 second, the shortest interval there is.";
+      return name + L" leaves controllers no time for an answer.";
+  }
+  return name + L" is out of any sensible range (" + Number(element.least) + L" to " + Number(element.most) +
+         L").";
+}
+
+class ScanFileCheck {
+ public:
+  ScanFileCheck(CKelLanSeekConfigSettings& settings, Remarks& remarks)
+      : settings_(settings), remarks_(remarks) {}
+
+  void Run() {
+    if (platform::KindOfPath(remarks_.File()) == platform::PathKind::Nothing) {
+      return remarks_.Taken(0, L"There is no such file; every setting has its default.");
+    }
+    NoDebugOutput silence;
+    CLanSeekConfigParser parser(silence);
+    const HRESULT opened = parser.Init(remarks_.File());
+    if (!CheckOpened(parser.File(), opened, remarks_)) return;
+    parser.GetCommunicationSettings(configured_);
+    parser.GetInformation(settings_);
+    Node root;
+    if (parser.File().Document()->SelectRoot(std::wstring(kRoot), root) != S_OK) {
+      return remarks_.Finding(
+          0, L"The document element is not " + Quoted(kRoot) + L", so nothing of the file counts.");
+    }
+    CheckRoot(*root);
+  }
+
+ private:
+  void CheckRoot(platform::XmlNode& root) {
+    const NumericElement& detect = DetectInterfaceChangesElement();
+    std::vector<KnownElement> communication;
+    std::vector<std::wstring_view> deeper = {L"SubNet", L"IPNumber", L"SubNetMask"};
+    std::vector<std::wstring_view> higher = {
+        L"FakeRemoteVCAs", L"ExcludeInterfaces", L"UseInterfaces", detect.name,
+        L"SubNet",         L"IPNumber",          L"SubNetMask"};
+    for (const NumericElement& each : CommunicationElements()) {
+      communication.push_back({each.name});
+      deeper.push_back(each.name);
+    }
+    CheckChildren(root,
+                  {{L"FakeRemoteVCAs"},
+                   {L"CommunicationSettings"},
+                   {L"ExcludeInterfaces"},
+                   {L"UseInterfaces"},
+                   {detect.name}},
+                  deeper, remarks_);
+    CheckFakeRemoteVCAs(root);
+    if (const Node container = Child(root, L"CommunicationSettings")) {
+      CheckChildren(*container, communication, higher, remarks_);
+      for (const NumericElement& each : CommunicationElements()) CheckNumber(*container, each);
+      CheckTogether(container->Line());
+    }
+    CheckInterfaces(root);
+    CheckNumber(root, detect);
+  }
+
+  void CheckFakeRemoteVCAs(platform::XmlNode& root) {
+    const Node element = Child(root, L"FakeRemoteVCAs");
+    std::wstring text;
+    if (!element || element->Text(text) != S_OK) return;
+    const std::wstring kind = settings_.FakeRemoteVCAs == RC ? L"real" : L"virtual";
+    if (text == L"RC" || text == L"VC") {
+      return remarks_.Taken(
+          element->Line(), L"Older clients are told that remote virtual controllers are " + kind + L" ones.");
+    }
+    remarks_.Finding(element->Line(), L"FakeRemoteVCAs is " + Quoted(text) +
+                                          L" and is ignored: only exactly \"RC\" and \"VC\" have a meaning.");
+  }
+
+  void CheckNumber(platform::XmlNode& parent, const NumericElement& element) {
+    const Node node = Child(parent, element.name);
+    std::wstring text;
+    if (!node || node->Text(text) != S_OK) return;
+    std::wstring problem = NumberProblem(element.name, text);
+    const std::wstring range = RangeProblem(element, ToNumber(text));
+    if (!problem.empty() && element.kind == NumericElement::Kind::Flag) {
+      problem += ToNumber(text) == 0 ? L" This switches it off; only numbers switch a flag on." : L"";
+    }
+    if (!problem.empty() && !range.empty()) problem += L" ";
+    problem += range;
+    if (!problem.empty()) return remarks_.Finding(node->Line(), problem);
+    remarks_.Taken(node->Line(), element.name + (L" is " + Number(ToNumber(text))) + L".");
+  }
+
+  /// Settings that make sense each but not with one another.
+  void CheckTogether(std::size_t line) {
+    using Settings = CKelLanSeekConfigSettings;
+    if (Settings::Port(settings_.RequestPort) == Settings::Port(settings_.ResponsePort)) {
+      remarks_.Finding(
+          line, L"RequestPort and ResponsePort are the same; requests and answers cannot be told apart.");
+    }
+    if (settings_.RefreshTimeout > settings_.RefreshInterval) {
+      remarks_.Finding(line, L"RefreshTimeout is longer than RefreshInterval.");
+    }
+    if (settings_.NonLocalRefreshTimeout > settings_.NonLocalRefreshInterval) {
+      remarks_.Finding(line, L"NonLocalRefreshTimeout is longer than NonLocalRefreshInterval.");
+    }
+  }
+
+  void CheckInterfaces(platform::XmlNode& root) {
+    const Node exclude = Child(root, L"ExcludeInterfaces");
+    const Node use = Child(root, L"UseInterfaces");
+    if (exclude && use) {
+      remarks_.Finding(use->Line(), L"UseInterfaces is ignored because there is also ExcludeInterfaces.");
+    }
+    const Node& container = exclude ? exclude : use;
+    if (!container) return;
+    const std::wstring what = exclude ? L"ExcludeInterfaces" : L"UseInterfaces";
+    if (configured_.DynamicDetectionEnabled == 0) {
+      remarks_.Finding(container->Line(), what + L" has no effect because DynamicDetectionEnabled is 0.");
+    }
+    CheckChildren(*container, {{L"SubNet", true}}, {L"IPNumber", L"SubNetMask"}, remarks_);
+    std::vector<Node> nodes;
+    if (container->SelectNodes(L"SubNet", nodes) != S_OK) return;
+    std::size_t usable = 0;
+    for (const Node& node : nodes) {
+      if (CheckSubNet(*node, exclude != nullptr)) ++usable;
+    }
+    if (usable > 0) return;
+    remarks_.Finding(container->Line(),
+                     exclude ? L"ExcludeInterfaces names no usable subnet; no interface is left out."
+                             : L"UseInterfaces names no usable subnet; this switches broadcast "
+                               L"discovery off.");
+  }
+
+  /// True when the entry is taken.
+  bool CheckSubNet(platform::XmlNode& node, bool excluded) {
+    CheckChildren(node, {{L"IPNumber"}, {L"SubNetMask"}}, {}, remarks_);
+    SubNetEntry entry;
+    for (const auto& [name, field] :
+         {std::pair(L"IPNumber", &entry.IPNumber), {L"SubNetMask", &entry.SubNetMask}}) {
+      const Node element = Child(node, name);
+      if (!element || element->Text(*field) != S_OK) {
+        remarks_.Finding(node.Line(), std::wstring(L"The subnet has no ") + name + L" and is ignored.");
+        return false;
+      }
+    }
+    if (!entry.Valid()) {
+      remarks_.Finding(node.Line(), L"The subnet with IPNumber " + Quoted(entry.IPNumber) +
+                                        L" and SubNetMask " + Quoted(entry.SubNetMask) +
+                                        L" is removed as bad: both must be dotted IPv4 addresses other than "
+                                        L"255.255.255.255.");
+      return false;
+    }
+    const std::wstring problem =
+        AddressProblem(L"IPNumber", entry.IPNumber) + AddressProblem(L"SubNetMask", entry.SubNetMask);
+    if (!problem.empty()) remarks_.Finding(node.Line(), problem);
+    const std::uint32_t mask = platform::HostOrder(platform::ParseIpv4(std::wstring_view(entry.SubNetMask)));
+    if (std::countl_one(mask) + std::countr_zero(mask) < 32) {
+      remarks_.Finding(node.Line(),
+                       L"SubNetMask " + entry.SubNetMask + L" has a gap, so no interface has that mask.");
+    } else if (problem.empty()) {
+      remarks_.Taken(node.Line(), L"Interfaces in the subnet of " + entry.IPNumber + L" with mask " +
+                                      entry.SubNetMask + (excluded ? L" are left out." : L" are used."));
+    }
+    return true;
+  }
+
+  CKelLanSeekConfigSettings& settings_;
+  CKelLanSeekConfigSettings
+      configured_;  ///< As the file has them, before the interface selection is settled.
+  Remarks& remarks_;
+};
+
+}  // namespace
+
+void CheckScanFile(const std::wstring& directory, CKelLanSeekConfigSettings& settings, ConfigReport& report) {
+  Remarks remarks(report, ScanConfigurationFile(directory));
+  ScanFileCheck(settings, remarks).Run();
+}
+
+}  // namespace kellanseek::config

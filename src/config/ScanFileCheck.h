@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "config/ConfigCheck.h"
+#include "config/Settings.h"
+
+namespace kellanseek::config {
+
+/// Reports on the scan configuration file of a directory, and fills the settings as a component would.
+void CheckScanFile(const std::wstring& directory, CKelLanSeekConfigSettings& settings, ConfigReport& report);
+
+}  // namespace kellanseek::config

@@ -1,0 +1,208 @@
+#include "platform/XmlDocument.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/ScratchDirectory.h"
+
+namespace kellanseek::test {
+namespace {
+
+using platform::XmlDocument;
+using platform::XmlNode;
+using namespace std::string_literals;
+
+constexpr const char* kLatin1 = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
+
+/// ASCII text as UTF-16 with a byte order mark.
+std::string Utf16(std::string_view text) {
+  std::string bytes = "\xFF\xFE";
+  for (const char letter : text) bytes += {letter, '\0'};
+  return bytes;
+}
+
+class XmlDocumentTest : public ::testing::Test {
+ protected:
+  bool Load(const std::string& content) {
+    scratch.Write("file.xml", content);
+    return LoadPath(scratch.WideFile("file.xml"));
+  }
+  bool LoadPath(const std::wstring& path) {
+    why.clear();
+    return platform::CreateXmlDocument(document) == S_OK && document->Load(path, why) == S_OK;
+  }
+  /// The declared encoding; "none" when there is none, "failed" when the question failed.
+  std::wstring Encoding() {
+    std::wstring encoding;
+    auto step = XmlDocument::EncodingStep::FirstChild;
+    const HRESULT result = document->DeclaredEncoding(encoding, step);
+    return result == S_OK ? encoding : result == S_FALSE ? L"none" : L"failed";
+  }
+  std::unique_ptr<XmlNode> Root(const std::wstring& name) {
+    std::unique_ptr<XmlNode> root;
+    EXPECT_EQ(document->SelectRoot(name, root), S_OK);
+    return root;
+  }
+
+  ScratchDirectory scratch;
+  std::unique_ptr<XmlDocument> document;
+  std::wstring why;
+};
+
+TEST_F(XmlDocumentTest, TellsTheDeclaredEncoding) {
+  struct Case {
+    const char* what;
+    std::string content;
+    std::wstring encoding;
+  };
+  const Case cases[] = {
+      {"plain", kLatin1 + "<a/>"s, L"ISO-8859-1"},
+      {"as it is written", "<?xml version='1.0' encoding='iso-8859-1' standalone='yes'?><a/>", L"iso-8859-1"},
+      {"another", "<?xml version=\"1.0\" encoding=\"UTF-8\"?><a/>", L"UTF-8"},
+      {"no declaration", "<a encoding=\"ISO-8859-1\"/>", L"none"},
+      {"declaration without encoding", "<?xml version=\"1.0\"?><a/>", L"none"},
+      {"comment first", "<!-- encoding=\"ISO-8859-1\" --><a/>", L"none"},
+      {"UTF-8 mark without declaration", "\xEF\xBB\xBF<a/>", L"none"},
+      {"UTF-8 mark with its encoding", "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?><a/>",
+       L"UTF-8"},
+      {"UTF-16", Utf16("<?xml version=\"1.0\" encoding=\"UTF-16\"?><a/>"), L"UTF-16"},
+      {"UTF-16 without declaration", Utf16("<a/>"), L"none"},
+  };
+  for (const Case& c : cases) {
+    ASSERT_TRUE(Load(c.content)) << c.what;
+    EXPECT_EQ(Encoding(), c.encoding) << c.what;
+  }
+}
+
+TEST_F(XmlDocumentTest, RefusesWhatIsNotAWholeDocument) {
+  struct Case {
+    const char* what;
+    std::string content;
+  };
+  const Case cases[] = {
+      {"empty", ""},
+      {"blanks", std::string(100000, ' ')},
+      {"zero bytes", std::string(1000, '\0')},
+      {"only a declaration", kLatin1},
+      {"no end", kLatin1 + "<a><b></b>"s},
+      {"crossed elements", kLatin1 + "<a><b></a></b>"s},
+      {"two roots", kLatin1 + "<a/><b/>"s},
+      {"something before the declaration", "\n"s + kLatin1 + "<a/>"},
+      {"unknown encoding", "<?xml version=\"1.0\" encoding=\"no-such-charset\"?><a/>"},
+      {"UTF-8 mark and another encoding", "\xEF\xBB\xBF"s + kLatin1 + "<a/>"},
+      {"unknown entity", kLatin1 + "<a>&b;</a>"s},
+      {"zero byte in a text", kLatin1 + "<a>x\0y</a>"s},
+  };
+  for (const Case& c : cases) {
+    EXPECT_FALSE(Load(c.content)) << c.what;
+    EXPECT_FALSE(why.empty()) << c.what;
+  }
+}
+
+TEST_F(XmlDocumentTest, RefusesEntitiesOfAnyKind) {
+  std::string bomb = kLatin1 + "<!DOCTYPE a [<!ENTITY b0 \"boom\">"s;
+  for (int i = 1; i < 30; ++i) {
+    const std::string before = "&b" + std::to_string(i - 1) + ";";
+    bomb += "<!ENTITY b" + std::to_string(i) + " \"" + before + before + before + before + "\">";
+  }
+  EXPECT_FALSE(Load(bomb + "]><a>&b29;</a>"));
+  EXPECT_NE(why.find(L"entities"), std::wstring::npos);
+
+  scratch.Write("secret", "secret");
+  const std::string url = "file://" + scratch.File("secret");
+  EXPECT_FALSE(Load(kLatin1 + "<!DOCTYPE a [<!ENTITY x SYSTEM \""s + url + "\">]><a>&x;</a>"));
+  EXPECT_FALSE(Load(kLatin1 + "<!DOCTYPE a [<!ENTITY % x SYSTEM \""s + url + "\"> %x;]><a/>"));
+}
+
+TEST_F(XmlDocumentTest, ReadsNoExternalDocumentType) {
+  scratch.Write("types.dtd", "<!ENTITY x \"from outside\">");
+  ASSERT_TRUE(Load(kLatin1 + "<!DOCTYPE a SYSTEM \"types.dtd\"><a>in</a>"s));
+  std::wstring text;
+  EXPECT_EQ(Root(L"a")->Text(text), S_OK);
+  EXPECT_EQ(text, L"in");
+}
+
+TEST_F(XmlDocumentTest, RefusesDeepNesting) {
+  for (const int depth : {1000, 1000000}) {
+    std::string content = kLatin1;
+    for (int i = 0; i < depth; ++i) content += "<a>";
+    for (int i = 0; i < depth; ++i) content += "</a>";
+    EXPECT_FALSE(Load(content)) << depth;
+    EXPECT_FALSE(why.empty());
+  }
+}
+
+TEST_F(XmlDocumentTest, SelectsChildrenByName) {
+  ASSERT_TRUE(Load(kLatin1 +
+                   "<root><other/><b>1</b><deep><b>no</b></deep><B>2</B><!-- <b>no</b> --><b>3</b></root>"s));
+  const auto root = Root(L"root");
+  std::unique_ptr<XmlNode> child;
+  std::wstring text;
+  ASSERT_EQ(root->SelectSingleNode(L"b", child), S_OK);
+  EXPECT_EQ(child->Text(text), S_OK);
+  EXPECT_EQ(text, L"1");
+
+  std::vector<std::unique_ptr<XmlNode>> all;
+  ASSERT_EQ(root->SelectNodes(L"b", all), S_OK);
+  ASSERT_EQ(all.size(), 2U);
+  EXPECT_EQ(all[1]->Text(text), S_OK);
+  EXPECT_EQ(text, L"3");
+  ASSERT_EQ(root->SelectNodes(L"c", all), S_OK);
+  EXPECT_TRUE(all.empty());
+
+  std::vector<std::wstring> names;
+  ASSERT_EQ(root->ChildNames(names), S_OK);
+  EXPECT_EQ(names, (std::vector<std::wstring>{L"other", L"b", L"deep", L"B", L"b"}));
+}
+
+TEST_F(XmlDocumentTest, NotFoundIsNoFailureAndLeavesTheOutputAlone) {
+  ASSERT_TRUE(Load(kLatin1 + "<root><b>1</b></root>"s));
+  const auto root = Root(L"root");
+  std::unique_ptr<XmlNode> child;
+  ASSERT_EQ(root->SelectSingleNode(L"b", child), S_OK);
+  const XmlNode* const before = child.get();
+  EXPECT_EQ(root->SelectSingleNode(L"B", child), S_FALSE);
+  EXPECT_EQ(document->SelectRoot(L"Root", child), S_FALSE);
+  EXPECT_EQ(document->SelectRoot(L"b", child), S_FALSE);
+  EXPECT_EQ(child.get(), before);
+}
+
+TEST_F(XmlDocumentTest, GivesTheWholeTextOfAnElement) {
+  ASSERT_TRUE(Load(kLatin1 + "<a>caf\xE9 <b>&lt;in&gt;</b><![CDATA[<raw>]]><!-- not this -->&#65;</a>"s));
+  std::wstring text;
+  ASSERT_EQ(Root(L"a")->Text(text), S_OK);
+  EXPECT_EQ(text, L"caf\u00E9 <in><raw>A");
+}
+
+TEST_F(XmlDocumentTest, KnowsAfterAFailureNothingOfTheFileBefore) {
+  ASSERT_TRUE(Load(kLatin1 + "<a/>"s));
+  scratch.Write("file.xml", "<broken");
+  EXPECT_NE(document->Load(scratch.WideFile("file.xml"), why), S_OK);
+  std::unique_ptr<XmlNode> root;
+  EXPECT_NE(document->SelectRoot(L"a", root), S_OK);
+}
+
+TEST_F(XmlDocumentTest, BoundsTheSize) {
+  const std::string head = kLatin1 + "<a>"s;
+  const std::string tail = "</a>";
+  std::string piece(1 << 20, ' ');
+  std::string content = head;
+  while (content.size() + piece.size() + tail.size() <= XmlDocument::kMaxFileBytes) content += piece;
+  content += std::string(XmlDocument::kMaxFileBytes - content.size() - tail.size(), ' ') + tail;
+  EXPECT_TRUE(Load(content)) << "exactly the limit";
+  EXPECT_FALSE(Load(content + "\n")) << "one byte more";
+}
+
+TEST_F(XmlDocumentTest, RefusesAMissingFileAndADirectory) {
+  EXPECT_FALSE(LoadPath(scratch.WideFile("missing.xml")));
+  EXPECT_FALSE(why.empty());
+  EXPECT_FALSE(LoadPath(scratch.Wide()));
+  EXPECT_FALSE(why.empty());
+}
+
+}  // namespace
+}  // namespace kellanseek::test
