@@ -2,26 +2,28 @@
 
 // The KelLanSeek component: a live list of the industrial controllers that can be reached from this host.
 //
-// A client creates the class CLSID_KelLanSeek and asks the object for the interfaces below. Controllers on the local
-// networks are found by broadcast, others are configured or added by address, and virtual controllers on this host
-// register themselves. Every controller that becomes known gets a lanSeekID, a number above 10 that is issued once
-// and never again; all else about the controller is asked for by that number.
+// A client creates the class CLSID_KelLanSeek and asks the object for the interfaces below. Controllers on
+// the local networks are found by broadcast, others are configured or added by address, and virtual
+// controllers on this host register themselves. Every controller that becomes known gets a lanSeekID, a
+// number above 10 that is issued once and never again; all else about the controller is asked for by that
+// number.
 //
 // Holds for every method unless it says otherwise:
 //
-// Threads. Any method may be called on any thread at any time, also from inside a sink's Notify. Each call sees one
-// consistent controller; between two calls a controller may change or go. Calls take a lock for the time of a look-up
-// and wait for neither the network nor other clients.
+// Threads. Any method may be called on any thread at any time, also from inside a sink's Notify. Each call
+// sees one consistent controller; between two calls a controller may change or go. Calls take a lock for the
+// time of a look-up and wait for neither the network nor other clients.
 //
-// Results. S_OK, or a failure code. A failing method also leaves a text for IKelBase::GetLastErrorInfo; the messages
-// given here in quotes are how it begins. E_POINTER stands for a null output pointer.
+// Results. S_OK, or a failure code. A failing method also leaves a text for IKelBase::GetLastErrorInfo; the
+// messages given here in quotes are how it begins. E_POINTER stands for a null output pointer.
 //
-// Ownership. A text that comes out is a new BSTR that the caller frees with SysFreeString; a null BSTR is an absent
-// text. An interface pointer that comes out holds a reference that the caller releases. What goes in stays the
-// caller's.
+// Ownership. A text that comes out is a new BSTR that the caller frees with SysFreeString; a null BSTR is an
+// absent text. An interface pointer that comes out holds a reference that the caller releases. What goes in
+// stays the caller's.
 //
-// Life. An object works from its creation to the release of its last reference, without being asked: that release
-// stops it, and waits for a Notify that is running on another thread. The objects of one process share nothing.
+// Life. An object works from its creation to the release of its last reference, without being asked: that
+// release stops it, and waits for a Notify that is running on another thread. The objects of one process
+// share nothing.
 
 #include <cstddef>
 
@@ -95,12 +97,14 @@ enum LanSeekEventReason : INT {
   CtrlReconnected = 9,             ///< Answers again. There is no 8.
 };
 
+/// What the events of a subscription carry. Only Data is offered.
 enum KelContainData : INT {
   Data = 0,
   NoData = 1,
   BinaryData = 2,
 };
 
+/// Whether other hosts are told of a virtual controller.
 enum RemoteVCPublication : INT {
   RemoteVCPublication_False = 0,
   RemoteVCPublication_True = 1,
@@ -119,7 +123,7 @@ struct KelRetrievalCursor {
 
 /// What to list, and what was listed.
 struct KelRetrievalParams {
-  ULONG mark;                 ///< In: only lanSeekIDs above this. Out: the greatest one listed, else unchanged.
+  ULONG mark;                 ///< In: only lanSeekIDs above this. Out: the greatest of those, if any.
   KelRetrievalCursor cursor;  ///< Reserved.
   LONG noOfElts;              ///< In: must be -2. Out: the number of controllers listed.
   LONG bLast;                 ///< Out: 1, there is no further page.
@@ -133,7 +137,7 @@ struct AvailableCtrlsListItem {
 struct KelEventParams {
   GUID* riid;                  ///< Not read.
   IUnknown* pSink;             ///< The client's sink; is asked for IKelObjectEvents.
-  ULONG subscriptionType;      ///< 0 for the events of all controllers, else the lanSeekID of the only one of interest.
+  ULONG subscriptionType;      ///< 0 for all controllers, else the lanSeekID of the only one of interest.
   ULONG pollTime;              ///< Not read.
   ULONG userDef;               ///< The client's own value, which comes back in every event.
   KelContainData containData;  ///< Must be Data.
@@ -162,56 +166,60 @@ static_assert(sizeof(void*) != 4 ||
                offsetof(KelObjectEvent, time) == 24 && offsetof(KelObjectEvent, reserved2) == 32 &&
                offsetof(KelObjectEvent, reserved3) == 36));
 
-/// A list of lanSeekIDs, as it stood when it was made: it holds numbers only, and a controller on it may be gone by
-/// the time it is asked about. It may outlive the component object. Its methods are for one thread at a time and
-/// leave no text for GetLastErrorInfo.
+/// A list of lanSeekIDs, as it stood when it was made: it holds numbers only, and a controller on it may be
+/// gone by the time it is asked about. It may outlive the component object. Its methods are for one thread at
+/// a time and leave no text for GetLastErrorInfo.
 struct IKelEnumCtrlIdentity : IUnknown {
-  /// Copies up to `cElems` items from the current position to `prgElems` and moves past them. `pcFetched` gets their
-  /// number; it may be null when `cElems` is 1. S_OK when there were as many as asked for, S_FALSE when there were
-  /// fewer; E_POINTER; E_FAIL when the object was never filled.
-  virtual HRESULT STDMETHODCALLTYPE RemNext(ULONG cElems, AvailableCtrlsListItem* prgElems, ULONG* pcFetched) = 0;
+  /// Copies up to `cElems` items from the current position to `prgElems` and moves past them. `pcFetched`
+  /// gets their number; it may be null when `cElems` is 1. S_OK when there were as many as asked for, S_FALSE
+  /// when there were fewer; E_POINTER; E_FAIL when the object was never filled.
+  virtual HRESULT STDMETHODCALLTYPE RemNext(ULONG cElems, AvailableCtrlsListItem* prgElems,
+                                            ULONG* pcFetched) = 0;
   /// Moves past `cElems` items. S_FALSE when the end came first; the position is then the end.
   virtual HRESULT STDMETHODCALLTYPE Skip(ULONG cElems) = 0;
   /// Back to the start.
   virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
   /// A second list with the same items and position, which moves on its own. E_POINTER, E_OUTOFMEMORY.
   virtual HRESULT STDMETHODCALLTYPE Clone(IKelEnumCtrlIdentity** ppenum) = 0;
-  /// Are taken in any mode and change nothing: order and items stay. A client sorts and filters what it has read.
+  /// Are taken in any mode and change nothing: order and items stay. A client sorts and filters what it has
+  /// read.
   virtual HRESULT STDMETHODCALLTYPE Sort(INT mode) = 0;
   virtual HRESULT STDMETHODCALLTYPE Filter(INT mode) = 0;
   virtual HRESULT STDMETHODCALLTYPE UnFilter() = 0;
 };
 
-/// The list of controllers, and ways to find one. A look-up finds listed controllers only, that is, those that a
-/// client has been told of.
+/// The list of controllers, and ways to find one. A look-up finds listed controllers only, that is, those
+/// that a client has been told of.
 struct IKelLanSeek : IUnknown {
-  /// Lists the controllers above `pRetPar->mark`, in the order in which they became known. With the mark that comes
-  /// back the next call lists only those that are newer. E_POINTER; E_INVALIDARG "Only RetrieveAll supported" when
-  /// `noOfElts` is not -2; E_OUTOFMEMORY. `*ppCtrlIdentityEnum` is null on failure.
+  /// Lists the controllers above `pRetPar->mark`, in the order in which they became known. With the mark that
+  /// comes back the next call lists only those that are newer. E_POINTER; E_INVALIDARG "Only RetrieveAll
+  /// supported" when `noOfElts` is not -2; E_OUTOFMEMORY. `*ppCtrlIdentityEnum` is null on failure.
   virtual HRESULT STDMETHODCALLTYPE GetCtrlList(KelRetrievalParams* pRetPar,
                                                 IKelEnumCtrlIdentity** ppCtrlIdentityEnum) = 0;
-  /// Asks the controller for an answer now instead of after its refresh interval, and returns without waiting for
-  /// it; news come as events. Does nothing, with S_OK, for one that is being asked already, is not available, or is
-  /// virtual on this host. E_INVALIDARG "LanSeekID too large" for a number that was never issued;
-  /// KEL_E_LANSEEKID_NOT_IN_USE "LanSeekID no longer in use.".
+  /// Asks the controller for an answer now instead of after its refresh interval, and returns without waiting
+  /// for it; news come as events. Does nothing, with S_OK, for one that is being asked already, is not
+  /// available, or is virtual on this host. E_INVALIDARG "LanSeekID too large" for a number that was never
+  /// issued; KEL_E_LANSEEKID_NOT_IN_USE "LanSeekID no longer in use.".
   virtual HRESULT STDMETHODCALLTYPE RefreshForID(ULONG lanSeekID) = 0;
-  /// The controller with a system identity, whatever the case of its letters A to Z. E_POINTER "lanSeekID == NULL";
-  /// E_INVALIDARG "SystemID is NULL or have length 0"; KEL_E_NOT_FOUND "SystemID not found".
+  /// The controller with a system identity, whatever the case of its letters A to Z. E_POINTER "lanSeekID ==
+  /// NULL"; E_INVALIDARG "SystemID is NULL or have length 0"; KEL_E_NOT_FOUND "SystemID not found".
   virtual HRESULT STDMETHODCALLTYPE GetCtrlFromSystemID(BSTR systemID, ULONG* lanSeekID) = 0;
-  /// The controller at an address, compared as text: "010.0.0.1" is not "10.0.0.1". Never a virtual controller of
-  /// another host. E_POINTER "lanSeekID == NULL"; E_INVALIDARG "IPAddress empty"; KEL_E_NOT_FOUND "IP-address not
-  /// found".
+  /// The controller at an address, compared as text: "010.0.0.1" is not "10.0.0.1". Never a virtual
+  /// controller of another host. E_POINTER "lanSeekID == NULL"; E_INVALIDARG "IPAddress empty";
+  /// KEL_E_NOT_FOUND "IP-address not found".
   virtual HRESULT STDMETHODCALLTYPE GetCtrlFromIPAddress(BSTR IPAddress, ULONG* lanSeekID) = 0;
   /// Not offered: E_NOTIMPL "Ping is not yet implemented".
   virtual HRESULT STDMETHODCALLTYPE Ping() = 0;
-  /// Takes the text of an event's `data` apart. The numbers come out as they stand there. E_POINTER "pLanSeekID ==
-  /// NULL", "pStatus == NULL", "pReason == NULL"; E_INVALIDARG "pData == NULL"; E_FAIL "Invalid VARIANT" for anything
-  /// but a VT_BSTR with a text, "Invalid argument" for a text with fewer than three numbers (outputs may have changed).
+  /// Takes the text of an event's `data` apart. The numbers come out as they stand there. E_POINTER
+  /// "pLanSeekID == NULL", "pStatus == NULL", "pReason == NULL"; E_INVALIDARG "pData == NULL"; E_FAIL
+  /// "Invalid VARIANT" for anything but a VT_BSTR with a text, "Invalid argument" for a text with fewer than
+  /// three numbers (outputs may have changed).
   virtual HRESULT STDMETHODCALLTYPE UnpackSubscriptionData(VARIANT* pData, ULONG* pLanSeekID,
                                                            KelCtrlAvailability* pStatus,
                                                            LanSeekEventReason* pReason) = 0;
-  /// The controller that "host", "/host", "host/anything" or "/host/anything" names, the host being an address or a
-  /// system identity. E_INVALIDARG "Url is empty"; else as GetCtrlFromIPAddress and GetCtrlFromSystemID.
+  /// The controller that "host", "/host", "host/anything" or "/host/anything" names, the host being an
+  /// address or a system identity. E_INVALIDARG "Url is empty"; else as GetCtrlFromIPAddress and
+  /// GetCtrlFromSystemID.
   virtual HRESULT STDMETHODCALLTYPE GetCtrlFromURL(BSTR url, ULONG* lanSeekID) = 0;
 };
 
@@ -227,32 +235,36 @@ struct IKelLanSeek2 : IKelLanSeek {
 
 /// A client's sink.
 struct IKelObjectEvents : IUnknown {
-  /// Called on the one event thread of the component object, never twice at a time, with no lock held: the sink may
-  /// call anything, Unsubscribe and the last Release included. While it runs all subscribers wait, so it is brief.
-  /// A subscription whose sink answers a failure with bit 16 set (as the codes of lost connections have) is ended;
-  /// other failures are passed over. An exception out of Notify counts as E_FAIL.
+  /// Called on the one event thread of the component object, never twice at a time, with no lock held: the
+  /// sink may call anything, Unsubscribe and the last Release included. While it runs all subscribers wait,
+  /// so it is brief. A subscription whose sink answers a failure with bit 16 set (as the codes of lost
+  /// connections have) is ended; other failures are passed over. An exception out of Notify counts as E_FAIL.
   virtual HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) = 0;
 };
 
-/// Subscriptions to the changes of controllers. A subscriber has at most one event waiting for each controller: a
-/// later change is merged into it, so that what arrives is the news, not the history.
+/// Subscriptions to the changes of controllers. A subscriber has at most one event waiting for each
+/// controller: a later change is merged into it, so that what arrives is the news, not the history.
 struct IKelLanSeekSubscribe : IUnknown {
-  /// Subscribes, and gives a cookie (10 and up) for Unsubscribe. The sink is referenced until then. E_INVALIDARG
-  /// "pRep->containData != Data", or "LanSeekID too large" for a `subscriptionType` that was never issued; E_POINTER
-  /// "cookie == NULL", or for a null `pRep` or sink; what the sink answers when it is no IKelObjectEvents.
+  /// Subscribes, and gives a cookie (10 and up) for Unsubscribe. The sink is referenced until then.
+  /// E_INVALIDARG "pRep->containData != Data", or "LanSeekID too large" for a `subscriptionType` that was
+  /// never issued; E_POINTER "cookie == NULL", or for a null `pRep` or sink; what the sink answers when it is
+  /// no IKelObjectEvents. When memory is out the result is S_OK all the same, with a cookie that names no
+  /// subscription; only GetLastErrorInfo tells.
   virtual HRESULT STDMETHODCALLTYPE Subscribe(KelEventParams* pRep, ULONG* cookie) = 0;
-  /// Ends a subscription. Events that are waiting already may still reach the sink. E_FAIL "Subscriber not found".
+  /// Ends a subscription. Events that are waiting already may still reach the sink. E_FAIL "Subscriber not
+  /// found".
   virtual HRESULT STDMETHODCALLTYPE Unsubscribe(ULONG dw) = 0;
 };
 
-/// The identity of a controller. All methods: E_POINTER, before anything else; E_INVALIDARG "lanSeekID <= 10" and
-/// "LanSeekID too large" for numbers that were never issued; KEL_E_LANSEEKID_NOT_IN_USE "LanSeekID no longer in use"
-/// for a controller that is gone. Texts are null on failure, other outputs unchanged.
+/// The identity of a controller. All methods: E_POINTER, before anything else; E_INVALIDARG "lanSeekID <= 10"
+/// and "LanSeekID too large" for numbers that were never issued; KEL_E_LANSEEKID_NOT_IN_USE "LanSeekID no
+/// longer in use" for a controller that is gone. Texts are null on failure, other outputs unchanged.
 struct IKelCtrlIdentity : IUnknown {
-  /// As GetCtrlType3, but with a virtual controller of another host given as VC (or RC, as configured), for clients
-  /// that know only these two.
+  /// As GetCtrlType3, but with a virtual controller of another host given as VC (or RC, as configured), for
+  /// clients that know only these two.
   virtual HRESULT STDMETHODCALLTYPE GetCtrlType(ULONG lanSeekID, KelCtrlType* pType) = 0;
-  /// How the controller became known. It turns dynamic when it answers on a local network. E_POINTER "type == NULL".
+  /// How the controller became known. It turns dynamic when it answers on a local network. E_POINTER "type ==
+  /// NULL".
   virtual HRESULT STDMETHODCALLTYPE GetCtrlIdentificationType(ULONG lanSeekID,
                                                               LanSeekCtrlIdentificationType* pType) = 0;
   /// A controller that is gone is no failure here: CtrlRemoved, S_OK.
@@ -264,11 +276,12 @@ struct IKelCtrlIdentity : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE GetSystemName(ULONG lanSeekID, BSTR* pSystemName) = 0;
   virtual HRESULT STDMETHODCALLTYPE GetReleasePath(ULONG lanSeekID, BSTR* pReleasePath) = 0;
   virtual HRESULT STDMETHODCALLTYPE GetSystemID(ULONG lanSeekID, BSTR* pSystemID) = 0;
-  /// From a reverse look-up of the address; empty until that has an answer.
+  /// From a reverse look-up of the address; absent or empty until that has an answer.
   virtual HRESULT STDMETHODCALLTYPE GetHostName(ULONG lanSeekID, BSTR* pHostName) = 0;
-  /// E_FAIL "Controller version not available" when the controller did not report them; 0xFFFFFFFF then stands for
-  /// each number that is missing.
-  virtual HRESULT STDMETHODCALLTYPE GetControllerVersion(ULONG lanSeekID, ULONG* pdwMajor, ULONG* pdwMinor) = 0;
+  /// E_FAIL "Controller version not available" when the controller did not report them; 0xFFFFFFFF then
+  /// stands for each number that is missing.
+  virtual HRESULT STDMETHODCALLTYPE GetControllerVersion(ULONG lanSeekID, ULONG* pdwMajor,
+                                                         ULONG* pdwMinor) = 0;
   /// E_POINTER "pMacAddress == NULL".
   virtual HRESULT STDMETHODCALLTYPE GetMacAddress(ULONG lanSeekID, BSTR* pMacAddress) = 0;
   /// The port on which the controller serves its clients. E_POINTER "pPortNumber == NULL".
@@ -279,9 +292,10 @@ struct IKelCtrlIdentity : IUnknown {
                                                           ULONG* pdwRevision) = 0;
   /// E_FAIL "KelAPI compatibility revision not available", with 0xFFFFFFFF, when it was not reported.
   virtual HRESULT STDMETHODCALLTYPE GetKelAPICompatibilityRevision(ULONG lanSeekID, ULONG* pdwRevision) = 0;
-  /// The own object of a virtual controller on this host, with its interface identifier (IID_KelVirtualController);
-  /// the caller releases the one and frees the other. Both are null, with S_OK, when there is no object. E_INVALIDARG
-  /// "Controller at LanSeekID is not a VC"; E_UNEXPECTED "VC interface not valid, AddRef threw exception".
+  /// The own object of a virtual controller on this host, with its interface identifier
+  /// (IID_KelVirtualController); the caller releases the one and frees the other. Both are null, with S_OK,
+  /// when there is no object. E_INVALIDARG "Controller at LanSeekID is not a VC"; E_UNEXPECTED "VC interface
+  /// not valid, AddRef threw exception".
   virtual HRESULT STDMETHODCALLTYPE GetVCInterface(ULONG lanSeekID, VCInterface* pVCInterface) = 0;
 };
 
@@ -296,38 +310,40 @@ struct IKelCtrlIdentity3 : IKelCtrlIdentity2 {
 };
 
 struct IKelBase : IUnknown {
-  /// The text of the object's last failure: message, ":", and where it was found; null while there was none. It is
-  /// one text for the object, shared by all its threads: a later failure replaces it, a success leaves it, reading
-  /// does not clear it. Always S_OK; `pErrorText` must not be null.
+  /// The text of the object's last failure: message, ":", and where it was found; null while there was none.
+  /// It is one text for the object, shared by all its threads: a later failure replaces it, a success leaves
+  /// it, reading does not clear it. Always S_OK; `pErrorText` must not be null.
   virtual HRESULT STDMETHODCALLTYPE GetLastErrorInfo(BSTR* pErrorText) = 0;
 };
 
 /// For virtual controllers on this host.
 struct IKelVCLanSeek : IUnknown {
   /// Register2 without publication.
-  virtual HRESULT STDMETHODCALLTYPE Register(BSTR systemPath, BSTR systemID, ULONG dwProcID, VCInterface* pvci) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Register(BSTR systemPath, BSTR systemID, ULONG dwProcID,
+                                             VCInterface* pvci) = 0;
   /// Takes the controller off the list and out of the table. KEL_E_NOT_FOUND.
   virtual HRESULT STDMETHODCALLTYPE UnRegister(BSTR systemID) = 0;
-  /// Hands a discovery message in as if it had come from the network; this is how a virtual controller answers. S_OK
-  /// also for a message that is none.
+  /// Hands a discovery message in as if it had come from the network; this is how a virtual controller
+  /// answers. S_OK also for a message that is none.
   virtual HRESULT STDMETHODCALLTYPE ForwardMessage(BSTR msg) = 0;
 };
 
 struct IKelVCLanSeek2 : IKelVCLanSeek {
-  /// Makes a virtual controller known. `systemPath` becomes its address. The object `pvci->pVC` is referenced, and
-  /// `*pvci->vc_riid` must be IID_KelVirtualController; `dwProcID` is the process that is watched: when it ends, the
-  /// controller goes. It is listed once its first message has been handed in, and with RemoteVCPublication_True other
-  /// hosts on the local networks then see it too. E_INVALIDARG for a missing object, another interface, or no system
-  /// identity; KEL_E_SYSTEMID_PRESENT.
+  /// Makes a virtual controller known. `systemPath` becomes its address. The object `pvci->pVC` is
+  /// referenced, and `*pvci->vc_riid` must be IID_KelVirtualController; `dwProcID` is the process that is
+  /// watched: when it ends, the controller goes. It is listed once its first message has been handed in, and
+  /// with RemoteVCPublication_True other hosts on the local networks then see it too. E_INVALIDARG for a
+  /// missing object, another interface, or no system identity; KEL_E_SYSTEMID_PRESENT.
   virtual HRESULT STDMETHODCALLTYPE Register2(BSTR systemPath, BSTR systemID, ULONG dwProcID,
                                               RemoteVCPublication remotePublication, VCInterface* pvci) = 0;
-  /// Takes the controller off the list, as the first step of an end; UnRegister is the second. KEL_E_NOT_FOUND.
+  /// Takes the controller off the list, as the first step of an end; UnRegister is the second.
+  /// KEL_E_NOT_FOUND.
   virtual HRESULT STDMETHODCALLTYPE PreUnRegister(BSTR systemID) = 0;
 };
 
 struct IKelLanSeekConfig : IUnknown {
-  /// Adds the controller at a dotted IPv4 address that broadcasts do not reach; it is then asked by unicast, and
-  /// listed once it answers. S_OK; KEL_S_ALREADY_DYNAMIC and KEL_S_ALREADY_CONFIGURED, with the lanSeekID that it
-  /// has, when it is known already; E_POINTER; E_INVALIDARG for a text that is no address.
+  /// Adds the controller at a dotted IPv4 address that broadcasts do not reach; it is then asked by unicast,
+  /// and listed once it answers. S_OK; KEL_S_ALREADY_DYNAMIC and KEL_S_ALREADY_CONFIGURED, with the lanSeekID
+  /// that it has, when it is known already; E_POINTER; E_INVALIDARG for a text that is no address.
   virtual HRESULT STDMETHODCALLTYPE AddRemoteController(BSTR ip, ULONG* lanSeekID) = 0;
 };

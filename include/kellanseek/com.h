@@ -2,18 +2,19 @@
 
 // The COM base that the KelLanSeek component and its clients share.
 //
-// On Windows this is the system's own: the headers below are included and nothing they have is added to. They are
-// included lean (WIN32_LEAN_AND_MEAN, NOMINMAX); a client that wants more of <windows.h> includes it first.
+// On Windows this is the system's own: the headers below are included and nothing they have is added to. They
+// are included lean (WIN32_LEAN_AND_MEAN, NOMINMAX); a client that wants more of <windows.h> includes it
+// first.
 //
-// Elsewhere the parts under kellanseek/com/ give the same names with the same meaning, as far as an in-process
-// component needs them: base types and status codes, IUnknown and IClassFactory, BSTR, VARIANT and the task
-// allocator, and creating an object by class identifier. Everything is inline and stands on malloc and free, so
-// client and component need share no library but the C library.
+// Elsewhere the parts under kellanseek/com/ give the same names with the same meaning, as far as an
+// in-process component needs them: base types and status codes, IUnknown and IClassFactory, BSTR, VARIANT and
+// the task allocator, and creating an object by class identifier. Everything is inline and stands on malloc
+// and free, so client and component need share no library but the C library.
 //
 // On both systems there are also, all beginning with Kel:
 //   KelGuid, KelInterfaceId, KEL_DECLARE_INTERFACE   identifiers, tied to the interface types they name
 //   KelComPtr, KelBstr                               owners of a reference and of a BSTR
-//   KelCreateInstanceFromModule                      an object from a module that is not registered, in one call
+//   KelCreateInstanceFromModule                      an object from a module that need not be registered
 
 #if defined(_WIN32)
 
@@ -53,15 +54,16 @@
 
 #include <kellanseek/com/owners.h>
 
-// KEL_UUID and KEL_UUIDOF give the compilers that know __uuidof what they need for it; see KEL_DECLARE_INTERFACE.
+// KEL_UUID and KEL_UUIDOF give the compilers that know __uuidof what they need for it; see
+// KEL_DECLARE_INTERFACE.
 #if defined(_MSC_VER)
 #define KEL_UUID(text) __declspec(uuid(text))
 #define KEL_UUIDOF(type)
 #elif defined(_WIN32) && defined(__CRT_UUID_DECL)
 #define KEL_UUID(text)
-#define KEL_UUIDOF(type)                                                                                           \
-  __CRT_UUID_DECL(type, IID_##type.Data1, IID_##type.Data2, IID_##type.Data3, IID_##type.Data4[0],                 \
-                  IID_##type.Data4[1], IID_##type.Data4[2], IID_##type.Data4[3], IID_##type.Data4[4],              \
+#define KEL_UUIDOF(type)                                                                              \
+  __CRT_UUID_DECL(type, IID_##type.Data1, IID_##type.Data2, IID_##type.Data3, IID_##type.Data4[0],    \
+                  IID_##type.Data4[1], IID_##type.Data4[2], IID_##type.Data4[3], IID_##type.Data4[4], \
                   IID_##type.Data4[5], IID_##type.Data4[6], IID_##type.Data4[7])
 #else
 #define KEL_UUID(text)

@@ -15,7 +15,8 @@ namespace {
 const std::string kModule = KELLANSEEK_SAMPLE_MODULE;
 
 std::string ClassSection(REFCLSID clsid, const std::string& module) {
-  return "[HKEY_CLASSES_ROOT\\CLSID\\" + kellanseek::com::GuidText(clsid) + "\\InprocServer32]\n@=" + module + "\n";
+  return "[HKEY_CLASSES_ROOT\\CLSID\\" + kellanseek::com::GuidText(clsid) + "\\InprocServer32]\n@=" + module +
+         "\n";
 }
 
 HRESULT Create(REFCLSID clsid, KelComPtr<IKelBase>& object) {
@@ -35,7 +36,8 @@ TEST(ActivationTest, CreatesARegisteredClassAndSharesItsMemory) {
 TEST(ActivationTest, TheModuleStaysLoaded) {
   {
     KelComPtr<IUnknown> object;
-    ASSERT_EQ(KelCreateInstanceFromModule(kModule.c_str(), CLSID_Sample, IID_IUnknown, object.PutVoid()), S_OK);
+    ASSERT_EQ(KelCreateInstanceFromModule(kModule.c_str(), CLSID_Sample, IID_IUnknown, object.PutVoid()),
+              S_OK);
   }
   void* const module = ::dlopen(kModule.c_str(), RTLD_NOW | RTLD_NOLOAD);
   EXPECT_NE(module, nullptr);
@@ -78,7 +80,8 @@ TEST(ActivationTest, PassesOnWhatModuleAndClassAnswer) {
   EXPECT_EQ(CoCreateInstance(CLSID_Sample, nullptr, CLSCTX_ALL, IID_IKelLanSeek, &other), E_NOINTERFACE);
   EXPECT_EQ(other, nullptr);
   ASSERT_EQ(Create(CLSID_Sample, object), S_OK);
-  EXPECT_EQ(CoCreateInstance(CLSID_Sample, object.Get(), CLSCTX_ALL, IID_IUnknown, &other), CLASS_E_NOAGGREGATION);
+  EXPECT_EQ(CoCreateInstance(CLSID_Sample, object.Get(), CLSCTX_ALL, IID_IUnknown, &other),
+            CLASS_E_NOAGGREGATION);
   EXPECT_EQ(CoCreateInstance(CLSID_Sample, nullptr, 4, IID_IUnknown, &other), REGDB_E_CLASSNOTREG);
   EXPECT_EQ(CoCreateInstance(CLSID_Sample, nullptr, CLSCTX_ALL, IID_IUnknown, nullptr), E_POINTER);
 }
@@ -89,15 +92,18 @@ TEST(ActivationTest, LoadsAModuleByItsPath) {
   const std::wstring wide(kModule.begin(), kModule.end());
   EXPECT_EQ(KelCreateInstanceFromModule(wide.c_str(), CLSID_Sample, IID_IKelBase, object.PutVoid()), S_OK);
   EXPECT_TRUE(object);
-  EXPECT_EQ(KelCreateInstanceFromModule("/nowhere", CLSID_Sample, IID_IKelBase, object.PutVoid()), CO_E_DLLNOTFOUND);
+  EXPECT_EQ(KelCreateInstanceFromModule("/nowhere", CLSID_Sample, IID_IKelBase, object.PutVoid()),
+            CO_E_DLLNOTFOUND);
   EXPECT_FALSE(object);
-  EXPECT_EQ(KelCreateInstanceFromModule("libm.so.6", CLSID_Sample, IID_IKelBase, object.PutVoid()), CO_E_ERRORINDLL);
+  EXPECT_EQ(KelCreateInstanceFromModule("libm.so.6", CLSID_Sample, IID_IKelBase, object.PutVoid()),
+            CO_E_ERRORINDLL);
   EXPECT_EQ(KelCreateInstanceFromModule(kModule.c_str(), CLSID_Sample, IID_IKelBase, nullptr), E_POINTER);
 }
 
 TEST(ActivationTest, WidePathsAreUtf8) {
   EXPECT_EQ(kellanseek::com::Utf8(L"/a\u00E9\u20AC\U0001F600"), "/a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
-  const std::wstring noCodePoints = {L'a', static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000), L'b'};
+  const std::wstring noCodePoints = {L'a', static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000),
+                                     L'b'};
   EXPECT_EQ(kellanseek::com::Utf8(noCodePoints), "a??b");
 }
 

@@ -28,7 +28,8 @@ constexpr SlotTable<Index...> MakeSlots(std::index_sequence<Index...>) {
 
 constexpr auto kSlots = MakeSlots(std::make_index_sequence<32>());
 
-/// What an object of another compiler or language is in memory: a pointer to its methods. Each answers its number.
+/// What an object of another compiler or language is in memory: a pointer to its methods. Each answers its
+/// number.
 struct ForeignObject {
   const Slot* slots = kSlots.slots;
 };
@@ -36,7 +37,8 @@ constinit ForeignObject foreignObject;
 
 template <typename Interface>
 Interface& Foreign() {
-  return *reinterpret_cast<Interface*>(&foreignObject);
+  void* const object = &foreignObject;
+  return *static_cast<Interface*>(object);
 }
 
 #define EXPECT_SLOT(slot, call) EXPECT_EQ(call, HRESULT{slot}) << #call
@@ -155,12 +157,23 @@ TEST(ContractTest, RecordsAreLaidOutAsOnWindows) {
 }
 
 TEST(ContractTest, NoTwoThingsShareAnIdentifier) {
-  const GUID all[] = {
-      CLSID_KelLanSeek,       LIBID_KELLANSEEKLib,   IID_KelVirtualController, IID_IKelLanSeek,
-      IID_IKelLanSeek2,       IID_IKelCtrlIdentity,  IID_IKelCtrlIdentity2,    IID_IKelCtrlIdentity3,
-      IID_IKelBase,           IID_IKelVCLanSeek,     IID_IKelVCLanSeek2,       IID_IKelLanSeekConfig,
-      IID_IKelLanSeekSubscribe, IID_IKelObjectEvents, IID_IKelEnumCtrlIdentity, *KelInterfaceId<IUnknown>,
-      *KelInterfaceId<IClassFactory>};
+  const GUID all[] = {CLSID_KelLanSeek,
+                      LIBID_KELLANSEEKLib,
+                      IID_KelVirtualController,
+                      IID_IKelLanSeek,
+                      IID_IKelLanSeek2,
+                      IID_IKelCtrlIdentity,
+                      IID_IKelCtrlIdentity2,
+                      IID_IKelCtrlIdentity3,
+                      IID_IKelBase,
+                      IID_IKelVCLanSeek,
+                      IID_IKelVCLanSeek2,
+                      IID_IKelLanSeekConfig,
+                      IID_IKelLanSeekSubscribe,
+                      IID_IKelObjectEvents,
+                      IID_IKelEnumCtrlIdentity,
+                      *KelInterfaceId<IUnknown>,
+                      *KelInterfaceId<IClassFactory>};
   for (const GUID* one = std::begin(all); one != std::end(all); ++one) {
     for (const GUID* other = one + 1; other != std::end(all); ++other) {
       EXPECT_FALSE(*one == *other) << one - all << " and " << other - all;

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// A registry store of one test's own, in a directory of its own: KELLANSEEK_REGISTRY names it while this lives. At
-/// first there is no file.
+/// A registry store of one test's own, in a directory of its own: KELLANSEEK_REGISTRY names it while this
+/// lives. At first there is no file.
 class ScratchRegistry {
  public:
   ScratchRegistry() : registryBefore_(Environment("KELLANSEEK_REGISTRY")), homeBefore_(Environment("HOME")) {

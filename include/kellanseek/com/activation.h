@@ -54,7 +54,8 @@ inline bool ParseGuid(std::wstring_view text, GUID& guid) {
     bytes[digits / 2] = static_cast<std::uint8_t>(bytes[digits / 2] << 4 | value);
     ++digits;
   }
-  guid.Data1 = std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
+  guid.Data1 =
+      std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 | bytes[3];
   guid.Data2 = static_cast<std::uint16_t>(bytes[4] << 8 | bytes[5]);
   guid.Data3 = static_cast<std::uint16_t>(bytes[6] << 8 | bytes[7]);
   std::memcpy(guid.Data4, bytes + 8, sizeof(guid.Data4));
@@ -141,10 +142,10 @@ HRESULT Guarded(Body body) noexcept {
 
 }  // namespace kellanseek::com
 
-/// Joins COM on the calling thread: S_OK the first time, S_FALSE after that, RPC_E_CHANGED_MODE when the thread has
-/// joined with the other model. Each success is paired with one CoUninitialize. There are no apartments here: every
-/// thread may call every object, whichever model it named, and creating an object needs no joining; programs that
-/// also run on Windows join anyway. `reserved` is null.
+/// Joins COM on the calling thread: S_OK the first time, S_FALSE after that, RPC_E_CHANGED_MODE when the
+/// thread has joined with the other model. Each success is paired with one CoUninitialize. There are no
+/// apartments here: every thread may call every object, whichever model it named, and creating an object
+/// needs no joining; programs that also run on Windows join anyway. `reserved` is null.
 inline HRESULT CoInitializeEx(void* reserved, DWORD model) {
   if (reserved != nullptr) return E_INVALIDARG;
   kellanseek::com::ThreadApartment& apartment = kellanseek::com::CurrentApartment();
@@ -160,8 +161,8 @@ inline void CoUninitialize() {
   if (apartment.joined > 0) --apartment.joined;
 }
 
-/// Writes the identifier in braces and capitals, with a zero at its end: 39 characters, which is also the result;
-/// 0, and nothing written, when `capacity` is less.
+/// Writes the identifier in braces and capitals, with a zero at its end: 39 characters, which is also the
+/// result; 0, and nothing written, when `capacity` is less.
 inline int StringFromGUID2(REFGUID guid, LPOLESTR text, int capacity) {
   constexpr int kNeeded = kellanseek::com::kGuidTextLength + 1;
   if (text == nullptr || capacity < kNeeded) return 0;
@@ -171,21 +172,22 @@ inline int StringFromGUID2(REFGUID guid, LPOLESTR text, int capacity) {
   return kNeeded;
 }
 
-/// The class identifier that the registry store has for a programmatic one. S_OK; E_INVALIDARG for a null pointer;
-/// CO_E_CLASSSTRING, with zeros in `*clsid`, when there is none.
+/// The class identifier that the registry store has for a programmatic one. S_OK; E_INVALIDARG for a null
+/// pointer; CO_E_CLASSSTRING, with zeros in `*clsid`, when there is none.
 inline HRESULT CLSIDFromProgID(LPCOLESTR progID, CLSID* clsid) {
   if (progID == nullptr || clsid == nullptr) return E_INVALIDARG;
   *clsid = GUID_NULL;
   return kellanseek::com::Guarded([&] {
-    const auto text =
-        kellanseek::com::ReadRegistryDefault("HKEY_CLASSES_ROOT\\" + kellanseek::com::Utf8(progID) + "\\CLSID");
+    const auto text = kellanseek::com::ReadRegistryDefault("HKEY_CLASSES_ROOT\\" +
+                                                           kellanseek::com::Utf8(progID) + "\\CLSID");
     const bool found = text && kellanseek::com::ParseGuid(std::wstring(text->begin(), text->end()), *clsid);
     return found ? S_OK : CO_E_CLASSSTRING;
   });
 }
 
-/// Reads an identifier in braces, or looks a programmatic one up when the text does not begin with a brace. S_OK;
-/// E_INVALIDARG when `clsid` is null; CO_E_CLASSSTRING for any other text. Zeros for a null text, and on failure.
+/// Reads an identifier in braces, or looks a programmatic one up when the text does not begin with a brace.
+/// S_OK; E_INVALIDARG when `clsid` is null; CO_E_CLASSSTRING for any other text. Zeros for a null text, and
+/// on failure.
 inline HRESULT CLSIDFromString(LPCOLESTR text, CLSID* clsid) {
   if (clsid == nullptr) return E_INVALIDARG;
   *clsid = GUID_NULL;
@@ -194,19 +196,19 @@ inline HRESULT CLSIDFromString(LPCOLESTR text, CLSID* clsid) {
   return kellanseek::com::ParseGuid(text, *clsid) ? S_OK : CO_E_CLASSSTRING;
 }
 
-/// The class object of a registered class: the module that the registry store names for it is loaded and asked. The
-/// module stays loaded. E_POINTER when `object` is null; REGDB_E_CLASSNOTREG when the class is not registered or
-/// `context` leaves in-process modules out; CO_E_DLLNOTFOUND when the module is not named by its full path or does
-/// not load (dlerror has the reason); CO_E_ERRORINDLL when it is not a component; else what the component answers.
-/// Callable from any thread. `reserved` is null.
+/// The class object of a registered class: the module that the registry store names for it is loaded and
+/// asked. The module stays loaded. E_POINTER when `object` is null; REGDB_E_CLASSNOTREG when the class is not
+/// registered or `context` leaves in-process modules out; CO_E_DLLNOTFOUND when the module is not named by
+/// its full path or does not load (dlerror has the reason); CO_E_ERRORINDLL when it is not a component; else
+/// what the component answers. Callable from any thread. `reserved` is null.
 inline HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* reserved, REFIID iid, void** object) {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
   if (reserved != nullptr) return E_INVALIDARG;
   if ((context & CLSCTX_INPROC_SERVER) == 0) return REGDB_E_CLASSNOTREG;
   return kellanseek::com::Guarded([&] {
-    const auto path = kellanseek::com::ReadRegistryDefault("HKEY_CLASSES_ROOT\\CLSID\\" +
-                                                           kellanseek::com::GuidText(clsid) + "\\InprocServer32");
+    const auto path = kellanseek::com::ReadRegistryDefault(
+        "HKEY_CLASSES_ROOT\\CLSID\\" + kellanseek::com::GuidText(clsid) + "\\InprocServer32");
     if (!path || path->empty()) return REGDB_E_CLASSNOTREG;
     const bool fullPath = path->front() == '/' && path->find('\0') == std::string::npos;
     if (!fullPath) return CO_E_DLLNOTFOUND;
@@ -214,8 +216,8 @@ inline HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* reserved, R
   });
 }
 
-/// Creates an object of a registered class, inside the controlling object `outer` where that is not null (then `iid`
-/// is that of IUnknown). Results as CoGetClassObject; `*object` is null on failure.
+/// Creates an object of a registered class, inside the controlling object `outer` where that is not null
+/// (then `iid` is that of IUnknown). Results as CoGetClassObject; `*object` is null on failure.
 inline HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID iid, void** object) {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
@@ -225,10 +227,11 @@ inline HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, 
   return kellanseek::com::CreateFromFactory(static_cast<IClassFactory*>(factory), outer, iid, object);
 }
 
-/// Loads the module at `path` and creates an object of class `clsid` from it, registered or not. A path without a
-/// slash is looked for where the system looks for libraries. The module stays loaded. E_POINTER when `object` or
-/// `path` is null; CO_E_DLLNOTFOUND when the module does not load (dlerror has the reason); CO_E_ERRORINDLL when it
-/// is not a component; else what the component answers. `*object` is null on failure. Callable from any thread.
+/// Loads the module at `path` and creates an object of class `clsid` from it, registered or not. A path
+/// without a slash is looked for where the system looks for libraries. The module stays loaded. E_POINTER
+/// when `object` or `path` is null; CO_E_DLLNOTFOUND when the module does not load (dlerror has the reason);
+/// CO_E_ERRORINDLL when it is not a component; else what the component answers. `*object` is null on failure.
+/// Callable from any thread.
 inline HRESULT KelCreateInstanceFromModule(const char* path, REFCLSID clsid, REFIID iid, void** object) {
   if (path == nullptr || object == nullptr) return E_POINTER;
   *object = nullptr;
@@ -242,7 +245,6 @@ inline HRESULT KelCreateInstanceFromModule(const char* path, REFCLSID clsid, REF
 inline HRESULT KelCreateInstanceFromModule(const wchar_t* path, REFCLSID clsid, REFIID iid, void** object) {
   if (path == nullptr || object == nullptr) return E_POINTER;
   *object = nullptr;
-  return kellanseek::com::Guarded([&] {
-    return KelCreateInstanceFromModule(kellanseek::com::Utf8(path).c_str(), clsid, iid, object);
-  });
+  return kellanseek::com::Guarded(
+      [&] { return KelCreateInstanceFromModule(kellanseek::com::Utf8(path).c_str(), clsid, iid, object); });
 }

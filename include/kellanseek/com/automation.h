@@ -12,9 +12,9 @@
 inline void* CoTaskMemAlloc(std::size_t size) { return std::malloc(size == 0 ? 1 : size); }
 inline void CoTaskMemFree(void* memory) { std::free(memory); }
 
-/// A counted text. It points at its first character; the 4 bytes before that hold its length in bytes, without the
-/// zero character that follows the text. The block from malloc begins with those 4 bytes. A null BSTR is an absent
-/// text of length 0. Whoever receives one frees it with SysFreeString.
+/// A counted text. It points at its first character; the 4 bytes before that hold its length in bytes,
+/// without the zero character that follows the text. The block from malloc begins with those 4 bytes. A null
+/// BSTR is an absent text of length 0. Whoever receives one frees it with SysFreeString.
 using BSTR = OLECHAR*;
 
 namespace kellanseek::com {
@@ -23,7 +23,8 @@ inline constexpr std::size_t kBstrPrefix = sizeof(std::uint32_t);
 
 }  // namespace kellanseek::com
 
-/// `bytes` bytes from `text`, or zeros where that is null. Null when memory is out or the length does not fit.
+/// `bytes` bytes from `text`, or zeros where that is null. Null when memory is out or the length does not
+/// fit.
 inline BSTR SysAllocStringByteLen(const char* text, UINT bytes) {
   using kellanseek::com::kBstrPrefix;
   const std::uint32_t length = bytes;
@@ -38,7 +39,8 @@ inline BSTR SysAllocStringByteLen(const char* text, UINT bytes) {
 /// `length` characters from `text`, zero characters included, or zeros where that is null.
 inline BSTR SysAllocStringLen(const OLECHAR* text, UINT length) {
   if (length > std::numeric_limits<std::uint32_t>::max() / sizeof(OLECHAR)) return nullptr;
-  return SysAllocStringByteLen(reinterpret_cast<const char*>(text), static_cast<UINT>(length * sizeof(OLECHAR)));
+  return SysAllocStringByteLen(reinterpret_cast<const char*>(text),
+                               static_cast<UINT>(length * sizeof(OLECHAR)));
 }
 
 /// The text up to its zero character; null for null.
@@ -64,7 +66,8 @@ inline UINT SysStringLen(BSTR text) { return static_cast<UINT>(SysStringByteLen(
 
 using VARTYPE = std::uint16_t;
 
-/// What a VARIANT holds. Only the kinds that the component's interfaces use, and the two flags that may be on one.
+/// What a VARIANT holds. Only the kinds that the component's interfaces use, and the two flags that may be on
+/// one.
 enum VARENUM : int {
   VT_EMPTY = 0,
   VT_NULL = 1,
@@ -75,7 +78,8 @@ enum VARENUM : int {
   VT_BYREF = 0x4000,
 };
 
-/// The largest member of a VARIANT; it is here for the size, which is 16 bytes where pointers have 4, else 24.
+/// The largest member of a VARIANT; it is here for the size, which is 16 bytes where pointers have 4, else
+/// 24.
 struct KelVariantRecord {
   void* pvRecord;
   void* pRecInfo;

@@ -1,6 +1,7 @@
 #pragma once
 
-// Base types, status codes and the root interfaces, as Windows' own headers give them. Part of kellanseek/com.h.
+// Base types, status codes and the root interfaces, as Windows' own headers give them. Part of
+// kellanseek/com.h.
 
 #include <cstddef>
 #include <cstdint>
@@ -98,10 +99,11 @@ constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
                                             : static_cast<HRESULT>((error & 0xFFFFU) | 0x80070000U);
 }
 
-/// Reference counting and the way from one interface of an object to another. As every interface it has no virtual
-/// destructor: an object ends itself when its last reference is released.
+/// Reference counting and the way from one interface of an object to another. As every interface it has no
+/// virtual destructor: an object ends itself when its last reference is released.
 struct IUnknown {
-  /// S_OK with a new reference in `*object`; E_NOINTERFACE, E_POINTER, with null there where there is a there.
+  /// S_OK with a new reference in `*object`; E_NOINTERFACE, E_POINTER, with null there where there is a
+  /// there.
   virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) = 0;
   /// Adds a reference, releases one. Callable from any thread; the results are for diagnostics only.
   virtual ULONG STDMETHODCALLTYPE AddRef() = 0;

@@ -28,7 +28,8 @@ consteval GUID KelGuid(const char (&text)[37]) {
   guid.Data1 = HexNumber(text, 8);
   guid.Data2 = static_cast<std::uint16_t>(HexNumber(text + 9, 4));
   guid.Data3 = static_cast<std::uint16_t>(HexNumber(text + 14, 4));
-  for (int i = 0; i < 8; ++i) guid.Data4[i] = static_cast<std::uint8_t>(HexNumber(text + 19 + 2 * i + (i > 1), 2));
+  for (int i = 0; i < 8; ++i)
+    guid.Data4[i] = static_cast<std::uint8_t>(HexNumber(text + 19 + 2 * i + (i > 1), 2));
   return guid;
 }
 
@@ -37,19 +38,15 @@ namespace kellanseek::com {
 template <typename Interface>
 consteval const IID* NoInterfaceId() = delete;
 
-}  // namespace kellanseek::com
-
-/// Points to the identifier of an interface type. KEL_DECLARE_INTERFACE gives a type one; naming that of another type
-/// does not compile.
-template <typename Interface>
-inline constexpr const IID* KelInterfaceId = kellanseek::com::NoInterfaceId<Interface>();
-
-namespace kellanseek::com {
-
 inline constexpr IID kIidUnknown = KelGuid("00000000-0000-0000-C000-000000000046");
 inline constexpr IID kIidClassFactory = KelGuid("00000001-0000-0000-C000-000000000046");
 
 }  // namespace kellanseek::com
+
+/// Points to the identifier of an interface type. KEL_DECLARE_INTERFACE gives a type one; naming that of
+/// another type does not compile.
+template <typename Interface>
+inline constexpr const IID* KelInterfaceId = kellanseek::com::NoInterfaceId<Interface>();
 
 template <>
 inline constexpr const IID* KelInterfaceId<IUnknown> = &kellanseek::com::kIidUnknown;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Owners of a counted reference and of a BSTR, for clients and the component alike. Part of kellanseek/com.h, on
-// every system. As with any value, one owner is for one thread at a time.
+// Owners of a counted reference and of a BSTR, for clients and the component alike. Part of kellanseek/com.h,
+// on every system. As with any value, one owner is for one thread at a time.
 
 #include <cstddef>
 #include <new>
@@ -24,11 +24,11 @@ class KelComPtr {
   KelComPtr(KelComPtr&& other) noexcept : object_(other.Detach()) {}
   /// From an owner of a derived interface.
   template <typename Derived>
-    requires std::is_convertible_v<Derived*, Interface*>
-  KelComPtr(const KelComPtr<Derived>& other) noexcept : KelComPtr(static_cast<Interface*>(other.Get())) {}
+  requires std::is_convertible_v<Derived*, Interface*> KelComPtr(const KelComPtr<Derived>& other)
+  noexcept : KelComPtr(static_cast<Interface*>(other.Get())) {}
   template <typename Derived>
-    requires std::is_convertible_v<Derived*, Interface*>
-  KelComPtr(KelComPtr<Derived>&& other) noexcept : object_(other.Detach()) {}
+  requires std::is_convertible_v<Derived*, Interface*> KelComPtr(KelComPtr<Derived>&& other)
+  noexcept : object_(other.Detach()) {}
   ~KelComPtr() { Reset(); }
 
   KelComPtr& operator=(KelComPtr other) noexcept {
@@ -81,7 +81,9 @@ class KelComPtr {
   friend bool operator==(const KelComPtr& left, const KelComPtr& right) noexcept {
     return left.object_ == right.object_;
   }
-  friend bool operator==(const KelComPtr& left, const Interface* right) noexcept { return left.object_ == right; }
+  friend bool operator==(const KelComPtr& left, const Interface* right) noexcept {
+    return left.object_ == right;
+  }
 
  private:
   Interface* object_ = nullptr;

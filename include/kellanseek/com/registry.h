@@ -8,11 +8,11 @@
 //   @=/usr/lib/libKelLanSeek.so.1
 //   ThreadingModel=Free
 //
-// The file is UTF-8, with or without a byte order mark. A section names a full key and may occur more than once.
-// A line is "name=value", or "@=value" for the key's default value; the name ends at the first "=", blanks around it
-// do not count, and the value is everything after it to the end of the line, verbatim but for a carriage return at
-// the very end. Of several lines with one name the last counts. Key and value names compare without regard to the
-// case of A to Z. Lines that are none of these are passed over.
+// The file is UTF-8, with or without a byte order mark. A section names a full key and may occur more than
+// once. A line is "name=value", or "@=value" for the key's default value; the name ends at the first "=",
+// blanks around it do not count, and the value is everything after it to the end of the line, verbatim but
+// for a carriage return at the very end. Of several lines with one name the last counts. Key and value names
+// compare without regard to the case of A to Z. Lines that are none of these are passed over.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -82,7 +82,8 @@ inline std::optional<std::string_view> FindRegistryValue(std::string_view store,
 /// Where the store is: $KELLANSEEK_REGISTRY, else ~/.config/kellanseek/registry where that exists, else
 /// /etc/kellanseek/registry. A program with raised privileges listens to none of its environment.
 inline std::string RegistryStorePath() {
-  if (const char* const named = secure_getenv("KELLANSEEK_REGISTRY"); named != nullptr && *named != '\0') return named;
+  if (const char* const named = secure_getenv("KELLANSEEK_REGISTRY"); named != nullptr && *named != '\0')
+    return named;
   if (const char* const home = secure_getenv("HOME"); home != nullptr && *home != '\0') {
     std::string path = std::string(home) + "/.config/kellanseek/registry";
     if (::access(path.c_str(), F_OK) == 0) return path;
@@ -105,7 +106,8 @@ class DescriptorOwner {
   int descriptor_;
 };
 
-/// The whole file, or nothing when it is missing, unreadable, not a plain file, or larger than kMaxRegistryBytes.
+/// The whole file, or nothing when it is missing, unreadable, not a plain file, or larger than
+/// kMaxRegistryBytes.
 inline std::optional<std::string> ReadRegistryStore(const std::string& path) {
   const DescriptorOwner file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status = {};
