@@ -30,6 +30,7 @@
 
 #include <objbase.h>
 #include <oleauto.h>
+#include <olectl.h>
 #include <unknwn.h>
 #if defined(KEL_UNDEF_LEAN_AND_MEAN)
 #undef WIN32_LEAN_AND_MEAN

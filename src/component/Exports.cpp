@@ -39,19 +39,23 @@ HRESULT Guarded(Body&& body) noexcept {
   }
 }
 
+RegistrationScope Scope(bool perUser) { return perUser ? RegistrationScope::User : RegistrationScope::Machine; }
+
 HRESULT RegisterServer(std::wstring& why) {
+  const bool perUser = platform::WantsPerUserRegistration();
   const std::wstring path = platform::CurrentModulePath();
   if (path.empty()) {
     why = L"The system does not say where this module is.";
     return SELFREG_E_CLASS;
   }
-  const HRESULT result = RegisterComponent(platform::SystemRegistryStore(), path, why);
-  return FAILED(result) ? result : platform::RegisterModuleTypeLibrary(false);
+  const HRESULT result = RegisterComponent(platform::SystemRegistryStore(), Scope(perUser), path, why);
+  return FAILED(result) ? result : platform::RegisterModuleTypeLibrary(perUser);
 }
 
 HRESULT UnregisterServer(std::wstring& why) {
-  const HRESULT result = UnregisterComponent(platform::SystemRegistryStore(), why);
-  const HRESULT library = platform::UnregisterModuleTypeLibrary(false);
+  const bool perUser = platform::WantsPerUserRegistration();
+  const HRESULT result = UnregisterComponent(platform::SystemRegistryStore(), Scope(perUser), why);
+  const HRESULT library = platform::UnregisterModuleTypeLibrary(perUser);
   return FAILED(result) ? result : library;
 }
 

@@ -13,7 +13,10 @@ constexpr const wchar_t* kVersionedProgID = L"KelLanSeek.KelLanSeek.1";
 constexpr const wchar_t* kProgID = L"KelLanSeek.KelLanSeek";
 constexpr const wchar_t* kDefaultValue = L"";
 
-std::wstring ClassesKey(const std::wstring& name) { return L"HKEY_CLASSES_ROOT\\" + name; }
+std::wstring ClassesKey(RegistrationScope scope, const std::wstring& name) {
+  const bool everybody = scope == RegistrationScope::Machine;
+  return (everybody ? L"HKEY_CLASSES_ROOT\\" : L"HKEY_CURRENT_USER\\Software\\Classes\\") + name;
+}
 
 std::wstring GuidText(REFGUID guid) {
   std::array<wchar_t, 39> text = {};
@@ -21,7 +24,9 @@ std::wstring GuidText(REFGUID guid) {
   return text.data();
 }
 
-std::wstring ClassKey() { return ClassesKey(L"CLSID\\" + GuidText(CLSID_KelLanSeek)); }
+std::wstring ClassKey(RegistrationScope scope) {
+  return ClassesKey(scope, L"CLSID\\" + GuidText(CLSID_KelLanSeek));
+}
 
 struct RegistryValue {
   std::wstring key;
@@ -29,11 +34,11 @@ struct RegistryValue {
   std::wstring value;
 };
 
-std::vector<RegistryValue> ValuesOfClass(const std::wstring& modulePath) {
+std::vector<RegistryValue> ValuesOfClass(RegistrationScope scope, const std::wstring& modulePath) {
   const std::wstring classID = GuidText(CLSID_KelLanSeek);
-  const std::wstring versioned = ClassesKey(kVersionedProgID);
-  const std::wstring unversioned = ClassesKey(kProgID);
-  const std::wstring classKey = ClassKey();
+  const std::wstring versioned = ClassesKey(scope, kVersionedProgID);
+  const std::wstring unversioned = ClassesKey(scope, kProgID);
+  const std::wstring classKey = ClassKey(scope);
   return {
       {versioned, kDefaultValue, kClassName},
       {versioned + L"\\CLSID", kDefaultValue, classID},
@@ -57,10 +62,11 @@ HRESULT RemoveTree(platform::RegistryStore& registry, const std::wstring& key, s
 
 }  // namespace
 
-HRESULT RegisterComponent(platform::RegistryStore& registry, const std::wstring& modulePath, std::wstring& why) {
-  const HRESULT removed = RemoveTree(registry, ClassKey(), why);
+HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope scope, const std::wstring& modulePath,
+                          std::wstring& why) {
+  const HRESULT removed = RemoveTree(registry, ClassKey(scope), why);
   if (FAILED(removed)) return removed;
-  for (const RegistryValue& entry : ValuesOfClass(modulePath)) {
+  for (const RegistryValue& entry : ValuesOfClass(scope, modulePath)) {
     const HRESULT result = registry.Write(entry.key, entry.name, entry.value);
     if (FAILED(result)) {
       why = L"Could not write " + entry.key + L": " + registry.LastErrorText();
@@ -70,9 +76,9 @@ HRESULT RegisterComponent(platform::RegistryStore& registry, const std::wstring&
   return S_OK;
 }
 
-HRESULT UnregisterComponent(platform::RegistryStore& registry, std::wstring& why) {
+HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope scope, std::wstring& why) {
   HRESULT first = S_OK;
-  for (const std::wstring& key : {ClassKey(), ClassesKey(kProgID), ClassesKey(kVersionedProgID)}) {
+  for (const std::wstring& key : {ClassKey(scope), ClassesKey(scope, kProgID), ClassesKey(scope, kVersionedProgID)}) {
     std::wstring reason;
     const HRESULT result = RemoveTree(registry, key, reason);
     if (FAILED(result) && SUCCEEDED(first)) {

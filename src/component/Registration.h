@@ -8,11 +8,15 @@
 
 namespace kellanseek {
 
-/// Writes the keys by which the class is found, so that it is created from the module at `modulePath`. Registering
-/// again replaces what was there. On failure `why` says in words what could not be written.
-HRESULT RegisterComponent(platform::RegistryStore& registry, const std::wstring& modulePath, std::wstring& why);
+enum class RegistrationScope { Machine, User };
+
+/// Writes the keys by which the class is found, so that it is created from the module at `modulePath`, for every
+/// user or for the calling one alone. Registering again replaces what was there. On failure `why` says in words what
+/// could not be written.
+HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope scope, const std::wstring& modulePath,
+                          std::wstring& why);
 
 /// Removes them. What is not there is no failure.
-HRESULT UnregisterComponent(platform::RegistryStore& registry, std::wstring& why);
+HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope scope, std::wstring& why);
 
 }  // namespace kellanseek

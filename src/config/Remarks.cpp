@@ -20,11 +20,12 @@ std::wstring UnknownNameText(std::wstring_view name, const std::vector<std::wstr
   if (std::find(elsewhere.begin(), elsewhere.end(), name) != elsewhere.end()) {
     return text + L" It belongs at another place of the file.";
   }
-  const std::wstring_view near = NearName(name, here);
-  if (!near.empty()) return text + L" Did you mean " + Quoted(near) + L"?";
-  const std::wstring_view far = NearName(name, elsewhere);
-  if (!far.empty())
-    text += L" Did you mean " + Quoted(far) + L", which belongs at another place of the file?";
+  const std::wstring_view likelyHere = NearName(name, here);
+  if (!likelyHere.empty()) return text + L" Did you mean " + Quoted(likelyHere) + L"?";
+  const std::wstring_view likelyElsewhere = NearName(name, elsewhere);
+  if (!likelyElsewhere.empty()) {
+    text += L" Did you mean " + Quoted(likelyElsewhere) + L", which belongs at another place of the file?";
+  }
   return text;
 }
 

@@ -2,6 +2,8 @@
 
 namespace kellanseek::platform {
 
+bool WantsPerUserRegistration() { return false; }
+
 HRESULT RegisterModuleTypeLibrary(bool /*perUser*/) { return S_OK; }
 
 HRESULT UnregisterModuleTypeLibrary(bool /*perUser*/) { return S_OK; }
