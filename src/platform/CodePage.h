@@ -18,9 +18,6 @@ std::wstring ToWide(std::string_view narrow);
 /// Converts wide text to the ANSI code page; characters that it cannot hold become '?'.
 std::string ToNarrow(std::wstring_view wide);
 
-/// Whether converting `narrow` gives exactly `wide`, without making the text.
-bool EqualsNarrow(std::wstring_view wide, std::string_view narrow);
-
 /// Equality of two texts under the user's default locale, case-sensitive.
 bool LocaleEqual(std::wstring_view left, std::wstring_view right);
 

@@ -11,14 +11,14 @@ namespace kellanseek::platform {
 std::wstring_view PathSeparator();
 
 enum class PathKind {
-  Nothing,    ///< There is nothing under that name.
+  Nothing,  ///< There is nothing under that name.
   Directory,
-  Other,      ///< A file, or something that the system tells nothing about.
+  Other,  ///< A file, or something that the system tells nothing about.
 };
 PathKind KindOfPath(const std::wstring& path);
 
-/// Creates a file with that content. S_FALSE when there is something under that name, which then stays as it is; a
-/// failure leaves no file, and `why` gets the reason in words.
+/// Creates a file with that content. S_FALSE when there is something under that name, which then stays as it
+/// is; a failure leaves no file, and `why` gets the reason in words.
 HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::wstring& why);
 
 }  // namespace kellanseek::platform

@@ -186,7 +186,8 @@ HRESULT RegistryFile::ReadForChange(const std::string& path, std::string& store)
   // Renaming would succeed where writing is not wanted.
   struct stat present = {};
   const bool exists = ::stat(path.c_str(), &present) == 0;
-  if (exists && ((present.st_mode & kAnyWrite) == 0 || ::access(path.c_str(), W_OK) != 0)) {
+  if (exists &&
+      ((present.st_mode & kAnyWrite) == 0 || ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)) {
     return Fail(E_ACCESSDENIED, L"Cannot write " + FromUtf8(path) + L": the file is read-only.");
   }
   const std::size_t zero = store.find('\0');

@@ -1,5 +1,6 @@
 #include "platform/RegistryStore.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,10 +13,11 @@ namespace {
 
 bool Given(const char* text) { return text != nullptr && *text != '\0'; }
 
+bool Writable(const std::string& path) { return ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0; }
+
 bool MayWrite(const std::string& path) {
-  if (::access(path.c_str(), W_OK) == 0) return true;
-  return errno == ENOENT &&
-         (::geteuid() == 0 || ::access(path.substr(0, path.rfind('/')).c_str(), W_OK) == 0);
+  if (Writable(path)) return true;
+  return errno == ENOENT && (::geteuid() == 0 || Writable(path.substr(0, path.rfind('/'))));
 }
 
 /// Where a change of this process's store goes. That is where it is read from, except that a user who may not

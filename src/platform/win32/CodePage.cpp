@@ -1,8 +1,6 @@
 #include "platform/CodePage.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 
 #include "platform/win32/System.h"
 
@@ -10,9 +8,7 @@ namespace kellanseek::platform {
 
 namespace {
 
-constexpr std::size_t kStackText = 256;
-
-bool IsAscii(char character) { return static_cast<unsigned char>(character) < 0x80; }
+constexpr std::size_t kUsualKey = 256;
 
 int Length(std::size_t size) { return static_cast<int>(size); }
 
@@ -62,19 +58,6 @@ std::string ToNarrow(std::wstring_view wide) {
   return narrow;
 }
 
-bool EqualsNarrow(std::wstring_view wide, std::string_view narrow) {
-  std::size_t same = 0;
-  while (same < narrow.size() && IsAscii(narrow[same])) {
-    if (same >= wide.size() || wide[same] != static_cast<wchar_t>(narrow[same])) return false;
-    ++same;
-  }
-  const std::string_view rest = narrow.substr(same);
-  const std::wstring_view wideRest = wide.substr(same);
-  if (rest.size() > kStackText) return ToWide(rest) == wideRest;
-  std::array<wchar_t, kStackText> buffer;
-  return std::wstring_view(buffer.data(), Widen(rest, buffer.data())) == wideRest;
-}
-
 bool LocaleEqual(std::wstring_view left, std::wstring_view right) {
   if (left == right) return true;
   if (left.empty() || right.empty()) return false;
@@ -85,7 +68,7 @@ bool LocaleEqual(std::wstring_view left, std::wstring_view right) {
 std::wstring_view LocaleKey(std::wstring_view text, std::wstring& storage) {
   if (text.empty()) return text;
   // Most names fit at the first try; the system says how much the others need.
-  storage.assign(kStackText, L'\0');
+  storage.assign(kUsualKey, L'\0');
   int bytes = SortKey(text, storage.data(), storage.size());
   if (bytes == 0) {
     const int needed = LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_SORTKEY, text.data(), Length(text.size()),

@@ -1,0 +1,24 @@
+# cmake --install: headers, component, tools, and what pkg-config and CMake need to find them.
+include(CMakePackageConfigHelpers)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kellanseek DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        FILES_MATCHING PATTERN "*.h")
+install(TARGETS KelLanSeek
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+foreach(tool kelseek kelsim)
+  if(TARGET ${tool})
+    install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  endif()
+endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/kellanseek.pc.in kellanseek.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kellanseek.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KelLanSeek)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KelLanSeekConfig.cmake.in KelLanSeekConfig.cmake
+  INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KelLanSeekConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KelLanSeekConfig.cmake ${PROJECT_BINARY_DIR}/KelLanSeekConfigVersion.cmake
+        DESTINATION ${package_dir})

@@ -1,0 +1,81 @@
+# kellanseek_windows_module(TARGET): makes a shared library the Windows component: the type library and the other
+# resources, the undecorated exports, and the entry point. Without effect elsewhere.
+#
+# kellanseek_static_runtime(TARGET): links the compiler's run-time libraries into a program or module, so that it needs
+# the system's own libraries only.
+
+if(NOT WIN32)
+  function(kellanseek_windows_module target)
+  endfunction()
+  function(kellanseek_static_runtime target)
+  endfunction()
+  return()
+endif()
+
+enable_language(RC)
+
+if(MINGW)
+  get_filename_component(_compiler_directory ${CMAKE_CXX_COMPILER} DIRECTORY)
+  find_program(KELLANSEEK_WIDL NAMES x86_64-w64-mingw32-widl widl HINTS ${_compiler_directory} REQUIRED)
+endif()
+
+# The type library comes out at ${PROJECT_BINARY_DIR}/KelLanSeek.tlb.
+function(kellanseek_type_library)
+  set(idl ${PROJECT_SOURCE_DIR}/src/component/KelLanSeek.idl)
+  math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
+  if(MINGW)
+    set(stand_ins ${PROJECT_SOURCE_DIR}/cmake/widl)
+    set(widl ${KELLANSEEK_WIDL} -m${bits} --nostdinc -I${stand_ins} -t)
+    add_custom_command(
+      OUTPUT ${PROJECT_BINARY_DIR}/KelLanSeek.tlb
+      COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/widl
+      COMMAND ${widl} -o ${PROJECT_BINARY_DIR}/widl/stdole2.tlb ${stand_ins}/stdole2.idl
+      COMMAND ${widl} -L${PROJECT_BINARY_DIR}/widl -o ${PROJECT_BINARY_DIR}/KelLanSeek.tlb ${idl}
+      DEPENDS ${idl} ${stand_ins}/stdole2.idl ${stand_ins}/oaidl.idl
+      COMMENT "Compiling the type library" VERBATIM)
+  else()
+    if(bits EQUAL 64)
+      set(environment x64)
+    else()
+      set(environment win32)
+    endif()
+    add_custom_command(
+      OUTPUT ${PROJECT_BINARY_DIR}/KelLanSeek.tlb
+      COMMAND midl /nologo /env ${environment} /tlb ${PROJECT_BINARY_DIR}/KelLanSeek.tlb /h nul /iid nul /proxy nul
+              /dlldata nul ${idl}
+      DEPENDS ${idl}
+      COMMENT "Compiling the type library" VERBATIM)
+  endif()
+endfunction()
+
+function(kellanseek_static_runtime target)
+  if(MINGW)
+    target_link_options(${target} PRIVATE -static)
+  endif()
+endfunction()
+
+function(kellanseek_windows_module target)
+  kellanseek_type_library()
+  set(component ${PROJECT_SOURCE_DIR}/src/component)
+  target_sources(${target} PRIVATE
+    ${PROJECT_SOURCE_DIR}/src/platform/win32/DllMain.cpp ${component}/KelLanSeek.rc ${component}/KelLanSeek.def)
+  set_source_files_properties(${component}/KelLanSeek.rc TARGET_DIRECTORY ${target} PROPERTIES
+    OBJECT_DEPENDS ${PROJECT_BINARY_DIR}/KelLanSeek.tlb
+    INCLUDE_DIRECTORIES ${PROJECT_BINARY_DIR}
+    COMPILE_DEFINITIONS
+      "KELLANSEEK_VERSION=${PROJECT_VERSION};KELLANSEEK_VERSION_NUMBERS=${PROJECT_VERSION_MAJOR},${PROJECT_VERSION_MINOR},${PROJECT_VERSION_PATCH},0")
+  set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME KelLanSeek)
+  kellanseek_static_runtime(${target})
+  if(MINGW)
+    # On x86 the exported names lack the compiler's decoration; the linker is to take that as meant.
+    target_link_options(${target} PRIVATE -Wl,--enable-stdcall-fixup)
+  endif()
+  if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    set(KELLANSEEK_ARCHITECTURE amd64)
+  else()
+    set(KELLANSEEK_ARCHITECTURE x86)
+  endif()
+  configure_file(${PROJECT_SOURCE_DIR}/packaging/windows/KelLanSeek.X.manifest.in
+                 ${PROJECT_BINARY_DIR}/KelLanSeek.X.manifest @ONLY)
+  configure_file(${PROJECT_SOURCE_DIR}/packaging/windows/README.md.in ${PROJECT_BINARY_DIR}/README.md @ONLY)
+endfunction()

@@ -1,0 +1,62 @@
+#!/usr/bin/env python3
+"""Holds the floors: a folder of src/ includes only folders below it, and only the platform knows the system."""
+
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+# Every floor with the floors it may include. <kellanseek/...> is open to all.
+BELOW = {
+    "platform": set(),
+    "diagnostics": {"platform"},
+    "controllers": {"platform"},
+    "config": {"platform", "diagnostics", "controllers"},
+    "protocol": {"platform", "diagnostics", "controllers"},
+    "events": {"platform", "diagnostics", "controllers"},
+    "network": {"platform", "diagnostics", "controllers", "config", "protocol", "events"},
+    "daemon": {"platform", "diagnostics", "controllers", "config", "protocol", "events", "network"},
+    "engine": {"platform", "diagnostics", "controllers", "config", "protocol", "events", "network", "daemon"},
+}
+BELOW["component"] = set(BELOW) | {"component"}
+
+# The tools are clients: the public headers, the platform, and for the configuration commands its parsers.
+TOOLS = {"platform", "config", "diagnostics"}
+
+INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"')
+SYSTEM_CONDITION = re.compile(r"^\s*#\s*(el)?if.*(_WIN32|__linux__|__unix__|__APPLE__)")
+KNOWS_SYSTEMS = ("src/platform/", "include/kellanseek/com")
+
+
+def sources(folder):
+    return sorted(p for p in (ROOT / folder).rglob("*") if p.suffix in (".h", ".cpp"))
+
+
+def faults_of(path):
+    name = path.relative_to(ROOT).as_posix()
+    parts = name.split("/")
+    for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+        if SYSTEM_CONDITION.match(line) and not name.startswith(KNOWS_SYSTEMS):
+            yield f"{name}:{number}: a condition on the operating system; put what differs behind a header of src/platform/"
+        match = INCLUDE.match(line)
+        folder = match.group(1).split("/")[0] if match and "/" in match.group(1) else None
+        if folder not in BELOW:
+            continue
+        if parts[0] == "src" and folder != parts[1] and folder not in BELOW[parts[1]]:
+            yield (f"{name}:{number}: {parts[1]} must not include {folder}, which stands above or beside it; "
+                   f"move the code down or hand the collaborator in through an interface")
+        if parts[0] == "tools" and folder not in TOOLS:
+            yield f"{name}:{number}: a tool is a client: use <kellanseek/KelLanSeek.h> in place of {folder}"
+        if parts[0] == "include":
+            yield f"{name}:{number}: a public header includes only public headers"
+
+
+def main():
+    faults = [fault for folder in ("include", "src", "tools") for path in sources(folder) for fault in faults_of(path)]
+    print("\n".join(faults) if faults else "floors: every include points down")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/UdpSocket.h"
+#include "platform/posix/Descriptor.h"
+
+namespace kellanseek::platform {
+
+/// A UdpSocket as Linux needs it. A descriptor bound to a unicast address hears no broadcast, so beside the one that
+/// sends and takes unicasts there is one for the subnet's directed broadcasts and one for limited broadcasts; what
+/// they hear on another interface is dropped.
+class BoundSocket : public UdpSocket {
+ public:
+  explicit BoundSocket(Descriptor descriptor) : unicast_(std::move(descriptor)) {}
+
+  SocketError SetReuseAddress() override;
+  SocketError SetBroadcast() override;
+  SocketError Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) override;
+  SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override;
+
+  /// A descriptor to read, and the interface on which its datagrams count; 0 for any.
+  struct Source {
+    int descriptor = -1;
+    unsigned interfaceIndex = 0;
+  };
+  std::vector<Source> Sources() const;
+
+ private:
+  SocketError BindBroadcast(Descriptor& descriptor, Ipv4 address, std::uint16_t port) const;
+  bool IsBroadcast(Ipv4 destination) const;
+
+  Descriptor unicast_;
+  Descriptor directed_;
+  Descriptor limited_;
+  bool reuse_ = false;
+  Ipv4 address_ = 0;
+  Ipv4 broadcast_ = 0;
+  unsigned interfaceIndex_ = 0;
+};
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,138 @@
+#include "platform/CodePage.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+namespace kellanseek::platform {
+namespace {
+
+constexpr const char* kDefaultCharset = "WINDOWS-1252";
+constexpr wchar_t kReplacement = L'\uFFFD';
+
+/// One direction of iconv, for one conversion at a time.
+class Converter {
+ public:
+  Converter(const char* to, const char* from) : handle_(iconv_open(to, from)) {}
+  ~Converter() {
+    if (Valid()) iconv_close(handle_);
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  bool Valid() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+
+  /// Converts what it can; bytes on which the charset fails are skipped one unit at a time and replaced.
+  template <typename From, typename To>
+  std::basic_string<To> Convert(std::basic_string_view<From> text, To replacement) {
+    std::basic_string<To> result;
+    auto* in = const_cast<char*>(reinterpret_cast<const char*>(text.data()));
+    std::size_t left = text.size() * sizeof(From);
+    std::array<To, 64> buffer;
+    while (left > 0) {
+      auto* out = reinterpret_cast<char*>(buffer.data());
+      std::size_t room = sizeof buffer;
+      const bool failed = iconv(handle_, &in, &left, &out, &room) == static_cast<std::size_t>(-1);
+      const std::size_t made = (sizeof buffer - room) / sizeof(To);
+      result.append(buffer.data(), made);
+      if (failed && made == 0) {
+        result.push_back(replacement);
+        in += sizeof(From);
+        left -= sizeof(From);
+        iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+      }
+    }
+    return result;
+  }
+
+ private:
+  iconv_t handle_;
+};
+
+/// The process's code page. Single-byte charsets become tables; the others go through iconv each time.
+class CodePage {
+ public:
+  CodePage() {
+    const char* named = std::getenv("KELLANSEEK_CODEPAGE");
+    charset_ = named != nullptr && Converter("WCHAR_T", named).Valid() && Converter(named, "WCHAR_T").Valid()
+                   ? named
+                   : kDefaultCharset;
+    singleByte_ = FillTables();
+  }
+
+  void AssignWide(std::wstring& wide, std::string_view narrow) const {
+    if (!singleByte_) {
+      wide = Converter("WCHAR_T", charset_.c_str()).Convert(narrow, kReplacement);
+      return;
+    }
+    wide.resize(narrow.size());
+    std::transform(narrow.begin(), narrow.end(), wide.begin(),
+                   [this](char c) { return wide_[static_cast<unsigned char>(c)]; });
+  }
+
+  std::string ToNarrow(std::wstring_view wide) const {
+    if (!singleByte_) return Converter(charset_.c_str(), "WCHAR_T").Convert(wide, '?');
+    std::string narrow(wide.size(), '?');
+    std::transform(wide.begin(), wide.end(), narrow.begin(), [this](wchar_t c) { return NarrowOf(c); });
+    return narrow;
+  }
+
+ private:
+  char NarrowOf(wchar_t c) const {
+    if (c >= 0 && c < 0x80 && wide_[static_cast<std::size_t>(c)] == c) return static_cast<char>(c);
+    const auto found = std::lower_bound(narrow_.begin(), narrow_.end(), std::pair<wchar_t, char>(c, '\0'),
+                                        [](const auto& a, const auto& b) { return a.first < b.first; });
+    return found != narrow_.end() && found->first == c ? found->second : '?';
+  }
+
+  /// False for a charset in which some byte is only the beginning of a character.
+  bool FillTables() {
+    Converter converter("WCHAR_T", charset_.c_str());
+    for (std::size_t byte = 0; byte < wide_.size(); ++byte) {
+      const char narrow = static_cast<char>(byte);
+      const std::wstring wide = converter.Convert(std::string_view(&narrow, 1), kReplacement);
+      if (wide.size() != 1) return false;
+      wide_[byte] = wide.front();
+      if (wide.front() != kReplacement) narrow_.emplace_back(wide.front(), narrow);
+    }
+    std::sort(narrow_.begin(), narrow_.end());
+    const auto defined = [this](std::size_t byte) { return wide_[byte] != kReplacement; };
+    std::size_t undefined = 0;
+    for (std::size_t byte = 0; byte < wide_.size(); ++byte) undefined += defined(byte) ? 0 : 1;
+    // A single-byte charset leaves a few bytes undefined; a multi-byte one all its lead bytes.
+    constexpr std::size_t kMostUndefined = 48;
+    return undefined <= kMostUndefined;
+  }
+
+  std::string charset_;
+  bool singleByte_ = true;
+  std::array<wchar_t, 256> wide_{};
+  std::vector<std::pair<wchar_t, char>> narrow_;
+};
+
+const CodePage& TheCodePage() {
+  static const CodePage codePage;
+  return codePage;
+}
+
+}  // namespace
+
+void AssignWide(std::wstring& wide, std::string_view narrow) { TheCodePage().AssignWide(wide, narrow); }
+
+std::wstring ToWide(std::string_view narrow) {
+  std::wstring wide;
+  AssignWide(wide, narrow);
+  return wide;
+}
+
+std::string ToNarrow(std::wstring_view wide) { return TheCodePage().ToNarrow(wide); }
+
+bool LocaleEqual(std::wstring_view left, std::wstring_view right) { return left == right; }
+
+std::wstring_view LocaleKey(std::wstring_view text, std::wstring&) { return text; }
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,75 @@
+#include "platform/DebugOutput.h"
+
+#include <fcntl.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include <kellanseek/com.h>
+
+#include "platform/Mutex.h"
+#include "platform/posix/Descriptor.h"
+
+namespace kellanseek::platform {
+namespace {
+
+constexpr std::string_view kFilePrefix = "file:";
+
+/// The sink that KELLANSEEK_TRACE names.
+class TraceSink : public DebugOutput {
+ public:
+  TraceSink() {
+    const char* named = std::getenv("KELLANSEEK_TRACE");
+    const std::string_view sink = named != nullptr ? named : "";
+    if (sink == "stderr") {
+      descriptor_ = Descriptor(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3));
+    } else if (sink == "syslog") {
+      syslog_ = true;
+    } else if (sink.starts_with(kFilePrefix)) {
+      const std::string path(sink.substr(kFilePrefix.size()));
+      descriptor_ = Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0644));
+    }
+  }
+
+  bool Enabled() const override { return syslog_ || descriptor_; }
+
+  void Write(std::wstring_view text) override {
+    if (!Enabled()) return;
+    const std::string bytes = com::Utf8(text);
+    if (syslog_) return WriteToSyslog(bytes);
+    std::string_view rest = bytes;
+    while (!rest.empty()) {
+      const ssize_t written = write(descriptor_.get(), rest.data(), rest.size());
+      if (written <= 0) return;
+      rest.remove_prefix(static_cast<std::size_t>(written));
+    }
+  }
+
+ private:
+  /// A log entry is a line; the pieces are kept until one ends it for good.
+  void WriteToSyslog(const std::string& bytes) {
+    const MutexLock lock(mutex_);
+    if (bytes != "\n") {
+      for (const char c : bytes) entry_.push_back(c == '\n' ? ' ' : c);
+      return;
+    }
+    ::syslog(LOG_USER | LOG_WARNING, "%s", entry_.c_str());
+    entry_.clear();
+  }
+
+  Descriptor descriptor_;
+  bool syslog_ = false;
+  Mutex mutex_;
+  std::string entry_ GUARDED_BY(mutex_);
+};
+
+}  // namespace
+
+DebugOutput& ProcessDebugOutput() {
+  static TraceSink sink;
+  return sink;
+}
+
+}  // namespace kellanseek::platform

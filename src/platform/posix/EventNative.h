@@ -1,0 +1,24 @@
+#pragma once
+
+#include <atomic>
+
+#include "platform/Event.h"
+#include "platform/Mutex.h"
+#include "platform/posix/Descriptor.h"
+
+namespace kellanseek::platform {
+
+/// The flag answers tests without a system call; the descriptor is readable exactly while the flag is set.
+struct Event::Native {
+  explicit Native(Kind eventKind);
+
+  /// Takes the signal, if there is one.
+  bool TryTake();
+
+  const Kind kind;
+  Descriptor descriptor;
+  std::atomic<bool> signalled{false};
+  Mutex mutex;
+};
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,45 @@
+#include "platform/Ipv4.h"
+
+#include <arpa/inet.h>
+
+#include <array>
+#include <charconv>
+
+#include "platform/CodePage.h"
+
+namespace kellanseek::platform {
+
+Ipv4 ParseIpv4(std::string_view text) {
+  // inet_addr takes white space after the address as its end; here that makes it malformed.
+  constexpr std::size_t kLongest = 63;
+  if (text.empty() || text.size() > kLongest || text.find_first_of(std::string_view(" \t\n\v\f\r\0", 7)) != text.npos) {
+    return kNoAddress;
+  }
+  std::array<char, kLongest + 1> terminated{};
+  text.copy(terminated.data(), text.size());
+  return inet_addr(terminated.data());
+}
+
+Ipv4 ParseIpv4(std::wstring_view text) { return ParseIpv4(std::string_view(ToNarrow(text))); }
+
+std::string FormatIpv4(Ipv4 address) {
+  const std::uint32_t host = HostOrder(address);
+  std::array<char, 16> text;
+  char* end = text.data();
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    if (shift < 24) *end++ = '.';
+    end = std::to_chars(end, text.data() + text.size(), (host >> shift) & 0xFFU).ptr;
+  }
+  return {text.data(), end};
+}
+
+std::wstring FormatIpv4Wide(Ipv4 address) {
+  const std::string text = FormatIpv4(address);
+  return {text.begin(), text.end()};
+}
+
+std::uint32_t HostOrder(Ipv4 address) { return ntohl(address); }
+
+Ipv4 NetworkOrder(std::uint32_t address) { return htonl(address); }
+
+}  // namespace kellanseek::platform

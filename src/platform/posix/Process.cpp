@@ -1,0 +1,67 @@
+#include "platform/Process.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <limits>
+#include <sstream>
+#include <string>
+
+namespace kellanseek::platform {
+namespace {
+
+/// What /proc says of a process.
+struct ProcessState {
+  bool readable = false;
+  bool ended = false;
+  std::uint64_t start = 0;  ///< Clock ticks after the start of the system.
+};
+
+ProcessState ReadState(std::uint32_t processId) {
+  std::ifstream file("/proc/" + std::to_string(processId) + "/stat");
+  std::string line;
+  if (!std::getline(file, line)) return {};
+  // The program's name stands in parentheses and may itself hold some, and spaces.
+  const std::size_t nameEnd = line.rfind(')');
+  if (nameEnd == std::string::npos) return {};
+  std::istringstream rest(line.substr(nameEnd + 1));
+  char state = '?';
+  rest >> state;
+  constexpr int kFieldsBetweenStateAndStart = 18;
+  std::string skipped;
+  for (int i = 0; i < kFieldsBetweenStateAndStart; ++i) rest >> skipped;
+  ProcessState result;
+  result.ended = state == 'Z' || state == 'X' || state == 'x';
+  result.readable = static_cast<bool>(rest >> result.start);
+  return result;
+}
+
+class Processes : public ProcessTable {
+ public:
+  std::uint64_t StartStamp(std::uint32_t processId) override {
+    const ProcessState state = ReadState(processId);
+    return state.readable && !state.ended ? state.start : 0;
+  }
+
+  bool IsRunning(std::uint32_t processId, std::uint64_t startStamp) override {
+    if (processId == 0 || processId > static_cast<std::uint32_t>(std::numeric_limits<pid_t>::max())) return false;
+    if (kill(static_cast<pid_t>(processId), 0) != 0 && errno == ESRCH) return false;
+    const ProcessState state = ReadState(processId);
+    // Another user's process may be hidden; that it takes signals is then all there is to know.
+    if (!state.readable) return true;
+    return !state.ended && (startStamp == 0 || state.start == startStamp);
+  }
+};
+
+}  // namespace
+
+ProcessTable& SystemProcessTable() {
+  static Processes processes;
+  return processes;
+}
+
+std::uint32_t CurrentProcessId() { return static_cast<std::uint32_t>(getpid()); }
+
+}  // namespace kellanseek::platform

@@ -1,0 +1,48 @@
+#include "platform/Thread.h"
+
+#include <pthread.h>
+
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include <kellanseek/com.h>
+
+namespace kellanseek::platform {
+namespace {
+
+void Run(const std::string& name, const std::function<void()>& body) {
+  constexpr std::size_t kMaxName = 15;
+  pthread_setname_np(pthread_self(), name.substr(0, kMaxName).c_str());
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  try {
+    body();
+  } catch (...) {
+    // The process is our client's: a body that fails ends its thread, not the process.
+  }
+  CoUninitialize();
+}
+
+}  // namespace
+
+Thread::~Thread() { Join(); }
+
+bool Thread::Start(const char* name, std::function<void()> body) {
+  Join();
+  try {
+    thread_ = std::thread([text = std::string(name), work = std::move(body)] { Run(text, work); });
+  } catch (const std::system_error&) {
+    return false;
+  }
+  return true;
+}
+
+void Thread::Join() {
+  if (thread_.joinable()) thread_.join();
+}
+
+void Thread::Detach() {
+  if (thread_.joinable()) thread_.detach();
+}
+
+}  // namespace kellanseek::platform
