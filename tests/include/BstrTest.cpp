@@ -21,29 +21,29 @@ std::uint32_t LengthBefore(BSTR text) {
 TEST(BstrTest, HoldsItsByteLengthBeforeAndAZeroAfterTheText) {
   struct Case {
     const char* what;
-    BSTR text;
+    KelBstr owner;
     UINT bytes;
   };
   const UINT width = sizeof(OLECHAR);
   const Case cases[] = {
-      {"text", SysAllocString(L"Line 4"), 6 * width},
-      {"empty text", SysAllocString(L""), 0},
-      {"part of a text", SysAllocStringLen(L"Line 4", 4), 4 * width},
-      {"embedded zero", SysAllocStringLen(L"a\0b", 3), 3 * width},
-      {"no text but a length", SysAllocStringLen(nullptr, 7), 7 * width},
-      {"bytes that are no whole characters", SysAllocStringByteLen("abcdefg", 7), 7},
-      {"no bytes", SysAllocStringByteLen(nullptr, 0), 0},
+      {"text", KelBstr::Attach(SysAllocString(L"Line 4")), 6 * width},
+      {"empty text", KelBstr::Attach(SysAllocString(L"")), 0},
+      {"part of a text", KelBstr::Attach(SysAllocStringLen(L"Line 4", 4)), 4 * width},
+      {"embedded zero", KelBstr::Attach(SysAllocStringLen(L"a\0b", 3)), 3 * width},
+      {"no text but a length", KelBstr::Attach(SysAllocStringLen(nullptr, 7)), 7 * width},
+      {"bytes that are no whole characters", KelBstr::Attach(SysAllocStringByteLen("abcdefg", 7)), 7},
+      {"no bytes", KelBstr::Attach(SysAllocStringByteLen(nullptr, 0)), 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    ASSERT_NE(c.text, nullptr);
-    EXPECT_EQ(LengthBefore(c.text), c.bytes);
-    EXPECT_EQ(SysStringByteLen(c.text), c.bytes);
-    EXPECT_EQ(SysStringLen(c.text), c.bytes / width);
+    BSTR const text = c.owner.Get();
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(LengthBefore(text), c.bytes);
+    EXPECT_EQ(SysStringByteLen(text), c.bytes);
+    EXPECT_EQ(SysStringLen(text), c.bytes / width);
     OLECHAR end = L'x';
-    std::memcpy(&end, reinterpret_cast<const char*>(c.text) + c.bytes, sizeof(end));
-    EXPECT_EQ(end & 0xFF, 0);
-    SysFreeString(c.text);
+    std::memcpy(&end, reinterpret_cast<const char*>(text) + c.bytes, sizeof(end));
+    EXPECT_EQ(end, L'\0');
   }
 }
 
@@ -77,11 +77,11 @@ TEST(KelBstrTest, CopiesAreApartAndMovesHandOver) {
   BSTR const held = first.Get();
   KelBstr moved(std::move(first));
   EXPECT_EQ(moved.Get(), held);
-  EXPECT_FALSE(first);
+  EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): moved-from is empty
 
   copy = std::move(moved);
   EXPECT_EQ(copy.Get(), held);
-  EXPECT_FALSE(moved);
+  EXPECT_FALSE(moved);  // NOLINT(bugprone-use-after-move)
 
   KelBstr& itself = copy;
   copy = itself;

@@ -37,7 +37,7 @@ TEST(KelComPtrTest, OneReferencePerOwner) {
     EXPECT_EQ(object.references, 2U);
     KelComPtr<IKelBase> third = std::move(second);
     EXPECT_EQ(object.references, 2U);
-    EXPECT_FALSE(second);
+    EXPECT_FALSE(second);  // NOLINT(bugprone-use-after-move): moved-from is empty
     third = first;
     EXPECT_EQ(object.references, 2U);
     third = std::move(first);
@@ -61,7 +61,7 @@ TEST(KelComPtrTest, ConvertsToTheBaseInterface) {
   EXPECT_EQ(object.references, 2U);
   KelComPtr<IUnknown> moved = std::move(derived);
   EXPECT_EQ(object.references, 2U);
-  EXPECT_FALSE(derived);
+  EXPECT_FALSE(derived);  // NOLINT(bugprone-use-after-move)
   EXPECT_TRUE(copied == moved);
 }
 

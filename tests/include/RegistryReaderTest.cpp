@@ -47,7 +47,7 @@ TEST(RegistryReaderTest, FindsTheValueThatIsMeant) {
       {"before any section", "n=1\n[A]\n", "A", "n", std::nullopt},
       {"name alone", "[A]\nn\n", "A", "n", std::nullopt},
       {"value without a name", "[A]\n=1\n", "A", "", std::nullopt},
-      {"section without end", "[A\nn=1\n", "A", "n", std::nullopt},
+      {"section without end", "[Ax\nn=1\n", "A", "n", std::nullopt},
       {"section without end ends the one before", "[A]\n[\nn=1\n", "A", "n", std::nullopt},
       {"brackets in a key", "[A[1]]\nn=1\n", "A[1]", "n", "1"},
       {"empty section name", "[]\nn=1\n", "", "n", "1"},

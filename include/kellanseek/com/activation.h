@@ -85,7 +85,7 @@ inline std::string GuidText(REFGUID guid) {
 inline std::string Utf8(std::wstring_view text) {
   std::string bytes;
   for (const wchar_t character : text) {
-    const auto code = static_cast<std::uint32_t>(character);
+    const auto code = static_cast<char32_t>(character);
     const auto tail = [&](int shift) { bytes += static_cast<char>(0x80 | (code >> shift & 0x3F)); };
     if (code < 0x80) {
       bytes += static_cast<char>(code);

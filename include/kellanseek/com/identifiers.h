@@ -28,8 +28,12 @@ consteval GUID KelGuid(const char (&text)[37]) {
   guid.Data1 = HexNumber(text, 8);
   guid.Data2 = static_cast<std::uint16_t>(HexNumber(text + 9, 4));
   guid.Data3 = static_cast<std::uint16_t>(HexNumber(text + 14, 4));
-  for (int i = 0; i < 8; ++i)
-    guid.Data4[i] = static_cast<std::uint8_t>(HexNumber(text + 19 + 2 * i + (i > 1), 2));
+  const char* digits = text + 19;
+  for (std::uint8_t& byte : guid.Data4) {
+    if (*digits == '-') ++digits;
+    byte = static_cast<std::uint8_t>(HexNumber(digits, 2));
+    digits += 2;
+  }
   return guid;
 }
 
@@ -55,6 +59,7 @@ inline constexpr const IID* KelInterfaceId<IClassFactory> = &kellanseek::com::kI
 
 /// Declares the interface `type`, its identifier as the constant IID_<type>, and ties the two together for
 /// KelInterfaceId, and for __uuidof where the compiler has that.
+// NOLINTBEGIN(bugprone-macro-parentheses): what is declared cannot stand in parentheses.
 #define KEL_DECLARE_INTERFACE(type, text)                         \
   struct KEL_UUID(text) type;                                     \
   inline constexpr IID IID_##type = KelGuid(text);                \
@@ -62,3 +67,4 @@ inline constexpr const IID* KelInterfaceId<IClassFactory> = &kellanseek::com::kI
   inline constexpr const IID* KelInterfaceId<type> = &IID_##type; \
   KEL_UUIDOF(type)                                                \
   static_assert(sizeof(IID_##type) == 16)
+// NOLINTEND(bugprone-macro-parentheses)
