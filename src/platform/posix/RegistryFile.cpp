@@ -174,7 +174,8 @@ HRESULT RegistryFile::RemoveTree(const std::wstring& key) {
     return Fail(E_INVALIDARG, L"This is not the name of a key that can be removed.");
   }
   struct stat present = {};
-  if (::stat(path_.c_str(), &present) != 0 && (errno == ENOENT || errno == ENOTDIR)) return S_FALSE;
+  const bool missing = ::stat(path_.c_str(), &present) != 0 && (errno == ENOENT || errno == ENOTDIR);
+  if (missing && seed_.empty()) return S_FALSE;
   return Change([&](const std::string& store) { return WithoutRegistryTree(store, *keyBytes); });
 }
 

@@ -41,9 +41,7 @@ class SystemRegistry final : public RegistryStore {
   HRESULT Write(const std::wstring& key, const std::wstring& name, const std::wstring& value) override {
     return StoreForChange().Write(key, name, value);
   }
-  HRESULT RemoveTree(const std::wstring& key) override {
-    return RegistryFile(com::RegistryStorePath()).RemoveTree(key);
-  }
+  HRESULT RemoveTree(const std::wstring& key) override { return StoreForChange().RemoveTree(key); }
   std::wstring LastErrorText() override { return RegistryFile({}).LastErrorText(); }
 };
 

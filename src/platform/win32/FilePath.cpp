@@ -10,7 +10,8 @@ PathKind KindOfPath(const std::wstring& path) {
   const DWORD attributes = GetFileAttributesW(path.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     const DWORD error = GetLastError();
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? PathKind::Nothing : PathKind::Other;
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? PathKind::Nothing
+                                                                          : PathKind::Other;
   }
   return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? PathKind::Directory : PathKind::Other;
 }
@@ -27,7 +28,8 @@ HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::w
       why = SystemMessage(error);
       return HRESULT_FROM_WIN32(error);
     }
-    if (WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr) == FALSE) {
+    if (WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr) ==
+        FALSE) {
       error = GetLastError();
     } else if (written != content.size()) {
       error = ERROR_DISK_FULL;

@@ -1,0 +1,254 @@
+#include "platform/posix/RegistryFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/platform/OrdinaryUser.h"
+#include "tests/support/ScratchDirectory.h"
+
+namespace kellanseek::test {
+namespace {
+
+using platform::RegistryFile;
+using namespace std::string_literals;
+
+constexpr std::size_t kRoom = 1000;
+const std::wstring kKey = L"HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI";
+
+class RegistryFileTest : public ::testing::Test {
+ protected:
+  std::wstring Value(const std::wstring& key, const std::wstring& name) {
+    std::wstring value = L"(untouched)";
+    const HRESULT result = store.Read(key, name, kRoom, value);
+    return result == S_OK ? value : result == S_FALSE ? L"(none)" : L"(failed)";
+  }
+
+  ScratchDirectory scratch;
+  RegistryFile store{scratch.File("registry")};
+};
+
+TEST_F(RegistryFileTest, KeepsEveryLineThatAChangeDoesNotConcern) {
+  struct Case {
+    const char* what;
+    std::string before;
+    std::string after;  ///< Once n=new was written to the key A\B.
+  };
+  const Case cases[] = {
+      {"empty store", "", "[A\\B]\nn=new\n"},
+      {"new key", "# mine\n[C]\nx=1\n", "# mine\n[C]\nx=1\n\n[A\\B]\nn=new\n"},
+      {"new value", "[A\\B]\nx=1\n\n[C]\nx=1\n", "[A\\B]\nx=1\nn=new\n\n[C]\nx=1\n"},
+      {"changed value", "[a\\b]\n; why\n N = old\nx=1\n", "[a\\b]\n; why\n N =new\nx=1\n"},
+      {"the value that counts", "[A\\B]\nn=1\n[C]\nn=2\n[A\\B]\nn=3\n",
+       "[A\\B]\nn=1\n[C]\nn=2\n[A\\B]\nn=new\n"},
+      {"last line without an end", "[A\\B]\nx=1", "[A\\B]\nx=1\nn=new\n"},
+      {"changed last line without an end", "[A\\B]\nn=1", "[A\\B]\nn=new"},
+      {"line ends of Windows", "[A\\B]\r\nn=1\r\nx=1\r\n", "[A\\B]\r\nn=new\r\nx=1\r\n"},
+      {"byte order mark", "\xEF\xBB\xBF[A\\B]\nn=1\n", "\xEF\xBB\xBF[A\\B]\nn=new\n"},
+      {"bytes that are no text", "\xFF\xFE=\x01\n[A\\B]\nn=1\n", "\xFF\xFE=\x01\n[A\\B]\nn=new\n"},
+      {"broken section", "[A\\B\nn=1\n", "[A\\B\nn=1\n\n[A\\B]\nn=new\n"},
+      {"values in comments", "[A\\B]\n#n=1\n;n=2\n", "[A\\B]\n#n=1\n;n=2\nn=new\n"},
+  };
+  for (const Case& c : cases) {
+    scratch.Write("registry", c.before);
+    EXPECT_EQ(store.Write(L"A\\B", L"n", L"new"), S_OK) << c.what;
+    EXPECT_EQ(scratch.Read("registry"), c.after) << c.what;
+    EXPECT_EQ(Value(L"A\\B", L"n"), L"new") << c.what;
+  }
+}
+
+TEST_F(RegistryFileTest, RemovesAKeyWithItsSubkeysOnly) {
+  scratch.Write(
+      "registry",
+      "# head\n[A\\B]\nx=1\n# a comment stays\nnonsense stays\n\n[a\\b\\C]\n@=2\n[A\\BB]\nx=3\n[A]\nx=4\n"
+      "[A\\B\\D\\E]\nx=5\n");
+  EXPECT_EQ(store.RemoveTree(L"A\\B"), S_OK);
+  EXPECT_EQ(scratch.Read("registry"), "# head\n# a comment stays\nnonsense stays\n[A\\BB]\nx=3\n[A]\nx=4\n");
+  EXPECT_EQ(store.RemoveTree(L"A\\B"), S_FALSE);
+  EXPECT_EQ(store.RemoveTree(L"A"), E_INVALIDARG) << "a whole root is never meant";
+}
+
+TEST_F(RegistryFileTest, RegisteringAgainAndAgainDoesNotGrowTheFile) {
+  const auto cycle = [&] {
+    EXPECT_EQ(store.Write(L"R\\P\\CLSID", L"", L"{1}"), S_OK);
+    EXPECT_EQ(store.Write(L"R\\CLSID\\{1}", L"", L"Class"), S_OK);
+    const std::string registered = scratch.Read("registry");
+    EXPECT_EQ(store.RemoveTree(L"R\\P"), S_OK);
+    EXPECT_EQ(store.RemoveTree(L"R\\CLSID\\{1}"), S_OK);
+    return registered;
+  };
+  scratch.Write("registry", "[Mine]\nx=1\n");
+  const std::string first = cycle();
+  EXPECT_EQ(cycle(), first);
+  EXPECT_EQ(cycle(), first);
+}
+
+TEST_F(RegistryFileTest, GivesBackExactlyWhatWasWritten) {
+  const std::wstring values[] = {L"",
+                                 L" ends in blanks \t",
+                                 L"a=b",
+                                 L"# no comment",
+                                 L"[no section]",
+                                 L"\u00E4\u20AC\U0001F600",
+                                 L"tab\there",
+                                 L"\xDC80 from a byte",
+                                 L"\x1F\x7F"};
+  for (const std::wstring& value : values) {
+    EXPECT_EQ(store.Write(kKey, L"n", value), S_OK);
+    EXPECT_EQ(Value(kKey, L"n"), value);
+  }
+  EXPECT_EQ(store.Write(L"HKEY\\a]b[ c", L"N\u00E4me with blanks", L"x"), S_OK);
+  EXPECT_EQ(Value(L"hkey\\A]B[ C", L"n\u00E4ME WITH BLANKS"), L"x");
+}
+
+TEST_F(RegistryFileTest, RefusesWhatItCouldNotGiveBack) {
+  scratch.Write("registry", "[A\\B]\nn=1\n");
+  struct Case {
+    std::wstring key, name, value;
+  };
+  const Case cases[] = {
+      {L"A\\B", L"n", L"two\nlines"},
+      {L"A\\B", L"n", L"return\r"},
+      {L"A\\B", L"n", L"zero\0byte"s},
+      {L"A\\B", L"n=", L"x"},
+      {L"A\\B", L" n", L"x"},
+      {L"A\\B", L"#n", L"x"},
+      {L"A\\B", L"[n", L"x"},
+      {L"A\\B", L"@", L"x"},
+      {L"", L"n", L"x"},
+      {L"A\nB", L"n", L"x"},
+      {L"A\\", L"n", L"x"},
+      {L"A\\B", L"n", L"half a pair \xD800"},
+      {L"A\\B", L";", L"x"},
+      {L"A\\B", L"n", L"\xDCC3\xDCA4"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(store.Write(c.key, c.name, c.value), E_INVALIDARG);
+    EXPECT_NE(store.LastErrorText().find(L"cannot hold"), std::wstring::npos);
+  }
+  EXPECT_EQ(scratch.Read("registry"), "[A\\B]\nn=1\n");
+}
+
+TEST_F(RegistryFileTest, BoundsTheValueThatIsRead) {
+  EXPECT_EQ(store.Write(kKey, L"n", L"12345"), S_OK);
+  std::wstring value = L"before";
+  EXPECT_TRUE(FAILED(store.Read(kKey, L"n", 4, value)));
+  EXPECT_EQ(value, L"before");
+  EXPECT_EQ(store.Read(kKey, L"n", 5, value), S_OK);
+}
+
+TEST_F(RegistryFileTest, AMissingStoreIsEmptyAndIsMadeOnWriting) {
+  RegistryFile deep(scratch.File("one/two/registry"));
+  std::wstring value;
+  EXPECT_EQ(deep.Read(kKey, L"n", kRoom, value), S_FALSE);
+  EXPECT_EQ(deep.RemoveTree(kKey), S_FALSE);
+  EXPECT_FALSE(std::filesystem::exists(scratch.File("one"))) << "neither reading nor removing makes anything";
+  EXPECT_EQ(deep.Write(kKey, L"n", L"x"), S_OK);
+  EXPECT_EQ(deep.Read(kKey, L"n", kRoom, value), S_OK);
+}
+
+TEST_F(RegistryFileTest, SaysWhyAStoreCannotBeChangedAndLeavesItAlone) {
+  const std::string content = "[A\\B]\nn=1\n";
+  const auto refused = [&](const wchar_t* reason, HRESULT expected) {
+    EXPECT_EQ(store.Write(L"A\\B", L"n", L"2"), expected);
+    EXPECT_NE(store.LastErrorText().find(reason), std::wstring::npos) << reason;
+    EXPECT_EQ(store.RemoveTree(L"A\\B"), expected);
+  };
+  scratch.Write("registry", content);
+  ASSERT_EQ(::chmod(scratch.File("registry").c_str(), 0444), 0);
+  refused(L"read-only", E_ACCESSDENIED);
+  EXPECT_EQ(scratch.Read("registry"), content);
+  ASSERT_EQ(::chmod(scratch.File("registry").c_str(), 0644), 0);
+
+  const std::string damaged = content + "x=\0\0\0\n"s;
+  scratch.Write("registry", damaged);
+  refused(L"damaged: there is a zero byte in line 3", E_FAIL);
+  EXPECT_EQ(scratch.Read("registry"), damaged);
+
+  std::filesystem::remove(scratch.File("registry"));
+  std::filesystem::create_directory(scratch.File("registry"));
+  refused(L"irectory", E_FAIL);
+  EXPECT_EQ(Value(L"A\\B", L"n"), L"(failed)");
+}
+
+TEST_F(RegistryFileTest, SaysThatPermissionIsMissing) {
+  scratch.Write("registry", "[A\\B]\nn=1\n");
+  ASSERT_EQ(::chmod(scratch.Path().c_str(), 0555), 0);
+  {
+    const OrdinaryUser user;
+    EXPECT_EQ(store.Write(L"A\\B", L"n", L"2"), E_ACCESSDENIED);
+    EXPECT_NE(store.LastErrorText().find(L"ermission"), std::wstring::npos);
+    EXPECT_EQ(Value(L"A\\B", L"n"), L"1");
+  }
+  ASSERT_EQ(::chmod(scratch.Path().c_str(), 0755), 0);
+}
+
+TEST_F(RegistryFileTest, KeepsLinksAndPermissions) {
+  scratch.Write("real", "[A\\B]\nn=1\n");
+  ASSERT_EQ(::chmod(scratch.File("real").c_str(), 0640), 0);
+  std::filesystem::create_symlink("real", scratch.File("registry"));
+  EXPECT_EQ(store.Write(L"A\\B", L"n", L"2"), S_OK);
+  EXPECT_TRUE(std::filesystem::is_symlink(scratch.File("registry")));
+  EXPECT_EQ(scratch.Read("real"), "[A\\B]\nn=2\n");
+  struct stat status = {};
+  ASSERT_EQ(::stat(scratch.File("real").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
+TEST_F(RegistryFileTest, LeavesNoTemporaryFilesBehind) {
+  EXPECT_EQ(store.Write(kKey, L"n", L"1"), S_OK);
+  EXPECT_EQ(store.RemoveTree(kKey), S_OK);
+  for (const auto& entry : std::filesystem::directory_iterator(scratch.Path())) {
+    const std::string name = entry.path().filename().string();
+    EXPECT_TRUE(name == "registry" || name == "registry.lock") << name;
+  }
+}
+
+TEST_F(RegistryFileTest, BeginsAsACopyOfItsSeed) {
+  scratch.Write("machine", "[A\\B]\nn=1\n");
+  RegistryFile own(scratch.File("own"), scratch.File("machine"));
+  EXPECT_EQ(own.Write(L"A\\C", L"x", L"2"), S_OK);
+  EXPECT_EQ(scratch.Read("own"), "[A\\B]\nn=1\n\n[A\\C]\nx=2\n");
+  RegistryFile without(scratch.File("without"), scratch.File("machine"));
+  EXPECT_EQ(without.RemoveTree(L"A\\C"), S_FALSE);
+  EXPECT_FALSE(std::filesystem::exists(scratch.File("without")));
+  EXPECT_EQ(without.RemoveTree(L"A\\B"), S_OK);
+  EXPECT_EQ(scratch.Read("without"), "");
+  EXPECT_EQ(scratch.Read("machine"), "[A\\B]\nn=1\n");
+}
+
+TEST_F(RegistryFileTest, WritersAtTheSameTimeLoseNothing) {
+  constexpr int kWrites = 15;
+  const auto write = [&](int writer) {
+    for (int i = 0; i < kWrites; ++i) {
+      const std::wstring name = L"w" + std::to_wstring(writer) + L"-" + std::to_wstring(i);
+      if (store.Write(kKey, name, name) != S_OK) return false;
+    }
+    return true;
+  };
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(write(0) && write(1) ? 0 : 1);
+  std::vector<std::thread> threads;
+  for (int writer = 2; writer < 5; ++writer) {
+    threads.emplace_back([&, writer] { EXPECT_TRUE(write(writer)); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  for (int writer = 0; writer < 5; ++writer) {
+    for (int i = 0; i < kWrites; ++i) {
+      const std::wstring name = L"w" + std::to_wstring(writer) + L"-" + std::to_wstring(i);
+      EXPECT_EQ(Value(kKey, name), name);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kellanseek::test
