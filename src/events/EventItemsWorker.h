@@ -9,7 +9,8 @@
 
 namespace kellanseek::events {
 
-/// The thread that hands queued events to the sinks, one at a time.
+/// The thread that hands queued events to the sinks, one at a time. Start() and Stop() are not for use by several
+/// threads at once.
 class CEventItemsWorker {
  public:
   /// `database` outlives the worker, `debugOutput` also its thread.

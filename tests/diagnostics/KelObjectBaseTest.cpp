@@ -1,0 +1,92 @@
+#include "diagnostics/KelObjectBase.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+namespace kellanseek::diagnostics {
+namespace {
+
+class Holder final : public CKelObjectBase {};
+
+std::wstring TextOf(CKelObjectBase& holder) {
+  KelBstr text;
+  EXPECT_EQ(holder.GetErrorText(text.Put()), S_OK);
+  return text.Text();
+}
+
+TEST(KelObjectBaseTest, HasNoTextBeforeTheFirstFailure) {
+  Holder holder;
+  BSTR text = SysAllocString(L"left over");
+  const KelBstr owner = KelBstr::Attach(text);
+  EXPECT_EQ(holder.GetErrorText(&text), S_OK);
+  EXPECT_EQ(text, nullptr);
+}
+
+TEST(KelObjectBaseTest, ReportsMessageUnitAndTheLineOfTheCall) {
+  Holder holder;
+  const int line = __LINE__ + 1;
+  const HRESULT result = ReportError(holder, E_INVALIDARG, L"SomeUnit", L"%s is %d", L"answer", -42);
+  EXPECT_EQ(result, E_INVALIDARG);
+  EXPECT_EQ(TextOf(holder), L"answer is -42:SomeUnit[" + std::to_wstring(line) + L"]; ");
+}
+
+TEST(KelObjectBaseTest, EmptyMessageLeavesOnlyThePlace) {
+  Holder holder;
+  ReportError(holder, E_POINTER, L"SomeUnit", L"");
+  EXPECT_EQ(TextOf(holder).substr(0, 10), L":SomeUnit[");
+}
+
+TEST(KelObjectBaseTest, PlacesFollowInnermostFirstUntilTheNextFailure) {
+  Holder holder;
+  ReportError(holder, E_FAIL, L"Inner", {L"Broken", 1});
+  EXPECT_EQ(PassError(holder, E_FAIL, L"Middle", 22), E_FAIL);
+  EXPECT_EQ(PassError(holder, E_FAIL, L"Outer", 333), E_FAIL);
+  EXPECT_EQ(TextOf(holder), L"Broken:Inner[1]; Middle[22]; Outer[333]; ");
+  ReportError(holder, E_FAIL, L"Inner", {L"Again", 4});
+  EXPECT_EQ(TextOf(holder), L"Again:Inner[4]; ");
+}
+
+TEST(KelObjectBaseTest, MessagesAreCutToTheBuffer) {
+  Holder holder;
+  ReportError(holder, E_FAIL, L"U", {L"%s", 7}, std::wstring(5000, L'x'));
+  EXPECT_EQ(TextOf(holder), std::wstring(kErrorBuffer - 1, L'x') + L":U[7]; ");
+}
+
+TEST(KelObjectBaseTest, TakesAnInnerObjectsTextAndLeavesItThere) {
+  Holder inner;
+  Holder outer;
+  ReportError(outer, E_FAIL, L"Outer", L"older");
+  ReportError(inner, E_FAIL, L"Inner", {L"Broken", 1});
+  outer.TakeErrorFrom(inner, L"Outer", 2);
+  EXPECT_EQ(TextOf(outer), L"Broken:Inner[1]; Outer[2]; ");
+  EXPECT_EQ(TextOf(inner), L"Broken:Inner[1]; ");
+}
+
+TEST(KelObjectBaseTest, SetErrorTextReplacesAndNullClears) {
+  Holder holder;
+  EXPECT_EQ(holder.SetErrorText(L"given"), S_OK);
+  EXPECT_EQ(TextOf(holder), L"given");
+  EXPECT_EQ(holder.SetErrorText(nullptr), S_OK);
+  KelBstr text;
+  EXPECT_EQ(holder.GetErrorText(text.Put()), S_OK);
+  EXPECT_FALSE(text);
+}
+
+TEST(KelObjectBaseTest, ReadersSeeWholeTexts) {
+  Holder holder;
+  holder.SetErrorText(L"");
+  std::thread writer([&] {
+    for (int i = 0; i < 2000; ++i) ReportError(holder, E_FAIL, L"U", {L"%s", 1}, std::wstring(40, L"ab"[i % 2]));
+  });
+  for (int i = 0; i < 2000; ++i) {
+    const std::wstring text = TextOf(holder);
+    if (text.empty()) continue;
+    ASSERT_EQ(text, std::wstring(40, text[0]) + L":U[1]; ");
+  }
+  writer.join();
+}
+
+}  // namespace
+}  // namespace kellanseek::diagnostics

@@ -1,0 +1,235 @@
+#include "events/EventItemsDB.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "tests/support/FakeSink.h"
+
+namespace kellanseek::events {
+namespace {
+
+using test::FakeSink;
+
+/// lanSeekID, availability, reason, cookie.
+using Taken = std::tuple<std::uint32_t, KelCtrlAvailability, LanSeekEventReason, std::uint32_t>;
+
+class EventItemsDBTest : public testing::Test {
+ protected:
+  std::uint32_t Add(std::uint32_t type = 0) {
+    ULONG cookie = 0;
+    EXPECT_EQ(database.AddSubscriber(type, FakeSink::Make().Get(), 0, &cookie), S_OK);
+    return cookie;
+  }
+
+  std::vector<Taken> TakeAll() {
+    std::vector<Taken> taken;
+    QueuedEvent event;
+    while (database.GetNextEvent(event)) {
+      taken.emplace_back(event.lanSeekID, event.availability, event.reason, event.subscriber->cookie);
+    }
+    return taken;
+  }
+
+  CEventItemsDB database;
+};
+
+TEST_F(EventItemsDBTest, CookiesCountUpFromTen) {
+  EXPECT_EQ(Add(), 10U);
+  EXPECT_EQ(Add(), 11U);
+  EXPECT_EQ(database.RemoveSubscriber(11), S_OK);
+  EXPECT_EQ(Add(), 12U);
+}
+
+TEST_F(EventItemsDBTest, RemovingAnUnknownSubscriberLeavesAText) {
+  Add();
+  EXPECT_EQ(database.RemoveSubscriber(10), S_OK);
+  KelBstr text;
+  database.GetErrorText(text.Put());
+  EXPECT_FALSE(text);
+  EXPECT_EQ(database.RemoveSubscriber(10), E_FAIL);
+  database.GetErrorText(text.Put());
+  EXPECT_EQ(text.Text().rfind(L"Subscriber not found:EventItemsDB[", 0), 0U);
+}
+
+TEST_F(EventItemsDBTest, PendingEventsAreMerged) {
+  using Change = std::pair<KelCtrlAvailability, LanSeekEventReason>;
+  const Change added{CtrlAvailable, CtrlNew};
+  const Change updated{CtrlAvailable, CtrlUpdated};
+  const Change reconnected{CtrlAvailable, CtrlReconnected};
+  const Change removed{CtrlRemoved, CtrlLostConnection};
+  const Change unavailable{CtrlUnavailable, CtrlLostLAN};
+  const Change gaveWay{CtrlRemoved, CtrlUpdated};
+  struct Case {
+    std::vector<Change> changes;
+    Change delivered;
+  };
+  for (const Case& test : std::vector<Case>{{{added, updated}, added},
+                                            {{added, updated, updated}, added},
+                                            {{reconnected, updated}, reconnected},
+                                            {{updated, updated}, updated},
+                                            {{updated, added}, added},
+                                            {{added, reconnected}, reconnected},
+                                            {{added, removed}, removed},
+                                            {{added, gaveWay}, gaveWay},
+                                            {{removed, updated}, updated},
+                                            {{unavailable, reconnected}, reconnected},
+                                            {{reconnected, unavailable, updated}, updated}}) {
+    CEventItemsDB merging;
+    ULONG cookie = 0;
+    merging.AddSubscriber(0, FakeSink::Make().Get(), 0, &cookie);
+    for (const auto& [availability, reason] : test.changes) {
+      EXPECT_TRUE(merging.QueueEvent(11, availability, reason));
+    }
+    QueuedEvent event;
+    ASSERT_TRUE(merging.GetNextEvent(event));
+    EXPECT_EQ(Change(event.availability, event.reason), test.delivered);
+    EXPECT_FALSE(merging.GetNextEvent(event));
+  }
+}
+
+TEST_F(EventItemsDBTest, MergedEventsKeepTheirPlace) {
+  Add();
+  for (std::uint32_t id : {11U, 12U, 13U}) database.QueueEvent(id, CtrlAvailable, CtrlNew);
+  database.QueueEvent(11, CtrlRemoved, CtrlLostRestart);
+  EXPECT_EQ(TakeAll(), (std::vector<Taken>{{11, CtrlRemoved, CtrlLostRestart, 10},
+                                           {12, CtrlAvailable, CtrlNew, 10},
+                                           {13, CtrlAvailable, CtrlNew, 10}}));
+}
+
+TEST_F(EventItemsDBTest, EverySubscriberGetsItsOwnFromWhenItCame) {
+  database.QueueEvent(11, CtrlAvailable, CtrlNew);
+  Add();
+  database.QueueEvent(12, CtrlAvailable, CtrlNew);
+  Add(99);
+  database.QueueEvent(12, CtrlAvailable, CtrlUpdated);
+  EXPECT_EQ(TakeAll(),
+            (std::vector<Taken>{{12, CtrlAvailable, CtrlNew, 10}, {12, CtrlAvailable, CtrlUpdated, 11}}));
+}
+
+TEST_F(EventItemsDBTest, NoSubscriberIsNoFailure) { EXPECT_TRUE(database.QueueEvent(11, CtrlAvailable, CtrlNew)); }
+
+TEST_F(EventItemsDBTest, QueuedEventsOfARemovedSubscriberKeepItsSink) {
+  bool destroyed = false;
+  ULONG cookie = 0;
+  {
+    const auto sink = FakeSink::Make();
+    sink->OnDestroyed([&] { destroyed = true; });
+    database.AddSubscriber(0, sink.Get(), 0, &cookie);
+  }
+  database.QueueEvent(11, CtrlAvailable, CtrlNew);
+  database.QueueEvent(12, CtrlAvailable, CtrlNew);
+  database.RemoveSubscriber(cookie);
+  database.QueueEvent(13, CtrlAvailable, CtrlNew);
+  QueuedEvent event;
+  EXPECT_TRUE(database.GetNextEvent(event));
+  EXPECT_TRUE(database.GetNextEvent(event));
+  EXPECT_EQ(event.lanSeekID, 12U);
+  EXPECT_FALSE(destroyed);
+  EXPECT_FALSE(database.GetNextEvent(event));
+  event.subscriber.reset();
+  EXPECT_TRUE(destroyed);
+}
+
+TEST_F(EventItemsDBTest, ASinkMayCallBackWhileItIsReleased) {
+  const auto addDyingSink = [&](ULONG& cookie) {
+    const auto sink = FakeSink::Make();
+    sink->OnDestroyed([&] {
+      database.QueueEvent(20, CtrlAvailable, CtrlUpdated);
+      QueuedEvent event;
+      database.GetNextEvent(event);
+      Add();
+    });
+    database.AddSubscriber(0, sink.Get(), 0, &cookie);
+  };
+  ULONG byRemoval = 0;
+  addDyingSink(byRemoval);
+  EXPECT_EQ(database.RemoveSubscriber(byRemoval), S_OK);
+
+  ULONG byEvent = 0;
+  addDyingSink(byEvent);
+  database.QueueEvent(11, CtrlAvailable, CtrlNew);
+  database.RemoveSubscriber(byEvent);
+  EXPECT_FALSE(TakeAll().empty());
+}
+
+TEST_F(EventItemsDBTest, SignalsOncePerIdleTime) {
+  EXPECT_FALSE(database.QueueSignal().TryWait());
+  database.QueueEvent(11, CtrlAvailable, CtrlNew);
+  EXPECT_FALSE(database.QueueSignal().TryWait()) << "nobody subscribed, nothing queued";
+  Add();
+  database.QueueEvent(11, CtrlAvailable, CtrlNew);
+  database.QueueEvent(12, CtrlAvailable, CtrlNew);
+  EXPECT_TRUE(database.QueueSignal().TryWait());
+  QueuedEvent event;
+  EXPECT_TRUE(database.GetNextEvent(event));
+  EXPECT_TRUE(database.GetNextEvent(event));
+  database.QueueEvent(13, CtrlAvailable, CtrlNew);
+  EXPECT_FALSE(database.QueueSignal().TryWait()) << "the consumer has not found the queue empty yet";
+  EXPECT_TRUE(database.GetNextEvent(event));
+  EXPECT_FALSE(database.GetNextEvent(event));
+  database.QueueEvent(14, CtrlAvailable, CtrlNew);
+  EXPECT_TRUE(database.QueueSignal().TryWait());
+}
+
+/// The same rules as a plain list that is walked from the front.
+class PlainQueue {
+ public:
+  void Queue(std::uint32_t id, KelCtrlAvailability availability, LanSeekEventReason reason) {
+    for (const std::uint32_t cookie : cookies) {
+      const auto same = [&](const Taken& event) { return std::get<0>(event) == id && std::get<3>(event) == cookie; };
+      const auto pending = std::find_if(events.begin(), events.end(), same);
+      if (pending == events.end()) {
+        events.emplace_back(id, availability, reason, cookie);
+        continue;
+      }
+      const LanSeekEventReason old = std::get<2>(*pending);
+      const bool update = availability == CtrlAvailable && reason == CtrlUpdated;
+      if (update && (old == CtrlNew || old == CtrlReconnected)) continue;
+      *pending = {id, availability, reason, cookie};
+    }
+  }
+
+  std::vector<std::uint32_t> cookies;
+  std::vector<Taken> events;
+};
+
+TEST_F(EventItemsDBTest, BehavesAsAPlainListUnderRandomUse) {
+  constexpr KelCtrlAvailability kAvailabilities[] = {CtrlAvailable, CtrlUnavailable, CtrlRemoved};
+  constexpr LanSeekEventReason kReasons[] = {CtrlNew, CtrlUpdated, CtrlLostConnection, CtrlReconnected};
+  std::mt19937 generator(20240607);
+  const auto random = [&] { return static_cast<std::uint32_t>(generator()); };
+  PlainQueue plain;
+  std::uint32_t newest = 0;
+  for (int step = 0; step < 20000; ++step) {
+    const std::uint32_t choice = random() % 100;
+    if (choice < 3 && plain.cookies.size() < 6) {
+      plain.cookies.push_back(newest = Add());
+    } else if (choice < 5 && newest != 0) {
+      const std::uint32_t cookie = kFirstCookie + random() % (newest - kFirstCookie + 1);
+      const bool known = std::erase(plain.cookies, cookie) == 1;
+      ASSERT_EQ(database.RemoveSubscriber(cookie), known ? S_OK : E_FAIL);
+    } else if (choice < 60) {
+      const std::uint32_t id = 11 + random() % 8;
+      const auto availability = kAvailabilities[random() % 3];
+      const auto reason = kReasons[random() % 4];
+      ASSERT_TRUE(database.QueueEvent(id, availability, reason));
+      plain.Queue(id, availability, reason);
+    } else {
+      QueuedEvent event;
+      ASSERT_EQ(database.GetNextEvent(event), !plain.events.empty()) << "step " << step;
+      if (plain.events.empty()) continue;
+      const Taken taken(event.lanSeekID, event.availability, event.reason, event.subscriber->cookie);
+      ASSERT_EQ(taken, plain.events.front()) << "step " << step;
+      plain.events.erase(plain.events.begin());
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kellanseek::events

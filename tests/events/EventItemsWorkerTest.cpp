@@ -1,0 +1,276 @@
+#include "events/EventItemsWorker.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "tests/support/FakeDebugOutput.h"
+#include "tests/support/FakeSink.h"
+
+namespace kellanseek::events {
+namespace {
+
+using test::FakeSink;
+using test::ReceivedEvent;
+using Texts = std::vector<std::wstring>;
+
+constexpr auto kDisconnected = static_cast<HRESULT>(0x80010108U);
+constexpr auto kServerUnavailable = static_cast<HRESULT>(0x800706BAU);
+constexpr auto kDispatchFailure = static_cast<HRESULT>(0x80020009U);
+
+/// Database and worker, as a component owns them.
+struct Delivery {
+  explicit Delivery(platform::DebugOutput& output) : worker(database, output) {}
+
+  ULONG Subscribe(IKelObjectEvents* sink, ULONG type = 0, ULONG userDef = 0) {
+    ULONG cookie = 0;
+    EXPECT_EQ(database.AddSubscriber(type, sink, userDef, &cookie), S_OK);
+    return cookie;
+  }
+  void Queue(std::uint32_t lanSeekID) { database.QueueEvent(lanSeekID, CtrlAvailable, CtrlNew); }
+
+  CEventItemsDB database;
+  CEventItemsWorker worker;
+};
+
+/// Tells when a worker's thread has ended, whoever still has the worker.
+class ThreadEnd {
+ public:
+  std::shared_ptr<const void> Witness() {
+    return std::shared_ptr<const void>(nullptr, [this](const void*) { ended_.set_value(); });
+  }
+  void Wait() { ended_.get_future().wait(); }
+
+ private:
+  std::promise<void> ended_;
+};
+
+class EventItemsWorkerTest : public testing::Test {
+ protected:
+  EventItemsWorkerTest() { Start(); }
+
+  void Start() { ASSERT_TRUE(delivery->worker.Start(nullptr)); }
+
+  test::FakeDebugOutput output;
+  std::unique_ptr<Delivery> delivery = std::make_unique<Delivery>(output);
+};
+
+std::uint64_t Hundreds(const FILETIME& time) {
+  return (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
+}
+
+TEST_F(EventItemsWorkerTest, HandsEventsOver) {
+  const auto sink = FakeSink::Make();
+  delivery->Subscribe(sink.Get(), 0, 4711);
+  const std::uint64_t before = Hundreds(platform::LocalFileTime());
+  delivery->database.QueueEvent(11, CtrlRemoved, CtrlLostPowerDown);
+  const auto events = sink->WaitFor(1);
+  ASSERT_EQ(events.size(), 1U);
+  EXPECT_EQ(events[0].text, L"11;3;5;");
+  EXPECT_EQ(events[0].userDef, 4711U);
+  EXPECT_TRUE(events[0].otherFieldsZero);
+  EXPECT_GE(Hundreds(events[0].time), before);
+  EXPECT_LE(Hundreds(events[0].time), Hundreds(platform::LocalFileTime()));
+}
+
+TEST_F(EventItemsWorkerTest, SubscriptionToOneControllerGetsOnlyItsEvents) {
+  const auto one = FakeSink::Make();
+  const auto all = FakeSink::Make();
+  delivery->Subscribe(one.Get(), 12);
+  delivery->Subscribe(all.Get(), 0);
+  for (std::uint32_t id : {11U, 12U, 13U}) delivery->Queue(id);
+  EXPECT_EQ(all->WaitForTexts(3), (Texts{L"11;1;0;", L"12;1;0;", L"13;1;0;"}));
+  EXPECT_EQ(one->WaitForTexts(1), (Texts{L"12;1;0;"}));
+}
+
+TEST_F(EventItemsWorkerTest, EventsQueuedBeforeTheStartAreDelivered) {
+  Delivery late(output);
+  const auto sink = FakeSink::Make();
+  late.Subscribe(sink.Get());
+  late.Queue(11);
+  ASSERT_TRUE(late.worker.Start(nullptr));
+  EXPECT_EQ(sink->WaitForTexts(1), (Texts{L"11;1;0;"}));
+}
+
+TEST_F(EventItemsWorkerTest, OnlyASinkThatHasGoneAwayIsDropped) {
+  struct Case {
+    FakeSink::Answer answer;
+    bool dropped;
+  };
+  for (const Case& test : std::vector<Case>{
+           {[](const ReceivedEvent&) { return kDisconnected; }, true},
+           {[](const ReceivedEvent&) { return kServerUnavailable; }, true},
+           {[](const ReceivedEvent&) { return kDispatchFailure; }, false},
+           {[](const ReceivedEvent&) { return E_FAIL; }, false},
+           {[](const ReceivedEvent&) { return static_cast<HRESULT>(0x00010000); }, false},
+           {[](const ReceivedEvent&) -> HRESULT { throw std::runtime_error("sink"); }, false},
+           {[](const ReceivedEvent&) -> HRESULT { throw 7; }, false}}) {
+    Delivery own(output);
+    const auto failing = FakeSink::Make(test.answer);
+    const auto witness = FakeSink::Make();
+    own.Subscribe(failing.Get());
+    own.Subscribe(witness.Get());
+    ASSERT_TRUE(own.worker.Start(nullptr));
+    own.Queue(11);
+    witness->WaitFor(1);
+    own.Queue(12);
+    witness->WaitFor(2);
+    EXPECT_EQ(failing->WaitFor(test.dropped ? 1 : 2).size(), test.dropped ? 1U : 2U);
+  }
+  EXPECT_TRUE(output.Messages().empty());
+}
+
+TEST_F(EventItemsWorkerTest, DroppingASinkThatHasUnsubscribedIsTraced) {
+  std::atomic<ULONG> cookie{0};
+  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    EXPECT_EQ(delivery->database.RemoveSubscriber(cookie), S_OK);
+    return kDisconnected;
+  });
+  cookie = delivery->Subscribe(sink.Get());
+  const auto witness = FakeSink::Make();
+  delivery->Subscribe(witness.Get());
+  delivery->Queue(11);
+  witness->WaitFor(1);
+  EXPECT_EQ(output.Messages(), (Texts{L"CEventItemsWorker::HandleEventLoop. Remove subscriber failed"}));
+}
+
+TEST_F(EventItemsWorkerTest, ASinkMaySubscribeAndQueueFromInside) {
+  const auto second = FakeSink::Make();
+  const auto first = FakeSink::Make([&](const ReceivedEvent& event) {
+    if (event.text == L"11;1;0;") {
+      delivery->Subscribe(second.Get());
+      delivery->Queue(12);
+    }
+    return S_OK;
+  });
+  delivery->Subscribe(first.Get());
+  delivery->Queue(11);
+  EXPECT_EQ(first->WaitForTexts(2), (Texts{L"11;1;0;", L"12;1;0;"}));
+  EXPECT_EQ(second->WaitForTexts(1), (Texts{L"12;1;0;"}));
+}
+
+TEST_F(EventItemsWorkerTest, StopEndsABurstThatNeverEnds) {
+  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    delivery->Queue(11);
+    delivery->Queue(12);
+    return S_OK;
+  });
+  delivery->Subscribe(sink.Get());
+  delivery->Queue(11);
+  sink->WaitFor(100);
+  delivery->worker.Stop();
+  const std::size_t delivered = sink->WaitFor(0).size();
+  delivery->Queue(13);
+  delivery->worker.Stop();
+  EXPECT_EQ(sink->WaitFor(0).size(), delivered);
+}
+
+TEST_F(EventItemsWorkerTest, StopFromInsideASinkTakesEffectAfterThatCall) {
+  Delivery own(output);
+  std::promise<void> queued;
+  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    queued.get_future().wait();
+    own.worker.Stop();
+    return kDisconnected;
+  });
+  own.Subscribe(sink.Get());
+  ThreadEnd end;
+  ASSERT_TRUE(own.worker.Start(end.Witness()));
+  for (std::uint32_t id = 11; id < 111; ++id) own.Queue(id);
+  queued.set_value();
+  end.Wait();
+  EXPECT_EQ(sink->WaitFor(1).size(), 1U);
+}
+
+/// A sink that tears everything down, as one does that releases the last reference to the component.
+TEST_F(EventItemsWorkerTest, ASinkMayTearDownFromInsideTheCall) {
+  auto own = std::make_unique<Delivery>(output);
+  std::promise<void> queued;
+  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    queued.get_future().wait();
+    own.reset();
+    return kDisconnected;
+  });
+  own->Subscribe(sink.Get());
+  ThreadEnd end;
+  ASSERT_TRUE(own->worker.Start(end.Witness()));
+  own->Queue(11);
+  own->Queue(12);
+  queued.set_value();
+  end.Wait();
+  EXPECT_EQ(own, nullptr);
+  EXPECT_EQ(sink->WaitFor(1).size(), 1U);
+  EXPECT_EQ(sink->References(), 1U);
+}
+
+TEST_F(EventItemsWorkerTest, ASinkMayTearDownWhileItIsReleased) {
+  auto own = std::make_unique<Delivery>(output);
+  std::promise<void> queued;
+  {
+    const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+      queued.get_future().wait();
+      return kDisconnected;
+    });
+    sink->OnDestroyed([&] { own.reset(); });
+    own->Subscribe(sink.Get());
+  }
+  ThreadEnd end;
+  ASSERT_TRUE(own->worker.Start(end.Witness()));
+  own->Queue(11);
+  queued.set_value();
+  end.Wait();
+  EXPECT_EQ(own, nullptr);
+}
+
+TEST_F(EventItemsWorkerTest, PostingDoesNotWaitForASink) {
+  std::promise<void> entered;
+  std::promise<void> proceed;
+  auto released = proceed.get_future().share();
+  std::once_flag once;
+  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    std::call_once(once, [&] { entered.set_value(); });
+    released.wait();
+    return S_OK;
+  });
+  delivery->Subscribe(sink.Get());
+  delivery->Queue(11);
+  entered.get_future().wait();
+  for (std::uint32_t id = 11; id < 1011; ++id) {
+    delivery->database.QueueEvent(id, CtrlAvailable, CtrlNew);
+    delivery->database.QueueEvent(id, CtrlAvailable, CtrlUpdated);
+  }
+  proceed.set_value();
+  const auto texts = sink->WaitForTexts(1001);
+  ASSERT_EQ(texts.size(), 1001U);
+  EXPECT_EQ(texts[1], L"11;1;0;");
+  EXPECT_EQ(texts[1000], L"1010;1;0;");
+}
+
+TEST_F(EventItemsWorkerTest, ThreadsMayPostSubscribeAndLeaveAtOnce) {
+  const auto counting = FakeSink::Make();
+  delivery->Subscribe(counting.Get());
+  std::vector<std::thread> threads;
+  for (std::uint32_t thread = 0; thread < 3; ++thread) {
+    threads.emplace_back([&, thread] {
+      for (std::uint32_t i = 0; i < 300; ++i) {
+        const auto sink = FakeSink::Make();
+        const ULONG cookie = delivery->Subscribe(sink.Get());
+        delivery->Queue(1000 * (thread + 1) + i);
+        EXPECT_EQ(delivery->database.RemoveSubscriber(cookie), S_OK);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(counting->WaitFor(900).size(), 900U);
+}
+
+}  // namespace
+}  // namespace kellanseek::events

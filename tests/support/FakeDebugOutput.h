@@ -1,0 +1,38 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/DebugOutput.h"
+
+namespace kellanseek::test {
+
+/// Keeps what is written. Callable from any thread.
+class FakeDebugOutput : public platform::DebugOutput {
+ public:
+  bool Enabled() const override { return true; }
+  void Write(std::wstring_view text) override {
+    const std::lock_guard lock(mutex_);
+    writes_.emplace_back(text);
+  }
+
+  std::vector<std::wstring> Writes() const {
+    const std::lock_guard lock(mutex_);
+    return writes_;
+  }
+  /// The messages of the traces, each of which is five writes with the message in the fourth.
+  std::vector<std::wstring> Messages() const {
+    const std::vector<std::wstring> writes = Writes();
+    std::vector<std::wstring> messages;
+    for (std::size_t i = 3; i < writes.size(); i += 5) messages.push_back(writes[i]);
+    return messages;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::wstring> writes_;
+};
+
+}  // namespace kellanseek::test

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <kellanseek/KelLanSeek.h>
+
+namespace kellanseek::test {
+
+/// What a sink was told.
+struct ReceivedEvent {
+  std::wstring text;
+  ULONG userDef = 0;
+  FILETIME time = {};
+  bool otherFieldsZero = false;
+};
+
+/// A client's sink: keeps what it is told and answers with what `onNotify` says.
+class FakeSink final : public IKelObjectEvents {
+ public:
+  using Answer = std::function<HRESULT(const ReceivedEvent& event)>;
+
+  static KelComPtr<FakeSink> Make(Answer onNotify = nullptr) {
+    return KelComPtr<FakeSink>::Attach(new FakeSink(std::move(onNotify)));
+  }
+
+  /// Runs when the last reference has gone, on that thread.
+  void OnDestroyed(std::function<void()> action) { onDestroyed_ = std::move(action); }
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    *object = nullptr;
+    if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IKelObjectEvents)) return E_NOINTERFACE;
+    *object = static_cast<IKelObjectEvents*>(this);
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) override {
+    ReceivedEvent received;
+    if (event->data.vt == VT_BSTR) received.text.assign(event->data.bstrVal, SysStringLen(event->data.bstrVal));
+    received.userDef = event->userDef;
+    received.time = event->time;
+    received.otherFieldsZero = event->reserved1 == 0 && event->reserved2 == 0 && event->reserved3 == 0;
+    const Completion completion(*this, received);
+    return onNotify_ ? onNotify_(received) : S_OK;
+  }
+
+  ULONG References() const { return references_; }
+
+  /// Waits until that many calls have ended, and gives what they brought (a test that waits in vain gets what there
+  /// is after ten seconds).
+  std::vector<ReceivedEvent> WaitFor(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, std::chrono::seconds(10), [&] { return events_.size() >= count; });
+    return events_;
+  }
+  std::vector<std::wstring> WaitForTexts(std::size_t count) {
+    std::vector<std::wstring> texts;
+    for (const ReceivedEvent& event : WaitFor(count)) texts.push_back(event.text);
+    return texts;
+  }
+
+ private:
+  /// Notes a call when it ends, whichever way.
+  class Completion {
+   public:
+    Completion(FakeSink& sink, const ReceivedEvent& event) : sink_(sink), event_(event) {}
+    ~Completion() {
+      const std::lock_guard lock(sink_.mutex_);
+      sink_.events_.push_back(event_);
+      sink_.changed_.notify_all();
+    }
+
+   private:
+    FakeSink& sink_;
+    const ReceivedEvent& event_;
+  };
+
+  explicit FakeSink(Answer onNotify) : onNotify_(std::move(onNotify)) {}
+  ~FakeSink() {
+    if (onDestroyed_) onDestroyed_();
+  }
+
+  const Answer onNotify_;
+  std::function<void()> onDestroyed_;
+  std::atomic<ULONG> references_{1};
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<ReceivedEvent> events_;
+};
+
+}  // namespace kellanseek::test
