@@ -1,5 +1,6 @@
 #include "config/ConfigCheck.h"
 
+#include "config/Configuration.h"
 #include "config/Remarks.h"
 #include "config/ScanFileCheck.h"
 #include "config/StaticFileCheck.h"
@@ -17,8 +18,8 @@ ConfigReport CheckConfiguration(const std::wstring& directory) {
     return report;
   }
   CKelLanSeekConfigSettings settings;
-  CheckScanFile(directory, settings, report);
-  CheckStaticFile(directory, settings, report);
+  CheckScanFile(ScanConfigurationFile(directory), settings, report);
+  CheckStaticFile(StaticControllerFile(directory), settings, report);
   return report;
 }
 

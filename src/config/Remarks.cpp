@@ -59,6 +59,7 @@ void CheckChildren(platform::XmlNode& parent, const std::vector<KnownElement>& k
   std::vector<std::wstring> present;
   if (FAILED(parent.ChildNames(present))) return;
   std::vector<std::wstring_view> here;
+  here.reserve(known.size());
   for (const KnownElement& each : known) here.push_back(each.name);
 
   for (const std::wstring& name : std::set<std::wstring>(present.begin(), present.end())) {

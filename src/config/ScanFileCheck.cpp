@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "config/CommunicationElements.h"
-#include "config/Configuration.h"
 #include "config/LanSeekConfigParser.h"
 #include "config/Number.h"
 #include "config/Remarks.h"
@@ -205,8 +204,8 @@ class ScanFileCheck {
 
 }  // namespace
 
-void CheckScanFile(const std::wstring& directory, CKelLanSeekConfigSettings& settings, ConfigReport& report) {
-  Remarks remarks(report, ScanConfigurationFile(directory));
+void CheckScanFile(const std::wstring& file, CKelLanSeekConfigSettings& settings, ConfigReport& report) {
+  Remarks remarks(report, file);
   ScanFileCheck(settings, remarks).Run();
 }
 

@@ -7,7 +7,7 @@
 
 namespace kellanseek::config {
 
-/// Reports on the scan configuration file of a directory, and fills the settings as a component would.
-void CheckScanFile(const std::wstring& directory, CKelLanSeekConfigSettings& settings, ConfigReport& report);
+/// Reports on the scan configuration file, and fills the settings as a component would.
+void CheckScanFile(const std::wstring& file, CKelLanSeekConfigSettings& settings, ConfigReport& report);
 
 }  // namespace kellanseek::config

@@ -4,7 +4,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "config/Configuration.h"
 #include "config/ControllerIdParser.h"
 #include "config/IdentityElements.h"
 #include "config/Number.h"
@@ -101,7 +100,7 @@ class StaticFileCheck {
       if (Trimmed(text) == text) return {};
       return name + L" has white space at its ends, which is kept: " + Quoted(text) + L".";
     }
-    const std::wstring problem = NumberProblem(name, text);
+    std::wstring problem = NumberProblem(name, text);
     if (!problem.empty()) return problem;
     const std::int32_t number = ToNumber(text);
     if (number < 0) return name + L" is negative.";
@@ -175,9 +174,9 @@ class StaticFileCheck {
 
 }  // namespace
 
-void CheckStaticFile(const std::wstring& directory, const CKelLanSeekConfigSettings& settings,
+void CheckStaticFile(const std::wstring& file, const CKelLanSeekConfigSettings& settings,
                      ConfigReport& report) {
-  Remarks remarks(report, StaticControllerFile(directory));
+  Remarks remarks(report, file);
   StaticFileCheck(settings.CompleteInfoMode(), remarks).Run();
 }
 

@@ -7,8 +7,8 @@
 
 namespace kellanseek::config {
 
-/// Reports on the static controller file of a directory as a component with those settings would take it.
-void CheckStaticFile(const std::wstring& directory, const CKelLanSeekConfigSettings& settings,
+/// Reports on the static controller file as a component with those settings would take it.
+void CheckStaticFile(const std::wstring& file, const CKelLanSeekConfigSettings& settings,
                      ConfigReport& report);
 
 }  // namespace kellanseek::config

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <bit>
 #include <cerrno>
 #include <cstdint>
 #include <system_error>
@@ -63,7 +64,7 @@ std::string ToUtf8(std::wstring_view text) {
   bytes.reserve(text.size());
   const auto put = [&](std::uint32_t byte) { bytes.push_back(static_cast<char>(byte)); };
   for (const wchar_t wide : text) {
-    const auto character = static_cast<std::uint32_t>(wide);
+    const std::uint32_t character = std::bit_cast<std::uint32_t>(wide);
     if (character >= kEscapedByte + 0x80 && character <= kEscapedByte + 0xFF) {
       put(character - kEscapedByte);
     } else if (character < 0x80) {

@@ -108,9 +108,10 @@ std::string WithRegistryValue(std::string_view store, std::string_view key, std:
 }
 
 std::optional<std::string> WithoutRegistryTree(std::string_view store, std::string_view key) {
-  std::string result(TakeByteOrderMark(store));
+  std::string_view lines = store;
+  std::string result(TakeByteOrderMark(lines));
   bool found = false;
-  for (const Line& line : Lines(store)) {
+  for (const Line& line : Lines(lines)) {
     if (!line.key.empty() && InTree(line.key, key)) {
       found = true;
       if (line.kind != Line::Kind::Other) continue;
@@ -118,6 +119,8 @@ std::optional<std::string> WithoutRegistryTree(std::string_view store, std::stri
     result.append(line.whole);
   }
   if (!found) return std::nullopt;
+  // A mark inside the text has no meaning, and gets none by becoming the first thing in it.
+  if (!store.starts_with(kByteOrderMark) && result.starts_with(kByteOrderMark)) result.insert(0, "\n");
   return result;
 }
 

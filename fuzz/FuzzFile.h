@@ -1,0 +1,32 @@
+#pragma once
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace kellanseek::fuzz {
+
+/// A file in memory with a path of its own, so that what reads files can be given any bytes.
+class FuzzFile {
+ public:
+  FuzzFile(const std::uint8_t* bytes, std::size_t size) : descriptor_(::memfd_create("fuzz", 0)) {
+    valid_ = descriptor_ >= 0 && ::write(descriptor_, bytes, size) == static_cast<ssize_t>(size);
+  }
+  ~FuzzFile() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  FuzzFile(const FuzzFile&) = delete;
+  FuzzFile& operator=(const FuzzFile&) = delete;
+
+  bool Valid() const { return valid_; }
+  std::wstring Path() const { return L"/proc/self/fd/" + std::to_wstring(descriptor_); }
+
+ private:
+  int descriptor_;
+  bool valid_ = false;
+};
+
+}  // namespace kellanseek::fuzz

@@ -1,0 +1,42 @@
+#include <cstdint>
+#include <cstdlib>
+
+#include "config/ConfigCheck.h"
+#include "config/LanSeekConfigParser.h"
+#include "config/Remarks.h"
+#include "config/ScanFileCheck.h"
+#include "fuzz/FuzzFile.h"
+
+using namespace kellanseek;
+
+namespace {
+
+void Require(bool held) {
+  if (!held) std::abort();
+}
+
+}  // namespace
+
+/// Whatever the file says, the settings are safe to work with, and the check says something of it whenever
+/// the component would not take it.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  const fuzz::FuzzFile file(bytes, size);
+  if (!file.Valid()) return 0;
+  config::NoDebugOutput output;
+  CLanSeekConfigParser parser(output);
+  CKelLanSeekConfigSettings settings;
+  const bool opened = SUCCEEDED(parser.Init(file.Path()));
+  Require(SUCCEEDED(parser.GetInformation(settings)) == opened);
+  Require(settings.RefreshIntervalTicks() > 0 && settings.NonLocalRefreshIntervalTicks() > 0);
+  Require(settings.Ticks(settings.RefreshTimeout) >= 0 && settings.RetryCount() >= 0);
+  Require(settings.DynamicDetectionEnabled != 0 ||
+          (settings.InterfaceMode == UseListed && settings.SubNets.empty()));
+  for (const SubNetEntry& each : settings.SubNets) Require(each.Valid());
+
+  CKelLanSeekConfigSettings checked;
+  config::ConfigReport report;
+  config::CheckScanFile(file.Path(), checked, report);
+  Require(opened || !report.Clean());
+  Require(checked.RequestPort == settings.RequestPort && checked.InterfaceMode == settings.InterfaceMode);
+  return 0;
+}

@@ -1,0 +1,48 @@
+#include <cstdint>
+#include <cstdlib>
+#include <set>
+#include <vector>
+
+#include "config/ControllerIdParser.h"
+#include "config/Remarks.h"
+#include "config/StaticControllers.h"
+#include "config/StaticFileCheck.h"
+#include "fuzz/FuzzFile.h"
+
+using namespace kellanseek;
+
+namespace {
+
+void Require(bool held) {
+  if (!held) std::abort();
+}
+
+}  // namespace
+
+/// Whatever the file says, the controllers that are taken have addresses of their own, and the check reports
+/// the others.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  const fuzz::FuzzFile file(bytes, size);
+  if (!file.Valid()) return 0;
+  config::NoDebugOutput output;
+  CControllerIdParser parser(output);
+  std::vector<CtrlInfo> listed;
+  const bool opened = SUCCEEDED(parser.Init(file.Path()));
+  Require(SUCCEEDED(parser.GetInformation(listed)) == opened);
+  for (const bool complete : {false, true}) {
+    CKelLanSeekConfigSettings settings;
+    if (complete) settings.DynamicDetectionEnabled = settings.NonLocalUpdatesEnabled = 0;
+    const auto accepted =
+        config::AcceptStaticControllers(listed, settings, diagnostics::Tracer(output, L"KelLanSeekImpl"));
+    std::set<std::wstring> addresses;
+    for (const CtrlInfo& each : accepted) {
+      Require(addresses.insert(each.ctrlAddress).second);
+      Require(platform::ParseIpv4(std::wstring_view(each.ctrlAddress)) != platform::kNoAddress);
+      Require(!complete || (!each.systemID.empty() && each.Available()));
+    }
+    config::ConfigReport report;
+    config::CheckStaticFile(file.Path(), settings, report);
+    Require((opened && accepted.size() == listed.size()) || !report.Clean());
+  }
+  return 0;
+}
