@@ -1,0 +1,43 @@
+#include "platform/RegistryStore.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tests/include/ScratchRegistry.h"
+#include "tests/platform/OrdinaryUser.h"
+
+namespace kellanseek::test {
+namespace {
+
+const std::wstring kKey = L"HKEY_CLASSES_ROOT\\KelLanSeek.KelLanSeek\\CLSID";
+
+TEST(RegistryStoreTest, TheContractsReaderFindsWhatTheStoreWrites) {
+  const ScratchRegistry scratch;
+  platform::RegistryStore& store = platform::SystemRegistryStore();
+  ASSERT_EQ(store.Write(kKey, L"", L"{2B474DCE-7759-49B8-B088-5A5DE5943E2F}"), S_OK);
+  EXPECT_TRUE(std::filesystem::exists(scratch.Path()));
+  const std::string key(kKey.begin(), kKey.end());
+  EXPECT_EQ(com::ReadRegistryDefault(key), "{2B474DCE-7759-49B8-B088-5A5DE5943E2F}");
+  ASSERT_EQ(store.RemoveTree(L"HKEY_CLASSES_ROOT\\kellanseek.KELLANSEEK"), S_OK);
+  EXPECT_EQ(com::ReadRegistryDefault(key), std::nullopt);
+}
+
+TEST(RegistryStoreTest, WhoMayNotWriteTheMachinesStoreGetsOneOfTheirOwn) {
+  const ScratchRegistry scratch;
+  ASSERT_EQ(::chmod(scratch.Directory().c_str(), 0777), 0);
+  ScratchRegistry::SetEnvironment("KELLANSEEK_REGISTRY", nullptr);
+  ScratchRegistry::SetEnvironment("HOME", scratch.Directory().c_str());
+  platform::RegistryStore& store = platform::SystemRegistryStore();
+  const OrdinaryUser user;
+  ASSERT_EQ(store.Write(kKey, L"", L"mine"), S_OK);
+  EXPECT_TRUE(std::filesystem::exists(scratch.Directory() + "/.config/kellanseek/registry"));
+  std::wstring value;
+  EXPECT_EQ(store.Read(kKey, L"", 10, value), S_OK);
+  EXPECT_EQ(value, L"mine");
+}
+
+}  // namespace
+}  // namespace kellanseek::test
