@@ -1,0 +1,152 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <kellanseek/KelLanSeek.h>
+
+#include "component/ComponentEnvironment.h"
+#include "component/ComponentModule.h"
+#include "component/KelLanSeekImpl.h"
+#include "platform/Event.h"
+#include "platform/NetworkAddresses.h"
+#include "platform/Process.h"
+#include "platform/ReverseLookup.h"
+#include "tests/component/InjectedNetwork.h"
+#include "tests/support/FakeDebugOutput.h"
+#include "tests/support/FakeRegistryStore.h"
+#include "tests/support/ScratchDirectory.h"
+
+namespace kellanseek::test {
+
+/// A host with one interface, 192.168.1.5/24.
+class OneInterface : public platform::NetworkAddresses {
+ public:
+  std::optional<std::vector<platform::AddressRow>> Addresses() override {
+    return std::vector<platform::AddressRow>{
+        {platform::ParseIpv4(std::string_view("192.168.1.5")), platform::ParseIpv4(std::string_view("255.255.255.0")),
+         1}};
+  }
+  std::optional<platform::InterfaceRow> Interface(std::uint32_t) override {
+    return platform::InterfaceRow{platform::kInterfaceUp, 6, {0, 1, 2, 3, 4, 5}, 6};
+  }
+};
+
+/// Addresses that never change.
+class QuietWatch : public platform::AddressChangeWatch {
+ public:
+  Outcome Wait(platform::Event& stop, std::chrono::milliseconds timeout) override {
+    return platform::WaitForAny({&stop}, timeout).Signalled(0) ? Outcome::Stopped : Outcome::TimedOut;
+  }
+};
+
+class NoHostNames : public platform::ReverseLookup {
+ public:
+  std::optional<std::string> HostName(platform::Ipv4) override { return std::nullopt; }
+};
+
+class ImmortalProcesses : public platform::ProcessTable {
+ public:
+  std::uint64_t StartStamp(std::uint32_t) override { return 1; }
+  bool IsRunning(std::uint32_t, std::uint64_t) override { return true; }
+};
+
+/// A component object in a world of fakes, as its clients see it. Configure first, then Create().
+class ComponentHarness {
+ public:
+  /// Puts the files into the configuration directory and the directory into the registry.
+  void Configure(std::string_view settings, std::string_view controllers) {
+    directory.Write("lanseekconf.xml", Document("KelLanSeekConfigurations", settings));
+    directory.Write("controllerid.xml", Document("ControllerIdentities", controllers));
+    registry.values[{kConfigKey, L"ConfigDir"}] = directory.Wide();
+  }
+
+  void Create() {
+    void* object = nullptr;
+    ASSERT_EQ(CKelLanSeek::Create(nullptr, IID_IKelLanSeek2, &object, environment, module), S_OK);
+    seek = KelComPtr<IKelLanSeek2>::Attach(static_cast<IKelLanSeek2*>(object));
+    identity = seek.As<IKelCtrlIdentity3>();
+    subscriptions = seek.As<IKelLanSeekSubscribe>();
+    virtualControllers = seek.As<IKelVCLanSeek2>();
+    additions = seek.As<IKelLanSeekConfig>();
+    base = seek.As<IKelBase>();
+  }
+  void ReleaseAll() {
+    identity.Reset();
+    subscriptions.Reset();
+    virtualControllers.Reset();
+    additions.Reset();
+    base.Reset();
+    seek.Reset();
+  }
+
+  ULONG Subscribe(IUnknown* sink, ULONG type = 0) {
+    ULONG cookie = 0;
+    KelEventParams parameters = {nullptr, sink, type, 0, 0, Data};
+    EXPECT_EQ(subscriptions->Subscribe(&parameters, &cookie), S_OK);
+    return cookie;
+  }
+
+  HRESULT Register(std::wstring_view systemID, IUnknown* object) {
+    GUID riid = IID_KelVirtualController;
+    VCInterface vci = {&riid, object};
+    return virtualControllers->Register(KelBstr(L"path").Get(), KelBstr(systemID).Get(), 4711, &vci);
+  }
+  HRESULT Forward(int type, std::string_view fields) {
+    const std::string datagram = InjectedNetwork::Datagram(type, fields);
+    return virtualControllers->ForwardMessage(KelBstr(std::wstring(datagram.begin(), datagram.end())).Get());
+  }
+
+  std::wstring ErrorText() {
+    KelBstr text;
+    EXPECT_EQ(base->GetLastErrorInfo(text.Put()), S_OK);
+    return text.Text();
+  }
+  /// The last error text without its places, which must follow in the right form and number.
+  std::wstring ErrorMessage(std::size_t places = 1);
+
+  /// The lanSeekIDs above `mark`, which moves on.
+  std::vector<ULONG> List(ULONG& mark, bool unpublished = false);
+  std::vector<ULONG> List() {
+    ULONG mark = 0;
+    return List(mark);
+  }
+
+  static constexpr const wchar_t* kConfigKey = L"HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI";
+
+  FakeDebugOutput traces;
+  FakeRegistryStore registry;
+  ScratchDirectory directory;
+  InjectedNetwork network;
+  ComponentModule module;
+
+ private:
+  static std::string Document(std::string_view root, std::string_view content) {
+    std::string text = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<";
+    return text.append(root).append(">").append(content).append("</").append(root).append(">\n");
+  }
+
+  OneInterface addresses_;
+  NoHostNames hostNames_;
+  ImmortalProcesses processes_;
+
+ public:
+  const ComponentEnvironment environment{
+      {network, addresses_, [] { return std::make_unique<QuietWatch>(); }, hostNames_, processes_, traces}, registry};
+
+  KelComPtr<IKelLanSeek2> seek;
+  KelComPtr<IKelCtrlIdentity3> identity;
+  KelComPtr<IKelLanSeekSubscribe> subscriptions;
+  KelComPtr<IKelVCLanSeek2> virtualControllers;
+  KelComPtr<IKelLanSeekConfig> additions;
+  KelComPtr<IKelBase> base;
+};
+
+}  // namespace kellanseek::test

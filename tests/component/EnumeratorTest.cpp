@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+
+#include <utility>
+#include <vector>
+
+#include "component/KelEnum.h"
+
+namespace kellanseek {
+namespace {
+
+using Ids = std::vector<ULONG>;
+using List = KelComPtr<IKelEnumCtrlIdentity>;
+
+class EnumeratorTest : public testing::Test {
+ protected:
+  List Make(const Ids& ids, KelComPtr<IUnknown> owner = {}) {
+    std::vector<AvailableCtrlsListItem> items;
+    for (const ULONG id : ids) items.push_back({id});
+    auto list = CtrlEnum::Create(module);
+    list->Init(std::move(items), CtrlEnum::Ownership::Taken, std::move(owner));
+    return list.As<IKelEnumCtrlIdentity>();
+  }
+  /// The next items, and whether there were as many as asked for.
+  static std::pair<HRESULT, Ids> Next(const List& list, ULONG count) {
+    std::vector<AvailableCtrlsListItem> items(count + 1, {0xDEAD});
+    ULONG fetched = 99;
+    const HRESULT result = list->RemNext(count, items.data(), &fetched);
+    Ids ids;
+    for (ULONG i = 0; i < fetched; ++i) ids.push_back(items[i].lanSeekID);
+    EXPECT_EQ(items[fetched].lanSeekID, 0xDEADU) << "wrote past what it told";
+    return {result, ids};
+  }
+  static std::pair<HRESULT, Ids> All(HRESULT result, const Ids& ids) { return {result, ids}; }
+
+  ComponentModule module;
+};
+
+TEST_F(EnumeratorTest, GivesItemsInOrderUntilTheEnd) {
+  const List list = Make({11, 12, 14});
+  EXPECT_EQ(Next(list, 1), All(S_OK, {11}));
+  EXPECT_EQ(Next(list, 0), All(S_OK, {}));
+  EXPECT_EQ(Next(list, 3), All(S_FALSE, {12, 14}));
+  EXPECT_EQ(Next(list, 3), All(S_FALSE, {}));
+  EXPECT_EQ(Next(list, 0), All(S_OK, {}));
+  EXPECT_EQ(list->Reset(), S_OK);
+  EXPECT_EQ(Next(list, 3), All(S_OK, {11, 12, 14}));
+}
+
+TEST_F(EnumeratorTest, AnEmptyListIsNoFailure) {
+  EXPECT_EQ(Next(Make({}), 1), All(S_FALSE, {}));
+  EXPECT_EQ(Make({})->Skip(0), S_OK);
+  EXPECT_EQ(Make({})->Skip(1), S_FALSE);
+}
+
+TEST_F(EnumeratorTest, ChecksPointers) {
+  const List list = Make({11, 12});
+  AvailableCtrlsListItem item = {};
+  ULONG fetched = 0;
+  EXPECT_EQ(list->RemNext(1, nullptr, &fetched), E_POINTER);
+  EXPECT_EQ(list->RemNext(2, &item, nullptr), E_POINTER);
+  EXPECT_EQ(list->RemNext(0, &item, nullptr), E_POINTER);
+  EXPECT_EQ(list->Clone(nullptr), E_POINTER);
+  EXPECT_EQ(list->RemNext(1, &item, nullptr), S_OK);
+  EXPECT_EQ(item.lanSeekID, 11U);
+}
+
+TEST_F(EnumeratorTest, AListThatWasNeverFilledFails) {
+  const List list = CtrlEnum::Create(module).As<IKelEnumCtrlIdentity>();
+  AvailableCtrlsListItem item = {};
+  EXPECT_EQ(list->RemNext(1, &item, nullptr), E_FAIL);
+  EXPECT_EQ(list->Sort(0), S_OK);
+  List clone;
+  EXPECT_EQ(list->Clone(clone.Put()), S_OK);
+  EXPECT_EQ(clone->RemNext(1, &item, nullptr), E_FAIL);
+}
+
+TEST_F(EnumeratorTest, SkipStopsAtTheEnd) {
+  const List list = Make({11, 12, 13});
+  EXPECT_EQ(list->Skip(2), S_OK);
+  EXPECT_EQ(Next(list, 1), All(S_OK, {13}));
+  EXPECT_EQ(list->Reset(), S_OK);
+  EXPECT_EQ(list->Skip(0xFFFFFFFFU), S_FALSE);
+  EXPECT_EQ(Next(list, 1), All(S_FALSE, {}));
+  list->Reset();
+  EXPECT_EQ(list->Skip(3), S_OK);
+}
+
+TEST_F(EnumeratorTest, SortingAndFilteringAreTakenAndChangeNothing) {
+  const List list = Make({14, 11, 12});
+  for (const INT mode : {0, 1, -1, 2147483647}) {
+    list->Reset();
+    EXPECT_EQ(list->Sort(mode), S_OK);
+    EXPECT_EQ(list->Filter(mode), S_OK);
+    EXPECT_EQ(list->Skip(1), S_OK);
+    EXPECT_EQ(Next(list, 9), All(S_FALSE, {11, 12}));
+    EXPECT_EQ(list->UnFilter(), S_OK);
+  }
+  list->Reset();
+  EXPECT_EQ(Next(list, 3), All(S_OK, {14, 11, 12}));
+}
+
+TEST_F(EnumeratorTest, AClonePositionIsItsOwn) {
+  const List list = Make({11, 12, 13, 14});
+  list->Skip(2);
+  List clone;
+  ASSERT_EQ(list->Clone(clone.Put()), S_OK);
+  EXPECT_EQ(Next(clone, 1), All(S_OK, {13}));
+  EXPECT_EQ(Next(list, 2), All(S_OK, {13, 14}));
+  EXPECT_EQ(Next(clone, 2), All(S_FALSE, {14}));
+  clone->Reset();
+  EXPECT_EQ(Next(clone, 4), All(S_OK, {11, 12, 13, 14}));
+}
+
+TEST_F(EnumeratorTest, ClonesKeepTheOwnerAliveAndClonesOfClonesTheirSource) {
+  KelComPtr<IUnknown> owner = Make({}).As<IUnknown>();
+  IUnknown* const counted = owner.Get();
+  const auto references = [](IUnknown* object) {
+    object->AddRef();
+    return object->Release();
+  };
+  List list = Make({11}, owner);
+  EXPECT_EQ(references(counted), 2U);
+  List clone;
+  ASSERT_EQ(list->Clone(clone.Put()), S_OK);
+  EXPECT_EQ(references(counted), 3U) << "the clone of a list that was handed its items takes that list's owner";
+  EXPECT_EQ(references(list.Get()), 1U);
+  List second;
+  ASSERT_EQ(clone->Clone(second.Put()), S_OK);
+  EXPECT_EQ(references(counted), 3U);
+  EXPECT_EQ(references(clone.Get()), 2U) << "the clone of a copy keeps that copy";
+}
+
+TEST_F(EnumeratorTest, EveryListKeepsTheModule) {
+  List list = Make({11});
+  List clone;
+  list->Clone(clone.Put());
+  list.Reset();
+  EXPECT_TRUE(module.InUse());
+  clone.Reset();
+  EXPECT_FALSE(module.InUse());
+}
+
+TEST_F(EnumeratorTest, InterfacesLeadToEachOther) {
+  const List list = Make({11, 12});
+  const auto internal = list.As<IKelEnumInternal>();
+  ASSERT_TRUE(internal);
+  EXPECT_EQ(internal.As<IKelEnumCtrlIdentity>(), list);
+  EXPECT_EQ(internal.As<IUnknown>(), list.As<IUnknown>());
+  void* found = this;
+  EXPECT_EQ(list->QueryInterface(IID_IKelLanSeek, &found), E_NOINTERFACE);
+  EXPECT_EQ(found, nullptr);
+  EXPECT_EQ(list->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+
+  ULONG count = 0;
+  const AvailableCtrlsListItem* items = nullptr;
+  list->Skip(1);
+  EXPECT_EQ(internal->GetItems(&count, &items), S_OK);
+  EXPECT_EQ(count, 2U);
+  EXPECT_EQ(items[0].lanSeekID, 11U);
+  EXPECT_EQ(items[1].lanSeekID, 12U);
+  EXPECT_EQ(internal->GetItems(nullptr, nullptr), S_OK);
+}
+
+}  // namespace
+}  // namespace kellanseek

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <algorithm>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/Event.h"
+#include "platform/Ipv4.h"
+#include "platform/UdpSocket.h"
+
+namespace kellanseek::test {
+
+/// A network on which nothing is sent, and what the test puts in is received.
+class InjectedNetwork : public platform::UdpNetwork {
+ public:
+  /// The positions of the sockets of a host with one interface.
+  enum Socket : std::size_t { kRequest = 0, kResponse = 1, kNonLocal = 2 };
+
+  /// "Lanseek;" + length + type + fields, as a peer would send it.
+  static std::string Datagram(int type, std::string_view fields) {
+    const std::string rest = std::to_string(type) + ";" + std::string(fields);
+    constexpr std::size_t kPrefix = sizeof("Lanseek;xx;") - 1;
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    const std::size_t length = kPrefix + rest.size();
+    return "Lanseek;" + std::string{kDigits[length / 16 % 16], kDigits[length % 16], ';'} + rest;
+  }
+
+  void Inject(std::string datagram, std::string_view source, Socket socket = kResponse) {
+    {
+      const std::lock_guard lock(mutex_);
+      waiting_.push_back({std::move(datagram), platform::ParseIpv4(source), socket});
+    }
+    arrived_.Set();
+  }
+
+  platform::SocketError Startup() override { return 0; }
+  void Cleanup() override {}
+  std::unique_ptr<platform::UdpSocket> CreateSocket(platform::SocketError& error) override {
+    error = 0;
+    return std::make_unique<SilentSocket>();
+  }
+  std::unique_ptr<platform::DatagramReceiver> CreateReceiver(std::vector<platform::UdpSocket*>,
+                                                             std::size_t) override {
+    return std::make_unique<Receiver>(*this);
+  }
+  bool IsExpectedSendError(platform::SocketError) const override { return false; }
+
+ private:
+  struct Waiting {
+    std::string text;
+    platform::Ipv4 source;
+    std::size_t socket;
+  };
+
+  class SilentSocket : public platform::UdpSocket {
+   public:
+    platform::SocketError SetReuseAddress() override { return 0; }
+    platform::SocketError SetBroadcast() override { return 0; }
+    platform::SocketError Bind(platform::Ipv4, platform::Ipv4, std::uint16_t) override { return 0; }
+    platform::SocketError SendTo(std::string_view, platform::Ipv4, std::uint16_t) override { return 0; }
+  };
+
+  class Receiver : public platform::DatagramReceiver {
+   public:
+    explicit Receiver(InjectedNetwork& network) : network_(network) {}
+    platform::Received ReceiveOne(platform::Event& stop, std::chrono::milliseconds timeout) override {
+      if (!network_.Take(current_)) {
+        platform::WaitForAny({&stop, &network_.arrived_}, timeout);
+        if (!network_.Take(current_)) return {};
+      }
+      current_.text.push_back('\0');
+      platform::Received received;
+      received.outcome = platform::Received::Outcome::Datagram;
+      received.socket = current_.socket;
+      received.text = {current_.text.data(), current_.text.size() - 1};
+      received.source = current_.source;
+      received.sourceIsIpv4 = true;
+      return received;
+    }
+
+   private:
+    InjectedNetwork& network_;
+    Waiting current_ = {};
+  };
+
+  bool Take(Waiting& taken) {
+    const std::lock_guard lock(mutex_);
+    if (waiting_.empty()) return false;
+    taken = std::move(waiting_.front());
+    waiting_.pop_front();
+    return true;
+  }
+
+  std::mutex mutex_;
+  std::deque<Waiting> waiting_;
+  platform::Event arrived_{platform::Event::Kind::AutoReset};
+};
+
+}  // namespace kellanseek::test

@@ -1,0 +1,199 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/component/ComponentHarness.h"
+#include "tests/component/FakeVC.h"
+#include "tests/support/FakeSink.h"
+
+namespace kellanseek::test {
+namespace {
+
+constexpr const char* kSilent =
+    "<CommunicationSettings><DynamicDetectionEnabled>0</DynamicDetectionEnabled>"
+    "<NonLocalUpdatesEnabled>0</NonLocalUpdatesEnabled></CommunicationSettings>";
+
+std::string Controller(const std::string& address, const std::string& systemID) {
+  return "<ControllerIdentity><ControllerLocAddr>" + address + "</ControllerLocAddr><SystemIdentity>" + systemID +
+         "</SystemIdentity><MajorVersion>5</MajorVersion><MinorVersion>1</MinorVersion><Revision>2</Revision>"
+         "</ControllerIdentity>";
+}
+
+class LookupsTest : public testing::Test, protected ComponentHarness {
+ protected:
+  struct Answer {
+    HRESULT result;
+    ULONG id;
+    bool operator==(const Answer&) const = default;
+  };
+
+  Answer BySystemID(std::wstring_view text) {
+    ULONG id = 0;
+    const HRESULT result = seek->GetCtrlFromSystemID(KelBstr(text).Get(), &id);
+    return {result, id};
+  }
+  Answer ByAddress(std::wstring_view text) {
+    ULONG id = 0;
+    const HRESULT result = seek->GetCtrlFromIPAddress(KelBstr(text).Get(), &id);
+    return {result, id};
+  }
+  Answer ByURL(std::wstring_view text) {
+    ULONG id = 0;
+    const HRESULT result = seek->GetCtrlFromURL(KelBstr(text).Get(), &id);
+    return {result, id};
+  }
+  Answer UnpublishedVC(std::wstring_view text) {
+    ULONG id = 0;
+    const HRESULT result = seek->GetUnpublishedVCFromSystemID(KelBstr(text).Get(), &id);
+    return {result, id};
+  }
+
+  const Answer kNone{KEL_E_NOT_FOUND, 0};
+};
+
+TEST_F(LookupsTest, FindsListedControllers) {
+  Configure(kSilent, Controller("10.0.0.5", "SYS-001") + Controller("10.0.0.6", "10.0.0.5x"));
+  Create();
+  EXPECT_EQ(BySystemID(L"SYS-001"), (Answer{S_OK, 11}));
+  EXPECT_EQ(BySystemID(L"sys-001"), (Answer{S_OK, 11}));
+  EXPECT_EQ(ByAddress(L"10.0.0.6"), (Answer{S_OK, 12}));
+  EXPECT_EQ(BySystemID(L"SYS-00"), kNone);
+  EXPECT_EQ(ErrorMessage(), L"SystemID not found");
+  for (const wchar_t* text : {L"010.0.0.5", L"10.0.0.5 ", L"10.0.0.7"}) EXPECT_EQ(ByAddress(text), kNone);
+  EXPECT_EQ(ErrorMessage(), L"IP-address not found");
+}
+
+TEST_F(LookupsTest, FindsByURL) {
+  Configure(kSilent, Controller("10.0.0.5", "SYS-001") + Controller("10.0.0.6", "10.5"));
+  Create();
+  struct Case {
+    std::wstring url;
+    Answer answer;
+    std::wstring message;
+  };
+  for (const Case& test : std::vector<Case>{
+           {L"10.0.0.5", {S_OK, 11}, L""},
+           {L"/10.0.0.5", {S_OK, 11}, L""},
+           {L"10.0.0.5/system/x", {S_OK, 11}, L""},
+           {L"/10.0.0.6/", {S_OK, 12}, L""},
+           {L"/SYS-001", {S_OK, 11}, L""},
+           {L"sys-001//", {S_OK, 11}, L""},
+           {L"10.5", {S_OK, 12}, L""},  // Too short for an address, so a system identity.
+           {L"10.0.0.7/x", kNone, L"IP-address not found"},
+           {L"10.0.0.0005/x", kNone, L"IP-address not found"},
+           {L"10.0.0.00000000005", kNone, L"SystemID not found"},
+           {L"300.0.0.1", kNone, L"SystemID not found"},
+           {L"255.255.255.255", kNone, L"SystemID not found"},
+           {L"", {E_INVALIDARG, 0}, L"Url is empty"},
+           {L"/", {E_INVALIDARG, 0}, L"Url is empty"},
+           {L"//10.0.0.5", {E_INVALIDARG, 0}, L"SystemID is NULL or have length 0"}}) {
+    SCOPED_TRACE(testing::PrintToString(test.url));
+    EXPECT_EQ(ByURL(test.url), test.answer);
+    if (test.answer.result == S_OK) continue;
+    EXPECT_EQ(ErrorMessage(2), test.message);
+  }
+  ULONG id = 0;
+  EXPECT_EQ(seek->GetCtrlFromURL(nullptr, &id), E_INVALIDARG);
+  EXPECT_EQ(ErrorMessage(2), L"Url is empty");
+  EXPECT_EQ(seek->GetCtrlFromURL(KelBstr(L"10.0.0.5").Get(), nullptr), E_POINTER);
+  EXPECT_EQ(ErrorMessage(2), L"lanSeekID == NULL");
+}
+
+TEST_F(LookupsTest, ChecksArguments) {
+  Create();
+  ULONG id = 77;
+  for (const BSTR empty : {BSTR(nullptr), KelBstr(L"").Detach()}) {
+    EXPECT_EQ(seek->GetCtrlFromSystemID(empty, &id), E_INVALIDARG);
+    EXPECT_EQ(ErrorMessage(), L"SystemID is NULL or have length 0");
+    EXPECT_EQ(seek->GetCtrlFromIPAddress(empty, &id), E_INVALIDARG);
+    EXPECT_EQ(ErrorMessage(), L"IPAddress empty");
+    EXPECT_EQ(seek->GetUnpublishedVCFromSystemID(empty, &id), E_INVALIDARG);
+    EXPECT_EQ(ErrorMessage(), L"SystemID is NULL or have length 0");
+    EXPECT_EQ(additions->AddRemoteController(empty, &id), E_INVALIDARG);
+    EXPECT_EQ(ErrorMessage(), L"");
+    SysFreeString(empty);
+  }
+  EXPECT_EQ(id, 77U);
+  EXPECT_EQ(seek->GetCtrlFromSystemID(nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(ErrorMessage(), L"lanSeekID == NULL");
+  EXPECT_EQ(seek->GetCtrlFromIPAddress(nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(ErrorMessage(), L"lanSeekID == NULL");
+  EXPECT_EQ(seek->GetUnpublishedVCFromSystemID(nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(ErrorMessage(), L"");
+  EXPECT_EQ(additions->AddRemoteController(nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(ErrorMessage(), L"");
+}
+
+TEST_F(LookupsTest, OnlyTheFirstControllerWithASystemIDCounts) {
+  Configure("", Controller("10.0.0.5", "twin"));
+  Create();
+  ASSERT_EQ(Register(L"TWIN", FakeVC::Make().Get()), S_OK);
+  ASSERT_EQ(Forward(1, "1:n;4:TWIN;"), S_OK);
+  ASSERT_EQ(List(), std::vector<ULONG>{12});
+  EXPECT_EQ(BySystemID(L"TWIN"), kNone) << "the configured one comes first and is not listed";
+}
+
+TEST_F(LookupsTest, UnlistedVirtualControllersHaveTheirOwnLookup) {
+  Create();
+  ASSERT_EQ(Register(L"Vc-1", FakeVC::Make().Get()), S_OK);
+  EXPECT_EQ(BySystemID(L"Vc-1"), kNone);
+  EXPECT_EQ(ByAddress(L"path"), kNone);
+  EXPECT_EQ(UnpublishedVC(L"vC-1"), (Answer{S_OK, 11}));
+  ASSERT_EQ(Forward(1, "1:n;4:Vc-1;"), S_OK);
+  EXPECT_EQ(UnpublishedVC(L"Vc-1"), kNone);
+  EXPECT_EQ(ErrorMessage(), L"No unpublished VC found");
+  EXPECT_EQ(BySystemID(L"Vc-1"), (Answer{S_OK, 11}));
+}
+
+TEST_F(LookupsTest, TheAddressOfARemoteVirtualControllerIsNotFound) {
+  Create();
+  const auto sink = FakeSink::Make();
+  Subscribe(sink.Get());
+  network.Inject(InjectedNetwork::Datagram(1, "4:far;9:00-1;11:3;"), "192.168.1.20");
+  ASSERT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"}));
+  EXPECT_EQ(ByAddress(L"192.168.1.20"), kNone);
+  EXPECT_EQ(BySystemID(L"far"), (Answer{S_OK, 11}));
+}
+
+TEST_F(LookupsTest, AddsRemoteControllersOnce) {
+  Create();
+  ULONG id = 0;
+  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id), S_OK);
+  EXPECT_EQ(id, 11U);
+  id = 0;
+  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id), KEL_S_ALREADY_CONFIGURED);
+  EXPECT_EQ(id, 11U);
+  EXPECT_EQ(ErrorText(), L"");
+  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"ten").Get(), &id), E_INVALIDARG);
+  EXPECT_EQ(ErrorMessage(), L"");
+  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"10.0.0.6").Get(), &id), S_OK);
+  EXPECT_EQ(id, 12U) << "the malformed one consumed no number";
+
+  const auto sink = FakeSink::Make();
+  Subscribe(sink.Get());
+  network.Inject(InjectedNetwork::Datagram(1, "4:near;9:00-1;"), "192.168.1.20");
+  sink->WaitFor(1);
+  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"192.168.1.20").Get(), &id), KEL_S_ALREADY_DYNAMIC);
+  EXPECT_EQ(id, 13U);
+}
+
+TEST_F(LookupsTest, RefreshChecksTheNumberOnly) {
+  Configure(kSilent, Controller("10.0.0.5", "a"));
+  Create();
+  EXPECT_EQ(seek->RefreshForID(11), S_OK);
+  EXPECT_EQ(seek->RefreshForID(11), S_OK);
+  EXPECT_EQ(seek->RefreshForID(12), E_INVALIDARG);
+  EXPECT_EQ(ErrorMessage(), L"LanSeekID too large");
+  EXPECT_EQ(seek->RefreshForID(5), KEL_E_LANSEEKID_NOT_IN_USE);
+  EXPECT_EQ(ErrorMessage(), L"LanSeekID no longer in use.");
+}
+
+TEST_F(LookupsTest, PingIsNotOffered) {
+  Create();
+  EXPECT_EQ(seek->Ping(), E_NOTIMPL);
+  EXPECT_EQ(ErrorMessage(), L"Ping is not yet implemented");
+}
+
+}  // namespace
+}  // namespace kellanseek::test

@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+
+#include <future>
+#include <string>
+#include <vector>
+
+#include "tests/component/ComponentHarness.h"
+#include "tests/component/FakeVC.h"
+#include "tests/support/FakeSink.h"
+
+namespace kellanseek::test {
+namespace {
+
+using Texts = std::vector<std::wstring>;
+
+class SubscriptionsTest : public testing::Test, protected ComponentHarness {
+ protected:
+  SubscriptionsTest() { Create(); }
+
+  void Appear(const std::string& systemID, const char* address) {
+    network.Inject(InjectedNetwork::Datagram(1, "4:" + systemID + ";9:00-" + systemID + ";"), address);
+  }
+};
+
+TEST_F(SubscriptionsTest, EventsComeFromTheNetworkToTheSink) {
+  const auto sink = FakeSink::Make([&](const ReceivedEvent& event) {
+    EXPECT_EQ(event.userDef, 99U);
+    return S_OK;
+  });
+  KelEventParams parameters = {nullptr, sink.Get(), 0, 0, 99, Data};
+  ULONG cookie = 0;
+  ASSERT_EQ(subscriptions->Subscribe(&parameters, &cookie), S_OK);
+  EXPECT_EQ(cookie, 10U);
+  Appear("a", "192.168.1.20");
+  sink->WaitFor(1);
+  network.Inject(InjectedNetwork::Datagram(4, ""), "192.168.1.20");
+  EXPECT_EQ(sink->WaitForTexts(2), (Texts{L"11;1;0;", L"11;3;5;"}));
+}
+
+TEST_F(SubscriptionsTest, TheComponentHoldsTheSinkUntilItIsUnsubscribed) {
+  const auto sink = FakeSink::Make();
+  const ULONG cookie = Subscribe(sink.Get());
+  EXPECT_EQ(sink->References(), 2U);
+  EXPECT_EQ(Subscribe(sink.Get()), cookie + 1);
+  EXPECT_EQ(sink->References(), 3U);
+  EXPECT_EQ(subscriptions->Unsubscribe(cookie), S_OK);
+  EXPECT_EQ(sink->References(), 2U);
+  ReleaseAll();
+  EXPECT_EQ(sink->References(), 1U);
+}
+
+TEST_F(SubscriptionsTest, UnsubscribingAnUnknownCookieTellsBothPlaces) {
+  EXPECT_EQ(subscriptions->Unsubscribe(10), E_FAIL);
+  EXPECT_EQ(ErrorMessage(2), L"Subscriber not found");
+  EXPECT_EQ(ErrorText().rfind(L"Subscriber not found:EventItemsDB[", 0), 0U);
+}
+
+TEST_F(SubscriptionsTest, ChecksArgumentsInOrder) {
+  const auto sink = FakeSink::Make();
+  const auto noSink = FakeVC::Make();
+  ULONG id = 0;
+  additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id);
+  struct Case {
+    KelEventParams parameters;
+    bool cookieGiven;
+    HRESULT result;
+    std::wstring message;
+  };
+  for (Case test : std::vector<Case>{
+           {{nullptr, sink.Get(), 12, 0, 0, NoData}, false, E_INVALIDARG, L"pRep->containData != Data"},
+           {{nullptr, sink.Get(), 0, 0, 0, BinaryData}, true, E_INVALIDARG, L"pRep->containData != Data"},
+           {{nullptr, sink.Get(), 12, 0, 0, Data}, false, E_POINTER, L"cookie == NULL"},
+           {{nullptr, noSink.Get(), 12, 0, 0, Data}, true, E_INVALIDARG, L"LanSeekID too large"},
+           {{nullptr, noSink.Get(), 11, 0, 0, Data}, true, E_NOINTERFACE,
+            L"CKelLanSeek::Subscribe, Failed to QueryInterface to IID_IKelObjectEvents"}}) {
+    ULONG cookie = 7;
+    EXPECT_EQ(subscriptions->Subscribe(&test.parameters, test.cookieGiven ? &cookie : nullptr), test.result);
+    EXPECT_EQ(ErrorMessage(), test.message);
+    EXPECT_EQ(cookie, 7U);
+  }
+  ULONG cookie = 7;
+  KelEventParams parameters = {nullptr, nullptr, 0, 0, 0, Data};
+  EXPECT_EQ(subscriptions->Subscribe(&parameters, &cookie), E_POINTER);
+  EXPECT_EQ(subscriptions->Subscribe(nullptr, &cookie), E_POINTER);
+  EXPECT_EQ(Subscribe(sink.Get(), 5), 10U) << "reserved numbers are taken, although no controller has them";
+}
+
+TEST_F(SubscriptionsTest, ASinkMayAskAndUnsubscribeFromInside) {
+  std::atomic<ULONG> cookie{0};
+  std::promise<void> subscribed;
+  const auto ready = subscribed.get_future().share();
+  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    ready.wait();
+    KelBstr name;
+    EXPECT_EQ(identity->GetSystemID(11, name.Put()), S_OK);
+    EXPECT_EQ(name.Text(), L"a");
+    EXPECT_EQ(subscriptions->Unsubscribe(cookie), S_OK);
+    return S_OK;
+  });
+  cookie = Subscribe(sink.Get());
+  subscribed.set_value();
+  Appear("a", "192.168.1.20");
+  sink->WaitFor(1);
+  const auto later = FakeSink::Make();
+  Subscribe(later.Get());
+  Appear("b", "192.168.1.21");
+  EXPECT_EQ(later->WaitForTexts(1), (Texts{L"12;1;0;"}));
+  EXPECT_EQ(sink->WaitFor(1).size(), 1U);
+}
+
+/// The module's count is the last thing that a component object leaves behind.
+void WaitUntilUnused(const ComponentModule& module) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (module.InUse() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+}
+
+TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromInside) {
+  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    ReleaseAll();
+    return static_cast<HRESULT>(0x80010108U);
+  });
+  Subscribe(sink.Get());
+  Appear("a", "192.168.1.20");
+  Appear("b", "192.168.1.21");
+  sink->WaitFor(1);
+  WaitUntilUnused(module);
+  EXPECT_FALSE(module.InUse());
+  EXPECT_EQ(sink->References(), 1U);
+  EXPECT_EQ(sink->WaitFor(1).size(), 1U);
+}
+
+TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceWhenItIsReleasedItself) {
+  std::promise<void> destroyed;
+  ULONG cookie = 0;
+  std::promise<void> subscribed;
+  const auto ready = subscribed.get_future().share();
+  {
+    const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+      ready.wait();
+      EXPECT_EQ(subscriptions->Unsubscribe(cookie), S_OK);
+      return S_OK;
+    });
+    sink->OnDestroyed([&] {
+      ReleaseAll();
+      destroyed.set_value();
+    });
+    cookie = Subscribe(sink.Get());
+  }
+  subscribed.set_value();
+  Appear("a", "192.168.1.20");
+  destroyed.get_future().wait();
+  WaitUntilUnused(module);
+  EXPECT_FALSE(module.InUse());
+}
+
+TEST_F(SubscriptionsTest, TheLastReleaseDuringABurstEndsIt) {
+  std::promise<void> entered;
+  std::promise<void> proceed;
+  const auto go = proceed.get_future().share();
+  std::atomic<bool> first{true};
+  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    if (first.exchange(false)) entered.set_value();
+    go.wait();
+    return S_OK;
+  });
+  Subscribe(sink.Get());
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_EQ(Register(L"vc" + std::to_wstring(i), FakeVC::Make().Get()), S_OK);
+    ASSERT_EQ(Forward(1, "4:vc" + std::to_string(i) + ";"), S_OK);
+  }
+  entered.get_future().wait();
+  std::thread releasing([&] { ReleaseAll(); });
+  proceed.set_value();
+  releasing.join();
+  EXPECT_FALSE(module.InUse());
+  EXPECT_EQ(sink->References(), 1U);
+}
+
+TEST_F(SubscriptionsTest, UnpacksEventData) {
+  constexpr auto kLeft = static_cast<KelCtrlAvailability>(77);
+  constexpr auto kLeftReason = static_cast<LanSeekEventReason>(88);
+  struct Case {
+    std::wstring text;
+    HRESULT result;
+    ULONG id;
+    KelCtrlAvailability status;
+    LanSeekEventReason reason;
+  };
+  for (const Case& test : std::vector<Case>{
+           {L"11;1;0;", S_OK, 11, CtrlAvailable, CtrlNew},
+           {L"-1;3;9", S_OK, 0xFFFFFFFFU, CtrlRemoved, CtrlReconnected},
+           {L"12;-5;4711;", S_OK, 12, static_cast<KelCtrlAvailability>(-5), static_cast<LanSeekEventReason>(4711)},
+           {L"11;1", E_FAIL, 11, CtrlAvailable, kLeftReason},
+           {std::wstring(L"11;1;\0000;", 7), E_FAIL, 11, CtrlAvailable, kLeftReason},
+           {L"eleven", E_FAIL, 66, kLeft, kLeftReason},
+           {L"", E_FAIL, 66, kLeft, kLeftReason}}) {
+    SCOPED_TRACE(testing::PrintToString(test.text));
+    const KelBstr text(test.text);
+    VARIANT data = {};
+    data.vt = VT_BSTR;
+    data.bstrVal = text.Get();
+    ULONG id = 66;
+    KelCtrlAvailability status = kLeft;
+    LanSeekEventReason reason = kLeftReason;
+    EXPECT_EQ(seek->UnpackSubscriptionData(&data, &id, &status, &reason), test.result);
+    EXPECT_EQ(id, test.id);
+    EXPECT_EQ(status, test.status);
+    EXPECT_EQ(reason, test.reason);
+    if (test.result == S_OK) continue;
+    EXPECT_EQ(ErrorMessage(), L"Invalid argument");
+  }
+}
+
+TEST_F(SubscriptionsTest, UnpackingChecksArgumentsInOrder) {
+  ULONG id = 0;
+  KelCtrlAvailability status = {};
+  LanSeekEventReason reason = {};
+  EXPECT_EQ(seek->UnpackSubscriptionData(nullptr, nullptr, nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(ErrorMessage(), L"pLanSeekID == NULL");
+  EXPECT_EQ(seek->UnpackSubscriptionData(nullptr, &id, nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(ErrorMessage(), L"pStatus == NULL");
+  EXPECT_EQ(seek->UnpackSubscriptionData(nullptr, &id, &status, nullptr), E_POINTER);
+  EXPECT_EQ(ErrorMessage(), L"pReason == NULL");
+  EXPECT_EQ(seek->UnpackSubscriptionData(nullptr, &id, &status, &reason), E_INVALIDARG);
+  EXPECT_EQ(ErrorMessage(), L"pData == NULL");
+
+  KelBstr text(L"11;1;0;");
+  BSTR held = text.Get();
+  VARIANT number = {};
+  number.vt = VT_I4;
+  number.lVal = 11;
+  VARIANT null = {};
+  null.vt = VT_BSTR;
+  VARIANT reference = {};
+  reference.vt = VT_BSTR | VT_BYREF;
+  reference.pbstrVal = &held;
+  for (VARIANT* data : {&number, &null, &reference}) {
+    EXPECT_EQ(seek->UnpackSubscriptionData(data, &id, &status, &reason), E_FAIL);
+    EXPECT_EQ(ErrorMessage(), L"Invalid VARIANT");
+  }
+}
+
+}  // namespace
+}  // namespace kellanseek::test

@@ -1,0 +1,91 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/component/ComponentHarness.h"
+#include "tests/component/FakeVC.h"
+#include "tests/support/FakeSink.h"
+
+namespace kellanseek::test {
+namespace {
+
+class VCEntryPointsTest : public testing::Test, protected ComponentHarness {
+ protected:
+  VCEntryPointsTest() { Create(); }
+};
+
+TEST_F(VCEntryPointsTest, AVirtualControllerLivesItsLife) {
+  const auto sink = FakeSink::Make();
+  Subscribe(sink.Get());
+  const auto object = FakeVC::Make();
+  EXPECT_EQ(Register(L"sys", object.Get()), S_OK);
+  EXPECT_EQ(List(), std::vector<ULONG>());
+  EXPECT_EQ(Forward(1, "1:Name;4:sys;"), S_OK);
+  EXPECT_EQ(List(), std::vector<ULONG>{11});
+  KelBstr text;
+  EXPECT_EQ(identity->GetCtrlName(11, text.Put()), S_OK);
+  EXPECT_EQ(text.Text(), L"Name");
+  EXPECT_EQ(identity->GetCtrlAddress(11, text.Put()), S_OK);
+  EXPECT_EQ(text.Text(), L"path");
+
+  EXPECT_EQ(virtualControllers->PreUnRegister(KelBstr(L"sys").Get()), S_OK);
+  EXPECT_EQ(List(), std::vector<ULONG>());
+  EXPECT_GT(object->References(), 1U);
+  EXPECT_EQ(virtualControllers->UnRegister(KelBstr(L"sys").Get()), S_OK);
+  EXPECT_EQ(object->References(), 1U);
+  EXPECT_EQ(identity->GetCtrlName(11, text.Put()), KEL_E_LANSEEKID_NOT_IN_USE);
+  EXPECT_EQ(sink->WaitForTexts(1).back().substr(0, 3), L"11;");
+}
+
+TEST_F(VCEntryPointsTest, FailuresOfTheEngineLeaveAPlaceOnly) {
+  const auto object = FakeVC::Make();
+  EXPECT_EQ(Register(L"sys", object.Get()), S_OK);
+  EXPECT_EQ(Register(L"sys", object.Get()), KEL_E_SYSTEMID_PRESENT);
+  EXPECT_EQ(ErrorMessage(), L"");
+  EXPECT_EQ(Register(L"", object.Get()), E_INVALIDARG);
+  EXPECT_EQ(Register(L"other", nullptr), E_INVALIDARG);
+  EXPECT_EQ(virtualControllers->Register(nullptr, nullptr, 1, nullptr), E_INVALIDARG);
+  EXPECT_EQ(ErrorMessage(), L"");
+  for (const wchar_t* id : {L"", L"unknown"}) {
+    EXPECT_EQ(virtualControllers->UnRegister(KelBstr(id).Get()), KEL_E_NOT_FOUND);
+    EXPECT_EQ(virtualControllers->PreUnRegister(KelBstr(id).Get()), KEL_E_NOT_FOUND);
+    EXPECT_EQ(ErrorMessage(), L"");
+  }
+  EXPECT_EQ(virtualControllers->UnRegister(nullptr), KEL_E_NOT_FOUND);
+}
+
+TEST_F(VCEntryPointsTest, AnyForwardedTextIsTaken) {
+  EXPECT_EQ(virtualControllers->ForwardMessage(nullptr), S_OK);
+  for (const wchar_t* text : {L"", L"nonsense", L"Lanseek;", L"Lanseek;ff;1;", L"Lanseek;0d;1;4:"}) {
+    EXPECT_EQ(virtualControllers->ForwardMessage(KelBstr(text).Get()), S_OK);
+  }
+  EXPECT_EQ(virtualControllers->ForwardMessage(KelBstr(std::wstring(5000, L';')).Get()), S_OK);
+  EXPECT_EQ(List(), std::vector<ULONG>());
+}
+
+/// An identity message of a virtual controller without an identity is refused; the engine's lock must not stay behind.
+TEST_F(VCEntryPointsTest, ARefusedDatagramBlocksNobody) {
+  const auto sink = FakeSink::Make();
+  Subscribe(sink.Get());
+  network.Inject(InjectedNetwork::Datagram(1, "1:nobody;11:2;"), "192.168.1.66");
+  network.Inject(InjectedNetwork::Datagram(1, "4:a;9:00-1;"), "192.168.1.20");
+  ASSERT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"}));
+  EXPECT_EQ(Register(L"sys", FakeVC::Make().Get()), S_OK);
+  EXPECT_EQ(Forward(1, "1:Name;4:sys;"), S_OK);
+  EXPECT_EQ(List(), (std::vector<ULONG>{11, 12}));
+}
+
+TEST_F(VCEntryPointsTest, TheObjectOfARemovedControllerMayHoldTheComponentsLastReference) {
+  {
+    const auto object = FakeVC::Make();
+    object->OnDestroyed([this] { ReleaseAll(); });
+    ASSERT_EQ(Register(L"sys", object.Get()), S_OK);
+  }
+  IKelVCLanSeek2* const calling = virtualControllers.Get();
+  EXPECT_EQ(calling->UnRegister(KelBstr(L"sys").Get()), S_OK);
+  EXPECT_FALSE(module.InUse());
+}
+
+}  // namespace
+}  // namespace kellanseek::test
