@@ -1,5 +1,6 @@
 #include "platform/Thread.h"
 
+#include <dlfcn.h>
 #include <pthread.h>
 
 #include <string>
@@ -23,6 +24,15 @@ void Run(const std::string& name, const std::function<void()>& body) {
   CoUninitialize();
 }
 
+/// Nobody waits for a detached thread, so nobody can tell when it has left the code of this module: from now on the
+/// module stays.
+void KeepModuleLoaded() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<const void*>(&KeepModuleLoaded), &info) == 0 || info.dli_fname == nullptr) return;
+  void* const module = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+  if (module != nullptr) dlclose(module);
+}
+
 }  // namespace
 
 Thread::~Thread() { Join(); }
@@ -42,7 +52,9 @@ void Thread::Join() {
 }
 
 void Thread::Detach() {
-  if (thread_.joinable()) thread_.detach();
+  if (!thread_.joinable()) return;
+  KeepModuleLoaded();
+  thread_.detach();
 }
 
 }  // namespace kellanseek::platform

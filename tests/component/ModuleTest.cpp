@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <future>
 #include <string>
 #include <thread>
@@ -15,10 +16,11 @@
 namespace kellanseek::test {
 namespace {
 
-/// The built module, loaded for the life of a scope. It keeps to an empty registry and to no network interface.
-class UnloadTest : public testing::Test {
+/// A copy of the built module, loaded for the life of a scope. It keeps to a registry of its own and to no network
+/// interface.
+class ModuleTest : public testing::Test {
  protected:
-  UnloadTest() {
+  ModuleTest() {
     directory_.Write("registry", "[HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI]\nConfigDir=" +
                                      directory_.Path() + "\n");
     directory_.Write("lanseekconf.xml",
@@ -26,13 +28,15 @@ class UnloadTest : public testing::Test {
                      "<DynamicDetectionEnabled>0</DynamicDetectionEnabled></CommunicationSettings>"
                      "</KelLanSeekConfigurations>");
     setenv("KELLANSEEK_REGISTRY", directory_.File("registry").c_str(), 1);
-    module_ = dlopen(KELLANSEEK_MODULE, RTLD_NOW | RTLD_LOCAL);
+    std::filesystem::copy_file(KELLANSEEK_MODULE, directory_.File("v\u00e4rde.so.1.2.3"));
+    std::filesystem::create_symlink("v\u00e4rde.so.1.2.3", path_);
+    module_ = dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL);
   }
-  ~UnloadTest() override {
+  ~ModuleTest() override {
     if (module_ != nullptr) dlclose(module_);
   }
 
-  HRESULT CanUnloadNow() const { return reinterpret_cast<HRESULT (*)()>(dlsym(module_, "DllCanUnloadNow"))(); }
+  HRESULT CanUnloadNow() const { return Call("DllCanUnloadNow"); }
   HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** object) const {
     using Function = HRESULT (*)(REFCLSID, REFIID, void**);
     return reinterpret_cast<Function>(dlsym(module_, "DllGetClassObject"))(clsid, iid, object);
@@ -45,17 +49,19 @@ class UnloadTest : public testing::Test {
     EXPECT_EQ(factory->CreateInstance(nullptr, *KelInterfaceId<Interface>, object.PutVoid()), S_OK);
     return object;
   }
-  static bool Loaded() {
-    void* const loaded = dlopen(KELLANSEEK_MODULE, RTLD_NOW | RTLD_NOLOAD);
+  HRESULT Call(const char* function) const { return reinterpret_cast<HRESULT (*)()>(dlsym(module_, function))(); }
+  bool Loaded() const {
+    void* const loaded = dlopen(path_.c_str(), RTLD_NOW | RTLD_NOLOAD);
     if (loaded != nullptr) dlclose(loaded);
     return loaded != nullptr;
   }
 
   ScratchDirectory directory_;
+  const std::string path_ = directory_.File("v\u00e4rde.so.1");
   void* module_ = nullptr;
 };
 
-TEST_F(UnloadTest, HandsOutItsOneClass) {
+TEST_F(ModuleTest, HandsOutItsOneClass) {
   ASSERT_NE(module_, nullptr) << dlerror();
   void* object = this;
   EXPECT_EQ(GetClassObject(IID_IKelLanSeek, IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
@@ -65,7 +71,7 @@ TEST_F(UnloadTest, HandsOutItsOneClass) {
   EXPECT_EQ(CanUnloadNow(), S_OK);
 }
 
-TEST_F(UnloadTest, IsUnloadedWhenTheLastObjectAndListAreGone) {
+TEST_F(ModuleTest, IsUnloadedWhenTheLastObjectAndListAreGone) {
   ASSERT_NE(module_, nullptr) << dlerror();
   for (int cycle = 0; cycle < 3; ++cycle) {
     auto seek = Create<IKelLanSeek>();
@@ -83,8 +89,22 @@ TEST_F(UnloadTest, IsUnloadedWhenTheLastObjectAndListAreGone) {
   EXPECT_FALSE(Loaded());
 }
 
+TEST_F(ModuleTest, RegistersTheNameByWhichItWasLoaded) {
+  ASSERT_NE(module_, nullptr) << dlerror();
+  EXPECT_EQ(Call("DllRegisterServer"), S_OK);
+  EXPECT_NE(directory_.Read("registry").find("@=" + path_ + "\n"), std::string::npos);
+  CLSID clsid = {};
+  EXPECT_EQ(CLSIDFromProgID(L"KelLanSeek.KelLanSeek", &clsid), S_OK);
+  EXPECT_EQ(clsid, CLSID_KelLanSeek);
+  KelComPtr<IKelLanSeek> seek;
+  EXPECT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek, seek.PutVoid()), S_OK);
+  EXPECT_EQ(Call("DllUnregisterServer"), S_OK);
+  EXPECT_EQ(CLSIDFromProgID(L"KelLanSeek.KelLanSeek", &clsid), CO_E_CLASSSTRING);
+  EXPECT_NE(directory_.Read("registry").find("ConfigDir="), std::string::npos);
+}
+
 /// The event thread that made the last release may then still be on its way out of the module.
-TEST_F(UnloadTest, MayBeUnloadedOnceASinkHasMadeTheLastRelease) {
+TEST_F(ModuleTest, MayBeUnloadedOnceASinkHasMadeTheLastRelease) {
   ASSERT_NE(module_, nullptr) << dlerror();
   auto last = Create<IKelVCLanSeek>();
   ASSERT_TRUE(last);
@@ -105,6 +125,7 @@ TEST_F(UnloadTest, MayBeUnloadedOnceASinkHasMadeTheLastRelease) {
   called.set_value();
   while (CanUnloadNow() != S_OK) std::this_thread::yield();
   dlclose(std::exchange(module_, nullptr));
+  EXPECT_TRUE(Loaded()) << "that thread may be anywhere";
   EXPECT_EQ(sink->References(), 1U);
   EXPECT_EQ(sink->WaitFor(1).size(), 1U);
 }
