@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "config/Configuration.h"
+#include "platform/Thread.h"
 
 namespace kellanseek {
 namespace {
@@ -82,10 +83,24 @@ void CKelLanSeek::FinalRelease() {
   worker_.Stop();
 }
 
-void CKelLanSeek::Destroy() {
+void CKelLanSeek::Destroy() noexcept {
   references_.store(kDestroying, std::memory_order_relaxed);
+  if (engine_.OnReceiverThread()) return DestroyElsewhere();
   FinalRelease();
   delete this;
+}
+
+void CKelLanSeek::DestroyElsewhere() noexcept {
+  try {
+    platform::Thread ending;
+    const bool started = ending.Start("KelRelease", [this, keepLoaded = moduleLock_] {
+      FinalRelease();
+      delete this;
+    });
+    if (started) ending.Detach();
+  } catch (const std::bad_alloc&) {
+    // As without a thread to be had: the object stays, and the module with it.
+  }
 }
 
 void CKelLanSeek::OnInterfacesChanged() {

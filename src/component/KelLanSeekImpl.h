@@ -118,7 +118,9 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   IUnknown* FindInterface(REFIID iid);
   ULONG AddOwnRef();
   ULONG ReleaseOwn();
-  void Destroy();
+  void Destroy() noexcept;
+  /// Leaves the end to a thread of its own.
+  void DestroyElsewhere() noexcept;
 
   void FinalConstruct();
   void FinalRelease();

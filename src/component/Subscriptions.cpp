@@ -24,7 +24,8 @@ STDMETHODIMP CKelLanSeek::Subscribe(KelEventParams* pRep, ULONG* cookie) {
     if (pRep->pSink == nullptr) return Fail(E_POINTER, L"pRep->pSink == NULL");
 
     KelComPtr<IKelObjectEvents> sink;
-    const HRESULT result = pRep->pSink->QueryInterface(IID_IKelObjectEvents, sink.PutVoid());
+    HRESULT result = pRep->pSink->QueryInterface(IID_IKelObjectEvents, sink.PutVoid());
+    if (SUCCEEDED(result) && !sink) result = E_NOINTERFACE;
     if (FAILED(result)) {
       return Fail(result, L"CKelLanSeek::Subscribe, Failed to QueryInterface to IID_IKelObjectEvents");
     }

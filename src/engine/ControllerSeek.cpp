@@ -67,7 +67,11 @@ void CControllerSeek::Init() {
 void CControllerSeek::StartNetwork() {
   socketsReady_.Reset();
   refreshThread_.Start("KelRefresh", [this] { RefreshThread(); });
-  receiverThread_.Start("KelReceiver", [this] { receiver_.ReceiverThread(); });
+  receiverThread_.Start("KelReceiver", [this] {
+    receiverId_.store(std::this_thread::get_id());
+    receiver_.ReceiverThread();
+    receiverId_.store({});
+  });
   daemon_.StartThread();
 }
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string_view>
+#include <thread>
 
 #include <kellanseek/KelLanSeek.h>
 
@@ -48,6 +49,10 @@ class CControllerSeek {
   /// Ends the threads; `restart` 1 only those of the network side, leaving the address-change and host-name threads,
   /// the look-ups queued and all controllers as they are. Waits for a reverse look-up that is under way.
   void Stop(int restart);
+
+  /// True on the receiver thread. A datagram may withdraw a virtual controller of this host, whose object is then
+  /// released there, and that may be the last to hold the component; but no thread can wait for its own end.
+  bool OnReceiverThread() const { return receiverId_.load() == std::this_thread::get_id(); }
 
   /// Stops the network side, builds the interface table anew, withdraws the controllers whose interface has gone,
   /// and starts the network side again. Does nothing once a full Stop has begun.
@@ -108,6 +113,8 @@ class CControllerSeek {
   platform::Mutex runLock_;
   bool stopping_ GUARDED_BY(runLock_) = false;
   bool socketLibraryStarted_ = false;
+
+  std::atomic<std::thread::id> receiverId_{};
 
   platform::Thread refreshThread_;
   platform::Thread receiverThread_;

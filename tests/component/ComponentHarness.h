@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -85,6 +86,12 @@ class ComponentHarness {
     additions.Reset();
     base.Reset();
     seek.Reset();
+  }
+
+  /// Waits, for ten seconds at most, until nothing is left of an object that ends on a thread of its own.
+  void WaitUntilUnused() const {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (module.InUse() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
   }
 
   ULONG Subscribe(IUnknown* sink, ULONG type = 0) {

@@ -13,6 +13,17 @@ namespace {
 
 using Texts = std::vector<std::wstring>;
 
+/// Says that it is a sink, and gives none.
+class Pretender final : public IUnknown {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
+    *object = nullptr;
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+};
+
 class SubscriptionsTest : public testing::Test, protected ComponentHarness {
  protected:
   SubscriptionsTest() { Create(); }
@@ -82,6 +93,9 @@ TEST_F(SubscriptionsTest, ChecksArgumentsInOrder) {
   KelEventParams parameters = {nullptr, nullptr, 0, 0, 0, Data};
   EXPECT_EQ(subscriptions->Subscribe(&parameters, &cookie), E_POINTER);
   EXPECT_EQ(subscriptions->Subscribe(nullptr, &cookie), E_POINTER);
+  Pretender pretender;
+  parameters.pSink = &pretender;
+  EXPECT_EQ(subscriptions->Subscribe(&parameters, &cookie), E_NOINTERFACE);
   EXPECT_EQ(Subscribe(sink.Get(), 5), 10U) << "reserved numbers are taken, although no controller has them";
 }
 
@@ -108,12 +122,6 @@ TEST_F(SubscriptionsTest, ASinkMayAskAndUnsubscribeFromInside) {
   EXPECT_EQ(sink->WaitFor(1).size(), 1U);
 }
 
-/// The module's count is the last thing that a component object leaves behind.
-void WaitUntilUnused(const ComponentModule& module) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (module.InUse() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
-}
-
 TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromInside) {
   const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
     ReleaseAll();
@@ -123,7 +131,7 @@ TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromInside) {
   Appear("a", "192.168.1.20");
   Appear("b", "192.168.1.21");
   sink->WaitFor(1);
-  WaitUntilUnused(module);
+  WaitUntilUnused();
   EXPECT_FALSE(module.InUse());
   EXPECT_EQ(sink->References(), 1U);
   EXPECT_EQ(sink->WaitFor(1).size(), 1U);
@@ -149,7 +157,7 @@ TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceWhenItIsReleasedItself)
   subscribed.set_value();
   Appear("a", "192.168.1.20");
   destroyed.get_future().wait();
-  WaitUntilUnused(module);
+  WaitUntilUnused();
   EXPECT_FALSE(module.InUse());
 }
 

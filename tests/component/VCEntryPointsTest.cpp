@@ -87,5 +87,16 @@ TEST_F(VCEntryPointsTest, TheObjectOfARemovedControllerMayHoldTheComponentsLastR
   EXPECT_FALSE(module.InUse());
 }
 
+TEST_F(VCEntryPointsTest, ADatagramThatWithdrawsTheLastHolderEndsTheComponent) {
+  {
+    const auto object = FakeVC::Make();
+    object->OnDestroyed([this] { ReleaseAll(); });
+    ASSERT_EQ(Register(L"sys", object.Get()), S_OK);
+  }
+  network.Inject(InjectedNetwork::Datagram(4, "4:sys;11:2;"), "192.168.1.66");
+  WaitUntilUnused();
+  EXPECT_FALSE(module.InUse());
+}
+
 }  // namespace
 }  // namespace kellanseek::test
