@@ -27,7 +27,9 @@ STDMETHODIMP ClassFactory::QueryInterface(REFIID iid, void** object) {
   return S_OK;
 }
 
-STDMETHODIMP_(ULONG) ClassFactory::AddRef() { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
+STDMETHODIMP_(ULONG) ClassFactory::AddRef() {
+  return references_.fetch_add(1, std::memory_order_relaxed) + 1;
+}
 
 STDMETHODIMP_(ULONG) ClassFactory::Release() {
   const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;

@@ -12,8 +12,8 @@ namespace kellanseek {
 /// Creates component objects. Keeps the module loaded while it lives, and while a client has it locked.
 class ClassFactory final : public IClassFactory {
  public:
-  /// A factory in `*object`; E_POINTER, E_NOINTERFACE, E_OUTOFMEMORY. `module` and what `environment` refers to
-  /// outlive the factory and its objects.
+  /// A factory in `*object`; E_POINTER, E_NOINTERFACE, E_OUTOFMEMORY. `module` and what `environment` refers
+  /// to outlive the factory and its objects.
   static HRESULT Create(REFIID iid, void** object, const ComponentEnvironment& environment,
                         ComponentModule& module) noexcept;
 

@@ -5,7 +5,8 @@
 
 namespace kellanseek {
 
-/// Counts what keeps the module loaded: objects, lists, class factories and clients' locks. Outlives them all.
+/// Counts what keeps the module loaded: objects, lists, class factories and clients' locks. Outlives them
+/// all.
 class ComponentModule {
  public:
   constexpr ComponentModule() = default;

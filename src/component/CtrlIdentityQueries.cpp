@@ -64,8 +64,8 @@ HRESULT CKelLanSeek::ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone) {
 }
 
 template <typename Output, typename Field>
-HRESULT CKelLanSeek::ReadValue(ULONG lanSeekID, Output* output, Field CtrlInfo::*field, const wchar_t* nullMessage,
-                               const wchar_t* goneMessage) {
+HRESULT CKelLanSeek::ReadValue(ULONG lanSeekID, Output* output, Field CtrlInfo::*field,
+                               const wchar_t* nullMessage, const wchar_t* goneMessage) {
   if (output == nullptr) return Guarded([&] { return Fail(E_POINTER, nullMessage); });
   return ReadRecord(
       lanSeekID,
@@ -73,7 +73,9 @@ HRESULT CKelLanSeek::ReadValue(ULONG lanSeekID, Output* output, Field CtrlInfo::
         *output = record.*field;
         return ReadOutcome{};
       },
-      [&] { return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, goneMessage}; });
+      [&] {
+        return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, goneMessage};
+      });
 }
 
 HRESULT CKelLanSeek::ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlInfo::*field,
@@ -86,7 +88,9 @@ HRESULT CKelLanSeek::ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlIn
         *output = CopyText(record.*field);
         return ReadOutcome{};
       },
-      [] { return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGone}; });
+      [] {
+        return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGone};
+      });
 }
 
 STDMETHODIMP CKelLanSeek::GetCtrlType(ULONG lanSeekID, KelCtrlType* pType) {
@@ -168,7 +172,9 @@ HRESULT CKelLanSeek::ReadVersion(ULONG lanSeekID, std::initializer_list<VersionP
         for (const VersionPart& part : parts) *part.output = record.*part.field;
         return ReadOutcome{};
       },
-      [] { return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGone}; });
+      [] {
+        return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGone};
+      });
   if (result != S_OK) return result;
   for (const VersionPart& part : parts) {
     if (*part.output == kVersionUnknown) return Guarded([&] { return Fail(E_FAIL, missingMessage); });
@@ -209,7 +215,9 @@ STDMETHODIMP CKelLanSeek::GetVCInterface(ULONG lanSeekID, VCInterface* pVCInterf
         *pVCInterface = {riid.Detach(), object};
         return {};
       },
-      [] { return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGone}; });
+      [] {
+        return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGone};
+      });
 }
 
 STDMETHODIMP CKelLanSeek::GetVCProcessID(ULONG lanSeekID, ULONG* pdwProcessID) {
@@ -221,7 +229,9 @@ STDMETHODIMP CKelLanSeek::GetVCProcessID(ULONG lanSeekID, ULONG* pdwProcessID) {
         *pdwProcessID = record.vcProcessID;
         return {};
       },
-      [] { return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGoneStop}; });
+      [] {
+        return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGoneStop};
+      });
 }
 
 }  // namespace kellanseek

@@ -16,7 +16,8 @@ bool UnpublishedVC(const CtrlInfo& record) { return !record.published && record.
 
 }  // namespace
 
-STDMETHODIMP CKelLanSeek::GetCtrlList(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity** ppCtrlIdentityEnum) {
+STDMETHODIMP CKelLanSeek::GetCtrlList(KelRetrievalParams* pRetPar,
+                                      IKelEnumCtrlIdentity** ppCtrlIdentityEnum) {
   return Guarded([&] { return ListCtrls(pRetPar, ppCtrlIdentityEnum, Published); });
 }
 

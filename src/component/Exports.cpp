@@ -24,7 +24,8 @@ ComponentEnvironment SystemComponentEnvironment() {
 }
 
 void TraceFailure(const std::wstring& why) {
-  if (!why.empty()) diagnostics::Tracer(platform::ProcessDebugOutput(), kKelLanSeekUnit).LongError(L"%s", why);
+  if (!why.empty())
+    diagnostics::Tracer(platform::ProcessDebugOutput(), kKelLanSeekUnit).LongError(L"%s", why);
 }
 
 /// Runs the body of an export and turns what it throws into a failure.
@@ -39,7 +40,9 @@ HRESULT Guarded(Body&& body) noexcept {
   }
 }
 
-RegistrationScope Scope(bool perUser) { return perUser ? RegistrationScope::User : RegistrationScope::Machine; }
+RegistrationScope Scope(bool perUser) {
+  return perUser ? RegistrationScope::User : RegistrationScope::Machine;
+}
 
 HRESULT RegisterServer(std::wstring& why) {
   const bool perUser = platform::WantsPerUserRegistration();

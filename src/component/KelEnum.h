@@ -89,7 +89,9 @@ class KelEnumImpl : public Base {
 
   STDMETHODIMP Sort(INT mode) final {
     if (!items_) return S_OK;
-    const auto before = [mode](const Item& left, const Item& right) { return CmpPolicy::Before(mode, left, right); };
+    const auto before = [mode](const Item& left, const Item& right) {
+      return CmpPolicy::Before(mode, left, right);
+    };
     if (!std::is_sorted(items_->begin(), items_->end(), before)) {
       std::stable_sort(items_->begin(), items_->end(), before);
     }
@@ -113,11 +115,12 @@ class KelEnumImpl : public Base {
   std::size_t Count() const { return items_ ? items_->size() : 0; }
   const Item* Items() const { return items_ ? items_->data() : nullptr; }
 
-  /// Gives `clone` a copy of the items, and the position. The clone of a copy keeps this list alive, any other what
-  /// this list keeps alive. Throws std::bad_alloc.
+  /// Gives `clone` a copy of the items, and the position. The clone of a copy keeps this list alive, any
+  /// other what this list keeps alive. Throws std::bad_alloc.
   void CopyTo(KelEnumImpl& clone) {
     if (items_) {
-      clone.Init(*items_, Ownership::Copied, ownership_ == Ownership::Copied ? KelComPtr<IUnknown>(this) : owner_);
+      clone.Init(*items_, Ownership::Copied,
+                 ownership_ == Ownership::Copied ? KelComPtr<IUnknown>(this) : owner_);
     }
     clone.current_ = current_;
     clone.filterMode_ = filterMode_;
@@ -127,7 +130,8 @@ class KelEnumImpl : public Base {
  private:
   /// Moves to the next item that the filter admits; false at the end.
   bool FindAdmitted() {
-    while (current_ < Count() && filterActive_ && !FilterPolicy::Admits(filterMode_, (*items_)[current_])) ++current_;
+    while (current_ < Count() && filterActive_ && !FilterPolicy::Admits(filterMode_, (*items_)[current_]))
+      ++current_;
     return current_ < Count();
   }
 
@@ -141,7 +145,8 @@ class KelEnumImpl : public Base {
 
 /// The same as a counted object, which keeps the module loaded.
 template <typename Base, typename Item, typename CopyPolicy, typename CmpPolicy, typename FilterPolicy>
-class KelEnum final : public KelEnumImpl<Base, Item, CopyPolicy, CmpPolicy, FilterPolicy>, public IKelEnumInternal {
+class KelEnum final : public KelEnumImpl<Base, Item, CopyPolicy, CmpPolicy, FilterPolicy>,
+                      public IKelEnumInternal {
  public:
   /// An empty list with one reference; null when memory is out.
   static KelComPtr<KelEnum> Create(ComponentModule& module) {

@@ -19,8 +19,8 @@ constexpr ULONG kDestroying = 0x40000000;
 
 }  // namespace
 
-HRESULT CKelLanSeek::Create(IUnknown* outer, REFIID iid, void** object, const ComponentEnvironment& environment,
-                            ComponentModule& module) noexcept {
+HRESULT CKelLanSeek::Create(IUnknown* outer, REFIID iid, void** object,
+                            const ComponentEnvironment& environment, ComponentModule& module) noexcept {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
   if (outer != nullptr && !IsEqualIID(iid, IID_IUnknown)) return CLASS_E_NOAGGREGATION;

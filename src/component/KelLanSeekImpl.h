@@ -26,9 +26,9 @@ namespace kellanseek {
 /// The source unit that error texts and traces of the component object name.
 inline constexpr const wchar_t* kKelLanSeekUnit = L"KelLanSeekImpl";
 
-/// The component object: owns the controller table, the engine, the subscriptions and the settings, and answers the
-/// calls of clients. What the methods do is told in kellanseek/KelLanSeek.h. No exception leaves a method, and no
-/// lock is held while a sink is called or released.
+/// The component object: owns the controller table, the engine, the subscriptions and the settings, and
+/// answers the calls of clients. What the methods do is told in kellanseek/KelLanSeek.h. No exception leaves
+/// a method, and no lock is held while a sink is called or released.
 class CKelLanSeek final : public IKelCtrlIdentity3,
                           public IKelLanSeek2,
                           public IKelLanSeekSubscribe,
@@ -38,9 +38,10 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
                           public CKelBase,
                           private engine::InterfaceChangeListener {
  public:
-  /// Creates and starts an object, inside the controlling object `outer` where that is not null (then `iid` is that
-  /// of IUnknown). E_POINTER; CLASS_E_NOAGGREGATION; E_NOINTERFACE; E_OUTOFMEMORY. What is wrong with the
-  /// configuration is traced and no failure. `module` and what `environment` refers to outlive the object.
+  /// Creates and starts an object, inside the controlling object `outer` where that is not null (then `iid`
+  /// is that of IUnknown). E_POINTER; CLASS_E_NOAGGREGATION; E_NOINTERFACE; E_OUTOFMEMORY. What is wrong with
+  /// the configuration is traced and no failure. `module` and what `environment` refers to outlive the
+  /// object.
   static HRESULT Create(IUnknown* outer, REFIID iid, void** object, const ComponentEnvironment& environment,
                         ComponentModule& module) noexcept;
 
@@ -62,7 +63,8 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   STDMETHODIMP GetMacAddress(ULONG lanSeekID, BSTR* pMacAddress) override;
   STDMETHODIMP GetCommPortNumber(ULONG lanSeekID, ULONG* pPortNumber) override;
   STDMETHODIMP GetCtrlLevel(ULONG lanSeekID, KelCtrlLevel* pLevel) override;
-  STDMETHODIMP GetControllerVersion2(ULONG lanSeekID, ULONG* pdwMajor, ULONG* pdwMinor, ULONG* pdwRevision) override;
+  STDMETHODIMP GetControllerVersion2(ULONG lanSeekID, ULONG* pdwMajor, ULONG* pdwMinor,
+                                     ULONG* pdwRevision) override;
   STDMETHODIMP GetKelAPICompatibilityRevision(ULONG lanSeekID, ULONG* pdwRevision) override;
   STDMETHODIMP GetVCInterface(ULONG lanSeekID, VCInterface* pVCInterface) override;
   STDMETHODIMP GetVCProcessID(ULONG lanSeekID, ULONG* pdwProcessID) override;
@@ -76,7 +78,8 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   STDMETHODIMP UnpackSubscriptionData(VARIANT* pData, ULONG* pLanSeekID, KelCtrlAvailability* pStatus,
                                       LanSeekEventReason* pReason) override;
   STDMETHODIMP GetCtrlFromURL(BSTR url, ULONG* lanSeekID) override;
-  STDMETHODIMP GetUnpublishedVCList(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity** ppCtrlIdentityEnum) override;
+  STDMETHODIMP GetUnpublishedVCList(KelRetrievalParams* pRetPar,
+                                    IKelEnumCtrlIdentity** ppCtrlIdentityEnum) override;
   STDMETHODIMP GetUnpublishedVCFromSystemID(BSTR sysid, ULONG* lanSeekID) override;
 
   STDMETHODIMP Subscribe(KelEventParams* pRep, ULONG* cookie) override;
@@ -85,15 +88,15 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   STDMETHODIMP Register(BSTR systemPath, BSTR systemID, ULONG dwProcID, VCInterface* pvci) override;
   STDMETHODIMP UnRegister(BSTR systemID) override;
   STDMETHODIMP ForwardMessage(BSTR msg) override;
-  STDMETHODIMP Register2(BSTR systemPath, BSTR systemID, ULONG dwProcID, RemoteVCPublication remotePublication,
-                         VCInterface* pvci) override;
+  STDMETHODIMP Register2(BSTR systemPath, BSTR systemID, ULONG dwProcID,
+                         RemoteVCPublication remotePublication, VCInterface* pvci) override;
   STDMETHODIMP PreUnRegister(BSTR systemID) override;
 
   STDMETHODIMP AddRemoteController(BSTR ip, ULONG* lanSeekID) override;
 
  private:
-  /// What an aggregating object holds: its references are those of this object itself, and so is its IUnknown. All
-  /// other interfaces belong to the aggregating object.
+  /// What an aggregating object holds: its references are those of this object itself, and so is its
+  /// IUnknown. All other interfaces belong to the aggregating object.
   class InnerUnknown : public IUnknown {
    public:
     explicit InnerUnknown(CKelLanSeek& owner) : owner_(owner) {}
@@ -146,22 +149,24 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
     return diagnostics::ReportError(*this, result, kKelLanSeekUnit, message);
   }
 
-  /// The way in which all queries read: `read` is handed the controller's record with the table locked; `gone` is
-  /// asked instead when the controller is no longer known. Both give a ReadOutcome.
+  /// The way in which all queries read: `read` is handed the controller's record with the table locked;
+  /// `gone` is asked instead when the controller is no longer known. Both give a ReadOutcome.
   template <typename Read, typename Gone>
   HRESULT ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone);
   /// Reads one field as it is.
   template <typename Output, typename Field>
   HRESULT ReadValue(ULONG lanSeekID, Output* output, Field CtrlInfo::*field, const wchar_t* nullMessage,
                     const wchar_t* goneMessage);
-  HRESULT ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlInfo::*field, const wchar_t* nullMessage = L"");
+  HRESULT ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlInfo::*field,
+                   const wchar_t* nullMessage = L"");
 
   /// A number that a controller may not have reported, and where it goes.
   struct VersionPart {
     ULONG* output;
     std::uint32_t CtrlInfo::*field;
   };
-  HRESULT ReadVersion(ULONG lanSeekID, std::initializer_list<VersionPart> parts, const wchar_t* missingMessage);
+  HRESULT ReadVersion(ULONG lanSeekID, std::initializer_list<VersionPart> parts,
+                      const wchar_t* missingMessage);
 
   using Listed = bool (*)(const CtrlInfo& record);
   HRESULT ListCtrls(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity** ppCtrlIdentityEnum, Listed listed);

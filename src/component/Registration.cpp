@@ -62,8 +62,8 @@ HRESULT RemoveTree(platform::RegistryStore& registry, const std::wstring& key, s
 
 }  // namespace
 
-HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope scope, const std::wstring& modulePath,
-                          std::wstring& why) {
+HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope scope,
+                          const std::wstring& modulePath, std::wstring& why) {
   const HRESULT removed = RemoveTree(registry, ClassKey(scope), why);
   if (FAILED(removed)) return removed;
   for (const RegistryValue& entry : ValuesOfClass(scope, modulePath)) {
@@ -78,7 +78,8 @@ HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope s
 
 HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope scope, std::wstring& why) {
   HRESULT first = S_OK;
-  for (const std::wstring& key : {ClassKey(scope), ClassesKey(scope, kProgID), ClassesKey(scope, kVersionedProgID)}) {
+  for (const std::wstring& key :
+       {ClassKey(scope), ClassesKey(scope, kProgID), ClassesKey(scope, kVersionedProgID)}) {
     std::wstring reason;
     const HRESULT result = RemoveTree(registry, key, reason);
     if (FAILED(result) && SUCCEEDED(first)) {

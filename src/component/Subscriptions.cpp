@@ -46,8 +46,8 @@ STDMETHODIMP CKelLanSeek::Unsubscribe(ULONG dw) {
   });
 }
 
-STDMETHODIMP CKelLanSeek::UnpackSubscriptionData(VARIANT* pData, ULONG* pLanSeekID, KelCtrlAvailability* pStatus,
-                                                 LanSeekEventReason* pReason) {
+STDMETHODIMP CKelLanSeek::UnpackSubscriptionData(VARIANT* pData, ULONG* pLanSeekID,
+                                                 KelCtrlAvailability* pStatus, LanSeekEventReason* pReason) {
   return Guarded([&]() -> HRESULT {
     if (pLanSeekID == nullptr) return Fail(E_POINTER, L"pLanSeekID == NULL");
     if (pStatus == nullptr) return Fail(E_POINTER, L"pStatus == NULL");

@@ -30,9 +30,8 @@ HRESULT CKelLanSeek::RemoveVC(BSTR systemID, bool keep) {
 
 STDMETHODIMP CKelLanSeek::ForwardMessage(BSTR msg) {
   const KelComPtr<IUnknown> self(controlling_);
-  return Guarded([&]() -> HRESULT {
-    return engine_.ForwardMessage(ViewOf(msg)) == 0 ? S_OK : Fail(E_FAIL, L"");
-  });
+  return Guarded(
+      [&]() -> HRESULT { return engine_.ForwardMessage(ViewOf(msg)) == 0 ? S_OK : Fail(E_FAIL, L""); });
 }
 
 }  // namespace kellanseek

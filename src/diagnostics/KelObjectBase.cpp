@@ -21,7 +21,8 @@ HRESULT CKelObjectBase::GetErrorText(BSTR* text) {
   *text = nullptr;
   const platform::MutexLock lock(mutex_);
   if (!text_) return S_OK;
-  *text = SysAllocStringLen(text_->data(), static_cast<UINT>(text_->size()));
+  const std::wstring_view held = *text_;
+  *text = SysAllocStringLen(held.data(), static_cast<UINT>(held.size()));
   return *text != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 

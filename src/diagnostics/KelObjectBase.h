@@ -15,9 +15,9 @@ namespace kellanseek::diagnostics {
 /// Characters of an error message, its end mark included; longer messages are cut.
 inline constexpr std::size_t kErrorBuffer = 1024;
 
-/// Holds the text of an object's last failure: the message, then where it was detected, then each place that passed
-/// it on, innermost first ("message:unit[line]; unit[line]; "). One text per object, shared by all threads; each
-/// operation is atomic against the others, and takes no other lock.
+/// Holds the text of an object's last failure: the message, then where it was detected, then each place that
+/// passed it on, innermost first ("message:unit[line]; unit[line]; "). One text per object, shared by all
+/// threads; each operation is atomic against the others, and takes no other lock.
 class CKelObjectBase {
  public:
   CKelObjectBase() = default;
@@ -33,7 +33,8 @@ class CKelObjectBase {
   void StoreError(std::wstring_view message, std::wstring_view unit, int line);
   /// Adds a place to the text. Throws std::bad_alloc with the text as it was.
   void AppendLocation(std::wstring_view unit, int line);
-  /// Takes over the text of another holder and adds a place to it. Throws std::bad_alloc with the text as it was.
+  /// Takes over the text of another holder and adds a place to it. Throws std::bad_alloc with the text as it
+  /// was.
   void TakeErrorFrom(CKelObjectBase& inner, std::wstring_view unit, int line = __builtin_LINE());
 
  protected:
@@ -55,8 +56,8 @@ struct ErrorMessage {
   int line;
 };
 
-/// Stores a failure of `unit` in `holder` and returns `result`, so that a method can end with it. The pattern takes
-/// %s, %d and %x. Throws std::bad_alloc when the text cannot be stored.
+/// Stores a failure of `unit` in `holder` and returns `result`, so that a method can end with it. The pattern
+/// takes %s, %d and %x. Throws std::bad_alloc when the text cannot be stored.
 template <typename... Arguments>
 HRESULT ReportError(CKelObjectBase& holder, HRESULT result, std::wstring_view unit, ErrorMessage message,
                     const Arguments&... arguments) {

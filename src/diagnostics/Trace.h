@@ -35,13 +35,15 @@ class MessageArgument {
   bool isText_ = false;
 };
 
-/// Fills a message pattern with %s (text), %d (signed decimal), %x (32-bit lower-case hexadecimal) and %% in it; the
-/// result has fewer than `buffer` characters. The same on every system, whatever its own printf makes of %s.
+/// Fills a message pattern with %s (text), %d (signed decimal), %x (32-bit lower-case hexadecimal) and %% in
+/// it; the result has fewer than `buffer` characters. The same on every system, whatever its own printf makes
+/// of %s.
 std::wstring FormatMessageText(std::wstring_view pattern, std::initializer_list<MessageArgument> arguments,
                                std::size_t buffer);
 
-/// Writes the error traces of one source unit to the debugger output channel: five writes each, "ReleaseErrorTrace:
-/// \nFile: ", the unit, "\nError: ", the message, "\n". Callable from any thread. Cheap to copy.
+/// Writes the error traces of one source unit to the debugger output channel: five writes each,
+/// "ReleaseErrorTrace: \nFile: ", the unit, "\nError: ", the message, "\n". Callable from any thread. Cheap
+/// to copy.
 class Tracer {
  public:
   /// `unit` is a literal; `output` outlives the tracer.
@@ -54,7 +56,8 @@ class Tracer {
   /// The same with room for longer messages.
   template <typename... Arguments>
   void LongError(std::wstring_view pattern, const Arguments&... arguments) const {
-    if (output_->Enabled()) Write(FormatMessageText(pattern, {MessageArgument(arguments)...}, kLongTraceBuffer));
+    if (output_->Enabled())
+      Write(FormatMessageText(pattern, {MessageArgument(arguments)...}, kLongTraceBuffer));
   }
 
   platform::DebugOutput& Output() const { return *output_; }

@@ -32,7 +32,7 @@ std::optional<std::int32_t> ScanNumber(std::wstring_view& text) {
 
 EventText::EventText(const EventNumbers& numbers) {
   for (const std::int32_t number : numbers) {
-    char digits[kLongestNumber];
+    char digits[kLongestNumber] = {};
     const char* const end = std::to_chars(digits, digits + kLongestNumber, number).ptr;
     for (const char* digit = digits; digit != end; ++digit) text_[length_++] = static_cast<wchar_t>(*digit);
     text_[length_++] = L';';

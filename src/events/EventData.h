@@ -19,13 +19,13 @@ class EventText {
  private:
   static constexpr std::size_t kLongestNumber = 11;
 
-  std::array<wchar_t, std::tuple_size_v<EventNumbers> * (kLongestNumber + 1)> text_;
+  std::array<wchar_t, std::tuple_size_v<EventNumbers>*(kLongestNumber + 1)> text_;
   std::size_t length_ = 0;
 };
 
-/// Reads an event's text as the C library's "%d;%d;%d;" does: white space before a number is skipped, the last
-/// semicolon need not be there, the rest is ignored. Numbers beyond 32 bits become the nearest limit. Returns how
-/// many numbers were read; the others keep their value.
+/// Reads an event's text as the C library's "%d;%d;%d;" does: white space before a number is skipped, the
+/// last semicolon need not be there, the rest is ignored. Numbers beyond 32 bits become the nearest limit.
+/// Returns how many numbers were read; the others keep their value.
 std::size_t ScanEventText(std::wstring_view text, EventNumbers& numbers);
 
 }  // namespace kellanseek::events

@@ -29,8 +29,8 @@ bool KeepsPending(const QueuedEvent& pending, KelCtrlAvailability availability, 
 
 }  // namespace
 
-HRESULT CEventItemsDB::AddSubscriber(std::uint32_t subscriptionType, IKelObjectEvents* sink, std::uint32_t userDef,
-                                     ULONG* cookie) {
+HRESULT CEventItemsDB::AddSubscriber(std::uint32_t subscriptionType, IKelObjectEvents* sink,
+                                     std::uint32_t userDef, ULONG* cookie) {
   const std::shared_ptr<Subscriber> subscriber = MakeSubscriber(subscriptionType, sink, userDef);
   bool inserted = false;
   try {

@@ -21,8 +21,8 @@ namespace kellanseek::events {
 /// The first cookie that is given out.
 inline constexpr std::uint32_t kFirstCookie = 10;
 
-/// One subscription. Its subscriber entry and its queued events share it, so the sink is released when the last of
-/// them goes.
+/// One subscription. Its subscriber entry and its queued events share it, so the sink is released when the
+/// last of them goes.
 struct Subscriber {
   std::uint32_t subscriptionType = 0;  ///< The one lanSeekID that is wanted; 0 for all.
   KelComPtr<IKelObjectEvents> sink;
@@ -42,27 +42,29 @@ struct QueuedEvent {
   std::uint64_t key = 0;  ///< The lanSeekID and the subscriber's cookie.
 };
 
-/// The subscribers of one component object and the events queued for them. All operations may be called from any
-/// thread; none calls a sink, and a sink is released only with no lock held. Releasing one runs client code, which
-/// may go as far as destroying the component: RemoveSubscriber() and GetNextEvent() touch nothing after it.
+/// The subscribers of one component object and the events queued for them. All operations may be called from
+/// any thread; none calls a sink, and a sink is released only with no lock held. Releasing one runs client
+/// code, which may go as far as destroying the component: RemoveSubscriber() and GetNextEvent() touch nothing
+/// after it.
 class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueue {
  public:
   CEventItemsDB() = default;
 
-  /// Adds a subscription and gives its cookie; the sink gets a reference. E_FAIL, with an error text and the cookie
-  /// used up, when memory runs out.
+  /// Adds a subscription and gives its cookie; the sink gets a reference. E_FAIL, with an error text and the
+  /// cookie used up, when memory runs out.
   HRESULT AddSubscriber(std::uint32_t subscriptionType, IKelObjectEvents* sink, std::uint32_t userDef,
                         ULONG* cookie);
-  /// Removes a subscription; events that are queued for it are still delivered. E_FAIL, with an error text, when
-  /// there is none with that cookie.
+  /// Removes a subscription; events that are queued for it are still delivered. E_FAIL, with an error text,
+  /// when there is none with that cookie.
   HRESULT RemoveSubscriber(std::uint32_t cookie);
 
-  /// A subscriber has at most one event pending per controller. A newer one takes the place of the pending one,
-  /// except that an update leaves "new" and "reconnected" as they are.
-  bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability, LanSeekEventReason reason) override;
+  /// A subscriber has at most one event pending per controller. A newer one takes the place of the pending
+  /// one, except that an update leaves "new" and "reconnected" as they are.
+  bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
+                  LanSeekEventReason reason) override;
 
-  /// Takes the oldest event from the queue, replacing what `event` held. False when there is none; only then does
-  /// the next QueueEvent() signal.
+  /// Takes the oldest event from the queue, replacing what `event` held. False when there is none; only then
+  /// does the next QueueEvent() signal.
   bool GetNextEvent(QueuedEvent& event);
 
   /// Auto-reset; signalled when there is something to take after GetNextEvent() found nothing.
@@ -72,12 +74,11 @@ class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueu
   struct InOrder {};
   struct ByKey {};
   using Queue = boost::multi_index_container<
-      QueuedEvent,
-      boost::multi_index::indexed_by<
-          boost::multi_index::sequenced<boost::multi_index::tag<InOrder>>,
-          boost::multi_index::hashed_unique<
-              boost::multi_index::tag<ByKey>,
-              boost::multi_index::member<QueuedEvent, std::uint64_t, &QueuedEvent::key>>>>;
+      QueuedEvent, boost::multi_index::indexed_by<
+                       boost::multi_index::sequenced<boost::multi_index::tag<InOrder>>,
+                       boost::multi_index::hashed_unique<
+                           boost::multi_index::tag<ByKey>,
+                           boost::multi_index::member<QueuedEvent, std::uint64_t, &QueuedEvent::key>>>>;
 
   bool QueueFor(const SubscriberRef& subscriber, std::uint32_t lanSeekID, KelCtrlAvailability availability,
                 LanSeekEventReason reason) REQUIRES(queueMutex_);

@@ -21,7 +21,8 @@ constexpr std::uint32_t kSinkGoneBit = 0x00010000U;
 class SinkEvent {
  public:
   explicit SinkEvent(const QueuedEvent& event) {
-    const EventText text({static_cast<std::int32_t>(event.lanSeekID), static_cast<std::int32_t>(event.availability),
+    const EventText text({static_cast<std::int32_t>(event.lanSeekID),
+                          static_cast<std::int32_t>(event.availability),
                           static_cast<std::int32_t>(event.reason)});
     record_.userDef = event.subscriber->userDef;
     VariantInit(&record_.data);
@@ -108,8 +109,8 @@ void CEventItemsWorker::HandleEventLoop(CEventItemsDB& database, const diagnosti
            platform::WaitForAny({&run.stop, &database.QueueSignal()}).Signalled(kQueueSignal));
 }
 
-void CEventItemsWorker::Deliver(const QueuedEvent& event, CEventItemsDB& database, const diagnostics::Tracer& trace,
-                                const Run& run) {
+void CEventItemsWorker::Deliver(const QueuedEvent& event, CEventItemsDB& database,
+                                const diagnostics::Tracer& trace, const Run& run) {
   SinkEvent sinkEvent(event);
   if (!sinkEvent.Complete()) return;
   const HRESULT result = CallSink(*event.subscriber->sink.Get(), sinkEvent.Record());

@@ -9,8 +9,8 @@
 
 namespace kellanseek::events {
 
-/// The thread that hands queued events to the sinks, one at a time. Start() and Stop() are not for use by several
-/// threads at once.
+/// The thread that hands queued events to the sinks, one at a time. Start() and Stop() are not for use by
+/// several threads at once.
 class CEventItemsWorker {
  public:
   /// `database` outlives the worker, `debugOutput` also its thread.
@@ -20,13 +20,13 @@ class CEventItemsWorker {
   CEventItemsWorker(const CEventItemsWorker&) = delete;
   CEventItemsWorker& operator=(const CEventItemsWorker&) = delete;
 
-  /// Starts the thread; false when the system has none. `keepAlive` is held until the thread has ended, which may be
-  /// after the worker's own end.
+  /// Starts the thread; false when the system has none. `keepAlive` is held until the thread has ended, which
+  /// may be after the worker's own end.
   bool Start(std::shared_ptr<const void> keepAlive);
 
-  /// Ends the thread after the sink call that is under way, if any; events still queued stay in the queue. Returns
-  /// when the thread has ended. Called from inside a sink, on the thread itself, it returns at once, and the thread
-  /// ends after that call without touching the worker or the database any more.
+  /// Ends the thread after the sink call that is under way, if any; events still queued stay in the queue.
+  /// Returns when the thread has ended. Called from inside a sink, on the thread itself, it returns at once,
+  /// and the thread ends after that call without touching the worker or the database any more.
   void Stop();
 
  private:

@@ -10,13 +10,14 @@ namespace kellanseek::test {
 namespace {
 
 const std::vector<const IID*> kInterfaces = {
-    &IID_IKelCtrlIdentity,  &IID_IKelLanSeek,  &IID_IKelLanSeekSubscribe, &IID_IKelVCLanSeek,  &IID_IKelBase,
-    &IID_IKelLanSeekConfig, &IID_IKelCtrlIdentity2, &IID_IKelLanSeek2,    &IID_IKelVCLanSeek2, &IID_IKelCtrlIdentity3};
+    &IID_IKelCtrlIdentity, &IID_IKelLanSeek,       &IID_IKelLanSeekSubscribe, &IID_IKelVCLanSeek,
+    &IID_IKelBase,         &IID_IKelLanSeekConfig, &IID_IKelCtrlIdentity2,    &IID_IKelLanSeek2,
+    &IID_IKelVCLanSeek2,   &IID_IKelCtrlIdentity3};
 
 /// IDispatch, ISupportErrorInfo, and the interface of the lists.
 const std::vector<IID> kNotOffered = {KelGuid("00020400-0000-0000-C000-000000000046"),
-                                      KelGuid("DF0B3D60-548F-101B-8E65-08002B2BD119"), IID_IKelEnumCtrlIdentity,
-                                      IID_IKelObjectEvents};
+                                      KelGuid("DF0B3D60-548F-101B-8E65-08002B2BD119"),
+                                      IID_IKelEnumCtrlIdentity, IID_IKelObjectEvents};
 
 KelComPtr<IUnknown> Query(IUnknown* object, REFIID iid) {
   KelComPtr<IUnknown> found;
@@ -144,14 +145,16 @@ TEST_F(AggregationTest, TheInnerReferenceAloneDecidesOnTheEnd) {
 
 TEST_F(AggregationTest, OnlyIUnknownMayBeAskedForAtFirst) {
   void* created = this;
-  EXPECT_EQ(CKelLanSeek::Create(&outer, IID_IKelLanSeek, &created, environment, module), CLASS_E_NOAGGREGATION);
+  EXPECT_EQ(CKelLanSeek::Create(&outer, IID_IKelLanSeek, &created, environment, module),
+            CLASS_E_NOAGGREGATION);
   EXPECT_EQ(created, nullptr);
 }
 
 TEST(ClassFactoryTest, CreatesCountsAndLocks) {
   ComponentHarness world;
   KelComPtr<IClassFactory> factory;
-  ASSERT_EQ(ClassFactory::Create(IID_IClassFactory, factory.PutVoid(), world.environment, world.module), S_OK);
+  ASSERT_EQ(ClassFactory::Create(IID_IClassFactory, factory.PutVoid(), world.environment, world.module),
+            S_OK);
   EXPECT_EQ(Query(factory.Get(), IID_IUnknown), factory.Get());
   void* found = &world;
   EXPECT_EQ(factory->QueryInterface(IID_IKelLanSeek, &found), E_NOINTERFACE);

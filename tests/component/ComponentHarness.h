@@ -31,9 +31,8 @@ namespace kellanseek::test {
 class OneInterface : public platform::NetworkAddresses {
  public:
   std::optional<std::vector<platform::AddressRow>> Addresses() override {
-    return std::vector<platform::AddressRow>{
-        {platform::ParseIpv4(std::string_view("192.168.1.5")), platform::ParseIpv4(std::string_view("255.255.255.0")),
-         1}};
+    return std::vector<platform::AddressRow>{{platform::ParseIpv4(std::string_view("192.168.1.5")),
+                                              platform::ParseIpv4(std::string_view("255.255.255.0")), 1}};
   }
   std::optional<platform::InterfaceRow> Interface(std::uint32_t) override {
     return platform::InterfaceRow{platform::kInterfaceUp, 6, {0, 1, 2, 3, 4, 5}, 6};
@@ -146,7 +145,8 @@ class ComponentHarness {
 
  public:
   const ComponentEnvironment environment{
-      {network, addresses_, [] { return std::make_unique<QuietWatch>(); }, hostNames_, processes_, traces}, registry};
+      {network, addresses_, [] { return std::make_unique<QuietWatch>(); }, hostNames_, processes_, traces},
+      registry};
 
   KelComPtr<IKelLanSeek2> seek;
   KelComPtr<IKelCtrlIdentity3> identity;

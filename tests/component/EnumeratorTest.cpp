@@ -122,7 +122,8 @@ TEST_F(EnumeratorTest, ClonesKeepTheOwnerAliveAndClonesOfClonesTheirSource) {
   EXPECT_EQ(references(counted), 2U);
   List clone;
   ASSERT_EQ(list->Clone(clone.Put()), S_OK);
-  EXPECT_EQ(references(counted), 3U) << "the clone of a list that was handed its items takes that list's owner";
+  EXPECT_EQ(references(counted), 3U)
+      << "the clone of a list that was handed its items takes that list's owner";
   EXPECT_EQ(references(list.Get()), 1U);
   List second;
   ASSERT_EQ(clone->Clone(second.Put()), S_OK);

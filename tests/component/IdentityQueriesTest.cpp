@@ -16,9 +16,11 @@ constexpr const char* kSilent =
     "<NonLocalUpdatesEnabled>0</NonLocalUpdatesEnabled></CommunicationSettings>";
 
 constexpr const char* kController =
-    "<ControllerIdentity><ControllerName>Cell7</ControllerName><ControllerLocAddr>10.0.0.1</ControllerLocAddr>"
+    "<ControllerIdentity><ControllerName>Cell7</ControllerName><ControllerLocAddr>10.0.0.1</"
+    "ControllerLocAddr>"
     "<SystemName>Press</SystemName><ReleasePath>rel/5</ReleasePath><SystemIdentity>sys-1</SystemIdentity>"
-    "<ControllerID>4711</ControllerID><HostName>cell7.plant</HostName><MacAddress>00:11:22:33:44:55</MacAddress>"
+    "<ControllerID>4711</ControllerID><HostName>cell7.plant</HostName><MacAddress>00:11:22:33:44:55</"
+    "MacAddress>"
     "<MajorVersion>5</MajorVersion><MinorVersion>15</MinorVersion><Revision>1</Revision>"
     "<KelAPICompatibilityRevision>3</KelAPICompatibilityRevision><CommPortNumber>5515</CommPortNumber>"
     "<ControllerLevel>BootLevel</ControllerLevel></ControllerIdentity>";
@@ -224,8 +226,8 @@ TEST_F(IdentityQueriesTest, AbsentTextsAreNullAndNoFailure) {
 }
 
 TEST_F(IdentityQueriesTest, RemoteVirtualControllersAreToldToOlderClientsAsConfigured) {
-  for (const auto& [settings, told] :
-       std::vector<std::pair<std::string, KelCtrlType>>{{"", VC}, {"<FakeRemoteVCAs>RC</FakeRemoteVCAs>", RC}}) {
+  for (const auto& [settings, told] : std::vector<std::pair<std::string, KelCtrlType>>{
+           {"", VC}, {"<FakeRemoteVCAs>RC</FakeRemoteVCAs>", RC}}) {
     ComponentHarness world;
     world.Configure(settings, "");
     world.Create();

@@ -58,7 +58,8 @@ TEST_F(ListsTest, ChecksArguments) {
   struct Method {
     HRESULT (STDMETHODCALLTYPE IKelLanSeek2::*list)(KelRetrievalParams*, IKelEnumCtrlIdentity**);
   };
-  for (const Method& method : {Method{&IKelLanSeek2::GetCtrlList}, Method{&IKelLanSeek2::GetUnpublishedVCList}}) {
+  for (const Method& method :
+       {Method{&IKelLanSeek2::GetCtrlList}, Method{&IKelLanSeek2::GetUnpublishedVCList}}) {
     const auto call = [&](KelRetrievalParams* parameters, IKelEnumCtrlIdentity** list) {
       return (seek.Get()->*method.list)(parameters, list);
     };

@@ -15,7 +15,8 @@ constexpr const char* kSilent =
     "<NonLocalUpdatesEnabled>0</NonLocalUpdatesEnabled></CommunicationSettings>";
 
 std::string Controller(const std::string& address, const std::string& systemID) {
-  return "<ControllerIdentity><ControllerLocAddr>" + address + "</ControllerLocAddr><SystemIdentity>" + systemID +
+  return "<ControllerIdentity><ControllerLocAddr>" + address + "</ControllerLocAddr><SystemIdentity>" +
+         systemID +
          "</SystemIdentity><MajorVersion>5</MajorVersion><MinorVersion>1</MinorVersion><Revision>2</Revision>"
          "</ControllerIdentity>";
 }
@@ -72,22 +73,22 @@ TEST_F(LookupsTest, FindsByURL) {
     Answer answer;
     std::wstring message;
   };
-  for (const Case& test : std::vector<Case>{
-           {L"10.0.0.5", {S_OK, 11}, L""},
-           {L"/10.0.0.5", {S_OK, 11}, L""},
-           {L"10.0.0.5/system/x", {S_OK, 11}, L""},
-           {L"/10.0.0.6/", {S_OK, 12}, L""},
-           {L"/SYS-001", {S_OK, 11}, L""},
-           {L"sys-001//", {S_OK, 11}, L""},
-           {L"10.5", {S_OK, 12}, L""},  // Too short for an address, so a system identity.
-           {L"10.0.0.7/x", kNone, L"IP-address not found"},
-           {L"10.0.0.0005/x", kNone, L"IP-address not found"},
-           {L"10.0.0.00000000005", kNone, L"SystemID not found"},
-           {L"300.0.0.1", kNone, L"SystemID not found"},
-           {L"255.255.255.255", kNone, L"SystemID not found"},
-           {L"", {E_INVALIDARG, 0}, L"Url is empty"},
-           {L"/", {E_INVALIDARG, 0}, L"Url is empty"},
-           {L"//10.0.0.5", {E_INVALIDARG, 0}, L"SystemID is NULL or have length 0"}}) {
+  for (const Case& test :
+       std::vector<Case>{{L"10.0.0.5", {S_OK, 11}, L""},
+                         {L"/10.0.0.5", {S_OK, 11}, L""},
+                         {L"10.0.0.5/system/x", {S_OK, 11}, L""},
+                         {L"/10.0.0.6/", {S_OK, 12}, L""},
+                         {L"/SYS-001", {S_OK, 11}, L""},
+                         {L"sys-001//", {S_OK, 11}, L""},
+                         {L"10.5", {S_OK, 12}, L""},  // Too short for an address, so a system identity.
+                         {L"10.0.0.7/x", kNone, L"IP-address not found"},
+                         {L"10.0.0.0005/x", kNone, L"IP-address not found"},
+                         {L"10.0.0.00000000005", kNone, L"SystemID not found"},
+                         {L"300.0.0.1", kNone, L"SystemID not found"},
+                         {L"255.255.255.255", kNone, L"SystemID not found"},
+                         {L"", {E_INVALIDARG, 0}, L"Url is empty"},
+                         {L"/", {E_INVALIDARG, 0}, L"Url is empty"},
+                         {L"//10.0.0.5", {E_INVALIDARG, 0}, L"SystemID is NULL or have length 0"}}) {
     SCOPED_TRACE(testing::PrintToString(test.url));
     EXPECT_EQ(ByURL(test.url), test.answer);
     if (test.answer.result == S_OK) continue;

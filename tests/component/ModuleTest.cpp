@@ -16,17 +16,18 @@
 namespace kellanseek::test {
 namespace {
 
-/// A copy of the built module, loaded for the life of a scope. It keeps to a registry of its own and to no network
-/// interface.
+/// A copy of the built module, loaded for the life of a scope. It keeps to a registry of its own and to no
+/// network interface.
 class ModuleTest : public testing::Test {
  protected:
   ModuleTest() {
     directory_.Write("registry", "[HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI]\nConfigDir=" +
                                      directory_.Path() + "\n");
-    directory_.Write("lanseekconf.xml",
-                     "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><KelLanSeekConfigurations><CommunicationSettings>"
-                     "<DynamicDetectionEnabled>0</DynamicDetectionEnabled></CommunicationSettings>"
-                     "</KelLanSeekConfigurations>");
+    directory_.Write(
+        "lanseekconf.xml",
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><KelLanSeekConfigurations><CommunicationSettings>"
+        "<DynamicDetectionEnabled>0</DynamicDetectionEnabled></CommunicationSettings>"
+        "</KelLanSeekConfigurations>");
     setenv("KELLANSEEK_REGISTRY", directory_.File("registry").c_str(), 1);
     std::filesystem::copy_file(KELLANSEEK_MODULE, directory_.File("v\u00e4rde.so.1.2.3"));
     std::filesystem::create_symlink("v\u00e4rde.so.1.2.3", path_);
@@ -49,7 +50,9 @@ class ModuleTest : public testing::Test {
     EXPECT_EQ(factory->CreateInstance(nullptr, *KelInterfaceId<Interface>, object.PutVoid()), S_OK);
     return object;
   }
-  HRESULT Call(const char* function) const { return reinterpret_cast<HRESULT (*)()>(dlsym(module_, function))(); }
+  HRESULT Call(const char* function) const {
+    return reinterpret_cast<HRESULT (*)()>(dlsym(module_, function))();
+  }
   bool Loaded() const {
     void* const loaded = dlopen(path_.c_str(), RTLD_NOW | RTLD_NOLOAD);
     if (loaded != nullptr) dlclose(loaded);

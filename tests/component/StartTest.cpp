@@ -15,7 +15,8 @@ constexpr const char* kSilent =
     "<NonLocalUpdatesEnabled>0</NonLocalUpdatesEnabled></CommunicationSettings>";
 
 std::string Controller(const std::string& address, const std::string& systemID) {
-  return "<ControllerIdentity><ControllerLocAddr>" + address + "</ControllerLocAddr><SystemIdentity>" + systemID +
+  return "<ControllerIdentity><ControllerLocAddr>" + address + "</ControllerLocAddr><SystemIdentity>" +
+         systemID +
          "</SystemIdentity><MajorVersion>5</MajorVersion><MinorVersion>1</MinorVersion><Revision>2</Revision>"
          "</ControllerIdentity>";
 }
@@ -44,7 +45,8 @@ TEST_F(StartTest, WithoutADirectoryItRunsOnDefaults) {
 TEST_F(StartTest, ADirectoryThatDoesNotFitTheBufferIsNotRead) {
   registry.values[{kConfigKey, L"ConfigDir"}] = std::wstring(260, L'd');
   Create();
-  EXPECT_EQ(traces.Messages().front(), L"CKelLanSeek::FinalConstruct. Could not read the registry key ConfigDir.");
+  EXPECT_EQ(traces.Messages().front(),
+            L"CKelLanSeek::FinalConstruct. Could not read the registry key ConfigDir.");
 }
 
 TEST_F(StartTest, ADirectoryWithoutFilesIsNoFailure) {
@@ -59,10 +61,11 @@ TEST_F(StartTest, StaticControllersAreNumberedFromElevenWithoutGaps) {
   Create();
   EXPECT_EQ(KnownAddresses(), (Texts{L"10.0.0.1", L"10.0.0.2"}));
   EXPECT_EQ(List(), std::vector<ULONG>()) << "not confirmed by the network yet";
-  EXPECT_EQ(traces.Messages(),
-            (Texts{L"Lanseek configuration: Static controller has invalid IP-address nonsense. Removed.",
-                   L"LanSeek configuration: IP-conflict for static controllers 10.0.0.1.",
-                   L"Lanseek configuration: Static controller has invalid IP-address 255.255.255.255. Removed."}));
+  EXPECT_EQ(
+      traces.Messages(),
+      (Texts{L"Lanseek configuration: Static controller has invalid IP-address nonsense. Removed.",
+             L"LanSeek configuration: IP-conflict for static controllers 10.0.0.1.",
+             L"Lanseek configuration: Static controller has invalid IP-address 255.255.255.255. Removed."}));
 }
 
 TEST_F(StartTest, WithNothingToAskStaticControllersAreListedAtOnce) {

@@ -82,7 +82,9 @@ TEST_F(SubscriptionsTest, ChecksArgumentsInOrder) {
            {{nullptr, sink.Get(), 0, 0, 0, BinaryData}, true, E_INVALIDARG, L"pRep->containData != Data"},
            {{nullptr, sink.Get(), 12, 0, 0, Data}, false, E_POINTER, L"cookie == NULL"},
            {{nullptr, noSink.Get(), 12, 0, 0, Data}, true, E_INVALIDARG, L"LanSeekID too large"},
-           {{nullptr, noSink.Get(), 11, 0, 0, Data}, true, E_NOINTERFACE,
+           {{nullptr, noSink.Get(), 11, 0, 0, Data},
+            true,
+            E_NOINTERFACE,
             L"CKelLanSeek::Subscribe, Failed to QueryInterface to IID_IKelObjectEvents"}}) {
     ULONG cookie = 7;
     EXPECT_EQ(subscriptions->Subscribe(&test.parameters, test.cookieGiven ? &cookie : nullptr), test.result);
@@ -194,14 +196,15 @@ TEST_F(SubscriptionsTest, UnpacksEventData) {
     KelCtrlAvailability status;
     LanSeekEventReason reason;
   };
-  for (const Case& test : std::vector<Case>{
-           {L"11;1;0;", S_OK, 11, CtrlAvailable, CtrlNew},
-           {L"-1;3;9", S_OK, 0xFFFFFFFFU, CtrlRemoved, CtrlReconnected},
-           {L"12;-5;4711;", S_OK, 12, static_cast<KelCtrlAvailability>(-5), static_cast<LanSeekEventReason>(4711)},
-           {L"11;1", E_FAIL, 11, CtrlAvailable, kLeftReason},
-           {std::wstring(L"11;1;\0000;", 7), E_FAIL, 11, CtrlAvailable, kLeftReason},
-           {L"eleven", E_FAIL, 66, kLeft, kLeftReason},
-           {L"", E_FAIL, 66, kLeft, kLeftReason}}) {
+  for (const Case& test :
+       std::vector<Case>{{L"11;1;0;", S_OK, 11, CtrlAvailable, CtrlNew},
+                         {L"-1;3;9", S_OK, 0xFFFFFFFFU, CtrlRemoved, CtrlReconnected},
+                         {L"12;-5;4711;", S_OK, 12, static_cast<KelCtrlAvailability>(-5),
+                          static_cast<LanSeekEventReason>(4711)},
+                         {L"11;1", E_FAIL, 11, CtrlAvailable, kLeftReason},
+                         {std::wstring(L"11;1;\0000;", 7), E_FAIL, 11, CtrlAvailable, kLeftReason},
+                         {L"eleven", E_FAIL, 66, kLeft, kLeftReason},
+                         {L"", E_FAIL, 66, kLeft, kLeftReason}}) {
     SCOPED_TRACE(testing::PrintToString(test.text));
     const KelBstr text(test.text);
     VARIANT data = {};

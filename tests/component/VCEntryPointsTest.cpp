@@ -64,7 +64,8 @@ TEST_F(VCEntryPointsTest, AnyForwardedTextIsTaken) {
   EXPECT_EQ(List(), std::vector<ULONG>());
 }
 
-/// An identity message of a virtual controller without an identity is refused; the engine's lock must not stay behind.
+/// An identity message of a virtual controller without an identity is refused; the engine's lock must not
+/// stay behind.
 TEST_F(VCEntryPointsTest, ARefusedDatagramBlocksNobody) {
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());

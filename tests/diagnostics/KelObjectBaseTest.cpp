@@ -78,7 +78,8 @@ TEST(KelObjectBaseTest, ReadersSeeWholeTexts) {
   Holder holder;
   holder.SetErrorText(L"");
   std::thread writer([&] {
-    for (int i = 0; i < 2000; ++i) ReportError(holder, E_FAIL, L"U", {L"%s", 1}, std::wstring(40, L"ab"[i % 2]));
+    for (int i = 0; i < 2000; ++i)
+      ReportError(holder, E_FAIL, L"U", {L"%s", 1}, std::wstring(40, L"ab"[i % 2]));
   });
   for (int i = 0; i < 2000; ++i) {
     const std::wstring text = TextOf(holder);

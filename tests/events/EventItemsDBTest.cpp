@@ -112,7 +112,9 @@ TEST_F(EventItemsDBTest, EverySubscriberGetsItsOwnFromWhenItCame) {
             (std::vector<Taken>{{12, CtrlAvailable, CtrlNew, 10}, {12, CtrlAvailable, CtrlUpdated, 11}}));
 }
 
-TEST_F(EventItemsDBTest, NoSubscriberIsNoFailure) { EXPECT_TRUE(database.QueueEvent(11, CtrlAvailable, CtrlNew)); }
+TEST_F(EventItemsDBTest, NoSubscriberIsNoFailure) {
+  EXPECT_TRUE(database.QueueEvent(11, CtrlAvailable, CtrlNew));
+}
 
 TEST_F(EventItemsDBTest, QueuedEventsOfARemovedSubscriberKeepItsSink) {
   bool destroyed = false;
@@ -182,7 +184,9 @@ class PlainQueue {
  public:
   void Queue(std::uint32_t id, KelCtrlAvailability availability, LanSeekEventReason reason) {
     for (const std::uint32_t cookie : cookies) {
-      const auto same = [&](const Taken& event) { return std::get<0>(event) == id && std::get<3>(event) == cookie; };
+      const auto same = [&](const Taken& event) {
+        return std::get<0>(event) == id && std::get<3>(event) == cookie;
+      };
       const auto pending = std::find_if(events.begin(), events.end(), same);
       if (pending == events.end()) {
         events.emplace_back(id, availability, reason, cookie);

@@ -105,14 +105,14 @@ TEST_F(EventItemsWorkerTest, OnlyASinkThatHasGoneAwayIsDropped) {
     FakeSink::Answer answer;
     bool dropped;
   };
-  for (const Case& test : std::vector<Case>{
-           {[](const ReceivedEvent&) { return kDisconnected; }, true},
-           {[](const ReceivedEvent&) { return kServerUnavailable; }, true},
-           {[](const ReceivedEvent&) { return kDispatchFailure; }, false},
-           {[](const ReceivedEvent&) { return E_FAIL; }, false},
-           {[](const ReceivedEvent&) { return static_cast<HRESULT>(0x00010000); }, false},
-           {[](const ReceivedEvent&) -> HRESULT { throw std::runtime_error("sink"); }, false},
-           {[](const ReceivedEvent&) -> HRESULT { throw 7; }, false}}) {
+  for (const Case& test :
+       std::vector<Case>{{[](const ReceivedEvent&) { return kDisconnected; }, true},
+                         {[](const ReceivedEvent&) { return kServerUnavailable; }, true},
+                         {[](const ReceivedEvent&) { return kDispatchFailure; }, false},
+                         {[](const ReceivedEvent&) { return E_FAIL; }, false},
+                         {[](const ReceivedEvent&) { return static_cast<HRESULT>(0x00010000); }, false},
+                         {[](const ReceivedEvent&) -> HRESULT { throw std::runtime_error("sink"); }, false},
+                         {[](const ReceivedEvent&) -> HRESULT { throw 7; }, false}}) {
     Delivery own(output);
     const auto failing = FakeSink::Make(test.answer);
     const auto witness = FakeSink::Make();

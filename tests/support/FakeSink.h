@@ -50,7 +50,8 @@ class FakeSink final : public IKelObjectEvents {
 
   HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) override {
     ReceivedEvent received;
-    if (event->data.vt == VT_BSTR) received.text.assign(event->data.bstrVal, SysStringLen(event->data.bstrVal));
+    if (event->data.vt == VT_BSTR)
+      received.text.assign(event->data.bstrVal, SysStringLen(event->data.bstrVal));
     received.userDef = event->userDef;
     received.time = event->time;
     received.otherFieldsZero = event->reserved1 == 0 && event->reserved2 == 0 && event->reserved3 == 0;
@@ -60,8 +61,8 @@ class FakeSink final : public IKelObjectEvents {
 
   ULONG References() const { return references_; }
 
-  /// Waits until that many calls have ended, and gives what they brought (a test that waits in vain gets what there
-  /// is after ten seconds).
+  /// Waits until that many calls have ended, and gives what they brought (a test that waits in vain gets what
+  /// there is after ten seconds).
   std::vector<ReceivedEvent> WaitFor(std::size_t count) {
     std::unique_lock lock(mutex_);
     changed_.wait_for(lock, std::chrono::seconds(10), [&] { return events_.size() >= count; });

@@ -11,7 +11,8 @@ namespace kellanseek::platform {
 
 std::wstring CurrentModulePath() {
   Dl_info info{};
-  if (dladdr(reinterpret_cast<const void*>(&CurrentModulePath), &info) == 0 || info.dli_fname == nullptr) return {};
+  if (dladdr(reinterpret_cast<const void*>(&CurrentModulePath), &info) == 0 || info.dli_fname == nullptr)
+    return {};
   // The name by which it was loaded stays: links to the file of a certain version outlive that version.
   const std::filesystem::path name(info.dli_fname);
   std::error_code error;

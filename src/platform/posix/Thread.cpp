@@ -24,11 +24,12 @@ void Run(const std::string& name, const std::function<void()>& body) {
   CoUninitialize();
 }
 
-/// Nobody waits for a detached thread, so nobody can tell when it has left the code of this module: from now on the
-/// module stays.
+/// Nobody waits for a detached thread, so nobody can tell when it has left the code of this module: from now
+/// on the module stays.
 void KeepModuleLoaded() {
   Dl_info info{};
-  if (dladdr(reinterpret_cast<const void*>(&KeepModuleLoaded), &info) == 0 || info.dli_fname == nullptr) return;
+  if (dladdr(reinterpret_cast<const void*>(&KeepModuleLoaded), &info) == 0 || info.dli_fname == nullptr)
+    return;
   void* const module = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
   if (module != nullptr) dlclose(module);
 }
