@@ -56,7 +56,6 @@ BENCHMARK(BareTokeniser);
 class KnownPlant {
  public:
   explicit KnownPlant(std::uint32_t count) {
-    engine.lookup.SetEnabled(false);
     for (std::uint32_t i = 0; i < count; ++i) {
       datagrams.push_back(test::EngineHarness::Datagram(1, FieldsOf(i)));
       sources.push_back(AddressOf(i));

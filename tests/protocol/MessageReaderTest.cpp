@@ -103,7 +103,9 @@ TEST_F(MessageReaderTest, ScansTheHeaderAsTheCLibraryDoes) {
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.text));
     EXPECT_EQ(Parse(c.text), c.taken);
-    if (c.taken) EXPECT_EQ(type, c.type);
+    if (c.taken) {
+      EXPECT_EQ(type, c.type);
+    }
   }
 }
 
