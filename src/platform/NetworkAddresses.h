@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/Event.h"
@@ -55,6 +56,8 @@ class AddressChangeWatch {
 };
 
 NetworkAddresses& SystemNetworkAddresses();
+/// The index of the interface that people know by this name ("eth0", "Ethernet 2"); none when there is none.
+std::optional<std::uint32_t> InterfaceIndexOfName(const std::wstring& name);
 /// None when the system refuses the notification.
 std::unique_ptr<AddressChangeWatch> WatchAddressChanges();
 

@@ -42,7 +42,7 @@ class UdpSocket {
 struct Received {
   enum class Outcome {
     Nothing,        ///< Time-out, stop event, or a failed wait.
-    Datagram,       ///< `text`, `source` and `sourceIsIpv4` are valid.
+    Datagram,       ///< `text` and what is said of the source are valid.
     ReadError,      ///< `error` is valid; a datagram over the capacity ends here.
     StrangeSocket,  ///< The system reported a socket that is not in the set.
   };
@@ -50,6 +50,7 @@ struct Received {
   std::size_t socket = 0;     ///< Position of the socket in the set that the receiver was made for.
   std::span<char> text = {};  ///< The datagram, followed by one writable byte. Valid until the next step.
   Ipv4 source = 0;
+  std::uint16_t sourcePort = 0;
   bool sourceIsIpv4 = false;
   SocketError error = 0;
 };

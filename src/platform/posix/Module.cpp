@@ -20,4 +20,15 @@ std::wstring CurrentModulePath() {
   return error ? std::wstring() : FromUtf8((directory / name.filename()).string());
 }
 
+ModuleFunction FindModuleFunction(const std::wstring& path, const char* name, std::wstring& why) {
+  void* const module = dlopen(ToUtf8(path).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  void* const found = module == nullptr ? nullptr : dlsym(module, name);
+  if (found == nullptr) {
+    const char* const error = dlerror();
+    why = error == nullptr ? std::wstring() : FromUtf8(error);
+  }
+  if (module != nullptr) dlclose(module);
+  return reinterpret_cast<ModuleFunction>(found);
+}
+
 }  // namespace kellanseek::platform

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "platform/posix/Descriptor.h"
+#include "platform/posix/FileText.h"
 #include "platform/posix/InterfaceOf.h"
 
 namespace kellanseek::platform {
@@ -81,6 +82,12 @@ unsigned InterfaceIndexOf(Ipv4 wanted) {
     index = IndexOfName(row.ifa_name);
     return false;
   });
+  return index;
+}
+
+std::optional<std::uint32_t> InterfaceIndexOfName(const std::wstring& name) {
+  const unsigned index = if_nametoindex(ToUtf8(name).c_str());
+  if (index == 0) return std::nullopt;
   return index;
 }
 

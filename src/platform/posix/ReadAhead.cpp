@@ -112,7 +112,7 @@ void ReadAheadReceiver::ReadFrom(const Source& source) {
     if (read < 0 && errno == EINTR) continue;
     if (read < 0) {
       if (errno != EAGAIN && errno != EWOULDBLOCK) {
-        pending_.push_back({source.socket, bytes_.size(), 0, 0, false, errno});
+        pending_.push_back({source.socket, bytes_.size(), 0, 0, 0, false, errno});
       }
       return;
     }
@@ -124,7 +124,7 @@ void ReadAheadReceiver::ReadFrom(const Source& source) {
 void ReadAheadReceiver::Keep(const Source& source, unsigned index) {
   mmsghdr& received = batch_->headers[index];
   if (source.from.interfaceIndex != 0 && ArrivalInterface(received.msg_hdr) != source.from.interfaceIndex) return;
-  Pending kept{source.socket, bytes_.size(), received.msg_len, 0, false, 0};
+  Pending kept{source.socket, bytes_.size(), received.msg_len, 0, 0, false, 0};
   if ((received.msg_hdr.msg_flags & MSG_TRUNC) != 0) {
     kept.error = EMSGSIZE;
     kept.length = 0;
@@ -134,6 +134,7 @@ void ReadAheadReceiver::Keep(const Source& source, unsigned index) {
     sockaddr_in inet{};
     std::memcpy(&inet, &from, sizeof inet);
     kept.source = inet.sin_addr.s_addr;
+    kept.sourcePort = ntohs(inet.sin_port);
     kept.sourceIsIpv4 = true;
   }
   const char* text = batch_->buffers.data() + index * capacity_;
@@ -156,6 +157,7 @@ Received ReadAheadReceiver::HandOn() {
   received.outcome = Received::Outcome::Datagram;
   received.text = {bytes_.data() + pending.offset, pending.length};
   received.source = pending.source;
+  received.sourcePort = pending.sourcePort;
   received.sourceIsIpv4 = pending.sourceIsIpv4;
   return received;
 }

@@ -28,6 +28,7 @@ class ReadAheadReceiver : public DatagramReceiver {
     std::size_t offset = 0;
     std::size_t length = 0;
     Ipv4 source = 0;
+    std::uint16_t sourcePort = 0;
     bool sourceIsIpv4 = false;
     SocketError error = 0;
   };

@@ -29,4 +29,11 @@ std::wstring CurrentModulePath() {
   return {};
 }
 
+ModuleFunction FindModuleFunction(const std::wstring& path, const char* name, std::wstring& why) {
+  const HMODULE module = LoadLibraryW(path.c_str());
+  const FARPROC found = module == nullptr ? nullptr : GetProcAddress(module, name);
+  if (found == nullptr) why = SystemMessage(GetLastError());
+  return reinterpret_cast<ModuleFunction>(reinterpret_cast<void*>(found));
+}
+
 }  // namespace kellanseek::platform

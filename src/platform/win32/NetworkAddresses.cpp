@@ -130,6 +130,15 @@ class IpHelperWatch final : public AddressChangeWatch {
 
 }  // namespace
 
+std::optional<std::uint32_t> InterfaceIndexOfName(const std::wstring& name) {
+  NET_LUID luid = {};
+  NET_IFINDEX index = 0;
+  const bool found = ConvertInterfaceAliasToLuid(name.c_str(), &luid) == NO_ERROR &&
+                     ConvertInterfaceLuidToIndex(&luid, &index) == NO_ERROR;
+  if (!found) return std::nullopt;
+  return index;
+}
+
 NetworkAddresses& SystemNetworkAddresses() {
   static IpHelperAddresses addresses;
   return addresses;

@@ -142,6 +142,7 @@ class SelectReceiver final : public DatagramReceiver {
     received.text = std::span(buffer_.data(), static_cast<std::size_t>(length));
     received.sourceIsIpv4 = sourceSize == sizeof source && source.sin_family == AF_INET;
     received.source = source.sin_addr.s_addr;
+    received.sourcePort = ntohs(source.sin_port);
   }
 
   SocketWaker waker_;

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kellanseek::platform {
+
+/// The arguments of the program after its name, in UTF-8, from what main() was given.
+std::vector<std::string> ArgumentsInUtf8(int count, const char* const* arguments);
+
+/// A variable of the environment, in UTF-8; none when it is not set or empty.
+std::optional<std::string> EnvironmentVariable(const char* name);
+
+/// Makes standard output take UTF-8 where it is a terminal.
+void UseUtf8Output();
+
+/// Whether standard output is a terminal that understands escape sequences, which this call may have to switch on.
+bool OutputTakesColours();
+
+}  // namespace kellanseek::platform

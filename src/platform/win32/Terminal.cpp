@@ -1,0 +1,62 @@
+#include "platform/Terminal.h"
+
+#include "platform/win32/System.h"
+
+#include <shellapi.h>
+
+#include <memory>
+#include <string_view>
+
+namespace kellanseek::platform {
+
+namespace {
+
+std::string Utf8(std::wstring_view text) {
+  const int length = static_cast<int>(text.size());
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+  std::string bytes(static_cast<std::size_t>(size), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
+  return bytes;
+}
+
+bool OutputIsConsole(DWORD& mode) {
+  return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != FALSE;
+}
+
+}  // namespace
+
+std::vector<std::string> ArgumentsInUtf8(int /*count*/, const char* const* /*arguments*/) {
+  // What main() is given is in the ANSI code page, which need not hold what was typed.
+  int count = 0;
+  const std::unique_ptr<LPWSTR, decltype(&LocalFree)> wide(CommandLineToArgvW(GetCommandLineW(), &count),
+                                                          &LocalFree);
+  std::vector<std::string> arguments;
+  for (int index = 1; wide != nullptr && index < count; ++index) {
+    arguments.push_back(Utf8(wide.get()[index]));
+  }
+  return arguments;
+}
+
+std::optional<std::string> EnvironmentVariable(const char* name) {
+  const std::string_view narrow(name);
+  const std::wstring wide(narrow.begin(), narrow.end());
+  std::wstring value(GetEnvironmentVariableW(wide.c_str(), nullptr, 0), L'\0');
+  if (value.empty()) return std::nullopt;
+  value.resize(GetEnvironmentVariableW(wide.c_str(), value.data(), static_cast<DWORD>(value.size())));
+  if (value.empty()) return std::nullopt;
+  return Utf8(value);
+}
+
+void UseUtf8Output() {
+  DWORD mode = 0;
+  if (OutputIsConsole(mode)) SetConsoleOutputCP(CP_UTF8);
+}
+
+bool OutputTakesColours() {
+  constexpr DWORD kEscapeSequences = 0x0004;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING
+  DWORD mode = 0;
+  return OutputIsConsole(mode) &&
+         SetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), mode | kEscapeSequences) != FALSE;
+}
+
+}  // namespace kellanseek::platform
