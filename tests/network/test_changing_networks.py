@@ -1,0 +1,98 @@
+"""Networks that come, go and change under a running workstation."""
+
+import os
+
+import harness
+import wire
+
+
+class Changes(harness.Scenario):
+    def setUp(self):
+        super().setUp()
+        self.a, self.b = self.network("A"), self.network("B")
+        self.here = self.station({self.a: "10.1.0.1/24"})
+        self.on_a, self.on_b = self.device(self.a, "10.1.0.11/24"), self.device(self.b, "10.2.0.11/24")
+
+    def start(self, *arguments):
+        self.watch_ = self.watch(self.here, *arguments, ready_on=[self.a])
+        self.first = self.watch_.expect("new", address=self.on_a.address)
+        return self.watch_
+
+    def test_interface_added_removed_and_added_again(self):
+        watch = self.start()
+        for _ in range(2):
+            self.here.connect(self.b, "10.2.0.1/24", device="eth1")
+            event = watch.expect("new", address=self.on_b.address)
+            self.here.disconnect("eth1")
+            lost = watch.expect("lost-lan")
+            self.assertEqual((event["id"], "removed"), (lost["id"], lost["availability"]))
+        watch.expect_nothing_else(self.on_a)
+
+    def test_interface_down_and_up(self):
+        self.here.connect(self.b, "10.2.0.1/24", device="eth1")
+        watch = self.start()
+        watch.expect("new", address=self.on_b.address)
+        self.here.ip("link set eth1 down")
+        watch.expect("lost-lan", address=self.on_b.address)
+        self.here.ip("link set eth1 up")
+        watch.expect("new", address=self.on_b.address)
+        watch.expect_nothing_else(self.on_a)
+
+    def test_second_address_on_one_device(self):
+        second = self.device(self.a, "10.3.0.11/24")
+        watch = self.start()
+        self.here.ip("addr add 10.3.0.1/24 brd + dev eth0")
+        watch.expect("new", address=second.address)
+        self.here.ip("addr del 10.3.0.1/24 dev eth0")
+        watch.expect("lost-lan", address=second.address)
+        watch.expect_nothing_else(self.on_a)
+
+    def test_changed_mask_moves_the_broadcasts_and_keeps_the_controllers(self):
+        watch = self.start()
+        self.here.ip("addr add 10.1.0.1/16 brd + dev eth0", "addr del 10.1.0.1/24 dev eth0")
+        self.tap(self.a).wait_for(source="10.1.0.1", destination="10.1.255.255", payload=wire.FULL_REQUEST)
+        far = self.device(self.a, "10.1.99.11/16")
+        far.announce()
+        watch.expect("new", address=far.address)
+        self.on_a.broadcast = "10.1.255.255"
+        watch.expect_nothing_else(self.on_a)
+
+    def test_remote_controller_turns_dynamic_when_its_network_appears(self):
+        far = self.device(self.a, "10.3.0.11/24")
+        self.lab.ip(far.host.namespace, "route add 10.1.0.0/24 dev eth0")
+        self.here.ip("route add 10.3.0.0/24 dev eth0")
+        watch = self.start("--add", far.address)
+        found = watch.expect("reconnected", address=far.address)
+        self.here.ip("addr add 10.3.0.1/24 brd + dev eth0")
+        self.tap(self.a).wait_for(destination="10.3.0.255", payload=wire.FULL_REQUEST)
+        far.be_silent()
+        lost = watch.expect("lost-connection")
+        self.assertEqual((found["id"], "removed"), (lost["id"], lost["availability"]))
+        self.tap(self.a).wait_for(count=3, destination="10.3.0.255", payload=wire.targeted_request(far.address))
+
+    def test_a_thousand_controllers_go_with_their_network_and_come_back(self):
+        self.here.connect(self.b, "10.2.0.1/20", device="eth1")
+        watch = self.start()
+        plant = self.kelsim(self.b, count=1000)
+
+
+class NothingLeaks(harness.Scenario):
+    def test_two_hundred_changes(self):
+        a, b = self.network("A"), self.network("B")
+        here = self.station({a: "10.1.0.1/24"})
+        on_a, on_b = self.device(a, "10.1.0.11/24"), self.device(b, "10.2.0.11/24")
+        watch = self.watch(here, ready_on=[a])
+        watch.expect("new", address=on_a.address)
+        usage = []
+        for turn in range(100):
+            here.connect(b, "10.2.0.1/24", device="eth1")
+            watch.expect("new", address=on_b.address)
+            here.disconnect("eth1")
+            watch.expect("lost-lan", address=on_b.address)
+            watch.expect_nothing_else(on_a)
+            usage.append((len(os.listdir(f"/proc/{watch.pid}/fd")), len(os.listdir(f"/proc/{watch.pid}/task"))))
+        self.assertLessEqual(max(usage[-20:]), max(usage[:20]), "descriptors, threads")
+
+
+if __name__ == "__main__":
+    harness.main()

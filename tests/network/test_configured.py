@@ -1,0 +1,76 @@
+"""Controllers that are known by address, and the choice of interfaces."""
+
+import harness
+import wire
+
+
+def entry(device, **elements):
+    return {"ControllerName": device.name, "ControllerLocAddr": device.address, **elements}
+
+
+class KnownByAddress(harness.Scenario):
+    def setUp(self):
+        super().setUp()
+        self.net = self.network("A")
+
+    def polls(self, device):
+        """What was sent to the device's non-local port, in order."""
+        return [one.payload for one in self.tap(self.net).find(destination=device.address,
+                                                               destination_port=wire.NON_LOCAL_PORT)]
+
+    def test_static_controller_is_polled_lost_and_found_again(self):
+        device = self.device(self.net, "10.1.0.11/24")
+        device.replies = [None, wire.INFO, wire.ALIVE, None, None, wire.INFO]
+        here = self.station({self.net: "10.1.0.1/24"}, static=[entry(device)], DynamicDetectionEnabled=0,
+                            NonLocalRefreshInterval=1, NonLocalRetries=1)
+        watch = self.watch(here)
+        found = watch.expect("reconnected", address=device.address)
+        self.assertEqual(("available", "static"), (found["availability"], found["definition"]))
+        lost = watch.expect("lost-connection")
+        self.assertEqual((found["id"], "unavailable"), (lost["id"], lost["availability"]))
+        self.assertEqual(found["id"], watch.expect("reconnected")["id"])
+        full, refresh = wire.FULL_REQUEST, wire.REFRESH_REQUEST
+        self.assertEqual([full, full, refresh, refresh, full, full], self.polls(device)[:6])
+        self.assertEqual(set(), {one.destination for one in self.tap(self.net).seen} - {device.address, "10.1.0.1"},
+                         "nothing is broadcast when broadcast discovery is off")
+
+    def test_remote_controller_is_found_by_unicast(self):
+        device = self.device(self.net, "10.1.0.11/24")
+        stranger = self.device(self.net, "10.1.0.12/24")
+        here = self.station({self.net: "10.1.0.1/24"}, DynamicDetectionEnabled=0)
+        watch = self.watch(here, "--add", device.address)
+        event = watch.expect("reconnected", address=device.address)
+        self.assertEqual("remote", event["definition"])
+        poll = self.tap(self.net).find(destination=device.address)[0]
+        self.assertEqual((wire.NON_LOCAL_PORT, wire.FULL_REQUEST), (poll.destination_port, poll.payload))
+        # An answer that nobody asked for belongs to no controller.
+        stranger.send(stranger.identity(), "10.1.0.1", poll.source_port)
+        watch.wait_for_trace("LanSeek: Message from static handling (10.1.0.12) does not match any known controller!")
+        device.be_silent()
+        self.assertEqual("unavailable", watch.expect("lost-connection")["availability"])
+
+
+class ChoiceOfInterfaces(harness.Scenario):
+    def check(self, expected, **settings):
+        nets = [self.network(name) for name in "ABC"]
+        here = self.station({net: f"10.{n}.0.1/24" for n, net in enumerate(nets, 1)}, **settings)
+        devices = [self.device(net, f"10.{n}.0.11/24") for n, net in enumerate(nets, 1)]
+        watch = self.watch(here, ready_on=[net for net, wanted in zip(nets, expected) if wanted])
+        for device, wanted in zip(devices, expected):
+            device.announce()
+            if wanted:
+                watch.expect("new", address=device.address)
+        watch.expect_nothing_else(next(device for device, wanted in zip(devices, expected) if wanted))
+        asked = [bool(self.tap(net).find(destination_port=wire.REQUEST_PORT)) for net in nets]
+        self.assertEqual(expected, asked)
+
+    def test_only_the_listed_are_used(self):
+        # The mask must be the interface's own, the address may be any of its subnet.
+        self.check([False, True, False], UseInterfaces=["10.2.0.77/24", "10.1.0.0/16"])
+
+    def test_the_listed_are_left_out(self):
+        self.check([True, False, True], ExcludeInterfaces=["10.2.0.0/24", "10.3.0.0/16"])
+
+
+if __name__ == "__main__":
+    harness.main()

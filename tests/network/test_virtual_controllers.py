@@ -1,0 +1,138 @@
+"""Virtual controllers that one host publishes and others list, on two networks at once."""
+
+import signal
+
+import harness
+import wire
+
+MACS = ("02:00:00:00:aa:01", "02:00:00:00:bb:01")
+
+
+class Published(harness.Scenario):
+    """One host publishes; a passive host and the recorders of both networks listen."""
+
+    def setUp(self):
+        super().setUp()
+        self.nets = [self.network("A"), self.network("B")]
+        self.publisher = self.host("publisher")
+        for number, (net, mac) in enumerate(zip(self.nets, MACS), 1):
+            self.publisher.connect(net, f"10.{number}.0.1/24", device=f"eth{number - 1}", mac=mac)
+        self.configure(self.publisher)
+        passive = self.host("passive", {net: f"10.{n}.0.5/24" for n, net in enumerate(self.nets, 1)})
+        self.passive = passive.udp_socket("", wire.RESPONSE_PORT)
+        self.addCleanup(self.passive.close)
+        other = self.host("other", {net: f"10.{n}.0.9/24" for n, net in enumerate(self.nets, 1)})
+        self.senders = [other.udp_socket(f"10.{n}.0.9", wire.RESPONSE_PORT) for n in (1, 2)]
+        for sender in self.senders:
+            self.addCleanup(sender.close)
+
+    def publish(self, name="Cell7", system_id="12-34567"):
+        vc = self.kelseek(self.publisher, "vc", "run", "--name", name, "--system-id", system_id, "--publish")
+        for number in range(2):
+            self.sent(number, lambda p: p.startswith(b"Lanseek;") and b";4:" + system_id.encode() in p)
+        return vc
+
+    def station(self, name="station"):
+        links = {net: f"10.{n}.0.2/24" for n, net in enumerate(self.nets, 1)}
+        return super().station(links, name=name)
+
+    def sent(self, number, payload, count=1):
+        """Waits until the publisher has answered so often on one of the networks, as a controller would."""
+        return self.tap(self.nets[number]).wait_for(
+            count=count, source=f"10.{number + 1}.0.1", source_port=wire.REQUEST_PORT,
+            destination=f"10.{number + 1}.0.255", destination_port=wire.RESPONSE_PORT, payload=payload)
+
+    def answers(self, number):
+        return [one.payload for one in self.tap(self.nets[number]).find(
+            source=f"10.{number + 1}.0.1", destination_port=wire.RESPONSE_PORT)]
+
+    def request(self, number, payload):
+        self.senders[number].sendto(payload, (f"10.{number + 1}.0.255", wire.REQUEST_PORT))
+
+    def test_announcement_on_every_interface_with_its_mac(self):
+        self.publish()
+        received = {}
+        while len(received) < 2:
+            payload, source = self.passive.recvfrom(2000)
+            received[source] = payload
+        self.assertEqual({("10.1.0.1", 5512), ("10.2.0.1", 5512)}, set(received))
+        for number, mac in enumerate(MACS, 1):
+            payload = received[f"10.{number}.0.1", 5512]
+            self.assertEqual(b"Lanseek;%03x;1;" % len(payload), payload[:14])
+            _, fields = wire.parse(payload)
+            self.assertEqual([(1, "Cell7")], [f for f in fields if f[0] == 1])
+            self.assertEqual([(4, "12-34567")], [f for f in fields if f[0] == 4])
+            self.assertEqual([(9, mac), (0x11, "3")], fields[-2:])
+
+    def test_answers_leave_where_the_request_was_seen(self):
+        self.publish()
+        first = [self.answers(number) for number in range(2)]
+        self.assertEqual([1, 1], [len(answers) for answers in first])
+        self.request(0, wire.REFRESH_REQUEST)
+        self.sent(0, lambda p: p[12:13] == b"2")
+        presence = b"Lanseek;%03x;2;4:12-34567;9:02:00:00:00:aa:01;11:3;"
+        self.assertEqual(presence % len(presence % 0), self.answers(0)[1])
+        self.request(1, wire.FULL_REQUEST)
+        self.sent(1, first[1][0], count=2)
+        self.request(0, wire.targeted_request("10.1.0.1", "12-34567"))
+        self.sent(0, first[0][0], count=2)
+        self.assertEqual([3, 2], [len(self.answers(number)) for number in range(2)])
+
+    def test_storm_of_requests_is_answered_now_and_then(self):
+        self.publish()
+        for _ in range(1000):
+            self.request(0, wire.FULL_REQUEST)
+        self.sent(0, lambda p: p[12:13] == b"1", count=2)
+        self.request(1, wire.FULL_REQUEST)
+        self.sent(1, lambda p: p[12:13] == b"1", count=2)
+        # The storm was over long before that answer: it can have caused one more, not hundreds.
+        self.assertLessEqual(len(self.answers(0)), 3)
+
+    def test_another_host_lists_it_until_it_is_stopped(self):
+        watch = self.watch(self.station(), ready_on=self.nets)
+        vc = self.publish()
+        event = watch.expect("new", systemID="12-34567")
+        self.assertEqual(("Cell7", "RemoteVC"), (event["name"], event["kind"]))
+        self.assertIn(event["mac"], MACS)
+        vc.stop(signal.SIGINT)
+        lost = watch.expect("power-down")
+        self.assertEqual((event["id"], "removed"), (lost["id"], lost["availability"]))
+        for number in range(2):
+            notice = b"Lanseek;%03x;4;4:12-34567;11:3;"
+            self.assertEqual(notice % len(notice % 0), self.answers(number)[-1])
+
+    def test_another_host_misses_it_when_it_is_killed(self):
+        watch = self.watch(self.station(), ready_on=self.nets)
+        vc = self.publish()
+        event = watch.expect("new", systemID="12-34567")
+        vc.process.kill()
+        self.request(0, wire.REFRESH_REQUEST)
+        self.request(1, wire.REFRESH_REQUEST)
+        lost = watch.expect("lost-connection")
+        self.assertEqual(event["id"], lost["id"])
+        asked = wire.targeted_request(event["address"], "12-34567")
+        network = self.nets[int(event["address"].split(".")[1]) - 1]
+        self.assertEqual(3, len(self.tap(network).find(payload=asked)))
+
+    def test_publishing_host_does_not_take_it_for_a_remote_one(self):
+        device = self.device(self.nets[0], "10.1.0.11/24")
+        watch = self.watch(self.publisher, ready_on=self.nets)
+        watch.expect("new", address=device.address)
+        vc = self.publish()
+        for number in range(2):
+            self.request(number, wire.FULL_REQUEST)
+            self.sent(number, lambda p: p[12:13] == b"1", count=2)
+        watch.expect_nothing_else(device)
+        self.assertEqual([], [e for e in getattr(vc, "events", []) if e.get("kind") == "RemoteVC"])
+
+    def test_two_on_one_host_are_told_apart(self):
+        watch = self.watch(self.station(), ready_on=self.nets)
+        self.publish("Cell7", "12-34567")
+        second = self.publish("Cell8", "12-34568")
+        events = [watch.expect("new", systemID=f"12-3456{n}") for n in (7, 8)]
+        second.stop()
+        self.assertEqual(events[1]["id"], watch.expect("power-down")["id"])
+
+
+if __name__ == "__main__":
+    harness.main()
