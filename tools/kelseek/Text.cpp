@@ -1,0 +1,74 @@
+#include "Text.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/nowide/utf/convert.hpp>
+#include <cstdint>
+#include <cstdio>
+
+namespace kellanseek::tools {
+namespace {
+
+struct Range {
+  char32_t first;
+  char32_t last;
+};
+
+// Control characters of both sets, soft hyphen, zero-width and direction marks, line and paragraph
+// separators.
+constexpr Range kUnprintable[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0xAD, 0xAD},     {0x61C, 0x61C},
+                                  {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}};
+constexpr Range kWithoutWidth[] = {{0x300, 0x36F}, {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}};
+constexpr Range kTwoColumns[] = {{0x1100, 0x115F}, {0x2E80, 0xA4CF},   {0xAC00, 0xD7A3},
+                                 {0xF900, 0xFAFF}, {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},
+                                 {0xFFE0, 0xFFE6}, {0x1F300, 0x1FAFF}, {0x20000, 0x3FFFD}};
+
+template <std::size_t size>
+bool Within(const Range (&ranges)[size], char32_t character) {
+  return std::any_of(std::begin(ranges), std::end(ranges), [character](const Range& range) {
+    return character >= range.first && character <= range.last;
+  });
+}
+
+template <typename To, typename From>
+std::basic_string<To> Convert(std::basic_string_view<From> text) {
+  return boost::nowide::utf::convert_string<To>(text.data(), text.data() + text.size());
+}
+
+}  // namespace
+
+std::string ToUtf8(std::wstring_view text) { return Convert<char>(text); }
+
+std::wstring FromUtf8(std::string_view bytes) { return Convert<wchar_t>(bytes); }
+
+std::string Printable(std::string_view utf8) {
+  std::string printable;
+  for (const char32_t character : Convert<char32_t>(utf8)) {
+    if (Within(kUnprintable, character)) {
+      std::array<char, 8> escape{};
+      std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(character & 0xFFFF));
+      printable += escape.data();
+    } else {
+      printable += Convert<char>(std::u32string_view(&character, 1));
+    }
+  }
+  return printable;
+}
+
+std::string Printable(std::wstring_view text) { return Printable(ToUtf8(text)); }
+
+std::size_t Width(std::string_view utf8) {
+  std::size_t width = 0;
+  for (const char32_t character : Convert<char32_t>(utf8)) {
+    width += Within(kTwoColumns, character) ? 2 : Within(kWithoutWidth, character) ? 0 : 1;
+  }
+  return width;
+}
+
+std::string CodeText(HRESULT result) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(result));
+  return text.data();
+}
+
+}  // namespace kellanseek::tools

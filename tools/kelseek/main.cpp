@@ -1,0 +1,65 @@
+#include <kellanseek/com.h>
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+#include "Text.h"
+#include "platform/Signals.h"
+#include "platform/Terminal.h"
+
+namespace kellanseek::tools {
+namespace {
+
+void AddCommands(CLI::App& app, Session& session) {
+  app.require_subcommand(1);
+  app.fallthrough();
+  app.set_version_flag("--version", "kelseek " KELLANSEEK_VERSION);
+  app.add_option(
+         "--module", session.module,
+         "The component's file; without it that of the variable KELLANSEEK_MODULE, else the one beside this "
+         "program, else the registered one")
+      ->type_name("PATH");
+}
+
+int RunChosen(Session& session) {
+  const platform::StopSignals signals(session.stop);
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  const int code = session.run();
+  CoUninitialize();
+  return code;
+}
+
+int Run(std::vector<std::string> arguments) {
+  platform::UseUtf8Output();
+  Session session;
+  session.colours = !platform::EnvironmentVariable("NO_COLOR") && platform::OutputTakesColours();
+  CLI::App app("Finds the industrial controllers that can be reached from this host.", "kelseek");
+  AddCommands(app, session);
+  std::reverse(arguments.begin(), arguments.end());  // the order in which the parser consumes them
+  try {
+    app.parse(std::move(arguments));
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kFound : kWrongUse;
+  }
+  return RunChosen(session);
+}
+
+}  // namespace
+}  // namespace kellanseek::tools
+
+int main(int argc, char** argv) {
+  using namespace kellanseek;
+  try {
+    return tools::Run(platform::ArgumentsInUtf8(argc, argv));
+  } catch (const tools::CommandError& error) {
+    std::cerr << "kelseek: " << error.what() << '\n';
+    return error.Code();
+  } catch (const std::exception& error) {
+    std::cerr << "kelseek: " << tools::Printable(std::string_view(error.what())) << '\n';
+    return tools::kComponentFailed;
+  }
+}
