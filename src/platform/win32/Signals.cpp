@@ -8,8 +8,8 @@ namespace kellanseek::platform {
 namespace {
 
 /// The system calls the handler without a context, so what it works on has to stand here.
-constinit Mutex theMutex;
-constinit Event* theStop GUARDED_BY(theMutex) = nullptr;
+Mutex theMutex;
+Event* theStop GUARDED_BY(theMutex) = nullptr;
 
 BOOL WINAPI Handle(DWORD /*request*/) {
   const MutexLock lock(theMutex);
