@@ -1,0 +1,65 @@
+#include "tools/kelsim/AddressPlan.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kellanseek::kelsim {
+namespace {
+
+using platform::ParseIpv4;
+
+std::vector<std::string> Texts(const std::vector<platform::Ipv4>& addresses) {
+  std::vector<std::string> texts;
+  for (const platform::Ipv4 address : addresses) texts.push_back(platform::FormatIpv4(address));
+  return texts;
+}
+
+struct InSubnet {
+  const char* own;
+  const char* mask;
+  std::uint32_t skipped;
+  std::uint32_t count;
+  std::vector<std::string> expected;  ///< None: it is refused.
+};
+
+TEST(AddressPlan, FollowsTheOwnAddressAroundTheSubnet) {
+  const InSubnet cases[] = {
+      {"10.1.0.9", "255.255.255.0", 0, 2, {"10.1.0.10", "10.1.0.11"}},
+      {"10.1.0.9", "255.255.255.0", 3, 1, {"10.1.0.13"}},
+      {"10.1.0.253", "255.255.255.0", 0, 3, {"10.1.0.254", "10.1.0.1", "10.1.0.2"}},
+      {"10.1.0.255", "255.255.0.0", 0, 2, {"10.1.1.0", "10.1.1.1"}},
+      {"10.1.0.6", "255.255.255.248", 0, 5, {"10.1.0.1", "10.1.0.2", "10.1.0.3", "10.1.0.4", "10.1.0.5"}},
+      {"10.1.0.1", "255.255.255.252", 0, 1, {"10.1.0.2"}},
+      {"10.1.0.6", "255.255.255.248", 0, 6, {}},
+      {"10.1.0.6", "255.255.255.248", 5, 1, {}},
+      {"10.1.0.6", "255.255.255.0", 0xFFFFFFFFU, 1, {}},
+      {"10.1.0.1", "255.255.255.254", 0, 1, {}},
+      {"10.1.0.1", "255.255.255.255", 0, 1, {}},
+  };
+  for (const InSubnet& one : cases) {
+    SCOPED_TRACE(testing::Message() << one.own << '/' << one.mask << " +" << one.skipped << " x"
+                                    << one.count);
+    const auto plan = [&] {
+      return AddressesInSubnet(ParseIpv4(one.own), ParseIpv4(one.mask), one.skipped, one.count);
+    };
+    if (one.expected.empty()) {
+      EXPECT_THROW(plan(), std::invalid_argument);
+    } else {
+      EXPECT_EQ(Texts(plan()), one.expected);
+    }
+  }
+}
+
+TEST(AddressPlan, ConsecutiveAddressesEndBeforeTheLimitedBroadcast) {
+  EXPECT_THAT(Texts(ConsecutiveAddresses(ParseIpv4("10.0.0.255"), 2)),
+              testing::ElementsAre("10.0.0.255", "10.0.1.0"));
+  EXPECT_EQ(Texts(ConsecutiveAddresses(ParseIpv4("255.255.255.253"), 2)).back(), "255.255.255.254");
+  EXPECT_THROW(ConsecutiveAddresses(ParseIpv4("255.255.255.253"), 3), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace kellanseek::kelsim

@@ -1,0 +1,142 @@
+#include "tools/kelsim/Datagram.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "protocol/MessageReader.h"
+#include "protocol/MessageWriter.h"
+#include "tests/support/FakeDebugOutput.h"
+#include "tools/kelsim/Controller.h"
+#include "tools/kelsim/Text.h"
+
+namespace kellanseek::kelsim {
+namespace {
+
+using protocol::AddressText;
+using protocol::MessageReader;
+
+/// Reads with the component's own reader.
+struct Taken {
+  explicit Taken(const std::string& datagram) {
+    pattern.Reset();
+    test::FakeDebugOutput traces;
+    const MessageReader reader{diagnostics::Tracer(traces, L"test")};
+    MessageReader::Message message{0, pattern, &address, {}, false};
+    accepted = reader.ParseMessage(datagram, datagram.size(), message);
+    type = message.type;
+  }
+  bool accepted = false;
+  std::uint32_t type = 0;
+  CtrlInfo pattern;
+  AddressText address{"10.9.9.9"};
+};
+
+TEST(Datagram, LengthHasTwoDigitsOrThree) {
+  struct Case {
+    std::size_t text;
+    std::string start;
+    std::size_t length;
+  };
+  // "Lanseek;NN;1;1:" and ";" are 16 bytes.
+  const Case cases[] = {
+      {1, "Lanseek;11;1;1:", 17},
+      {239, "Lanseek;ff;1;1:", 255},
+      {240, "Lanseek;101;1;1:", 257},
+      {983, "Lanseek;3e8;1;1:", 1000},
+      {984, "", 0},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.text);
+    const std::string text =
+        DatagramWriter(MessageType::Identity).Text(Tag::Name, std::string(one.text, 'n')).Take();
+    EXPECT_EQ(text.size(), one.length);
+    EXPECT_EQ(text.substr(0, one.start.size()), one.start);
+    EXPECT_EQ(Taken(text).accepted, one.length != 0);
+  }
+}
+
+TEST(Datagram, TheComponentUnderstandsAnIdentity) {
+  Controller controller = NewController(4660);
+  controller.name = FieldText("Zelle Süd");
+  controller.address = platform::ParseIpv4("10.1.2.3");
+  const Taken taken(BuildDatagram(controller, MessageType::Identity));
+  ASSERT_TRUE(taken.accepted);
+  EXPECT_EQ(taken.type, 1U);
+  EXPECT_EQ(taken.pattern.ctrlName, L"Zelle Süd");
+  EXPECT_EQ(taken.pattern.ctrlID, L"ctrl-4660");
+  EXPECT_EQ(taken.pattern.systemName, L"Line466");
+  EXPECT_EQ(taken.pattern.systemID, L"{7A1C-4660}");
+  EXPECT_EQ(taken.pattern.releasePath, L"/hd0a/Line466");
+  EXPECT_EQ(taken.pattern.macAddress, L"02-7a-00-00-12-34");
+  EXPECT_EQ(taken.pattern.versionMajor, 6U);
+  EXPECT_EQ(taken.pattern.versionMinor, 10U);
+  EXPECT_EQ(taken.pattern.versionRevision, 2U);
+  EXPECT_EQ(taken.pattern.kelAPICompatibilityRevision, 5U);
+  EXPECT_EQ(taken.pattern.ctrlLevel, SystemLevel);
+  EXPECT_EQ(taken.pattern.ctrlType, RC);
+  EXPECT_EQ(taken.address.View(), "10.1.2.3");
+}
+
+TEST(Datagram, ShortMessagesCarryWhatTheRecordIsFoundBy) {
+  Controller controller = NewController(7);
+  controller.address = platform::ParseIpv4("10.1.2.3");
+  for (const MessageType type : {MessageType::Presence, MessageType::Restart, MessageType::PowerDown}) {
+    const Taken taken(BuildDatagram(controller, type));
+    ASSERT_TRUE(taken.accepted);
+    EXPECT_EQ(taken.type, static_cast<std::uint32_t>(type));
+    EXPECT_EQ(taken.pattern.systemID, L"{7A1C-0007}");
+    EXPECT_EQ(taken.pattern.macAddress.empty(), type != MessageType::Presence);
+    EXPECT_EQ(taken.address.View(), "10.1.2.3");
+  }
+}
+
+TEST(Datagram, AControllerAtItsHostsAddressLeavesTheAddressOut) {
+  Controller controller = NewController(1);
+  controller.address = platform::ParseIpv4("10.1.2.3");
+  controller.tellsAddress = false;
+  for (const MessageType type : {MessageType::Identity, MessageType::Presence, MessageType::PowerDown}) {
+    EXPECT_EQ(Taken(BuildDatagram(controller, type)).address.View(), "10.9.9.9");
+  }
+}
+
+TEST(Datagram, TheLongestIdentityFits) {
+  Controller controller = NewController(4'000'000'000U);
+  const std::string longest(100, 'x');
+  for (std::string Controller::*text : {&Controller::name, &Controller::systemName, &Controller::systemId,
+                                        &Controller::releasePath, &Controller::macAddress}) {
+    controller.*text = FieldText(longest);
+  }
+  controller.address = platform::ParseIpv4("255.255.255.254");
+  EXPECT_TRUE(Taken(BuildDatagram(controller, MessageType::Identity)).accepted);
+}
+
+TEST(Datagram, ReadsTheRequestsOfTheComponent) {
+  const auto full = ReadRequest(protocol::BuildRequest(protocol::FullRequestMsg));
+  ASSERT_TRUE(full);
+  EXPECT_EQ(full->type, MessageType::FullRequest);
+  const auto refresh = ReadRequest(protocol::BuildRequest(protocol::RefreshRequestMsg));
+  ASSERT_TRUE(refresh);
+  EXPECT_EQ(refresh->type, MessageType::RefreshRequest);
+  const std::string text = protocol::BuildTargetedRequest("192.168.1.10", "{7A}");
+  const auto targeted = ReadRequest(text);
+  ASSERT_TRUE(targeted);
+  EXPECT_EQ(targeted->type, MessageType::TargetedRequest);
+  EXPECT_EQ(targeted->target, platform::ParseIpv4("192.168.1.10"));
+  EXPECT_EQ(targeted->systemId, "{7A}");
+}
+
+TEST(Datagram, WhatIsNoRequestIsNotRead) {
+  for (const std::string_view text :
+       {"", "Lanseek;", "Lanseek;0d", "Lanseek;0d;", "Lanseek;0e;5;", "lanseek;0d;5;", "Lanseek;0d;1;",
+        "Lanseek;0d;8;", "Lanseek;-d;5;", "Lanseek; d;5;", "Lanseek;;5;", "Lanseek;0c;5",
+        "Lanseek;10000000d;5;", "Lanseek;0d;x;"}) {
+    EXPECT_FALSE(ReadRequest(text)) << text;
+  }
+  EXPECT_TRUE(ReadRequest("Lanseek;0D;7;")) << "digits in capitals";
+  EXPECT_EQ(ReadRequest("Lanseek;14;6;a:1.2.3")->target, platform::kNoAddress) << "a field without end";
+  EXPECT_EQ(ReadRequest("Lanseek;15;6;zz:1;:;;")->target, platform::kNoAddress) << "fields without sense";
+}
+
+}  // namespace
+}  // namespace kellanseek::kelsim

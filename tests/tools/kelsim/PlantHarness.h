@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/kelsim/Plant.h"
+#include "tools/kelsim/Script.h"
+#include "tools/kelsim/Text.h"
+
+namespace kellanseek::kelsim {
+
+/// Controllers 1 to `count` at 10.0.0.1 onwards.
+inline std::vector<Controller> Controllers(std::uint32_t count) {
+  std::vector<Controller> controllers;
+  for (std::uint32_t number = 1; number <= count; ++number) {
+    controllers.push_back(NewController(number));
+    controllers.back().address = platform::NetworkOrder(0x0A000000U + number);
+  }
+  return controllers;
+}
+
+inline std::string Field(const std::string& datagram, const std::string& tag) {
+  const std::size_t at = datagram.find(';' + tag + ':');
+  if (at == std::string::npos) return {};
+  const std::size_t begin = at + tag.size() + 2;
+  return datagram.substr(begin, datagram.find(';', begin) - begin);
+}
+
+/// "10.0.0.3 says 1", and " to PORT" where it does not go to everybody.
+inline std::string Told(const Outgoing& datagram) {
+  const std::size_t type = datagram.text.find(';', 8) + 1;
+  std::string told = Field(datagram.text, "e") + " says " + datagram.text.substr(type, 1);
+  if (datagram.to) told += " to " + std::to_string(datagram.to->port);
+  return told;
+}
+
+/// A plant with a clock of its own, and what its controllers said.
+class PlantHarness {
+ public:
+  explicit PlantHarness(std::vector<Controller> controllers, const Plant::Settings& settings = {})
+      : last_(controllers.back().number), plant_(std::move(controllers), settings) {}
+
+  void Script(const std::string& text) {
+    kelsim::Script script({1, last_, true});
+    script.AddText("script", text);
+    for (const std::string& fault : script.Faults()) throw std::invalid_argument(fault);
+    for (const LifeEvent& event : script.Events()) plant_.Schedule(event);
+  }
+
+  void Hear(const std::string& request, std::optional<Endpoint> from = std::nullopt,
+            std::size_t speaker = 0) {
+    plant_.Hear(ReadRequest(request).value(), speaker, from, now);
+  }
+
+  /// Lets the time pass, and gives what was said until then.
+  std::vector<std::string> Until(std::int64_t milliseconds) {
+    std::vector<std::string> told;
+    for (const Outgoing& datagram : DatagramsUntil(milliseconds)) told.push_back(Told(datagram));
+    return told;
+  }
+
+  std::vector<Outgoing> DatagramsUntil(std::int64_t milliseconds) {
+    std::vector<Outgoing> all;
+    const Moment end(milliseconds);
+    for (auto due = plant_.NextDue(); due && *due <= end; due = plant_.NextDue()) {
+      now = std::max(now, *due);
+      plant_.Step(now, 16, outcome_);
+      all.insert(all.end(), outcome_.datagrams.begin(), outcome_.datagrams.end());
+    }
+    now = end;
+    return all;
+  }
+
+  Plant& plant() { return plant_; }
+
+  Moment now{};
+
+ private:
+  std::uint32_t last_;
+  Plant plant_;
+  Outcome outcome_;
+};
+
+inline constexpr const char* kFull = "Lanseek;0d;5;";
+inline constexpr const char* kRefresh = "Lanseek;0d;7;";
+
+}  // namespace kellanseek::kelsim

@@ -1,0 +1,137 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/tools/kelsim/PlantHarness.h"
+
+namespace kellanseek::kelsim {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(PlantLife, ARestartIsToldAndEndsWithTheIdentity) {
+  PlantHarness harness(Controllers(2));
+  harness.Script("1 restart 2\n10 restart 2 0.5");
+  EXPECT_THAT(harness.Until(1000), ElementsAre("10.0.0.2 says 3"));
+  harness.Hear(kFull);
+  EXPECT_THAT(harness.Until(2999), ElementsAre("10.0.0.1 says 1")) << "who restarts says nothing";
+  EXPECT_THAT(harness.Until(3000), ElementsAre("10.0.0.2 says 1"));
+  EXPECT_THAT(harness.Until(10'499), ElementsAre("10.0.0.2 says 3"));
+  EXPECT_THAT(harness.Until(10'500), ElementsAre("10.0.0.2 says 1"));
+}
+
+TEST(PlantLife, PowerDownLastsUntilPowerUp) {
+  PlantHarness harness(Controllers(1));
+  harness.Script("1 power-down 1\n2 power-down 1\n3 rename 1 later\n3 restart 1\n9 power-up 1");
+  EXPECT_THAT(harness.Until(8999), ElementsAre("10.0.0.1 says 4")) << "once";
+  harness.Hear(kFull);
+  EXPECT_THAT(harness.Until(8999), IsEmpty());
+  const auto datagrams = harness.DatagramsUntil(9000);
+  ASSERT_EQ(datagrams.size(), 1U);
+  EXPECT_EQ(Field(datagrams[0].text, "1"), "later");
+}
+
+TEST(PlantLife, APowerDownDuringARestartIsNotUndoneByIt) {
+  PlantHarness harness(Controllers(1));
+  harness.Script("1 restart 1 2\n2 power-down 1\n5 restart 1 2\n6 power-up 1\n7 restart 1 1.5");
+  EXPECT_THAT(harness.Until(5999), ElementsAre("10.0.0.1 says 3"));
+  EXPECT_THAT(harness.Until(8499), ElementsAre("10.0.0.1 says 1", "10.0.0.1 says 3"));
+  EXPECT_THAT(harness.Until(20'000), ElementsAre("10.0.0.1 says 1"));
+}
+
+TEST(PlantLife, ASilentOneTellsNothingNotEvenThatItLeaves) {
+  PlantHarness harness(Controllers(2));
+  harness.Script("1 silent 1\n2 rename 1 unheard\n3 power-down 1\n4 power-up 1\n5 announce 1\n9 speak 1");
+  harness.Until(1000);
+  harness.Hear(kFull);
+  harness.Hear(kFull, Endpoint{1, 9});
+  EXPECT_THAT(harness.Until(8000), ElementsAre("10.0.0.2 says 1", "10.0.0.2 says 1 to 9"));
+  EXPECT_THAT(harness.Until(9000), IsEmpty()) << "it waits to be asked";
+  harness.Hear("Lanseek;18;6;a:10.0.0.1;");
+  EXPECT_THAT(harness.Until(9000), ElementsAre("10.0.0.1 says 1"));
+}
+
+TEST(PlantLife, AnswersUnderWayDieWithTheController) {
+  for (const char* script : {"1 silent 1", "1 power-down 1", "1 restart 1 500"}) {
+    PlantHarness harness(Controllers(1), {60'000, 3, true});
+    harness.Hear(kFull);
+    harness.Hear(kFull, Endpoint{1, 9});
+    harness.Script(script);
+    for (const std::string& told : harness.Until(60'000))
+      EXPECT_THAT(told, testing::Not(testing::HasSubstr("says 1")));
+  }
+}
+
+TEST(PlantLife, EveryChangeIsAnnouncedWithItsNewValue) {
+  struct Case {
+    const char* change;
+    const char* tag;
+    const char* value;
+  };
+  const Case cases[] = {
+      {"1 announce 2", "1", "Cell2"},
+      {"1 rename 2 Cell 2 west", "1", "Cell 2 west"},
+      {"1 system 2 Line9", "3", "Line9"},
+      {"1 identity 2 {NEW}", "4", "{NEW}"},
+      {"1 release 2 /hd1/x", "5", "/hd1/x"},
+      {"1 mac 2 02-00-00-00-00-99", "9", "02-00-00-00-00-99"},
+      {"1 address 2 10.9.0.1", "e", "10.9.0.1"},
+      {"1 same-address 2 3", "e", "10.0.0.3"},
+      {"1 same-identity 2 3", "4", "{7A1C-0003}"},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.change);
+    PlantHarness harness(Controllers(3));
+    harness.Script(one.change);
+    const auto datagrams = harness.DatagramsUntil(1000);
+    ASSERT_EQ(datagrams.size(), 1U);
+    EXPECT_EQ(Field(datagrams[0].text, one.tag), one.value);
+    EXPECT_EQ(Field(datagrams[0].text, "2"), "ctrl-0002");
+  }
+}
+
+TEST(PlantLife, ARangeMovesToConsecutiveAddresses) {
+  PlantHarness harness(Controllers(4));
+  harness.Script("1 address 2-3 10.0.9.255");
+  EXPECT_THAT(harness.Until(1000), ElementsAre("10.0.9.255 says 1", "10.0.10.0 says 1"));
+  harness.Hear("Lanseek;18;6;a:10.0.0.2;");
+  EXPECT_THAT(harness.Until(1000), IsEmpty()) << "nobody is left there";
+}
+
+TEST(PlantLife, TwoOnOneAddressBothAnswer) {
+  PlantHarness harness(Controllers(3));
+  harness.Script("0 same-address 1 3");
+  harness.Until(0);
+  harness.Hear("Lanseek;18;6;a:10.0.0.3;");
+  const auto datagrams = harness.DatagramsUntil(0);
+  ASSERT_EQ(datagrams.size(), 2U);
+  EXPECT_NE(Field(datagrams[0].text, "9"), Field(datagrams[1].text, "9"));
+}
+
+TEST(PlantLife, LossBeginsAndEnds) {
+  PlantHarness harness(Controllers(2));
+  harness.Script("1 loss 1 100\n2 loss all 0");
+  harness.Until(1000);
+  harness.Hear(kFull);
+  EXPECT_THAT(harness.Until(1500), ElementsAre("10.0.0.2 says 1"));
+  harness.Until(2000);
+  harness.Hear(kFull);
+  EXPECT_THAT(harness.Until(2500), ElementsAre("10.0.0.1 says 1", "10.0.0.2 says 1"));
+}
+
+TEST(PlantLife, EventsAreReportedWhenTheyHappen) {
+  Plant plant(Controllers(2), {});
+  Script script({1, 2, true});
+  script.AddText("s", "2 rename 1 b\n1 silent 2\n");
+  for (const LifeEvent& event : script.Events()) plant.Schedule(event);
+  Outcome outcome;
+  plant.Step(Moment(999), 10, outcome);
+  EXPECT_TRUE(outcome.events.empty());
+  plant.Step(Moment(5000), 10, outcome);
+  ASSERT_EQ(outcome.events.size(), 2U);
+  EXPECT_EQ(outcome.events[0].told, "silent 2");
+  EXPECT_EQ(outcome.events[1].told, "rename 1 b");
+}
+
+}  // namespace
+}  // namespace kellanseek::kelsim

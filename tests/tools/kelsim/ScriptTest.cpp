@@ -1,0 +1,165 @@
+#include "tools/kelsim/Script.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/CodePage.h"
+
+namespace kellanseek::kelsim {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr Script::Subject kTwenty{1, 20, true};
+
+Script Read(const std::string& text, const Script::Subject& subject = kTwenty) {
+  Script script(subject);
+  script.AddText("plant", text);
+  return script;
+}
+
+TEST(Script, ReadsEveryKindOfLine) {
+  struct Case {
+    const char* line;
+    std::int64_t at;
+    Action action;
+    std::uint32_t first, last;
+    std::uint32_t value;
+    const char* text;
+  };
+  const Case cases[] = {
+      {"0 announce all", 0, Action::Announce, 1, 20, 0, ""},
+      {"1.25 restart 3", 1250, Action::Restart, 3, 3, 2000, ""},
+      {"5 restart 3-7 0.5", 5000, Action::Restart, 3, 7, 500, ""},
+      {"\t5\tpower-down  20  \r", 5000, Action::PowerDown, 20, 20, 0, ""},
+      {"5 power-up 1-1", 5000, Action::PowerUp, 1, 1, 0, ""},
+      {"5 silent 1", 5000, Action::FallSilent, 1, 1, 0, ""},
+      {"5 speak 1", 5000, Action::Speak, 1, 1, 0, ""},
+      {"5 rename 1 Cell  1 # west ", 5000, Action::Rename, 1, 1, 0, "Cell  1 # west"},
+      {"5 system 1 Line", 5000, Action::SetSystemName, 1, 1, 0, "Line"},
+      {"5 release 1 /hd0a", 5000, Action::SetReleasePath, 1, 1, 0, "/hd0a"},
+      {"5 identity 1 {A:B}", 5000, Action::SetSystemId, 1, 1, 0, "{A:B}"},
+      {"5 mac 1 02-00", 5000, Action::SetMacAddress, 1, 1, 0, "02-00"},
+      {"5 address 1 1.0.0.1", 5000, Action::SetAddress, 1, 1, platform::NetworkOrder(0x01000001U), ""},
+      {"5 same-address 1 2", 5000, Action::ShareAddress, 1, 1, 2, ""},
+      {"5 same-identity 1 2", 5000, Action::ShareSystemId, 1, 1, 2, ""},
+      {"5 loss 1 100", 5000, Action::SetLoss, 1, 1, 100, ""},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.line);
+    const Script script = Read(one.line);
+    EXPECT_THAT(script.Faults(), IsEmpty());
+    ASSERT_EQ(script.Events().size(), 1U);
+    const LifeEvent& event = script.Events()[0];
+    EXPECT_EQ(event.at, Moment(one.at));
+    EXPECT_EQ(event.action, one.action);
+    EXPECT_EQ(event.first, one.first);
+    EXPECT_EQ(event.last, one.last);
+    EXPECT_EQ(event.value, one.value);
+    EXPECT_EQ(event.text, one.text);
+  }
+}
+
+TEST(Script, EveryFaultIsToldWithItsLine) {
+  struct Case {
+    const char* line;
+    const char* fault;
+  };
+  const Case cases[] = {
+      {"soon restart 1", "\"soon\" is no time in seconds from 0 to 1000000"},
+      {"-1 restart 1", "\"-1\" is no time"},
+      {"nan restart 1", "\"nan\" is no time"},
+      {"1e99 restart 1", "\"1e99\" is no time"},
+      {"1s restart 1", "\"1s\" is no time"},
+      {"5", "an action is missing after the time"},
+      {"5 renam 1 x", "there is no action \"renam\"; there are announce, restart,"},
+      {"5 restart", "a controller is missing; there are 1 to 20"},
+      {"5 restart 21", "\"21\" is no controller; there are 1 to 20"},
+      {"5 restart 0", "\"0\" is no controller"},
+      {"5 restart 99999999999", "is no controller"},
+      {"5 restart 7-3", "the range \"7-3\" ends before it begins"},
+      {"5 restart 3-", "a controller is missing"},
+      {"5 restart Cell3", "\"Cell3\" is no controller"},
+      {"5 restart 3 slowly", "\"slowly\" is no time"},
+      {"5 silent 3 now", "\"silent\" takes nothing but the controller"},
+      {"5 rename 3", "a text is missing"},
+      {"5 rename 3 a;b", "neither semicolons nor control characters"},
+      {"5 rename 3 a\x01"
+       "b",
+       "neither semicolons nor control characters"},
+      {"5 rename 3 \xE2\x82\xAC \xE2\x98\x83", "characters that the controllers' code page lacks"},
+      {"5 rename 3 \xFF", "characters that the controllers' code page lacks"},
+      {"5 address 3 10.1", "\"10.1\" is no address like 10.1.0.20"},
+      {"5 address 3 10.1.0.256", "is no address"},
+      {"5 address 3 255.255.255.255", "is no address"},
+      {"5 address 3-4 255.255.255.254", "not so many addresses"},
+      {"5 same-address 3", "a controller is missing"},
+      {"5 same-identity 3 21", "\"21\" is no controller"},
+      {"5 loss 3 101", "\"101\" is no percentage from 0 to 100"},
+      {"5 loss 3 -1", "\"-1\" is no percentage"},
+  };
+  for (const Case& one : cases) {
+    const Script script = Read(std::string("# first\n\n") + one.line + "\n1 silent 1\n");
+    ASSERT_EQ(script.Faults().size(), 1U) << one.line;
+    EXPECT_THAT(script.Faults()[0], HasSubstr(one.fault));
+    EXPECT_EQ(script.Faults()[0].rfind("plant:3: ", 0), 0U) << script.Faults()[0];
+    EXPECT_EQ(script.Events().size(), 1U) << "the other lines are read all the same";
+  }
+}
+
+TEST(Script, TextsHaveAtMostAHundredCharacters) {
+  EXPECT_THAT(Read("5 rename 3 " + std::string(100, 'x')).Faults(), IsEmpty());
+  EXPECT_THAT(Read("5 rename 3 " + std::string(101, 'x')).Faults(),
+              ElementsAre(HasSubstr("a text has at most 100 characters")));
+}
+
+TEST(Script, TimesCountFromTheStartOrFromTheLineBefore) {
+  const Script script =
+      Read("+1 silent 1\n10 silent 2\r\n# between\n+0.5 silent 3\n+bad silent 4\n+1 silent 5\n5 silent 6");
+  std::vector<std::int64_t> times;
+  for (const LifeEvent& event : script.Events()) times.push_back(event.at.count());
+  EXPECT_THAT(times, ElementsAre(1000, 10'000, 10'500, 11'500, 5000));
+  EXPECT_EQ(script.Faults().size(), 1U);
+}
+
+TEST(Script, TextsGoFromUtf8ToTheCodePage) {
+  const Script script = Read(
+      "\xEF\xBB\xBF"
+      "5 rename 3 S\xC3\xBC"
+      "d");
+  ASSERT_EQ(script.Events().size(), 1U);
+  EXPECT_EQ(script.Events()[0].text, platform::ToNarrow(L"Süd"));
+  EXPECT_EQ(script.Events()[0].told,
+            "rename 3 S\xC3\xBC"
+            "d");
+}
+
+TEST(Script, NumbersAreThoseOfThePlant) {
+  const Script::Subject second{101, 120, true};
+  EXPECT_THAT(Read("5 silent 20", second).Faults(), ElementsAre(HasSubstr("there are 101 to 120")));
+  EXPECT_EQ(Read("5 silent all", second).Events().at(0).first, 101U);
+}
+
+TEST(Script, ControllersAtAddressesOfTheHostStayThere) {
+  const Script script = Read("5 address 1 10.0.0.1\n5 same-address 1 2\n5 same-identity 1 2", {1, 20, false});
+  EXPECT_THAT(script.Faults(),
+              ElementsAre(HasSubstr("plant:1: these controllers have addresses of this host"),
+                          HasSubstr("plant:2: these controllers have addresses of this host")));
+  EXPECT_EQ(script.Events().size(), 1U);
+}
+
+TEST(Script, ASingleLineIsNamedWithoutALineNumber) {
+  Script script(kTwenty);
+  script.AddLine("--event", "5 silent 1");
+  script.AddLine("--event", "5 silent");
+  EXPECT_EQ(script.Events().size(), 1U);
+  EXPECT_THAT(script.Faults(), ElementsAre(HasSubstr("--event: a controller is missing")));
+}
+
+}  // namespace
+}  // namespace kellanseek::kelsim

@@ -1,0 +1,141 @@
+#include "tools/kelsim/Options.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/kelsim/Text.h"
+
+namespace kellanseek::kelsim {
+namespace {
+
+constexpr int kWrongUse = 2;
+constexpr std::uint32_t kMostControllers = 100'000;
+constexpr std::uint32_t kMostDelay = 60'000;
+
+/// The options whose values are converted, as they were written.
+struct Written {
+  std::string interfaceName, address, baseAddress, script;
+  std::vector<std::string> listen;
+  bool silentStart = false;
+};
+
+std::string AddressFault(const std::string& text) {
+  try {
+    DottedAddress(text);
+    return {};
+  } catch (const std::invalid_argument& fault) {
+    return fault.what();
+  }
+}
+
+const CLI::Validator kAddress(AddressFault, "A.B.C.D");
+
+void AddPlace(CLI::App& app, Written& written, Options& options) {
+  CLI::Option* const interfaceName = app.add_option(
+      "--interface", written.interfaceName, "Speak on this interface (default: the first that is up)");
+  CLI::Option* const address =
+      app.add_option("--address", written.address, "Speak from this address of this host")->check(kAddress);
+  CLI::Option* const listen =
+      app.add_option(
+             "--listen", written.listen,
+             "One controller at each of these addresses of this host, for polls by unicast only; with a "
+             "larger --count the rest is at the addresses that follow the last")
+          ->check(kAddress)
+          ->expected(1)
+          ->take_all();
+  CLI::Option* const base =
+      app.add_option("--base-address", written.baseAddress,
+                     "Address of the first controller (default: what follows our own address in its subnet)")
+          ->check(kAddress);
+  CLI::Option* const own =
+      app.add_flag("--own-address", options.ownAddress, "One controller that has the address of this host");
+  interfaceName->excludes(address, listen);
+  address->excludes(listen);
+  base->excludes(listen, own);
+  own->excludes(listen);
+}
+
+void AddPorts(CLI::App& app, Options& options) {
+  app.add_option("--request-port", options.requestPort, "Where requests are heard")
+      ->check(CLI::Range(1, 65535))
+      ->capture_default_str();
+  app.add_option("--response-port", options.responsePort, "Where answers are broadcast to")
+      ->capture_default_str();
+  app.add_option("--non-local-port", options.nonLocalPort, "Where polls are heard; 0 for none")
+      ->capture_default_str();
+}
+
+void AddBehaviour(CLI::App& app, Written& written, Options& options) {
+  app.add_option("--delay-ms", options.delayMilliseconds, "Answers wait a random time of at most this")
+      ->check(CLI::Range(kMostDelay))
+      ->capture_default_str();
+  app.add_option("--seed", options.seed, "Seed of all that is random")->capture_default_str();
+  app.add_option("--loss", options.lossPercent, "So many percent of all datagrams get lost")
+      ->check(CLI::Range(100U))
+      ->capture_default_str();
+  app.add_option("--script", written.script,
+                 "File of events: a line each, TIME ACTION CONTROLLER [ARGUMENT]");
+  app.add_option("--event", options.events, "One such line; may be given again")->expected(1)->take_all();
+  app.add_option("--life", options.lifeSeconds, "Something happens to some controller every so many seconds")
+      ->check(CLI::Range(0.01, 1e6));
+  app.add_flag("--no-announce", written.silentStart, "Do not announce the controllers at the start");
+  app.add_flag("--quiet,-q", options.quiet, "Do not tell what happens");
+}
+
+std::optional<std::string> IfGiven(const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  return text;
+}
+
+std::optional<platform::Ipv4> AddressIfGiven(const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  return DottedAddress(text);
+}
+
+void TakeCount(const CLI::Option& given, Options& options) {
+  const auto listening = static_cast<std::uint32_t>(options.listen.size());
+  if (given.count() == 0 && (listening != 0 || options.ownAddress)) options.count = std::max(1U, listening);
+  if (options.ownAddress && options.count != 1) {
+    throw CLI::ValidationError(
+        "--own-address",
+        "there is one controller at this host's own address, not --count " + std::to_string(options.count));
+  }
+  if (options.count < listening)
+    throw CLI::ValidationError("--count", "there are more addresses to listen at");
+}
+
+}  // namespace
+
+std::optional<Options> ReadOptions(const std::vector<std::string>& arguments, int& exitCode) {
+  Options options;
+  Written written;
+  CLI::App app("A simulated plant: answers discovery requests as so many controllers would, until Ctrl-C.",
+               "kelsim");
+  CLI::Option* const count = app.add_option("--count", options.count, "How many controllers")
+                                 ->check(CLI::Range(1U, kMostControllers))
+                                 ->capture_default_str();
+  app.add_option("--first", options.first, "Number of the first controller, from which its identity follows")
+      ->check(CLI::Range(1U, 1'000'000'000U))
+      ->capture_default_str();
+  AddPlace(app, written, options);
+  AddPorts(app, options);
+  AddBehaviour(app, written, options);
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    options.interfaceName = IfGiven(written.interfaceName);
+    options.address = AddressIfGiven(written.address);
+    options.baseAddress = AddressIfGiven(written.baseAddress);
+    options.script = IfGiven(written.script);
+    for (const std::string& text : written.listen) options.listen.push_back(DottedAddress(text));
+    options.announce = !written.silentStart;
+    TakeCount(*count, options);
+    return options;
+  } catch (const CLI::ParseError& error) {
+    exitCode = app.exit(error) == 0 ? 0 : kWrongUse;
+    return std::nullopt;
+  }
+}
+
+}  // namespace kellanseek::kelsim

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Ipv4.h"
+
+namespace kellanseek::kelsim {
+
+/// What the program was asked for.
+struct Options {
+  std::uint32_t count = 25;
+  std::uint32_t first = 1;
+  std::optional<std::string> interfaceName = {};
+  std::optional<platform::Ipv4> address = {};
+  std::vector<platform::Ipv4> listen = {};
+  std::optional<platform::Ipv4> baseAddress = {};
+  bool ownAddress = false;
+
+  std::uint16_t requestPort = 5512;
+  std::uint16_t responsePort = 5513;
+  std::uint16_t nonLocalPort = 5514;  ///< 0: no polls.
+
+  std::uint32_t delayMilliseconds = 500;
+  std::uint32_t seed = 1;
+  std::uint32_t lossPercent = 0;
+  bool announce = true;
+  bool quiet = false;
+  double lifeSeconds = 0;  ///< 0: no random life.
+  std::optional<std::string> script = {};
+  std::vector<std::string> events = {};
+};
+
+/// Reads the arguments, in UTF-8 and without the program's name. None when the program is to end now, with
+/// `exitCode` (help was asked for, or the use is wrong; either is told already).
+std::optional<Options> ReadOptions(const std::vector<std::string>& arguments, int& exitCode);
+
+}  // namespace kellanseek::kelsim
