@@ -1,6 +1,7 @@
 #include "component/KelLanSeekImpl.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -9,10 +10,6 @@
 
 namespace kellanseek {
 namespace {
-
-constexpr const wchar_t* kConfigKey = L"HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI";
-constexpr const wchar_t* kConfigValue = L"ConfigDir";
-constexpr std::size_t kMaxConfigDir = 259;
 
 /// The count of an object that is being destroyed: what still comes and goes does not destroy it again.
 constexpr ULONG kDestroying = 0x40000000;
@@ -59,12 +56,12 @@ void CKelLanSeek::FinalConstruct() {
 }
 
 void CKelLanSeek::Configure() {
-  std::wstring directory;
-  if (registry_.Read(kConfigKey, kConfigValue, kMaxConfigDir, directory) != S_OK) {
+  const std::optional<std::wstring> directory = config::ConfiguredDirectory(registry_);
+  if (!directory) {
     trace_.LongError(L"CKelLanSeek::FinalConstruct. Could not read the registry key ConfigDir.");
     return;
   }
-  AddStaticControllers(config::LoadConfiguration(directory, settings_, trace_));
+  AddStaticControllers(config::LoadConfiguration(*directory, settings_, trace_));
 }
 
 void CKelLanSeek::AddStaticControllers(std::vector<CtrlInfo> controllers) {

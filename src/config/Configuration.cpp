@@ -10,11 +10,26 @@
 namespace kellanseek::config {
 namespace {
 
+constexpr const wchar_t* kConfigKey = L"HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI";
+constexpr const wchar_t* kConfigValue = L"ConfigDir";
+constexpr std::size_t kMaxConfigDir = 259;
+
 std::wstring InDirectory(const std::wstring& directory, const wchar_t* name) {
   return directory + std::wstring(platform::PathSeparator()) + name;
 }
 
 }  // namespace
+
+std::optional<std::wstring> ConfiguredDirectory(platform::RegistryStore& registry) {
+  std::wstring directory;
+  if (registry.Read(kConfigKey, kConfigValue, kMaxConfigDir, directory) != S_OK) return std::nullopt;
+  return directory;
+}
+
+HRESULT SetConfiguredDirectory(platform::RegistryStore& registry, const std::wstring& directory) {
+  if (directory.size() > kMaxConfigDir) return E_INVALIDARG;
+  return registry.Write(kConfigKey, kConfigValue, directory);
+}
 
 std::wstring ScanConfigurationFile(const std::wstring& directory) {
   return InDirectory(directory, L"lanseekconf.xml");

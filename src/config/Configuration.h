@@ -1,13 +1,22 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "config/Settings.h"
 #include "controllers/CtrlInfo.h"
 #include "diagnostics/Trace.h"
+#include "platform/RegistryStore.h"
 
 namespace kellanseek::config {
+
+/// The directory that components of this host read, as the registry has it; none when it is not there, longer
+/// than 259 characters or not to be read.
+std::optional<std::wstring> ConfiguredDirectory(platform::RegistryStore& registry);
+/// Points the components of this host that start from now on to a directory. E_INVALIDARG when its path is
+/// too long; what RegistryStore::Write gives.
+HRESULT SetConfiguredDirectory(platform::RegistryStore& registry, const std::wstring& directory);
 
 /// The two files of a configuration directory. The directory is taken as it stands.
 std::wstring ScanConfigurationFile(const std::wstring& directory);

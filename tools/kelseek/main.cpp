@@ -7,7 +7,11 @@
 #include <vector>
 
 #include "Command.h"
+#include "ConfigCommands.h"
+#include "DiscoveryCommands.h"
+#include "RegisterCommand.h"
 #include "Text.h"
+#include "VcCommand.h"
 #include "platform/Signals.h"
 #include "platform/Terminal.h"
 
@@ -15,14 +19,25 @@ namespace kellanseek::tools {
 namespace {
 
 void AddCommands(CLI::App& app, Session& session) {
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);
   app.fallthrough();
+  app.failure_message([](const CLI::App*, const CLI::Error& error) {
+    return "kelseek: " + Printable(std::string_view(error.what())) + "; kelseek --help tells more\n";
+  });
   app.set_version_flag("--version", "kelseek " KELLANSEEK_VERSION);
   app.add_option(
          "--module", session.module,
          "The component's file; without it that of the variable KELLANSEEK_MODULE, else the one beside this "
          "program, else the registered one")
       ->type_name("PATH");
+  AddListCommand(app, session);
+  AddWatchCommand(app, session);
+  AddShowCommand(app, session);
+  AddAddCommand(app, session);
+  AddRefreshCommand(app, session);
+  AddVcCommands(app, session);
+  AddConfigCommands(app, session);
+  AddRegisterCommands(app, session);
 }
 
 int RunChosen(Session& session) {
@@ -44,6 +59,10 @@ int Run(std::vector<std::string> arguments) {
     app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kFound : kWrongUse;
+  }
+  if (!session.run) {
+    std::cerr << app.help();
+    return kWrongUse;
   }
   return RunChosen(session);
 }

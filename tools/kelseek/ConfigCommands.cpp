@@ -1,0 +1,109 @@
+#include "ConfigCommands.h"
+
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+#include "Text.h"
+#include "config/ConfigCheck.h"
+#include "config/Configuration.h"
+#include "platform/RegistryStore.h"
+
+namespace kellanseek::tools {
+namespace {
+
+constexpr int kUnreadable = 2;
+
+struct CheckOptions {
+  std::string directory;
+};
+
+struct InitOptions {
+  std::string directory;
+  bool use = false;
+};
+
+/// Components that read the path later have another working directory.
+std::wstring Absolute(const std::string& directory) {
+  const std::filesystem::path path(std::u8string(directory.begin(), directory.end()));
+  const std::u8string absolute = (std::filesystem::absolute(path) / "").parent_path().u8string();
+  return FromUtf8(std::string(absolute.begin(), absolute.end()));
+}
+
+std::wstring DirectoryToCheck(const CheckOptions& options) {
+  if (!options.directory.empty()) return FromUtf8(options.directory);
+  const auto configured = config::ConfiguredDirectory(platform::SystemRegistryStore());
+  if (!configured) {
+    throw CommandError(kWrongUse,
+                       "no configuration directory is set on this host: name one, or see init-config --use");
+  }
+  return *configured;
+}
+
+std::string Line(const config::ConfigRemark& remark, bool colours) {
+  std::string line = Printable(remark.file);
+  if (remark.line != 0) line += ":" + std::to_string(remark.line);
+  const std::string text = Printable(remark.text);
+  if (!remark.finding) return line + ": " + text;
+  return line + ": " + (colours ? "\x1b[33mfinding:\x1b[0m " : "finding: ") + text;
+}
+
+int Check(const CheckOptions& options, bool colours) {
+  const config::ConfigReport report = config::CheckConfiguration(DirectoryToCheck(options));
+  std::size_t findings = 0;
+  for (const config::ConfigRemark& remark : report.remarks) {
+    std::cout << Line(remark, colours) << '\n';
+    if (remark.finding) ++findings;
+  }
+  if (report.unreadable) return kUnreadable;
+  std::cout << (findings == 0 ? "clean"
+                              : std::to_string(findings) + (findings == 1 ? " finding" : " findings"))
+            << '\n';
+  return report.Clean() ? kFound : kNothingFound;
+}
+
+int Init(const InitOptions& options) {
+  const std::wstring directory = Absolute(options.directory);
+  std::wstring error;
+  if (!config::WriteDefaultConfiguration(directory, error)) {
+    throw CommandError(kComponentFailed, Printable(error));
+  }
+  std::cout << "Written: " << Printable(config::ScanConfigurationFile(directory)) << ", "
+            << Printable(config::StaticControllerFile(directory)) << '\n';
+  if (!options.use) return kFound;
+  platform::RegistryStore& registry = platform::SystemRegistryStore();
+  const HRESULT result = config::SetConfiguredDirectory(registry, directory);
+  if (FAILED(result)) {
+    throw CommandError(kComponentFailed,
+                       "the registry does not take the directory: " + Printable(registry.LastErrorText()) +
+                           " (" + CodeText(result) + ")");
+  }
+  std::cout << "Components that start from now on read " << Printable(directory) << ".\n";
+  return kFound;
+}
+
+}  // namespace
+
+void AddConfigCommands(CLI::App& app, Session& session) {
+  AddCommand<CheckOptions>(
+      app, session, "check-config",
+      "Say what the component makes of its two files. Exit 0: clean, 1: findings, 2: unreadable",
+      [](CLI::App& command, CheckOptions& options) {
+        command
+            .add_option("directory", options.directory,
+                        "Where the files are; by default what this host is set to")
+            ->type_name("DIR");
+      },
+      [&session](const CheckOptions& options) { return Check(options, session.colours); });
+  AddCommand<InitOptions>(
+      app, session, "init-config", "Write both files with every setting at its default, commented",
+      [](CLI::App& command, InitOptions& options) {
+        command.add_option("directory", options.directory, "Where to write; nothing there is overwritten")
+            ->type_name("DIR")
+            ->required();
+        command.add_flag("--use", options.use, "Also point the components of this host to it");
+      },
+      [](const InitOptions& options) { return Init(options); });
+}
+
+}  // namespace kellanseek::tools

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "Command.h"
+
+namespace kellanseek::tools {
+
+/// `check-config` and `init-config`: the two files of a configuration directory.
+void AddConfigCommands(CLI::App& app, Session& session);
+
+}  // namespace kellanseek::tools

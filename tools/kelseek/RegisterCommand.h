@@ -1,0 +1,10 @@
+#pragma once
+
+#include "Command.h"
+
+namespace kellanseek::tools {
+
+/// `register` and `unregister`: the component as a class that clients create without a path.
+void AddRegisterCommands(CLI::App& app, Session& session);
+
+}  // namespace kellanseek::tools
