@@ -273,6 +273,10 @@ class Scenario(unittest.TestCase):
     def kelseek(self, host, *arguments, kind=Program):
         return self.run_program(host, [*command("KELLANSEEK_KELSEEK"), *arguments], kind)
 
+    def kelsim(self, host, *arguments):
+        """Starts a plant that speaks from this host."""
+        return self.run_program(host, [*command("KELLANSEEK_KELSIM"), *map(str, arguments)])
+
     def watch(self, host, *arguments, ready_on=()):
         """Starts `kelseek watch` and waits until its first request has passed on these networks: it hears then."""
         return self._ready(ready_on, 1, lambda: self.kelseek(host, "watch", "--json", *arguments, kind=Watch))

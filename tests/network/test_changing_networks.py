@@ -71,9 +71,15 @@ class Changes(harness.Scenario):
         self.tap(self.a).wait_for(count=3, destination="10.3.0.255", payload=wire.targeted_request(far.address))
 
     def test_a_thousand_controllers_go_with_their_network_and_come_back(self):
-        self.here.connect(self.b, "10.2.0.1/20", device="eth1")
+        self.on_b.be_silent()
+        self.kelsim(self.host("plant", {self.b: "10.2.1.0/20"}), "--count", 1000, "--delay-ms", 1000, "--no-announce")
         watch = self.start()
-        plant = self.kelsim(self.b, count=1000)
+        for _ in range(2):
+            self.here.connect(self.b, "10.2.0.1/20", device="eth1")
+            ids = {watch.expect("new")["id"] for _ in range(1000)}
+            self.here.disconnect("eth1")
+            self.assertEqual(ids, {watch.expect("lost-lan")["id"] for _ in range(1000)})
+        watch.expect_nothing_else(self.on_a)
 
 
 class NothingLeaks(harness.Scenario):
