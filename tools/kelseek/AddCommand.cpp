@@ -1,0 +1,59 @@
+#include "Controller.h"
+#include "DiscoveryCommands.h"
+#include "Listener.h"
+#include "Listing.h"
+#include "Output.h"
+#include "Text.h"
+#include "Waiting.h"
+
+namespace kellanseek::tools {
+namespace {
+
+struct AddOptions : SearchOptions {
+  AddOptions() { wait = 5; }
+  std::string address;
+};
+
+const char* Remark(HRESULT result) {
+  if (result == KEL_S_ALREADY_DYNAMIC) return "found on the network already";
+  if (result == KEL_S_ALREADY_CONFIGURED) return "configured already";
+  return "added";
+}
+
+int Add(Session& session, const AddOptions& options) {
+  const Component component(session);
+  platform::Event changed(platform::Event::Kind::AutoReset);
+  const Listener listener(component, [&changed](const Event&) { changed.Set(); });
+  const AddedController added = AddRemote(component, options.address);
+  TimeSpan waiting(session, options.wait);
+  std::optional<Controller> controller;
+  const bool answered = waiting.WaitUntil(changed, [&] {
+    controller = ReadController(component.Identity(), added.id);
+    return controller && controller->availability == CtrlAvailable;
+  });
+  if (!answered) {
+    throw CommandError(kNothingFound, options.address + ": " + Remark(added.result) +
+                                          ", but no answer within " + SecondsText(waiting.Elapsed()));
+  }
+  if (options.json) {
+    Write(JsonText(ToJson(*controller), 2) + "\n");
+  } else {
+    Write(options.address + ": " + Remark(added.result) + ", answered after " +
+          SecondsText(waiting.Elapsed()) + "\n" + DetailText(*controller, session.colours));
+  }
+  return kFound;
+}
+
+}  // namespace
+
+void AddAddCommand(CLI::App& app, Session& session) {
+  AddCommand<AddOptions>(
+      app, session, "add", "Asks a controller that broadcasts do not reach, by its address",
+      [](CLI::App& command, AddOptions& options) {
+        command.add_option("address", options.address, "IPv4 address")->required()->check(CLI::ValidIPV4);
+        BindSearchOptions(command, options, "How long it has for its answer");
+      },
+      [&session](const AddOptions& options) { return Add(session, options); });
+}
+
+}  // namespace kellanseek::tools

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "Listener.h"
+
+namespace kellanseek::tools {
+
+/// "2031-01-30T23:59:59.999".
+std::string TimeText(const FILETIME& time);
+
+/// The headings of the lines that EventLine gives.
+std::string EventHeading(bool colours);
+
+/// An event for people: one line with its end, safe to print.
+std::string EventLine(const Event& event, bool colours);
+
+/// An event for programs: the controller's JSON with "time" and, where there is one, "reason".
+nlohmann::ordered_json ToJson(const Event& event);
+
+}  // namespace kellanseek::tools

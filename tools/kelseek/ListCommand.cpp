@@ -1,0 +1,32 @@
+#include "Controller.h"
+#include "DiscoveryCommands.h"
+#include "Listing.h"
+#include "Output.h"
+#include "Waiting.h"
+
+namespace kellanseek::tools {
+namespace {
+
+int List(Session& session, const SearchOptions& options) {
+  const Component component(session);
+  TimeSpan listening(session, options.wait);
+  listening.WaitForEnd();
+  const double seconds = listening.Elapsed();
+  const std::vector<Controller> controllers = ListedControllers(component);
+  Write(options.json ? ListingJson(controllers, seconds)
+                     : ListingText(controllers, seconds, session.colours));
+  return controllers.empty() ? kNothingFound : kFound;
+}
+
+}  // namespace
+
+void AddListCommand(CLI::App& app, Session& session) {
+  AddCommand<SearchOptions>(
+      app, session, "list", "Lists the controllers that are there",
+      [](CLI::App& command, SearchOptions& options) {
+        BindSearchOptions(command, options, "How long to listen before answering");
+      },
+      [&session](const SearchOptions& options) { return List(session, options); });
+}
+
+}  // namespace kellanseek::tools

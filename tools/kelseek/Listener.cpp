@@ -1,0 +1,102 @@
+#include "Listener.h"
+
+#include <atomic>
+#include <exception>
+#include <utility>
+
+#include "EventHistory.h"
+#include "platform/Clock.h"
+#include "platform/Mutex.h"
+
+namespace kellanseek::tools {
+
+/// The component may still hold and call it for a moment after the subscription has ended.
+class Listener::Sink final : public IKelObjectEvents {
+ public:
+  Sink(const Component& component, Handler handler)
+      : seek_(&component.Seek()), identity_(&component.Identity()), handler_(std::move(handler)) {}
+
+  void TellListed(const Component& component) EXCLUDES(mutex_) {
+    const platform::MutexLock lock(mutex_);
+    for (const Controller& controller : ListedControllers(component)) {
+      Tell(history_.Listed(controller), platform::LocalFileTime());
+    }
+  }
+
+  /// Waits for a call that is running; what comes later goes unheard.
+  void Close() EXCLUDES(mutex_) {
+    const platform::MutexLock lock(mutex_);
+    handler_ = nullptr;
+  }
+
+  HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) override EXCLUDES(mutex_) {
+    const platform::MutexLock lock(mutex_);
+    try {
+      return handler_ ? Take(*event) : S_OK;
+    } catch (const std::exception&) {
+      return E_FAIL;
+    }
+  }
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    if (object == nullptr) return E_POINTER;
+    const bool known = iid == IID_IKelObjectEvents || iid == *KelInterfaceId<IUnknown>;
+    *object = known ? this : nullptr;
+    if (known) AddRef();
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+ private:
+  ~Sink() = default;
+
+  HRESULT Take(KelObjectEvent& event) REQUIRES(mutex_) {
+    ULONG id = 0;
+    KelCtrlAvailability availability = CtrlRemoved;
+    LanSeekEventReason reason = CtrlNew;
+    const HRESULT result = seek_->UnpackSubscriptionData(&event.data, &id, &availability, &reason);
+    if (FAILED(result)) return result;
+    Tell(history_.Changed(id, availability, reason, ReadController(*identity_, id)), event.time);
+    return S_OK;
+  }
+
+  void Tell(std::optional<Event> event, const FILETIME& time) REQUIRES(mutex_) {
+    if (!event) return;
+    event->time = time;
+    handler_(*event);
+  }
+
+  // Without a reference to the component: the component has one to this. Only used while there is a handler,
+  // and then the listener keeps the component.
+  IKelLanSeek* seek_;
+  IKelCtrlIdentity3* identity_;
+  platform::Mutex mutex_;
+  Handler handler_ GUARDED_BY(mutex_);
+  EventHistory history_ GUARDED_BY(mutex_);
+  std::atomic<ULONG> references_{1};
+};
+
+Listener::Listener(const Component& component, KelComPtr<Sink> sink)
+    : subscriptions_(component.Get<IKelLanSeekSubscribe>()), sink_(std::move(sink)) {
+  KelEventParams wanted{};
+  wanted.pSink = sink_.Get();
+  wanted.containData = Data;
+  component.Check(subscriptions_->Subscribe(&wanted, &cookie_), "subscribing to the events");
+}
+
+Listener::Listener(const Component& component, Handler handler)
+    : Listener(component, KelComPtr<Sink>::Attach(new Sink(component, std::move(handler)))) {
+  sink_->TellListed(component);
+}
+
+Listener::~Listener() {
+  subscriptions_->Unsubscribe(cookie_);
+  sink_->Close();
+}
+
+}  // namespace kellanseek::tools

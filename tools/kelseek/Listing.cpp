@@ -1,0 +1,49 @@
+#include "Listing.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Output.h"
+#include "Text.h"
+#include "Waiting.h"
+
+namespace kellanseek::tools {
+
+std::string ListingText(const std::vector<Controller>& controllers, double seconds, bool colours) {
+  const std::string listened = "; listened for " + SecondsText(seconds) + ".\n";
+  if (controllers.empty()) return "No controllers" + listened;
+  Table table({"ID", "NAME", "ADDRESS", "SYSTEM ID", "KIND", "KNOWN BY", "STATUS", "VERSION"});
+  for (const Controller& controller : controllers) {
+    const bool available = controller.availability == CtrlAvailable;
+    table.Add({std::to_string(controller.id), Printable(std::string_view(controller.name)),
+               Printable(std::string_view(controller.address)),
+               Printable(std::string_view(controller.systemID)), NameOf(controller.kind),
+               NameOf(controller.definition), NameOf(controller.availability), controller.version},
+              available ? Colour::Plain : Colour::Red);
+  }
+  const auto silent = std::count_if(controllers.begin(), controllers.end(), [](const Controller& controller) {
+    return controller.availability != CtrlAvailable;
+  });
+  const std::string unavailable = silent == 0 ? "" : ", " + std::to_string(silent) + " unavailable";
+  return table.Text(colours) + "\n" + Count(controllers.size(), "controller") + unavailable + listened;
+}
+
+std::string ListingJson(const std::vector<Controller>& controllers, double seconds) {
+  nlohmann::ordered_json json;
+  json["listened"] = std::round(seconds * 1000) / 1000;
+  json["controllers"] = nlohmann::ordered_json::array();
+  for (const Controller& controller : controllers) json["controllers"].push_back(ToJson(controller));
+  return JsonText(json, 2) + "\n";
+}
+
+std::string DetailText(const Controller& controller, bool colours) {
+  constexpr std::size_t kLabelColumns = 17;
+  std::string text = Paint("controller " + std::to_string(controller.id), Colour::Bold, colours) + "\n";
+  for (const Property& property : Describe(controller)) {
+    const std::string value = property.value.empty() ? Paint("-", Colour::Faint, colours) : property.value;
+    text += "  " + Pad(property.label, kLabelColumns) + value + "\n";
+  }
+  return text;
+}
+
+}  // namespace kellanseek::tools

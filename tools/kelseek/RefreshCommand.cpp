@@ -1,0 +1,92 @@
+#include <atomic>
+#include <vector>
+
+#include "Controller.h"
+#include "DiscoveryCommands.h"
+#include "EventText.h"
+#include "Listener.h"
+#include "Listing.h"
+#include "Output.h"
+#include "Text.h"
+#include "Waiting.h"
+
+namespace kellanseek::tools {
+namespace {
+
+struct RefreshOptions : SearchOptions {
+  std::vector<std::string> which;
+};
+
+std::vector<Controller> Chosen(const Component& component, const std::vector<std::string>& which) {
+  if (which.empty()) return ListedControllers(component);
+  std::vector<Controller> chosen;
+  for (const std::string& one : which) {
+    if (auto controller = FindController(component, one)) {
+      chosen.push_back(*controller);
+    } else {
+      throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(one)));
+    }
+  }
+  return chosen;
+}
+
+std::vector<Controller> StillKnown(const Component& component, const std::vector<Controller>& controllers) {
+  std::vector<Controller> known;
+  for (const Controller& controller : controllers) {
+    if (auto now = ReadController(component.Identity(), controller.id)) known.push_back(*now);
+  }
+  return known;
+}
+
+// Gives the number of those that were still there to be asked.
+std::size_t Ask(const Component& component, const std::vector<Controller>& controllers) {
+  std::size_t asked = 0;
+  for (const Controller& controller : controllers) {
+    const HRESULT result = component.Seek().RefreshForID(controller.id);
+    if (result == KEL_E_LANSEEKID_NOT_IN_USE) continue;
+    component.Check(result, "refreshing " + std::to_string(controller.id));
+    ++asked;
+  }
+  return asked;
+}
+
+int Refresh(Session& session, const RefreshOptions& options) {
+  const Component component(session);
+  std::atomic<bool> asking = false;
+  std::atomic<std::size_t> news = 0;
+  const Listener listener(component, [&](const Event& event) {
+    if (!asking) return;
+    if (!options.json)
+      Write((news == 0 ? EventHeading(session.colours) : "") + EventLine(event, session.colours));
+    ++news;
+  });
+  TimeSpan(session, options.wait).WaitForEnd();
+  const std::vector<Controller> controllers = Chosen(component, options.which);
+  asking = true;
+  const std::size_t asked = Ask(component, controllers);
+  TimeSpan answering(session, options.wait);
+  answering.WaitForEnd();
+  if (options.json) {
+    Write(ListingJson(StillKnown(component, controllers), answering.Elapsed()));
+  } else {
+    Write("Asked " + Count(asked, "controller") + "; " +
+          (news == 0 ? "no news" : std::to_string(news) + " of news") + " within " +
+          SecondsText(answering.Elapsed()) + ".\n");
+  }
+  return asked == 0 ? kNothingFound : kFound;
+}
+
+}  // namespace
+
+void AddRefreshCommand(CLI::App& app, Session& session) {
+  AddCommand<RefreshOptions>(
+      app, session, "refresh", "Asks controllers whether they are still there, and tells what has changed",
+      [](CLI::App& command, RefreshOptions& options) {
+        command.add_option("controller", options.which,
+                           "Ids, addresses or system identities; without any, all");
+        BindSearchOptions(command, options, "How long to listen before asking, and again after it");
+      },
+      [&session](const RefreshOptions& options) { return Refresh(session, options); });
+}
+
+}  // namespace kellanseek::tools

@@ -1,0 +1,45 @@
+#include "Controller.h"
+#include "DiscoveryCommands.h"
+#include "Listener.h"
+#include "Listing.h"
+#include "Output.h"
+#include "Text.h"
+#include "Waiting.h"
+
+namespace kellanseek::tools {
+namespace {
+
+struct ShowOptions : SearchOptions {
+  std::string which;
+};
+
+int Show(Session& session, const ShowOptions& options) {
+  const Component component(session);
+  platform::Event changed(platform::Event::Kind::AutoReset);
+  const Listener listener(component, [&changed](const Event&) { changed.Set(); });
+  TimeSpan searching(session, options.wait);
+  std::optional<Controller> found;
+  searching.WaitUntil(changed,
+                      [&] { return (found = LookUpController(component, options.which)).has_value(); });
+  if (!found) found = FindController(component, options.which);
+  if (!found) {
+    throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(options.which)) +
+                                          " within " + SecondsText(searching.Elapsed()));
+  }
+  Write(options.json ? JsonText(ToJson(*found), 2) + "\n" : DetailText(*found, session.colours));
+  return kFound;
+}
+
+}  // namespace
+
+void AddShowCommand(CLI::App& app, Session& session) {
+  AddCommand<ShowOptions>(
+      app, session, "show", "Shows everything known of one controller",
+      [](CLI::App& command, ShowOptions& options) {
+        command.add_option("controller", options.which, "Its id, address or system identity")->required();
+        BindSearchOptions(command, options, "How long to look for it at most");
+      },
+      [&session](const ShowOptions& options) { return Show(session, options); });
+}
+
+}  // namespace kellanseek::tools

@@ -1,0 +1,45 @@
+#include "Waiting.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace kellanseek::tools {
+
+void BindSearchOptions(CLI::App& command, SearchOptions& options, const std::string& waitMeaning) {
+  command.add_option("--wait", options.wait, waitMeaning)
+      ->type_name("SECONDS")
+      ->check(Seconds())
+      ->capture_default_str();
+  command.add_flag("--json", options.json, "Output for programs");
+}
+
+CLI::Range Seconds() {
+  constexpr double kDay = 86400;
+  return {0.0, kDay};
+}
+
+TimeSpan::TimeSpan(Session& session, double seconds)
+    : session_(session),
+      end_(begin_ + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds))) {}
+
+void TimeSpan::WaitForEnd() { platform::WaitForAny({&session_.stop}, Left()); }
+
+double TimeSpan::Elapsed() const { return std::chrono::duration<double>(Clock::now() - begin_).count(); }
+
+std::chrono::milliseconds TimeSpan::Left() const {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now());
+  return std::max(left, std::chrono::milliseconds(0));
+}
+
+std::string SecondsText(double seconds) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.1f s", seconds);
+  return text.data();
+}
+
+std::string Count(std::size_t number, const std::string& what) {
+  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
+}
+
+}  // namespace kellanseek::tools

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "Command.h"
+
+namespace kellanseek::tools {
+
+/// What all commands that look for controllers can be told.
+struct SearchOptions {
+  double wait = 2;  ///< Seconds.
+  bool json = false;
+};
+void BindSearchOptions(CLI::App& command, SearchOptions& options, const std::string& waitMeaning);
+
+/// A check for a number of seconds that is sensible.
+CLI::Range Seconds();
+
+/// A span of time that begins with its construction. Waiting in it ends early when the user wants an end.
+class TimeSpan {
+ public:
+  TimeSpan(Session& session, double seconds);
+
+  /// Waits for its end.
+  void WaitForEnd();
+  /// Waits until `done()` says so, which is asked at once and whenever `changed` is set; false when the span
+  /// ended first.
+  template <typename Done>
+  bool WaitUntil(platform::Event& changed, Done done) {
+    while (!done()) {
+      if (!platform::WaitForAny({&session_.stop, &changed}, Left()).Signalled(1)) return done();
+    }
+    return true;
+  }
+
+  /// Seconds since its begin.
+  double Elapsed() const;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  std::chrono::milliseconds Left() const;
+
+  Session& session_;
+  Clock::time_point begin_ = Clock::now();
+  Clock::time_point end_;
+};
+
+/// "2.0 s".
+std::string SecondsText(double seconds);
+
+/// "1 controller", "2 controllers".
+std::string Count(std::size_t number, const std::string& what);
+
+}  // namespace kellanseek::tools

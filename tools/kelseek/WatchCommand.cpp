@@ -1,0 +1,59 @@
+#include <atomic>
+#include <vector>
+
+#include "DiscoveryCommands.h"
+#include "EventText.h"
+#include "Listener.h"
+#include "Output.h"
+#include "Waiting.h"
+
+namespace kellanseek::tools {
+namespace {
+
+struct WatchOptions {
+  bool json = false;
+  std::optional<double> seconds;
+  std::vector<std::string> remote;
+};
+
+int Watch(Session& session, const WatchOptions& options) {
+  const Component component(session);
+  std::atomic<bool> anyFound = false;
+  if (!options.json) Write(EventHeading(session.colours));
+  const Listener listener(component, [&](const Event& event) {
+    anyFound = true;
+    const std::string line =
+        options.json ? JsonText(ToJson(event)) + "\n" : EventLine(event, session.colours);
+    if (!Write(line)) session.stop.Set();
+  });
+  for (const std::string& address : options.remote) AddRemote(component, address);
+  if (options.seconds) {
+    TimeSpan(session, *options.seconds).WaitForEnd();
+  } else {
+    session.stop.Wait();
+  }
+  return anyFound ? kFound : kNothingFound;
+}
+
+}  // namespace
+
+void AddWatchCommand(CLI::App& app, Session& session) {
+  AddCommand<WatchOptions>(
+      app, session, "watch", "Tells the controllers as they come, change and go, until Ctrl-C",
+      [](CLI::App& command, WatchOptions& options) {
+        command.add_flag("--json", options.json, "One JSON object per line");
+        command.add_option("--seconds", options.seconds, "Ends by itself")
+            ->type_name("SECONDS")
+            ->check(Seconds());
+        command
+            .add_option("--add", options.remote,
+                        "Also asks the controller at this IPv4 address; any number of times")
+            ->type_name("ADDRESS")
+            ->expected(1)
+            ->take_all()
+            ->check(CLI::ValidIPV4);
+      },
+      [&session](const WatchOptions& options) { return Watch(session, options); });
+}
+
+}  // namespace kellanseek::tools
