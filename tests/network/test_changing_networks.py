@@ -72,7 +72,8 @@ class Changes(harness.Scenario):
 
     def test_a_thousand_controllers_go_with_their_network_and_come_back(self):
         self.on_b.be_silent()
-        self.kelsim(self.host("plant", {self.b: "10.2.1.0/20"}), "--count", 1000, "--delay-ms", 1000, "--no-announce")
+        plant = self.host("plant", {self.b: "10.2.1.0/20"})
+        self.kelsim(plant, "--count", 1000, "--delay-ms", 1000, "--no-announce")
         watch = self.start()
         for _ in range(2):
             self.here.connect(self.b, "10.2.0.1/20", device="eth1")

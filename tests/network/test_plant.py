@@ -1,4 +1,4 @@
-"""The simulated plant is a plant to workstations: they find its controllers and notice what becomes of them."""
+"""The simulated plant is a plant to workstations: they find it and notice what becomes of its controllers."""
 
 import pathlib
 import signal
@@ -79,11 +79,12 @@ class Plant(harness.Scenario):
             for number in (1, 2, 3):
                 address = f"127.0.0.{1 + number}"
                 expected = ((address, wire.NON_LOCAL_PORT), wire.INFO, f"{{7A1C-{number:04}}}")
-                self.wait_until(lambda: answer(wire.FULL_REQUEST, address) == expected, f"an answer of {address}")
+                self.wait_until(lambda: answer(wire.FULL_REQUEST, address) == expected, address)
 
     def test_what_cannot_be_played_is_refused(self):
+        faulty = self.script("1 silent 1", "2 silnt 1", "3 loss 1 200")
         cases = [
-            (("--script", self.script("1 silent 1", "2 silnt 1", "3 loss 1 200")), 2, ":2: there is no action"),
+            (("--script", faulty), 2, ":2: there is no action"),
             (("--event", "1 silent 26"), 2, "\"26\" is no controller"),
             (("--count", 0), 2, "--count"),
             (("--count", 300), 2, "--base-address"),

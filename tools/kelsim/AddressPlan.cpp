@@ -25,17 +25,17 @@ std::vector<Ipv4> ConsecutiveAddresses(Ipv4 base, std::uint32_t count) {
 std::vector<Ipv4> AddressesInSubnet(Ipv4 own, Ipv4 mask, std::uint32_t skipped, std::uint32_t count) {
   const std::uint32_t hostBits = ~HostOrder(mask);
   const std::uint32_t subnet = HostOrder(own) & ~hostBits;
-  const std::uint32_t ownHost = HostOrder(own) & hostBits;
+  const std::uint64_t ownHost = HostOrder(own) & hostBits;
   // Neither the subnet's own address, nor its broadcast address, nor ours.
-  const std::uint32_t hosts = hostBits < 2 ? 0 : hostBits - 1;
-  if (std::uint64_t{skipped} + count > (hosts == 0 ? 0 : hosts - 1)) {
+  const std::uint32_t hosts = hostBits < 2 ? 1 : hostBits - 1;
+  if (std::uint64_t{skipped} + count > hosts - 1) {
     throw std::invalid_argument("the subnet of " + platform::FormatIpv4(own) + " has no room for " +
                                 std::to_string(count) + " more controllers: say --base-address");
   }
   std::vector<Ipv4> addresses;
   addresses.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
-    const std::uint32_t host = (ownHost + skipped + i) % hosts + 1;
+    const auto host = static_cast<std::uint32_t>((ownHost + skipped + i) % hosts + 1);
     addresses.push_back(NetworkOrder(subnet | host));
   }
   return addresses;

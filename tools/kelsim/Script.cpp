@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <optional>
 #include <stdexcept>
 
@@ -50,7 +51,7 @@ std::string_view Trimmed(std::string_view text) {
 
 std::string TakeWord(std::string_view& rest) {
   const std::size_t end = std::min(rest.find_first_of(kBlanks), rest.size());
-  const std::string word(rest.substr(0, end));
+  std::string word(rest.substr(0, end));
   rest = Trimmed(rest.substr(end));
   return word;
 }
@@ -70,7 +71,7 @@ Moment ReadSeconds(std::string_view word, std::string_view whole) {
   if (!seconds || !(*seconds >= 0 && *seconds <= kMost)) {
     throw Fault(Quoted(whole) + " is no time in seconds from 0 to 1000000");
   }
-  return Moment(static_cast<Moment::rep>(*seconds * 1000 + 0.5));
+  return Moment(std::llround(*seconds * 1000));
 }
 
 const Verb& VerbOf(Action action) {

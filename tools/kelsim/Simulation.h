@@ -22,8 +22,8 @@ class Simulation {
   };
 
   /// All that is handed in outlives this object. With `quiet`, events are not told on standard output.
-  Simulation(Plant& plant, Speakers& speakers, std::optional<RandomLife> life, bool quiet)
-      : plant_(plant), speakers_(speakers), life_(std::move(life)), quiet_(quiet) {}
+  Simulation(Plant& plant, Speakers& speakers, const std::optional<RandomLife>& life, bool quiet)
+      : plant_(plant), speakers_(speakers), life_(life), quiet_(quiet) {}
 
   /// Returns after `stop` (manual reset) was set.
   Tally Run(platform::Event& stop, bool announce);

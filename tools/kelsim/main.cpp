@@ -64,6 +64,7 @@ std::vector<platform::Ipv4> PlanAddresses(const Options& options, const std::vec
     return AddressesInSubnet(places[0].address, places[0].mask, options.first - 1, options.count);
   }
   std::vector<platform::Ipv4> addresses;
+  addresses.reserve(places.size());
   for (const Place& place : places) addresses.push_back(place.address);
   return addresses;
 }
@@ -130,7 +131,7 @@ void Play(const Options& options, const Script& script, platform::Event& stop) {
   }
   if (!options.quiet) TellBeginning(plant, places);
   const Simulation::Tally tally =
-      Simulation(plant, speakers, std::move(life), options.quiet).Run(stop, options.announce);
+      Simulation(plant, speakers, life, options.quiet).Run(stop, options.announce);
   if (!options.quiet) TellEnd(tally, plant.Lost());
 }
 
