@@ -43,12 +43,12 @@ def command(variable):
 
 
 def settings_file(settings):
-    """The text of lanseekconf.xml. "UseInterfaces" and "ExcludeInterfaces" take subnets ("10.0.0.0/24")."""
+    """The text of lanseekconf.xml. "UseInterfaces" and "ExcludeInterfaces" take addresses with masks ("10.0.0.0/24")."""
     communication, outside = [], []
     for name, value in settings.items():
         if name in ("UseInterfaces", "ExcludeInterfaces"):
-            nets = [ipaddress.ip_network(text) for text in value]
-            subnets = "".join(f"<SubNet><IPNumber>{net.network_address}</IPNumber>"
+            nets = [ipaddress.ip_interface(text) for text in value]
+            subnets = "".join(f"<SubNet><IPNumber>{net.ip}</IPNumber>"
                               f"<SubNetMask>{net.netmask}</SubNetMask></SubNet>" for net in nets)
             outside.append(f"<{name}>{subnets}</{name}>")
         else:

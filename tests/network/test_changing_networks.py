@@ -54,6 +54,7 @@ class Changes(harness.Scenario):
         far = self.device(self.a, "10.1.99.11/16")
         far.announce()
         watch.expect("new", address=far.address)
+        self.on_a.host.ip("route add broadcast 10.1.255.255 dev eth0")
         self.on_a.broadcast = "10.1.255.255"
         watch.expect_nothing_else(self.on_a)
 

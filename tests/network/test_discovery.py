@@ -137,7 +137,7 @@ class Interfaces(harness.Scenario):
         on_b.be_silent()
         # On network A there is a second plug of that controller, and a router that passes broadcasts on.
         stray_host = self.host("stray", {a: "10.2.0.11/24"})
-        stray_host.ip("route add 10.1.0.0/24 dev eth0")
+        stray_host.ip("route add broadcast 10.1.0.255 dev eth0")
         stray = stray_host.udp_socket("10.2.0.11")
         routed_host = self.host("routed", {a: "192.168.7.7/24"})
         routed_host.ip("route add default dev eth0")
