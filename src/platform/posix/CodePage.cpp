@@ -66,7 +66,8 @@ class CodePage {
 
   void AssignWide(std::wstring& wide, std::string_view narrow) const {
     if (!singleByte_) {
-      wide = Converter("WCHAR_T", charset_.c_str()).Convert(narrow, kReplacement);
+      const std::wstring converted = Converter("WCHAR_T", charset_.c_str()).Convert(narrow, kReplacement);
+      wide.assign(converted);
       return;
     }
     wide.resize(narrow.size());

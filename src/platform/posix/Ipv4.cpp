@@ -12,7 +12,8 @@ namespace kellanseek::platform {
 Ipv4 ParseIpv4(std::string_view text) {
   // inet_addr takes white space after the address as its end; here that makes it malformed.
   constexpr std::size_t kLongest = 63;
-  if (text.empty() || text.size() > kLongest || text.find_first_of(std::string_view(" \t\n\v\f\r\0", 7)) != text.npos) {
+  if (text.empty() || text.size() > kLongest ||
+      text.find_first_of(std::string_view(" \t\n\v\f\r\0", 7)) != text.npos) {
     return kNoAddress;
   }
   std::array<char, kLongest + 1> terminated{};
@@ -24,13 +25,14 @@ Ipv4 ParseIpv4(std::wstring_view text) { return ParseIpv4(std::string_view(ToNar
 
 std::string FormatIpv4(Ipv4 address) {
   const std::uint32_t host = HostOrder(address);
-  std::array<char, 16> text;
-  char* end = text.data();
+  std::string text;
   for (int shift = 24; shift >= 0; shift -= 8) {
-    if (shift < 24) *end++ = '.';
-    end = std::to_chars(end, text.data() + text.size(), (host >> shift) & 0xFFU).ptr;
+    std::array<char, 3> part;
+    if (shift < 24) text.push_back('.');
+    text.append(part.data(),
+                std::to_chars(part.data(), part.data() + part.size(), (host >> shift) & 0xFFU).ptr);
   }
-  return {text.data(), end};
+  return text;
 }
 
 std::wstring FormatIpv4Wide(Ipv4 address) {

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -21,12 +22,11 @@ struct ProcessState {
 
 ProcessState ReadState(std::uint32_t processId) {
   std::ifstream file("/proc/" + std::to_string(processId) + "/stat");
-  std::string line;
-  if (!std::getline(file, line)) return {};
-  // The program's name stands in parentheses and may itself hold some, and spaces.
-  const std::size_t nameEnd = line.rfind(')');
+  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  // The program's name stands in parentheses and may itself hold some, and spaces and line breaks.
+  const std::size_t nameEnd = text.rfind(')');
   if (nameEnd == std::string::npos) return {};
-  std::istringstream rest(line.substr(nameEnd + 1));
+  std::istringstream rest(text.substr(nameEnd + 1));
   char state = '?';
   rest >> state;
   constexpr int kFieldsBetweenStateAndStart = 18;

@@ -120,7 +120,7 @@ std::optional<std::string> WithoutRegistryTree(std::string_view store, std::stri
   }
   if (!found) return std::nullopt;
   // A mark inside the text has no meaning, and gets none by becoming the first thing in it.
-  if (!store.starts_with(kByteOrderMark) && result.starts_with(kByteOrderMark)) result.insert(0, "\n");
+  if (!store.starts_with(kByteOrderMark) && result.starts_with(kByteOrderMark)) return "\n" + result;
   return result;
 }
 

@@ -1,0 +1,205 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <kellanseek/com.h>
+
+#include "platform/Event.h"
+#include "platform/Thread.h"
+
+namespace kellanseek::test {
+namespace {
+
+using platform::Event;
+using platform::Thread;
+using platform::WaitForAny;
+using platform::WaitResult;
+using std::chrono::milliseconds;
+using Kind = Event::Kind;
+
+constexpr milliseconds kNow{0};
+constexpr milliseconds kPatience{20000};
+
+/// The end of a wait in short: a position, "-" for a time-out.
+std::string Short(const WaitResult& result) {
+  if (result.outcome == WaitResult::Outcome::TimedOut) return "-";
+  return result.outcome == WaitResult::Outcome::Signalled ? std::to_string(result.index) : "failed";
+}
+
+TEST(EventTest, TheFirstSignalledInTheListEndsTheWaitAndOnlyAutoResetOnesAreCleared) {
+  struct Case {
+    std::string kinds;      ///< 'a' or 'm' for each event.
+    std::string signalled;  ///< Positions that are set, in that order.
+    std::string ends;       ///< How four waits without patience end.
+  };
+  for (const Case& c : {Case{"aaa", "", "----"}, Case{"aaa", "21", "12--"}, Case{"aaa", "012", "012-"},
+                        Case{"aaa", "222", "2---"}, Case{"mmm", "21", "1111"}, Case{"ama", "210", "0111"},
+                        Case{"aam", "20", "0222"}, Case{"maa", "2", "2---"}}) {
+    SCOPED_TRACE(c.kinds + " set " + c.signalled);
+    std::vector<std::unique_ptr<Event>> events;
+    for (const char kind : c.kinds) {
+      events.push_back(std::make_unique<Event>(kind == 'a' ? Kind::AutoReset : Kind::ManualReset));
+    }
+    for (const char position : c.signalled) events[static_cast<std::size_t>(position - '0')]->Set();
+    std::string ends;
+    while (ends.size() < c.ends.size()) {
+      ends += Short(WaitForAny({events[0].get(), events[1].get(), events[2].get()}, kNow));
+    }
+    EXPECT_EQ(ends, c.ends);
+  }
+}
+
+TEST(EventTest, TestsAndResets) {
+  for (const Kind kind : {Kind::AutoReset, Kind::ManualReset}) {
+    const bool stays = kind == Kind::ManualReset;
+    Event event(kind);
+    EXPECT_FALSE(event.TryWait());
+    event.Set();
+    EXPECT_TRUE(event.TryWait());
+    EXPECT_EQ(event.TryWait(), stays);
+    event.Set();
+    event.Wait();
+    EXPECT_EQ(event.TryWait(), stays);
+    event.Set();
+    event.Reset();
+    event.Reset();
+    EXPECT_FALSE(event.TryWait());
+    event.Set();
+    EXPECT_EQ(Short(WaitForAny({&event})), "0") << "can be set again after a reset";
+  }
+}
+
+TEST(EventTest, AWaitLastsItsTime) {
+  Event event(Kind::AutoReset);
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(Short(WaitForAny({&event}, milliseconds(120))), "-");
+  const auto lasted = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(lasted, milliseconds(100));
+  EXPECT_LT(lasted, kPatience);
+  EXPECT_EQ(Short(WaitForAny({&event}, milliseconds(-5))), "-") << "a time that is over already";
+}
+
+TEST(EventTest, EverySignalOfAnAutoResetEventEndsOneWaitOfMany) {
+  Event token(Kind::AutoReset);
+  Event taken(Kind::AutoReset);
+  Event stop(Kind::ManualReset);
+  std::atomic<int> count = 0;
+  std::atomic<int> stopped = 0;
+  std::vector<Thread> threads(8);
+  for (Thread& thread : threads) {
+    thread.Start("Taker", [&] {
+      while (WaitForAny({&stop, &token}).Signalled(1)) {
+        ++count;
+        taken.Set();
+      }
+      ++stopped;
+    });
+  }
+  constexpr int kRounds = 3000;
+  for (int round = 1; round <= kRounds; ++round) {
+    token.Set();
+    ASSERT_EQ(Short(WaitForAny({&taken}, kPatience)), "0") << "a signal was lost in round " << round;
+    ASSERT_EQ(count, round) << "one signal ended two waits";
+  }
+  stop.Set();
+  for (Thread& thread : threads) thread.Join();
+  EXPECT_EQ(count, kRounds);
+  EXPECT_EQ(stopped, static_cast<int>(threads.size())) << "a manual-reset event ends all waits";
+}
+
+TEST(EventTest, OfThreadsThatTestAtTheSameMomentOneWins) {
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 500;
+  Event event(Kind::AutoReset);
+  std::atomic<int> wins = 0;
+  std::vector<int> winsAfterRound;
+  std::barrier round(kThreads, [&]() noexcept { event.Set(); });
+  std::barrier counted(kThreads, [&]() noexcept { winsAfterRound.push_back(wins); });
+  const auto body = [&] {
+    for (int i = 0; i < kRounds; ++i) {
+      round.arrive_and_wait();
+      if (event.TryWait()) ++wins;
+      counted.arrive_and_wait();
+    }
+  };
+  std::vector<Thread> threads(kThreads);
+  for (Thread& thread : threads) thread.Start("Tester", body);
+  for (Thread& thread : threads) thread.Join();
+  std::vector<int> expected;
+  for (int i = 1; i <= kRounds; ++i) expected.push_back(i);
+  EXPECT_EQ(winsAfterRound, expected);
+}
+
+TEST(ThreadTest, RunsItsBodyAsAMemberOfTheMultithreadedApartment) {
+  Thread thread;
+  EXPECT_FALSE(thread.Running());
+  EXPECT_FALSE(thread.IsCurrent());
+  thread.Join();
+
+  Event go(Kind::ManualReset);
+  bool current = false;
+  HRESULT sameModel = E_FAIL;
+  HRESULT otherModel = E_FAIL;
+  ASSERT_TRUE(thread.Start("ANameThatIsTooLong", [&] {
+    go.Wait();
+    current = thread.IsCurrent();
+    sameModel = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    otherModel = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    CoUninitialize();
+  }));
+  EXPECT_TRUE(thread.Running());
+  EXPECT_FALSE(thread.IsCurrent());
+  go.Set();
+  thread.Join();
+  EXPECT_FALSE(thread.Running());
+  EXPECT_TRUE(current);
+  EXPECT_EQ(sameModel, S_FALSE) << "it had joined already";
+  EXPECT_EQ(otherModel, RPC_E_CHANGED_MODE);
+
+  bool again = false;
+  ASSERT_TRUE(thread.Start("Again", [&] { again = true; }));
+  thread.Join();
+  EXPECT_TRUE(again);
+}
+
+TEST(ThreadTest, ItsOwnerWaitsForTheBodyUnlessItWasDetached) {
+  Event go(Kind::ManualReset);
+  std::atomic<bool> ended = false;
+  const auto body = [&] {
+    go.Wait();
+    ended = true;
+  };
+  {
+    Thread thread;
+    ASSERT_TRUE(thread.Start("Moved", body));
+    const Thread taker(std::move(thread));
+    EXPECT_FALSE(thread.Running());  // NOLINT(bugprone-use-after-move)
+    EXPECT_TRUE(taker.Running());
+    go.Set();
+  }
+  EXPECT_TRUE(ended);
+
+  // The thread may still be in Set() when this wait ends, so it owns the events too.
+  const auto detachedGo = std::make_shared<Event>(Kind::ManualReset);
+  const auto detachedEnded = std::make_shared<Event>(Kind::ManualReset);
+  {
+    Thread thread;
+    ASSERT_TRUE(thread.Start("Detached", [detachedGo, detachedEnded] {
+      detachedGo->Wait();
+      detachedEnded->Set();
+    }));
+    thread.Detach();
+    EXPECT_FALSE(thread.Running());
+  }
+  detachedGo->Set();
+  EXPECT_EQ(Short(WaitForAny({detachedEnded.get()}, kPatience)), "0");
+}
+
+}  // namespace
+}  // namespace kellanseek::test

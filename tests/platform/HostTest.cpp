@@ -1,0 +1,239 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <iostream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "platform/Event.h"
+#include "platform/NetworkAddresses.h"
+#include "platform/Process.h"
+#include "platform/ReverseLookup.h"
+#include "platform/Thread.h"
+#include "tests/support/FakeProcessTable.h"
+#include "tests/support/FakeReverseLookup.h"
+#include "tests/support/SimulatedNetwork.h"
+
+namespace kellanseek::test {
+namespace {
+
+using platform::Event;
+using platform::ParseIpv4;
+using std::chrono::milliseconds;
+
+struct SystemAddresses {
+  platform::NetworkAddresses& addresses = platform::SystemNetworkAddresses();
+  platform::UdpNetwork& network = platform::SystemUdpNetwork();
+  const platform::SocketError started = network.Startup();
+  ~SystemAddresses() { network.Cleanup(); }
+};
+
+struct SimulatedAddresses {
+  SimulatedAddresses() {
+    platform::InterfaceRow loopback;
+    loopback.adminStatus = platform::kInterfaceUp;
+    loopback.type = platform::kLoopbackInterface;
+    host.Attach(1, "127.0.0.1", "255.0.0.0");
+    host.addresses.SetInterface(1, loopback);
+    host.Attach(0, "10.1.0.1", "255.255.255.0");
+    host.Attach(0, "10.2.0.1", "255.255.255.252");
+  }
+  SimulatedNetwork plant;
+  SimulatedHost& host = plant.AddHost();
+  platform::NetworkAddresses& addresses = host.addresses;
+  platform::UdpNetwork& network = host;
+};
+
+template <typename Backend>
+class NetworkAddressesTest : public ::testing::Test {
+ protected:
+  Backend backend_;
+};
+using AddressBackends = ::testing::Types<SystemAddresses, SimulatedAddresses>;
+TYPED_TEST_SUITE(NetworkAddressesTest, AddressBackends);
+
+TYPED_TEST(NetworkAddressesTest, EveryAddressHasAMaskAnInterfaceAndTakesASocket) {
+  const auto rows = this->backend_.addresses.Addresses();
+  ASSERT_TRUE(rows.has_value());
+  ASSERT_FALSE(rows->empty());
+  for (const platform::AddressRow& row : *rows) {
+    SCOPED_TRACE(platform::FormatIpv4(row.address) + " of interface " + std::to_string(row.interfaceIndex));
+    const std::uint32_t hosts = platform::HostOrder(~row.mask);
+    EXPECT_EQ(hosts & (hosts + 1), 0U) << "a mask is ones, then zeros";
+    const auto interfaceRow = this->backend_.addresses.Interface(row.interfaceIndex);
+    ASSERT_TRUE(interfaceRow.has_value());
+    EXPECT_EQ(interfaceRow->adminStatus, platform::kInterfaceUp);
+    EXPECT_LE(interfaceRow->physicalAddressLength, interfaceRow->physicalAddress.size());
+    const bool loopback = (platform::HostOrder(row.address) >> 24) == 127;
+    EXPECT_EQ(interfaceRow->type == platform::kLoopbackInterface, loopback);
+    platform::SocketError error = 0;
+    EXPECT_EQ(this->backend_.network.CreateSocket(error)->Bind(row.address, row.mask, 0), 0);
+  }
+  const auto hasLoopback = [](const auto& row) { return row.address == ParseIpv4("127.0.0.1"); };
+  EXPECT_TRUE(std::any_of(rows->begin(), rows->end(), hasLoopback));
+}
+
+TYPED_TEST(NetworkAddressesTest, AnInterfaceThatIsNotThereIsNotDescribed) {
+  EXPECT_FALSE(this->backend_.addresses.Interface(0x7FFFFFF0).has_value());
+  EXPECT_FALSE(this->backend_.addresses.Interface(0).has_value());
+  EXPECT_EQ(platform::InterfaceIndexOfName(L"no such interface"), std::nullopt);
+  EXPECT_EQ(platform::InterfaceIndexOfName(L""), std::nullopt);
+}
+
+TEST(AddressChangeWatchTest, EndsWithTheTimeOrTheStop) {
+  using Outcome = platform::AddressChangeWatch::Outcome;
+  const auto watch = platform::WatchAddressChanges();
+  ASSERT_NE(watch, nullptr);
+  Event stop(Event::Kind::ManualReset);
+  EXPECT_EQ(watch->Wait(stop, milliseconds(50)), Outcome::TimedOut);
+  platform::Thread setter;
+  setter.Start("Setter", [&stop] {
+    Event never(Event::Kind::ManualReset);
+    platform::WaitForAny({&never}, milliseconds(20));
+    stop.Set();
+  });
+  EXPECT_EQ(watch->Wait(stop, milliseconds(20000)), Outcome::Stopped);
+  EXPECT_EQ(watch->Wait(stop, milliseconds(20000)), Outcome::Stopped);
+}
+
+struct SystemNames {
+  platform::ReverseLookup& lookup = platform::SystemReverseLookup();
+};
+struct FakeNames {
+  FakeNames() { fake.SetName("127.0.0.1", "localhost"); }
+  FakeReverseLookup fake;
+  platform::ReverseLookup& lookup = fake;
+};
+template <typename Backend>
+class ReverseLookupTest : public ::testing::Test {
+ protected:
+  SystemAddresses library_;  // Where names come through the socket library it has to be there.
+  Backend backend_;
+};
+using NameBackends = ::testing::Types<SystemNames, FakeNames>;
+TYPED_TEST_SUITE(ReverseLookupTest, NameBackends);
+
+TYPED_TEST(ReverseLookupTest, ThisHostHasANameForEveryThreadThatAsks) {
+  const auto name = this->backend_.lookup.HostName(ParseIpv4("127.0.0.1"));
+  ASSERT_TRUE(name.has_value());
+  EXPECT_FALSE(name->empty());
+  EXPECT_EQ(name->find('\0'), std::string::npos);
+  constexpr int kThreads = 4;
+  std::vector<std::vector<std::optional<std::string>>> answers(kThreads);
+  {
+    std::vector<platform::Thread> threads(kThreads);
+    for (int i = 0; i < kThreads; ++i) {
+      threads[static_cast<std::size_t>(i)].Start("Asker", [&, i] {
+        for (int turn = 0; turn < 50; ++turn) {
+          answers[static_cast<std::size_t>(i)].push_back(
+              this->backend_.lookup.HostName(ParseIpv4("127.0.0.1")));
+        }
+      });
+    }
+  }
+  EXPECT_THAT(answers, ::testing::Each(::testing::Each(name)));
+}
+
+struct SystemProcesses {
+  platform::ProcessTable& table = platform::SystemProcessTable();
+};
+struct FakeProcesses {
+  FakeProcesses() { fake.Start(platform::CurrentProcessId()); }
+  FakeProcessTable fake;
+  platform::ProcessTable& table = fake;
+};
+template <typename Backend>
+class ProcessTableTest : public ::testing::Test {
+ protected:
+  Backend backend_;
+};
+using ProcessBackends = ::testing::Types<SystemProcesses, FakeProcesses>;
+TYPED_TEST_SUITE(ProcessTableTest, ProcessBackends);
+
+TYPED_TEST(ProcessTableTest, ThisProcessRunsUnderItsOwnStampOnly) {
+  platform::ProcessTable& table = this->backend_.table;
+  const std::uint32_t self = platform::CurrentProcessId();
+  const std::uint64_t stamp = table.StartStamp(self);
+  ASSERT_NE(stamp, 0U);
+  EXPECT_EQ(table.StartStamp(self), stamp);
+  EXPECT_TRUE(table.IsRunning(self, stamp));
+  EXPECT_TRUE(table.IsRunning(self, 0));
+  EXPECT_FALSE(table.IsRunning(self, stamp + 1));
+}
+
+TYPED_TEST(ProcessTableTest, AnIdOfNobodyDoesNotRun) {
+  for (const std::uint32_t id : {0U, 0x7FFFFFFCU, 0x80000000U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(this->backend_.table.StartStamp(id), 0U) << id;
+    EXPECT_FALSE(this->backend_.table.IsRunning(id, 0)) << id;
+    EXPECT_FALSE(this->backend_.table.IsRunning(id, 1)) << id;
+  }
+}
+
+TEST(SystemProcessTableDeathTest, AProcessThatHasEndedDoesNotRun) {
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  std::string said;
+  const auto keep = [&said](const std::string& text) {
+    said = text.substr(text.find("child ") + 6);
+    return true;
+  };
+  EXPECT_EXIT(
+      {
+        const std::uint32_t self = platform::CurrentProcessId();
+        std::cerr << "child " << self << " " << platform::SystemProcessTable().StartStamp(self) << std::endl;
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(0), ::testing::Truly(keep));
+  std::uint32_t child = 0;
+  std::uint64_t stamp = 0;
+  ASSERT_TRUE(std::istringstream(said) >> child >> stamp) << said;
+  ASSERT_NE(child, platform::CurrentProcessId());
+  ASSERT_NE(stamp, 0U);
+  EXPECT_FALSE(platform::SystemProcessTable().IsRunning(child, stamp));
+  EXPECT_NE(platform::SystemProcessTable().StartStamp(child), stamp);
+}
+
+/// The calendar on the wall, in seconds, as the C library tells it.
+std::int64_t WallSeconds() {
+  const std::time_t now = std::time(nullptr);
+  const std::tm local = *std::localtime(&now);
+  using namespace std::chrono;
+  const auto date = year(local.tm_year + 1900) / (local.tm_mon + 1) / local.tm_mday;
+  return (sys_days(date).time_since_epoch() + hours(local.tm_hour) + minutes(local.tm_min) +
+          seconds(local.tm_sec)) /
+         seconds(1);
+}
+
+TEST(ClockTest, LocalFileTimeIsTheTimeOnTheWall) {
+  const std::int64_t before = WallSeconds();
+  const FILETIME time = platform::LocalFileTime();
+  const std::int64_t after = WallSeconds();
+  const std::uint64_t steps = (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
+  const std::int64_t seconds = static_cast<std::int64_t>(steps / 10000000) - 11644473600;
+  EXPECT_GE(seconds, before - 1);
+  EXPECT_LE(seconds, after + 1);
+}
+
+TEST(ClockTest, TicksAreMilliseconds) {
+  using Clock = std::chrono::steady_clock;
+  const auto begin = Clock::now();
+  const std::uint32_t first = platform::TickCount();
+  std::uint32_t last = first;
+  while (Clock::now() - begin < milliseconds(200)) {
+    const std::uint32_t tick = platform::TickCount();
+    ASSERT_LT(tick - last, 0x80000000U) << "went back";
+    last = tick;
+  }
+  const auto real = std::chrono::duration_cast<milliseconds>(Clock::now() - begin).count();
+  EXPECT_NEAR(static_cast<double>(last - first), static_cast<double>(real), 40);
+}
+
+}  // namespace
+}  // namespace kellanseek::test

@@ -1,0 +1,65 @@
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+
+#include "platform/Process.h"
+#include "platform/UdpSocket.h"
+
+namespace kellanseek::test {
+namespace {
+
+TEST(LinuxBackendTest, AProcessThatHasEndedButIsNotCollectedDoesNotRun) {
+  int hold[2];
+  ASSERT_EQ(pipe(hold), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    char end = 0;
+    close(hold[1]);
+    _exit(read(hold[0], &end, 1) == 0 ? 0 : 1);
+  }
+  close(hold[0]);
+  platform::ProcessTable& table = platform::SystemProcessTable();
+  const auto id = static_cast<std::uint32_t>(child);
+  const std::uint64_t stamp = table.StartStamp(id);
+  EXPECT_NE(stamp, 0U);
+  EXPECT_TRUE(table.IsRunning(id, 0));
+  EXPECT_TRUE(table.IsRunning(id, stamp));
+
+  close(hold[1]);
+  siginfo_t info{};
+  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
+  EXPECT_EQ(table.StartStamp(id), 0U);
+  EXPECT_FALSE(table.IsRunning(id, 0));
+  EXPECT_FALSE(table.IsRunning(id, stamp));
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
+  EXPECT_FALSE(table.IsRunning(id, stamp));
+}
+
+TEST(LinuxBackendTest, AStrangeProgramNameHidesNothing) {
+  char before[16];
+  ASSERT_EQ(prctl(PR_GET_NAME, before), 0);
+  platform::ProcessTable& table = platform::SystemProcessTable();
+  const std::uint64_t stamp = table.StartStamp(platform::CurrentProcessId());
+  for (const char* name : {"a) Z 1 (b", ")", "(", " ", "x\ny", ""}) {
+    ASSERT_EQ(prctl(PR_SET_NAME, name), 0);
+    EXPECT_EQ(table.StartStamp(platform::CurrentProcessId()), stamp) << name;
+    EXPECT_TRUE(table.IsRunning(platform::CurrentProcessId(), stamp)) << name;
+  }
+  prctl(PR_SET_NAME, before);
+}
+
+TEST(LinuxBackendTest, AnAddressThatIsNotOursCannotBeBound) {
+  platform::SocketError error = 0;
+  const auto socket = platform::SystemUdpNetwork().CreateSocket(error);
+  ASSERT_NE(socket.get(), nullptr) << error;
+  error = socket->Bind(platform::ParseIpv4("192.0.2.77"), platform::ParseIpv4("255.255.255.0"), 0);
+  EXPECT_NE(error, 0);
+  EXPECT_TRUE(platform::SystemUdpNetwork().IsExpectedSendError(error)) << error;
+}
+
+}  // namespace
+}  // namespace kellanseek::test

@@ -1,0 +1,69 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/CodePage.h"
+
+namespace kellanseek::test {
+namespace {
+
+struct Conversion {
+  std::string narrow;
+  std::wstring wide;
+  std::string back;  ///< What the wide text becomes; the narrow one again unless something was not defined.
+};
+
+/// By the value of KELLANSEEK_CODEPAGE; "" is the default and what stands in for an unknown name.
+const std::map<std::string, std::vector<Conversion>>& Conversions() {
+  static const std::map<std::string, std::vector<Conversion>> conversions = {
+      {"",
+       {{"S\xFC"
+         "d \x80 1",
+         L"S\u00FCd \u20AC 1",
+         "S\xFC"
+         "d \x80 1"},
+        {"\x81|\x8D", L"\uFFFD|\uFFFD", "?|?"},
+        {std::string("\xE4\0\xE4", 3), std::wstring(L"\u00E4\0\u00E4", 3), std::string("\xE4\0\xE4", 3)}}},
+      {"ISO-8859-5", {{"\xC6\xB8", L"\u0426\u0418", "\xC6\xB8"}}},
+      {"CP932",
+       {{"\x83\x5C", L"\u30BD", "\x83\x5C"},
+        {"a\x83", L"a\uFFFD", "a?"},
+        {"\xB1", L"\uFF71", "\xB1"},
+        {"\xFF"
+         "b",
+         L"\uFFFD"
+         L"b",
+         "?b"}}},
+      {"UTF-8",
+       {{"S\xC3\xBC"
+         "d",
+         L"S\u00FCd",
+         "S\xC3\xBC"
+         "d"},
+        {"\xF0\x9F\x8F\xAD", L"\U0001F3ED", "\xF0\x9F\x8F\xAD"}}},
+  };
+  return conversions;
+}
+
+TEST(NamedCodePageTest, ConvertsBothWays) {
+  const char* const named = std::getenv("KELLANSEEK_CODEPAGE");
+  auto found = Conversions().find(named == nullptr ? "" : named);
+  if (found == Conversions().end()) found = Conversions().find("");
+  for (const Conversion& c : found->second) {
+    EXPECT_EQ(platform::ToWide(c.narrow), c.wide)
+        << found->first << ": " << ::testing::PrintToString(c.narrow);
+    EXPECT_EQ(platform::ToNarrow(c.wide), c.back) << found->first << ": " << ::testing::PrintToString(c.wide);
+  }
+}
+
+TEST(NamedCodePageTest, WhatTheCodePageCannotHoldBecomesAQuestionMark) {
+  const char* const named = std::getenv("KELLANSEEK_CODEPAGE");
+  const bool holdsAll = named != nullptr && std::string(named) == "UTF-8";
+  EXPECT_EQ(platform::ToNarrow(L"<\u0E01>"), holdsAll ? "<\xE0\xB8\x81>" : "<?>");
+}
+
+}  // namespace
+}  // namespace kellanseek::test

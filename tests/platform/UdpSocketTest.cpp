@@ -1,0 +1,259 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/Thread.h"
+#include "platform/UdpSocket.h"
+#include "tests/support/SimulatedNetwork.h"
+
+namespace kellanseek::test {
+namespace {
+
+using platform::DatagramReceiver;
+using platform::Event;
+using platform::Ipv4;
+using platform::ParseIpv4;
+using platform::Received;
+using platform::UdpSocket;
+using std::chrono::milliseconds;
+using Outcome = Received::Outcome;
+
+/// This host, in real time.
+class System {
+ public:
+  static constexpr bool kLoopbackBroadcasts = KELLANSEEK_LOOPBACK_BROADCASTS;
+
+  System() { EXPECT_EQ(Network().Startup(), 0); }
+  ~System() { Network().Cleanup(); }
+
+  platform::UdpNetwork& Network() { return platform::SystemUdpNetwork(); }
+  milliseconds Now() const {
+    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
+  }
+  void SetLater(Event& event, milliseconds delay) {
+    setter_.Start("Setter", [&event, delay] {
+      Event never(Event::Kind::ManualReset);
+      platform::WaitForAny({&never}, delay);
+      event.Set();
+    });
+  }
+
+ private:
+  platform::Thread setter_;
+};
+
+/// A simulated host, in virtual time.
+class Simulation {
+ public:
+  static constexpr bool kLoopbackBroadcasts = true;
+
+  Simulation() { host_.Attach(0, "127.0.0.1", "255.0.0.0"); }
+
+  platform::UdpNetwork& Network() { return host_; }
+  milliseconds Now() const { return std::chrono::duration_cast<milliseconds>(network_.Now()); }
+  void SetLater(Event& event, milliseconds delay) {
+    network_.At(network_.Now() + delay, [&event] { event.Set(); });
+  }
+
+ private:
+  SimulatedNetwork network_;
+  SimulatedHost& host_ = network_.AddHost();
+};
+
+template <typename Backend>
+class UdpSocketTest : public ::testing::Test {
+ protected:
+  static constexpr std::size_t kCapacity = 1000;
+  static constexpr milliseconds kPatience{10000};  ///< For what is certain to come.
+  static constexpr milliseconds kShort{50};        ///< For what is not to come.
+
+  /// What a socket got, in words: "0:text", "1:error" or "nothing".
+  static std::string Words(const Received& received) {
+    switch (received.outcome) {
+      case Outcome::Nothing: return "nothing";
+      case Outcome::StrangeSocket: return "strange";
+      case Outcome::ReadError: return std::to_string(received.socket) + ":error";
+      case Outcome::Datagram: break;
+    }
+    return std::to_string(received.socket) + ":" + std::string(received.text.begin(), received.text.end());
+  }
+
+  std::unique_ptr<UdpSocket> Socket() {
+    platform::SocketError error = -1;
+    auto socket = backend_.Network().CreateSocket(error);
+    EXPECT_NE(socket.get(), nullptr) << error;
+    return socket;
+  }
+  std::unique_ptr<UdpSocket> Listener(std::uint16_t port) {
+    auto socket = Socket();
+    EXPECT_EQ(socket->SetReuseAddress(), 0);
+    EXPECT_EQ(socket->SetBroadcast(), 0);
+    EXPECT_EQ(socket->Bind(address_, mask_, port), 0);
+    return socket;
+  }
+  std::unique_ptr<DatagramReceiver> ReceiverOf(std::vector<UdpSocket*> sockets) {
+    return backend_.Network().CreateReceiver(std::move(sockets), kCapacity);
+  }
+  std::string Next(DatagramReceiver& receiver) { return Words(receiver.ReceiveOne(stop_, kPatience)); }
+  std::string NothingMore(DatagramReceiver& receiver) { return Words(receiver.ReceiveOne(stop_, kShort)); }
+
+  /// Gives this test two ports: the first of each four is held alone by the process that uses the others.
+  void SetUp() override {
+    std::random_device random;
+    do {
+      portA_ = static_cast<std::uint16_t>(20000 + random() % 3000 * 4);
+      guard_ = Socket();
+    } while (guard_->Bind(address_, mask_, portA_++) != 0);
+    portB_ = static_cast<std::uint16_t>(portA_ + 1);
+  }
+
+  Event stop_{Event::Kind::ManualReset};
+  Backend backend_;
+  const Ipv4 address_ = ParseIpv4("127.0.0.1");
+  const Ipv4 mask_ = ParseIpv4("255.0.0.0");
+  const Ipv4 broadcast_ = ParseIpv4("127.255.255.255");
+  std::unique_ptr<UdpSocket> guard_;
+  std::uint16_t portA_ = 0;
+  std::uint16_t portB_ = 0;
+};
+
+using Backends = ::testing::Types<System, Simulation>;
+TYPED_TEST_SUITE(UdpSocketTest, Backends);
+
+TYPED_TEST(UdpSocketTest, APortIsSharedByThoseWhoAllAskedForIt) {
+  struct Case {
+    bool firstReuses, secondReuses, works;
+  };
+  for (const Case& c : {Case{true, true, true}, Case{false, false, false}, Case{true, false, false}}) {
+    const auto first = this->Socket();
+    const auto second = this->Socket();
+    if (c.firstReuses) first->SetReuseAddress();
+    if (c.secondReuses) second->SetReuseAddress();
+    EXPECT_EQ(first->Bind(this->address_, this->mask_, this->portB_), 0);
+    EXPECT_EQ(second->Bind(this->address_, this->mask_, this->portB_) == 0, c.works)
+        << c.firstReuses << c.secondReuses;
+  }
+}
+
+TYPED_TEST(UdpSocketTest, WhatIsSentLeavesWithTheBoundAddressAndPort) {
+  const auto sender = this->Listener(this->portB_);
+  const auto listener = this->Listener(this->portA_);
+  const auto receiver = this->ReceiverOf({listener.get()});
+  ASSERT_EQ(sender->SendTo("hello", this->address_, this->portA_), 0);
+  const Received received = receiver->ReceiveOne(this->stop_, this->kPatience);
+  EXPECT_EQ(this->Words(received), "0:hello");
+  EXPECT_TRUE(received.sourceIsIpv4);
+  EXPECT_EQ(received.source, this->address_);
+  EXPECT_EQ(received.sourcePort, this->portB_);
+  EXPECT_NE(sender->SendTo(std::string(70000, 'x'), this->address_, this->portA_), 0);
+}
+
+TYPED_TEST(UdpSocketTest, AByteBehindTheDatagramIsOursToWrite) {
+  const auto listener = this->Listener(this->portA_);
+  const auto receiver = this->ReceiverOf({listener.get()});
+  const std::vector<std::string> texts = {std::string(this->kCapacity, 'a'), "", "b", std::string("n\0l", 3)};
+  for (const std::string& text : texts) ASSERT_EQ(listener->SendTo(text, this->address_, this->portA_), 0);
+  for (const std::string& text : texts) {
+    const Received received = receiver->ReceiveOne(this->stop_, this->kPatience);
+    ASSERT_EQ(this->Words(received), "0:" + text) << "writing behind one datagram spoiled the next";
+    received.text.data()[received.text.size()] = '#';
+  }
+}
+
+TYPED_TEST(UdpSocketTest, ADatagramOverTheCapacityIsAnErrorAndTheNextIsNot) {
+  const auto listener = this->Listener(this->portA_);
+  const auto receiver = this->ReceiverOf({listener.get()});
+  for (const std::size_t size : {this->kCapacity + 1, std::size_t{1}, std::size_t{60000}, std::size_t{2}}) {
+    ASSERT_EQ(listener->SendTo(std::string(size, 'x'), this->address_, this->portA_), 0);
+  }
+  const Received first = receiver->ReceiveOne(this->stop_, this->kPatience);
+  EXPECT_EQ(this->Words(first), "0:error");
+  EXPECT_NE(first.error, 0);
+  EXPECT_EQ(this->Next(*receiver), "0:x");
+  EXPECT_EQ(this->Next(*receiver), "0:error");
+  EXPECT_EQ(this->Next(*receiver), "0:xx");
+  EXPECT_EQ(this->NothingMore(*receiver), "nothing");
+}
+
+TYPED_TEST(UdpSocketTest, OfSeveralReadySocketsTheFirstInTheSetComesFirst) {
+  const auto early = this->Listener(this->portB_);
+  const auto late = this->Listener(this->portA_);
+  const auto receiver = this->ReceiverOf({early.get(), late.get()});
+  for (const char* text : {"1", "2", "3"}) ASSERT_EQ(late->SendTo(text, this->address_, this->portA_), 0);
+  for (const char* text : {"a", "b"}) ASSERT_EQ(late->SendTo(text, this->address_, this->portB_), 0);
+  for (const char* expected : {"0:a", "0:b", "1:1", "1:2", "1:3"}) EXPECT_EQ(this->Next(*receiver), expected);
+}
+
+TYPED_TEST(UdpSocketTest, AStopEndsTheWait) {
+  const auto listener = this->Listener(this->portA_);
+  const auto receiver = this->ReceiverOf({listener.get()});
+  const milliseconds begin = this->backend_.Now();
+  this->backend_.SetLater(this->stop_, milliseconds(20));
+  EXPECT_EQ(this->Next(*receiver), "nothing");
+  EXPECT_LT(this->backend_.Now() - begin, this->kPatience / 2);
+}
+
+TYPED_TEST(UdpSocketTest, AStopEndsTheWaitAlsoWhenDatagramsWait) {
+  const auto listener = this->Listener(this->portA_);
+  const auto receiver = this->ReceiverOf({listener.get()});
+  const auto send = [&](const char* text) { listener->SendTo(text, this->address_, this->portA_); };
+  for (const char* text : {"1", "2", "3"}) send(text);
+  EXPECT_EQ(this->Next(*receiver), "0:1");
+  this->stop_.Set();
+  send("4");
+  EXPECT_EQ(this->Next(*receiver), "nothing");
+  EXPECT_EQ(this->Next(*receiver), "nothing");
+  this->stop_.Reset();
+  for (const char* expected : {"0:2", "0:3", "0:4"}) EXPECT_EQ(this->Next(*receiver), expected);
+}
+
+TYPED_TEST(UdpSocketTest, WithoutADatagramTheTimePasses) {
+  const auto listener = this->Listener(this->portA_);
+  const auto receiver = this->ReceiverOf({listener.get()});
+  const milliseconds begin = this->backend_.Now();
+  EXPECT_EQ(this->Words(receiver->ReceiveOne(this->stop_, milliseconds(120))), "nothing");
+  EXPECT_GE(this->backend_.Now() - begin, milliseconds(100));
+  EXPECT_EQ(this->Words(receiver->ReceiveOne(this->stop_, milliseconds(0))), "nothing");
+}
+
+TYPED_TEST(UdpSocketTest, ManyMoreDatagramsThanOneReadAreHandedOnInOrder) {
+  const auto listener = this->Listener(this->portA_);
+  const auto receiver = this->ReceiverOf({listener.get()});
+  int next = 0;
+  // In portions that every system's buffers hold; the last of each is left over while the next is sent.
+  for (int portion = 1; portion <= 200; ++portion) {
+    for (int i = 0; i < 100; ++i) {
+      ASSERT_EQ(listener->SendTo(std::to_string((portion - 1) * 100 + i), this->address_, this->portA_), 0);
+    }
+    for (; next < portion * 100 - 1; ++next) ASSERT_EQ(this->Next(*receiver), "0:" + std::to_string(next));
+  }
+  EXPECT_EQ(this->Next(*receiver), "0:" + std::to_string(next));
+  EXPECT_EQ(this->NothingMore(*receiver), "nothing");
+}
+
+TYPED_TEST(UdpSocketTest, EverySocketOfAPortGetsItsCopyOfABroadcast) {
+  if (!TypeParam::kLoopbackBroadcasts) GTEST_SKIP() << "the loopback of this system carries no broadcasts";
+  const auto first = this->Listener(this->portB_);
+  const auto second = this->Listener(this->portB_);
+  const auto other = this->Listener(this->portA_);
+  const auto receiver = this->ReceiverOf({first.get(), second.get(), other.get()});
+  ASSERT_EQ(other->SendTo("all", this->broadcast_, this->portB_), 0);
+  EXPECT_EQ(this->Next(*receiver), "0:all");
+  EXPECT_EQ(this->Next(*receiver), "1:all");
+  EXPECT_EQ(this->NothingMore(*receiver), "nothing");
+}
+
+TYPED_TEST(UdpSocketTest, ABroadcastNeedsThePermission) {
+  const auto socket = this->Socket();
+  ASSERT_EQ(socket->Bind(this->address_, this->mask_, 0), 0);
+  EXPECT_NE(socket->SendTo("all", this->broadcast_, this->portA_), 0);
+}
+
+}  // namespace
+}  // namespace kellanseek::test
