@@ -1,0 +1,125 @@
+#include "SimulatedPlant.h"
+
+#include <utility>
+
+#include "protocol/MessageWriter.h"
+
+namespace kellanseek::test {
+namespace {
+
+constexpr const char* kMask = "255.255.255.0";
+
+SimulatedHost& PluggedIn(SimulatedNetwork& network, std::string_view address) {
+  SimulatedHost& host = network.AddHost();
+  host.Attach(0, address, kMask);
+  return host;
+}
+
+std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+
+}  // namespace
+
+SimulatedWorkstation::SimulatedWorkstation(SimulatedNetwork& simulation, std::string_view address)
+    : network(simulation),
+      host(PluggedIn(simulation, address)),
+      interfaces_(host.addresses, settings_, traces_),
+      sockets_(host, interfaces_, settings_, table_.TableMutex(), traces_),
+      receiver_({host, interfaces_, sockets_, settings_, dispatcher_, engineLock_, ready_, stop_, traces_}) {
+  auto entries = interfaces_.SetupLanseekInterfaces();
+  {
+    const CtrlTable::Lock lock(table_);
+    interfaces_.Replace(std::move(entries));
+  }
+  sockets_.CreateSockets();
+  set_ = receiver_.BuildReceiveSet();
+  datagrams_ = host.CreateReceiver(set_.sockets, protocol::kMaxDatagram);
+  host.OnArrival([this] { Receive(); });
+  refresh_.BeginRun();
+  network.Every(std::chrono::milliseconds(settings_.TickMilliseconds()), [this] {
+    refresh_.Tick();
+    Note();
+  });
+}
+
+void SimulatedWorkstation::Receive() {
+  for (;;) {
+    const platform::Received received = datagrams_->ReceiveOne(stop_, std::chrono::milliseconds(0));
+    if (received.outcome == platform::Received::Outcome::Nothing) return;
+    heard[platform::FormatIpv4(received.source)].push_back(network.Now());
+    receiver_.Handle(received, set_);
+    Note();
+  }
+}
+
+void SimulatedWorkstation::Note() {
+  const CtrlTable::Lock lock(table_);
+  for (const ClientEvent& event : events_.Take()) {
+    const auto record = table_.Find(event.lanSeekID);
+    if (record != table_.end()) addresses_[event.lanSeekID] = Narrow(record->ctrlAddress);
+    told.push_back({network.Now(), addresses_[event.lanSeekID], event});
+  }
+}
+
+std::vector<std::string> SimulatedWorkstation::Listed() {
+  const CtrlTable::Lock lock(table_);
+  std::vector<std::string> listed;
+  for (const CtrlInfo& record : table_) {
+    if (record.published && record.Available()) listed.push_back(Narrow(record.ctrlAddress));
+  }
+  return listed;
+}
+
+std::string SimulatedWorkstation::Story(const std::string& address) const {
+  static const std::map<LanSeekEventReason, std::string> kWords = {{CtrlNew, "new"},
+                                                                   {CtrlUpdated, "updated"},
+                                                                   {CtrlLostConnection, "lost"},
+                                                                   {CtrlLostRestart, "restart"},
+                                                                   {CtrlLostPowerDown, "power-down"}};
+  std::string story;
+  for (const Told& each : told) {
+    if (each.address != address) continue;
+    const auto word = kWords.find(each.event.reason);
+    story += (story.empty() ? "" : " ") + (word == kWords.end() ? "other" : word->second);
+  }
+  return story;
+}
+
+SimulatedController::SimulatedController(SimulatedNetwork& network, std::string_view address)
+    : host_(PluggedIn(network, address)), address_(address), name_("Cell " + address_) {
+  platform::SocketError error = 0;
+  const CKelLanSeekConfigSettings settings;
+  socket_ = host_.CreateSocket(error);
+  socket_->SetBroadcast();
+  socket_->Bind(platform::ParseIpv4(address), platform::ParseIpv4(kMask),
+                settings.Port(settings.RequestPort));
+  datagrams_ = host_.CreateReceiver({socket_.get()}, protocol::kMaxDatagram);
+  host_.OnArrival([this] { Receive(); });
+}
+
+void SimulatedController::Say(protocol::LanSeekMsgType type) {
+  using protocol::MessageWriter;
+  const CKelLanSeekConfigSettings settings;
+  const std::string datagram = MessageWriter(MessageWriter::LengthDigits::Three, type)
+                                   .Text(protocol::kTagCtrlName, name_)
+                                   .Text(protocol::kTagSystemID, "{" + address_ + "}")
+                                   .Text(protocol::kTagMacAddress, "mac of " + address_)
+                                   .Take();
+  const platform::Ipv4 everybody = platform::ParseIpv4(address_) | ~platform::ParseIpv4(kMask);
+  socket_->SendTo(datagram, everybody, settings.Port(settings.ResponsePort));
+}
+
+void SimulatedController::Receive() {
+  static const std::string kFull = protocol::BuildRequest(protocol::FullRequestMsg);
+  static const std::string kRefresh = protocol::BuildRequest(protocol::RefreshRequestMsg);
+  const std::string targeted = protocol::BuildTargetedRequest(address_, "");
+  for (;;) {
+    const platform::Received received = datagrams_->ReceiveOne(never_, std::chrono::milliseconds(0));
+    if (received.outcome != platform::Received::Outcome::Datagram) return;
+    const std::string_view text(received.text.data(), received.text.size());
+    if (silent_) continue;
+    if (text == kFull || text == targeted) Say(protocol::CtrlInfoMsg);
+    if (text == kRefresh) Say(protocol::CtrlAliveMsg);
+  }
+}
+
+}  // namespace kellanseek::test

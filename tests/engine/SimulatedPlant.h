@@ -1,0 +1,97 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "EngineHarness.h"
+#include "engine/Receiver.h"
+#include "network/DiscoverySockets.h"
+#include "platform/UdpSocket.h"
+#include "tests/support/SimulatedNetwork.h"
+
+namespace kellanseek::test {
+
+/// The network side of a component on a simulated host: the real parts with their real sockets, driven by the
+/// simulation instead of threads.
+class SimulatedWorkstation {
+ public:
+  using Time = SimulatedNetwork::Time;
+  struct Told {
+    Time time{0};
+    std::string address;  ///< Of the controller.
+    ClientEvent event;
+  };
+
+  /// Starts at once, on 255.255.255.0.
+  SimulatedWorkstation(SimulatedNetwork& network, std::string_view address);
+
+  /// The addresses of the controllers that clients can list, in the order of their ids.
+  std::vector<std::string> Listed();
+  /// What was told of one controller, as "new lost new …".
+  std::string Story(const std::string& address) const;
+
+  SimulatedNetwork& network;
+  SimulatedHost& host;
+  std::vector<Told> told;
+  std::map<std::string, std::vector<Time>> heard;  ///< When datagrams of an address were handled.
+
+ private:
+  void Receive();
+  void Note();
+
+  CtrlTable table_;
+  CKelLanSeekConfigSettings settings_;
+  FakeDebugOutput traces_;
+  FakeProcessTable processes_;
+  FakeReverseLookup lookup_;
+  RecordingEvents events_;
+  RecordingDaemon daemon_;
+  NoPause pacer_;
+  platform::Event stop_{platform::Event::Kind::ManualReset};
+  platform::Event ready_{platform::Event::Kind::ManualReset};
+  engine::EngineLock engineLock_;
+  network::InterfaceTable interfaces_;
+  network::DiscoverySockets sockets_;
+  engine::HostNames hostNames_{table_, events_, lookup_, stop_};
+  engine::CtrlLifecycle lifecycle_{interfaces_, settings_, events_, hostNames_, daemon_, traces_};
+  engine::RefreshCycle refresh_{
+      {table_, interfaces_, settings_, sockets_, daemon_, lifecycle_, processes_, pacer_, traces_}};
+  engine::Collisions collisions_{lifecycle_, traces_};
+  engine::Dispatcher dispatcher_{{table_, settings_, engineLock_, collisions_, lifecycle_, refresh_,
+                                  hostNames_, events_, daemon_, traces_}};
+  engine::Receiver receiver_;
+  engine::Receiver::ReceiveSet set_;
+  std::unique_ptr<platform::DatagramReceiver> datagrams_;
+  std::map<std::uint32_t, std::string> addresses_;
+};
+
+/// A well-behaved controller: answers every request by broadcast, so that all workstations hear it.
+class SimulatedController {
+ public:
+  SimulatedController(SimulatedNetwork& network, std::string_view address);
+
+  const std::string& Address() const { return address_; }
+  SimulatedHost& Host() { return host_; }
+  void Rename(std::string name) { name_ = std::move(name); }
+  void SetSilent(bool silent) { silent_ = silent; }
+  /// Says something to everybody, asked or not.
+  void Say(protocol::LanSeekMsgType type);
+
+ private:
+  void Receive();
+
+  SimulatedHost& host_;
+  std::string address_;
+  std::string name_;
+  bool silent_ = false;
+  platform::Event never_{platform::Event::Kind::ManualReset};
+  std::unique_ptr<platform::UdpSocket> socket_;
+  std::unique_ptr<platform::DatagramReceiver> datagrams_;
+};
+
+}  // namespace kellanseek::test
