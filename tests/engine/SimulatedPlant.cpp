@@ -63,8 +63,8 @@ void SimulatedWorkstation::Note() {
 std::vector<std::string> SimulatedWorkstation::Listed() {
   const CtrlTable::Lock lock(table_);
   std::vector<std::string> listed;
-  for (const CtrlInfo& record : table_) {
-    if (record.published && record.Available()) listed.push_back(Narrow(record.ctrlAddress));
+  for (auto record = table_.begin(); record != table_.end(); ++record) {
+    if (record->published && record->Available()) listed.push_back(Narrow(record->ctrlAddress));
   }
   return listed;
 }
