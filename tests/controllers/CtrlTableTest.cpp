@@ -1,0 +1,229 @@
+#include "controllers/CtrlTable.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/FakeSink.h"
+
+namespace kellanseek::test {
+namespace {
+
+using Ids = std::vector<std::uint32_t>;
+
+std::uint32_t Add(CtrlTable& table, CtrlInfo record) REQUIRES(table.TableMutex()) {
+  record.lanSeekID = table.IssueLanSeekID();
+  return table.AddCtrl(std::move(record))->lanSeekID;
+}
+
+CtrlInfo Record(const wchar_t* address, const wchar_t* systemID, const wchar_t* mac = L"") {
+  CtrlInfo record;
+  record.ctrlAddress = address;
+  record.systemID = systemID;
+  record.macAddress = mac;
+  return record;
+}
+
+Ids IdsOf(const CtrlTable::Iterators& records) {
+  Ids ids;
+  for (const CtrlTable::Iterator& record : records) ids.push_back(record->lanSeekID);
+  return ids;
+}
+
+Ids AllIds(CtrlTable& table) REQUIRES(table.TableMutex()) {
+  Ids ids;
+  for (auto record = table.begin(); record != table.end(); ++record) ids.push_back(record->lanSeekID);
+  return ids;
+}
+
+/// The id of the record that a look-up gave; 0 for none.
+std::uint32_t IdOf(CtrlTable& table, CtrlTable::Iterator record) REQUIRES(table.TableMutex()) {
+  return record == table.end() ? 0 : record->lanSeekID;
+}
+
+TEST(CtrlTableTest, IdsAreNeverUsedTwice) {
+  CtrlTable table;
+  EXPECT_EQ(table.NextLanSeekID(), 11U);
+  const CtrlTable::Lock lock(table);
+  EXPECT_EQ(Add(table, Record(L"a", L"")), 11U);
+  table.Remove(table.Find(11));
+  EXPECT_EQ(Add(table, Record(L"a", L"")), 12U);
+  EXPECT_EQ(table.IssueLanSeekID(), 13U) << "consumed, though nothing is added under it";
+  EXPECT_EQ(Add(table, Record(L"a", L"")), 14U);
+  EXPECT_EQ(table.NextLanSeekID(), 15U);
+  for (const std::uint32_t id : {0U, 10U, 11U, 13U, 15U, 0xFFFFFFFFU}) {
+    EXPECT_TRUE(table.Find(id) == table.end()) << id;
+  }
+  CtrlInfo taken = Record(L"b", L"");
+  taken.lanSeekID = 12;
+  EXPECT_TRUE(table.AddCtrl(taken) == table.end());
+  EXPECT_EQ(AllIds(table), (Ids{12, 14}));
+}
+
+TEST(CtrlTableTest, TheKindDecidesTheKey) {
+  CtrlTable table;
+  const CtrlTable::Lock lock(table);
+  Add(table, Record(L"10.0.0.1", L"{A}"));
+  Add(table, Record(L"10.0.0.1", L"{B}"));
+  Add(table, Record(L"10.0.0.2", L"{A}"));
+  Add(table, Record(L"", L""));
+  struct Case {
+    const wchar_t* address;
+    const wchar_t* systemID;
+    std::uint32_t asReal, asVirtual;
+  };
+  for (const Case& c :
+       {Case{L"10.0.0.1", L"{B}", 11, 12}, Case{L"10.0.0.2", L"{A}", 13, 11}, Case{L"10.0.0.3", L"{a}", 0, 0},
+        Case{L"", L"", 14, 14}, Case{L"10.0.0.1 ", L"{A", 0, 0}}) {
+    CtrlInfo pattern = Record(c.address, c.systemID);
+    EXPECT_EQ(IdOf(table, table.FindCtrl(pattern)), c.asReal);
+    for (const KelCtrlType type : {VC, RemoteVC}) {
+      pattern.ctrlType = type;
+      EXPECT_EQ(IdOf(table, table.FindCtrl(pattern)), c.asVirtual);
+    }
+  }
+}
+
+TEST(CtrlTableTest, OnlyTheLettersAToZAreFolded) {
+  CtrlTable table;
+  const CtrlTable::Lock lock(table);
+  for (const wchar_t* systemID : {L"{7a1c-Z}", L"{7A1C-z}", L"{7A1C-z", L"\u00C4", L"\u00E4", L"[", L""}) {
+    Add(table, Record(L"", systemID));
+  }
+  struct Case {
+    const wchar_t* systemID;
+    Ids folded, exact;
+  };
+  for (const Case& c : {Case{L"{7A1C-Z}", {11, 12}, {}}, Case{L"{7a1c-Z}", {11, 12}, {11}},
+                        Case{L"{7A1C-Z", {13}, {}}, Case{L"\u00C4", {14}, {14}}, Case{L"\u00E4", {15}, {15}},
+                        Case{L"[", {16}, {16}}, Case{L"{", {}, {}}, Case{L"", {17}, {17}}}) {
+    EXPECT_EQ(IdsOf(table.AllByFoldedSystemID(c.systemID)), c.folded);
+    EXPECT_EQ(IdsOf(table.AllBySystemID(c.systemID)), c.exact);
+  }
+}
+
+TEST(CtrlTableTest, AWalkMayRemoveAndAddAsItGoes) {
+  CtrlTable table;
+  const CtrlTable::Lock lock(table);
+  for (int i = 0; i < 6; ++i) Add(table, Record(L"10.0.0.1", L""));
+  const CtrlTable::Iterator kept = table.Find(14);
+  Ids visited;
+  for (auto record = table.begin(); record != table.end();) {
+    visited.push_back(record->lanSeekID);
+    if (record->lanSeekID == 12) Add(table, Record(L"10.0.0.1", L""));
+    record = record->lanSeekID % 2 == 1 ? table.Remove(record) : std::next(record);
+  }
+  EXPECT_EQ(visited, (Ids{11, 12, 13, 14, 15, 16, 17}));
+  EXPECT_EQ(AllIds(table), (Ids{12, 14, 16}));
+  EXPECT_EQ(kept->lanSeekID, 14U) << "others' removal does not touch it";
+  EXPECT_EQ(IdsOf(table.AllByAddress(L"10.0.0.1")), (Ids{12, 14, 16}));
+}
+
+TEST(CtrlTableTest, TheObjectOfARemovedControllerIsReleasedAfterTheLock) {
+  CtrlTable table;
+  bool released = false;
+  KelComPtr<FakeSink> object = FakeSink::Make();
+  object->OnDestroyed([&] {
+    // Takes the lock, as its owner's code may.
+    const CtrlTable::Lock lock(table);
+    released = true;
+  });
+  {
+    const CtrlTable::Lock lock(table);
+    CtrlInfo record = Record(L"", L"{V}");
+    record.vcInterface = KelComPtr<IUnknown>(object.Get());
+    const std::uint32_t id = Add(table, record);
+    record.vcInterface.Reset();
+    object.Reset();
+    table.Remove(table.Find(id));
+    EXPECT_FALSE(released);
+  }
+  EXPECT_TRUE(released);
+}
+
+/// A table beside a plain list, which are changed alike and must answer alike.
+class TableAndList {
+ public:
+  explicit TableAndList(std::uint32_t seed) : random_(seed) {}
+
+  void Change() {
+    const CtrlTable::Lock lock(table_);
+    const auto chosen = list_.empty() ? 0 : random_() % list_.size();
+    const auto what = random_() % 10;
+    if (list_.empty() || what < 5) {
+      CtrlInfo record = Record(Text(), Text(), Text());
+      record.lanSeekID = table_.NextLanSeekID();
+      Add(table_, record);
+      list_.push_back(record);
+    } else if (what < 8) {
+      table_.Remove(table_.Find(list_[chosen].lanSeekID));
+      list_.erase(list_.begin() + static_cast<std::ptrdiff_t>(chosen));
+    } else {
+      list_[chosen].systemID = Text();
+      list_[chosen].macAddress = Text();
+      table_.SetIdentity(table_.Find(list_[chosen].lanSeekID), list_[chosen].systemID,
+                         list_[chosen].macAddress);
+    }
+  }
+
+  void Compare() {
+    const CtrlTable::Lock lock(table_);
+    EXPECT_EQ(AllIds(table_), Those([](const CtrlInfo&) { return true; }));
+    EXPECT_EQ(table_.Size(), list_.size());
+    const CtrlInfo p = Record(Text(), Text(), Text());
+    const Ids byAddress = Those([&](const CtrlInfo& r) { return r.ctrlAddress == p.ctrlAddress; });
+    const Ids bySystemID = Those([&](const CtrlInfo& r) { return r.systemID == p.systemID; });
+    EXPECT_EQ(IdsOf(table_.AllByAddress(p.ctrlAddress)), byAddress);
+    EXPECT_EQ(IdsOf(table_.AllBySystemID(p.systemID)), bySystemID);
+    EXPECT_EQ(IdOf(table_, table_.FirstByAddress(p.ctrlAddress)), byAddress.empty() ? 0 : byAddress.front());
+    EXPECT_EQ(IdOf(table_, table_.FirstBySystemID(p.systemID)), bySystemID.empty() ? 0 : bySystemID.front());
+    EXPECT_EQ(IdsOf(table_.AllByFoldedSystemID(p.systemID)),
+              Those([&](const CtrlInfo& r) { return Lower(r.systemID) == Lower(p.systemID); }));
+    EXPECT_EQ(IdsOf(table_.Related(p)), Those([&](const CtrlInfo& r) {
+                return r.systemID == p.systemID || r.macAddress == p.macAddress ||
+                       r.ctrlAddress == p.ctrlAddress;
+              }));
+  }
+
+ private:
+  /// One of few texts, so that many records share one.
+  const wchar_t* Text() {
+    static constexpr const wchar_t* kTexts[] = {L"", L"a", L"A", L"b", L"ab", L"aB", L"10.0.0.1", L"{B}"};
+    return kTexts[random_() % std::size(kTexts)];
+  }
+  static std::wstring Lower(std::wstring text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](wchar_t c) {
+      return c == L'A' ? L'a' : c == L'B' ? L'b' : c;
+    });
+    return text;
+  }
+  template <typename Wanted>
+  Ids Those(Wanted wanted) const {
+    Ids ids;
+    for (const CtrlInfo& record : list_) {
+      if (wanted(record)) ids.push_back(record.lanSeekID);
+    }
+    return ids;
+  }
+
+  std::mt19937 random_;
+  CtrlTable table_;
+  std::vector<CtrlInfo> list_;
+};
+
+TEST(CtrlTableTest, AnswersLikeAPlainListWhateverHappens) {
+  for (std::uint32_t seed = 1; seed <= 50 && !::testing::Test::HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    TableAndList both(seed);
+    for (int step = 0; step < 300; ++step) {
+      both.Change();
+      both.Compare();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kellanseek::test
