@@ -26,7 +26,7 @@ std::wstring BesideProgram() {
   const std::wstring separator(PathSeparator());
   const std::wstring program = platform::CurrentModulePath();
   const std::wstring directory = program.substr(0, program.rfind(separator) + 1);
-  for (const char* const place : {"", KELLANSEEK_LIBRARY_DIRECTORY "/"}) {
+  for (const char* const place : {"", KELLANSEEK_LIBRARY_DIRECTORY "/", "../lib/"}) {
     std::wstring path = directory + FromUtf8(place) + FromUtf8(KELLANSEEK_MODULE_NAME);
     if (KindOfPath(path) == PathKind::Other) return path;
   }

@@ -1,0 +1,142 @@
+#include "Output.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "EventText.h"
+#include "Listing.h"
+#include "Text.h"
+
+namespace kellanseek::tools {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+Controller Hostile() {
+  Controller controller;
+  controller.id = 12;
+  controller.availability = CtrlAvailable;
+  controller.name = "\x1b]0;owned\x07\xc2\x9b";
+  controller.address = "10.1.0.12";
+  controller.systemID = "\xe2\x80\xae{X}\n";
+  controller.releasePath = "\r\b\x7f";
+  return controller;
+}
+
+Controller Plain(ULONG id, const std::string& name) {
+  Controller controller;
+  controller.id = id;
+  controller.availability = CtrlAvailable;
+  controller.name = name;
+  controller.address = "10.1.0.11";
+  controller.systemID = "{5A}";
+  return controller;
+}
+
+Event EventOf(std::optional<LanSeekEventReason> reason, const Controller& controller) {
+  Event event;
+  event.reason = reason;
+  event.controller = controller;
+  return event;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (std::size_t start = 0, end = 0; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+    lines.push_back(text.substr(start, end - start));
+  }
+  return lines;
+}
+
+TEST(Output, NoTextOfTheNetworkReachesTheTerminalRaw) {
+  const Event event = EventOf(CtrlNew, Hostile());
+  const std::string outputs[] = {EventLine(event, false),
+                                 JsonText(ToJson(event)) + "\n",
+                                 JsonText(ToJson(event.controller), 2),
+                                 ListingText({Hostile()}, 1, false),
+                                 ListingJson({Hostile()}, 1),
+                                 DetailText(Hostile(), false)};
+  for (const std::string& output : outputs) {
+    for (const std::string& line : Lines(output)) EXPECT_EQ(line, Printable(std::string_view(line)));
+  }
+  EXPECT_EQ(1U, Lines(outputs[0]).size());
+  EXPECT_EQ(1U, Lines(outputs[1]).size());
+}
+
+TEST(Output, JsonMeansTheTextsAsTheyCame) {
+  const Controller controller = Hostile();
+  const auto json = nlohmann::json::parse(JsonText(ToJson(controller)));
+  EXPECT_EQ(controller.name, json["name"]);
+  EXPECT_EQ(controller.systemID, json["systemID"]);
+  EXPECT_EQ(controller.releasePath, json["releasePath"]);
+  EXPECT_FALSE(nlohmann::json::parse(JsonText(ToJson(EventOf(std::nullopt, controller)))).contains("reason"));
+}
+
+TEST(Output, ColumnsAlignWhateverTheNames) {
+  const std::vector<Controller> controllers = {Plain(11, "cell"), Plain(1234, "Zelle S\u00fcd"),
+                                               Plain(13, "\u30bb\u30eb")};
+  const auto column = [](const std::string& line) { return Width(line.substr(0, line.find("10.1.0.11"))); };
+  const auto listing = Lines(ListingText(controllers, 1, false));
+  std::vector<std::string> events;
+  for (const Controller& controller : controllers)
+    events.push_back(EventLine(EventOf(CtrlNew, controller), false));
+  for (std::size_t i = 1; i < controllers.size(); ++i) {
+    EXPECT_EQ(column(listing[1]), column(listing[1 + i])) << listing[1 + i];
+    EXPECT_EQ(column(events[0]), column(events[i])) << events[i];
+  }
+  const std::string heading = EventHeading(false);
+  EXPECT_EQ(heading.find("ADDRESS"), column(events[0]));
+  EXPECT_EQ(heading.find("DETAIL"), events[0].find("{5A}"));
+}
+
+TEST(Output, TextTooLongForItsColumnRunsIntoNoOther) {
+  EXPECT_THAT(EventLine(EventOf(CtrlNew, Plain(11, std::string(40, 'n'))), false), HasSubstr("nnn  {5A}\n"));
+}
+
+TEST(Output, ListSaysHowManyAndHowLong) {
+  Controller silent = Plain(12, "b");
+  silent.availability = CtrlUnavailable;
+  EXPECT_THAT(ListingText({Plain(11, "a"), silent}, 2.04, false),
+              EndsWith("\n2 controllers, 1 unavailable; listened for 2.0 s.\n"));
+  EXPECT_THAT(ListingText({silent}, 0, false),
+              EndsWith("\n1 controller, 1 unavailable; listened for 0.0 s.\n"));
+  EXPECT_EQ("No controllers; listened for 2.0 s.\n", ListingText({}, 2, false));
+}
+
+TEST(Output, UpdateSaysWhatChanged) {
+  Event event = EventOf(CtrlUpdated, Plain(11, "after"));
+  event.before = Plain(11, "be\x1b");
+  event.controller.version = "6.10.2";
+  EXPECT_THAT(EventLine(event, false),
+              EndsWith("  name \"be\\u001b\" -> \"after\", version \"\" -> \"6.10.2\"\n"));
+}
+
+TEST(Output, ColoursOnlyWhereTheyAreWanted) {
+  const Event event = EventOf(CtrlLostConnection, Plain(11, "a"));
+  EXPECT_THAT(EventLine(event, true), HasSubstr("\x1b[31mlost-connection"));
+  EXPECT_THAT(EventLine(event, false) + EventHeading(false) + DetailText(event.controller, false),
+              Not(HasSubstr("\x1b")));
+}
+
+TEST(Output, TimesAreWrittenAsDates) {
+  const struct {
+    std::uint64_t ticks;
+    const char* text;
+  } cases[] = {
+      {0, "1601-01-01T00:00:00.000"},
+      {116444736000000000ULL, "1970-01-01T00:00:00.000"},
+      {133537247999999999ULL, "2024-02-29T23:59:59.999"},
+      {133537248000000000ULL, "2024-03-01T00:00:00.000"},
+  };
+  for (const auto& one : cases) {
+    EXPECT_EQ(one.text, TimeText({static_cast<DWORD>(one.ticks), static_cast<DWORD>(one.ticks >> 32)}));
+  }
+}
+
+}  // namespace
+}  // namespace kellanseek::tools

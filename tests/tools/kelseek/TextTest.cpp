@@ -1,0 +1,52 @@
+#include "Text.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+namespace kellanseek::tools {
+namespace {
+
+using namespace std::string_literals;
+
+TEST(Text, NothingThatCommandsATerminalIsPrinted) {
+  const struct {
+    std::string text;
+    std::string printed;
+  } cases[] = {
+      {"cell 1", "cell 1"},
+      {"Zelle S\u00fcd", "Zelle S\u00fcd"},
+      {"\u30bb\u30eb \U0001F916", "\u30bb\u30eb \U0001F916"},
+      {"C:\\cell\\u001b", "C:\\cell\\u001b"},
+      {"\x1b[31mred\x07", "\\u001b[31mred\\u0007"},
+      {"a\0b\r\n\t"s, "a\\u0000b\\u000d\\u000a\\u0009"},
+      {"\x7f\u0080\u009b\u009f\u00a0", "\\u007f\\u0080\\u009b\\u009f\u00a0"},
+      {"\u202egnp.exe\u2066\u200f\ufeff", "\\u202egnp.exe\\u2066\\u200f\\ufeff"},
+      {"\u2028\u2029", "\\u2028\\u2029"},
+      {"bad \xff\xc3", "bad \ufffd\ufffd"},
+  };
+  for (const auto& one : cases) EXPECT_EQ(one.printed, Printable(std::string_view(one.text)));
+}
+
+TEST(Text, WidthIsThatOnATerminal) {
+  const struct {
+    std::string text;
+    std::size_t width;
+  } cases[] = {{"", 0}, {"cell", 4}, {"S\u00fcd", 3}, {"u\u0308", 1}, {"\u30bb\u30eb", 4}, {"\U0001F916", 2}};
+  for (const auto& one : cases) EXPECT_EQ(one.width, Width(one.text)) << one.text;
+}
+
+TEST(Text, WideTextSurvivesTheWayToUtf8AndBack) {
+  std::wstring all;
+  for (char32_t code = 1; code < 0x110000; code += 37) {
+    if (code >= 0xD800 && code < 0xE000) continue;
+    if (sizeof(wchar_t) == 2 && code > 0xFFFF) break;
+    all += static_cast<wchar_t>(code);
+  }
+  EXPECT_EQ(all, FromUtf8(ToUtf8(all)));
+  EXPECT_EQ("a\ufffd", ToUtf8(std::wstring{L'a', static_cast<wchar_t>(0xDC80)}));
+}
+
+}  // namespace
+}  // namespace kellanseek::tools

@@ -1,0 +1,93 @@
+"""What kelseek answers to its arguments where no network is needed.  command_line_test.py KELSEEK"""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+KELSEEK = pathlib.Path(sys.argv.pop())
+MODULE_NAME = "libKelLanSeek.so"
+FOUND, NOTHING_FOUND, WRONG_USE, COMPONENT_FAILED = range(4)
+
+
+class CommandLine(unittest.TestCase):
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.folder = pathlib.Path(scratch.name).resolve()
+
+    def run_kelseek(self, *arguments, program=KELSEEK, **environment):
+        registry = {"KELLANSEEK_REGISTRY": str(self.folder / "registry")}
+        return subprocess.run([program, *arguments], capture_output=True, text=True, timeout=30, cwd=self.folder,
+                              env={**os.environ, **registry, **environment})
+
+    def test_wrong_use_is_told_as_such(self):
+        for arguments in ([], ["lst"], ["list", "extra"], ["list", "--wait", "-1"], ["list", "--wait", "soon"], ["show"],
+                          ["add"], ["add", "10.1.0"], ["add", "10.1.0.256"], ["add", "host"], ["watch", "--seconds", "x"],
+                          ["watch", "--add", "10.1"], ["list", "watch"], ["--module"]):
+            with self.subTest(arguments):
+                result = self.run_kelseek(*arguments)
+                self.assertEqual((WRONG_USE, ""), (result.returncode, result.stdout))
+                self.assertRegex(result.stderr, "kelseek")
+
+    def test_help_and_version(self):
+        for arguments in (["--help"], ["list", "--help"], ["watch", "-h"]):
+            with self.subTest(arguments):
+                result = self.run_kelseek(*arguments)
+                self.assertEqual((0, ""), (result.returncode, result.stderr))
+                self.assertIn("Usage:", result.stdout)
+        self.assertTrue(re.fullmatch(r"kelseek \d+\.\d+\.\d+\n", self.run_kelseek("--version").stdout))
+
+    def broken_component(self, *place):
+        path = self.folder.joinpath(*place)
+        path.parent.mkdir(exist_ok=True)
+        path.write_text("no module")
+        return str(path)
+
+    def assert_refused(self, path, result):
+        self.assertEqual((COMPONENT_FAILED, ""), (result.returncode, result.stdout))
+        self.assertTrue(result.stderr.startswith(f"kelseek: the component {path} does not load: "), result.stderr)
+
+    def test_component_that_does_not_load(self):
+        broken, missing = self.broken_component("broken.so"), str(self.folder / "missing.so")
+        self.assert_refused(broken, self.run_kelseek("list", "--module", broken))
+        self.assert_refused(missing, self.run_kelseek("--module", missing, "watch"))
+        self.assert_refused(missing, self.run_kelseek("show", "11", KELLANSEEK_MODULE=missing))
+        self.assert_refused(broken, self.run_kelseek("add", "10.1.0.1", "--module", broken, KELLANSEEK_MODULE=missing))
+        self.assert_refused("./broken.so", self.run_kelseek("refresh", "--module", "broken.so"))
+
+    def test_component_is_looked_for_around_the_program(self):
+        (self.folder / "bin").mkdir()
+        program = shutil.copy(KELSEEK, self.folder / "bin")
+        alone = self.run_kelseek("list", program=program)
+        self.assertEqual(COMPONENT_FAILED, alone.returncode)
+        self.assertIn("the registered one does not come up", alone.stderr)
+        self.broken_component("lib", MODULE_NAME)
+        self.assert_refused(f"{self.folder}/bin/../lib/{MODULE_NAME}", self.run_kelseek("list", program=program))
+        beside = self.broken_component("bin", MODULE_NAME)
+        self.assert_refused(beside, self.run_kelseek("list", program=program))
+
+    def test_registered_component_comes_last(self):
+        (self.folder / "bin").mkdir()
+        program = shutil.copy(KELSEEK, self.folder / "bin")
+        broken = self.broken_component("registered.so")
+        (self.folder / "registry").write_text(
+            f"[HKEY_CLASSES_ROOT\\CLSID\\{{2B474DCE-7759-49B8-B088-5A5DE5943E2F}}\\InprocServer32]\n@={broken}\n")
+        result = self.run_kelseek("list", program=program)
+        self.assertEqual(COMPONENT_FAILED, result.returncode)
+        self.assertIn("(0x800401F8)", result.stderr)
+
+    def test_what_was_typed_cannot_command_the_terminal(self):
+        for arguments in (["\x1b[31m"], ["list", "--module", "\x1b]0;x\x07"], ["list", "--wait", "\x9b1"]):
+            with self.subTest(arguments):
+                errors = self.run_kelseek(*arguments).stderr
+                self.assertNotRegex(errors, "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+                self.assertIn("\\u00", errors)
+
+
+if __name__ == "__main__":
+    unittest.main()
