@@ -33,7 +33,9 @@ int SocketInNamespace(const std::string& path) {
 }  // namespace
 
 PlantSocket::PlantSocket(const std::string& namespacePath, const std::string& broadcast, std::uint16_t port)
-    : descriptor_(SocketInNamespace(namespacePath)), address_(inet_addr(broadcast.c_str())), port_(htons(port)) {
+    : descriptor_(SocketInNamespace(namespacePath)),
+      address_(inet_addr(broadcast.c_str())),
+      port_(htons(port)) {
   const int on = 1;
   setsockopt(descriptor_, SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
 }
@@ -45,8 +47,8 @@ bool PlantSocket::Send(const std::string& datagram) const {
   to.sin_family = AF_INET;
   to.sin_port = port_;
   to.sin_addr.s_addr = address_;
-  const auto sent = sendto(descriptor_, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&to),
-                           sizeof to);
+  const auto sent = sendto(descriptor_, datagram.data(), datagram.size(), 0,
+                           reinterpret_cast<const sockaddr*>(&to), sizeof to);
   return sent == static_cast<ssize_t>(datagram.size());
 }
 

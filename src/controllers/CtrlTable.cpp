@@ -3,8 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/CodePage.h"
+
 namespace kellanseek {
 namespace {
+
+bool HasKeysOf(const CtrlInfo& record, const CtrlInfo& pattern) {
+  return platform::LocaleEqual(record.macAddress, pattern.macAddress) &&
+         platform::LocaleEqual(record.ctrlAddress, pattern.ctrlAddress);
+}
 
 bool EarlierRecord(const CtrlTable::Iterator& left, const CtrlTable::Iterator& right) {
   return left->lanSeekID < right->lanSeekID;
@@ -31,8 +38,8 @@ CtrlTable::CtrlTable()
         const mi::member<CtrlInfo, std::wstring, &CtrlInfo::systemID> systemID;
         const mi::member<CtrlInfo, std::wstring, &CtrlInfo::macAddress> macAddress;
         return Records::ctor_args_list(boost::make_tuple(
-            Records::nth_index<0>::type::ctor_args(),
-            Records::nth_index<1>::type::ctor_args(), boost::make_tuple(kBuckets, address, locale, LocaleEquals()),
+            Records::nth_index<0>::type::ctor_args(), Records::nth_index<1>::type::ctor_args(),
+            boost::make_tuple(kBuckets, address, locale, LocaleEquals()),
             boost::make_tuple(kBuckets, systemID, locale, LocaleEquals()),
             boost::make_tuple(kBuckets, systemID, folded, FoldedEquals()),
             boost::make_tuple(kBuckets, macAddress, locale, LocaleEquals())));
@@ -63,9 +70,13 @@ CtrlTable::Iterator CtrlTable::FindCtrl(const CtrlInfo& pattern) {
   return pattern.ctrlType == RC ? FirstByAddress(pattern.ctrlAddress) : FirstBySystemID(pattern.systemID);
 }
 
-CtrlTable::Iterator CtrlTable::FirstByAddress(const std::wstring& address) { return First<ByAddress>(address); }
+CtrlTable::Iterator CtrlTable::FirstByAddress(const std::wstring& address) {
+  return First<ByAddress>(address);
+}
 
-CtrlTable::Iterator CtrlTable::FirstBySystemID(const std::wstring& systemID) { return First<BySystemID>(systemID); }
+CtrlTable::Iterator CtrlTable::FirstBySystemID(const std::wstring& systemID) {
+  return First<BySystemID>(systemID);
+}
 
 CtrlTable::Iterators CtrlTable::AllByAddress(const std::wstring& address) {
   Iterators found;
@@ -90,6 +101,14 @@ CtrlTable::Iterators CtrlTable::AllByFoldedSystemID(std::wstring_view systemID) 
 
 CtrlTable::Iterators CtrlTable::Related(const CtrlInfo& pattern) {
   Iterators found;
+  if (sharedKeys_ == 0) {
+    // Where no two records share a key, one that has all three of the pattern's is the only one there can be.
+    const Iterator known = First<BySystemID>(pattern.systemID);
+    if (known != end() && HasKeysOf(*known, pattern)) {
+      found.push_back(known);
+      return found;
+    }
+  }
   Append<BySystemID>(found, pattern.systemID);
   Append<ByMac>(found, pattern.macAddress);
   Append<ByAddress>(found, pattern.ctrlAddress);
@@ -98,19 +117,38 @@ CtrlTable::Iterators CtrlTable::Related(const CtrlInfo& pattern) {
   return found;
 }
 
-void CtrlTable::SetIdentity(Iterator record, const std::wstring& systemID, const std::wstring& macAddress) {
+template <typename Index>
+std::size_t CtrlTable::IsHeld(const std::wstring& key, std::size_t byMoreThan) {
+  if (key.empty()) return 0;
+  auto [first, last] = records_.get<Index>().equal_range(key);
+  for (; byMoreThan > 0 && first != last; --byMoreThan) ++first;
+  return first != last ? 1 : 0;
+}
+
+std::size_t CtrlTable::KeysHeld(const CtrlInfo& record, std::size_t byMoreThan) {
+  return IsHeld<BySystemID>(record.systemID, byMoreThan) + IsHeld<ByMac>(record.macAddress, byMoreThan) +
+         IsHeld<ByAddress>(record.ctrlAddress, byMoreThan);
+}
+
+void CtrlTable::SetIdentity(Iterator record, std::wstring systemID, std::wstring macAddress) {
+  sharedKeys_ -= KeysHeld(*record, 1);
   records_.get<InOrder>().modify(record, [&](CtrlInfo& stored) {
-    stored.systemID = systemID;
-    stored.macAddress = macAddress;
+    stored.systemID.swap(systemID);
+    stored.macAddress.swap(macAddress);
   });
+  sharedKeys_ += KeysHeld(*record, 1);
 }
 
 CtrlTable::Iterator CtrlTable::AddCtrl(CtrlInfo record) {
+  const std::size_t shared = KeysHeld(record, 0);
   const auto [position, inserted] = records_.get<InOrder>().push_back(std::move(record));
-  return inserted ? position : end();
+  if (!inserted) return end();
+  sharedKeys_ += shared;
+  return position;
 }
 
 CtrlTable::Iterator CtrlTable::Remove(Iterator record) {
+  sharedKeys_ -= KeysHeld(*record, 1);
   CtrlInfo& leaving = Edit(record);
   if (leaving.vcInterface) toRelease_.push_back(std::move(leaving.vcInterface));
   return records_.get<InOrder>().erase(record);

@@ -22,9 +22,9 @@ namespace kellanseek {
 /// Ids up to this one are never issued.
 inline constexpr std::uint32_t kLastReservedLanSeekID = 10;
 
-/// All known controllers in the order in which they became known, which is also the order of their lanSeekIDs: an
-/// id is issued, under the table lock, only for the record that is added next. Indexes by id, address, system
-/// identity and MAC address give the first record in that order without walking the table.
+/// All known controllers in the order in which they became known, which is also the order of their
+/// lanSeekIDs: an id is issued, under the table lock, only for the record that is added next. Indexes by id,
+/// address, system identity and MAC address give the first record in that order without walking the table.
 ///
 /// Everything but NextLanSeekID() needs the table lock, which is taken with a Lock.
 class CtrlTable {
@@ -37,25 +37,27 @@ class CtrlTable {
   struct ByMac {};
 
   using Records = boost::multi_index_container<
-      CtrlInfo,
-      boost::multi_index::indexed_by<
-          boost::multi_index::sequenced<boost::multi_index::tag<InOrder>>,
-          boost::multi_index::hashed_unique<
-              boost::multi_index::tag<ById>,
-              boost::multi_index::member<CtrlInfo, std::uint32_t, &CtrlInfo::lanSeekID>>,
-          boost::multi_index::hashed_non_unique<
-              boost::multi_index::tag<ByAddress>,
-              boost::multi_index::member<CtrlInfo, std::wstring, &CtrlInfo::ctrlAddress>, LocaleHash, LocaleEquals>,
-          boost::multi_index::hashed_non_unique<
-              boost::multi_index::tag<BySystemID>,
-              boost::multi_index::member<CtrlInfo, std::wstring, &CtrlInfo::systemID>, LocaleHash, LocaleEquals>,
-          boost::multi_index::hashed_non_unique<
-              boost::multi_index::tag<ByFoldedSystemID>,
-              boost::multi_index::member<CtrlInfo, std::wstring, &CtrlInfo::systemID>, FoldedHash, FoldedEquals>,
-          boost::multi_index::hashed_non_unique<
-              boost::multi_index::tag<ByMac>,
-              boost::multi_index::member<CtrlInfo, std::wstring, &CtrlInfo::macAddress>, LocaleHash,
-              LocaleEquals>>>;
+      CtrlInfo, boost::multi_index::indexed_by<
+                    boost::multi_index::sequenced<boost::multi_index::tag<InOrder>>,
+                    boost::multi_index::hashed_unique<
+                        boost::multi_index::tag<ById>,
+                        boost::multi_index::member<CtrlInfo, std::uint32_t, &CtrlInfo::lanSeekID>>,
+                    boost::multi_index::hashed_non_unique<
+                        boost::multi_index::tag<ByAddress>,
+                        boost::multi_index::member<CtrlInfo, std::wstring, &CtrlInfo::ctrlAddress>,
+                        LocaleHash, LocaleEquals>,
+                    boost::multi_index::hashed_non_unique<
+                        boost::multi_index::tag<BySystemID>,
+                        boost::multi_index::member<CtrlInfo, std::wstring, &CtrlInfo::systemID>, LocaleHash,
+                        LocaleEquals>,
+                    boost::multi_index::hashed_non_unique<
+                        boost::multi_index::tag<ByFoldedSystemID>,
+                        boost::multi_index::member<CtrlInfo, std::wstring, &CtrlInfo::systemID>, FoldedHash,
+                        FoldedEquals>,
+                    boost::multi_index::hashed_non_unique<
+                        boost::multi_index::tag<ByMac>,
+                        boost::multi_index::member<CtrlInfo, std::wstring, &CtrlInfo::macAddress>, LocaleHash,
+                        LocaleEquals>>>;
 
  public:
   /// Names a record; stays valid while that record is in the table, whatever happens to others.
@@ -66,8 +68,8 @@ class CtrlTable {
   CtrlTable(const CtrlTable&) = delete;
   CtrlTable& operator=(const CtrlTable&) = delete;
 
-  /// Holds the table lock for the life of a scope. References to the objects of virtual controllers whose records
-  /// were removed meanwhile are released after the lock, since releasing one runs its owner's code.
+  /// Holds the table lock for the life of a scope. References to the objects of virtual controllers whose
+  /// records were removed meanwhile are released after the lock, since releasing one runs its owner's code.
   class KELLANSEEK_TSA(scoped_lockable) Lock {
    public:
     explicit Lock(CtrlTable& table) ACQUIRE(table.mutex_);
@@ -84,15 +86,17 @@ class CtrlTable {
   /// The id that the next new controller gets. Needs no lock.
   std::uint32_t NextLanSeekID() const { return nextLanSeekID_.load(std::memory_order_relaxed); }
   /// Issues an id; it is never issued again, whether or not a record is added under it.
-  std::uint32_t IssueLanSeekID() REQUIRES(mutex_) { return nextLanSeekID_.fetch_add(1, std::memory_order_relaxed); }
+  std::uint32_t IssueLanSeekID() REQUIRES(mutex_) {
+    return nextLanSeekID_.fetch_add(1, std::memory_order_relaxed);
+  }
 
   Iterator begin() REQUIRES(mutex_) { return records_.get<InOrder>().begin(); }
   Iterator end() REQUIRES(mutex_) { return records_.get<InOrder>().end(); }
   std::size_t Size() const REQUIRES(mutex_) { return records_.size(); }
 
   Iterator Find(std::uint32_t lanSeekID) REQUIRES(mutex_);
-  /// The stored record of the controller that `pattern` describes: a real controller is found by address, any other
-  /// by system identity.
+  /// The stored record of the controller that `pattern` describes: a real controller is found by address, any
+  /// other by system identity.
   Iterator FindCtrl(const CtrlInfo& pattern) REQUIRES(mutex_);
   /// The first record with that address, or that system identity.
   Iterator FirstByAddress(const std::wstring& address) REQUIRES(mutex_);
@@ -108,7 +112,7 @@ class CtrlTable {
   /// A record for changing any field but its keys: lanSeekID, ctrlAddress, systemID and macAddress.
   CtrlInfo& Edit(Iterator record) REQUIRES(mutex_) { return const_cast<CtrlInfo&>(*record); }
   /// Changes the two keys that can change during the life of a record.
-  void SetIdentity(Iterator record, const std::wstring& systemID, const std::wstring& macAddress) REQUIRES(mutex_);
+  void SetIdentity(Iterator record, std::wstring systemID, std::wstring macAddress) REQUIRES(mutex_);
 
   /// Adds a record at the end under its lanSeekID, which was issued just before. end() when the id is taken.
   /// Throws std::bad_alloc with the table unchanged.
@@ -122,9 +126,17 @@ class CtrlTable {
   template <typename Index, typename Key>
   void Append(Iterators& found, const Key& key) REQUIRES(mutex_);
 
+  template <typename Index>
+  std::size_t IsHeld(const std::wstring& key, std::size_t byMoreThan) REQUIRES(mutex_);
+  /// How many of the record's three texts that tell controllers apart are there and held by more records than
+  /// that.
+  std::size_t KeysHeld(const CtrlInfo& record, std::size_t byMoreThan) REQUIRES(mutex_);
+
   platform::Mutex mutex_;
   std::atomic<std::uint32_t> nextLanSeekID_{kLastReservedLanSeekID + 1};
   Records records_ GUARDED_BY(mutex_);
+  /// For each system identity, MAC address and address that records share, how many do besides the first.
+  std::size_t sharedKeys_ GUARDED_BY(mutex_) = 0;
   std::vector<KelComPtr<IUnknown>> toRelease_ GUARDED_BY(mutex_);
 };
 

@@ -22,8 +22,9 @@ daemon::RandomSource RandomNumbers() {
 
 }  // namespace
 
-CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events, CKelLanSeekConfigSettings& settings,
-                                 InterfaceChangeListener& owner, const EngineEnvironment& environment)
+CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
+                                 CKelLanSeekConfigSettings& settings, InterfaceChangeListener& owner,
+                                 const EngineEnvironment& environment)
     : table_(table),
       settings_(settings),
       trace_(environment.debugOutput, kUnit),
@@ -33,16 +34,16 @@ CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events, C
       daemon_({interfaces_, sockets_, socketsReady_, RandomNumbers(), environment.debugOutput}),
       hostNames_(table, events, environment.reverseLookup, stopEngine_),
       lifecycle_(interfaces_, settings, events, hostNames_, daemon_, environment.debugOutput),
-      refreshCycle_({table, interfaces_, settings, sockets_, daemon_, lifecycle_, environment.processes, pacer_,
-                     environment.debugOutput}),
+      refreshCycle_({table, interfaces_, settings, sockets_, daemon_, lifecycle_, environment.processes,
+                     pacer_, environment.debugOutput}),
       collisions_(lifecycle_, environment.debugOutput),
-      dispatcher_({table, settings, engineLock_, collisions_, lifecycle_, refreshCycle_, hostNames_, events, daemon_,
-                   environment.debugOutput}),
-      receiver_({environment.network, interfaces_, sockets_, settings, dispatcher_, engineLock_, socketsReady_,
-                 stopNetwork_, environment.debugOutput}),
+      dispatcher_({table, settings, engineLock_, collisions_, lifecycle_, refreshCycle_, hostNames_, events,
+                   daemon_, environment.debugOutput}),
+      receiver_({environment.network, interfaces_, sockets_, settings, dispatcher_, engineLock_,
+                 socketsReady_, stopNetwork_, environment.debugOutput}),
       localVCs_(table, settings, lifecycle_, environment.processes, environment.debugOutput),
-      addressWatch_(interfaces_, table.TableMutex(), settings, owner, environment.watchAddressChanges, stopNetwork_,
-                    environment.debugOutput) {}
+      addressWatch_(interfaces_, table.TableMutex(), settings, owner, environment.watchAddressChanges,
+                    stopNetwork_, environment.debugOutput) {}
 
 CControllerSeek::~CControllerSeek() {
   if (refreshThread_.Running()) Stop(0);
@@ -67,11 +68,13 @@ void CControllerSeek::Init() {
 void CControllerSeek::StartNetwork() {
   socketsReady_.Reset();
   refreshThread_.Start("KelRefresh", [this] { RefreshThread(); });
-  receiverThread_.Start("KelReceiver", [this] {
+  const auto receive = [this] {
     receiverId_.store(std::this_thread::get_id());
     receiver_.ReceiverThread();
     receiverId_.store({});
-  });
+  };
+  // The system's buffers hold little: who empties them must not have to wait for a turn.
+  receiverThread_.Start("KelReceiver", receive, platform::ThreadUrgency::Prompt);
   daemon_.StartThread();
 }
 
@@ -81,7 +84,8 @@ void CControllerSeek::Start(int restart) {
   if (settings_.DetectInterfaceChanges != 0) {
     addressThread_.Start("KelAddrWatch", [this] { addressWatch_.NotifyAddrChangeLoop(); });
   }
-  hostNameThread_.Start("KelHostNames", [this] { hostNames_.HostNameThread(); });
+  hostNameThread_.Start(
+      "KelHostNames", [this] { hostNames_.HostNameThread(); }, platform::ThreadUrgency::Background);
 }
 
 void CControllerSeek::Stop(int restart) {

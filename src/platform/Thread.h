@@ -5,8 +5,16 @@
 
 namespace kellanseek::platform {
 
-/// A named thread that is a member of the multithreaded COM apartment from before its body runs until after it
-/// has ended. The owner joins it: destruction waits for the body to end. Not for use by several threads at once.
+/// How a thread competes for the processor with the threads of its process and with other programs.
+enum class ThreadUrgency {
+  Normal,
+  Prompt,      ///< Little to do, but at once: runs soon after what it waits for has happened.
+  Background,  ///< May take what the others leave.
+};
+
+/// A named thread that is a member of the multithreaded COM apartment from before its body runs until after
+/// it has ended. The owner joins it: destruction waits for the body to end. Not for use by several threads at
+/// once.
 class Thread {
  public:
   Thread() = default;
@@ -14,9 +22,10 @@ class Thread {
   Thread(Thread&&) noexcept = default;
   Thread& operator=(Thread&&) = delete;
 
-  /// Starts the thread. `name` (at most 15 characters) is what a debugger shows. A thread that the system cannot
-  /// start stays "not running"; false is returned then.
-  bool Start(const char* name, std::function<void()> body);
+  /// Starts the thread. `name` (at most 15 characters) is what a debugger shows. A thread that the system
+  /// cannot start stays "not running"; false is returned then. A system that refuses the urgency takes it as
+  /// Normal.
+  bool Start(const char* name, std::function<void()> body, ThreadUrgency urgency = ThreadUrgency::Normal);
   bool Running() const { return thread_.joinable(); }
   /// True when called on this very thread.
   bool IsCurrent() const { return thread_.get_id() == std::this_thread::get_id(); }

@@ -10,24 +10,24 @@ namespace {
 
 /// Takes the next piece between semicolons off the text; runs of semicolons count as one. False at the end.
 bool NextPiece(std::string_view& text, std::string_view& piece) {
-  const std::size_t begin = text.find_first_not_of(';');
-  if (begin == std::string_view::npos) return false;
-  text.remove_prefix(begin);
-  const std::size_t end = std::min(text.find(';'), text.size());
-  piece = text.substr(0, end);
-  text.remove_prefix(end);
-  return true;
+  while (text.starts_with(';')) text.remove_prefix(1);
+  piece = text.substr(0, text.find(';'));
+  text.remove_prefix(piece.size());
+  return !piece.empty();
 }
 
 bool ReadHeader(std::string_view text, std::uint32_t& claimedLength, std::uint32_t& type) {
   if (!text.starts_with(kMagic)) return false;
   text.remove_prefix(kMagic.size());
-  if (!ScanHex(text, claimedLength) || !text.starts_with(';')) return false;
-  text.remove_prefix(1);
+  if (!ScanHexUntil(';', text, claimedLength)) return false;
   return ScanHex(text, type);
 }
 
-std::uint32_t Number(std::string_view value) { return static_cast<std::uint32_t>(ScanDecimal(value)); }
+std::uint32_t Number(std::string_view value) {
+  if (value.size() == 1 && value[0] >= '0' && value[0] <= '9')
+    return static_cast<std::uint32_t>(value[0] - '0');
+  return static_cast<std::uint32_t>(ScanDecimal(value));
+}
 
 void TakeCtrlType(std::string_view value, CtrlInfo& pattern) {
   const std::int32_t kind = ScanDecimal(value);
@@ -61,8 +61,8 @@ std::uint32_t* NumberField(std::uint32_t tag, CtrlInfo& pattern) {
 
 bool MessageReader::TakeField(std::string_view piece, Message& message) {
   std::uint32_t tag = 0;
-  if (!ScanHex(piece, tag) || !piece.starts_with(':')) return true;
-  const std::string_view value = piece.substr(1);
+  std::string_view value = piece;
+  if (!ScanHexUntil(':', value, tag)) return true;
   if (std::all_of(value.begin(), value.end(), IsSpace)) return true;
 
   if (std::wstring* text = TextField(tag, message.pattern)) {

@@ -49,7 +49,9 @@ std::string MessageWriter::Take() {
   return std::exchange(text_, {});
 }
 
-std::string BuildRequest(LanSeekMsgType type) { return MessageWriter(MessageWriter::LengthDigits::Two, type).Take(); }
+std::string BuildRequest(LanSeekMsgType type) {
+  return MessageWriter(MessageWriter::LengthDigits::Two, type).Take();
+}
 
 std::string BuildTargetedRequest(std::string_view address, std::string_view systemID) {
   MessageWriter request(MessageWriter::LengthDigits::Two, TargetedRequestMsg);

@@ -9,8 +9,8 @@
 
 namespace kellanseek::protocol {
 
-/// Builds datagrams: the magic, the length of the whole in a fixed number of lowercase hexadecimal digits, the type,
-/// and fields in the order in which they are appended. Texts are in the ANSI code page.
+/// Builds datagrams: the magic, the length of the whole in a fixed number of lowercase hexadecimal digits,
+/// the type, and fields in the order in which they are appended. Texts are in the ANSI code page.
 class MessageWriter {
  public:
   /// Requests carry two length digits, which limits them to kMaxRequest bytes; answers carry three.
@@ -34,8 +34,9 @@ class MessageWriter {
 /// A request to all controllers (FullRequestMsg or RefreshRequestMsg).
 std::string BuildRequest(LanSeekMsgType type);
 
-/// The request to the one controller at `address`; a remote virtual controller is named by its system identity too
-/// (empty for any other). Texts are in the ANSI code page. Empty when the request would be too long to be built.
+/// The request to the one controller at `address`; a remote virtual controller is named by its system
+/// identity too (empty for any other). Texts are in the ANSI code page. Empty when the request would be too
+/// long to be built.
 std::string BuildTargetedRequest(std::string_view address, std::string_view systemID);
 
 /// An address text in a request is cut to this many bytes.

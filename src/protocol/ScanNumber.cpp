@@ -38,7 +38,8 @@ bool ScanHex(std::string_view& text, std::uint32_t& value) {
   std::uint64_t number = 0;
   do {
     number = number * 16 + HexDigit(text.front());
-    if (number > std::numeric_limits<std::uint32_t>::max()) number = std::numeric_limits<std::uint32_t>::max();
+    if (number > std::numeric_limits<std::uint32_t>::max())
+      number = std::numeric_limits<std::uint32_t>::max();
     text.remove_prefix(1);
   } while (!text.empty() && HexDigit(text.front()) != kNoDigit);
   value = static_cast<std::uint32_t>(minus ? 0 - number : number);

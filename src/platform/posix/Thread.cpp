@@ -2,7 +2,11 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <cstdint>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -12,7 +16,37 @@
 namespace kellanseek::platform {
 namespace {
 
-void Run(const std::string& name, const std::function<void()>& body) {
+/// The kernel's sched_attr in its first version; the C library does not declare it.
+struct SchedulingAttributes {
+  std::uint32_t size = sizeof(SchedulingAttributes);
+  std::uint32_t policy = 0;
+  std::uint64_t flags = 0;
+  std::int32_t nice = 0;
+  std::uint32_t priority = 0;
+  std::uint64_t runtime = 0;
+  std::uint64_t deadline = 0;
+  std::uint64_t period = 0;
+};
+
+/// A thread that asks for short turns gets them sooner (Linux 6.12 and later; others ignore it).
+void AskForShortTurns() {
+  constexpr std::uint64_t kShortestTurn = 100'000;  // ns
+  SchedulingAttributes attributes;
+  if (syscall(SYS_sched_getattr, 0, &attributes, sizeof attributes, 0) != 0) return;
+  attributes.runtime = kShortestTurn;
+  syscall(SYS_sched_setattr, 0, &attributes, 0);
+}
+
+void Apply(ThreadUrgency urgency) {
+  constexpr int kLeastUrgent = 19;
+  if (urgency == ThreadUrgency::Prompt) AskForShortTurns();
+  if (urgency == ThreadUrgency::Background) {
+    setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), kLeastUrgent);
+  }
+}
+
+void Run(const std::string& name, ThreadUrgency urgency, const std::function<void()>& body) {
+  Apply(urgency);
   constexpr std::size_t kMaxName = 15;
   pthread_setname_np(pthread_self(), name.substr(0, kMaxName).c_str());
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -38,10 +72,11 @@ void KeepModuleLoaded() {
 
 Thread::~Thread() { Join(); }
 
-bool Thread::Start(const char* name, std::function<void()> body) {
+bool Thread::Start(const char* name, std::function<void()> body, ThreadUrgency urgency) {
   Join();
   try {
-    thread_ = std::thread([text = std::string(name), work = std::move(body)] { Run(text, work); });
+    thread_ = std::thread(
+        [text = std::string(name), urgency, work = std::move(body)] { Run(text, urgency, work); });
   } catch (const std::system_error&) {
     return false;
   }

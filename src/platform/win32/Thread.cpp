@@ -29,23 +29,33 @@ class MultithreadedApartment {
 void NameThisThread(const std::string& name) {
   using SetDescription = HRESULT WINAPI(HANDLE, PCWSTR);
   // Windows 10 has it, older systems do not.
-  auto* const setDescription =
-      FindSystemFunction<SetDescription>(L"kernel32.dll", "SetThreadDescription");
+  auto* const setDescription = FindSystemFunction<SetDescription>(L"kernel32.dll", "SetThreadDescription");
   if (setDescription == nullptr) return;
   const std::wstring wide(name.begin(), name.end());
   setDescription(GetCurrentThread(), wide.c_str());
+}
+
+void Apply(ThreadUrgency urgency) {
+  if (urgency == ThreadUrgency::Prompt) SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_ABOVE_NORMAL);
+  if (urgency == ThreadUrgency::Background) SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_LOWEST);
 }
 
 }  // namespace
 
 Thread::~Thread() { Join(); }
 
-bool Thread::Start(const char* name, std::function<void()> body) {
+bool Thread::Start(const char* name, std::function<void()> body, ThreadUrgency urgency) {
+  Join();
   try {
-    thread_ = std::thread([name = std::string(name), body = std::move(body)]() mutable {
+    thread_ = std::thread([name = std::string(name), urgency, body = std::move(body)]() mutable {
       NameThisThread(name);
+      Apply(urgency);
       const MultithreadedApartment apartment;
-      body();
+      try {
+        body();
+      } catch (...) {
+        // The process is our client's: a body that fails ends its thread, not the process.
+      }
       body = nullptr;  // What the body holds goes while the apartment still stands.
     });
   } catch (const std::system_error&) {
