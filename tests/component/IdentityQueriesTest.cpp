@@ -158,7 +158,7 @@ TEST_F(IdentityQueriesTest, RejectsNumbersThatNameNoController) {
       EXPECT_EQ(ask(id), E_INVALIDARG);
       EXPECT_EQ(ErrorMessage(), L"lanSeekID <= 10");
     }
-    for (ULONG id : {gone + 1, 0xFFFFFFFFU}) {
+    for (ULONG id : {gone + 1, ULONG{0xFFFFFFFF}}) {
       EXPECT_EQ(ask(id), E_INVALIDARG);
       EXPECT_EQ(ErrorMessage(), L"LanSeekID too large");
     }

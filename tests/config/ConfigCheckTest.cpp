@@ -11,6 +11,7 @@
 #include "platform/CodePage.h"
 #include "tests/config/ConfigFiles.h"
 #include "tests/support/FakeDebugOutput.h"
+#include "tests/support/Wine.h"
 
 namespace kellanseek::test {
 namespace {
@@ -142,10 +143,6 @@ TEST(ConfigCheckTest, FindsWhyStaticControllersAreDropped) {
       {"nothing", false, "", {}},
       {"good", true, controller("10.0.0.1", "<SystemIdentity>S</SystemIdentity>" + version), {}},
       {"no address", false, In("ControllerIdentity", ""), {file + "2: |it has no ControllerLocAddr"}},
-      {"bad address",
-       false,
-       controller("10.0.0.1 "),
-       {file + "3: |white space at its ends", file + "2: |is no IPv4 address"}},
       {"no such address", false, controller("plc7"), {file + "2: |\"plc7\" is no IPv4 address"}},
       {"the same address",
        false,
@@ -205,17 +202,36 @@ TEST(ConfigCheckTest, FindsWhyStaticControllersAreDropped) {
   }
 }
 
+TEST(ConfigCheckTest, FindsWhiteSpaceThatTheXmlLibraryKeeps) {
+  const ConfigFiles files;
+  files.WriteControllers(
+      "<ControllerIdentity>\n<ControllerLocAddr>10.0.0.1 </ControllerLocAddr></ControllerIdentity>");
+  FakeDebugOutput traces;
+  CKelLanSeekConfigSettings settings;
+  const auto taken =
+      config::LoadConfiguration(files.Directory().Wide(), settings, {traces, L"KelLanSeekImpl"});
+  const auto findings = Findings(CheckConfiguration(files.Directory().Wide()));
+  if (taken.size() == 1) {
+    EXPECT_TRUE(AreThese(findings, {})) << "a library that trims texts";
+  } else {
+    const std::string file = "controllerid.xml:";
+    EXPECT_TRUE(AreThese(findings, {file + "3: |white space at its ends", file + "2: |is no IPv4 address"}));
+  }
+}
+
 TEST(ConfigCheckTest, TellsAFileThatIsRejectedFromOneThatCannotBeRead) {
   struct Case {
     std::string content;
     bool unreadable;
     std::vector<std::string> findings;
   };
+  // Wine's parser does not say where it stopped.
+  const std::string where = UnderWine() ? "cannot be read" : "line 2";
   const Case cases[] = {
       {"<KelLanSeekConfigurations/>", false, {"lanseekconf.xml:1: |does not begin with a declaration"}},
       {"<?xml version='1.0' encoding='UTF-8'?><a/>", false, {"lanseekconf.xml:1: |the encoding \"UTF-8\""}},
       {"<?xml version='1.0' encoding='ISO-8859-1'?><a/>", false, {"lanseekconf.xml:0: |document element"}},
-      {"<?xml version='1.0' encoding='ISO-8859-1'?>\n<a>", true, {"lanseekconf.xml:0: |line 2"}},
+      {"<?xml version='1.0' encoding='ISO-8859-1'?>\n<a>", true, {"lanseekconf.xml:0: |" + where}},
       {"", true, {"lanseekconf.xml:0: |cannot be read"}},
   };
   for (const Case& c : cases) {

@@ -115,7 +115,7 @@ TEST(ControllerIdParserTest, RejectsAFileInItsOwnWords) {
        {},
        E_FAIL,
        {L"LanSeek. CControllerIdParser::Init. Config file rejected. Failed to get encoding type."}},
-      {"<?xml version='1.0' encoding='latin1'?><ControllerIdentities/>",
+      {"<?xml version='1.0' encoding='ISO-8859-15'?><ControllerIdentities/>",
        {},
        E_INVALIDARG,
        {rejected + L" due to invalid encoding type."}},

@@ -108,7 +108,7 @@ TEST(LanSeekConfigParserTest, TakesWhatTheFileNamesAndNothingElse) {
        "DynamicDetectionEnabled=0;NonLocalUpdatesEnabled=0;DetectInterfaceChanges=0;InterfaceMode=2;",
        {}},
       {"other kinds of controller", "<FakeRemoteVCAs>rc</FakeRemoteVCAs>", "", {}},
-      {"kind with blanks", "<FakeRemoteVCAs> RC</FakeRemoteVCAs>", "", {}},
+      {"more than the kind", "<FakeRemoteVCAs>RC VC</FakeRemoteVCAs>", "", {}},
       {"left out",
        "<ExcludeInterfaces>" + SubNet("10.0.0.0", "255.0.0.0") + SubNet("11.0.0.0", "255.0.0.0") +
            "</ExcludeInterfaces>",

@@ -50,21 +50,29 @@ TEST(XmlFileTest, RefusesAGibibyteWithoutReadingIt) {
   EXPECT_NE(why.find(L"16 MiB"), std::wstring::npos);
 }
 
-TEST(XmlFileTest, KnowsTheLineOfEveryElement) {
+TEST(XmlFileTest, TellsAnEncodingByTheNameThatIsWritten) {
   const ScratchDirectory scratch;
-  std::string content = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<list>\n";
-  for (int i = 0; i < 70000; ++i) content += "<one>1</one>\n";
-  scratch.Write("long.xml", content + "</list>\n");
+  scratch.Write("alias.xml", "<?xml version='1.0' encoding='latin1'?><a/>");
   std::unique_ptr<platform::XmlDocument> document;
-  std::wstring why;
+  std::wstring text;
   ASSERT_EQ(platform::CreateXmlDocument(document), S_OK);
-  ASSERT_EQ(document->Load(scratch.WideFile("long.xml"), why), S_OK);
+  ASSERT_EQ(document->Load(scratch.WideFile("alias.xml"), text), S_OK);
+  auto step = platform::XmlDocument::EncodingStep::FirstChild;
+  EXPECT_EQ(document->DeclaredEncoding(text, step), S_OK);
+  EXPECT_EQ(text, L"latin1");
+}
+
+TEST(XmlFileTest, KeepsTheWhiteSpaceAtTheEndsOfATextAsItStands) {
+  const ScratchDirectory scratch;
+  scratch.Write("blanks.xml", "<a>\n RC </a>");
+  std::unique_ptr<platform::XmlDocument> document;
   std::unique_ptr<platform::XmlNode> root;
-  std::vector<std::unique_ptr<platform::XmlNode>> ones;
-  ASSERT_EQ(document->SelectRoot(L"list", root), S_OK);
-  ASSERT_EQ(root->SelectNodes(L"one", ones), S_OK);
-  EXPECT_EQ(ones.front()->Line(), 3U);
-  EXPECT_EQ(ones.back()->Line(), 70002U);
+  std::wstring text;
+  ASSERT_EQ(platform::CreateXmlDocument(document), S_OK);
+  ASSERT_EQ(document->Load(scratch.WideFile("blanks.xml"), text), S_OK);
+  ASSERT_EQ(document->SelectRoot(L"a", root), S_OK);
+  EXPECT_EQ(root->Text(text), S_OK);
+  EXPECT_EQ(text, L"\n RC ");
 }
 
 }  // namespace

@@ -20,8 +20,8 @@ std::size_t Widen(std::string_view narrow, wchar_t* wide) {
   return static_cast<std::size_t>(std::max(written, 0));
 }
 
-/// A null `narrow` asks for the size. The flag and the default character are refused by the few code pages that
-/// can hold every character.
+/// A null `narrow` asks for the size. The flag and the default character are refused by the few code pages
+/// that can hold every character.
 int Narrow(std::wstring_view wide, char* narrow, int capacity) {
   const int exact = WideCharToMultiByte(CP_THREAD_ACP, WC_NO_BEST_FIT_CHARS, wide.data(), Length(wide.size()),
                                         narrow, capacity, "?", nullptr);
@@ -71,8 +71,8 @@ std::wstring_view LocaleKey(std::wstring_view text, std::wstring& storage) {
   storage.assign(kUsualKey, L'\0');
   int bytes = SortKey(text, storage.data(), storage.size());
   if (bytes == 0) {
-    const int needed = LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_SORTKEY, text.data(), Length(text.size()),
-                                    nullptr, 0);
+    const int needed =
+        LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_SORTKEY, text.data(), Length(text.size()), nullptr, 0);
     if (needed <= 0) return text;
     storage.assign(static_cast<std::size_t>(needed) / sizeof(wchar_t) + 1, L'\0');
     bytes = SortKey(text, storage.data(), storage.size());

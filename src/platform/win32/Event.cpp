@@ -54,7 +54,8 @@ bool Event::TryWait() { return WaitForSingleObject(native_->handle.get(), 0) == 
 
 void Event::Wait() { WaitForSingleObject(native_->handle.get(), INFINITE); }
 
-WaitResult WaitForAny(std::initializer_list<Event*> events, std::optional<std::chrono::milliseconds> timeout) {
+WaitResult WaitForAny(std::initializer_list<Event*> events,
+                      std::optional<std::chrono::milliseconds> timeout) {
   std::array<HANDLE, MAXIMUM_WAIT_OBJECTS> handles = {};
   if (events.size() == 0 || events.size() > handles.size()) return {};
   std::transform(events.begin(), events.end(), handles.begin(),

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <new>
 
-#include "platform/win32/EventNative.h"
 #include "platform/win32/System.h"
 
 #include <iphlpapi.h>
@@ -72,62 +70,6 @@ class IpHelperAddresses final : public NetworkAddresses {
   }
 };
 
-/// One overlapped request for the next change. It is renewed as soon as it has ended, so that what happens until
-/// the next wait ends that wait.
-class IpHelperWatch final : public AddressChangeWatch {
- public:
-  IpHelperWatch() : changed_(CreateEventW(nullptr, TRUE, FALSE, nullptr)), request_(new OVERLAPPED{}) {
-    if (changed_) Ask();
-  }
-
-  ~IpHelperWatch() override {
-    if (!changed_ || !outstanding_) return;
-    const bool cancelled = CancelIPChangeNotify(request_.get()) != FALSE;
-    // A request that the system does not let go of keeps its record and its event for ever.
-    if (WaitForSingleObject(changed_.get(), cancelled ? kCancelMilliseconds : 0) != WAIT_OBJECT_0) {
-      static_cast<void>(request_.release());
-      static_cast<void>(new UniqueHandle(std::move(changed_)));
-    }
-  }
-
-  bool Usable() const { return static_cast<bool>(changed_); }
-
-  Outcome Wait(Event& stop, std::chrono::milliseconds timeout) override {
-    const HANDLE handles[] = {stop.native().handle.get(), changed_.get()};
-    constexpr std::chrono::milliseconds::rep kLongest = INFINITE - 1;
-    const auto limit = std::clamp<std::chrono::milliseconds::rep>(timeout.count(), 0, kLongest);
-    if (!outstanding_) Ask();
-    switch (WaitForMultipleObjects(2, handles, FALSE, static_cast<DWORD>(limit))) {
-      case WAIT_OBJECT_0:
-        return Outcome::Stopped;
-      case WAIT_OBJECT_0 + 1:
-        Ask();
-        return Outcome::Changed;
-      case WAIT_TIMEOUT:
-        return Outcome::TimedOut;
-      default:
-        return Outcome::Failed;
-    }
-  }
-
- private:
-  static constexpr DWORD kCancelMilliseconds = 1000;
-
-  /// A refused request is asked for again at the next wait; until then the time-out does its work.
-  void Ask() {
-    ResetEvent(changed_.get());
-    *request_ = {};
-    request_->hEvent = changed_.get();
-    HANDLE handle = nullptr;
-    const DWORD result = NotifyAddrChange(&handle, request_.get());
-    outstanding_ = result == ERROR_IO_PENDING || result == NO_ERROR;
-  }
-
-  UniqueHandle changed_;
-  std::unique_ptr<OVERLAPPED> request_;
-  bool outstanding_ = false;
-};
-
 }  // namespace
 
 std::optional<std::uint32_t> InterfaceIndexOfName(const std::wstring& name) {
@@ -142,12 +84,6 @@ std::optional<std::uint32_t> InterfaceIndexOfName(const std::wstring& name) {
 NetworkAddresses& SystemNetworkAddresses() {
   static IpHelperAddresses addresses;
   return addresses;
-}
-
-std::unique_ptr<AddressChangeWatch> WatchAddressChanges() {
-  auto watch = std::make_unique<IpHelperWatch>();
-  if (!watch->Usable()) return nullptr;
-  return watch;
 }
 
 }  // namespace kellanseek::platform

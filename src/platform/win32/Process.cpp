@@ -8,7 +8,8 @@ namespace {
 
 constexpr DWORD kQueryAndRead = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;
 
-/// An exit code of its own may equal STILL_ACTIVE, so where the rights allow it the process object is asked too.
+/// An exit code of its own may equal STILL_ACTIVE, so where the rights allow it the process object is asked
+/// too.
 bool HasEnded(HANDLE process, DWORD processId) {
   DWORD exitCode = 0;
   if (GetExitCodeProcess(process, &exitCode) == FALSE) return false;

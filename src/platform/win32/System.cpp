@@ -6,9 +6,8 @@ namespace kellanseek::platform {
 
 std::wstring SystemMessage(DWORD error) {
   std::array<wchar_t, 512> buffer = {};
-  const DWORD length =
-      FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
-                     buffer.data(), static_cast<DWORD>(buffer.size()), nullptr);
+  const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                      error, 0, buffer.data(), static_cast<DWORD>(buffer.size()), nullptr);
   std::wstring text(buffer.data(), length);
   while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r' || text.back() == L' ')) {
     text.pop_back();

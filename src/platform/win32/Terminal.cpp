@@ -19,9 +19,7 @@ std::string Utf8(std::wstring_view text) {
   return bytes;
 }
 
-bool OutputIsConsole(DWORD& mode) {
-  return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != FALSE;
-}
+bool OutputIsConsole(DWORD& mode) { return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != FALSE; }
 
 }  // namespace
 
@@ -29,7 +27,7 @@ std::vector<std::string> ArgumentsInUtf8(int /*count*/, const char* const* /*arg
   // What main() is given is in the ANSI code page, which need not hold what was typed.
   int count = 0;
   const std::unique_ptr<LPWSTR, decltype(&LocalFree)> wide(CommandLineToArgvW(GetCommandLineW(), &count),
-                                                          &LocalFree);
+                                                           &LocalFree);
   std::vector<std::string> arguments;
   for (int index = 1; wide != nullptr && index < count; ++index) {
     arguments.push_back(Utf8(wide.get()[index]));

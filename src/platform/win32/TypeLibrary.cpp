@@ -54,11 +54,17 @@ HRESULT UnregisterModuleTypeLibrary(bool perUser) {
   if (FAILED(result)) return result;
   const TLIBATTR identity = *attributes;
   library->ReleaseTLibAttr(attributes);
+  KelBstr registered;
+  if (FAILED(QueryPathOfRegTypeLib(identity.guid, identity.wMajorVerNum, identity.wMinorVerNum, identity.lcid,
+                                   registered.Put()))) {
+    return S_OK;
+  }
   using Unregister = HRESULT WINAPI(REFGUID, WORD, WORD, LCID, SYSKIND);
   Unregister* unregister = &UnRegisterTypeLib;
   if (perUser) unregister = FindSystemFunction<Unregister>(kOleAutomation, "UnRegisterTypeLibForUser");
   if (unregister == nullptr) return MissingFunction();
-  result = unregister(identity.guid, identity.wMajorVerNum, identity.wMinorVerNum, identity.lcid, identity.syskind);
+  result = unregister(identity.guid, identity.wMajorVerNum, identity.wMinorVerNum, identity.lcid,
+                      identity.syskind);
   return result == TYPE_E_REGISTRYACCESS ? S_OK : result;
 }
 

@@ -45,8 +45,8 @@ class WinsockSocket final : public UdpSocket {
   SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
     const sockaddr_in remote = SocketAddress(destination, port);
     const int size = static_cast<int>(bytes.size());
-    const int sent = sendto(socket_, bytes.data(), size, 0, reinterpret_cast<const sockaddr*>(&remote),
-                            sizeof remote);
+    const int sent =
+        sendto(socket_, bytes.data(), size, 0, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
     if (sent == size) return 0;
     return sent == SOCKET_ERROR ? WSAGetLastError() : WSAEMSGSIZE;
   }
@@ -54,8 +54,7 @@ class WinsockSocket final : public UdpSocket {
  private:
   SocketError Enable(int option) {
     const int on = 1;
-    return Outcome(
-        setsockopt(socket_, SOL_SOCKET, option, reinterpret_cast<const char*>(&on), sizeof on));
+    return Outcome(setsockopt(socket_, SOL_SOCKET, option, reinterpret_cast<const char*>(&on), sizeof on));
   }
   static SocketError Outcome(int result) { return result == 0 ? 0 : WSAGetLastError(); }
 

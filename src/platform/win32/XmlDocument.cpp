@@ -3,6 +3,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/win32/ElementLines.h"
 #include "platform/win32/System.h"
 
 #include <msxml2.h>
@@ -16,7 +17,8 @@ constexpr IID kDomDocument2 = {0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0x
 
 using NodePointer = KelComPtr<IXMLDOMNode>;
 
-/// The XML library answers S_FALSE with a null output for "not there"; a success without an object means the same.
+/// The XML library answers S_FALSE with a null output for "not there"; a success without an object means the
+/// same.
 template <typename Pointer>
 HRESULT FoundOrNot(HRESULT result, const Pointer& pointer) {
   if (FAILED(result)) return result;
@@ -30,19 +32,26 @@ HRESULT HasName(IXMLDOMNode& node, const std::wstring& name) {
   return nodeName.Text() == name ? S_OK : S_FALSE;
 }
 
-/// Calls `visit(child)` with each child element in document order until it gives something else than S_FALSE, and
-/// gives that; S_FALSE at the end.
+/// A node of the library, and which element it is among the lines.
+struct Located {
+  NodePointer node;
+  std::size_t element = ElementLines::kNone;
+};
+
+/// Calls `visit(child)` with each child element in document order until it gives something else than S_FALSE,
+/// and gives that; S_FALSE at the end.
 template <typename Visit>
-HRESULT ForEachChildElement(IXMLDOMNode& parent, Visit visit) {
-  NodePointer child;
-  HRESULT result = parent.get_firstChild(child.Put());
-  while (SUCCEEDED(result) && child) {
+HRESULT ForEachChildElement(const Located& parent, const ElementLines& lines, Visit visit) {
+  Located child = {NodePointer(), lines.FirstChild(parent.element)};
+  HRESULT result = parent.node->get_firstChild(child.node.Put());
+  while (SUCCEEDED(result) && child.node) {
     DOMNodeType type = NODE_INVALID;
-    result = child->get_nodeType(&type);
+    result = child.node->get_nodeType(&type);
     if (FAILED(result)) break;
-    NodePointer next;
-    const HRESULT nextResult = child->get_nextSibling(next.Put());
+    Located next = {NodePointer(), child.element};
+    const HRESULT nextResult = child.node->get_nextSibling(next.node.Put());
     if (type == NODE_ELEMENT) {
+      next.element = lines.NextSibling(child.element);
       const HRESULT visited = visit(std::move(child));
       if (visited != S_FALSE) return visited;
     }
@@ -66,21 +75,22 @@ HRESULT DeclaredValue(const std::wstring& declaration, const std::wstring& name,
 
 class MsxmlNode final : public XmlNode {
  public:
-  explicit MsxmlNode(NodePointer node) : node_(std::move(node)) {}
+  /// `lines` outlives the node.
+  MsxmlNode(Located place, const ElementLines& lines) : place_(std::move(place)), lines_(lines) {}
 
   HRESULT SelectSingleNode(const std::wstring& name, std::unique_ptr<XmlNode>& child) override {
-    return ForEachChildElement(*node_, [&](NodePointer element) {
-      const HRESULT named = HasName(*element, name);
-      if (named == S_OK) child = std::make_unique<MsxmlNode>(std::move(element));
+    return ForEachChildElement(place_, lines_, [&](Located element) {
+      const HRESULT named = HasName(*element.node, name);
+      if (named == S_OK) child = std::make_unique<MsxmlNode>(std::move(element), lines_);
       return named;
     });
   }
 
   HRESULT SelectNodes(const std::wstring& name, std::vector<std::unique_ptr<XmlNode>>& children) override {
     std::vector<std::unique_ptr<XmlNode>> found;
-    const HRESULT result = ForEachChildElement(*node_, [&](NodePointer element) {
-      const HRESULT named = HasName(*element, name);
-      if (named == S_OK) found.push_back(std::make_unique<MsxmlNode>(std::move(element)));
+    const HRESULT result = ForEachChildElement(place_, lines_, [&](Located element) {
+      const HRESULT named = HasName(*element.node, name);
+      if (named == S_OK) found.push_back(std::make_unique<MsxmlNode>(std::move(element), lines_));
       return FAILED(named) ? named : S_FALSE;
     });
     if (FAILED(result)) return result;
@@ -90,16 +100,16 @@ class MsxmlNode final : public XmlNode {
 
   HRESULT Text(std::wstring& text) override {
     KelBstr value;
-    const HRESULT result = node_->get_text(value.Put());
+    const HRESULT result = place_.node->get_text(value.Put());
     if (SUCCEEDED(result)) text = value.Text();
     return result;
   }
 
   HRESULT ChildNames(std::vector<std::wstring>& names) override {
     std::vector<std::wstring> found;
-    const HRESULT result = ForEachChildElement(*node_, [&](NodePointer element) {
+    const HRESULT result = ForEachChildElement(place_, lines_, [&](Located element) {
       KelBstr name;
-      const HRESULT named = element->get_nodeName(name.Put());
+      const HRESULT named = element.node->get_nodeName(name.Put());
       found.push_back(name.Text());
       return FAILED(named) ? named : S_FALSE;
     });
@@ -108,14 +118,15 @@ class MsxmlNode final : public XmlNode {
     return S_OK;
   }
 
-  std::size_t Line() const override { return 0; }
+  std::size_t Line() const override { return lines_.LineOf(place_.element); }
 
  private:
-  NodePointer node_;
+  Located place_;
+  const ElementLines& lines_;
 };
 
-/// Whether the bytes of a document could declare an entity: those are of no use in these files, and are how a small
-/// file becomes a large one. NULs are passed over, so that two-byte encodings are seen through.
+/// Whether the bytes of a document could declare an entity: those are of no use in these files, and are how a
+/// small file becomes a large one. NULs are passed over, so that two-byte encodings are seen through.
 bool DeclaresEntities(std::string_view bytes) {
   constexpr std::string_view kDeclaration = "<!ENTITY";
   std::size_t matched = 0;
@@ -137,7 +148,13 @@ class FileBytes {
 
   const VARIANT& Array() const { return bytes_; }
 
-  DWORD Read(const std::wstring& path, bool& declaresEntities) {
+  /// What was read, for the life of this object.
+  std::string_view Text() const {
+    if (bytes_.vt != (VT_ARRAY | VT_UI1)) return {};
+    return {static_cast<const char*>(bytes_.parray->pvData), bytes_.parray->rgsabound[0].cElements};
+  }
+
+  DWORD Read(const std::wstring& path) {
     const UniqueHandle file(CreateFileW(path.c_str(), GENERIC_READ,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -149,14 +166,9 @@ class FileBytes {
     bytes_.parray = SafeArrayCreateVector(VT_UI1, 0, count);
     if (bytes_.parray == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
     bytes_.vt = VT_ARRAY | VT_UI1;
-    void* data = nullptr;
-    if (FAILED(SafeArrayAccessData(bytes_.parray, &data))) return ERROR_NOT_ENOUGH_MEMORY;
     DWORD read = 0;
-    const bool whole = ReadFile(file.get(), data, count, &read, nullptr) != FALSE && read == count;
-    const DWORD error = whole ? ERROR_SUCCESS : GetLastError();
-    declaresEntities = DeclaresEntities(std::string_view(static_cast<const char*>(data), read));
-    SafeArrayUnaccessData(bytes_.parray);
-    return whole || error != ERROR_SUCCESS ? error : ERROR_HANDLE_EOF;
+    if (ReadFile(file.get(), bytes_.parray->pvData, count, &read, nullptr) == FALSE) return GetLastError();
+    return read == count ? ERROR_SUCCESS : ERROR_HANDLE_EOF;
   }
 
  private:
@@ -172,8 +184,7 @@ class MsxmlDocument final : public XmlDocument {
       CLSID clsid = {};
       result = CLSIDFromProgID(progId, &clsid);
       if (SUCCEEDED(result)) {
-        result = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, kDomDocument2,
-                                  document_.PutVoid());
+        result = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, kDomDocument2, document_.PutVoid());
       }
       if (SUCCEEDED(result)) break;
     }
@@ -186,18 +197,20 @@ class MsxmlDocument final : public XmlDocument {
 
   HRESULT Load(const std::wstring& path, std::wstring& why) override {
     FileBytes file;
-    bool declaresEntities = false;
-    if (const DWORD error = file.Read(path, declaresEntities); error != ERROR_SUCCESS) {
+    if (const DWORD error = file.Read(path); error != ERROR_SUCCESS) {
       why = SystemMessage(error);
       return HRESULT_FROM_WIN32(error);
     }
-    if (declaresEntities) {
+    if (DeclaresEntities(file.Text())) {
       why = L"The file declares entities, which are not allowed.";
       return E_FAIL;
     }
     VARIANT_BOOL loaded = VARIANT_FALSE;
     const HRESULT result = document_->load(file.Array(), &loaded);
-    if (SUCCEEDED(result) && loaded == VARIANT_TRUE) return S_OK;
+    if (SUCCEEDED(result) && loaded == VARIANT_TRUE) {
+      lines_ = ElementLines(file.Text());
+      return S_OK;
+    }
     why = ParseErrorText();
     return FAILED(result) ? result : E_FAIL;
   }
@@ -209,6 +222,9 @@ class MsxmlDocument final : public XmlDocument {
     failedAt = EncodingStep::FirstChild;
     HRESULT result = FoundOrNot(document_->get_firstChild(declaration.Put()), declaration);
     if (result != S_OK) return result;
+    DOMNodeType type = NODE_INVALID;
+    result = declaration->get_nodeType(&type);
+    if (FAILED(result) || type != NODE_PROCESSING_INSTRUCTION) return FAILED(result) ? result : S_FALSE;
     failedAt = EncodingStep::Attributes;
     result = FoundOrNot(declaration->get_attributes(attributes.Put()), attributes);
     if (result != S_OK) return result;
@@ -216,11 +232,15 @@ class MsxmlDocument final : public XmlDocument {
     const std::wstring name = L"encoding";
     const KelBstr nameText(name);
     result = FoundOrNot(attributes->getNamedItem(nameText.Get(), attribute.Put()), attribute);
-    // Some implementations of the library list no attributes for the declaration; its text has them all the same.
+    // Some implementations of the library list no attributes for the declaration; its text has them all the
+    // same.
     if (result == S_FALSE) return FromDeclarationText(*declaration, name, encoding);
     if (result != S_OK) return result;
     failedAt = EncodingStep::Text;
-    return MsxmlNode(std::move(attribute)).Text(encoding);
+    KelBstr text;
+    result = attribute->get_text(text.Put());
+    if (SUCCEEDED(result)) encoding = text.Text();
+    return result;
   }
 
   HRESULT SelectRoot(const std::wstring& name, std::unique_ptr<XmlNode>& root) override {
@@ -229,17 +249,14 @@ class MsxmlDocument final : public XmlDocument {
     if (result != S_OK) return result;
     result = HasName(*element, name);
     if (result != S_OK) return result;
-    root = std::make_unique<MsxmlNode>(std::move(element));
+    root = std::make_unique<MsxmlNode>(Located{NodePointer(std::move(element)), ElementLines::kRoot}, lines_);
     return S_OK;
   }
 
  private:
   static HRESULT FromDeclarationText(IXMLDOMNode& node, const std::wstring& name, std::wstring& value) {
-    DOMNodeType type = NODE_INVALID;
-    HRESULT result = node.get_nodeType(&type);
-    if (FAILED(result) || type != NODE_PROCESSING_INSTRUCTION) return FAILED(result) ? result : S_FALSE;
     KelBstr text;
-    result = node.get_text(text.Put());
+    const HRESULT result = node.get_text(text.Put());
     return FAILED(result) ? result : DeclaredValue(text.Text(), name, value);
   }
 
@@ -252,10 +269,11 @@ class MsxmlDocument final : public XmlDocument {
     error->get_line(&line);
     std::wstring text = reason.Text();
     while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r')) text.pop_back();
-    return L"line " + std::to_wstring(line) + L": " + text;
+    return line == 0 ? text : L"line " + std::to_wstring(line) + L": " + text;
   }
 
   KelComPtr<IXMLDOMDocument2> document_;
+  ElementLines lines_;
 };
 
 }  // namespace

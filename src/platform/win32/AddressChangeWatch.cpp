@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "platform/Mutex.h"
+#include "platform/NetworkAddresses.h"
+#include "platform/win32/EventNative.h"
+#include "platform/win32/System.h"
+
+#include <iphlpapi.h>
+
+namespace kellanseek::platform {
+
+namespace {
+
+constexpr DWORD kCancelMilliseconds = 1000;
+
+/// A request for word of the next change. While it is outstanding the system may write to it at any time, so
+/// it must not move and must not go.
+class ChangeRequest {
+ public:
+  ChangeRequest() : changed_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+
+  bool Usable() const { return static_cast<bool>(changed_); }
+  HANDLE Changed() const { return changed_.get(); }
+
+  /// A refused request may be made again; until then it tells of nothing.
+  void Ask() {
+    ResetEvent(changed_.get());
+    overlapped_ = {};
+    overlapped_.hEvent = changed_.get();
+    HANDLE handle = nullptr;
+    const DWORD result = NotifyAddrChange(&handle, &overlapped_);
+    outstanding_ = result == ERROR_IO_PENDING || result == NO_ERROR;
+  }
+  bool Outstanding() const { return outstanding_; }
+
+  /// False when the system does not let go of it.
+  bool Cancel() {
+    if (!outstanding_) return true;
+    const bool cancelled = CancelIPChangeNotify(&overlapped_) != FALSE;
+    outstanding_ = WaitForSingleObject(Changed(), cancelled ? kCancelMilliseconds : 0) != WAIT_OBJECT_0;
+    return !outstanding_;
+  }
+
+ private:
+  UniqueHandle changed_;
+  OVERLAPPED overlapped_ = {};
+  bool outstanding_ = false;
+};
+
+/// Requests that the system did not let go of. Each serves the next watch, so that there are never more of
+/// them than there were watches at a time.
+class KeptRequests {
+ public:
+  void Put(std::unique_ptr<ChangeRequest> request) {
+    const MutexLock lock(mutex_);
+    requests_.push_back(std::move(request));
+  }
+  /// Null when there is none.
+  std::unique_ptr<ChangeRequest> Take() {
+    const MutexLock lock(mutex_);
+    if (requests_.empty()) return nullptr;
+    auto request = std::move(requests_.back());
+    requests_.pop_back();
+    return request;
+  }
+
+ private:
+  Mutex mutex_;
+  std::vector<std::unique_ptr<ChangeRequest>> requests_ GUARDED_BY(mutex_);
+};
+
+/// Outlives the module: the system may still write to what is in it.
+KeptRequests& ProcessKeptRequests() {
+  static auto* const kept = new KeptRequests;
+  return *kept;
+}
+
+/// The request is renewed as soon as it has ended, so that what happens until the next wait ends that wait.
+class IpHelperWatch final : public AddressChangeWatch {
+ public:
+  explicit IpHelperWatch(std::unique_ptr<ChangeRequest> request) : request_(std::move(request)) {
+    if (!request_->Outstanding()) request_->Ask();
+  }
+  ~IpHelperWatch() override {
+    if (!request_->Cancel()) ProcessKeptRequests().Put(std::move(request_));
+  }
+
+  Outcome Wait(Event& stop, std::chrono::milliseconds timeout) override {
+    const HANDLE handles[] = {stop.native().handle.get(), request_->Changed()};
+    constexpr std::chrono::milliseconds::rep kLongest = INFINITE - 1;
+    const auto limit = std::clamp<std::chrono::milliseconds::rep>(timeout.count(), 0, kLongest);
+    if (!request_->Outstanding()) request_->Ask();
+    switch (WaitForMultipleObjects(2, handles, FALSE, static_cast<DWORD>(limit))) {
+      case WAIT_OBJECT_0: return Outcome::Stopped;
+      case WAIT_OBJECT_0 + 1: request_->Ask(); return Outcome::Changed;
+      case WAIT_TIMEOUT: return Outcome::TimedOut;
+      default: return Outcome::Failed;
+    }
+  }
+
+ private:
+  std::unique_ptr<ChangeRequest> request_;
+};
+
+}  // namespace
+
+std::unique_ptr<AddressChangeWatch> WatchAddressChanges() {
+  auto request = ProcessKeptRequests().Take();
+  if (!request) request = std::make_unique<ChangeRequest>();
+  if (!request->Usable()) return nullptr;
+  return std::make_unique<IpHelperWatch>(std::move(request));
+}
+
+}  // namespace kellanseek::platform

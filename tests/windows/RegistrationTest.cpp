@@ -1,0 +1,110 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ComponentModule.h"
+
+namespace {
+
+const std::wstring kClass = L"CLSID\\{2B474DCE-7759-49B8-B088-5A5DE5943E2F}";
+const std::wstring kTypeLibrary = L"TypeLib\\{959E8B02-6B52-4115-A248-49DB1654166E}\\1.0";
+
+std::optional<std::wstring> ClassesValue(const std::wstring& key, const wchar_t* name = L"") {
+  std::array<wchar_t, 1024> text = {};
+  DWORD bytes = sizeof text;
+  const LSTATUS status =
+      RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text.data(), &bytes);
+  if (status != ERROR_SUCCESS) return std::nullopt;
+  return text.data();
+}
+
+std::vector<std::wstring> Subkeys(const std::wstring& path) {
+  std::vector<std::wstring> names;
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return names;
+  std::array<wchar_t, 256> name = {};
+  for (DWORD index = 0;; ++index) {
+    DWORD length = static_cast<DWORD>(name.size());
+    if (RegEnumKeyExW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+      break;
+    names.emplace_back(name.data());
+  }
+  RegCloseKey(key);
+  return names;
+}
+
+void AddStrayValue() {
+  RegSetKeyValueW(HKEY_CLASSES_ROOT, (kClass + L"\\Stray").c_str(), nullptr, REG_SZ, L"x",
+                  2 * sizeof(wchar_t));
+}
+
+class Registration : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(module_.Loaded()); }
+  void TearDown() override { module_.Unregister(); }
+
+  template <typename Interface>
+  HRESULT Create(const CLSID& clsid, const IID& iid) {
+    Interface* object = nullptr;
+    const HRESULT result =
+        CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, iid, reinterpret_cast<void**>(&object));
+    if (object != nullptr) object->Release();
+    return result;
+  }
+
+  ComponentModule module_;
+};
+
+TEST_F(Registration, WritesExactlyItsKeys) {
+  ASSERT_EQ(module_.Register(), S_OK);
+  const std::vector<std::pair<std::wstring, std::wstring>> expected = {
+      {L"KelLanSeek.KelLanSeek.1", L"KelLanSeek Class"},
+      {L"KelLanSeek.KelLanSeek.1\\CLSID", L"{2B474DCE-7759-49B8-B088-5A5DE5943E2F}"},
+      {L"KelLanSeek.KelLanSeek", L"KelLanSeek Class"},
+      {L"KelLanSeek.KelLanSeek\\CLSID", L"{2B474DCE-7759-49B8-B088-5A5DE5943E2F}"},
+      {L"KelLanSeek.KelLanSeek\\CurVer", L"KelLanSeek.KelLanSeek.1"},
+      {kClass, L"KelLanSeek Class"},
+      {kClass + L"\\ProgID", L"KelLanSeek.KelLanSeek.1"},
+      {kClass + L"\\VersionIndependentProgID", L"KelLanSeek.KelLanSeek"},
+      {kClass + L"\\InprocServer32", module_.Path()},
+      {kClass + L"\\TypeLib", L"{959E8B02-6B52-4115-A248-49DB1654166E}"}};
+  for (const auto& [key, value] : expected) EXPECT_EQ(ClassesValue(key), value);
+  EXPECT_EQ(ClassesValue(kClass + L"\\InprocServer32", L"ThreadingModel"), L"Free");
+  EXPECT_EQ(Subkeys(kClass).size(), 4U);
+  EXPECT_EQ(ClassesValue(kTypeLibrary), L"KelLanSeek 1.0 Type Library");
+}
+
+TEST_F(Registration, AgainRecreatesTheClassKey) {
+  ASSERT_EQ(module_.Register(), S_OK);
+  AddStrayValue();
+  ASSERT_EQ(Subkeys(kClass).size(), 5U);
+  EXPECT_EQ(module_.Register(), S_OK);
+  EXPECT_EQ(Subkeys(kClass).size(), 4U);
+}
+
+TEST_F(Registration, UnregisterTakesEverythingBackAndMayBeRepeated) {
+  ASSERT_EQ(module_.Register(), S_OK);
+  EXPECT_EQ(module_.Unregister(), S_OK);
+  EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek.1"), std::nullopt);
+  EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek"), std::nullopt);
+  EXPECT_EQ(ClassesValue(kClass + L"\\InprocServer32"), std::nullopt);
+  EXPECT_EQ(ClassesValue(kTypeLibrary), std::nullopt);
+  EXPECT_EQ(module_.Unregister(), S_OK);
+}
+
+TEST_F(Registration, ClassIsCreatedByIdentifierAndByProgId) {
+  ASSERT_EQ(module_.Register(), S_OK);
+  EXPECT_EQ(Create<IKelLanSeek>(CLSID_KelLanSeek, IID_IKelLanSeek), S_OK);
+  for (const wchar_t* progId : {L"KelLanSeek.KelLanSeek", L"KelLanSeek.KelLanSeek.1"}) {
+    CLSID clsid = {};
+    ASSERT_EQ(CLSIDFromProgID(progId, &clsid), S_OK);
+    EXPECT_EQ(Create<IKelCtrlIdentity3>(clsid, IID_IKelCtrlIdentity3), S_OK);
+  }
+  EXPECT_EQ(Create<IDispatch>(CLSID_KelLanSeek, IID_IDispatch), E_NOINTERFACE);
+}
+
+}  // namespace

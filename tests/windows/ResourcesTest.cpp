@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "ComponentModule.h"
+
+namespace {
+
+class Resources : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(module_.Loaded()); }
+
+  std::wstring VersionText(const std::wstring& name) const {
+    std::vector<std::byte> version(GetFileVersionInfoSizeW(module_.Path().c_str(), nullptr));
+    void* value = nullptr;
+    UINT length = 0;
+    const bool found = GetFileVersionInfoW(module_.Path().c_str(), 0, static_cast<DWORD>(version.size()),
+                                           version.data()) != FALSE &&
+                       VerQueryValueW(version.data(), (L"\\StringFileInfo\\040904B0\\" + name).c_str(),
+                                      &value, &length) != FALSE;
+    return found ? static_cast<const wchar_t*>(value) : L"";
+  }
+
+  ComponentModule module_;
+};
+
+TEST_F(Resources, ProjectNameIsString100) {
+  std::array<wchar_t, 64> name = {};
+  LoadStringW(module_.Handle(), 100, name.data(), static_cast<int>(name.size()));
+  EXPECT_EQ(std::wstring(name.data()), L"KelLanSeek");
+}
+
+TEST_F(Resources, TheModuleIsItsOwnTypeLibrary) {
+  ITypeLib* library = nullptr;
+  ASSERT_EQ(LoadTypeLibEx(module_.Path().c_str(), REGKIND_NONE, &library), S_OK);
+  TLIBATTR* attributes = nullptr;
+  ASSERT_EQ(library->GetLibAttr(&attributes), S_OK);
+  EXPECT_TRUE(IsEqualGUID(attributes->guid, LIBID_KELLANSEEKLib));
+  EXPECT_EQ(attributes->wMajorVerNum, 1);
+  EXPECT_EQ(attributes->wMinorVerNum, 0);
+  EXPECT_EQ(attributes->syskind, sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);
+  library->ReleaseTLibAttr(attributes);
+  library->Release();
+}
+
+TEST_F(Resources, VersionSaysWhatTheFileIs) {
+  EXPECT_EQ(VersionText(L"ProductName"), L"KelLanSeek");
+  EXPECT_EQ(VersionText(L"OriginalFilename"), L"KelLanSeek.dll");
+  EXPECT_EQ(VersionText(L"FileVersion"), KELLANSEEK_VERSION);
+}
+
+/// A manifest in force for the life of a scope.
+class Manifest {
+ public:
+  explicit Manifest(const std::filesystem::path& file) {
+    const std::wstring path = file.wstring();
+    const std::wstring folder = file.parent_path().wstring();
+    ACTCTXW wanted = {};
+    wanted.cbSize = sizeof wanted;
+    wanted.dwFlags = ACTCTX_FLAG_ASSEMBLY_DIRECTORY_VALID;
+    wanted.lpSource = path.c_str();
+    wanted.lpAssemblyDirectory = folder.c_str();
+    context_ = CreateActCtxW(&wanted);
+    active_ = context_ != INVALID_HANDLE_VALUE && ActivateActCtx(context_, &cookie_) != FALSE;
+  }
+  ~Manifest() {
+    if (active_) DeactivateActCtx(0, cookie_);
+    if (context_ != INVALID_HANDLE_VALUE) ReleaseActCtx(context_);
+  }
+  Manifest(const Manifest&) = delete;
+  Manifest& operator=(const Manifest&) = delete;
+
+  bool Active() const { return active_; }
+
+ private:
+  HANDLE context_ = INVALID_HANDLE_VALUE;
+  ULONG_PTR cookie_ = 0;
+  bool active_ = false;
+};
+
+TEST_F(Resources, ManifestMakesTheClassKnownWithoutRegistration) {
+  const auto create = [] {
+    CLSID clsid = {};
+    HRESULT result = CLSIDFromProgID(L"KelLanSeek.KelLanSeek.1", &clsid);
+    KelComPtr<IKelLanSeek> seek;
+    if (SUCCEEDED(result)) {
+      result = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek, seek.PutVoid());
+    }
+    return result;
+  };
+  module_.Unregister();
+  ASSERT_TRUE(FAILED(create()));
+  const Manifest manifest(std::filesystem::path(module_.Path()).parent_path() / "KelLanSeek.X.manifest");
+  ASSERT_TRUE(manifest.Active());
+  EXPECT_EQ(create(), S_OK);
+}
+
+}  // namespace
