@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <utility>
 #include <vector>
@@ -24,7 +25,7 @@ class Converter {
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
-  bool Valid() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+  bool Valid() const { return reinterpret_cast<std::intptr_t>(handle_) != -1; }
 
   /// Converts what it can; bytes on which the charset fails are skipped one unit at a time and replaced.
   template <typename From, typename To>
@@ -84,7 +85,8 @@ class CodePage {
 
  private:
   char NarrowOf(wchar_t c) const {
-    if (c >= 0 && c < 0x80 && wide_[static_cast<std::size_t>(c)] == c) return static_cast<char>(c);
+    const auto code = static_cast<std::uint32_t>(c);
+    if (code < 0x80 && wide_[code] == c) return static_cast<char>(code);
     const auto found = std::lower_bound(narrow_.begin(), narrow_.end(), std::pair<wchar_t, char>(c, '\0'),
                                         [](const auto& a, const auto& b) { return a.first < b.first; });
     return found != narrow_.end() && found->first == c ? found->second : '?';
