@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <cwchar>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -85,7 +87,7 @@ class CodePage {
 
  private:
   char NarrowOf(wchar_t c) const {
-    const auto code = static_cast<std::uint32_t>(c);
+    const std::wint_t code = std::char_traits<wchar_t>::to_int_type(c);
     if (code < 0x80 && wide_[code] == c) return static_cast<char>(code);
     const auto found = std::lower_bound(narrow_.begin(), narrow_.end(), std::pair<wchar_t, char>(c, '\0'),
                                         [](const auto& a, const auto& b) { return a.first < b.first; });
