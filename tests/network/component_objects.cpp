@@ -1,12 +1,13 @@
 // Several component objects in one process, each told as a client: one JSON line for every event of each.
 //   component_objects MODULE COUNT [PROCESS NAME SYSTEM-ID]
-// With the last three, the first object registers and publishes a virtual controller that lives in another process.
-// Ends when its input ends.
+// With the last three, the first object registers and publishes a virtual controller that lives in another
+// process. Ends when its input ends.
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
+#include <mutex>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include <kellanseek/KelLanSeek.h>
 
@@ -40,9 +41,18 @@ class OwnObject final : public IUnknown {
 class Client final : public IKelObjectEvents {
  public:
   explicit Client(int number) : number_(number) {}
+  ~Client() {
+    // A call may be under way; later ones must find nothing to do.
+    const std::lock_guard lock(mutex_);
+    if (cookie_ != 0) seek_.As<IKelLanSeekSubscribe>()->Unsubscribe(cookie_);
+    ended_ = true;
+  }
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
 
   HRESULT Start(const char* module) {
-    const HRESULT result = KelCreateInstanceFromModule(module, CLSID_KelLanSeek, IID_IKelLanSeek, seek_.PutVoid());
+    const HRESULT result =
+        KelCreateInstanceFromModule(module, CLSID_KelLanSeek, IID_IKelLanSeek, seek_.PutVoid());
     if (FAILED(result)) return result;
     KelEventParams wanted = {};
     wanted.pSink = this;
@@ -53,8 +63,8 @@ class Client final : public IKelObjectEvents {
     GUID iid = IID_KelVirtualController;
     VCInterface own = {&iid, &object};
     const auto registrar = seek_.As<IKelVCLanSeek2>();
-    const HRESULT result = registrar->Register2(KelBstr(L"/virtual").Get(), KelBstr(Wide(systemID)).Get(), process,
-                                                RemoteVCPublication_True, &own);
+    const HRESULT result = registrar->Register2(KelBstr(L"/virtual").Get(), KelBstr(Wide(systemID)).Get(),
+                                                process, RemoteVCPublication_True, &own);
     if (FAILED(result)) return result;
     const std::string fields = ";1;1:" + std::string(name) + ";4:" + std::string(systemID) + ";";
     char head[32];
@@ -71,6 +81,8 @@ class Client final : public IKelObjectEvents {
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
 
   HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) override {
+    const std::lock_guard lock(mutex_);
+    if (ended_) return S_OK;
     ULONG id = 0;
     KelCtrlAvailability availability = CtrlRemoved;
     LanSeekEventReason reason = CtrlNew;
@@ -81,26 +93,30 @@ class Client final : public IKelObjectEvents {
     KelBstr name;
     identity->GetCtrlAddress(id, address.Put());
     identity->GetCtrlName(id, name.Put());
-    std::printf("{\"object\": %d, \"id\": %u, \"reason\": \"%s\", \"address\": \"%s\", \"name\": \"%s\"}\n", number_,
-                static_cast<unsigned>(id), kReasons[reason], Narrow(address).c_str(), Narrow(name).c_str());
+    std::printf("{\"object\": %d, \"id\": %u, \"reason\": \"%s\", \"address\": \"%s\", \"name\": \"%s\"}\n",
+                number_, static_cast<unsigned>(id), kReasons[reason], Narrow(address).c_str(),
+                Narrow(name).c_str());
     std::fflush(stdout);
     return S_OK;
   }
 
  private:
   int number_;
-  KelComPtr<IKelLanSeek> seek_;
+  std::mutex mutex_;
+  bool ended_ = false;
+  KelComPtr<IKelLanSeek> seek_;  // Its release waits for calls of this, so it goes first.
   ULONG cookie_ = 0;
 };
 
 int Run(int argc, char** argv) {
   OwnObject object;
-  std::vector<Client> clients;
+  std::deque<Client> clients;
   for (int number = 0; number < std::atoi(argv[2]); ++number) clients.emplace_back(number);
   for (Client& client : clients) {
     if (FAILED(client.Start(argv[1]))) return std::fputs("The component does not start.\n", stderr), 3;
   }
-  if (argc > 5 && FAILED(clients.front().Publish(static_cast<ULONG>(std::atol(argv[3])), argv[4], argv[5], object))) {
+  if (argc > 5 &&
+      FAILED(clients.front().Publish(static_cast<ULONG>(std::atol(argv[3])), argv[4], argv[5], object))) {
     return std::fputs("The virtual controller is refused.\n", stderr), 3;
   }
   while (std::getchar() != EOF) continue;

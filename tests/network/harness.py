@@ -170,7 +170,8 @@ class Watch(Program):
             return None
 
         return self._reactor.wait_until(matching, lambda: f"an event with {wanted} from {self.label}; there were "
-                                        f"{self.events[-8:]}; trace: {self.trace()[-1000:]}", seconds)
+                                        f"{self.events[-8:]}; lines: {self.lines[-8:]}; "
+                                        f"trace: {self.trace()[-1000:]}", seconds)
 
     def expect_nothing_else(self, device):
         """No other event has been raised by anything sent before. `device` must be known: its change of release path

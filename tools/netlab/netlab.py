@@ -16,6 +16,7 @@ import socket
 import subprocess
 import sys
 import tempfile
+import time
 
 _CLONE_NEWNS = 0x00020000
 _CLONE_NEWUSER = 0x10000000
@@ -216,6 +217,16 @@ class Lab:
         with self.inside(namespace):
             _run_ip(lines)
 
+    def wait_for_link(self, namespace, device, state):
+        """Waits until the kernel reports the state of a device."""
+        deadline = time.monotonic() + 10
+        with self.inside(namespace):
+            while state not in subprocess.run(["ip", "-d", "link", "show", device], capture_output=True, text=True,
+                                              check=True).stdout:
+                if time.monotonic() > deadline:
+                    raise OSError(f"{device} does not reach the {state}")
+                time.sleep(0.002)
+
     def name_hosts(self, names):
         """Sets what address text resolves to which name, for everything started from this program."""
         _set_file("/etc/hosts", "127.0.0.1 localhost\n" + "".join(f"{a} {n}\n" for a, n in names.items()))
@@ -278,6 +289,9 @@ class Host:
                     f"link add {port} type veth peer name {device} {address}netns {far_end}",
                     f"link set {port} master {network.bridge} up")
         self.ip(f"link set {device} up", *(f"addr add {a} brd + dev {device}" for a in addresses))
+        # The kernel acts on a new link a moment later; what is sent before that is lost.
+        self.lab.wait_for_link(self.lab.switch, port, "state forwarding")
+        self.lab.wait_for_link(self.namespace, device, "state UP")
         return self
 
     def disconnect(self, device="eth0"):
