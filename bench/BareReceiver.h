@@ -11,8 +11,8 @@
 
 namespace kellanseek::bench {
 
-/// The yardstick for the receive path: select and recvfrom over two sockets, and, when asked for, a queue and a worker
-/// that takes each datagram from it.
+/// The yardstick for the receive path: select and recvfrom over two sockets, and, when asked for, a queue and
+/// a worker that takes each datagram from it.
 class BareReceiver {
  public:
   using OnDatagram = std::function<void()>;

@@ -24,8 +24,8 @@ class PlantSocket {
   std::uint16_t port_ = 0;
 };
 
-/// The identity datagram of controller `i` of the plant; `revision` changes its name. Tag e gives each controller an
-/// address of its own, so that one host speaks for all.
+/// The identity datagram of controller `i` of the plant; `revision` changes its name. Tag e gives each
+/// controller an address of its own, so that one host speaks for all.
 std::string IdentityDatagram(std::uint32_t i, std::uint32_t revision = 0);
 
 /// Datagrams that the kernel dropped at this process's sockets on a port, from /proc/net/udp.

@@ -19,7 +19,8 @@ struct Sink : IKelObjectEvents {  // Outlives its subscription, so it counts no 
 
 int Run() {
   KelComPtr<IKelLanSeek> seek;
-  if (FAILED(CoCreateInstance(CLSID_KelLanSeek, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek, seek.PutVoid()))) {
+  if (FAILED(CoCreateInstance(CLSID_KelLanSeek, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek,
+                              seek.PutVoid()))) {
     return std::puts("The component is not registered."), 1;
   }
   KelEventParams wanted = {};

@@ -7,8 +7,8 @@
 
 namespace kellanseek {
 
-/// Hash and equality of record texts under the user's default locale. The hash is keyed with a random seed, so
-/// nobody on the network can choose texts that all land in one bucket.
+/// Hash and equality of record texts under the user's default locale. The hash is keyed with a random seed,
+/// so nobody on the network can choose texts that all land in one bucket.
 struct LocaleHash {
   std::uint64_t seed = 0;
   std::size_t operator()(const std::wstring& text) const;

@@ -14,8 +14,8 @@ inline constexpr std::size_t kMaxFullMessage = 999;
 inline constexpr std::size_t kMaxShortMessage = 499;
 inline constexpr std::size_t kMaxNotice = 71;
 
-/// The full identity of a published virtual controller, as it is answered on an interface with that MAC address
-/// text. Empty when it is too long.
+/// The full identity of a published virtual controller, as it is answered on an interface with that MAC
+/// address text. Empty when it is too long.
 std::string BuildFullMessage(const CtrlInfo& record, std::string_view macText);
 
 /// The short presence answer, likewise.

@@ -14,12 +14,13 @@ class RemoteVCPublisher {
  public:
   virtual ~RemoteVCPublisher() = default;
 
-  /// Queues a message for the daemon: a request seen on the interface at `interfaceIndex`, or the removal of a
-  /// published controller. `lanSeekID` 0 means all. True when it was queued, or when nothing is published.
-  virtual bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t lanSeekID) = 0;
+  /// Queues a message for the daemon: a request seen on the interface at `interfaceIndex`, or the removal of
+  /// a published controller. `lanSeekID` 0 means all. True when it was queued, or when nothing is published.
+  virtual bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
+                                       std::uint32_t lanSeekID) = 0;
 
-  /// Publishes the controller of a record on every interface. Called with the table lock held. False when that
-  /// failed; throws std::bad_alloc.
+  /// Publishes the controller of a record on every interface. Called with the table lock held. False when
+  /// that failed; throws std::bad_alloc.
   virtual bool AddRemoteVC(const CtrlInfo& record) = 0;
 
   /// Prepares every published controller anew after the interface table was rebuilt.

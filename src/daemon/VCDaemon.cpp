@@ -19,9 +19,9 @@ constexpr std::int32_t kPendingNone = 0;
 constexpr std::int32_t kPendingFull = 1;
 constexpr std::int32_t kPendingShort = 2;
 
-constexpr std::uint32_t kMinDelay = 200;    ///< Milliseconds before an answer, at least;
+constexpr std::uint32_t kMinDelay = 200;      ///< Milliseconds before an answer, at least;
 constexpr std::uint32_t kDelaySpread = 3000;  ///< and the range of the random rest.
-constexpr std::int32_t kDueThreshold = 10;  ///< A countdown this short is not worth another wait.
+constexpr std::int32_t kDueThreshold = 10;    ///< A countdown this short is not worth another wait.
 constexpr std::uint32_t kMaxElapsed = 0x7FFFFFFE;
 
 bool IsRemoval(std::int32_t type) {
@@ -74,7 +74,8 @@ void CrVCDaemon::RemoteVCDaemonLoop() {
   }
 }
 
-bool CrVCDaemon::QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t lanSeekID) {
+bool CrVCDaemon::QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
+                                         std::uint32_t lanSeekID) {
   if (!active_.load(std::memory_order_relaxed)) return true;
   try {
     const platform::MutexLock lock(queueLock_);
@@ -194,7 +195,8 @@ void CrVCDaemon::Handle(const DaemonMessage& message) {
 
 void CrVCDaemon::Mark(RemoteVCEntry& entry, const DaemonMessage& message) {
   if (IsRemoval(message.type)) {
-    const std::int32_t notice = message.type == kUnpublishMsg ? static_cast<std::int32_t>(protocol::CtrlPowerDownMsg) : message.type;
+    const std::int32_t notice =
+        message.type == kUnpublishMsg ? static_cast<std::int32_t>(protocol::CtrlPowerDownMsg) : message.type;
     for (PublicationItem& item : entry.items) item.pending = notice;
     entry.countdown = 0;
     entry.remove = true;

@@ -22,12 +22,12 @@ using RandomSource = std::function<std::uint32_t()>;
 /// The wait without limit, as Step() gives it.
 inline constexpr std::int32_t kNothingScheduled = -1;
 
-/// Answers the requests of other hosts for the virtual controllers of this host that are published, and tells them
-/// when one goes away. Datagrams are prepared once for each controller and interface, and sent after a random delay,
-/// so that many workstations do not answer one request all at once.
+/// Answers the requests of other hosts for the virtual controllers of this host that are published, and tells
+/// them when one goes away. Datagrams are prepared once for each controller and interface, and sent after a
+/// random delay, so that many workstations do not answer one request all at once.
 ///
-/// The list of published controllers has a lock of its own, taken after the table lock; the queue's lock is never
-/// held while another is taken.
+/// The list of published controllers has a lock of its own, taken after the table lock; the queue's lock is
+/// never held while another is taken.
 class CrVCDaemon : public RemoteVCPublisher {
  public:
   struct Parts {
@@ -43,12 +43,14 @@ class CrVCDaemon : public RemoteVCPublisher {
   void StartThread();
   void StopThread();
 
-  bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t lanSeekID) override;
+  bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
+                               std::uint32_t lanSeekID) override;
   bool AddRemoteVC(const CtrlInfo& record) override;
   void RefreshAfterReInit(CtrlTable& table) override REQUIRES(table.TableMutex());
 
-  /// One pass: lets `elapsed` milliseconds go by, takes in what is queued, sends what is due. Gives the milliseconds
-  /// until the next pass is needed, or kNothingScheduled. The thread calls it; tests do so without one.
+  /// One pass: lets `elapsed` milliseconds go by, takes in what is queued, sends what is due. Gives the
+  /// milliseconds until the next pass is needed, or kNothingScheduled. The thread calls it; tests do so
+  /// without one.
   std::int32_t Step(std::int32_t elapsed) EXCLUDES(listLock_, queueLock_);
 
  private:
@@ -67,7 +69,8 @@ class CrVCDaemon : public RemoteVCPublisher {
   };
 
   struct RemoteVCEntry {
-    std::int32_t countdown = 0;  ///< Milliseconds until what is pending is sent; -1 when nothing is scheduled.
+    std::int32_t countdown =
+        0;  ///< Milliseconds until what is pending is sent; -1 when nothing is scheduled.
     std::uint32_t lanSeekID = 0;
     std::wstring systemID;  ///< For the notice, after the record is gone.
     bool remove = false;    ///< To be dropped after what is pending has been sent.

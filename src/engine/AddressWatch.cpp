@@ -15,7 +15,8 @@ constexpr std::chrono::milliseconds kCheckInterval{120000};
 
 AddressWatch::AddressWatch(network::InterfaceTable& interfaces, platform::Mutex& tableMutex,
                            const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
-                           WatchMaker makeWatch, platform::Event& stopWatch, platform::DebugOutput& debugOutput)
+                           WatchMaker makeWatch, platform::Event& stopWatch,
+                           platform::DebugOutput& debugOutput)
     : interfaces_(interfaces),
       tableMutex_(tableMutex),
       settings_(settings),

@@ -19,16 +19,16 @@ class InterfaceChangeListener {
   virtual void OnInterfacesChanged() = 0;
 };
 
-/// Compares the host's interfaces with the interface table at every notice of an address change, and every two
-/// minutes.
+/// Compares the host's interfaces with the interface table at every notice of an address change, and every
+/// two minutes.
 class AddressWatch {
  public:
   using WatchMaker = std::function<std::unique_ptr<platform::AddressChangeWatch>()>;
 
   /// `tableMutex` is the controller table's; `stopWatch` is set for good, once, when the engine stops.
   AddressWatch(network::InterfaceTable& interfaces, platform::Mutex& tableMutex,
-               const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener, WatchMaker makeWatch,
-               platform::Event& stopWatch, platform::DebugOutput& debugOutput);
+               const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
+               WatchMaker makeWatch, platform::Event& stopWatch, platform::DebugOutput& debugOutput);
 
   /// The thread body: returns when the stop event is set.
   void NotifyAddrChangeLoop();

@@ -13,14 +13,16 @@ constexpr const wchar_t* kFixedAddress = L"192.168.125.1";
 
 /// The answer is made at most once per record and kept in the record's own ipAddress.
 bool HasFixedAddress(CtrlInfo& record) {
-  if (record.ipAddress == platform::kNoAddress) record.ipAddress = record.ctrlAddress == kFixedAddress ? 1 : 0;
+  if (record.ipAddress == platform::kNoAddress)
+    record.ipAddress = record.ctrlAddress == kFixedAddress ? 1 : 0;
   return record.ipAddress != 0;
 }
 
 bool SameDescription(const CtrlInfo& left, const CtrlInfo& right) {
   return platform::LocaleEqual(left.ctrlID, right.ctrlID) &&
-         platform::LocaleEqual(left.systemName, right.systemName) && left.versionMajor == right.versionMajor &&
-         left.versionMinor == right.versionMinor && left.versionRevision == right.versionRevision;
+         platform::LocaleEqual(left.systemName, right.systemName) &&
+         left.versionMajor == right.versionMajor && left.versionMinor == right.versionMinor &&
+         left.versionRevision == right.versionRevision;
 }
 
 }  // namespace
@@ -40,16 +42,18 @@ bool Collisions::Usable(const CtrlInfo& pattern) const {
   return true;
 }
 
-CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable& table, std::uint32_t messageType, CtrlInfo& pattern,
-                                                  MsgSource source) {
+CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable& table, std::uint32_t messageType,
+                                                  CtrlInfo& pattern, MsgSource source) {
   using Finding = CollisionVerdict::Finding;
-  if (source == MsgSource::FromRequestSocket || source == MsgSource::FromLocalVC) return {Finding::NotChecked};
+  if (source == MsgSource::FromRequestSocket || source == MsgSource::FromLocalVC)
+    return {Finding::NotChecked};
   if (source != MsgSource::FromResponseSocket && source != MsgSource::FromNonLocalSocket) {
     trace_.Error(L"LanSeek. Internal error HandleCtrlCollisions. Unknown detection type %d",
                  static_cast<std::int32_t>(source));
     return {Finding::Drop};
   }
-  if (messageType != protocol::CtrlInfoMsg && messageType != protocol::CtrlAliveMsg) return {Finding::NotChecked};
+  if (messageType != protocol::CtrlInfoMsg && messageType != protocol::CtrlAliveMsg)
+    return {Finding::NotChecked};
   if (!Usable(pattern)) return {Finding::Drop};
 
   Walk walk{messageType, pattern, source};
@@ -68,7 +72,8 @@ CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable& table, std::uint32_
   return {Finding::Unknown};
 }
 
-Collisions::Step Collisions::GiveWay(CtrlTable& table, CtrlTable::Iterator position, LanSeekEventReason reason) {
+Collisions::Step Collisions::GiveWay(CtrlTable& table, CtrlTable::Iterator position,
+                                     LanSeekEventReason reason) {
   lifecycle_.RemoveActiveCtrl(table, position, reason);
   return Step::Next;
 }
@@ -96,7 +101,8 @@ Collisions::Step Collisions::Examine(CtrlTable& table, Walk& walk, CtrlTable::It
 }
 
 /// A configured record at the message's own address.
-Collisions::Step Collisions::ExamineDefinition(CtrlTable& table, Walk& walk, CtrlTable::Iterator position, bool& removed) {
+Collisions::Step Collisions::ExamineDefinition(CtrlTable& table, Walk& walk, CtrlTable::Iterator position,
+                                               bool& removed) {
   const CtrlInfo& pattern = walk.pattern;
   const bool isStatic = position->identificationType == StaticCtrlDefinition;
   if (isStatic || walk.source == MsgSource::FromNonLocalSocket) {
@@ -129,7 +135,8 @@ Collisions::Step Collisions::ExamineIdentity(CtrlTable& table, Walk& walk, CtrlT
     lifecycle_.RemoveActiveCtrl(table, position, CtrlLostIPAddressCollision);
     return Step::Drop;
   }
-  if (sameMac && !sameAddress) return GiveWay(table, position, pattern.ctrlType == RC ? CtrlLostRestart : CtrlLostConnection);
+  if (sameMac && !sameAddress)
+    return GiveWay(table, position, pattern.ctrlType == RC ? CtrlLostRestart : CtrlLostConnection);
   if (sameMac && sameSystemID) return SameController(table, walk, position);
   if (sameMac) return pattern.ctrlType == RC ? GiveWay(table, position, CtrlLostRestart) : Step::Next;
   if (sameSystemID) return SameSystemID(table, walk, position);
@@ -153,7 +160,8 @@ Collisions::Step Collisions::SameSystemID(CtrlTable& table, Walk& walk, CtrlTabl
   if (pattern.heardOnAddress != 0 && pattern.heardOnAddress == position->heardOnAddress) {
     return SystemIDCollision(table, walk, position);
   }
-  if (walk.messageType == protocol::CtrlInfoMsg && position->published && !SameDescription(*position, pattern)) {
+  if (walk.messageType == protocol::CtrlInfoMsg && position->published &&
+      !SameDescription(*position, pattern)) {
     return SystemIDCollision(table, walk, position);
   }
   return WhoSurvives(table, walk, position);

@@ -21,9 +21,9 @@ struct CollisionVerdict {
   CtrlTable::Iterator record = {};
 };
 
-/// Compares a controller's self-description with every controller that shares its identity, MAC address or address:
-/// finds out which one it is, whether two devices share an address or an identity, and whether a known one has
-/// restarted with others. What is outdated or colliding is withdrawn.
+/// Compares a controller's self-description with every controller that shares its identity, MAC address or
+/// address: finds out which one it is, whether two devices share an address or an identity, and whether a
+/// known one has restarted with others. What is outdated or colliding is withdrawn.
 class Collisions {
  public:
   Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput);
@@ -53,11 +53,14 @@ class Collisions {
   Step Examine(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
   Step ExamineDefinition(CtrlTable& table, Walk& walk, CtrlTable::Iterator position, bool& removed)
       REQUIRES(table.TableMutex());
-  Step ExamineIdentity(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
-  Step SameController(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
+  Step ExamineIdentity(CtrlTable& table, Walk& walk, CtrlTable::Iterator position)
+      REQUIRES(table.TableMutex());
+  Step SameController(CtrlTable& table, Walk& walk, CtrlTable::Iterator position)
+      REQUIRES(table.TableMutex());
   Step SameSystemID(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
   Step WhoSurvives(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
-  Step SystemIDCollision(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
+  Step SystemIDCollision(CtrlTable& table, Walk& walk, CtrlTable::Iterator position)
+      REQUIRES(table.TableMutex());
   Step RefuseRemoteVC(const CtrlInfo& pattern) const;
   Step GiveWay(CtrlTable& table, CtrlTable::Iterator position, LanSeekEventReason reason)
       REQUIRES(table.TableMutex());

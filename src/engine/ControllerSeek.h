@@ -29,13 +29,13 @@
 
 namespace kellanseek::engine {
 
-/// The discovery engine of one component object: makes the parts, starts and stops their threads. What the parts do
-/// is theirs. Init(), Start(0) and Stop(0) are for the thread that makes and releases the component; the rest may be
-/// called from any thread.
+/// The discovery engine of one component object: makes the parts, starts and stops their threads. What the
+/// parts do is theirs. Init(), Start(0) and Stop(0) are for the thread that makes and releases the component;
+/// the rest may be called from any thread.
 class CControllerSeek {
  public:
-  /// Everything handed in outlives the engine. `owner` is told of changed interfaces on the address-change thread
-  /// and answers with RebuildNetwork().
+  /// Everything handed in outlives the engine. `owner` is told of changed interfaces on the address-change
+  /// thread and answers with RebuildNetwork().
   CControllerSeek(CtrlTable& table, events::EventQueue& events, CKelLanSeekConfigSettings& settings,
                   InterfaceChangeListener& owner, const EngineEnvironment& environment);
   /// Stops what still runs.
@@ -46,25 +46,30 @@ class CControllerSeek {
 
   /// Starts the threads; `restart` 1 only those of the network side.
   void Start(int restart);
-  /// Ends the threads; `restart` 1 only those of the network side, leaving the address-change and host-name threads,
-  /// the look-ups queued and all controllers as they are. Waits for a reverse look-up that is under way.
+  /// Ends the threads; `restart` 1 only those of the network side, leaving the address-change and host-name
+  /// threads, the look-ups queued and all controllers as they are. Waits for a reverse look-up that is under
+  /// way.
   void Stop(int restart);
 
-  /// True on the receiver thread. A datagram may withdraw a virtual controller of this host, whose object is then
-  /// released there, and that may be the last to hold the component; but no thread can wait for its own end.
+  /// True on the receiver thread. A datagram may withdraw a virtual controller of this host, whose object is
+  /// then released there, and that may be the last to hold the component; but no thread can wait for its own
+  /// end.
   bool OnReceiverThread() const { return receiverId_.load() == std::this_thread::get_id(); }
 
-  /// Stops the network side, builds the interface table anew, withdraws the controllers whose interface has gone,
-  /// and starts the network side again. Does nothing once a full Stop has begun.
+  /// Stops the network side, builds the interface table anew, withdraws the controllers whose interface has
+  /// gone, and starts the network side again. Does nothing once a full Stop has begun.
   void RebuildNetwork();
 
-  /// Adds a controller by address, or finds it: S_OK with a new id, one of the two "already known" success codes
-  /// with its id, or E_INVALIDARG for a text that is no dotted IPv4 address.
-  HRESULT AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID) EXCLUDES(table_.TableMutex());
+  /// Adds a controller by address, or finds it: S_OK with a new id, one of the two "already known" success
+  /// codes with its id, or E_INVALIDARG for a text that is no dotted IPv4 address.
+  HRESULT AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID)
+      EXCLUDES(table_.TableMutex());
 
-  /// Registers a virtual controller of this host: S_OK, E_INVALIDARG, or KEL_E_SYSTEMID_PRESENT. `vci` may be null.
+  /// Registers a virtual controller of this host: S_OK, E_INVALIDARG, or KEL_E_SYSTEMID_PRESENT. `vci` may be
+  /// null.
   HRESULT RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
-                     RemoteVCPublication remotePublication, const VCInterface* vci) EXCLUDES(table_.TableMutex());
+                     RemoteVCPublication remotePublication, const VCInterface* vci)
+      EXCLUDES(table_.TableMutex());
   /// Withdraws one; with `keep` its record stays, unlisted. S_OK or KEL_E_NOT_FOUND.
   HRESULT RemoveVC(std::wstring_view systemID, bool keep) EXCLUDES(table_.TableMutex());
 

@@ -39,7 +39,8 @@ CtrlTable::Iterator CtrlLifecycle::RemoveActiveCtrl(CtrlTable& table, CtrlTable:
                                                     LanSeekEventReason reason, bool keep) {
   CtrlInfo& record = table.Edit(position);
   hostNames_.Forget(record.lanSeekID);
-  if (record.remotePublication == RemoteVCPublication_True && record.published) TellDaemonOfRemoval(record, reason);
+  if (record.remotePublication == RemoteVCPublication_True && record.published)
+    TellDaemonOfRemoval(record, reason);
   if (record.published && record.Available()) {
     events_.QueueEvent(record.lanSeekID, record.Dynamic() ? CtrlRemoved : CtrlUnavailable, reason);
   }

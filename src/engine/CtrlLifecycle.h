@@ -16,18 +16,19 @@ namespace kellanseek::engine {
 /// What happens to a record as a whole. Others decide when, and hand the locked table in.
 class CtrlLifecycle {
  public:
-  CtrlLifecycle(const network::InterfaceTable& interfaces,
-                const CKelLanSeekConfigSettings& settings, events::EventQueue& events, HostNames& hostNames,
-                daemon::RemoteVCPublisher& daemon, platform::DebugOutput& debugOutput);
+  CtrlLifecycle(const network::InterfaceTable& interfaces, const CKelLanSeekConfigSettings& settings,
+                events::EventQueue& events, HostNames& hostNames, daemon::RemoteVCPublisher& daemon,
+                platform::DebugOutput& debugOutput);
 
-  /// Withdraws a controller, telling clients and other hosts for `reason` if they knew of it. A dynamic record
-  /// leaves the table, or stays unlisted with `keep`; any other becomes unavailable. Gives the record at which a
-  /// walk of the table goes on.
-  CtrlTable::Iterator RemoveActiveCtrl(CtrlTable& table, CtrlTable::Iterator record, LanSeekEventReason reason,
-                                       bool keep = false) REQUIRES(table.TableMutex());
+  /// Withdraws a controller, telling clients and other hosts for `reason` if they knew of it. A dynamic
+  /// record leaves the table, or stays unlisted with `keep`; any other becomes unavailable. Gives the record
+  /// at which a walk of the table goes on.
+  CtrlTable::Iterator RemoveActiveCtrl(CtrlTable& table, CtrlTable::Iterator record,
+                                       LanSeekEventReason reason, bool keep = false)
+      REQUIRES(table.TableMutex());
 
-  /// Adds a controller by address, or finds it: S_OK with a new id, KEL_S_ALREADY_DYNAMIC or KEL_S_ALREADY_CONFIGURED
-  /// with its id, or E_INVALIDARG for a text that is no dotted address.
+  /// Adds a controller by address, or finds it: S_OK with a new id, KEL_S_ALREADY_DYNAMIC or
+  /// KEL_S_ALREADY_CONFIGURED with its id, or E_INVALIDARG for a text that is no dotted address.
   HRESULT AddRemoteController(CtrlTable& table, const std::wstring& address, std::uint32_t& lanSeekID)
       REQUIRES(table.TableMutex());
 
@@ -37,8 +38,7 @@ class CtrlLifecycle {
 
  private:
   void TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReason reason);
-  CtrlTable::Iterator Revalidate(CtrlTable& table, CtrlTable::Iterator position)
-      REQUIRES(table.TableMutex());
+  CtrlTable::Iterator Revalidate(CtrlTable& table, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
 
   const network::InterfaceTable& interfaces_;
   const CKelLanSeekConfigSettings& settings_;

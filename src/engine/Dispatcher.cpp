@@ -69,7 +69,8 @@ bool Dispatcher::Dispatch(const protocol::MessageReader::Message& message, const
   using Finding = CollisionVerdict::Finding;
   CtrlInfo& pattern = message.pattern;
   const CtrlTable::Lock lock(table_);
-  const CollisionVerdict verdict = collisions_.HandleCtrlCollisions(table_, message.type, pattern, origin.source);
+  const CollisionVerdict verdict =
+      collisions_.HandleCtrlCollisions(table_, message.type, pattern, origin.source);
   if (verdict.finding == Finding::Drop) return false;
 
   CtrlTable::Iterator record = table_.end();
@@ -109,7 +110,8 @@ void Dispatcher::OnCtrlInfoOfDynamic(const Context& context) {
     if (record.ctrlType != VC) hostNames_.QueueHostNameLookup(record.lanSeekID, record.ctrlAddress);
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlNew);
   }
-  if (record.UpdateFrom(context.pattern) && !isNew) events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
+  if (record.UpdateFrom(context.pattern) && !isNew)
+    events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
   record.ticksToNextAction = record.ctrlType == VC ? settings_.Ticks(settings_.VCRefreshInterval) : kNone;
   record.retriesLeft = kNone;
   if (isNew) Publish(record);
@@ -220,13 +222,15 @@ void Dispatcher::OnLeaving(const Context& context, LanSeekEventReason reason) {
 void Dispatcher::OnBroadcastRequest(const Context& context) {
   // The answers to another workstation's request come here too, so it serves as our own.
   refreshCycle_.StartRefreshCycle(table_, context.origin.position, context.message.type);
-  daemon_.QueueMessageForRemoteVC(static_cast<std::int32_t>(context.message.type), context.origin.position, 0);
+  daemon_.QueueMessageForRemoteVC(static_cast<std::int32_t>(context.message.type), context.origin.position,
+                                  0);
 }
 
 void Dispatcher::OnTargetedRequest(const Context& context) {
   if (!context.message.hasTarget) return;
   const platform::Ipv4 target = platform::ParseIpv4(context.message.targetAddress.View());
-  if (target != platform::kNoAddress && target == context.origin.interfaceAddress) return OnRequestForThisHost(context);
+  if (target != platform::kNoAddress && target == context.origin.interfaceAddress)
+    return OnRequestForThisHost(context);
   CountRequestOfAnother(context);
 }
 
@@ -246,7 +250,8 @@ void Dispatcher::OnRequestForThisHost(const Context& context) {
 void Dispatcher::CountRequestOfAnother(const Context& context) {
   const auto known = table_.AllByAddress(platform::ToWide(context.message.targetAddress.View()));
   const auto found = std::find_if(known.begin(), known.end(), [&](const CtrlTable::Iterator& record) {
-    return context.pattern.systemID.empty() || platform::LocaleEqual(record->systemID, context.pattern.systemID);
+    return context.pattern.systemID.empty() ||
+           platform::LocaleEqual(record->systemID, context.pattern.systemID);
   });
   if (found == known.end()) return;
   CtrlInfo& record = table_.Edit(*found);

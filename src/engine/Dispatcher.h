@@ -19,7 +19,8 @@
 
 namespace kellanseek::engine {
 
-/// Turns one message into the changes of the controller table that it means. Callable from several threads at once.
+/// Turns one message into the changes of the controller table that it means. Callable from several threads at
+/// once.
 class Dispatcher {
  public:
   struct Parts {
@@ -41,11 +42,11 @@ class Dispatcher {
     CtrlInfo pattern;
   };
 
-  /// Handles a message of `length` bytes, of which `text` holds what there is. `sourceAddress` is where it came from;
-  /// null when there is no such address. Always 0.
+  /// Handles a message of `length` bytes, of which `text` holds what there is. `sourceAddress` is where it
+  /// came from; null when there is no such address. Always 0.
   ///
-  /// A full identity that claims to come from a virtual controller and is refused by the collision rules leaves the
-  /// engine lock held by the calling thread; a caller that waits for anything gives it back first.
+  /// A full identity that claims to come from a virtual controller and is refused by the collision rules
+  /// leaves the engine lock held by the calling thread; a caller that waits for anything gives it back first.
   int HandleMessage(std::string_view text, std::size_t length, protocol::AddressText* sourceAddress,
                     const MessageOrigin& origin, Scratch& scratch) EXCLUDES(table_.TableMutex());
 

@@ -6,9 +6,9 @@
 
 namespace kellanseek::engine {
 
-/// Keeps the rebuild of the interface table and the identity messages of virtual controllers apart. Re-entrant, and
-/// taken before the table lock. One path of the dispatcher ends with the lock held by the calling thread; that
-/// thread gives it back with ReleaseAll().
+/// Keeps the rebuild of the interface table and the identity messages of virtual controllers apart.
+/// Re-entrant, and taken before the table lock. One path of the dispatcher ends with the lock held by the
+/// calling thread; that thread gives it back with ReleaseAll().
 class EngineLock {
  public:
   void Acquire();
@@ -29,7 +29,9 @@ class EngineLock {
   };
 
  private:
-  bool HeldByThisThread() const { return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
+  bool HeldByThisThread() const {
+    return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
+  }
 
   std::mutex mutex_;
   std::atomic<std::thread::id> owner_{};

@@ -16,8 +16,8 @@
 
 namespace kellanseek::engine {
 
-/// Finds the host names of controllers, one after the other, on a thread of its own, so that a slow name service
-/// holds nobody else up.
+/// Finds the host names of controllers, one after the other, on a thread of its own, so that a slow name
+/// service holds nobody else up.
 class HostNames {
  public:
   HostNames(CtrlTable& table, events::EventQueue& events, platform::ReverseLookup& lookup,

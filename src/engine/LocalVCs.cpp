@@ -23,8 +23,9 @@ LocalVCs::LocalVCs(CtrlTable& table, const CKelLanSeekConfigSettings& settings, 
       processes_(processes),
       trace_(debugOutput, kUnit) {}
 
-HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
-                             RemoteVCPublication remotePublication, const VCInterface* vci) {
+HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view systemID,
+                             std::uint32_t processID, RemoteVCPublication remotePublication,
+                             const VCInterface* vci) {
   if (!OffersVCObject(vci) || systemID.empty()) return E_INVALIDARG;
   CtrlInfo record;
   record.ctrlAddress = systemPath;
@@ -40,7 +41,8 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
 
   const CtrlTable::Lock lock(table_);
   if (table_.FirstBySystemID(record.systemID) != table_.end()) {
-    trace_.Error(L"LanSeek: Register VC failed. Ctrl with SysID %s is already in the LanSeek database\n", systemID);
+    trace_.Error(L"LanSeek: Register VC failed. Ctrl with SysID %s is already in the LanSeek database\n",
+                 systemID);
     return KEL_E_SYSTEMID_PRESENT;
   }
   record.lanSeekID = table_.IssueLanSeekID();

@@ -19,11 +19,12 @@ class LocalVCs {
   LocalVCs(CtrlTable& table, const CKelLanSeekConfigSettings& settings, CtrlLifecycle& lifecycle,
            platform::ProcessTable& processes, platform::DebugOutput& debugOutput);
 
-  /// Takes a virtual controller in, unlisted until its own identity message comes. S_OK; E_INVALIDARG when `vci`,
-  /// its object or the identity is missing or its interface is not the one that every virtual controller offers;
-  /// KEL_E_SYSTEMID_PRESENT when any record has that system identity.
+  /// Takes a virtual controller in, unlisted until its own identity message comes. S_OK; E_INVALIDARG when
+  /// `vci`, its object or the identity is missing or its interface is not the one that every virtual
+  /// controller offers; KEL_E_SYSTEMID_PRESENT when any record has that system identity.
   HRESULT RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
-                     RemoteVCPublication remotePublication, const VCInterface* vci) EXCLUDES(table_.TableMutex());
+                     RemoteVCPublication remotePublication, const VCInterface* vci)
+      EXCLUDES(table_.TableMutex());
 
   /// Withdraws the controller with that system identity; with `keep` its record stays, unlisted. S_OK or
   /// KEL_E_NOT_FOUND.

@@ -18,8 +18,8 @@ enum class MsgSource : std::int32_t {
 /// Source, and interface for the two sources that have one.
 struct MessageOrigin {
   MsgSource source = MsgSource::FromLocalVC;
-  std::int32_t position = kNone;          ///< Position in the interface table; kNone without an interface.
-  platform::Ipv4 interfaceAddress = 0;    ///< That interface's address; 0 without an interface.
+  std::int32_t position = kNone;        ///< Position in the interface table; kNone without an interface.
+  platform::Ipv4 interfaceAddress = 0;  ///< That interface's address; 0 without an interface.
 };
 
 }  // namespace kellanseek::engine

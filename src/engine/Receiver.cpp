@@ -69,15 +69,16 @@ void Receiver::Handle(const platform::Received& received, const ReceiveSet& set)
   }
   const MessageOrigin& origin = set.origins[received.socket];
   if (received.outcome == Outcome::ReadError) {
-    trace_.Error(L"LanSeek: Failed to read data. InterfaceIdx = %d Error = %d", origin.position, received.error);
+    trace_.Error(L"LanSeek: Failed to read data. InterfaceIdx = %d Error = %d", origin.position,
+                 received.error);
     return;
   }
   if (!Wanted(received, origin)) return;
 
   protocol::AddressText source(platform::FormatIpv4(received.source));
   try {
-    dispatcher_.HandleMessage({received.text.data(), received.text.size()}, received.text.size(), &source, origin,
-                              scratch_);
+    dispatcher_.HandleMessage({received.text.data(), received.text.size()}, received.text.size(), &source,
+                              origin, scratch_);
   } catch (const std::exception&) {
     // Out of memory for one message: it is lost, as a datagram may be; the controller will be asked again.
   }
@@ -94,10 +95,11 @@ bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& o
   return FromOwnSubnet(received.source, origin);
 }
 
-/// A broadcast also arrives on the interface that owns the sender's subnet, and is handled there. A sender in no
-/// local subnet has been routed here, and is welcome.
+/// A broadcast also arrives on the interface that owns the sender's subnet, and is handled there. A sender in
+/// no local subnet has been routed here, and is welcome.
 bool Receiver::FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const {
-  if (origin.position < 0 || interfaces_[static_cast<std::size_t>(origin.position)].Contains(source)) return true;
+  if (origin.position < 0 || interfaces_[static_cast<std::size_t>(origin.position)].Contains(source))
+    return true;
   for (std::size_t i = 0; i < interfaces_.Size(); ++i) {
     if (interfaces_[i].Contains(source)) return false;
   }

@@ -16,8 +16,8 @@
 
 namespace kellanseek::engine {
 
-/// Takes datagrams off the sockets one at a time, throws away what must not be seen, and hands the rest to the
-/// dispatcher.
+/// Takes datagrams off the sockets one at a time, throws away what must not be seen, and hands the rest to
+/// the dispatcher.
 class Receiver {
  public:
   struct Parts {

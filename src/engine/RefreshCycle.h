@@ -17,8 +17,8 @@
 
 namespace kellanseek::engine {
 
-/// Lets a long series of sends breathe, so that thousands of requests by address neither overrun a network nor their
-/// answers a socket.
+/// Lets a long series of sends breathe, so that thousands of requests by address neither overrun a network
+/// nor their answers a socket.
 class SendPacer {
  public:
   virtual ~SendPacer() = default;
@@ -28,8 +28,9 @@ class SendPacer {
 
 inline constexpr std::size_t kSendBurst = 50;
 
-/// Asks controllers whether they are still there and withdraws the silent ones. All time is counted in ticks: a call
-/// of Tick() is one. BeginRun() and Tick() are for one thread; requests go out after the table lock is released.
+/// Asks controllers whether they are still there and withdraws the silent ones. All time is counted in ticks:
+/// a call of Tick() is one. BeginRun() and Tick() are for one thread; requests go out after the table lock is
+/// released.
 class RefreshCycle {
  public:
   struct Parts {
@@ -50,9 +51,10 @@ class RefreshCycle {
 
   void Tick() EXCLUDES(table_.TableMutex());
 
-  /// Arms the answer timers of the controllers heard on an interface, because a full or refresh request has gone
-  /// out there, this component's own or another workstation's.
-  void StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type) REQUIRES(table.TableMutex());
+  /// Arms the answer timers of the controllers heard on an interface, because a full or refresh request has
+  /// gone out there, this component's own or another workstation's.
+  void StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type)
+      REQUIRES(table.TableMutex());
 
  private:
   enum class Request { Full, Refresh, Targeted };
@@ -78,7 +80,9 @@ class RefreshCycle {
   void SendQueued();
   std::string_view Datagram(const Outgoing& outgoing) const;
 
-  bool NonLocal(const CtrlInfo& record) const { return settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic(); }
+  bool NonLocal(const CtrlInfo& record) const {
+    return settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic();
+  }
 
   CtrlTable& table_;
   network::InterfaceTable& interfaces_;

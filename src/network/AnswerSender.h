@@ -13,9 +13,9 @@ class AnswerSender {
  public:
   virtual ~AnswerSender() = default;
 
-  /// Broadcasts a datagram to the response port on the interface at that position, from its request socket. 0, or
-  /// the socket's error with `destination` filled in. Does nothing, successfully, when there is no such interface
-  /// or its socket is not open.
+  /// Broadcasts a datagram to the response port on the interface at that position, from its request socket.
+  /// 0, or the socket's error with `destination` filled in. Does nothing, successfully, when there is no such
+  /// interface or its socket is not open.
   virtual platform::SocketError Answer(std::size_t position, std::string_view datagram,
                                        platform::Ipv4& destination) = 0;
 };

@@ -119,8 +119,8 @@ void DiscoverySockets::SendToAddressText(const std::wstring& address, std::strin
   Send(nonLocalSocket_.get(), datagram, platform::ParseIpv4(std::wstring_view(address)), true);
 }
 
-void DiscoverySockets::Send(platform::UdpSocket* socket, std::string_view datagram, platform::Ipv4 destination,
-                            bool nonLocal) const {
+void DiscoverySockets::Send(platform::UdpSocket* socket, std::string_view datagram,
+                            platform::Ipv4 destination, bool nonLocal) const {
   if (socket == nullptr) return;
   const std::uint16_t port = settings_.Port(nonLocal ? settings_.NonLocalPort : settings_.RequestPort);
   const platform::SocketError error = socket->SendTo(datagram, destination, port);

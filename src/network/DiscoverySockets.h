@@ -15,12 +15,12 @@
 
 namespace kellanseek::network {
 
-/// The sockets of discovery: two for each interface, and one for controllers that are asked by address. Made and
-/// closed by the refresh thread, while neither receiver nor daemon runs.
+/// The sockets of discovery: two for each interface, and one for controllers that are asked by address. Made
+/// and closed by the refresh thread, while neither receiver nor daemon runs.
 class DiscoverySockets : public RequestSender, public AnswerSender {
  public:
-  /// `settings` loses its NonLocalUpdatesEnabled when the non-local socket cannot be made. `tableMutex` is the
-  /// controller table's, which is held while an interface is dropped.
+  /// `settings` loses its NonLocalUpdatesEnabled when the non-local socket cannot be made. `tableMutex` is
+  /// the controller table's, which is held while an interface is dropped.
   DiscoverySockets(platform::UdpNetwork& udp, InterfaceTable& interfaces, CKelLanSeekConfigSettings& settings,
                    platform::Mutex& tableMutex, platform::DebugOutput& debugOutput);
 
@@ -46,7 +46,8 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
   std::unique_ptr<platform::UdpSocket> CreateSocket(const Binding& binding, std::uint16_t port) const;
   void CreateNonLocalSocket();
   std::unique_ptr<platform::UdpSocket> MakeNonLocalSocket() const;
-  void Send(platform::UdpSocket* socket, std::string_view datagram, platform::Ipv4 destination, bool nonLocal) const;
+  void Send(platform::UdpSocket* socket, std::string_view datagram, platform::Ipv4 destination,
+            bool nonLocal) const;
 
   platform::UdpNetwork& udp_;
   InterfaceTable& interfaces_;

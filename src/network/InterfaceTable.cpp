@@ -16,8 +16,8 @@ InterfaceKey KeyOf(platform::Ipv4 address, platform::Ipv4 mask) { return {addres
 
 }  // namespace
 
-InterfaceTable::InterfaceTable(platform::NetworkAddresses& addresses, const CKelLanSeekConfigSettings& settings,
-                               platform::DebugOutput& debugOutput)
+InterfaceTable::InterfaceTable(platform::NetworkAddresses& addresses,
+                               const CKelLanSeekConfigSettings& settings, platform::DebugOutput& debugOutput)
     : addresses_(addresses), settings_(settings), trace_(debugOutput, kUnit) {}
 
 bool InterfaceTable::Selected(platform::Ipv4 address, platform::Ipv4 mask) const {
@@ -27,11 +27,12 @@ bool InterfaceTable::Selected(platform::Ipv4 address, platform::Ipv4 mask) const
   return listed == (settings_.InterfaceMode == UseListed);
 }
 
-bool InterfaceTable::Usable(const platform::AddressRow& row, const platform::InterfaceRow& interfaceRow) const {
+bool InterfaceTable::Usable(const platform::AddressRow& row,
+                            const platform::InterfaceRow& interfaceRow) const {
   if (interfaceRow.adminStatus != platform::kInterfaceUp) return false;
   if (interfaceRow.type == platform::kLoopbackInterface) return false;
-  // The last value is compared with an address in network byte order, so it is not 127.0.0.1 on a little-endian
-  // host; the loopback is left out by its type.
+  // The last value is compared with an address in network byte order, so it is not 127.0.0.1 on a
+  // little-endian host; the loopback is left out by its type.
   constexpr platform::Ipv4 kExcluded = 0x7F000001;
   if (row.address == 0 || row.address == platform::kNoAddress || row.address == kExcluded) return false;
   return Selected(row.address, row.mask);
@@ -54,7 +55,8 @@ void InterfaceTable::ForEachUsable(Visit visit) const {
   }
 }
 
-std::string InterfaceTable::MacText(const platform::InterfaceRow& row, const std::wstring& addressText) const {
+std::string InterfaceTable::MacText(const platform::InterfaceRow& row,
+                                    const std::wstring& addressText) const {
   constexpr std::size_t kMacBytes = 6;
   if (row.physicalAddressLength != kMacBytes) {
     trace_.Error(L"LanSeek SetupLanseekInterfaces. Strange MAC-address for interface %s", addressText);
@@ -116,7 +118,8 @@ std::int32_t InterfaceTable::FindInterfaceForAddress(const std::wstring& text) c
   const platform::Ipv4 address = platform::ParseIpv4(std::wstring_view(text));
   if (text.empty() || address == platform::kNoAddress) return -1;
   const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const InterfaceEntry& entry) {
-    return entry.mask != platform::kNoAddress && entry.address != platform::kNoAddress && entry.Contains(address);
+    return entry.mask != platform::kNoAddress && entry.address != platform::kNoAddress &&
+           entry.Contains(address);
   });
   return found == entries_.end() ? -1 : static_cast<std::int32_t>(found - entries_.begin());
 }

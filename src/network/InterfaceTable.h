@@ -24,9 +24,10 @@ struct InterfaceEntry {
   platform::Ipv4 broadcastAddress = 0;
   std::string macText;  ///< Lower-case hexadecimal pairs joined by colons, at most kMaxMacText characters.
   std::unique_ptr<platform::UdpSocket> responseSocket;  ///< Sends requests, receives answers. May be none.
-  std::unique_ptr<platform::UdpSocket> requestSocket;   ///< Receives other workstations' requests. May be none.
-  std::int32_t refreshCountdown = 0;                    ///< Ticks to the next refresh broadcast.
-  std::uint32_t requestsThisTick = 0;                   ///< Targeted requests sent in the current tick.
+  std::unique_ptr<platform::UdpSocket>
+      requestSocket;                   ///< Receives other workstations' requests. May be none.
+  std::int32_t refreshCountdown = 0;   ///< Ticks to the next refresh broadcast.
+  std::uint32_t requestsThisTick = 0;  ///< Targeted requests sent in the current tick.
 
   /// Whether an address lies in this interface's subnet.
   bool Contains(platform::Ipv4 other) const { return (other & mask) == (address & mask); }
@@ -36,23 +37,24 @@ inline constexpr std::size_t kMaxMacText = 19;
 
 /// The interfaces that take part, in the order in which the system gave them; a position is an index.
 ///
-/// Entries come and go only with the controller table's lock held, and only while the receiver, the daemon and the
-/// ticks of the refresh thread stand still. So whoever holds that lock, and those three while the network side runs,
-/// may read the table; countdowns and counters are read and written with the lock held.
+/// Entries come and go only with the controller table's lock held, and only while the receiver, the daemon
+/// and the ticks of the refresh thread stand still. So whoever holds that lock, and those three while the
+/// network side runs, may read the table; countdowns and counters are read and written with the lock held.
 class InterfaceTable {
  public:
   InterfaceTable(platform::NetworkAddresses& addresses, const CKelLanSeekConfigSettings& settings,
                  platform::DebugOutput& debugOutput);
 
-  /// The entries for the host's usable interfaces as they are now. Asks the system, so no lock should be held.
+  /// The entries for the host's usable interfaces as they are now. Asks the system, so no lock should be
+  /// held.
   std::vector<InterfaceEntry> SetupLanseekInterfaces() const;
   /// Puts entries in the place of the present ones, whose sockets are closed.
   void Replace(std::vector<InterfaceEntry> entries);
   /// Removes an entry and closes its sockets.
   void Remove(std::size_t position);
 
-  /// Whether the usable interfaces, as (address, broadcast address), differ from the table. The table is read with
-  /// `tableMutex` held, the system is asked without it.
+  /// Whether the usable interfaces, as (address, broadcast address), differ from the table. The table is read
+  /// with `tableMutex` held, the system is asked without it.
   bool InterfacesChanged(platform::Mutex& tableMutex) const EXCLUDES(tableMutex);
 
   /// First entry with that address; -1 for none and for address 0.

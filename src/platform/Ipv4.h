@@ -13,8 +13,8 @@ using Ipv4 = std::uint32_t;
 /// The address that stands for "none" and is also the limited broadcast address.
 inline constexpr Ipv4 kNoAddress = 0xFFFFFFFFU;
 
-/// The classic dotted-address conversion (one to four parts; decimal, octal with a leading 0, hexadecimal with
-/// 0x). kNoAddress for anything else, so "255.255.255.255" cannot be told from a malformed text.
+/// The classic dotted-address conversion (one to four parts; decimal, octal with a leading 0, hexadecimal
+/// with 0x). kNoAddress for anything else, so "255.255.255.255" cannot be told from a malformed text.
 Ipv4 ParseIpv4(std::string_view text);
 /// The same for a wide text; a character outside the code page makes it malformed.
 Ipv4 ParseIpv4(std::wstring_view text);

@@ -50,8 +50,8 @@ class AddressChangeWatch {
 
   virtual ~AddressChangeWatch() = default;
 
-  /// Waits for an address change, the stop event or the time-out. Changes between two waits are not missed: the
-  /// next wait ends at once. Notices that arrive together end one wait.
+  /// Waits for an address change, the stop event or the time-out. Changes between two waits are not missed:
+  /// the next wait ends at once. Notices that arrive together end one wait.
   virtual Outcome Wait(Event& stop, std::chrono::milliseconds timeout) = 0;
 };
 

@@ -10,8 +10,9 @@ namespace kellanseek::platform {
 
 /// The system's store of keys and values: on Windows the registry (32-bit view), elsewhere a text file (see
 /// kellanseek/com.h for its place). Keys are full paths that begin with a root name, for example
-/// L"HKEY_CLASSES_ROOT\\CLSID\\{...}"; key and value names compare without regard to case. An empty value name is
-/// the key's default value. Callable from any thread; changes made by several processes at once are all kept.
+/// L"HKEY_CLASSES_ROOT\\CLSID\\{...}"; key and value names compare without regard to case. An empty value
+/// name is the key's default value. Callable from any thread; changes made by several processes at once are
+/// all kept.
 ///
 /// Results are S_OK, S_FALSE for a key or value that is not there, or a failure code.
 class RegistryStore {

@@ -15,7 +15,8 @@ std::optional<std::string> EnvironmentVariable(const char* name);
 /// Makes standard output take UTF-8 where it is a terminal.
 void UseUtf8Output();
 
-/// Whether standard output is a terminal that understands escape sequences, which this call may have to switch on.
+/// Whether standard output is a terminal that understands escape sequences, which this call may have to
+/// switch on.
 bool OutputTakesColours();
 
 }  // namespace kellanseek::platform

@@ -18,10 +18,10 @@ using SocketError = int;
 
 /// One IPv4 datagram socket. Closed by its destructor.
 ///
-/// Bound to an interface address it delivers the unicasts to that address, the subnet's directed broadcasts and
-/// the limited broadcasts that arrive on that interface, and nothing else; several sockets bound to the same
-/// address and port, in one or several processes, each get their copy of every broadcast (all of them must have
-/// asked for address reuse). What it sends leaves with the bound address and port as its source.
+/// Bound to an interface address it delivers the unicasts to that address, the subnet's directed broadcasts
+/// and the limited broadcasts that arrive on that interface, and nothing else; several sockets bound to the
+/// same address and port, in one or several processes, each get their copy of every broadcast (all of them
+/// must have asked for address reuse). What it sends leaves with the bound address and port as its source.
 ///
 /// One thread may send while another receives; the rest is for one thread at a time.
 class UdpSocket {
@@ -55,9 +55,9 @@ struct Received {
   SocketError error = 0;
 };
 
-/// Waits on a fixed set of sockets and hands datagrams on one at a time; of several ready sockets the one that
-/// stands first in the set comes first. May read ahead; datagrams read ahead are handed on before new ones are
-/// waited for, and are lost only when the receiver is destroyed. For one thread.
+/// Waits on a fixed set of sockets and hands datagrams on one at a time; of several ready sockets the one
+/// that stands first in the set comes first. May read ahead; datagrams read ahead are handed on before new
+/// ones are waited for, and are lost only when the receiver is destroyed. For one thread.
 class DatagramReceiver {
  public:
   virtual ~DatagramReceiver() = default;
@@ -72,15 +72,16 @@ class UdpNetwork {
  public:
   virtual ~UdpNetwork() = default;
 
-  /// Starts the socket library where there is one to start; 0 or its error code. Every call, successful or not,
-  /// is balanced by one Cleanup().
+  /// Starts the socket library where there is one to start; 0 or its error code. Every call, successful or
+  /// not, is balanced by one Cleanup().
   virtual SocketError Startup() = 0;
   virtual void Cleanup() = 0;
 
   /// A new IPv4 datagram socket, or none with `error` set.
   virtual std::unique_ptr<UdpSocket> CreateSocket(SocketError& error) = 0;
 
-  /// A receiver for datagrams of at most `capacity` bytes. The sockets were made by this network and outlive it.
+  /// A receiver for datagrams of at most `capacity` bytes. The sockets were made by this network and outlive
+  /// it.
   virtual std::unique_ptr<DatagramReceiver> CreateReceiver(std::vector<UdpSocket*> sockets,
                                                            std::size_t capacity) = 0;
 

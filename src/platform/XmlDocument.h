@@ -9,8 +9,8 @@
 
 namespace kellanseek::platform {
 
-/// One node of a loaded document; valid while the document lives. Names are case-sensitive. The operations give
-/// S_OK, S_FALSE for "not found" (outputs untouched), or a failure code; "not found" is never a failure.
+/// One node of a loaded document; valid while the document lives. Names are case-sensitive. The operations
+/// give S_OK, S_FALSE for "not found" (outputs untouched), or a failure code; "not found" is never a failure.
 class XmlNode {
  public:
   virtual ~XmlNode() = default;
@@ -33,14 +33,14 @@ class XmlDocument {
  public:
   virtual ~XmlDocument() = default;
 
-  /// Loads and parses the file completely. A file that is missing, unreadable, larger than kMaxFileBytes or not
-  /// well-formed is a failure. `why` gets the reason in words, with the line where there is one.
+  /// Loads and parses the file completely. A file that is missing, unreadable, larger than kMaxFileBytes or
+  /// not well-formed is a failure. `why` gets the reason in words, with the line where there is one.
   virtual HRESULT Load(const std::wstring& path, std::wstring& why) = 0;
 
   /// The declaration's encoding, in the steps in which it can fail.
   enum class EncodingStep { FirstChild, Attributes, EncodingAttribute, Text };
-  /// S_OK with the text; S_FALSE when a node on the way is missing (there is no declaration, or one without an
-  /// encoding); a failure code when the system failed at `failedAt`.
+  /// S_OK with the text; S_FALSE when a node on the way is missing (there is no declaration, or one without
+  /// an encoding); a failure code when the system failed at `failedAt`.
   virtual HRESULT DeclaredEncoding(std::wstring& encoding, EncodingStep& failedAt) = 0;
 
   /// The document element when it has that name.

@@ -205,7 +205,8 @@ TEST_F(VCDaemonTest, AFailedSendIsTraced) {
   sender.error = 101;
   Publish(L"vc-1");
   daemon.Step(0);
-  EXPECT_EQ(traces.Messages().front(), L"LANSEEK: Failed to send rVC response itf=0 addr=0xa0000ff. Error=101");
+  EXPECT_EQ(traces.Messages().front(),
+            L"LANSEEK: Failed to send rVC response itf=0 addr=0xa0000ff. Error=101");
 }
 
 TEST_F(VCDaemonTest, ARebuildPreparesWhoIsStillThereForTheNextRequest) {

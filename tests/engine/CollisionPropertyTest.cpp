@@ -17,7 +17,8 @@ using engine::MsgSource;
 struct Act {
   enum class Kind { Message, Remove, AddStatic, AddRemote, AddVC };
   Kind kind = Kind::Message;
-  int systemID = 0, mac = 0, address = 0, name = 0, port = 0, type = 1, ctrlType = 1, source = 1, interfaceAt = 0;
+  int systemID = 0, mac = 0, address = 0, name = 0, port = 0, type = 1, ctrlType = 1, source = 1,
+      interfaceAt = 0;
   int pick = 0;
   bool keep = false;
 };
@@ -27,10 +28,10 @@ constexpr const char* kMacs[] = {"", "aa", "bb", "cc"};
 constexpr const char* kAddresses[] = {"192.168.1.20", "10.0.0.20", "192.168.125.1", "192.168.1.21"};
 
 void showValue(const Act& act, std::ostream& out) {
-  out << "{kind " << static_cast<int>(act.kind) << " sys " << kSystemIDs[act.systemID] << " mac " << kMacs[act.mac]
-      << " at " << kAddresses[act.address] << " name " << act.name << " port " << act.port << " type " << act.type
-      << " ctrlType " << act.ctrlType << " source " << act.source << " if " << act.interfaceAt << " pick "
-      << act.pick << " keep " << act.keep << "}";
+  out << "{kind " << static_cast<int>(act.kind) << " sys " << kSystemIDs[act.systemID] << " mac "
+      << kMacs[act.mac] << " at " << kAddresses[act.address] << " name " << act.name << " port " << act.port
+      << " type " << act.type << " ctrlType " << act.ctrlType << " source " << act.source << " if "
+      << act.interfaceAt << " pick " << act.pick << " keep " << act.keep << "}";
 }
 
 rc::Gen<Act> AnyAct() {
@@ -43,7 +44,8 @@ rc::Gen<Act> AnyAct() {
                                                                     {2, Act::Kind::AddRemote},
                                                                     {1, Act::Kind::AddVC}})),
       rc::gen::set(&Act::systemID, mostlyGiven), rc::gen::set(&Act::mac, mostlyGiven),
-      rc::gen::set(&Act::address, upTo(4)), rc::gen::set(&Act::name, upTo(2)), rc::gen::set(&Act::port, upTo(3)),
+      rc::gen::set(&Act::address, upTo(4)), rc::gen::set(&Act::name, upTo(2)),
+      rc::gen::set(&Act::port, upTo(3)),
       rc::gen::set(&Act::type, rc::gen::weightedElement<int>({{8, 1}, {5, 2}, {1, 3}, {1, 4}})),
       rc::gen::set(&Act::ctrlType, rc::gen::weightedElement<int>({{8, 1}, {1, 2}, {2, 3}})),
       rc::gen::set(&Act::source, rc::gen::weightedElement<int>({{1, 0}, {8, 1}, {4, 2}, {1, 3}})),
@@ -117,7 +119,8 @@ class Comparison {
 
   void Message(const Act& act) {
     const auto source = static_cast<MsgSource>(act.source);
-    const bool onInterface = source == MsgSource::FromRequestSocket || source == MsgSource::FromResponseSocket;
+    const bool onInterface =
+        source == MsgSource::FromRequestSocket || source == MsgSource::FromResponseSocket;
     const std::int32_t position = onInterface ? act.interfaceAt : kNone;
     const platform::Ipv4 address =
         onInterface ? indexed_.interfaces[static_cast<std::size_t>(position)].address : 0;

@@ -143,7 +143,8 @@ TEST_F(DispatcherTest, RequestsForThisHostGoToTheDaemon) {
   ask(6, "a:10.0.0.5;4:vc-2;", 1);
   ask(6, "a:192.168.1.5;4:vc-1;", 1);
   ask(6, "", 1);
-  EXPECT_EQ(daemon.messages, (std::vector<RecordingDaemon::Message>{{5, 1, 0}, {7, 0, 0}, {6, 1, 0}, {6, 1, id}}));
+  EXPECT_EQ(daemon.messages,
+            (std::vector<RecordingDaemon::Message>{{5, 1, 0}, {7, 0, 0}, {6, 1, 0}, {6, 1, id}}));
 }
 
 TEST_F(DispatcherTest, AForwardedRefreshRequestIsTracedAndChangesNothing) {
@@ -158,7 +159,8 @@ TEST_F(DispatcherTest, ARefusedVirtualControllerLeavesTheEngineLockToBeGivenBack
   protocol::AddressText source(kSource);
   engine::Dispatcher::Scratch scratch;
   const std::string datagram = Datagram(1, "11:2;");
-  dispatcher.HandleMessage(datagram, datagram.size(), &source, {MsgSource::FromResponseSocket, 0, 0}, scratch);
+  dispatcher.HandleMessage(datagram, datagram.size(), &source, {MsgSource::FromResponseSocket, 0, 0},
+                           scratch);
 
   std::atomic<bool> entered{false};
   std::thread other([&] {
@@ -196,18 +198,20 @@ TEST_F(DispatcherTest, CollisionTracesNameThoseInvolved) {
 TEST_F(DispatcherTest, TwoDevicesOnOneAddressOrOneIdentity) {
   Answer(1, kIdentity, kSource);
   Answer(1, "4:sys-2;9:00-22;", kSource);
-  EXPECT_EQ(events.Take(), (Events{{11, CtrlAvailable, CtrlNew}, {11, CtrlRemoved, CtrlLostIPAddressCollision}}));
+  EXPECT_EQ(events.Take(),
+            (Events{{11, CtrlAvailable, CtrlNew}, {11, CtrlRemoved, CtrlLostIPAddressCollision}}));
   Answer(1, "4:sys-2;9:00-22;", kSource);
   Answer(1, "4:sys-2;9:00-33;", "192.168.1.21");
-  EXPECT_EQ(events.Take(), (Events{{12, CtrlAvailable, CtrlNew}, {12, CtrlRemoved, CtrlLostSystemIdCollision}}));
+  EXPECT_EQ(events.Take(),
+            (Events{{12, CtrlAvailable, CtrlNew}, {12, CtrlRemoved, CtrlLostSystemIdCollision}}));
 }
 
 TEST_F(DispatcherTest, TheServicePortGivesWayInBothOrders) {
   Answer(1, kIdentity, "192.168.1.20", 0);
   Answer(1, "1:Cell7;4:sys-1;9:00-22;", "192.168.125.1", 1);
-  EXPECT_EQ(events.Take(), (Events{{11, CtrlAvailable, CtrlNew},
-                                   {11, CtrlRemoved, CtrlUpdated},
-                                   {12, CtrlAvailable, CtrlNew}}));
+  EXPECT_EQ(
+      events.Take(),
+      (Events{{11, CtrlAvailable, CtrlNew}, {11, CtrlRemoved, CtrlUpdated}, {12, CtrlAvailable, CtrlNew}}));
   Answer(1, kIdentity, "192.168.1.20", 0);
   EXPECT_EQ(events.Take(), Events{});
   EXPECT_EQ(All().size(), 1U);

@@ -39,7 +39,8 @@ struct ClientEvent {
 
 class RecordingEvents : public events::EventQueue {
  public:
-  bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability, LanSeekEventReason reason) override {
+  bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
+                  LanSeekEventReason reason) override {
     queued.push_back({lanSeekID, availability, reason});
     return true;
   }
@@ -71,7 +72,8 @@ class RecordingDaemon : public daemon::RemoteVCPublisher {
     std::uint32_t lanSeekID = 0;
     bool operator==(const Message&) const = default;
   };
-  bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t lanSeekID) override {
+  bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
+                               std::uint32_t lanSeekID) override {
     messages.push_back({type, interfaceIndex, lanSeekID});
     return true;
   }
@@ -114,8 +116,10 @@ class EngineHarness {
   static std::string Datagram(std::uint32_t type, std::string_view fields);
 
   /// Hands a datagram in as if it had come from `source` through the interface at `position`.
-  void Receive(std::string_view datagram, std::string_view source, engine::MsgSource from, std::int32_t position);
-  void Answer(std::uint32_t type, std::string_view fields, std::string_view source, std::int32_t position = 0) {
+  void Receive(std::string_view datagram, std::string_view source, engine::MsgSource from,
+               std::int32_t position);
+  void Answer(std::uint32_t type, std::string_view fields, std::string_view source,
+              std::int32_t position = 0) {
     Receive(Datagram(type, fields), source, engine::MsgSource::FromResponseSocket, position);
   }
   void NonLocalAnswer(std::uint32_t type, std::string_view fields, std::string_view source) {

@@ -60,8 +60,9 @@ TEST_F(LifecycleTest, RemovalTellsClientsAndTheDaemonOnlyWhatTheyKnew) {
     EXPECT_EQ(events.Take(), (Events{{id, CtrlRemoved, c.reason}}));
     EXPECT_EQ(daemon.messages.back(), (RecordingDaemon::Message{c.code, 0, id}));
   }
-  EXPECT_EQ(traces.Messages(), (std::vector<std::wstring>{
-                                   L"LanSeek RemoveActiveCtrl. Unexpected removal reason 3 for remote VC path"}));
+  EXPECT_EQ(traces.Messages(),
+            (std::vector<std::wstring>{
+                L"LanSeek RemoveActiveCtrl. Unexpected removal reason 3 for remote VC path"}));
   const std::size_t told = daemon.messages.size();
   const std::uint32_t kept = Add(vc);
   Remove(kept, CtrlLostPowerDown, true);

@@ -79,7 +79,8 @@ bool PlainEngine::Collide(std::uint32_t type, CtrlInfo& pattern, engine::MsgSour
       ++i;
       continue;
     }
-    const int code = 4 * (r.systemID == pattern.systemID) + 2 * (r.macAddress == pattern.macAddress) + sameAddress;
+    const int code =
+        4 * (r.systemID == pattern.systemID) + 2 * (r.macAddress == pattern.macAddress) + sameAddress;
     switch (code) {
       case 0: ++i; continue;
       case 1:
@@ -107,8 +108,9 @@ bool PlainEngine::Collide(std::uint32_t type, CtrlInfo& pattern, engine::MsgSour
       return false;
     }
     if (type == 1 && r.published &&
-        (r.ctrlID != pattern.ctrlID || r.systemName != pattern.systemName || r.versionMajor != pattern.versionMajor ||
-         r.versionMinor != pattern.versionMinor || r.versionRevision != pattern.versionRevision)) {
+        (r.ctrlID != pattern.ctrlID || r.systemName != pattern.systemName ||
+         r.versionMajor != pattern.versionMajor || r.versionMinor != pattern.versionMinor ||
+         r.versionRevision != pattern.versionRevision)) {
       RemoveActive(i, CtrlLostSystemIdCollision);
       return false;
     }
@@ -140,7 +142,8 @@ void PlainEngine::AddNew(CtrlInfo pattern, bool published) {
   if (published) events.push_back({pattern.lanSeekID, CtrlAvailable, CtrlNew});
 }
 
-void PlainEngine::Identity(int p, const CtrlInfo& pattern, std::int32_t position, platform::Ipv4 interfaceAddress) {
+void PlainEngine::Identity(int p, const CtrlInfo& pattern, std::int32_t position,
+                           platform::Ipv4 interfaceAddress) {
   if (p < 0) return AddNew(pattern, true);
   CtrlInfo& r = records[static_cast<std::size_t>(p)];
   bool raised = false;
@@ -168,7 +171,8 @@ void PlainEngine::Identity(int p, const CtrlInfo& pattern, std::int32_t position
   if (r.UpdateFrom(pattern) && !raised) events.push_back({r.lanSeekID, CtrlAvailable, CtrlUpdated});
 }
 
-void PlainEngine::Alive(int p, const CtrlInfo& pattern, std::int32_t position, platform::Ipv4 interfaceAddress) {
+void PlainEngine::Alive(int p, const CtrlInfo& pattern, std::int32_t position,
+                        platform::Ipv4 interfaceAddress) {
   if (p < 0) {
     if (pattern.ctrlType != VC) AddNew(pattern, false);
     return;
@@ -195,8 +199,8 @@ void PlainEngine::Alive(int p, const CtrlInfo& pattern, std::int32_t position, p
   }
 }
 
-void PlainEngine::Handle(std::uint32_t type, CtrlInfo pattern, engine::MsgSource source, std::int32_t position,
-                         platform::Ipv4 interfaceAddress) {
+void PlainEngine::Handle(std::uint32_t type, CtrlInfo pattern, engine::MsgSource source,
+                         std::int32_t position, platform::Ipv4 interfaceAddress) {
   if (source == engine::MsgSource::FromNonLocalSocket && type > 2) return;
   int p = kNotRun;
   if (!Collide(type, pattern, source, p)) return;

@@ -19,7 +19,9 @@ class PlainEngine {
   /// Types 1 to 4. `pattern` has its address, interface and kind as the dispatcher would have set them.
   void Handle(std::uint32_t type, CtrlInfo pattern, engine::MsgSource source, std::int32_t position,
               platform::Ipv4 interfaceAddress);
-  void Remove(std::size_t position, LanSeekEventReason reason, bool keep) { RemoveActive(position, reason, keep); }
+  void Remove(std::size_t position, LanSeekEventReason reason, bool keep) {
+    RemoveActive(position, reason, keep);
+  }
 
  private:
   static constexpr int kNotRun = -1;

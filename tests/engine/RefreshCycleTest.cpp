@@ -151,16 +151,14 @@ TEST_F(RefreshCycleTest, ConfiguredControllersArePolledByAddress) {
   Tick();
   EXPECT_EQ(events.Take(), (Events{{available, CtrlUnavailable, CtrlLostConnection}}));
   EXPECT_EQ(Get(available).ticksToNextAction, 128);
-  EXPECT_EQ(SentDuring(77),
-            (std::vector<std::pair<int, std::string>>{{77, "to 10.9.9.1 Lanseek;0d;5;"}}))
+  EXPECT_EQ(SentDuring(77), (std::vector<std::pair<int, std::string>>{{77, "to 10.9.9.1 Lanseek;0d;5;"}}))
       << "an unavailable one every 32 s";
 }
 
 TEST_F(RefreshCycleTest, AnAnsweredPollIsRepeatedAfterTheInterval) {
   const std::uint32_t id = AddStatic(L"10.9.9.2");
   NonLocalAnswer(1, kIdentity, "10.9.9.2");
-  EXPECT_EQ(SentDuring(129),
-            (std::vector<std::pair<int, std::string>>{{129, "to 10.9.9.2 Lanseek;0d;7;"}}));
+  EXPECT_EQ(SentDuring(129), (std::vector<std::pair<int, std::string>>{{129, "to 10.9.9.2 Lanseek;0d;7;"}}));
   EXPECT_EQ(Get(id).retriesLeft, 3);
   NonLocalAnswer(2, kIdentity, "10.9.9.2");
   EXPECT_EQ(Get(id).ticksToNextAction, 128);
@@ -230,7 +228,8 @@ TEST_F(RefreshCycleTest, LivenessOfLocalVirtualControllers) {
   EXPECT_EQ(events.Take(), Events{});
   Tick();
   EXPECT_EQ(events.Take(), (Events{{id, CtrlRemoved, CtrlLostConnection}}));
-  EXPECT_EQ(traces.Messages(), (std::vector<std::wstring>{L"LanSeek: VC Sys @ path ID: 4711 has terminated!"}));
+  EXPECT_EQ(traces.Messages(),
+            (std::vector<std::wstring>{L"LanSeek: VC Sys @ path ID: 4711 has terminated!"}));
 }
 
 }  // namespace

@@ -46,8 +46,9 @@ class MessageReaderTest : public ::testing::Test {
 };
 
 TEST_F(MessageReaderTest, TakesTheWholeIdentity) {
-  ASSERT_TRUE(Parse("Lanseek;76;1;1:Cell7;2:ctrl-0042;3:Line2;4:{7A1C-22};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-0a-11-2c;"
-                    "b:0;c:0;f:2;10:5;11:1;"));
+  ASSERT_TRUE(
+      Parse("Lanseek;76;1;1:Cell7;2:ctrl-0042;3:Line2;4:{7A1C-22};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-0a-11-2c;"
+            "b:0;c:0;f:2;10:5;11:1;"));
   EXPECT_EQ(type, 1U);
   EXPECT_EQ(pattern.ctrlName, L"Cell7");
   EXPECT_EQ(pattern.ctrlID, L"ctrl-0042");
@@ -127,8 +128,9 @@ TEST_F(MessageReaderTest, EndsAtANulThatTheLengthAdmits) {
 }
 
 TEST_F(MessageReaderTest, SkipsMalformedFieldsAndKeepsTheOthers) {
-  ASSERT_TRUE(Parse(WithFields("1:;2: ;zz:x;:y;3;4x:no;0:a;6:b;d:c;12:e;ffffffffff:f;100000001:g; 5: /p;1:Line 2 cell;"
-                               "0x9:mac;7:junk;8: 12abc;f:-1;b:99999999999;")));
+  ASSERT_TRUE(Parse(
+      WithFields("1:;2: ;zz:x;:y;3;4x:no;0:a;6:b;d:c;12:e;ffffffffff:f;100000001:g; 5: /p;1:Line 2 cell;"
+                 "0x9:mac;7:junk;8: 12abc;f:-1;b:99999999999;")));
   EXPECT_EQ(pattern.ctrlName, L"Line 2 cell");
   EXPECT_EQ(pattern.ctrlID, L"");
   EXPECT_EQ(pattern.systemName, L"");

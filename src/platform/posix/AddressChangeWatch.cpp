@@ -51,7 +51,8 @@ class RouteNetlinkWatch : public AddressChangeWatch {
     }
   }
 
-  /// What changed is not read: the addresses are compared as a whole. An overrun (ENOBUFS) is a change as well.
+  /// What changed is not read: the addresses are compared as a whole. An overrun (ENOBUFS) is a change as
+  /// well.
   void Drain() const {
     char notice[8192];
     while (recv(socket_.get(), notice, sizeof notice, MSG_DONTWAIT) > 0 || errno == ENOBUFS) errno = 0;
@@ -67,7 +68,8 @@ std::unique_ptr<AddressChangeWatch> WatchAddressChanges() {
   sockaddr_nl local{};
   local.nl_family = AF_NETLINK;
   local.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR;
-  if (!socket || bind(socket.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) return nullptr;
+  if (!socket || bind(socket.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0)
+    return nullptr;
   return std::make_unique<RouteNetlinkWatch>(std::move(socket));
 }
 

@@ -8,9 +8,9 @@
 
 namespace kellanseek::platform {
 
-/// A UdpSocket as Linux needs it. A descriptor bound to a unicast address hears no broadcast, so beside the one that
-/// sends and takes unicasts there is one for the subnet's directed broadcasts and one for limited broadcasts; what
-/// they hear on another interface is dropped.
+/// A UdpSocket as Linux needs it. A descriptor bound to a unicast address hears no broadcast, so beside the
+/// one that sends and takes unicasts there is one for the subnet's directed broadcasts and one for limited
+/// broadcasts; what they hear on another interface is dropped.
 class BoundSocket : public UdpSocket {
  public:
   explicit BoundSocket(Descriptor descriptor) : unicast_(std::move(descriptor)) {}

@@ -29,7 +29,8 @@ class TraceSink : public DebugOutput {
       syslog_ = true;
     } else if (sink.starts_with(kFilePrefix)) {
       const std::string path(sink.substr(kFilePrefix.size()));
-      descriptor_ = Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0644));
+      descriptor_ =
+          Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0644));
     }
   }
 

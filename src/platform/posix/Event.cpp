@@ -50,7 +50,8 @@ bool Event::TryWait() { return native_->TryTake(); }
 
 void Event::Wait() { WaitForAny({this}); }
 
-WaitResult WaitForAny(std::initializer_list<Event*> events, std::optional<std::chrono::milliseconds> timeout) {
+WaitResult WaitForAny(std::initializer_list<Event*> events,
+                      std::optional<std::chrono::milliseconds> timeout) {
   constexpr std::size_t kMaxEvents = 8;
   if (events.size() > kMaxEvents) return {};
   pollfd descriptors[kMaxEvents];

@@ -18,7 +18,8 @@ class Deadline {
   /// What is left, for ppoll; never negative.
   timespec Left() const {
     if (!end_) return {};
-    const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(*end_ - std::chrono::steady_clock::now());
+    const auto left =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(*end_ - std::chrono::steady_clock::now());
     const auto count = left.count() > 0 ? left.count() : 0;
     return {static_cast<time_t>(count / 1000000000), static_cast<long>(count % 1000000000)};
   }

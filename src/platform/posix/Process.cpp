@@ -46,7 +46,8 @@ class Processes : public ProcessTable {
   }
 
   bool IsRunning(std::uint32_t processId, std::uint64_t startStamp) override {
-    if (processId == 0 || processId > static_cast<std::uint32_t>(std::numeric_limits<pid_t>::max())) return false;
+    if (processId == 0 || processId > static_cast<std::uint32_t>(std::numeric_limits<pid_t>::max()))
+      return false;
     if (kill(static_cast<pid_t>(processId), 0) != 0 && errno == ESRCH) return false;
     const ProcessState state = ReadState(processId);
     // Another user's process may be hidden; that it takes signals is then all there is to know.

@@ -14,7 +14,7 @@
 namespace kellanseek::platform {
 namespace {
 
-constexpr unsigned kBatch = 64;           ///< Datagrams read with one call.
+constexpr unsigned kBatch = 64;             ///< Datagrams read with one call.
 constexpr std::size_t kMostPending = 8192;  ///< Read ahead; what is beyond waits in the kernel.
 constexpr std::size_t kHandedBetweenReads = 32;
 
@@ -123,7 +123,8 @@ void ReadAheadReceiver::ReadFrom(const Source& source) {
 
 void ReadAheadReceiver::Keep(const Source& source, unsigned index) {
   mmsghdr& received = batch_->headers[index];
-  if (source.from.interfaceIndex != 0 && ArrivalInterface(received.msg_hdr) != source.from.interfaceIndex) return;
+  if (source.from.interfaceIndex != 0 && ArrivalInterface(received.msg_hdr) != source.from.interfaceIndex)
+    return;
   Pending kept{source.socket, bytes_.size(), received.msg_len, 0, 0, false, 0};
   if ((received.msg_hdr.msg_flags & MSG_TRUNC) != 0) {
     kept.error = EMSGSIZE;

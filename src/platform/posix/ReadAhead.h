@@ -9,8 +9,9 @@
 
 namespace kellanseek::platform {
 
-/// Reads what the kernel has into memory of its own, many datagrams with one call, and hands them on one at a time:
-/// a kernel's default buffer holds only some 250 small datagrams, so it must be emptied faster than they are handled.
+/// Reads what the kernel has into memory of its own, many datagrams with one call, and hands them on one at a
+/// time: a kernel's default buffer holds only some 250 small datagrams, so it must be emptied faster than
+/// they are handled.
 class ReadAheadReceiver : public DatagramReceiver {
  public:
   ReadAheadReceiver(const std::vector<UdpSocket*>& sockets, std::size_t capacity);

@@ -25,8 +25,8 @@ sigset_t EndingSignals() {
 
 }  // namespace
 
-/// The signals are blocked in every thread and read from a descriptor instead, so that no code of the program runs
-/// inside a signal handler.
+/// The signals are blocked in every thread and read from a descriptor instead, so that no code of the program
+/// runs inside a signal handler.
 struct StopSignals::Native {
   explicit Native(Event& stopEvent) : stop(stopEvent) {
     const sigset_t signals = EndingSignals();

@@ -24,7 +24,8 @@ class BerkeleyNetwork : public UdpNetwork {
     return std::make_unique<BoundSocket>(std::move(descriptor));
   }
 
-  std::unique_ptr<DatagramReceiver> CreateReceiver(std::vector<UdpSocket*> sockets, std::size_t capacity) override {
+  std::unique_ptr<DatagramReceiver> CreateReceiver(std::vector<UdpSocket*> sockets,
+                                                   std::size_t capacity) override {
     return std::make_unique<ReadAheadReceiver>(sockets, capacity);
   }
 

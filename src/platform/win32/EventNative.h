@@ -30,8 +30,8 @@ struct Event::Native {
   std::vector<Waker*> wakers GUARDED_BY(lock);
 };
 
-/// Keeps a waker attached to an event for the life of a scope. Test the event after this has been made: from then
-/// on no Set() goes unnoticed.
+/// Keeps a waker attached to an event for the life of a scope. Test the event after this has been made: from
+/// then on no Set() goes unnoticed.
 class AttachedWaker {
  public:
   AttachedWaker(Event& event, Waker& waker) : event_(event), waker_(waker) { event_.native().Attach(waker_); }

@@ -4,8 +4,8 @@
 
 namespace kellanseek::platform {
 
-/// A datagram socket connected to itself on the loopback: put into a set that is waited for with select, it ends
-/// the wait when Wake() is called. Where the system refuses it, waits run to their time-out instead.
+/// A datagram socket connected to itself on the loopback: put into a set that is waited for with select, it
+/// ends the wait when Wake() is called. Where the system refuses it, waits run to their time-out instead.
 class SocketWaker final : public Waker {
  public:
   SocketWaker();
