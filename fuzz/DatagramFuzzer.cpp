@@ -1,0 +1,92 @@
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "tests/engine/EngineHarness.h"
+
+using namespace kellanseek;
+
+namespace {
+
+void Require(bool held) {
+  if (!held) std::abort();
+}
+
+CtrlInfo Known(KelCtrlType type, LanSeekCtrlIdentificationType definition, const wchar_t* address,
+               const wchar_t* systemID) {
+  CtrlInfo record;
+  record.ctrlType = type;
+  record.identificationType = definition;
+  record.ctrlAddress = address;
+  record.systemID = systemID;
+  record.ctrlStatus = definition == DynamicCtrlDefinition ? CtrlAvailable : CtrlUnavailable;
+  return record;
+}
+
+void AddOneOfEachKind(test::EngineHarness& engine) {
+  engine.Add(Known(RC, StaticCtrlDefinition, L"192.168.1.10", L""));
+  engine.Add(Known(RC, RemoteCtrlDefinition, L"10.9.0.7", L""));
+  CtrlInfo virtualController = Known(VC, DynamicCtrlDefinition, L"/virtual/a", L"V");
+  virtualController.remotePublication = RemoteVCPublication_True;
+  virtualController.vcProcessID = 4711;
+  engine.processes.Start(virtualController.vcProcessID);
+  engine.Add(virtualController);
+}
+
+/// The first byte says from where the text comes: Q and R from the request and response socket of the first
+/// interface, q and r of the second, N from the non-local socket, F from a virtual controller of this host. T
+/// lets time pass.
+void Take(test::EngineHarness& engine, std::string_view piece) {
+  using engine::MsgSource;
+  if (piece.empty()) return;
+  const char from = piece.front();
+  const std::string text(piece.substr(1));
+  const auto receive = [&](MsgSource source, std::int32_t position) {
+    engine.Receive(text, position == 1 ? "10.0.0.20" : "192.168.1.20", source, position);
+  };
+  switch (from) {
+    case 'Q': return receive(MsgSource::FromRequestSocket, 0);
+    case 'q': return receive(MsgSource::FromRequestSocket, 1);
+    case 'R': return receive(MsgSource::FromResponseSocket, 0);
+    case 'r': return receive(MsgSource::FromResponseSocket, 1);
+    case 'N': return receive(MsgSource::FromNonLocalSocket, kNone);
+    case 'T': return engine.Tick(1 + static_cast<int>(text.size() % 16));
+    default: break;
+  }
+  engine::Dispatcher::Scratch scratch;
+  engine.dispatcher.HandleMessage(text, text.size(), nullptr, {}, scratch);
+  engine.engineLock.ReleaseAll();
+}
+
+/// Whatever is said on the network: ids ascend and were issued, and clients are told of nothing that never
+/// was.
+void CheckTable(test::EngineHarness& engine) {
+  std::uint32_t last = kLastReservedLanSeekID;
+  for (const CtrlInfo& record : engine.All()) {
+    Require(record.lanSeekID > last && record.lanSeekID < engine.table.NextLanSeekID());
+    last = record.lanSeekID;
+    Require(record.ctrlStatus != CtrlRemoved);
+  }
+  for (const test::ClientEvent& event : engine.events.queued) {
+    Require(event.lanSeekID > kLastReservedLanSeekID && event.lanSeekID < engine.table.NextLanSeekID());
+    Require(event.reason >= CtrlNew && event.reason <= CtrlReconnected);
+  }
+}
+
+}  // namespace
+
+/// The input is a conversation, one message to a line.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  std::string_view rest(reinterpret_cast<const char*>(bytes), size);
+  test::EngineHarness engine;
+  AddOneOfEachKind(engine);
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find('\n'), rest.size());
+    Take(engine, rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  CheckTable(engine);
+  return 0;
+}
