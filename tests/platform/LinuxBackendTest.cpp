@@ -1,9 +1,14 @@
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <fstream>
+#include <string>
+#include <thread>
 
 #include "platform/Process.h"
 #include "platform/UdpSocket.h"
@@ -37,6 +42,40 @@ TEST(LinuxBackendTest, AProcessThatHasEndedButIsNotCollectedDoesNotRun) {
   EXPECT_FALSE(table.IsRunning(id, stamp));
   EXPECT_EQ(waitpid(child, nullptr, 0), child);
   EXPECT_FALSE(table.IsRunning(id, stamp));
+}
+
+TEST(LinuxBackendTest, AProcessWhoseFirstThreadHasEndedStillRuns) {
+  int hold[2];
+  ASSERT_EQ(pipe(hold), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    close(hold[1]);
+    std::thread([&] {
+      char end = 0;
+      _exit(read(hold[0], &end, 1) == 0 ? 0 : 1);
+    }).detach();
+    syscall(SYS_exit, 0);  // of this thread alone, without unwinding
+  }
+  close(hold[0]);
+  const auto firstThreadHasEnded = [&] {
+    std::ifstream file("/proc/" + std::to_string(child) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    return text.find(") Z ") != text.npos;
+  };
+  while (!firstThreadHasEnded()) sched_yield();
+  platform::ProcessTable& table = platform::SystemProcessTable();
+  const auto id = static_cast<std::uint32_t>(child);
+  const std::uint64_t stamp = table.StartStamp(id);
+  EXPECT_NE(stamp, 0U);
+  EXPECT_TRUE(table.IsRunning(id, stamp));
+
+  close(hold[1]);
+  siginfo_t info{};
+  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
+  EXPECT_FALSE(table.IsRunning(id, stamp));
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
 }
 
 TEST(LinuxBackendTest, AStrangeProgramNameHidesNothing) {

@@ -29,11 +29,14 @@ ProcessState ReadState(std::uint32_t processId) {
   std::istringstream rest(text.substr(nameEnd + 1));
   char state = '?';
   rest >> state;
-  constexpr int kFieldsBetweenStateAndStart = 18;
+  constexpr int kFieldsBetweenStateAndThreads = 16;
   std::string skipped;
-  for (int i = 0; i < kFieldsBetweenStateAndStart; ++i) rest >> skipped;
+  for (int i = 0; i < kFieldsBetweenStateAndThreads; ++i) rest >> skipped;
+  std::int64_t threads = 0;
+  rest >> threads >> skipped;
   ProcessState result;
-  result.ended = state == 'Z' || state == 'X' || state == 'x';
+  // The state is that of the first thread, which may end before the others do.
+  result.ended = (state == 'Z' && threads <= 1) || state == 'X' || state == 'x';
   result.readable = static_cast<bool>(rest >> result.start);
   return result;
 }
