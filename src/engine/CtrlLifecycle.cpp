@@ -39,7 +39,7 @@ CtrlTable::Iterator CtrlLifecycle::RemoveActiveCtrl(CtrlTable& table, CtrlTable:
                                                     LanSeekEventReason reason, bool keep) {
   CtrlInfo& record = table.Edit(position);
   hostNames_.Forget(record.lanSeekID);
-  if (record.remotePublication == RemoteVCPublication_True && record.published)
+  if (record.remotePublication != RemoteVCPublication_False && record.published)
     TellDaemonOfRemoval(record, reason);
   if (record.published && record.Available()) {
     events_.QueueEvent(record.lanSeekID, record.Dynamic() ? CtrlRemoved : CtrlUnavailable, reason);

@@ -71,6 +71,11 @@ TEST_F(LifecycleTest, RemovalTellsClientsAndTheDaemonOnlyWhatTheyKnew) {
   EXPECT_EQ(events.Take(), (Events{{kept, CtrlRemoved, CtrlLostPowerDown}}));
   EXPECT_EQ(daemon.messages.size(), told + 1);
   EXPECT_TRUE(All().empty());
+  vc.remotePublication = static_cast<RemoteVCPublication>(-1);
+  const std::uint32_t oddlyPublished = Add(vc);
+  Remove(oddlyPublished, CtrlLostPowerDown);
+  EXPECT_EQ(daemon.messages.back(), (RecordingDaemon::Message{4, 0, oddlyPublished}))
+      << "whatever was taken as published is withdrawn";
 }
 
 TEST_F(LifecycleTest, AnInterfaceThatGoesTakesItsControllersWithIt) {
