@@ -14,6 +14,9 @@ namespace {
 
 constexpr std::size_t kLongestQuote = 60;
 
+/// Every name is looked for among all children, so there must not be as many names as a file has room for.
+constexpr std::size_t kMostUnknownNames = 100;
+
 std::wstring UnknownNameText(std::wstring_view name, const std::vector<std::wstring_view>& here,
                              const std::vector<std::wstring_view>& elsewhere) {
   std::wstring text = L"Element " + Quoted(name) + L" is not known here and is ignored.";
@@ -62,21 +65,24 @@ void CheckChildren(platform::XmlNode& parent, const std::vector<KnownElement>& k
   here.reserve(known.size());
   for (const KnownElement& each : known) here.push_back(each.name);
 
+  std::size_t unknownNames = 0;
   for (const std::wstring& name : std::set<std::wstring>(present.begin(), present.end())) {
     const auto expected =
         std::find_if(known.begin(), known.end(), [&](const KnownElement& each) { return each.name == name; });
-    if (expected != known.end() && expected->repeats) continue;
+    const bool isKnown = expected != known.end();
+    if (isKnown && expected->repeats) continue;
+    if (!isKnown && ++unknownNames > kMostUnknownNames) continue;
     std::vector<std::unique_ptr<platform::XmlNode>> nodes;
     if (FAILED(parent.SelectNodes(name, nodes))) continue;
-    for (std::size_t i = 0; i < nodes.size(); ++i) {
-      if (expected == known.end()) {
-        remarks.Finding(nodes[i]->Line(), UnknownNameText(name, here, elsewhere));
-      } else if (i > 0) {
-        remarks.Finding(nodes[i]->Line(),
-                        L"Element " + Quoted(name) +
-                            L" is there more than once; only the first counts, this one is ignored.");
-      }
-    }
+    const std::wstring text =
+        isKnown ? L"Element " + Quoted(name) +
+                      L" is there more than once; only the first counts, this one is ignored."
+                : UnknownNameText(name, here, elsewhere);
+    for (std::size_t i = isKnown ? 1 : 0; i < nodes.size(); ++i) remarks.Finding(nodes[i]->Line(), text);
+  }
+  if (unknownNames > kMostUnknownNames) {
+    remarks.Finding(parent.Line(), std::to_wstring(unknownNames - kMostUnknownNames) +
+                                       L" more names of elements are not known here and are ignored.");
   }
 }
 

@@ -38,8 +38,8 @@ struct KnownElement {
 };
 
 /// Reports the children that are ignored: those whose name is not known there, with the name that was
-/// probably meant, and all but the first of those that count once. `elsewhere` are names that are known at
-/// other places of the file.
+/// probably meant, and all but the first of those that count once. Of unknown names beyond a hundred only the
+/// number is told. `elsewhere` are names that are known at other places of the file.
 void CheckChildren(platform::XmlNode& parent, const std::vector<KnownElement>& known,
                    const std::vector<std::wstring_view>& elsewhere, Remarks& remarks);
 

@@ -248,6 +248,17 @@ TEST(ConfigCheckTest, TellsAFileThatIsRejectedFromOneThatCannotBeRead) {
   EXPECT_TRUE(CheckConfiguration(empty.WideFile("file")).unreadable);
 }
 
+TEST(ConfigCheckTest, AFileFullOfUnknownNamesIsToldInAHundred) {
+  std::string inside;
+  for (int i = 1000; i < 3000; ++i) inside += "<Extra" + std::to_string(i) + "/>\n";
+  const ConfigFiles files;
+  files.WriteSettings(inside + "<Extra1000/>");
+  const std::vector<std::string> findings = Findings(CheckConfiguration(files.Directory().Wide()));
+  ASSERT_EQ(findings.size(), 102U);
+  EXPECT_NE(findings[1].find("\"Extra1000\" is not known here"), std::string::npos) << findings[1];
+  EXPECT_NE(findings.back().find("1900 more names"), std::string::npos) << findings.back();
+}
+
 TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndReplaceNothing) {
   const ScratchDirectory scratch;
   std::wstring error;
