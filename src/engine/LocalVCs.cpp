@@ -37,7 +37,9 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
   record.ticksToNextAction = settings_.Ticks(settings_.VCRefreshInterval);
   record.vcProcessID = processID;
   record.vcProcessStart = processes_.StartStamp(processID);
-  record.vcInterface = KelComPtr<IUnknown>(vci->pVC);
+  // Outside the owner, which lets no exception pass: the object may live in a process that has just ended.
+  vci->pVC->AddRef();
+  record.vcInterface = KelComPtr<IUnknown>::Attach(vci->pVC);
 
   const CtrlTable::Lock lock(table_);
   if (table_.FirstBySystemID(record.systemID) != table_.end()) {

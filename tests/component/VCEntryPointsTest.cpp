@@ -55,6 +55,16 @@ TEST_F(VCEntryPointsTest, FailuresOfTheEngineLeaveAPlaceOnly) {
   EXPECT_EQ(virtualControllers->UnRegister(nullptr), KEL_E_NOT_FOUND);
 }
 
+TEST_F(VCEntryPointsTest, AnObjectThatCannotBeReferencedIsNotRegistered) {
+  const auto object = FakeVC::Make();
+  object->addRefThrows = true;
+  EXPECT_EQ(Register(L"sys", object.Get()), E_UNEXPECTED);
+  EXPECT_EQ(ErrorMessage(), L"");
+  object->addRefThrows = false;
+  EXPECT_EQ(object->References(), 1U);
+  EXPECT_EQ(Register(L"sys", object.Get()), S_OK);
+}
+
 TEST_F(VCEntryPointsTest, AnyForwardedTextIsTaken) {
   EXPECT_EQ(virtualControllers->ForwardMessage(nullptr), S_OK);
   for (const wchar_t* text : {L"", L"nonsense", L"Lanseek;", L"Lanseek;ff;1;", L"Lanseek;0d;1;4:"}) {
