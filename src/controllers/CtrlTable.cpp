@@ -148,9 +148,9 @@ CtrlTable::Iterator CtrlTable::AddCtrl(CtrlInfo record) {
 }
 
 CtrlTable::Iterator CtrlTable::Remove(Iterator record) {
-  sharedKeys_ -= KeysHeld(*record, 1);
   CtrlInfo& leaving = Edit(record);
   if (leaving.vcInterface) toRelease_.push_back(std::move(leaving.vcInterface));
+  sharedKeys_ -= KeysHeld(leaving, 1);
   return records_.get<InOrder>().erase(record);
 }
 
