@@ -1,17 +1,21 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
 
+#include "platform/DebugOutput.h"
 #include "platform/Process.h"
 #include "platform/UdpSocket.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace kellanseek::test {
 namespace {
@@ -89,6 +93,44 @@ TEST(LinuxBackendTest, AStrangeProgramNameHidesNothing) {
     EXPECT_TRUE(table.IsRunning(platform::CurrentProcessId(), stamp)) << name;
   }
   prctl(PR_SET_NAME, before);
+}
+
+/// Run by the next test, in processes of its own.
+TEST(LinuxBackendTest, TracesAWord) { platform::ProcessDebugOutput().Write(L"word"); }
+
+/// The exit code of `program`, which is a copy of this one, when an ordinary user lets it trace to `file`.
+int TraceAsOrdinaryUser(const std::string& program, const std::string& file) {
+  const std::string sink = "KELLANSEEK_TRACE=file:" + file;
+  const pid_t child = fork();
+  if (child == 0) {
+    constexpr uid_t kNobody = 65534;
+    const char* const arguments[] = {program.c_str(), "--gtest_filter=LinuxBackendTest.TracesAWord",
+                                     "--gtest_brief=1", nullptr};
+    const char* const environment[] = {sink.c_str(), nullptr};
+    if (setresuid(kNobody, kNobody, kNobody) != 0) _exit(98);
+    execve(program.c_str(), const_cast<char* const*>(arguments), const_cast<char* const*>(environment));
+    _exit(99);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(LinuxBackendTest, AProgramWithRaisedPrivilegesWritesNoFileOfItsUsersChoice) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser can raise a program's privileges";
+  const ScratchDirectory scratch;
+  const std::string program = scratch.File("program");
+  ASSERT_TRUE(std::filesystem::copy_file("/proc/self/exe", program));
+  scratch.Write("open", "");
+  scratch.Write("private", "");
+  ASSERT_EQ(chmod(scratch.File("open").c_str(), 0666), 0);
+  ASSERT_EQ(chmod(program.c_str(), 0755), 0);
+  EXPECT_EQ(TraceAsOrdinaryUser(program, scratch.File("open")), 0);
+  EXPECT_EQ(scratch.Read("open"), "word");
+
+  ASSERT_EQ(chmod(program.c_str(), 04755), 0);
+  EXPECT_EQ(TraceAsOrdinaryUser(program, scratch.File("private")), 0);
+  EXPECT_EQ(scratch.Read("private"), "");
 }
 
 TEST(LinuxBackendTest, AnAddressThatIsNotOursCannotBeBound) {

@@ -21,7 +21,8 @@ constexpr std::string_view kFilePrefix = "file:";
 class TraceSink : public DebugOutput {
  public:
   TraceSink() {
-    const char* named = std::getenv("KELLANSEEK_TRACE");
+    // A program with raised privileges lets nobody choose which file it writes.
+    const char* named = ::secure_getenv("KELLANSEEK_TRACE");
     const std::string_view sink = named != nullptr ? named : "";
     if (sink == "stderr") {
       descriptor_ = Descriptor(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3));
