@@ -56,6 +56,19 @@ class Sockets(harness.Scenario):
                              "the kernel's buffer full")
         self.assertEqual(len({event["systemID"] for event in found}), len(found))
 
+    def test_an_address_that_moves_to_a_bridge_is_heard_there(self):
+        net = self.network("A")
+        here = self.station({net: "10.1.0.1/24"}, RefreshInterval=2)
+        here.ip("link add br0 type bridge", "link set br0 up")
+        device = self.device(net, "10.1.0.11/24")
+        watch = self.watch(here, ready_on=[net])
+        watch.expect("new", address=device.address)
+        # All at once, so that the addresses are the same before and after to whoever looks at them only.
+        here.ip("addr del 10.1.0.1/24 dev eth0", "link set eth0 master br0", "addr add 10.1.0.1/24 brd + dev br0")
+        asked = len(self.tap(net).find(source="10.1.0.1"))
+        watch.expect_nothing_else(device)
+        self.tap(net).wait_for(count=asked + 2, source="10.1.0.1", destination="10.1.0.255")
+
     def test_a_stop_during_a_flood_takes_no_longer(self):
         a, b = self.network("A"), self.network("B")
         here = self.station({a: "10.1.0.1/24", b: "10.2.0.1/24"})

@@ -14,6 +14,8 @@
 namespace kellanseek::platform {
 namespace {
 
+constexpr std::chrono::seconds kAskAgain{1};
+
 SocketError SetOption(int descriptor, int level, int option) {
   const int on = 1;
   return setsockopt(descriptor, level, option, &on, sizeof on) == 0 ? 0 : errno;
@@ -57,7 +59,7 @@ SocketError BoundSocket::Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) {
   if (address == 0) return 0;
   address_ = address;
   broadcast_ = address | ~mask;
-  interfaceIndex_ = InterfaceIndexOf(address);
+  CurrentInterface();
   // Networks of one or two hosts have no broadcast address of their own.
   const bool hasBroadcast = mask != kNoAddress && HostOrder(~mask) > 1;
   if (hasBroadcast) {
@@ -67,7 +69,22 @@ SocketError BoundSocket::Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) {
 }
 
 bool BoundSocket::IsBroadcast(Ipv4 destination) const {
-  return interfaceIndex_ != 0 && (destination == broadcast_ || destination == kNoAddress);
+  return address_ != 0 && (destination == broadcast_ || destination == kNoAddress);
+}
+
+unsigned BoundSocket::CurrentInterface() const {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - asked_.load(std::memory_order_relaxed) >= kAskAgain) {
+    asked_.store(now, std::memory_order_relaxed);
+    const unsigned found = InterfaceIndexOf(address_);
+    if (found != 0) interfaceIndex_.store(found, std::memory_order_relaxed);
+  }
+  return interfaceIndex_.load(std::memory_order_relaxed);
+}
+
+bool BoundSocket::HearsBroadcastsOn(unsigned interfaceIndex) const {
+  const unsigned own = interfaceIndex_.load(std::memory_order_relaxed);
+  return own == 0 || own == interfaceIndex || CurrentInterface() == interfaceIndex;
 }
 
 SocketError BoundSocket::SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) {
@@ -79,7 +96,8 @@ SocketError BoundSocket::SendTo(std::string_view bytes, Ipv4 destination, std::u
   message.msg_iov = &part;
   message.msg_iovlen = 1;
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(in_pktinfo))] = {};
-  if (IsBroadcast(destination)) {
+  const unsigned via = IsBroadcast(destination) ? CurrentInterface() : 0;
+  if (via != 0) {
     // Where two interfaces share a subnet the routing table alone would choose.
     message.msg_control = control;
     message.msg_controllen = sizeof control;
@@ -88,7 +106,7 @@ SocketError BoundSocket::SendTo(std::string_view bytes, Ipv4 destination, std::u
     header->cmsg_type = IP_PKTINFO;
     header->cmsg_len = CMSG_LEN(sizeof(in_pktinfo));
     in_pktinfo info{};
-    info.ipi_ifindex = static_cast<int>(interfaceIndex_);
+    info.ipi_ifindex = static_cast<int>(via);
     info.ipi_spec_dst.s_addr = address_;
     std::memcpy(CMSG_DATA(header), &info, sizeof info);
   }
@@ -98,9 +116,9 @@ SocketError BoundSocket::SendTo(std::string_view bytes, Ipv4 destination, std::u
 }
 
 std::vector<BoundSocket::Source> BoundSocket::Sources() const {
-  std::vector<Source> sources{{unicast_.get(), 0}};
-  if (directed_) sources.push_back({directed_.get(), interfaceIndex_});
-  if (limited_) sources.push_back({limited_.get(), interfaceIndex_});
+  std::vector<Source> sources{{unicast_.get(), false}};
+  if (directed_) sources.push_back({directed_.get(), true});
+  if (limited_) sources.push_back({limited_.get(), true});
   return sources;
 }
 

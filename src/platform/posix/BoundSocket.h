@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -20,16 +22,20 @@ class BoundSocket : public UdpSocket {
   SocketError Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) override;
   SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override;
 
-  /// A descriptor to read, and the interface on which its datagrams count; 0 for any.
+  /// A descriptor to read, and whether only what arrives on the address's own interface counts.
   struct Source {
     int descriptor = -1;
-    unsigned interfaceIndex = 0;
+    bool isBroadcast = false;
   };
   std::vector<Source> Sources() const;
+
+  /// Whether broadcasts that arrive on that interface are for this socket.
+  bool HearsBroadcastsOn(unsigned interfaceIndex) const;
 
  private:
   SocketError BindBroadcast(Descriptor& descriptor, Ipv4 address, std::uint16_t port) const;
   bool IsBroadcast(Ipv4 destination) const;
+  unsigned CurrentInterface() const;
 
   Descriptor unicast_;
   Descriptor directed_;
@@ -37,7 +43,10 @@ class BoundSocket : public UdpSocket {
   bool reuse_ = false;
   Ipv4 address_ = 0;
   Ipv4 broadcast_ = 0;
-  unsigned interfaceIndex_ = 0;
+  /// The interface that had the address when last asked, which is done now and then: an address that moves at
+  /// once to another interface is the same address to everybody else, and nobody binds it anew. 0 for none.
+  mutable std::atomic<unsigned> interfaceIndex_{0};
+  mutable std::atomic<std::chrono::steady_clock::time_point> asked_{};
 };
 
 }  // namespace kellanseek::platform

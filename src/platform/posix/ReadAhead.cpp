@@ -61,9 +61,8 @@ struct ReadAheadReceiver::Batch {
 ReadAheadReceiver::ReadAheadReceiver(const std::vector<UdpSocket*>& sockets, std::size_t capacity)
     : capacity_(capacity), batch_(std::make_unique<Batch>(capacity)) {
   for (std::size_t i = 0; i < sockets.size(); ++i) {
-    for (const BoundSocket::Source& from : static_cast<BoundSocket*>(sockets[i])->Sources()) {
-      sources_.push_back({i, from});
-    }
+    const auto* bound = static_cast<const BoundSocket*>(sockets[i]);
+    for (const BoundSocket::Source& from : bound->Sources()) sources_.push_back({i, bound, from});
   }
 }
 
@@ -123,8 +122,7 @@ void ReadAheadReceiver::ReadFrom(const Source& source) {
 
 void ReadAheadReceiver::Keep(const Source& source, unsigned index) {
   mmsghdr& received = batch_->headers[index];
-  if (source.from.interfaceIndex != 0 && ArrivalInterface(received.msg_hdr) != source.from.interfaceIndex)
-    return;
+  if (source.from.isBroadcast && !source.bound->HearsBroadcastsOn(ArrivalInterface(received.msg_hdr))) return;
   Pending kept{source.socket, bytes_.size(), received.msg_len, 0, 0, false, 0};
   if ((received.msg_hdr.msg_flags & MSG_TRUNC) != 0) {
     kept.error = EMSGSIZE;

@@ -22,6 +22,7 @@ class ReadAheadReceiver : public DatagramReceiver {
  private:
   struct Source {
     std::size_t socket = 0;
+    const BoundSocket* bound = nullptr;
     BoundSocket::Source from;
   };
   struct Pending {
