@@ -67,6 +67,7 @@ void CControllerSeek::Init() {
 
 void CControllerSeek::StartNetwork() {
   socketsReady_.Reset();
+  receiverEnded_.Reset();
   refreshThread_.Start("KelRefresh", [this] { RefreshThread(); });
   const auto receive = [this] {
     receiverId_.store(std::this_thread::get_id());
@@ -103,8 +104,9 @@ void CControllerSeek::StopNetwork(int restart) {
   socketsReady_.Reset();
   stopNetwork_.Set();
   receiverThread_.Join();
-  // The refresh thread closes the sockets only now that nobody reads them any more.
-  socketsReady_.Set();
+  // The refresh thread closes the sockets only now that nobody reads them any more. The event that says that
+  // they are there cannot say so: a stop during the start may come just before it is set.
+  receiverEnded_.Set();
   refreshThread_.Join();
   if (restart == 0) {
     addressThread_.Join();
@@ -135,7 +137,7 @@ void CControllerSeek::RefreshThread() {
   while (platform::WaitForAny({&stopNetwork_}, tick).outcome == platform::WaitResult::Outcome::TimedOut) {
     refreshCycle_.Tick();
   }
-  socketsReady_.Wait();
+  receiverEnded_.Wait();
   sockets_.CloseSockets();
 }
 

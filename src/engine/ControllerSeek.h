@@ -98,6 +98,7 @@ class CControllerSeek {
 
   platform::Event socketsReady_{platform::Event::Kind::ManualReset};
   platform::Event stopNetwork_{platform::Event::Kind::ManualReset};
+  platform::Event receiverEnded_{platform::Event::Kind::ManualReset};
   platform::Event stopEngine_{platform::Event::Kind::AutoReset};
 
   EngineLock engineLock_;
