@@ -15,7 +15,7 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 constexpr std::chrono::milliseconds kSendPause{2};
 
 daemon::RandomSource RandomNumbers() {
-  return [generator = std::mt19937(std::random_device()())]() mutable {
+  return [generator = std::minstd_rand(std::random_device()())]() mutable {
     return static_cast<std::uint32_t>(generator());
   };
 }
