@@ -13,6 +13,8 @@ foreach(tool kelseek kelsim)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
+# The installed tree may be moved, or installed under another prefix than it was configured for.
+file(RELATIVE_PATH kellanseek_prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kellanseek.pc.in kellanseek.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kellanseek.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
@@ -22,3 +24,8 @@ configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KelLanSeekConfig.cmake
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/KelLanSeekConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/KelLanSeekConfig.cmake ${PROJECT_BINARY_DIR}/KelLanSeekConfigVersion.cmake
         DESTINATION ${package_dir})
+
+# cmake --install DIR --component register: the installed component becomes the one that CoCreateInstance finds.
+install(CODE "
+  execute_process(COMMAND \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/kelseek\" register COMMAND_ERROR_IS_FATAL ANY)
+  " COMPONENT register EXCLUDE_FROM_ALL)
