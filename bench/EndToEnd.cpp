@@ -35,9 +35,10 @@ void Report(const char* figure, double value) { std::printf("%s %.6g\n", figure,
 
 double Milliseconds(Clock::duration time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
-double CpuMilliseconds() {
+/// Of the whole process, or of the calling thread: RUSAGE_SELF, RUSAGE_THREAD.
+double CpuMilliseconds(int who) {
   rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
+  getrusage(who, &usage);
   const auto of = [](const timeval& t) {
     return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_usec) / 1e3;
   };
@@ -216,19 +217,20 @@ void TenThousandKnown(const Setting& setting) {
 
   const std::uint32_t first = workstation.FirstId();
   constexpr std::uint32_t kCalls = 2000000;
-  const auto begin = Clock::now();
+  const double callsBefore = CpuMilliseconds(RUSAGE_THREAD);
   std::uint32_t at = 0;
   for (std::uint32_t i = 0; i < kCalls; ++i) {
     KelBstr name;
     workstation.identity->GetCtrlName(first + at, name.Put());
     at = (at + 7919) % kKnown;
   }
-  Report("get_name_ns", Milliseconds(Clock::now() - begin) * 1e6 / kCalls);
+  Report("get_name_ns", (CpuMilliseconds(RUSAGE_THREAD) - callsBefore) * 1e6 / kCalls);
 
-  const double cpuBefore = CpuMilliseconds();
+  const double cpuBefore = CpuMilliseconds(RUSAGE_SELF);
   const auto idle = Clock::now();
   std::this_thread::sleep_for(milliseconds(8000));
-  Report("idle_cpu_percent", (CpuMilliseconds() - cpuBefore) / Milliseconds(Clock::now() - idle) * 100);
+  Report("idle_cpu_percent",
+         (CpuMilliseconds(RUSAGE_SELF) - cpuBefore) / Milliseconds(Clock::now() - idle) * 100);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "engine/HostNames.h"
 
+#include <chrono>
+
 #include "platform/CodePage.h"
 
 namespace kellanseek::engine {
@@ -7,6 +9,9 @@ namespace {
 
 /// Names are compared by at most this many bytes.
 constexpr std::size_t kMaxComparedName = 100;
+
+/// Between the first name asked for and the first look-up.
+constexpr std::chrono::milliseconds kRest{200};
 
 bool SameName(std::string_view left, std::string_view right) {
   return FoldedEquals()(platform::ToWide(left), platform::ToWide(right));
@@ -41,6 +46,9 @@ bool HostNames::TakeNext(Pending& next) {
 
 void HostNames::HostNameThread() {
   while (platform::WaitForAny({&queued_, &stopEngine_}).Signalled(0)) {
+    // A plant answers all at once: its answers are taken in first.
+    if (platform::WaitForAny({&stopEngine_}, kRest).outcome != platform::WaitResult::Outcome::TimedOut)
+      return;
     if (!ResolveQueued()) return;
   }
 }
