@@ -1,4 +1,5 @@
-# Debian's MinGW-w64 with POSIX threads. The including file says for which processor: MINGW_PROCESSOR is x86_64 or i686.
+# Debian's MinGW-w64 with POSIX threads. The including file says for which processor (MINGW_PROCESSOR is
+# x86_64 or i686) and what runs such programs (KELLANSEEK_WINE).
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR ${MINGW_PROCESSOR})
 
@@ -11,3 +12,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/under-wine ${KELLANSEEK_WINE})

@@ -14,8 +14,9 @@ class DebugOutput {
   virtual void Write(std::wstring_view text) = 0;
 };
 
-/// The process's debugger output channel. On Linux the sink that the environment variable KELLANSEEK_TRACE names
-/// when it is first used: "stderr", "syslog" or "file:PATH" (appended to); nothing when unset or unknown.
+/// The process's debugger output channel. On Linux the sink that the environment variable KELLANSEEK_TRACE
+/// names when it is first used: "stderr", "syslog" or "file:PATH" (appended to); nothing when unset or
+/// unknown. On Windows what debuggers read, and a copy to "stderr" or "file:PATH" when that is set.
 DebugOutput& ProcessDebugOutput();
 
 }  // namespace kellanseek::platform

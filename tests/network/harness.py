@@ -1,10 +1,10 @@
 """Scenarios on real networks: hosts and controllers in private namespaces, and the real programs between them.
 
 A test file ends with `harness.main()`. Run it with no argument for all its scenarios, or with `Class.test_name`;
-`--list` names them. The exit code 77 means that this system does not let us make namespaces.
+`--list` names them. The exit code 77 means that this system does not let us make namespaces, or that nothing was run.
 
 Environment: KELLANSEEK_KELSEEK, KELLANSEEK_KELSIM and KELLANSEEK_OBJECTS (component_objects with its module) are the
-commands to test, each with its arguments (for example "wine64 kelseek.exe"); KELLANSEEK_PATIENCE stretches all
+commands to test, each with its arguments (for example "python3 under_wine.py kelseek.exe"); KELLANSEEK_PATIENCE stretches all
 deadlines.
 """
 
@@ -17,6 +17,7 @@ import shlex
 import signal
 import subprocess
 import sys
+import time
 import unittest
 from xml.sax.saxutils import escape
 
@@ -27,6 +28,8 @@ import wire  # noqa: E402
 from reactor import PATIENCE, Reactor  # noqa: E402
 
 SKIPPED = 77
+# The programs are those of Windows; see under_wine.py.
+UNDER_WINE = "KELLANSEEK_WINE" in os.environ
 _DECLARATION = '<?xml version="1.0" encoding="ISO-8859-1"?>\n'
 _REGISTRY_KEY = r"[HKEY_LOCAL_MACHINE\Software\Tarnwell\Velmora\KelAPI]"
 _OUTSIDE_COMMUNICATION = ("FakeRemoteVCAs", "DetectInterfaceChanges")
@@ -71,7 +74,8 @@ class Program:
     def __init__(self, scenario, host, arguments, label):
         self._reactor = scenario.reactor
         self.label = label
-        self.lines, self._partial = [], b""
+        self.lines, self._partial, self._held_back = [], b"", b""
+        self.ended = False
         folder = pathlib.Path(scenario.lab.scratch)
         self.trace_path = folder / f"{label}.trace"
         self.error_path = folder / f"{label}.stderr"
@@ -84,11 +88,18 @@ class Program:
         self._output = self.process.stdout
         self._reactor.add(self._output, self._read)
 
-    def _read(self):
+    def _new_output(self):
+        """What it has written since. Lines end with one character, as here, also where the program's system has two."""
         chunk = self._output.read()
         if chunk == b"":
             self._reactor.remove(self._output)
-        self._partial += chunk or b""
+            self.ended = True
+        chunk = self._held_back + (chunk or b"")
+        self._held_back = b"\r" if chunk.endswith(b"\r") and not self.ended else b""
+        return chunk.removesuffix(self._held_back).replace(b"\r\n", b"\n")
+
+    def _read(self):
+        self._partial += self._new_output()
         *whole, self._partial = self._partial.split(b"\n")
         for text in whole:
             if text.strip().startswith(b"{"):
@@ -137,11 +148,30 @@ class Program:
         self._output.close()
         self.process.stdin.close()
         errors = self.errors()
-        if "Sanitizer" in errors or "runtime error:" in errors:
+        if any(sign in errors for sign in ("Sanitizer", "runtime error:", "wine: Unhandled", "terminate called")):
             return f"{self.label}: {errors[-4000:]}"
         if crashed in (-signal.SIGSEGV, -signal.SIGABRT, -signal.SIGBUS, -signal.SIGFPE, -signal.SIGILL):
             return f"{self.label} crashed with signal {-crashed}: {errors[-4000:]}"
         return None
+
+
+class Said(Program):
+    """A program of which the whole output is kept."""
+
+    def __init__(self, *arguments):
+        self.output = b""
+        super().__init__(*arguments)
+
+    def _read(self):
+        self.output += self._new_output()
+
+    def result(self):
+        """The exit code and the output, once it has ended."""
+        self._reactor.wait_until(lambda: self.ended, f"the end of {self.label}")
+        return self.wait(), self.output.decode()
+
+    def wait_for_output(self, text):
+        self._reactor.wait_until(lambda: text in self.output.decode(), lambda: f"{text!r} in {self.output!r}")
 
 
 class Watch(Program):
@@ -158,11 +188,17 @@ class Watch(Program):
         if "reason" in line:
             self.events.append(line)
 
-    def expect(self, reason, seconds=15, **wanted):
-        """Waits for an event not expected before that has this reason and these values, and returns it."""
+    def expect(self, reason, seconds=15, again=None, **wanted):
+        """Waits for an event not expected before that has this reason and these values, and returns it. Every other
+        second without it calls `again`."""
         wanted["reason"] = reason
+        repeat = time.monotonic() + 2
 
         def matching():
+            nonlocal repeat
+            if again and time.monotonic() >= repeat:
+                repeat = time.monotonic() + 2
+                again()
             for event in self.events:
                 if all(event.get(key) == value for key, value in wanted.items()):
                     self.events.remove(event)
@@ -175,14 +211,12 @@ class Watch(Program):
 
     def expect_nothing_else(self, device):
         """No other event has been raised by anything sent before. `device` must be known: its change of release path
-        comes through the same queues as everything before it."""
+        comes through the same queues as everything before it. It is told again where it finds a queue full."""
         fence = f"/fence/{next(self._fences)}"
-        before, device.fields["release"] = device.fields["release"], fence
-        device.announce()
-        self.expect("updated", address=device.address)
-        device.fields["release"] = before
-        device.announce()
-        self.expect("updated", address=device.address)
+        for release in (fence, device.fields["release"]):
+            device.fields["release"] = release
+            device.announce()
+            self.expect("updated", address=device.address, again=device.announce)
         self._scenario.assertEqual([], self.events)
 
 
@@ -310,6 +344,13 @@ def _cases(suite):
             yield test.id().split(".", 1)[1]
 
 
+def _run():
+    result = unittest.main(exit=False).result
+    if result.wasSuccessful() and result.testsRun == len(result.skipped):
+        return SKIPPED
+    return 0 if result.wasSuccessful() else 1
+
+
 def main():
     """Runs the scenarios of the calling file; see the top of this file."""
     if sys.argv[1:] == ["--list"]:
@@ -317,7 +358,7 @@ def main():
         print("\n".join(_cases(unittest.defaultTestLoader.loadTestsFromModule(module))))
         return
     try:
-        sys.exit(netlab.run_private(lambda: not unittest.main(exit=False).result.wasSuccessful()))
+        sys.exit(netlab.run_private(_run))
     except netlab.Unavailable as reason:
         print(f"SKIPPED: no private networks on this system: {reason}")
         sys.exit(SKIPPED)

@@ -9,29 +9,6 @@ import wire
 FOUND, NOTHING_FOUND = 0, 1
 
 
-class Said(harness.Program):
-    """A program of which the whole output is kept."""
-
-    def __init__(self, *arguments):
-        self.output, self.ended = b"", False
-        super().__init__(*arguments)
-
-    def _read(self):
-        chunk = self._output.read()
-        if chunk == b"":
-            self._reactor.remove(self._output)
-            self.ended = True
-        self.output += chunk or b""
-
-    def result(self):
-        """The exit code and the output, once it has ended."""
-        self._reactor.wait_until(lambda: self.ended, f"the end of {self.label}")
-        return self.wait(), self.output.decode()
-
-    def wait_for_output(self, text):
-        self._reactor.wait_until(lambda: text in self.output.decode(), lambda: f"{text!r} in {self.output!r}")
-
-
 class Commands(harness.Scenario):
     def setUp(self):
         super().setUp()
@@ -39,7 +16,7 @@ class Commands(harness.Scenario):
         self.here = self.station({self.net: "10.1.0.1/24"})
 
     def run_kelseek(self, *arguments):
-        return self.kelseek(self.here, *arguments, kind=Said).result()
+        return self.kelseek(self.here, *arguments, kind=harness.Said).result()
 
     def test_nothing_there(self):
         for arguments in (["list", "--wait", "0.3"], ["list", "--wait", "0.3", "--json"], ["show", "11", "--wait", "0.3"],
@@ -51,14 +28,16 @@ class Commands(harness.Scenario):
 
     def test_list_of_names_good_and_hostile(self):
         self.environment_of(self.here)["KELLANSEEK_CODEPAGE"] = "ISO-8859-1"  # has control characters above 127, too
-        names = ["Zelle S\u00fcd", "\x1b[31mevil\x9b"]
-        devices = [self.device(self.net, f"10.1.0.{n}/24", name=name.encode("latin-1")) for n, name in enumerate(names, 11)]
+        spoken = [b"Zelle S\xfcd", b"\x1b[31mevil\x9b"]
+        names = [name.decode("cp1252" if harness.UNDER_WINE else "latin-1") for name in spoken]
+        shown = [name.replace("\x1b", "\\u001b").replace("\x9b", "\\u009b") for name in names]
+        devices = [self.device(self.net, f"10.1.0.{n}/24", name=name) for n, name in enumerate(spoken, 11)]
         code, text = self.run_kelseek("list", "--wait", "1")
         self.assertEqual(FOUND, code)
         self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
         heading, *rows = text.split("\n\n")[0].split("\n")
         self.assertEqual(["10.1.0.11", "10.1.0.12"], sorted(row[heading.index("ADDRESS"):].split()[0] for row in rows))
-        self.assertEqual({names[0], "\\u001b[31mevil\\u009b"},
+        self.assertEqual(set(shown),
                          {row[heading.index("NAME"):heading.index("ADDRESS")].strip() for row in rows})
         self.assertRegex(text, r"\n2 controllers; listened for \d+\.\d s\.\n$")
         listing = json.loads(self.run_kelseek("list", "--wait", "1", "--json")[1])
@@ -88,14 +67,14 @@ class Commands(harness.Scenario):
         device.be_silent()
         self.assertEqual((NOTHING_FOUND, ""), self.run_kelseek("add", device.address, "--wait", "0.3"))
         self.configure(self.here, static=[{"ControllerLocAddr": device.address}], DynamicDetectionEnabled=0)
-        silent = self.kelseek(self.here, "add", device.address, "--wait", "0.3", kind=Said)
+        silent = self.kelseek(self.here, "add", device.address, "--wait", "0.3", kind=harness.Said)
         self.assertEqual((NOTHING_FOUND, ""), silent.result())
         self.assertIn("configured already, but no answer", silent.errors())
 
     def test_refresh_tells_what_has_changed(self):
         device = self.device(self.net, "10.1.0.11/24", name="before")
         other = self.device(self.net, "10.1.0.12/24", name="other")
-        refresh = self.kelseek(self.here, "refresh", device.address, "--wait", "1", kind=Said)
+        refresh = self.kelseek(self.here, "refresh", device.address, "--wait", "1", kind=harness.Said)
         self.wait_until(lambda: device.heard and other.heard, "the first request")
         device.name = other.name = "after"
         code, text = refresh.result()
@@ -105,13 +84,14 @@ class Commands(harness.Scenario):
         self.assertRegex(text, r"\nAsked 1 controller; 1 of news within \d+\.\d s\.\n$")
 
     def test_watch_ends_when_it_is_told_to(self):
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        # Windows knows only the first.
+        for number in (signal.SIGINT, *(() if harness.UNDER_WINE else (signal.SIGTERM, signal.SIGHUP))):
             with self.subTest(number):
-                watch = self.kelseek(self.here, "watch", kind=Said)
+                watch = self.kelseek(self.here, "watch", kind=harness.Said)
                 watch.wait_for_output("DETAIL\n")
                 self.assertEqual(NOTHING_FOUND, watch.stop(number))
         device = self.device(self.net, "10.1.0.11/24", name="cell")
-        watch = self.kelseek(self.here, "watch", kind=Said)
+        watch = self.kelseek(self.here, "watch", kind=harness.Said)
         watch.wait_for_output("\n")
         watch.wait_for_output(f"{device.system_id}  6.10.2\n")
         device.send(device.notice(wire.POWER_DOWN))

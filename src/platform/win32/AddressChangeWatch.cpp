@@ -16,8 +16,8 @@ namespace {
 
 constexpr DWORD kCancelMilliseconds = 1000;
 
-/// A request for word of the next change. While it is outstanding the system may write to it at any time, so
-/// it must not move and must not go.
+/// A request for word of the next change, made of the IP helper. While it is outstanding the system may write
+/// to it at any time, so it must not move and must not go.
 class ChangeRequest {
  public:
   ChangeRequest() : changed_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
@@ -50,6 +50,51 @@ class ChangeRequest {
   bool outstanding_ = false;
 };
 
+/// The same request, made of Winsock.
+class ListChangeRequest {
+ public:
+  ListChangeRequest() : changed_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+    WSADATA data = {};
+    started_ = WSAStartup(MAKEWORD(2, 2), &data) == 0;
+    if (started_) socket_ = socket(AF_INET, SOCK_DGRAM, 0);
+  }
+  ~ListChangeRequest() {
+    if (socket_ != INVALID_SOCKET) closesocket(socket_);
+    if (started_) WSACleanup();
+  }
+  ListChangeRequest(const ListChangeRequest&) = delete;
+  ListChangeRequest& operator=(const ListChangeRequest&) = delete;
+
+  bool Usable() const { return changed_ && socket_ != INVALID_SOCKET; }
+  HANDLE Changed() const { return changed_.get(); }
+
+  void Ask() {
+    ResetEvent(changed_.get());
+    overlapped_ = {};
+    overlapped_.hEvent = changed_.get();
+    DWORD bytes = 0;
+    const int result =
+        WSAIoctl(socket_, SIO_ADDRESS_LIST_CHANGE, nullptr, 0, nullptr, 0, &bytes, &overlapped_, nullptr);
+    outstanding_ = result == 0 || WSAGetLastError() == WSA_IO_PENDING;
+  }
+  bool Outstanding() const { return outstanding_; }
+
+  /// False when the system does not let go of it.
+  bool Cancel() {
+    if (!outstanding_) return true;
+    closesocket(std::exchange(socket_, INVALID_SOCKET));
+    outstanding_ = WaitForSingleObject(Changed(), kCancelMilliseconds) != WAIT_OBJECT_0;
+    return !outstanding_;
+  }
+
+ private:
+  UniqueHandle changed_;
+  bool started_ = false;
+  SOCKET socket_ = INVALID_SOCKET;
+  OVERLAPPED overlapped_ = {};
+  bool outstanding_ = false;
+};
+
 /// Requests that the system did not let go of. Each serves the next watch, so that there are never more of
 /// them than there were watches at a time.
 class KeptRequests {
@@ -78,31 +123,43 @@ KeptRequests& ProcessKeptRequests() {
   return *kept;
 }
 
-/// The request is renewed as soon as it has ended, so that what happens until the next wait ends that wait.
-class IpHelperWatch final : public AddressChangeWatch {
+/// Both the IP helper and Winsock are asked: there are systems on which only one of them ever answers. A
+/// request is renewed as soon as it has ended, so that what happens until the next wait ends that wait.
+class SystemWatch final : public AddressChangeWatch {
  public:
-  explicit IpHelperWatch(std::unique_ptr<ChangeRequest> request) : request_(std::move(request)) {
-    if (!request_->Outstanding()) request_->Ask();
+  explicit SystemWatch(std::unique_ptr<ChangeRequest> request)
+      : request_(std::move(request)), listRequest_(std::make_unique<ListChangeRequest>()) {
+    AskAgain();
   }
-  ~IpHelperWatch() override {
+  ~SystemWatch() override {
     if (!request_->Cancel()) ProcessKeptRequests().Put(std::move(request_));
+    if (!listRequest_->Cancel()) static_cast<void>(listRequest_.release());
   }
 
   Outcome Wait(Event& stop, std::chrono::milliseconds timeout) override {
-    const HANDLE handles[] = {stop.native().handle.get(), request_->Changed()};
+    const HANDLE handles[] = {stop.native().handle.get(), request_->Changed(), listRequest_->Changed()};
+    const DWORD count = listRequest_->Usable() ? 3 : 2;
     constexpr std::chrono::milliseconds::rep kLongest = INFINITE - 1;
     const auto limit = std::clamp<std::chrono::milliseconds::rep>(timeout.count(), 0, kLongest);
-    if (!request_->Outstanding()) request_->Ask();
-    switch (WaitForMultipleObjects(2, handles, FALSE, static_cast<DWORD>(limit))) {
+    AskAgain();
+    switch (WaitForMultipleObjects(count, handles, FALSE, static_cast<DWORD>(limit))) {
       case WAIT_OBJECT_0: return Outcome::Stopped;
       case WAIT_OBJECT_0 + 1: request_->Ask(); return Outcome::Changed;
+      case WAIT_OBJECT_0 + 2: listRequest_->Ask(); return Outcome::Changed;
       case WAIT_TIMEOUT: return Outcome::TimedOut;
       default: return Outcome::Failed;
     }
   }
 
  private:
+  /// What was refused.
+  void AskAgain() {
+    if (!request_->Outstanding()) request_->Ask();
+    if (listRequest_->Usable() && !listRequest_->Outstanding()) listRequest_->Ask();
+  }
+
   std::unique_ptr<ChangeRequest> request_;
+  std::unique_ptr<ListChangeRequest> listRequest_;
 };
 
 }  // namespace
@@ -111,7 +168,7 @@ std::unique_ptr<AddressChangeWatch> WatchAddressChanges() {
   auto request = ProcessKeptRequests().Take();
   if (!request) request = std::make_unique<ChangeRequest>();
   if (!request->Usable()) return nullptr;
-  return std::make_unique<IpHelperWatch>(std::move(request));
+  return std::make_unique<SystemWatch>(std::move(request));
 }
 
 }  // namespace kellanseek::platform

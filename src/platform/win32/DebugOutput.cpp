@@ -8,11 +8,44 @@ namespace kellanseek::platform {
 
 namespace {
 
-/// The system's own channel: a debugger, or a viewer that may be opened at any time.
+UniqueHandle StandardError() {
+  HANDLE copy = nullptr;
+  const HANDLE self = GetCurrentProcess();
+  const HANDLE original = GetStdHandle(STD_ERROR_HANDLE);
+  return DuplicateHandle(self, original, self, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS) != FALSE
+             ? UniqueHandle(copy)
+             : UniqueHandle();
+}
+
+/// The system's own channel: a debugger, or a viewer that may be opened at any time. What KELLANSEEK_TRACE
+/// names gets a copy.
 class SystemDebugOutput final : public DebugOutput {
  public:
+  SystemDebugOutput() {
+    constexpr std::wstring_view kFilePrefix = L"file:";
+    const std::wstring sink = EnvironmentText(L"KELLANSEEK_TRACE");
+    if (sink == L"stderr") {
+      copy_ = StandardError();
+    } else if (sink.starts_with(kFilePrefix)) {
+      const std::wstring path = sink.substr(kFilePrefix.size());
+      copy_ = UniqueHandle(CreateFileW(path.c_str(), FILE_APPEND_DATA,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                       OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    }
+  }
+
   bool Enabled() const override { return true; }
-  void Write(std::wstring_view text) override { OutputDebugStringW(std::wstring(text).c_str()); }
+
+  void Write(std::wstring_view text) override {
+    OutputDebugStringW(std::wstring(text).c_str());
+    if (!copy_) return;
+    const std::string bytes = Utf8(text);
+    DWORD written = 0;
+    WriteFile(copy_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+  }
+
+ private:
+  UniqueHandle copy_;
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
-// The Windows headers in the one order that works, and the owners of what they hand out. For this folder only.
+// The Windows headers in the one order that works, and the owners of what they hand out. For this folder
+// only.
 
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN
@@ -8,10 +9,11 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
-#include <winsock2.h>
 #include <windows.h>
+#include <winsock2.h>
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace kellanseek::platform {
@@ -44,6 +46,11 @@ class UniqueHandle {
 
 /// The system's words for one of its error codes, without the line end that it puts there.
 std::wstring SystemMessage(DWORD error);
+
+std::string Utf8(std::wstring_view text);
+
+/// A variable of the environment; empty when it is not set.
+std::wstring EnvironmentText(const std::wstring& name);
 
 /// The address of an exported function of a loaded system module, for functions that older systems lack; null
 /// when it is not there.

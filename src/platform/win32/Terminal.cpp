@@ -11,14 +11,6 @@ namespace kellanseek::platform {
 
 namespace {
 
-std::string Utf8(std::wstring_view text) {
-  const int length = static_cast<int>(text.size());
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-  std::string bytes(static_cast<std::size_t>(size), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
-  return bytes;
-}
-
 bool OutputIsConsole(DWORD& mode) { return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != FALSE; }
 
 }  // namespace
@@ -37,10 +29,7 @@ std::vector<std::string> ArgumentsInUtf8(int /*count*/, const char* const* /*arg
 
 std::optional<std::string> EnvironmentVariable(const char* name) {
   const std::string_view narrow(name);
-  const std::wstring wide(narrow.begin(), narrow.end());
-  std::wstring value(GetEnvironmentVariableW(wide.c_str(), nullptr, 0), L'\0');
-  if (value.empty()) return std::nullopt;
-  value.resize(GetEnvironmentVariableW(wide.c_str(), value.data(), static_cast<DWORD>(value.size())));
+  const std::wstring value = EnvironmentText(std::wstring(narrow.begin(), narrow.end()));
   if (value.empty()) return std::nullopt;
   return Utf8(value);
 }

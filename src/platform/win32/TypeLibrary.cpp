@@ -1,8 +1,6 @@
 #include "platform/TypeLibrary.h"
 
-#include <array>
 #include <string>
-#include <string_view>
 
 #include "platform/Module.h"
 #include "platform/win32/System.h"
@@ -23,13 +21,7 @@ HRESULT MissingFunction() { return HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND); }
 
 }  // namespace
 
-bool WantsPerUserRegistration() {
-  constexpr std::wstring_view kUser = L"user";
-  std::array<wchar_t, 16> value = {};
-  const DWORD length =
-      GetEnvironmentVariableW(L"KELLANSEEK_REGISTER", value.data(), static_cast<DWORD>(value.size()));
-  return length < value.size() && std::wstring_view(value.data(), length) == kUser;
-}
+bool WantsPerUserRegistration() { return EnvironmentText(L"KELLANSEEK_REGISTER") == L"user"; }
 
 HRESULT RegisterModuleTypeLibrary(bool perUser) {
   std::wstring path;

@@ -1,0 +1,49 @@
+"""The packed component as its users meet it: registered with regsvr32, used by the C++ sample, taken back."""
+
+import pathlib
+
+import harness
+
+CONTROLLERS = 10
+NOT_REGISTERED = 1
+
+
+class Sample(harness.Scenario):
+    def setUp(self):
+        super().setUp()
+        self.net = self.network("A")
+        self.here = self.station({self.net: "10.1.0.1/24"})
+
+    def regsvr32(self, *options):
+        (module,) = harness.command("KELLANSEEK_WINDOWS_MODULE")
+        self.assertTrue(pathlib.Path(module).is_file(), module)
+        program = [*harness.command("KELLANSEEK_WINDOWS_RUN"), "regsvr32", "/s", *options,
+                   "Z:" + module.replace("/", "\\")]
+        self.assertEqual(0, self.run_program(self.here, program).wait())
+
+    def sample(self):
+        return self.run_program(self.here, harness.command("KELLANSEEK_WINDOWS_SAMPLE"), kind=harness.Said)
+
+    def test_sample_lists_a_plant_while_the_component_is_registered(self):
+        plant = self.host("plant", {self.net: "10.1.0.2/24"})
+        self.run_program(plant, [*harness.command("KELLANSEEK_KELSIM"), "--count", str(CONTROLLERS), "--no-announce"])
+        self.assertEqual((NOT_REGISTERED, "The component is not registered.\n"), self.sample().result())
+        for _ in range(2):
+            self.regsvr32()
+        sample = self.sample()
+        self.wait_until(lambda: sample.output.count(b"event ") >= CONTROLLERS, lambda: f"events in {sample.output}")
+        sample.process.stdin.write(b"\n")
+        sample.process.stdin.flush()
+        code, text = sample.result()
+        self.assertEqual(0, code)
+        self.assertIn("Listening; a line ends it.\n", text)
+        listed = [line for line in text.splitlines() if line[:1].isdigit()]
+        self.assertEqual(CONTROLLERS, len(listed), text)
+        self.assertEqual([str(number) for number in range(11, 11 + CONTROLLERS)], [line.split()[0] for line in listed])
+        for _ in range(2):
+            self.regsvr32("/u")
+        self.assertEqual(NOT_REGISTERED, self.sample().result()[0])
+
+
+if __name__ == "__main__":
+    harness.main()

@@ -1,0 +1,65 @@
+"""Runs a Windows program under Wine as one of the programs of a scenario: under_wine.py PROGRAM.exe [ARGUMENT...]
+
+Sockets live in Wine's server, so every simulated host has a server of its own, and with it a registry. Each is made on
+the host's first start from a template and has the ConfigDir that KELLANSEEK_REGISTRY names on Linux. The program takes
+this one's place, so signals reach it.
+
+Environment: KELLANSEEK_WINE is the loader, KELLANSEEK_WINE_TEMPLATE an initialised prefix that nobody runs in.
+"""
+
+import contextlib
+import hashlib
+import os
+import pathlib
+import re
+import shutil
+import sys
+import tempfile
+
+# The machine's settings lie in the 32-bit view.
+_KEY = r"Software\\Wow6432Node\\Tarnwell\\Velmora\\KelAPI"
+
+
+def config_directory(registry):
+    """The ConfigDir of a Linux registry file; none without a file."""
+    if not registry:
+        return None
+    found = re.search(r"^ConfigDir=(.*)$", pathlib.Path(registry).read_text(encoding="utf-8"), re.M)
+    return found and found.group(1)
+
+
+def make_prefix(prefix, template, config):
+    """A prefix with registry files of its own; the Windows folder it has in common with the template."""
+    folder = pathlib.Path(tempfile.mkdtemp(dir=prefix.parent))
+    for name in ("system.reg", "user.reg", "userdef.reg", ".update-timestamp"):
+        shutil.copy(template / name, folder)
+    if config:
+        windows_path = "Z:" + config.replace("/", "\\")
+        with open(folder / "system.reg", "a", encoding="utf-8") as registry:
+            registry.write(f'\n[{_KEY}]\n"ConfigDir"="{windows_path}"\n'.replace(windows_path,
+                                                                              windows_path.replace("\\", "\\\\")))
+    (folder / "drive_c").symlink_to(template / "drive_c")
+    (folder / "dosdevices").mkdir()
+    (folder / "dosdevices" / "c:").symlink_to(template / "drive_c")
+    (folder / "dosdevices" / "z:").symlink_to("/")
+    with contextlib.suppress(OSError):  # Somebody else on this host was faster.
+        folder.rename(prefix)
+    shutil.rmtree(folder, ignore_errors=True)
+
+
+def main():
+    registry = os.environ.get("KELLANSEEK_REGISTRY", "")
+    trace = os.environ["KELLANSEEK_TRACE"].removeprefix("file:")
+    host = os.stat("/proc/self/ns/net").st_ino
+    name = hashlib.sha256(f"{host} {registry}".encode()).hexdigest()[:12]
+    prefix = pathlib.Path(trace).parent / f"wine-{name}"
+    if not prefix.exists():
+        make_prefix(prefix, pathlib.Path(os.environ["KELLANSEEK_WINE_TEMPLATE"]).resolve(), config_directory(registry))
+    loader = os.environ["KELLANSEEK_WINE"]
+    environment = dict(os.environ, WINEPREFIX=str(prefix), WINEDEBUG="-all", WINEDLLOVERRIDES="mscoree,mshtml=")
+    environment.pop("DISPLAY", None)
+    os.execve(loader, [loader, *sys.argv[1:]], environment)
+
+
+if __name__ == "__main__":
+    main()
