@@ -1,0 +1,78 @@
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "config/Settings.h"
+#include "daemon/VCDaemon.h"
+#include "platform/UdpSocket.h"
+#include "tests/support/FakeDebugOutput.h"
+#include "tests/support/FakeNetworkAddresses.h"
+
+namespace kellanseek::bench {
+namespace {
+
+/// Sends through a socket of the system's, to the discard port of this host.
+class SystemAnswers : public network::AnswerSender {
+ public:
+  SystemAnswers() {
+    platform::SocketError error = 0;
+    socket_ = platform::SystemUdpNetwork().CreateSocket(error);
+    if (!socket_ || socket_->Bind(0, 0, 0) != 0) throw std::runtime_error("no socket to answer from");
+  }
+  platform::SocketError Answer(std::size_t, std::string_view datagram, platform::Ipv4& destination) override {
+    constexpr std::uint16_t kDiscardPort = 9;
+    destination = platform::ParseIpv4("127.0.0.1");
+    ++sent;
+    return socket_->SendTo(datagram, destination, kDiscardPort);
+  }
+
+  std::uint64_t sent = 0;
+
+ private:
+  std::unique_ptr<platform::UdpSocket> socket_;
+};
+
+/// A full request on each of two interfaces, and the pass in which all the answers of so many controllers are
+/// due.
+void AnswerForPublished(benchmark::State& state) {
+  constexpr std::int32_t kFullRequest = 5;
+  constexpr std::int32_t kLongestDelay = 3200;
+  test::FakeNetworkAddresses addresses;
+  addresses.AddInterface(1, {2, 0, 0, 0, 0, 1});
+  addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
+  addresses.AddInterface(2, {2, 0, 0, 0, 0, 2});
+  addresses.AddAddress(2, "10.0.0.5", "255.255.255.0");
+  const CKelLanSeekConfigSettings settings;
+  test::FakeDebugOutput traces;
+  network::InterfaceTable interfaces{addresses, settings, traces};
+  interfaces.Replace(interfaces.SetupLanseekInterfaces());
+  SystemAnswers answers;
+  platform::Event ready{platform::Event::Kind::ManualReset};
+  daemon::CrVCDaemon daemon{{interfaces, answers, ready, [] { return 0U; }, traces}};
+  for (std::int64_t i = 0; i < state.range(0); ++i) {
+    CtrlInfo record;
+    record.ctrlType = VC;
+    record.lanSeekID = static_cast<std::uint32_t>(11 + i);
+    record.ctrlName = L"Soft" + std::to_wstring(i);
+    record.systemID = L"SOFT-" + std::to_wstring(i);
+    daemon.AddRemoteVC(record);
+  }
+  daemon.Step(0);
+  answers.sent = 0;
+  for (auto _ : state) {
+    for (const std::int32_t position : {0, 1}) daemon.QueueMessageForRemoteVC(kFullRequest, position, 0);
+    daemon.Step(0);
+    daemon.Step(kLongestDelay);
+  }
+  if (answers.sent != state.iterations() * static_cast<std::uint64_t>(state.range(0)) * 2) {
+    state.SkipWithError("not every controller was answered for on both interfaces");
+  }
+}
+BENCHMARK(AnswerForPublished)->Arg(1000)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace kellanseek::bench
