@@ -11,7 +11,9 @@ class Changes(harness.Scenario):
     def setUp(self):
         super().setUp()
         self.a, self.b = self.network("A"), self.network("B")
-        self.here = self.station({self.a: "10.1.0.1/24"})
+        # On a busy machine Wine's sockets overflow; what was lost is asked for again soon.
+        again = {"RefreshInterval": 10} if harness.UNDER_WINE else {}
+        self.here = self.station({self.a: "10.1.0.1/24"}, **again)
         self.on_a, self.on_b = self.device(self.a, "10.1.0.11/24"), self.device(self.b, "10.2.0.11/24")
 
     def start(self, *arguments):
@@ -76,9 +78,7 @@ class Changes(harness.Scenario):
     def test_a_thousand_controllers_go_with_their_network_and_come_back(self):
         self.on_b.be_silent()
         plant = self.host("plant", {self.b: "10.2.1.0/20"})
-        # Under Wine the receiver takes some hundreds a second.
-        delay = int(1000 * (harness.PATIENCE if harness.UNDER_WINE else 1))
-        self.kelsim(plant, "--count", 1000, "--delay-ms", delay, "--no-announce")
+        self.kelsim(plant, "--count", 1000, "--delay-ms", 1000, "--no-announce")
         watch = self.start()
         for _ in range(2):
             self.here.connect(self.b, "10.2.0.1/20", device="eth1")

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <chrono>
+#include <condition_variable>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -113,19 +115,47 @@ TEST(EventTest, EverySignalOfAnAutoResetEventEndsOneWaitOfMany) {
   EXPECT_EQ(stopped, static_cast<int>(threads.size())) << "a manual-reset event ends all waits";
 }
 
+/// Where so many threads wait for each other, again and again; the last one acts before they go on. In place
+/// of std::barrier, which loses wake-ups in the Windows build's library.
+class Meeting {
+ public:
+  Meeting(int threads, std::function<void()> act) : threads_(threads), act_(std::move(act)) {}
+
+  void Arrive() {
+    std::unique_lock lock(mutex_);
+    if (++arrived_ < threads_) {
+      const int meeting = meetings_;
+      over_.wait(lock, [&] { return meetings_ != meeting; });
+      return;
+    }
+    act_();
+    arrived_ = 0;
+    ++meetings_;
+    over_.notify_all();
+  }
+
+ private:
+  const int threads_;
+  const std::function<void()> act_;
+  std::mutex mutex_;
+  std::condition_variable over_;
+  int arrived_ = 0;
+  int meetings_ = 0;
+};
+
 TEST(EventTest, OfThreadsThatTestAtTheSameMomentOneWins) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 500;
   Event event(Kind::AutoReset);
   std::atomic<int> wins = 0;
   std::vector<int> winsAfterRound;
-  std::barrier round(kThreads, [&]() noexcept { event.Set(); });
-  std::barrier counted(kThreads, [&]() noexcept { winsAfterRound.push_back(wins); });
+  Meeting round(kThreads, [&] { event.Set(); });
+  Meeting counted(kThreads, [&] { winsAfterRound.push_back(wins); });
   const auto body = [&] {
     for (int i = 0; i < kRounds; ++i) {
-      round.arrive_and_wait();
+      round.Arrive();
       if (event.TryWait()) ++wins;
-      counted.arrive_and_wait();
+      counted.Arrive();
     }
   };
   std::vector<Thread> threads(kThreads);
