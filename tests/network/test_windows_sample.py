@@ -1,4 +1,5 @@
-"""The packed component as its users meet it: registered with regsvr32, used by the C++ sample, taken back."""
+"""The packed component as its users meet it: registered with regsvr32, used by the C++ sample, taken back; and kelsim
+as a Windows program, which plays one controller: Wine does not let a process be several hosts."""
 
 import pathlib
 
@@ -43,6 +44,14 @@ class Sample(harness.Scenario):
         for _ in range(2):
             self.regsvr32("/u")
         self.assertEqual(NOT_REGISTERED, self.sample().result()[0])
+
+    def test_windows_kelsim_plays_the_controller_of_its_host(self):
+        watch = self.watch(self.here, ready_on=[self.net])
+        plant = self.host("plant", {self.net: "10.1.0.2/24"})
+        kelsim = self.run_program(plant, [*harness.command("KELLANSEEK_WINDOWS_KELSIM"), "--own-address", "--first", "7"])
+        found = watch.expect("new", address="10.1.0.2")
+        self.assertEqual("Cell7", found["name"])
+        kelsim.stop()
 
 
 if __name__ == "__main__":

@@ -7,19 +7,25 @@
 #include <vector>
 
 #include "ComponentModule.h"
+#include "tests/support/Wine.h"
 
 namespace {
+
+using kellanseek::test::UnderWine;
 
 const std::wstring kClass = L"CLSID\\{2B474DCE-7759-49B8-B088-5A5DE5943E2F}";
 const std::wstring kTypeLibrary = L"TypeLib\\{959E8B02-6B52-4115-A248-49DB1654166E}\\1.0";
 
-std::optional<std::wstring> ClassesValue(const std::wstring& key, const wchar_t* name = L"") {
+std::optional<std::wstring> Value(HKEY root, const std::wstring& key, const wchar_t* name = L"") {
   std::array<wchar_t, 1024> text = {};
   DWORD bytes = sizeof text;
-  const LSTATUS status =
-      RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text.data(), &bytes);
+  const LSTATUS status = RegGetValueW(root, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text.data(), &bytes);
   if (status != ERROR_SUCCESS) return std::nullopt;
   return text.data();
+}
+
+std::optional<std::wstring> ClassesValue(const std::wstring& key, const wchar_t* name = L"") {
+  return Value(HKEY_CLASSES_ROOT, key, name);
 }
 
 std::vector<std::wstring> Subkeys(const std::wstring& path) {
@@ -105,6 +111,39 @@ TEST_F(Registration, ClassIsCreatedByIdentifierAndByProgId) {
     EXPECT_EQ(Create<IKelCtrlIdentity3>(clsid, IID_IKelCtrlIdentity3), S_OK);
   }
   EXPECT_EQ(Create<IDispatch>(CLSID_KelLanSeek, IID_IDispatch), E_NOINTERFACE);
+}
+
+/// Registration for the calling user alone is asked for.
+class UserRegistration : public Registration {
+ protected:
+  UserRegistration() { SetEnvironmentVariableW(L"KELLANSEEK_REGISTER", L"user"); }
+  ~UserRegistration() override { SetEnvironmentVariableW(L"KELLANSEEK_REGISTER", nullptr); }
+
+  static std::optional<std::wstring> Of(HKEY root, const std::wstring& key) {
+    return Value(root, L"Software\\Classes\\" + key);
+  }
+};
+
+TEST_F(UserRegistration, KeepsToTheUsersOwnKeysAndIsTakenBack) {
+  std::vector<std::wstring> keys = {L"KelLanSeek.KelLanSeek", L"KelLanSeek.KelLanSeek.1\\CLSID",
+                                    kClass + L"\\InprocServer32"};
+  // Wine registers a type library for everybody, and looks for classes among the machine's only.
+  if (!UnderWine()) keys.push_back(kTypeLibrary);
+  for (int time = 0; time < 2; ++time) {
+    ASSERT_EQ(module_.Register(), S_OK);
+    for (const std::wstring& key : keys) {
+      EXPECT_NE(Of(HKEY_CURRENT_USER, key), std::nullopt) << std::string(key.begin(), key.end());
+      EXPECT_EQ(Of(HKEY_LOCAL_MACHINE, key), std::nullopt) << std::string(key.begin(), key.end());
+    }
+    EXPECT_EQ(Of(HKEY_CURRENT_USER, kClass + L"\\InprocServer32"), module_.Path());
+  }
+  EXPECT_EQ(ClassesValue(kTypeLibrary), L"KelLanSeek 1.0 Type Library");
+  EXPECT_EQ(Create<IKelLanSeek>(CLSID_KelLanSeek, IID_IKelLanSeek), UnderWine() ? REGDB_E_CLASSNOTREG : S_OK);
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_EQ(module_.Unregister(), S_OK);
+    EXPECT_EQ(ClassesValue(kTypeLibrary), std::nullopt);
+    for (const std::wstring& key : keys) EXPECT_EQ(Of(HKEY_CURRENT_USER, key), std::nullopt);
+  }
 }
 
 }  // namespace
