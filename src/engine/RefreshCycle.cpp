@@ -21,12 +21,13 @@ RefreshCycle::RefreshCycle(const Parts& parts)
       daemon_(parts.daemon),
       lifecycle_(parts.lifecycle),
       processes_(parts.processes),
-      pacer_(parts.pacer),
       trace_(parts.debugOutput, kUnit),
       fullRequest_(protocol::BuildRequest(protocol::FullRequestMsg)),
-      refreshRequest_(protocol::BuildRequest(protocol::RefreshRequestMsg)) {}
+      refreshRequest_(protocol::BuildRequest(protocol::RefreshRequestMsg)),
+      requests_(parts.sender, parts.pacer) {}
 
 void RefreshCycle::BeginRun() {
+  requests_.Clear();
   ArmInitialTimeouts();
   BroadcastOnAll(protocol::FullRequestMsg);
   if (settings_.NonLocalUpdatesEnabled != 0) AskConfigured();
@@ -59,16 +60,16 @@ void RefreshCycle::AskConfigured() {
       record.ticksToNextAction = available ? settings_.Ticks(settings_.NonLocalRefreshTimeout)
                                            : settings_.NonLocalRefreshIntervalTicks();
       record.retriesLeft = available ? settings_.NonLocalRetryCount() : kNone;
-      QueueByAddress(record, Request::Full);
+      requests_.AddByAddress(record, fullRequest_);
     }
   }
-  SendQueued();
+  requests_.Send();
 }
 
 void RefreshCycle::Tick() {
   InterfacePass();
   ControllerPass();
-  SendQueued();
+  requests_.Send();
 }
 
 void RefreshCycle::InterfacePass() {
@@ -132,14 +133,14 @@ CtrlTable::Iterator RefreshCycle::CheckLocalVC(CtrlTable::Iterator position) {
 void RefreshCycle::AskByAddress(CtrlInfo& record) {
   if (record.retriesLeft < 0 && !record.Available()) {
     record.ticksToNextAction = settings_.NonLocalRefreshIntervalTicks();
-    QueueByAddress(record, Request::Full);
+    requests_.AddByAddress(record, fullRequest_);
     return;
   }
   const bool first = record.retriesLeft < 0;
   record.ticksToNextAction = settings_.Ticks(settings_.NonLocalRefreshTimeout);
   record.retriesLeft = first ? settings_.NonLocalRetryCount() : record.retriesLeft - 1;
   // A repeated request asks for the full identity.
-  QueueByAddress(record, first ? Request::Refresh : Request::Full);
+  requests_.AddByAddress(record, first ? refreshRequest_ : fullRequest_);
 }
 
 void RefreshCycle::AskByBroadcast(CtrlInfo& record) {
@@ -150,45 +151,11 @@ void RefreshCycle::AskByBroadcast(CtrlInfo& record) {
   ++entry.requestsThisTick;
   record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
   --record.retriesLeft;
-  Outgoing outgoing;
-  outgoing.kind = Request::Targeted;
-  outgoing.position = position;
-  outgoing.targeted = protocol::BuildTargetedRequest(
+  std::string request = protocol::BuildTargetedRequest(
       platform::ToNarrow(record.ctrlAddress),
       record.ctrlType == RemoteVC ? platform::ToNarrow(record.systemID) : std::string());
-  outgoing_.push_back(std::move(outgoing));
-}
-
-void RefreshCycle::QueueByAddress(const CtrlInfo& record, Request kind) {
-  Outgoing outgoing;
-  outgoing.kind = kind;
-  outgoing.nonLocal = true;
-  outgoing.address = record.ctrlAddress;
-  outgoing_.push_back(std::move(outgoing));
-}
-
-std::string_view RefreshCycle::Datagram(const Outgoing& outgoing) const {
-  switch (outgoing.kind) {
-    case Request::Full: return fullRequest_;
-    case Request::Refresh: return refreshRequest_;
-    case Request::Targeted: return outgoing.targeted;
-  }
-  return {};
-}
-
-void RefreshCycle::SendQueued() {
-  std::size_t sent = 0;
-  for (const Outgoing& outgoing : outgoing_) {
-    const std::string_view datagram = Datagram(outgoing);
-    if (datagram.empty()) continue;
-    if (outgoing.nonLocal) {
-      sender_.SendToAddressText(outgoing.address, datagram);
-    } else {
-      sender_.Broadcast(outgoing.position, datagram);
-    }
-    if (++sent % kSendBurst == 0 && !pacer_.Pause()) break;
-  }
-  outgoing_.clear();
+  // Empty when an identity from the network made it too long to be told in two digits.
+  if (!request.empty()) requests_.AddBroadcast(position, std::move(request));
 }
 
 void RefreshCycle::StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type) {

@@ -3,30 +3,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "config/Settings.h"
 #include "controllers/CtrlTable.h"
 #include "daemon/RemoteVCPublisher.h"
 #include "diagnostics/Trace.h"
 #include "engine/CtrlLifecycle.h"
+#include "engine/RequestQueue.h"
 #include "network/InterfaceTable.h"
 #include "network/RequestSender.h"
 #include "platform/Process.h"
 #include "protocol/Message.h"
 
 namespace kellanseek::engine {
-
-/// Lets a long series of sends breathe, so that thousands of requests by address neither overrun a network
-/// nor their answers a socket.
-class SendPacer {
- public:
-  virtual ~SendPacer() = default;
-  /// Called after every kSendBurst datagrams; false when the rest is not to be sent any more.
-  virtual bool Pause() = 0;
-};
-
-inline constexpr std::size_t kSendBurst = 50;
 
 /// Asks controllers whether they are still there and withdraws the silent ones. All time is counted in ticks:
 /// a call of Tick() is one. BeginRun() and Tick() are for one thread; requests go out after the table lock is
@@ -57,15 +46,6 @@ class RefreshCycle {
       REQUIRES(table.TableMutex());
 
  private:
-  enum class Request { Full, Refresh, Targeted };
-  struct Outgoing {
-    Request kind = Request::Full;
-    bool nonLocal = false;
-    std::size_t position = 0;  ///< Interface of a broadcast.
-    std::wstring address;      ///< Destination of a request by address.
-    std::string targeted;      ///< Datagram of a targeted request.
-  };
-
   void ArmInitialTimeouts() EXCLUDES(table_.TableMutex());
   void BroadcastOnAll(protocol::LanSeekMsgType type) EXCLUDES(table_.TableMutex());
   void AskConfigured() EXCLUDES(table_.TableMutex());
@@ -76,9 +56,6 @@ class RefreshCycle {
   CtrlTable::Iterator CheckLocalVC(CtrlTable::Iterator position) REQUIRES(table_.TableMutex());
   void AskByAddress(CtrlInfo& record);
   void AskByBroadcast(CtrlInfo& record);
-  void QueueByAddress(const CtrlInfo& record, Request kind);
-  void SendQueued();
-  std::string_view Datagram(const Outgoing& outgoing) const;
 
   bool NonLocal(const CtrlInfo& record) const {
     return settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic();
@@ -91,12 +68,11 @@ class RefreshCycle {
   daemon::RemoteVCPublisher& daemon_;
   CtrlLifecycle& lifecycle_;
   platform::ProcessTable& processes_;
-  SendPacer& pacer_;
   diagnostics::Tracer trace_;
 
   const std::string fullRequest_;
   const std::string refreshRequest_;
-  std::vector<Outgoing> outgoing_;  ///< Collected under the table lock, sent after it.
+  RequestQueue requests_;  ///< Collected under the table lock, sent after it.
 };
 
 }  // namespace kellanseek::engine

@@ -112,21 +112,27 @@ void DiscoverySockets::CloseSockets() {
 
 void DiscoverySockets::Broadcast(std::size_t position, std::string_view datagram) {
   const InterfaceEntry& entry = interfaces_[position];
-  Send(entry.responseSocket.get(), datagram, entry.broadcastAddress, false);
+  if (!entry.responseSocket) return;
+  Report(
+      entry.responseSocket->SendTo(datagram, entry.broadcastAddress, settings_.Port(settings_.RequestPort)),
+      L"dynamic", entry.broadcastAddress);
 }
 
-void DiscoverySockets::SendToAddressText(const std::wstring& address, std::string_view datagram) {
-  Send(nonLocalSocket_.get(), datagram, platform::ParseIpv4(std::wstring_view(address)), true);
+bool DiscoverySockets::SendToAddressText(const std::wstring& address, std::string_view datagram) {
+  if (!nonLocalSocket_) return true;
+  const platform::Ipv4 destination = platform::ParseIpv4(std::wstring_view(address));
+  const platform::SocketError error =
+      nonLocalSocket_->TrySendTo(datagram, destination, settings_.Port(settings_.NonLocalPort));
+  if (error == platform::kNoRoom) return false;
+  Report(error, L"static", destination);
+  return true;
 }
 
-void DiscoverySockets::Send(platform::UdpSocket* socket, std::string_view datagram,
-                            platform::Ipv4 destination, bool nonLocal) const {
-  if (socket == nullptr) return;
-  const std::uint16_t port = settings_.Port(nonLocal ? settings_.NonLocalPort : settings_.RequestPort);
-  const platform::SocketError error = socket->SendTo(datagram, destination, port);
+void DiscoverySockets::Report(platform::SocketError error, const wchar_t* kind,
+                              platform::Ipv4 destination) const {
   if (error == 0 || udp_.IsExpectedSendError(error)) return;
-  trace_.Error(L"LanSeek: Sender Failed to send data (%s request) addr=0x%x. Error=%d",
-               nonLocal ? L"static" : L"dynamic", platform::HostOrder(destination), error);
+  trace_.Error(L"LanSeek: Sender Failed to send data (%s request) addr=0x%x. Error=%d", kind,
+               platform::HostOrder(destination), error);
 }
 
 platform::SocketError DiscoverySockets::Answer(std::size_t position, std::string_view datagram,

@@ -32,7 +32,7 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
   platform::UdpSocket* NonLocalSocket() const { return nonLocalSocket_.get(); }
 
   void Broadcast(std::size_t position, std::string_view datagram) override;
-  void SendToAddressText(const std::wstring& address, std::string_view datagram) override;
+  bool SendToAddressText(const std::wstring& address, std::string_view datagram) override;
   platform::SocketError Answer(std::size_t position, std::string_view datagram,
                                platform::Ipv4& destination) override;
 
@@ -46,8 +46,7 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
   std::unique_ptr<platform::UdpSocket> CreateSocket(const Binding& binding, std::uint16_t port) const;
   void CreateNonLocalSocket();
   std::unique_ptr<platform::UdpSocket> MakeNonLocalSocket() const;
-  void Send(platform::UdpSocket* socket, std::string_view datagram, platform::Ipv4 destination,
-            bool nonLocal) const;
+  void Report(platform::SocketError error, const wchar_t* kind, platform::Ipv4 destination) const;
 
   platform::UdpNetwork& udp_;
   InterfaceTable& interfaces_;

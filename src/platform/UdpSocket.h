@@ -16,6 +16,9 @@ namespace kellanseek::platform {
 /// Outcome of a socket call: 0, or the system's error code.
 using SocketError = int;
 
+/// Given by TrySendTo() only.
+inline constexpr SocketError kNoRoom = -1;
+
 /// One IPv4 datagram socket. Closed by its destructor.
 ///
 /// Bound to an interface address it delivers the unicasts to that address, the subnet's directed broadcasts
@@ -34,8 +37,12 @@ class UdpSocket {
   /// interface address, `mask` is the mask of its subnet, from which the directed broadcast address follows.
   virtual SocketError Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) = 0;
 
-  /// Sends one datagram. Anything but the whole datagram sent is an error.
+  /// Sends one datagram. Anything but the whole datagram sent is an error. Waits while the system has no room
+  /// for it, which can take seconds where the room is taken by what neighbours that are switched off are
+  /// being looked for.
   virtual SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) = 0;
+  /// The same, but never waits: kNoRoom when there is no room now.
+  virtual SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) = 0;
 };
 
 /// What one step of a DatagramReceiver gave.

@@ -63,6 +63,7 @@ class InjectedNetwork : public platform::UdpNetwork {
     platform::SocketError SetBroadcast() override { return 0; }
     platform::SocketError Bind(platform::Ipv4, platform::Ipv4, std::uint16_t) override { return 0; }
     platform::SocketError SendTo(std::string_view, platform::Ipv4, std::uint16_t) override { return 0; }
+    platform::SocketError TrySendTo(std::string_view, platform::Ipv4, std::uint16_t) override { return 0; }
   };
 
   class Receiver : public platform::DatagramReceiver {

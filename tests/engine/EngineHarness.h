@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -55,12 +55,16 @@ class RecordingSender : public network::RequestSender {
   void Broadcast(std::size_t position, std::string_view datagram) override {
     sent.push_back("broadcast " + std::to_string(position) + " " + std::string(datagram));
   }
-  void SendToAddressText(const std::wstring& address, std::string_view datagram) override {
+  bool SendToAddressText(const std::wstring& address, std::string_view datagram) override {
+    if (room == 0) return false;
+    --room;
     sent.push_back("to " + std::string(address.begin(), address.end()) + " " + std::string(datagram));
+    return true;
   }
   std::vector<std::string> Take() { return std::exchange(sent, {}); }
 
   std::vector<std::string> sent;
+  std::size_t room = std::numeric_limits<std::size_t>::max();  ///< Requests by address taken from now on.
 };
 
 /// What the engine asked of the daemon: {type, interface, id}, and the ids that were to be published.
@@ -91,7 +95,13 @@ class RecordingDaemon : public daemon::RemoteVCPublisher {
 
 class NoPause : public engine::SendPacer {
  public:
-  bool Pause() override { return true; }
+  bool Pause() override {
+    ++pauses;
+    return goOn;
+  }
+
+  int pauses = 0;
+  bool goOn = true;
 };
 
 /// The engine's logic without threads, clocks and sockets, on two interfaces: 192.168.1.5/24 and 10.0.0.5/24.

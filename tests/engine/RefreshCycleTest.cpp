@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -143,7 +144,8 @@ TEST_F(RefreshCycleTest, ConfiguredControllersArePolledByAddress) {
   const std::uint32_t available = AddStatic(L"10.9.9.2", true);
   refresh.BeginRun();
   EXPECT_EQ(sender.Take(), (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;",
-                                 "to 10.9.9.1 Lanseek;0d;5;", "to 10.9.9.2 Lanseek;0d;5;"}));
+                                 "to 10.9.9.2 Lanseek;0d;5;", "to 10.9.9.1 Lanseek;0d;5;"}))
+      << "those that are there first";
   const std::string full = "to 10.9.9.2 Lanseek;0d;5;";
   // 13 ticks apart; 13 ticks after the last one the silent controller is unavailable.
   EXPECT_EQ(SentDuring(51), (std::vector<std::pair<int, std::string>>{{13, full}, {26, full}, {39, full}}));
@@ -162,6 +164,45 @@ TEST_F(RefreshCycleTest, AnAnsweredPollIsRepeatedAfterTheInterval) {
   EXPECT_EQ(Get(id).retriesLeft, 3);
   NonLocalAnswer(2, kIdentity, "10.9.9.2");
   EXPECT_EQ(Get(id).ticksToNextAction, 128);
+}
+
+TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) {
+  const auto to = [](int host, int type) {
+    return "to 10.9.9." + std::to_string(host) + " Lanseek;0d;" + std::to_string(type) + ";";
+  };
+  for (int host = 1; host <= 4; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
+  AddStatic(L"10.9.9.5", true);
+  sender.room = 2;
+  refresh.BeginRun();
+  EXPECT_EQ(sender.Take(),
+            (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;", to(5, 5), to(1, 5)}));
+  EXPECT_EQ(pacer.pauses, 1) << "one chance to make room";
+  // The timers run on: the next request of the one that is there overtakes those that still wait.
+  Tick(13);
+  EXPECT_EQ(sender.Take(), Sent{});
+  sender.room = 2;
+  Tick();
+  EXPECT_EQ(sender.Take(), (Sent{to(5, 5), to(2, 5)}));
+  // Those that still wait when their next request is due are asked once.
+  Tick(128);
+  sender.room = 100;
+  Tick();
+  const Sent late = sender.Take();
+  EXPECT_EQ(std::count(late.begin(), late.end(), to(3, 5)), 1);
+  EXPECT_EQ(std::count(late.begin(), late.end(), to(4, 5)), 1);
+  // A new run asks everybody anyway.
+  sender.room = 0;
+  refresh.BeginRun();
+  sender.room = 100;
+  refresh.BeginRun();
+  EXPECT_EQ(sender.Take().size(), 2U + 2U + 5U);
+}
+
+TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
+  for (int host = 1; host <= 99; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
+  pacer.goOn = false;
+  refresh.BeginRun();
+  EXPECT_EQ(sender.Take().size(), 2U + engine::kSendBurst);
 }
 
 TEST_F(RefreshCycleTest, WithoutPollingConfiguredControllersAreRefreshedLikeOthers) {

@@ -1,5 +1,7 @@
 """Controllers that are known by address, and the choice of interfaces."""
 
+import time
+
 import harness
 import wire
 
@@ -48,6 +50,26 @@ class KnownByAddress(harness.Scenario):
         watch.wait_for_trace("LanSeek: Message from static handling (10.1.0.12) does not match any known controller!")
         device.be_silent()
         self.assertEqual("unavailable", watch.expect("lost-connection")["availability"])
+
+
+class SwitchedOff(harness.Scenario):
+    """More configured controllers than the host can keep on their way while it looks for them."""
+
+    def test_neither_ticks_nor_the_end_wait_for_them(self):
+        net = self.network("A")
+        device = self.device(net, "10.1.9.11/16")
+        absent = [{"ControllerLocAddr": f"10.1.{n // 200 + 1}.{n % 200 + 1}"} for n in range(900)]
+        here = self.station({net: "10.1.0.1/16"}, static=[*absent, entry(device)], RefreshInterval=1)
+        watch = self.watch(here, ready_on=[net])
+        watch.expect("reconnected", address=device.address)
+        requests = self.tap(net).wait_for(5, destination="10.1.255.255", destination_port=wire.REQUEST_PORT)
+        # A refresh each fifth tick, whatever else is being sent.
+        self.assertLess(requests[4].time - requests[0].time, 7)
+        self.wait_until(lambda: len(device.heard) > 8, "polls of the one that is there")
+        self.assertEqual([], watch.events, "it was there all the time")
+        begin = time.monotonic()
+        self.assertEqual(0, watch.stop())
+        self.assertLess(time.monotonic() - begin, 1 * harness.PATIENCE)
 
 
 class ChoiceOfInterfaces(harness.Scenario):

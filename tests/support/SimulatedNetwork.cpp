@@ -25,6 +25,9 @@ class SimulatedSocket : public platform::UdpSocket {
   }
   SocketError Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) override;
   SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override;
+  SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
+    return SendTo(bytes, destination, port);
+  }
 
   bool Hears(const SimulatedHost::Attachment& at, std::uint16_t port) const {
     return port_ == port && (address_ == 0 || address_ == at.address);

@@ -87,7 +87,12 @@ bool BoundSocket::HearsBroadcastsOn(unsigned interfaceIndex) const {
   return own == 0 || own == interfaceIndex || CurrentInterface() == interfaceIndex;
 }
 
-SocketError BoundSocket::SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) {
+SocketError BoundSocket::TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) {
+  const SocketError error = Send(bytes, destination, port, MSG_DONTWAIT);
+  return error == EAGAIN || error == EWOULDBLOCK ? kNoRoom : error;
+}
+
+SocketError BoundSocket::Send(std::string_view bytes, Ipv4 destination, std::uint16_t port, int flags) {
   sockaddr_in to = SocketAddress(destination, port);
   iovec part{const_cast<char*>(bytes.data()), bytes.size()};
   msghdr message{};
@@ -110,7 +115,7 @@ SocketError BoundSocket::SendTo(std::string_view bytes, Ipv4 destination, std::u
     info.ipi_spec_dst.s_addr = address_;
     std::memcpy(CMSG_DATA(header), &info, sizeof info);
   }
-  const ssize_t sent = sendmsg(unicast_.get(), &message, 0);
+  const ssize_t sent = sendmsg(unicast_.get(), &message, flags);
   if (sent < 0) return errno;
   return static_cast<std::size_t>(sent) == bytes.size() ? 0 : EMSGSIZE;
 }

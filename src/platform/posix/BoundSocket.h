@@ -20,7 +20,10 @@ class BoundSocket : public UdpSocket {
   SocketError SetReuseAddress() override;
   SocketError SetBroadcast() override;
   SocketError Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) override;
-  SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override;
+  SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
+    return Send(bytes, destination, port, 0);
+  }
+  SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override;
 
   /// A descriptor to read, and whether only what arrives on the address's own interface counts.
   struct Source {
@@ -33,6 +36,7 @@ class BoundSocket : public UdpSocket {
   bool HearsBroadcastsOn(unsigned interfaceIndex) const;
 
  private:
+  SocketError Send(std::string_view bytes, Ipv4 destination, std::uint16_t port, int flags);
   SocketError BindBroadcast(Descriptor& descriptor, Ipv4 address, std::uint16_t port) const;
   bool IsBroadcast(Ipv4 destination) const;
   unsigned CurrentInterface() const;

@@ -51,6 +51,13 @@ class WinsockSocket final : public UdpSocket {
     return sent == SOCKET_ERROR ? WSAGetLastError() : WSAEMSGSIZE;
   }
 
+  SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
+    fd_set writable = {};
+    FD_SET(socket_, &writable);
+    timeval now = {};
+    return select(0, nullptr, &writable, nullptr, &now) == 0 ? kNoRoom : SendTo(bytes, destination, port);
+  }
+
  private:
   SocketError Enable(int option) {
     const int on = 1;

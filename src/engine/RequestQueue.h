@@ -1,0 +1,94 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <boost/multi_index/composite_key.hpp>
+#include <boost/multi_index/hashed_index.hpp>
+#include <boost/multi_index/member.hpp>
+#include <boost/multi_index/ordered_index.hpp>
+#include <boost/multi_index_container.hpp>
+
+#include "controllers/CtrlInfo.h"
+#include "network/RequestSender.h"
+
+namespace kellanseek::engine {
+
+/// Lets a long series of sends breathe, so that thousands of requests by address neither overrun a network
+/// nor their answers a socket.
+class SendPacer {
+ public:
+  virtual ~SendPacer() = default;
+  /// Called after every kSendBurst datagrams, and once when the network takes no more; false when the rest is
+  /// not to be sent any more.
+  virtual bool Pause() = 0;
+};
+
+inline constexpr std::size_t kSendBurst = 50;
+
+/// The requests to single controllers that have been decided on and are still to be sent. For one thread.
+///
+/// A host holds what it sends to a neighbour until it knows the hardware address, which for one that is
+/// switched off takes seconds and then fails; a few hundred of those leave no room for others. Requests by
+/// address therefore wait here, and those to controllers that are there go first: they must not count as
+/// silent because many others are switched off.
+class RequestQueue {
+ public:
+  RequestQueue(network::RequestSender& sender, SendPacer& pacer) : sender_(sender), pacer_(pacer) {}
+
+  /// A request for the interface at that position.
+  void AddBroadcast(std::size_t position, std::string datagram) {
+    broadcasts_.push_back({position, std::move(datagram)});
+  }
+  /// A request for a controller's own address; `datagram` outlives the queue. It takes the place of one that
+  /// still waits for the same controller.
+  void AddByAddress(const CtrlInfo& record, std::string_view datagram);
+
+  /// Sends what the network takes now; the rest waits for the next call.
+  void Send();
+
+  void Clear();
+  /// How many requests by address wait.
+  std::size_t Waiting() const { return byAddress_.size(); }
+
+ private:
+  struct BroadcastRequest {
+    std::size_t position = 0;
+    std::string datagram;
+  };
+  struct AddressRequest {
+    bool missing = false;      ///< The controller is not there, as far as is known.
+    std::uint64_t number = 0;  ///< Counts up.
+    std::uint32_t lanSeekID = 0;
+    std::wstring address;
+    std::string_view datagram;
+  };
+  struct InTurn {};
+  struct ById {};
+  template <typename Value, Value AddressRequest::*Field>
+  using Member = boost::multi_index::member<AddressRequest, Value, Field>;
+  using AddressRequests = boost::multi_index_container<
+      AddressRequest,
+      boost::multi_index::indexed_by<
+          boost::multi_index::ordered_unique<
+              boost::multi_index::tag<InTurn>,
+              boost::multi_index::composite_key<AddressRequest, Member<bool, &AddressRequest::missing>,
+                                                Member<std::uint64_t, &AddressRequest::number>>>,
+          boost::multi_index::hashed_unique<boost::multi_index::tag<ById>,
+                                            Member<std::uint32_t, &AddressRequest::lanSeekID>>>>;
+
+  bool Breathe();
+
+  network::RequestSender& sender_;
+  SendPacer& pacer_;
+  std::vector<BroadcastRequest> broadcasts_;
+  AddressRequests byAddress_;
+  std::uint64_t nextNumber_ = 0;
+  std::size_t sent_ = 0;  ///< By the present call of Send().
+};
+
+}  // namespace kellanseek::engine
