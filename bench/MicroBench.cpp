@@ -108,7 +108,7 @@ void QueueForStalledSubscriber(benchmark::State& state) {
   for (auto _ : state) {
     events::CEventItemsDB events;
     std::uint32_t cookie = 0;
-    events.AddSubscriber(0, &sink, 0, &cookie);
+    events.AddSubscriber(0, KelComPtr<IKelObjectEvents>(&sink), 0, &cookie);
     for (std::uint32_t i = 0; i < count; ++i) events.QueueEvent(11 + i, CtrlAvailable, CtrlNew);
     for (std::uint32_t i = 0; i < count; ++i) events.QueueEvent(11 + i, CtrlAvailable, CtrlUpdated);
   }

@@ -1,4 +1,5 @@
 #include <string_view>
+#include <utility>
 
 #include "component/BstrView.h"
 #include "component/KelLanSeekImpl.h"
@@ -30,7 +31,7 @@ STDMETHODIMP CKelLanSeek::Subscribe(KelEventParams* pRep, ULONG* cookie) {
       return Fail(result, L"CKelLanSeek::Subscribe, Failed to QueryInterface to IID_IKelObjectEvents");
     }
     // The cookie is given out even when the subscription fails; the text alone tells.
-    if (FAILED(events_.AddSubscriber(pRep->subscriptionType, sink.Get(), pRep->userDef, cookie))) {
+    if (FAILED(events_.AddSubscriber(pRep->subscriptionType, std::move(sink), pRep->userDef, cookie))) {
       TakeErrorFrom(events_, kKelLanSeekUnit);
     }
     return S_OK;

@@ -22,6 +22,7 @@ constexpr std::int32_t kPendingShort = 2;
 constexpr std::uint32_t kMinDelay = 200;      ///< Milliseconds before an answer, at least;
 constexpr std::uint32_t kDelaySpread = 3000;  ///< and the range of the random rest.
 constexpr std::int32_t kDueThreshold = 10;    ///< A countdown this short is not worth another wait.
+constexpr std::int32_t kAgainAfterShortage = 1000;
 constexpr std::uint32_t kMaxElapsed = 0x7FFFFFFE;
 
 bool IsRemoval(std::int32_t type) {
@@ -68,7 +69,8 @@ void CrVCDaemon::RemoteVCDaemonLoop() {
       return;
     }
     const std::uint32_t now = platform::TickCount();
-    const std::int32_t next = Step(ElapsedBetween(std::exchange(lastTick, now), now));
+    std::int32_t next = kAgainAfterShortage;
+    platform::RunStep([&] { next = Step(ElapsedBetween(std::exchange(lastTick, now), now)); });
     if (wait.Signalled(0)) return;
     limit = next == kNothingScheduled ? std::nullopt : std::optional(std::chrono::milliseconds(next));
   }

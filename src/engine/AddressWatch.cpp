@@ -3,6 +3,8 @@
 #include <chrono>
 #include <utility>
 
+#include "platform/Thread.h"
+
 namespace kellanseek::engine {
 namespace {
 
@@ -33,11 +35,11 @@ void AddressWatch::NotifyAddrChangeLoop() {
     return;
   }
   // Whatever changed between the building of the table and the first wait counts as a notice.
-  Check();
+  platform::RunStep([this] { Check(); });
   while (settings_.DetectInterfaceChanges != 0) {
     const Outcome outcome = watch->Wait(stopWatch_, kCheckInterval);
     if (outcome == Outcome::Stopped || outcome == Outcome::Failed) return;
-    Check();
+    platform::RunStep([this] { Check(); });
   }
 }
 

@@ -130,12 +130,12 @@ void CControllerSeek::RebuildNetwork() {
 }
 
 void CControllerSeek::RefreshThread() {
-  sockets_.CreateSockets();
+  platform::RunStep([this] { sockets_.CreateSockets(); });
   socketsReady_.Set();
-  refreshCycle_.BeginRun();
+  platform::RunStep([this] { refreshCycle_.BeginRun(); });
   const std::chrono::milliseconds tick(settings_.TickMilliseconds());
   while (platform::WaitForAny({&stopNetwork_}, tick).outcome == platform::WaitResult::Outcome::TimedOut) {
-    refreshCycle_.Tick();
+    platform::RunStep([this] { refreshCycle_.Tick(); });
   }
   receiverEnded_.Wait();
   sockets_.CloseSockets();

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "platform/CodePage.h"
+#include "platform/Thread.h"
 
 namespace kellanseek::engine {
 namespace {
@@ -59,7 +60,7 @@ bool HostNames::ResolveQueued() {
     const platform::Ipv4 address = platform::ParseIpv4(std::wstring_view(next.address));
     const auto hostName = lookup_.HostName(address);
     if (stopEngine_.TryWait()) return false;
-    if (hostName) Store(next.lanSeekID, *hostName);
+    if (hostName) platform::RunStep([&] { Store(next.lanSeekID, *hostName); });
   }
   return true;
 }

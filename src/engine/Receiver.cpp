@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/Ipv4.h"
+#include "platform/Thread.h"
 #include "protocol/Message.h"
 
 namespace kellanseek::engine {
@@ -38,7 +39,7 @@ void Receiver::ReceiverThread() {
   ReceiveSet set = BuildReceiveSet();
   const auto receiver = udp_.CreateReceiver(set.sockets, protocol::kMaxDatagram);
   while (!stopNetwork_.TryWait()) {
-    Handle(receiver->ReceiveOne(stopNetwork_, kReceiveTimeout), set);
+    platform::RunStep([&] { Handle(receiver->ReceiveOne(stopNetwork_, kReceiveTimeout), set); });
   }
 }
 

@@ -8,10 +8,10 @@ namespace {
 
 constexpr const wchar_t* kUnit = L"EventItemsDB";
 
-std::shared_ptr<Subscriber> MakeSubscriber(std::uint32_t subscriptionType, IKelObjectEvents* sink,
+std::shared_ptr<Subscriber> MakeSubscriber(std::uint32_t subscriptionType, KelComPtr<IKelObjectEvents>& sink,
                                            std::uint32_t userDef) {
   try {
-    return std::make_shared<Subscriber>(Subscriber{subscriptionType, KelComPtr(sink), userDef, 0});
+    return std::make_shared<Subscriber>(Subscriber{subscriptionType, std::move(sink), userDef, 0});
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
@@ -29,7 +29,7 @@ bool KeepsPending(const QueuedEvent& pending, KelCtrlAvailability availability, 
 
 }  // namespace
 
-HRESULT CEventItemsDB::AddSubscriber(std::uint32_t subscriptionType, IKelObjectEvents* sink,
+HRESULT CEventItemsDB::AddSubscriber(std::uint32_t subscriptionType, KelComPtr<IKelObjectEvents> sink,
                                      std::uint32_t userDef, ULONG* cookie) {
   const std::shared_ptr<Subscriber> subscriber = MakeSubscriber(subscriptionType, sink, userDef);
   bool inserted = false;

@@ -50,10 +50,10 @@ class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueu
  public:
   CEventItemsDB() = default;
 
-  /// Adds a subscription and gives its cookie; the sink gets a reference. E_FAIL, with an error text and the
+  /// Adds a subscription, which takes over the sink, and gives its cookie. E_FAIL, with an error text and the
   /// cookie used up, when memory runs out.
-  HRESULT AddSubscriber(std::uint32_t subscriptionType, IKelObjectEvents* sink, std::uint32_t userDef,
-                        ULONG* cookie);
+  HRESULT AddSubscriber(std::uint32_t subscriptionType, KelComPtr<IKelObjectEvents> sink,
+                        std::uint32_t userDef, ULONG* cookie);
   /// Removes a subscription; events that are queued for it are still delivered. E_FAIL, with an error text,
   /// when there is none with that cookie.
   HRESULT RemoveSubscriber(std::uint32_t cookie);

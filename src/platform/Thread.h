@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <new>
 #include <thread>
 
 namespace kellanseek::platform {
@@ -11,6 +12,16 @@ enum class ThreadUrgency {
   Prompt,      ///< Little to do, but at once: runs soon after what it waits for has happened.
   Background,  ///< May take what the others leave.
 };
+
+/// Runs one step of a thread's loop. A step for which memory runs out is lost, as a datagram may be, and the
+/// thread goes on with the next one: it has nobody to report to, and without it discovery would stand still.
+template <typename Step>
+void RunStep(Step step) {
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+  }
+}
 
 /// A named thread that is a member of the multithreaded COM apartment from before its body runs until after
 /// it has ended. The owner joins it: destruction waits for the body to end. Not for use by several threads at

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -38,11 +41,21 @@ class InjectedNetwork : public platform::UdpNetwork {
     arrived_.Set();
   }
 
+  /// So many of the next receptions, and of the next broadcasts, find no memory.
+  void RunShortOfMemory(int receptions, int broadcasts) {
+    receptionsThatFail_ = receptions;
+    broadcastsThatFail_ = broadcasts;
+  }
+  /// Waits, for ten seconds at most, until a request by address has been sent.
+  bool WaitForRequestByAddress() {
+    return platform::WaitForAny({&askedByAddress_}, std::chrono::seconds(10)).Signalled(0);
+  }
+
   platform::SocketError Startup() override { return 0; }
   void Cleanup() override {}
   std::unique_ptr<platform::UdpSocket> CreateSocket(platform::SocketError& error) override {
     error = 0;
-    return std::make_unique<SilentSocket>();
+    return std::make_unique<SilentSocket>(*this);
   }
   std::unique_ptr<platform::DatagramReceiver> CreateReceiver(std::vector<platform::UdpSocket*>,
                                                              std::size_t) override {
@@ -59,17 +72,28 @@ class InjectedNetwork : public platform::UdpNetwork {
 
   class SilentSocket : public platform::UdpSocket {
    public:
+    explicit SilentSocket(InjectedNetwork& network) : network_(network) {}
     platform::SocketError SetReuseAddress() override { return 0; }
     platform::SocketError SetBroadcast() override { return 0; }
     platform::SocketError Bind(platform::Ipv4, platform::Ipv4, std::uint16_t) override { return 0; }
-    platform::SocketError SendTo(std::string_view, platform::Ipv4, std::uint16_t) override { return 0; }
-    platform::SocketError TrySendTo(std::string_view, platform::Ipv4, std::uint16_t) override { return 0; }
+    platform::SocketError SendTo(std::string_view, platform::Ipv4, std::uint16_t) override {
+      if (network_.broadcastsThatFail_-- > 0) throw std::bad_alloc();
+      return 0;
+    }
+    platform::SocketError TrySendTo(std::string_view, platform::Ipv4, std::uint16_t) override {
+      network_.askedByAddress_.Set();
+      return 0;
+    }
+
+   private:
+    InjectedNetwork& network_;
   };
 
   class Receiver : public platform::DatagramReceiver {
    public:
     explicit Receiver(InjectedNetwork& network) : network_(network) {}
     platform::Received ReceiveOne(platform::Event& stop, std::chrono::milliseconds timeout) override {
+      if (network_.receptionsThatFail_-- > 0) throw std::bad_alloc();
       if (!network_.Take(current_)) {
         platform::WaitForAny({&stop, &network_.arrived_}, timeout);
         if (!network_.Take(current_)) return {};
@@ -100,6 +124,9 @@ class InjectedNetwork : public platform::UdpNetwork {
   std::mutex mutex_;
   std::deque<Waiting> waiting_;
   platform::Event arrived_{platform::Event::Kind::AutoReset};
+  platform::Event askedByAddress_{platform::Event::Kind::AutoReset};
+  std::atomic<int> receptionsThatFail_ = 0;
+  std::atomic<int> broadcastsThatFail_ = 0;
 };
 
 }  // namespace kellanseek::test

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tests/component/ComponentHarness.h"
+#include "tests/support/FakeSink.h"
 
 namespace kellanseek::test {
 namespace {
@@ -84,6 +85,18 @@ TEST_F(StartTest, ARejectedFileLeavesTheOther) {
   Create();
   EXPECT_EQ(KnownAddresses(), (Texts{L"10.0.0.1"}));
   EXPECT_EQ(List(), std::vector<ULONG>());
+}
+
+TEST_F(StartTest, ItsThreadsOutliveAShortageOfMemory) {
+  network.RunShortOfMemory(3, 1);
+  Create();
+  const auto sink = FakeSink::Make();
+  Subscribe(sink.Get());
+  ULONG id = 0;
+  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"10.9.9.9").Get(), &id), S_OK);
+  EXPECT_TRUE(network.WaitForRequestByAddress()) << "the refresh thread goes on";
+  network.Inject(InjectedNetwork::Datagram(1, "4:a;9:00-1;"), "192.168.1.20");
+  EXPECT_EQ(sink->WaitForTexts(1), (Texts{L"12;1;0;"})) << "the receiver goes on";
 }
 
 TEST_F(StartTest, ObjectsShareNothing) {

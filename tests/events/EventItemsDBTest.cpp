@@ -23,7 +23,7 @@ class EventItemsDBTest : public testing::Test {
  protected:
   std::uint32_t Add(std::uint32_t type = 0) {
     ULONG cookie = 0;
-    EXPECT_EQ(database.AddSubscriber(type, FakeSink::Make().Get(), 0, &cookie), S_OK);
+    EXPECT_EQ(database.AddSubscriber(type, FakeSink::Make(), 0, &cookie), S_OK);
     return cookie;
   }
 
@@ -82,7 +82,7 @@ TEST_F(EventItemsDBTest, PendingEventsAreMerged) {
                                             {{reconnected, unavailable, updated}, updated}}) {
     CEventItemsDB merging;
     ULONG cookie = 0;
-    merging.AddSubscriber(0, FakeSink::Make().Get(), 0, &cookie);
+    merging.AddSubscriber(0, FakeSink::Make(), 0, &cookie);
     for (const auto& [availability, reason] : test.changes) {
       EXPECT_TRUE(merging.QueueEvent(11, availability, reason));
     }
@@ -122,7 +122,7 @@ TEST_F(EventItemsDBTest, QueuedEventsOfARemovedSubscriberKeepItsSink) {
   {
     const auto sink = FakeSink::Make();
     sink->OnDestroyed([&] { destroyed = true; });
-    database.AddSubscriber(0, sink.Get(), 0, &cookie);
+    database.AddSubscriber(0, sink, 0, &cookie);
   }
   database.QueueEvent(11, CtrlAvailable, CtrlNew);
   database.QueueEvent(12, CtrlAvailable, CtrlNew);
@@ -147,7 +147,7 @@ TEST_F(EventItemsDBTest, ASinkMayCallBackWhileItIsReleased) {
       database.GetNextEvent(event);
       Add();
     });
-    database.AddSubscriber(0, sink.Get(), 0, &cookie);
+    database.AddSubscriber(0, sink, 0, &cookie);
   };
   ULONG byRemoval = 0;
   addDyingSink(byRemoval);

@@ -32,7 +32,7 @@ struct Delivery {
 
   ULONG Subscribe(IKelObjectEvents* sink, ULONG type = 0, ULONG userDef = 0) {
     ULONG cookie = 0;
-    EXPECT_EQ(database.AddSubscriber(type, sink, userDef, &cookie), S_OK);
+    EXPECT_EQ(database.AddSubscriber(type, KelComPtr<IKelObjectEvents>(sink), userDef, &cookie), S_OK);
     return cookie;
   }
   void Queue(std::uint32_t lanSeekID) { database.QueueEvent(lanSeekID, CtrlAvailable, CtrlNew); }

@@ -98,6 +98,26 @@ TEST(LinuxBackendTest, AStrangeProgramNameHidesNothing) {
 /// Run by the next test, in processes of its own.
 TEST(LinuxBackendTest, TracesAWord) { platform::ProcessDebugOutput().Write(L"word"); }
 
+TEST(LinuxBackendTest, ATraceThatNobodyReadsEndsNoProcess) {
+  int closed[2];
+  ASSERT_EQ(pipe(closed), 0);
+  close(closed[0]);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const char* const arguments[] = {"self", "--gtest_filter=LinuxBackendTest.TracesAWord", "--gtest_brief=1",
+                                     nullptr};
+    const char* const environment[] = {"KELLANSEEK_TRACE=stderr", nullptr};
+    dup2(closed[1], STDERR_FILENO);
+    execve("/proc/self/exe", const_cast<char* const*>(arguments), const_cast<char* const*>(environment));
+    _exit(99);
+  }
+  close(closed[1]);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
 /// The exit code of `program`, which is a copy of this one, when an ordinary user lets it trace to `file`.
 int TraceAsOrdinaryUser(const std::string& program, const std::string& file) {
   const std::string sink = "KELLANSEEK_TRACE=file:" + file;

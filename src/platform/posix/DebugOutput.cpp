@@ -1,10 +1,14 @@
 #include "platform/DebugOutput.h"
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 
 #include <kellanseek/com.h>
@@ -16,6 +20,31 @@ namespace kellanseek::platform {
 namespace {
 
 constexpr std::string_view kFilePrefix = "file:";
+
+/// Keeps SIGPIPE from the calling thread for its life: a trace that nobody reads any more must not end the
+/// process, which is not ours.
+class NoBrokenPipeSignal {
+ public:
+  NoBrokenPipeSignal() {
+    sigemptyset(&brokenPipe_);
+    sigaddset(&brokenPipe_, SIGPIPE);
+    sigset_t pending;
+    wasPending_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &brokenPipe_, &before_);
+  }
+  ~NoBrokenPipeSignal() {
+    const timespec now{};
+    if (!wasPending_) sigtimedwait(&brokenPipe_, nullptr, &now);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  NoBrokenPipeSignal(const NoBrokenPipeSignal&) = delete;
+  NoBrokenPipeSignal& operator=(const NoBrokenPipeSignal&) = delete;
+
+ private:
+  sigset_t brokenPipe_;
+  sigset_t before_;
+  bool wasPending_ = false;
+};
 
 /// The sink that KELLANSEEK_TRACE names.
 class TraceSink : public DebugOutput {
@@ -41,9 +70,11 @@ class TraceSink : public DebugOutput {
     if (!Enabled()) return;
     const std::string bytes = com::Utf8(text);
     if (syslog_) return WriteToSyslog(bytes);
+    const NoBrokenPipeSignal guard;
     std::string_view rest = bytes;
     while (!rest.empty()) {
       const ssize_t written = write(descriptor_.get(), rest.data(), rest.size());
+      if (written < 0 && errno == EINTR) continue;
       if (written <= 0) return;
       rest.remove_prefix(static_cast<std::size_t>(written));
     }
