@@ -1,5 +1,6 @@
 #include "Component.h"
 
+#include <filesystem>
 #include <initializer_list>
 
 #include "Text.h"
@@ -27,8 +28,10 @@ std::wstring BesideProgram() {
   const std::wstring program = platform::CurrentModulePath();
   const std::wstring directory = program.substr(0, program.rfind(separator) + 1);
   for (const char* const place : {"", KELLANSEEK_LIBRARY_DIRECTORY "/", "../lib/"}) {
-    std::wstring path = directory + FromUtf8(place) + FromUtf8(KELLANSEEK_MODULE_NAME);
-    if (KindOfPath(path) == PathKind::Other) return path;
+    const std::filesystem::path path(directory + FromUtf8(place) + FromUtf8(KELLANSEEK_MODULE_NAME));
+    // The directory is free of links, so steps back and forth in the name can go.
+    const std::wstring name = path.lexically_normal().wstring();
+    if (KindOfPath(name) == PathKind::Other) return name;
   }
   return {};
 }
