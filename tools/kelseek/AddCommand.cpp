@@ -1,3 +1,4 @@
+#include "Command.h"
 #include "Controller.h"
 #include "DiscoveryCommands.h"
 #include "Listener.h"
@@ -36,7 +37,7 @@ int Add(Session& session, const AddOptions& options) {
                                           ", but no answer within " + SecondsText(waiting.Elapsed()));
   }
   if (options.json) {
-    Write(JsonText(ToJson(*controller), 2) + "\n");
+    Write(JsonText(*controller, 2) + "\n");
   } else {
     Write(options.address + ": " + Remark(added.result) + ", answered after " +
           SecondsText(waiting.Elapsed()) + "\n" + DetailText(*controller, session.colours));

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "Command.h"
+#include "Session.h"
 
 namespace kellanseek::tools {
 

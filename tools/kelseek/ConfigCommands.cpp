@@ -4,6 +4,7 @@
 #include <iostream>
 #include <string>
 
+#include "Command.h"
 #include "Text.h"
 #include "config/ConfigCheck.h"
 #include "config/Configuration.h"

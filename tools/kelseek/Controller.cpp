@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <nlohmann/json.hpp>
 
 #include "Text.h"
 
@@ -214,6 +215,10 @@ std::string JsonText(const nlohmann::ordered_json& json, int indent) {
     start = end + 1;
   }
   return printable;
+}
+
+std::string JsonText(const Controller& controller, int indent) {
+  return JsonText(ToJson(controller), indent);
 }
 
 }  // namespace kellanseek::tools

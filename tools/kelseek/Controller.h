@@ -2,7 +2,7 @@
 
 #include <kellanseek/KelLanSeek.h>
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -75,5 +75,6 @@ nlohmann::ordered_json ToJson(const Controller& controller);
 
 /// JSON in UTF-8 in which nothing can command a terminal; `indent` below 0 for one line.
 std::string JsonText(const nlohmann::ordered_json& json, int indent = -1);
+std::string JsonText(const Controller& controller, int indent = -1);
 
 }  // namespace kellanseek::tools

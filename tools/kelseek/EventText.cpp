@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "Output.h"
 #include "Text.h"
@@ -90,12 +91,12 @@ std::string EventLine(const Event& event, bool colours) {
          Paint(Column(ReasonText(event), kReasonColumns), ColourOf(event), colours) + Trimmed(rest) + "\n";
 }
 
-nlohmann::ordered_json ToJson(const Event& event) {
+std::string JsonText(const Event& event) {
   nlohmann::ordered_json json;
   json["time"] = TimeText(event.time);
   if (event.reason) json["reason"] = NameOf(*event.reason);
   json.update(ToJson(event.controller));
-  return json;
+  return JsonText(json);
 }
 
 }  // namespace kellanseek::tools

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "Listener.h"
@@ -16,7 +15,7 @@ std::string EventHeading(bool colours);
 /// An event for people: one line with its end, safe to print.
 std::string EventLine(const Event& event, bool colours);
 
-/// An event for programs: the controller's JSON with "time" and, where there is one, "reason".
-nlohmann::ordered_json ToJson(const Event& event);
+/// An event for programs: the controller's JSON in one line, with "time" and, where there is one, "reason".
+std::string JsonText(const Event& event);
 
 }  // namespace kellanseek::tools

@@ -1,3 +1,4 @@
+#include "Command.h"
 #include "Controller.h"
 #include "DiscoveryCommands.h"
 #include "Listing.h"

@@ -1,6 +1,7 @@
 #include <atomic>
 #include <vector>
 
+#include "Command.h"
 #include "Controller.h"
 #include "DiscoveryCommands.h"
 #include "EventText.h"

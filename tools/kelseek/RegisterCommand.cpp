@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "Command.h"
 #include "Component.h"
 #include "Text.h"
 #include "platform/Module.h"

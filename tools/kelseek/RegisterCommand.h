@@ -1,6 +1,10 @@
 #pragma once
 
-#include "Command.h"
+#include "Session.h"
+
+namespace CLI {
+class App;
+}
 
 namespace kellanseek::tools {
 

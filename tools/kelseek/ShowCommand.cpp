@@ -1,3 +1,4 @@
+#include "Command.h"
 #include "Controller.h"
 #include "DiscoveryCommands.h"
 #include "Listener.h"
@@ -26,7 +27,7 @@ int Show(Session& session, const ShowOptions& options) {
     throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(options.which)) +
                                           " within " + SecondsText(searching.Elapsed()));
   }
-  Write(options.json ? JsonText(ToJson(*found), 2) + "\n" : DetailText(*found, session.colours));
+  Write(options.json ? JsonText(*found, 2) + "\n" : DetailText(*found, session.colours));
   return kFound;
 }
 

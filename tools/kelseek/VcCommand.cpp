@@ -6,6 +6,7 @@
 #include <iostream>
 #include <string_view>
 
+#include "Command.h"
 #include "Component.h"
 #include "Text.h"
 #include "platform/Process.h"

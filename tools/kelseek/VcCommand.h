@@ -2,7 +2,11 @@
 
 #include <string>
 
-#include "Command.h"
+#include "Session.h"
+
+namespace CLI {
+class App;
+}
 
 namespace kellanseek::tools {
 

@@ -6,19 +6,6 @@
 
 namespace kellanseek::tools {
 
-void BindSearchOptions(CLI::App& command, SearchOptions& options, const std::string& waitMeaning) {
-  command.add_option("--wait", options.wait, waitMeaning)
-      ->type_name("SECONDS")
-      ->check(Seconds())
-      ->capture_default_str();
-  command.add_flag("--json", options.json, "Output for programs");
-}
-
-CLI::Range Seconds() {
-  constexpr double kDay = 86400;
-  return {0.0, kDay};
-}
-
 TimeSpan::TimeSpan(Session& session, double seconds)
     : session_(session),
       end_(begin_ + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds))) {}

@@ -3,19 +3,9 @@
 #include <chrono>
 #include <string>
 
-#include "Command.h"
+#include "Session.h"
 
 namespace kellanseek::tools {
-
-/// What all commands that look for controllers can be told.
-struct SearchOptions {
-  double wait = 2;  ///< Seconds.
-  bool json = false;
-};
-void BindSearchOptions(CLI::App& command, SearchOptions& options, const std::string& waitMeaning);
-
-/// A check for a number of seconds that is sensible.
-CLI::Range Seconds();
 
 /// A span of time that begins with its construction. Waiting in it ends early when the user wants an end.
 class TimeSpan {

@@ -1,6 +1,7 @@
 #include <atomic>
 #include <vector>
 
+#include "Command.h"
 #include "DiscoveryCommands.h"
 #include "EventText.h"
 #include "Listener.h"
@@ -22,8 +23,7 @@ int Watch(Session& session, const WatchOptions& options) {
   if (!options.json) Write(EventHeading(session.colours));
   const Listener listener(component, [&](const Event& event) {
     anyFound = true;
-    const std::string line =
-        options.json ? JsonText(ToJson(event)) + "\n" : EventLine(event, session.colours);
+    const std::string line = options.json ? JsonText(event) + "\n" : EventLine(event, session.colours);
     if (!Write(line)) session.stop.Set();
   });
   for (const std::string& address : options.remote) AddRemote(component, address);

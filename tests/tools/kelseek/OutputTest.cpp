@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -55,12 +56,9 @@ std::vector<std::string> Lines(const std::string& text) {
 
 TEST(Output, NoTextOfTheNetworkReachesTheTerminalRaw) {
   const Event event = EventOf(CtrlNew, Hostile());
-  const std::string outputs[] = {EventLine(event, false),
-                                 JsonText(ToJson(event)) + "\n",
-                                 JsonText(ToJson(event.controller), 2),
-                                 ListingText({Hostile()}, 1, false),
-                                 ListingJson({Hostile()}, 1),
-                                 DetailText(Hostile(), false)};
+  const std::string outputs[] = {EventLine(event, false),       JsonText(event) + "\n",
+                                 JsonText(event.controller, 2), ListingText({Hostile()}, 1, false),
+                                 ListingJson({Hostile()}, 1),   DetailText(Hostile(), false)};
   for (const std::string& output : outputs) {
     for (const std::string& line : Lines(output)) EXPECT_EQ(line, Printable(std::string_view(line)));
   }
@@ -70,11 +68,11 @@ TEST(Output, NoTextOfTheNetworkReachesTheTerminalRaw) {
 
 TEST(Output, JsonMeansTheTextsAsTheyCame) {
   const Controller controller = Hostile();
-  const auto json = nlohmann::json::parse(JsonText(ToJson(controller)));
+  const auto json = nlohmann::json::parse(JsonText(controller));
   EXPECT_EQ(controller.name, json["name"]);
   EXPECT_EQ(controller.systemID, json["systemID"]);
   EXPECT_EQ(controller.releasePath, json["releasePath"]);
-  EXPECT_FALSE(nlohmann::json::parse(JsonText(ToJson(EventOf(std::nullopt, controller)))).contains("reason"));
+  EXPECT_FALSE(nlohmann::json::parse(JsonText(EventOf(std::nullopt, controller))).contains("reason"));
 }
 
 TEST(Output, ColumnsAlignWhateverTheNames) {
