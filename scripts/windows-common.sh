@@ -1,20 +1,7 @@
 # What the two Windows commands share; for sourcing from the project's root.
 
-as_root() {
-  if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
-}
-
-# install_packages PACKAGE...: installs what is missing.
-install_packages() {
-  local missing=() package
-  for package in "$@"; do
-    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
-  done
-  [ ${#missing[@]} -eq 0 ] && return
-  echo "dev: installing ${missing[*]}" >&2
-  as_root apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive as_root apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
-}
+# shellcheck source=scripts/packages.sh
+. scripts/packages.sh
 
 install_cross_compilers() {
   install_packages g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools cmake ninja-build ccache \
