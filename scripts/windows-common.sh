@@ -3,6 +3,15 @@
 # shellcheck source=scripts/packages.sh
 . scripts/packages.sh
 
+# The loader of 32-bit programs, where the system has one.
+readonly wine32=/usr/lib/wine/wine
+
+# What every program under Wine gets: no display, no messages, no offers to install something.
+wine_environment() {
+  unset DISPLAY WAYLAND_DISPLAY
+  export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" KELLANSEEK_UNDER_WINE=1
+}
+
 install_cross_compilers() {
   install_packages g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools cmake ninja-build ccache \
     python3 libboost-dev libcli11-dev nlohmann-json3-dev googletest
