@@ -67,7 +67,7 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(COMPONENT_FAILED, alone.returncode)
         self.assertIn("the registered one does not come up", alone.stderr)
         self.broken_component("lib", MODULE_NAME)
-        self.assert_refused(f"{self.folder}/bin/../lib/{MODULE_NAME}", self.run_kelseek("list", program=program))
+        self.assert_refused(f"{self.folder}/lib/{MODULE_NAME}", self.run_kelseek("list", program=program))
         beside = self.broken_component("bin", MODULE_NAME)
         self.assert_refused(beside, self.run_kelseek("list", program=program))
 
