@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "component/KelLanSeekImpl.h"
+#include "platform/GuardedCall.h"
 
 namespace kellanseek {
 namespace {
@@ -32,15 +33,6 @@ class TaskGuid {
  private:
   GUID* guid_;
 };
-
-bool TryAddRef(IUnknown* object) noexcept {
-  try {
-    object->AddRef();
-    return true;
-  } catch (...) {
-    return false;
-  }
-}
 
 }  // namespace
 
@@ -211,7 +203,8 @@ STDMETHODIMP CKelLanSeek::GetVCInterface(ULONG lanSeekID, VCInterface* pVCInterf
         IUnknown* const object = record.vcInterface.Get();
         if (object == nullptr) return {};
         TaskGuid riid(IID_KelVirtualController);
-        if (!TryAddRef(object)) return {E_UNEXPECTED, L"VC interface not valid, AddRef threw exception"};
+        if (!platform::RunGuarded([object] { object->AddRef(); }))
+          return {E_UNEXPECTED, L"VC interface not valid, AddRef threw exception"};
         *pVCInterface = {riid.Detach(), object};
         return {};
       },

@@ -12,6 +12,7 @@
 #include <kellanseek/KelLanSeek.h>
 
 #include "component/ComponentModule.h"
+#include "platform/Marshaler.h"
 
 /// The items of a list at a stroke, for code in this process that knows of it.
 KEL_DECLARE_INTERFACE(IKelEnumInternal, "CF7736A6-3D57-444A-8F55-8D2F360E3DE3");
@@ -143,15 +144,17 @@ class KelEnumImpl : public Base {
   bool filterActive_ = false;
 };
 
-/// The same as a counted object, which keeps the module loaded.
+/// The same as a counted object, which keeps the module loaded. It goes to other apartments as it is: the
+/// system's marshaller for type libraries has no notion of an array for RemNext.
 template <typename Base, typename Item, typename CopyPolicy, typename CmpPolicy, typename FilterPolicy>
 class KelEnum final : public KelEnumImpl<Base, Item, CopyPolicy, CmpPolicy, FilterPolicy>,
                       public IKelEnumInternal {
  public:
   /// An empty list with one reference; null when memory is out.
   static KelComPtr<KelEnum> Create(ComponentModule& module) {
-    auto* const created = new (std::nothrow) KelEnum(module);
-    return KelComPtr<KelEnum>::Attach(created);
+    auto created = KelComPtr<KelEnum>::Attach(new (std::nothrow) KelEnum(module));
+    if (created) created->marshaler_ = platform::FreeThreadedMarshaler(*static_cast<Base*>(created.Get()));
+    return created;
   }
 
   STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
@@ -162,7 +165,7 @@ class KelEnum final : public KelEnumImpl<Base, Item, CopyPolicy, CmpPolicy, Filt
     } else if (IsEqualIID(iid, IID_IKelEnumInternal)) {
       *object = static_cast<IKelEnumInternal*>(this);
     } else {
-      return E_NOINTERFACE;
+      return platform::QueryMarshaler(marshaler_.Get(), iid, object);
     }
     AddRef();
     return S_OK;
@@ -199,6 +202,7 @@ class KelEnum final : public KelEnumImpl<Base, Item, CopyPolicy, CmpPolicy, Filt
   ~KelEnum() = default;
 
   ModuleLock moduleLock_;
+  KelComPtr<IUnknown> marshaler_;
   std::atomic<ULONG> references_{1};
 };
 

@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/GuardedCall.h"
+
 namespace kellanseek::engine {
 namespace {
 
@@ -38,7 +40,7 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
   record.vcProcessID = processID;
   record.vcProcessStart = processes_.StartStamp(processID);
   // Outside the owner, which lets no exception pass: the object may live in a process that has just ended.
-  vci->pVC->AddRef();
+  if (!platform::RunGuarded([vci] { vci->pVC->AddRef(); })) return E_UNEXPECTED;
   record.vcInterface = KelComPtr<IUnknown>::Attach(vci->pVC);
 
   const CtrlTable::Lock lock(table_);

@@ -8,6 +8,7 @@
 #include "events/EventData.h"
 #include "platform/Clock.h"
 #include "platform/Event.h"
+#include "platform/GuardedCall.h"
 
 namespace kellanseek::events {
 namespace {
@@ -42,11 +43,9 @@ class SinkEvent {
 };
 
 HRESULT CallSink(IKelObjectEvents& sink, KelObjectEvent* record) {
-  try {
-    return sink.Notify(record);
-  } catch (...) {
-    return E_FAIL;
-  }
+  HRESULT result = E_FAIL;
+  const bool returned = platform::RunGuarded([&] { result = sink.Notify(record); });
+  return returned ? result : E_FAIL;
 }
 
 void DropSubscriber(std::uint32_t cookie, CEventItemsDB& database, const diagnostics::Tracer& trace) {

@@ -5,6 +5,7 @@
 
 #include "platform/Mutex.h"
 #include "platform/NetworkAddresses.h"
+#include "platform/win32/DatagramSocket.h"
 #include "platform/win32/EventNative.h"
 #include "platform/win32/System.h"
 
@@ -56,7 +57,7 @@ class ListChangeRequest {
   ListChangeRequest() : changed_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     WSADATA data = {};
     started_ = WSAStartup(MAKEWORD(2, 2), &data) == 0;
-    if (started_) socket_ = socket(AF_INET, SOCK_DGRAM, 0);
+    if (started_) socket_ = MakeDatagramSocket();
   }
   ~ListChangeRequest() {
     if (socket_ != INVALID_SOCKET) closesocket(socket_);
@@ -82,6 +83,7 @@ class ListChangeRequest {
   /// False when the system does not let go of it.
   bool Cancel() {
     if (!outstanding_) return true;
+    CancelIoEx(reinterpret_cast<HANDLE>(socket_), &overlapped_);
     closesocket(std::exchange(socket_, INVALID_SOCKET));
     outstanding_ = WaitForSingleObject(Changed(), kCancelMilliseconds) != WAIT_OBJECT_0;
     return !outstanding_;

@@ -1,8 +1,10 @@
 #include "platform/win32/SocketWaker.h"
 
+#include "platform/win32/DatagramSocket.h"
+
 namespace kellanseek::platform {
 
-SocketWaker::SocketWaker() : socket_(socket(AF_INET, SOCK_DGRAM, 0)) {
+SocketWaker::SocketWaker() : socket_(MakeDatagramSocket()) {
   if (socket_ == INVALID_SOCKET || Connect()) return;
   closesocket(socket_);
   socket_ = INVALID_SOCKET;
@@ -13,7 +15,6 @@ SocketWaker::~SocketWaker() {
 }
 
 bool SocketWaker::Connect() {
-  SetHandleInformation(reinterpret_cast<HANDLE>(socket_), HANDLE_FLAG_INHERIT, 0);
   sockaddr_in self = {};
   self.sin_family = AF_INET;
   self.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "platform/win32/DatagramSocket.h"
 #include "platform/win32/SocketWaker.h"
 #include "platform/win32/System.h"
 
@@ -24,10 +25,7 @@ sockaddr_in SocketAddress(Ipv4 address, std::uint16_t port) {
 /// system's own rules.
 class WinsockSocket final : public UdpSocket {
  public:
-  explicit WinsockSocket(SOCKET socket) : socket_(socket) {
-    // A program that the client starts must not keep the port.
-    SetHandleInformation(reinterpret_cast<HANDLE>(socket_), HANDLE_FLAG_INHERIT, 0);
-  }
+  explicit WinsockSocket(SOCKET socket) : socket_(socket) {}
   ~WinsockSocket() override { closesocket(socket_); }
   WinsockSocket(const WinsockSocket&) = delete;
   WinsockSocket& operator=(const WinsockSocket&) = delete;
@@ -73,7 +71,10 @@ class SocketSet {
  public:
   explicit SocketSet(std::size_t capacity) { words_.reserve(capacity + 1); }
 
-  void Clear() { words_.assign(1, 0); }
+  void Clear() {
+    words_.resize(1);
+    Native()->fd_count = 0;
+  }
   void Add(SOCKET socket) {
     words_.push_back(socket);
     ++Native()->fd_count;
@@ -176,7 +177,7 @@ class WinsockNetwork final : public UdpNetwork {
   }
 
   std::unique_ptr<UdpSocket> CreateSocket(SocketError& error) override {
-    const SOCKET handle = socket(AF_INET, SOCK_DGRAM, 0);
+    const SOCKET handle = MakeDatagramSocket();
     error = handle == INVALID_SOCKET ? WSAGetLastError() : 0;
     if (handle == INVALID_SOCKET) return nullptr;
     return std::make_unique<WinsockSocket>(handle);

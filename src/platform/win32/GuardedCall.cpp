@@ -1,0 +1,31 @@
+#include "platform/GuardedCall.h"
+
+#include "platform/win32/StructuredCall.h"
+
+namespace kellanseek::platform {
+namespace {
+
+struct Guarded {
+  void (*call)(void*);
+  void* argument;
+  bool thrown;
+};
+
+/// The compiler's own exceptions end here; what is left is for the system's way of handling them.
+void CatchOwn(void* argument) {
+  auto& guarded = *static_cast<Guarded*>(argument);
+  try {
+    guarded.call(guarded.argument);
+  } catch (...) {
+    guarded.thrown = true;
+  }
+}
+
+}  // namespace
+
+bool CallGuarded(void (*call)(void*), void* argument) {
+  Guarded guarded = {call, argument, false};
+  return KelStructuredCall(&CatchOwn, &guarded) != 0 && !guarded.thrown;
+}
+
+}  // namespace kellanseek::platform

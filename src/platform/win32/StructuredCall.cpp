@@ -1,0 +1,113 @@
+#include "platform/win32/StructuredCall.h"
+
+#include "platform/win32/System.h"
+
+#if defined(_MSC_VER)
+
+extern "C" int KelStructuredCall(void (*call)(void*), void* argument) {
+  __try {
+    call(argument);
+    return 1;
+  } __except (EXCEPTION_EXECUTE_HANDLER) {
+    return 0;
+  }
+}
+
+#elif defined(__x86_64__)
+
+// GCC has no words for structured exceptions; its assembler can name the handler of a function.
+asm(R"(
+    .text
+    .globl KelStructuredCall
+    .globl KelStructuredCallEnd
+    .def KelStructuredCall; .scl 2; .type 32; .endef
+    .seh_proc KelStructuredCall
+KelStructuredCall:
+    pushq %rbp
+    .seh_pushreg %rbp
+    movq %rsp, %rbp
+    .seh_setframe %rbp, 0
+    subq $32, %rsp
+    .seh_stackalloc 32
+    .seh_endprologue
+    movq %rcx, %rax
+    movq %rdx, %rcx
+    call *%rax
+    movl $1, %eax
+KelStructuredCallEnd:
+    leaq (%rbp), %rsp
+    popq %rbp
+    ret
+    .seh_handler KelStructuredCallHandler, @except
+    .seh_endproc
+)");
+
+extern "C" void KelStructuredCallEnd();
+
+// Unwinds to the end of the call with the result 0. The second time it is called for an exception is while it
+// unwinds.
+extern "C" EXCEPTION_DISPOSITION KelStructuredCallHandler(EXCEPTION_RECORD* record, void* frame,
+                                                          CONTEXT* /*context*/,
+                                                          DISPATCHER_CONTEXT* dispatcher) {
+  constexpr DWORD kUnwinding = 0x2 | 0x4;
+  if ((record->ExceptionFlags & kUnwinding) == 0) {
+    RtlUnwindEx(frame, reinterpret_cast<void*>(&KelStructuredCallEnd), record, nullptr,
+                dispatcher->ContextRecord, dispatcher->HistoryTable);
+  }
+  return ExceptionContinueSearch;
+}
+
+#elif defined(__i386__)
+
+// A registration of the handler on the stack: previous, handler, and the frame pointer for the way back.
+asm(R"(
+    .text
+    .globl _KelStructuredCall
+_KelStructuredCall:
+    pushl %ebp
+    movl %esp, %ebp
+    pushl %ebx
+    pushl %esi
+    pushl %edi
+    pushl %ebp
+    pushl $KelStructuredCallHandler
+    pushl %fs:0
+    movl %esp, %fs:0
+    pushl 12(%ebp)
+    call *8(%ebp)
+    addl $4, %esp
+    movl $1, %eax
+KelStructuredCallEnd:
+    popl %fs:0
+    addl $8, %esp
+    popl %edi
+    popl %esi
+    popl %ebx
+    popl %ebp
+    ret
+
+# (record, registration, ...): unwinds to the registration and goes to the end of the call with the result 0. Nothing is
+# kept in registers over the unwinding, which need not preserve them.
+KelStructuredCallHandler:
+    movl 4(%esp), %eax
+    testl $6, 4(%eax)
+    jnz 1f
+    movl 8(%esp), %ecx
+    pushl $0
+    pushl %eax
+    pushl $2f
+    pushl %ecx
+    call _RtlUnwind@16
+2:
+    movl 8(%esp), %esp
+    movl 8(%esp), %ebp
+    xorl %eax, %eax
+    jmp KelStructuredCallEnd
+1:
+    movl $1, %eax
+    ret
+)");
+
+#else
+#error "The handling of structured exceptions is to be written for this processor."
+#endif

@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "ComponentModule.h"
+
+namespace {
+
+/// Reads memory that is not there.
+void Fault() {
+  volatile const int* nowhere = nullptr;
+  static_cast<void>(*nowhere);
+}
+
+/// An exception as another compiler's code throws it: it cannot be continued.
+void ThrowForeign() {
+  constexpr DWORD kOtherCompilersThrow = 0xE06D7363;
+  RaiseException(kOtherCompilersThrow, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+}
+
+/// An object of a client that fails in its own way.
+class Failing final : public IKelObjectEvents {
+ public:
+  virtual ~Failing() { CloseHandle(notified); }
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    const bool known = iid == IID_IUnknown || iid == IID_IKelObjectEvents;
+    *object = known ? this : nullptr;
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override {
+    if (onAddRef) onAddRef();
+    return 1;
+  }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent*) override {
+    SetEvent(notified);
+    if (onNotify) onNotify();
+    return S_OK;
+  }
+
+  std::function<void()> onAddRef;
+  std::function<void()> onNotify;
+  const HANDLE notified = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+};
+
+class ClientCode : public testing::TestWithParam<void (*)()> {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(module_.Loaded());
+    ASSERT_EQ(KelCreateInstanceFromModule(module_.Path().c_str(), CLSID_KelLanSeek, IID_IKelLanSeek,
+                                          seek_.PutVoid()),
+              S_OK);
+  }
+  HRESULT Register() {
+    GUID riid = IID_KelVirtualController;
+    VCInterface vci = {&riid, &object_};
+    return seek_.As<IKelVCLanSeek2>()->Register(KelBstr(L"path").Get(), KelBstr(L"sys").Get(),
+                                                GetCurrentProcessId(), &vci);
+  }
+  void Announce(const wchar_t* message) {
+    EXPECT_EQ(seek_.As<IKelVCLanSeek2>()->ForwardMessage(KelBstr(message).Get()), S_OK);
+  }
+
+  Failing object_;
+  Failing sink_;
+  ComponentModule module_;
+  KelComPtr<IKelLanSeek> seek_;
+};
+
+TEST_P(ClientCode, AnObjectThatCannotBeReferencedIsAFailureAndNoMore) {
+  object_.onAddRef = GetParam();
+  EXPECT_EQ(Register(), E_UNEXPECTED);
+  object_.onAddRef = nullptr;
+  ASSERT_EQ(Register(), S_OK);
+  object_.onAddRef = GetParam();
+  VCInterface vci = {};
+  for (int time = 0; time < 3; ++time) {
+    EXPECT_EQ(seek_.As<IKelCtrlIdentity>()->GetVCInterface(11, &vci), E_UNEXPECTED);
+    EXPECT_EQ(vci.pVC, nullptr);
+  }
+  KelBstr text;
+  EXPECT_EQ(seek_.As<IKelBase>()->GetLastErrorInfo(text.Put()), S_OK);
+  EXPECT_EQ(text.Text().find(L"VC interface not valid, AddRef threw exception:"), 0U);
+  object_.onAddRef = nullptr;
+  EXPECT_EQ(seek_.As<IKelCtrlIdentity>()->GetVCInterface(11, &vci), S_OK) << "no lock was left taken";
+  CoTaskMemFree(vci.vc_riid);
+}
+
+TEST_P(ClientCode, ASinkThatFailsIsToldOfTheNextEvent) {
+  sink_.onNotify = GetParam();
+  KelEventParams wanted = {nullptr, &sink_, 0, 0, 0, Data};
+  ULONG cookie = 0;
+  ASSERT_EQ(seek_.As<IKelLanSeekSubscribe>()->Subscribe(&wanted, &cookie), S_OK);
+  ASSERT_EQ(Register(), S_OK);
+  Announce(L"Lanseek;17;1;1:A;4:sys;");
+  ASSERT_EQ(WaitForSingleObject(sink_.notified, 10000), WAIT_OBJECT_0);
+  Announce(L"Lanseek;17;1;1:B;4:sys;");
+  EXPECT_EQ(WaitForSingleObject(sink_.notified, 10000), WAIT_OBJECT_0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Exceptions, ClientCode, testing::Values(&Fault, &ThrowForeign));
+
+}  // namespace
