@@ -78,8 +78,12 @@ HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope s
 
 HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope scope, std::wstring& why) {
   HRESULT first = S_OK;
-  for (const std::wstring& key :
-       {ClassKey(scope), ClassesKey(scope, kProgID), ClassesKey(scope, kVersionedProgID)}) {
+  std::vector<std::wstring> keys = {ClassKey(scope)};
+  // The names of a class are the same for programs of both sizes.
+  if (!registry.HasForOtherSize(ClassKey(scope))) {
+    keys.insert(keys.end(), {ClassesKey(scope, kProgID), ClassesKey(scope, kVersionedProgID)});
+  }
+  for (const std::wstring& key : keys) {
     std::wstring reason;
     const HRESULT result = RemoveTree(registry, key, reason);
     if (FAILED(result) && SUCCEEDED(first)) {

@@ -8,7 +8,7 @@
 
 namespace kellanseek::platform {
 
-/// The system's store of keys and values: on Windows the registry (32-bit view), elsewhere a text file (see
+/// The system's store of keys and values: on Windows the registry, elsewhere a text file (see
 /// kellanseek/com.h for its place). Keys are full paths that begin with a root name, for example
 /// L"HKEY_CLASSES_ROOT\\CLSID\\{...}"; key and value names compare without regard to case. An empty value
 /// name is the key's default value. Callable from any thread; changes made by several processes at once are
@@ -26,6 +26,8 @@ class RegistryStore {
   virtual HRESULT Write(const std::wstring& key, const std::wstring& name, const std::wstring& value) = 0;
   /// Removes a key with all its values and subkeys.
   virtual HRESULT RemoveTree(const std::wstring& key) = 0;
+  /// Whether programs of the other word size have that key, where the system keeps two sets of keys for them.
+  virtual bool HasForOtherSize(const std::wstring& /*key*/) { return false; }
   /// In words, why the last failing call of this thread failed (for people at a terminal).
   virtual std::wstring LastErrorText() = 0;
 };

@@ -9,8 +9,11 @@
 #include <vector>
 
 #include "ComponentModule.h"
+#include "tests/support/Wine.h"
 
 namespace {
+
+using kellanseek::test::UnderWine;
 
 /// What a process holds of the system.
 struct Holdings {
@@ -19,7 +22,8 @@ struct Holdings {
   std::size_t bytes = 0;
 };
 
-std::size_t HandleCount() {
+/// Wine counts no handles of a process, but lists those of the system.
+std::size_t ListedHandles() {
   struct Entry {
     ULONG processId;
     BYTE type;
@@ -44,6 +48,13 @@ std::size_t HandleCount() {
   for (ULONG index = 0; index < table->count; ++index) {
     count += table->entries[index].processId == GetCurrentProcessId() ? 1 : 0;
   }
+  return count;
+}
+
+std::size_t HandleCount() {
+  if (UnderWine()) return ListedHandles();
+  DWORD count = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &count);
   return count;
 }
 

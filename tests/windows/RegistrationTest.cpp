@@ -12,6 +12,7 @@
 namespace {
 
 using kellanseek::test::UnderWine;
+using namespace std::string_literals;
 
 const std::wstring kClass = L"CLSID\\{2B474DCE-7759-49B8-B088-5A5DE5943E2F}";
 const std::wstring kTypeLibrary = L"TypeLib\\{959E8B02-6B52-4115-A248-49DB1654166E}\\1.0";
@@ -111,6 +112,25 @@ TEST_F(Registration, ClassIsCreatedByIdentifierAndByProgId) {
     EXPECT_EQ(Create<IKelCtrlIdentity3>(clsid, IID_IKelCtrlIdentity3), S_OK);
   }
   EXPECT_EQ(Create<IDispatch>(CLSID_KelLanSeek, IID_IDispatch), E_NOINTERFACE);
+}
+
+TEST_F(Registration, TheNamesStayForProgramsOfTheOtherSize) {
+  const std::wstring key = L"Software\\Classes\\" + kClass;
+  constexpr REGSAM kOtherView = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+  HKEY other = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_WRITE | kOtherView, nullptr,
+                            &other, nullptr),
+            ERROR_SUCCESS);
+  RegCloseKey(other);
+  ASSERT_EQ(module_.Register(), S_OK);
+  EXPECT_EQ(module_.Unregister(), S_OK);
+  const bool apart = Value(HKEY_LOCAL_MACHINE, key) == std::nullopt;
+  EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek"),
+            apart ? std::optional(L"KelLanSeek Class"s) : std::nullopt)
+      << "where each size has classes of its own";
+  RegDeleteKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), kOtherView, 0);
+  EXPECT_EQ(module_.Unregister(), S_OK);
+  EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek"), std::nullopt);
 }
 
 /// Registration for the calling user alone is asked for.

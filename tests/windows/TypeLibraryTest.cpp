@@ -12,9 +12,10 @@ namespace {
 /// What a type library says of one type.
 struct Described {
   TYPEATTR attributes = {};
-  std::map<std::wstring, ULONG> fields;    ///< Offsets of a record's fields.
-  std::map<std::wstring, LONG> constants;  ///< Values of an enumeration.
-  std::vector<std::wstring> methods;       ///< The interface's own methods, in slot order.
+  std::map<std::wstring, ULONG> fields;           ///< Offsets of a record's fields.
+  std::map<std::wstring, std::wstring> pointees;  ///< What those of them point to that point to a named type.
+  std::map<std::wstring, LONG> constants;         ///< Values of an enumeration.
+  std::vector<std::wstring> methods;              ///< The interface's own methods, in slot order.
 };
 
 std::wstring TakeName(BSTR name) {
@@ -27,6 +28,19 @@ std::wstring MemberName(ITypeInfo& type, MEMBERID member) {
   BSTR name = nullptr;
   UINT count = 0;
   type.GetNames(member, &name, 1, &count);
+  return TakeName(name);
+}
+
+/// The name of the type that a field points to; empty when it has none.
+std::wstring Pointee(ITypeInfo& type, const TYPEDESC& field) {
+  ITypeInfo* pointee = nullptr;
+  if (field.vt != VT_PTR || field.lptdesc->vt != VT_USERDEFINED ||
+      FAILED(type.GetRefTypeInfo(field.lptdesc->hreftype, &pointee))) {
+    return {};
+  }
+  BSTR name = nullptr;
+  pointee->GetDocumentation(MEMBERID_NIL, &name, nullptr, nullptr, nullptr);
+  pointee->Release();
   return TakeName(name);
 }
 
@@ -43,6 +57,7 @@ Described Describe(ITypeInfo& type) {
       described.constants[name] = variable->lpvarValue->lVal;
     } else {
       described.fields[name] = variable->oInst;
+      described.pointees[name] = Pointee(type, variable->elemdescVar.tdesc);
     }
     type.ReleaseVarDesc(variable);
   }
@@ -96,6 +111,11 @@ TEST_F(TypeLibrary, RecordsLieAsTheCompilerLaysThem) {
   EXPECT_EQ(types_[L"VCInterface"].attributes.cbSizeInstance, sizeof(VCInterface));
   EXPECT_EQ(types_[L"VCInterface"].fields[L"pVC"], offsetof(VCInterface, pVC));
   EXPECT_EQ(types_[L"AvailableCtrlsListItem"].attributes.cbSizeInstance, sizeof(AvailableCtrlsListItem));
+}
+
+TEST_F(TypeLibrary, IdentifiersInRecordsAreTheSystems) {
+  EXPECT_EQ(types_[L"VCInterface"].pointees[L"vc_riid"], L"GUID");
+  EXPECT_EQ(types_[L"KelEventParams"].pointees[L"riid"], L"GUID");
 }
 
 TEST_F(TypeLibrary, InterfacesHaveTheirIdentifiersAndSlots) {

@@ -23,15 +23,18 @@ struct Root {
   std::wstring_view name;
   HKEY key;
   REGSAM view;
+  std::wstring_view under = {};  ///< Where below the key it stands; empty, or with a separator at its end.
 };
 
 /// The machine's settings are shared by programs of both sizes and lie in the 32-bit view. Classes are not: a
-/// module serves programs of its own size, and is registered where those look.
+/// module serves programs of its own size, and is registered where those look. What the system shows as
+/// HKEY_CLASSES_ROOT has the user's classes in it too, which hide the machine's; written are the machine's.
 const std::array<Root, 4>& Roots() {
-  static const std::array<Root, 4> roots = {{{L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY},
-                                             {L"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT, 0},
-                                             {L"HKEY_CURRENT_USER", HKEY_CURRENT_USER, 0},
-                                             {L"HKEY_USERS", HKEY_USERS, 0}}};
+  static const std::array<Root, 4> roots = {
+      {{L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY},
+       {L"HKEY_CLASSES_ROOT", HKEY_LOCAL_MACHINE, 0, L"Software\\Classes\\"},
+       {L"HKEY_CURRENT_USER", HKEY_CURRENT_USER, 0},
+       {L"HKEY_USERS", HKEY_USERS, 0}}};
   return roots;
 }
 
@@ -54,7 +57,8 @@ KeyPath Parse(const std::wstring& key) {
   const auto root = std::find_if(roots.begin(), roots.end(),
                                  [&](const Root& candidate) { return SameName(candidate.name, rootName); });
   if (root != roots.end()) path.root = &*root;
-  if (end < key.size()) path.subkey = key.substr(end + 1);
+  if (path.root == nullptr || end >= key.size()) return path;
+  path.subkey.append(path.root->under).append(key, end + 1, std::wstring::npos);
   return path;
 }
 
@@ -122,6 +126,17 @@ class SystemRegistry final : public RegistryStore {
       if (status != ERROR_SUCCESS) return Outcome(status);
     }
     return Outcome(RegDeleteKeyExW(path.root->key, path.subkey.c_str(), path.root->view, 0));
+  }
+
+  bool HasForOtherSize(const std::wstring& key) override {
+    const KeyPath path = Parse(key);
+    if (path.root == nullptr) return false;
+    HKEY other = nullptr;
+    constexpr REGSAM kOtherView = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+    const LSTATUS status =
+        RegOpenKeyExW(path.root->key, path.subkey.c_str(), 0, KEY_QUERY_VALUE | kOtherView, &other);
+    if (status == ERROR_SUCCESS) RegCloseKey(other);
+    return status == ERROR_SUCCESS;
   }
 
   std::wstring LastErrorText() override { return SystemMessage(static_cast<DWORD>(lastError)); }

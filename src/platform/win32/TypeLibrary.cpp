@@ -47,8 +47,8 @@ HRESULT UnregisterModuleTypeLibrary(bool perUser) {
   const TLIBATTR identity = *attributes;
   library->ReleaseTLibAttr(attributes);
   KelBstr registered;
-  if (FAILED(QueryPathOfRegTypeLib(identity.guid, identity.wMajorVerNum, identity.wMinorVerNum, identity.lcid,
-                                   registered.Put()))) {
+  if (!perUser && FAILED(QueryPathOfRegTypeLib(identity.guid, identity.wMajorVerNum, identity.wMinorVerNum,
+                                               identity.lcid, registered.Put()))) {
     return S_OK;
   }
   using Unregister = HRESULT WINAPI(REFGUID, WORD, WORD, LCID, SYSKIND);
