@@ -13,6 +13,20 @@ foreach(tool kelseek kelsim)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
+# Where the module is, and what a client links with: on Windows the system's own libraries for COM.
+if(WIN32)
+  set(kellanseek_module ${CMAKE_INSTALL_BINDIR}/KelLanSeek.dll)
+  set(kellanseek_client_libraries ole32 oleaut32 uuid)
+  install(FILES ${PROJECT_BINARY_DIR}/KelLanSeek.tlb ${PROJECT_BINARY_DIR}/KelLanSeek.X.manifest
+          DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${PROJECT_SOURCE_DIR}/src/component/KelLanSeek.idl DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kellanseek)
+else()
+  set(kellanseek_module ${CMAKE_INSTALL_LIBDIR}/libKelLanSeek.so.1)
+  set(kellanseek_client_libraries ${CMAKE_DL_LIBS})
+endif()
+list(TRANSFORM kellanseek_client_libraries PREPEND -l OUTPUT_VARIABLE kellanseek_client_flags)
+list(JOIN kellanseek_client_flags " " kellanseek_client_flags)
+
 # The installed tree may be moved, or installed under another prefix than it was configured for.
 file(RELATIVE_PATH kellanseek_prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kellanseek.pc.in kellanseek.pc @ONLY)
@@ -20,7 +34,7 @@ install(FILES ${PROJECT_BINARY_DIR}/kellanseek.pc DESTINATION ${CMAKE_INSTALL_LI
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KelLanSeek)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KelLanSeekConfig.cmake.in KelLanSeekConfig.cmake
-  INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
+  INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_INCLUDEDIR kellanseek_module)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/KelLanSeekConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/KelLanSeekConfig.cmake ${PROJECT_BINARY_DIR}/KelLanSeekConfigVersion.cmake
         DESTINATION ${package_dir})

@@ -7,6 +7,8 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# What runs needs the system's own libraries only; where the compiler has a switch for all that, it is this one.
+set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 
 find_program(KELLANSEEK_CCACHE ccache)
 if(KELLANSEEK_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)

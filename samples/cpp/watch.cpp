@@ -1,5 +1,5 @@
 // Tells every change of the controllers until a line is entered, then lists those that are known.
-//   cl /std:c++20 /EHsc /I include watch.cpp ole32.lib oleaut32.lib uuid.lib
+// From this folder: cl /std:c++20 /EHsc /I ..\..\include watch.cpp ole32.lib oleaut32.lib uuid.lib
 #include <cstdio>
 
 #include <kellanseek/KelLanSeek.h>

@@ -1,9 +1,8 @@
-// Lists the controllers that are known, then tells every change until a line is entered.
+// Tells every change of the controllers until a line is entered, then lists those that are known.
 // Add a COM reference to "KelLanSeek 1.0 Type Library" (or run: tlbimp KelLanSeek.tlb /out:KELLANSEEKLib.dll).
 
 using System;
 using System.Runtime.InteropServices;
-using System.Runtime.InteropServices.ComTypes;
 using KELLANSEEKLib;
 
 [StructLayout(LayoutKind.Sequential)]
@@ -11,7 +10,7 @@ public struct KelObjectEvent
 {
     public uint userDef, reserved1;
     [MarshalAs(UnmanagedType.Struct)] public object data;  // "lanSeekID;availability;reason;"
-    public FILETIME time;
+    public System.Runtime.InteropServices.ComTypes.FILETIME time;
     public uint reserved2, reserved3;
 }
 

@@ -1,4 +1,4 @@
-"""Lists the controllers that are known, then tells every change until a line is entered.  Needs: pip install comtypes"""
+"""Tells every change of the controllers until a line is entered, then lists those that are known.  Needs: pip install comtypes"""
 
 import sys
 

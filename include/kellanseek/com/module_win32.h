@@ -25,7 +25,8 @@ inline HRESULT CreateFromModule(HMODULE module, REFCLSID clsid, REFIID iid, void
 /// Loads the module at `path` and creates an object of class `clsid` from it, registered or not. The module
 /// stays loaded. E_POINTER when `object` or `path` is null; the system's code as an HRESULT when the module
 /// does not load; CO_E_ERRORINDLL when it is not a component; else what the component answers. `*object` is
-/// null on failure. Callable from any thread that has joined COM.
+/// null on failure. For threads of the multithreaded apartment, whose object it is: nothing stands
+/// between it and the caller.
 inline HRESULT KelCreateInstanceFromModule(const wchar_t* path, REFCLSID clsid, REFIID iid, void** object) {
   if (path == nullptr || object == nullptr) return E_POINTER;
   return kellanseek::com::CreateFromModule(LoadLibraryW(path), clsid, iid, object);

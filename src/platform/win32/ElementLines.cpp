@@ -65,6 +65,7 @@ ElementLines::ElementLines(std::string_view document) {
       continue;
     }
     const std::size_t element = Add(open.empty() ? kNone : open.back(), line);
+    depth_ = std::max(depth_, open.size() + 1);
     if (!tag.ends_with("/>")) open.push_back(element);
   }
 }

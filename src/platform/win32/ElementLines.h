@@ -17,6 +17,8 @@ class ElementLines {
   ElementLines() = default;
   explicit ElementLines(std::string_view document);
 
+  /// How deep the elements are nested; 1 for a document of nothing but its root.
+  std::size_t Depth() const { return depth_; }
   /// Counted from 1; 0 for an element that is not known.
   std::size_t LineOf(std::size_t element) const { return Known(element) ? elements_[element].line : 0; }
   std::size_t FirstChild(std::size_t element) const {
@@ -38,6 +40,7 @@ class ElementLines {
   std::size_t Add(std::size_t parent, std::size_t line);
 
   std::vector<Element> elements_;
+  std::size_t depth_ = 0;
 };
 
 }  // namespace kellanseek::platform

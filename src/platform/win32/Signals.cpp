@@ -11,10 +11,19 @@ namespace {
 Mutex theMutex;
 Event* theStop GUARDED_BY(theMutex) = nullptr;
 
-BOOL WINAPI Handle(DWORD /*request*/) {
+bool AskToStop() {
   const MutexLock lock(theMutex);
-  if (theStop == nullptr || theStop->TryWait()) return FALSE;
+  if (theStop == nullptr || theStop->TryWait()) return false;
   theStop->Set();
+  return true;
+}
+
+BOOL WINAPI Handle(DWORD request) {
+  if (!AskToStop()) return FALSE;
+  // The end of the console, or of the session, ends the program as soon as this returns; it gets about five
+  // seconds.
+  constexpr DWORD kLongerThanGranted = 10000;
+  if (request != CTRL_C_EVENT && request != CTRL_BREAK_EVENT) Sleep(kLongerThanGranted);
   return TRUE;
 }
 

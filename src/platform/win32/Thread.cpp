@@ -36,8 +36,9 @@ void NameThisThread(const std::string& name) {
 }
 
 void Apply(ThreadUrgency urgency) {
+  // Background stays as it is: a thread of low priority may be kept waiting for seconds with a lock in its
+  // hand.
   if (urgency == ThreadUrgency::Prompt) SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_ABOVE_NORMAL);
-  if (urgency == ThreadUrgency::Background) SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_LOWEST);
 }
 
 }  // namespace

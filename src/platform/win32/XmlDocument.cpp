@@ -15,6 +15,9 @@ namespace {
 // The interface's identifier, here because not every compiler has an import library for it.
 constexpr IID kDomDocument2 = {0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
 
+/// Deeper documents are refused; the older versions of the library have no limit.
+constexpr std::size_t kDeepestElement = 256;
+
 using NodePointer = KelComPtr<IXMLDOMNode>;
 
 /// The XML library answers S_FALSE with a null output for "not there"; a success without an object means the
@@ -138,6 +141,19 @@ bool DeclaresEntities(std::string_view bytes) {
   return false;
 }
 
+/// Whether a document that begins with the mark of UTF-8 declares an encoding of another family. Not every
+/// version of the XML library minds.
+bool ContradictsItsMark(std::string_view bytes) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  constexpr std::string_view kDeclaration = "<?xml";
+  if (!bytes.starts_with(kMark) || !bytes.substr(kMark.size()).starts_with(kDeclaration)) return false;
+  const std::string_view declaration = bytes.substr(0, bytes.find("?>"));
+  std::wstring encoding;
+  if (DeclaredValue(std::wstring(declaration.begin(), declaration.end()), L"encoding", encoding) != S_OK)
+    return false;
+  return encoding.size() < 3 || CompareStringOrdinal(encoding.data(), 3, L"UTF", 3, TRUE) != CSTR_EQUAL;
+}
+
 /// The bytes of a file as the array that the XML library loads from.
 class FileBytes {
  public:
@@ -205,14 +221,20 @@ class MsxmlDocument final : public XmlDocument {
       why = L"The file declares entities, which are not allowed.";
       return E_FAIL;
     }
+    if (ContradictsItsMark(file.Text())) {
+      why = L"The file begins with a byte order mark and declares an encoding that has none.";
+      return E_FAIL;
+    }
     VARIANT_BOOL loaded = VARIANT_FALSE;
     const HRESULT result = document_->load(file.Array(), &loaded);
-    if (SUCCEEDED(result) && loaded == VARIANT_TRUE) {
-      lines_ = ElementLines(file.Text());
-      return S_OK;
+    if (FAILED(result) || loaded != VARIANT_TRUE) {
+      why = ParseErrorText();
+      return FAILED(result) ? result : E_FAIL;
     }
-    why = ParseErrorText();
-    return FAILED(result) ? result : E_FAIL;
+    lines_ = ElementLines(file.Text());
+    if (lines_.Depth() <= kDeepestElement) return S_OK;
+    why = L"The elements of the file are nested too deep.";
+    return E_FAIL;
   }
 
   HRESULT DeclaredEncoding(std::wstring& encoding, EncodingStep& failedAt) override {
