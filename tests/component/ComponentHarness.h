@@ -21,6 +21,7 @@
 #include "platform/Process.h"
 #include "platform/ReverseLookup.h"
 #include "tests/component/InjectedNetwork.h"
+#include "tests/config/XmlText.h"
 #include "tests/support/FakeDebugOutput.h"
 #include "tests/support/FakeRegistryStore.h"
 #include "tests/support/ScratchDirectory.h"
@@ -58,13 +59,19 @@ class ImmortalProcesses : public platform::ProcessTable {
   bool IsRunning(std::uint32_t, std::uint64_t) override { return true; }
 };
 
+/// A static controller with all that one needs.
+inline std::string StaticController(const std::string& address, const std::string& systemID) {
+  return ControllerIdentity("ControllerLocAddr=" + address + ";SystemIdentity=" + systemID +
+                            ";MajorVersion=5;MinorVersion=1;Revision=2");
+}
+
 /// A component object in a world of fakes, as its clients see it. Configure first, then Create().
 class ComponentHarness {
  public:
   /// Puts the files into the configuration directory and the directory into the registry.
-  void Configure(std::string_view settings, std::string_view controllers) {
-    directory.Write("lanseekconf.xml", Document("KelLanSeekConfigurations", settings));
-    directory.Write("controllerid.xml", Document("ControllerIdentities", controllers));
+  void Configure(const std::string& settings, const std::string& controllers) {
+    directory.Write("lanseekconf.xml", kDeclaration + In("KelLanSeekConfigurations", settings));
+    directory.Write("controllerid.xml", kDeclaration + In("ControllerIdentities", controllers));
     registry.values[{kConfigKey, L"ConfigDir"}] = directory.Wide();
   }
 
@@ -110,6 +117,17 @@ class ComponentHarness {
     return virtualControllers->ForwardMessage(KelBstr(std::wstring(datagram.begin(), datagram.end())).Get());
   }
 
+  /// The lanSeekID of the controller at that address, which is added for these tests.
+  ULONG AddRemote(std::wstring_view address) {
+    ULONG id = 0;
+    EXPECT_EQ(additions->AddRemoteController(KelBstr(address).Get(), &id), S_OK);
+    return id;
+  }
+  /// A controller of the network says who it is.
+  void Appear(const std::string& systemID, std::string_view address, const std::string& more = "") {
+    network.Inject(InjectedNetwork::Datagram(1, "4:" + systemID + ";9:00-" + systemID + ";" + more), address);
+  }
+
   std::wstring ErrorText() {
     KelBstr text;
     EXPECT_EQ(base->GetLastErrorInfo(text.Put()), S_OK);
@@ -134,11 +152,6 @@ class ComponentHarness {
   ComponentModule module;
 
  private:
-  static std::string Document(std::string_view root, std::string_view content) {
-    std::string text = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<";
-    return text.append(root).append(">").append(content).append("</").append(root).append(">\n");
-  }
-
   OneInterface addresses_;
   NoHostNames hostNames_;
   ImmortalProcesses processes_;
