@@ -232,7 +232,7 @@ TEST_F(IdentityQueriesTest, AVirtualControllersObjectAndProcessAreGiven) {
   CoTaskMemFree(vci.vc_riid);
   vci.pVC->Release();
 
-  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetVCProcessID, 11), 4711U);
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetVCProcessID, 11), kProcess);
 }
 
 TEST_F(IdentityQueriesTest, AVirtualControllerThatCannotBeReferencedIsAFailure) {

@@ -90,25 +90,6 @@ TEST_F(EventItemsDBTest, PendingEventsAreMerged) {
   }
 }
 
-TEST_F(EventItemsDBTest, MergedEventsKeepTheirPlace) {
-  Add();
-  for (std::uint32_t id : {11U, 12U, 13U}) database.QueueEvent(id, CtrlAvailable, CtrlNew);
-  database.QueueEvent(11, CtrlRemoved, CtrlLostRestart);
-  EXPECT_EQ(TakeAll(), (std::vector<Taken>{{11, CtrlRemoved, CtrlLostRestart, 10},
-                                           {12, CtrlAvailable, CtrlNew, 10},
-                                           {13, CtrlAvailable, CtrlNew, 10}}));
-}
-
-TEST_F(EventItemsDBTest, EverySubscriberGetsItsOwnFromWhenItCame) {
-  database.QueueEvent(11, CtrlAvailable, CtrlNew);
-  Add();
-  database.QueueEvent(12, CtrlAvailable, CtrlNew);
-  Add(99);
-  database.QueueEvent(12, CtrlAvailable, CtrlUpdated);
-  EXPECT_EQ(TakeAll(),
-            (std::vector<Taken>{{12, CtrlAvailable, CtrlNew, 10}, {12, CtrlAvailable, CtrlUpdated, 11}}));
-}
-
 TEST_F(EventItemsDBTest, QueuedEventsOfARemovedSubscriberKeepItsSink) {
   bool destroyed = false;
   ULONG cookie = 0;
