@@ -39,7 +39,6 @@ TEST_F(EventHistoryTest, RemembersWhatAControllerWas) {
   EXPECT_EQ("nothing", Told(history_.Listed(Cell("a")))) << "the event came ahead of the listing";
   EXPECT_EQ("updated available b was a", Changed(CtrlAvailable, CtrlUpdated, Cell("b")));
   EXPECT_EQ("lost-connection unavailable b was b", Changed(CtrlUnavailable, CtrlLostConnection, Cell("b")));
-  EXPECT_EQ("updated available b was b", Changed(CtrlAvailable, CtrlUpdated, std::nullopt)) << "gone already";
   EXPECT_EQ("restart removed b was b", Changed(CtrlRemoved, CtrlLostRestart, std::nullopt));
   EXPECT_EQ("restart removed ", Changed(CtrlRemoved, CtrlLostRestart, std::nullopt));
 }
@@ -58,6 +57,12 @@ TEST_F(EventHistoryTest, ChangeMergedIntoTheLateNewEventIsAnUpdate) {
 TEST_F(EventHistoryTest, SilentControllerThatWasListedIsKnownNotNew) {
   EXPECT_EQ("known unavailable a", Told(history_.Listed(Cell("a", CtrlUnavailable))));
   EXPECT_EQ("reconnected available a was a", Changed(CtrlAvailable, CtrlReconnected, Cell("a")));
+}
+
+TEST_F(EventHistoryTest, EventOfAControllerThatIsGoneAlreadyTellsWhatItWas) {
+  history_.Listed(Cell("a"));
+  EXPECT_EQ("updated available a was a", Changed(CtrlAvailable, CtrlUpdated, std::nullopt));
+  EXPECT_EQ("power-down removed a was a", Changed(CtrlRemoved, CtrlLostPowerDown, std::nullopt));
 }
 
 }  // namespace
