@@ -63,21 +63,14 @@ TEST_F(ComIdentityTest, UnknownInterfacesLeaveNull) {
 
 TEST_F(ComIdentityTest, InterfacesShareOneCountAndTheLastReleaseFreesTheModule) {
   ReleaseAll();
-  const ULONG before = object_->AddRef();
-  EXPECT_EQ(before, 2U);
-  const auto other = Query(object_.Get(), IID_IKelBase);
+  EXPECT_EQ(object_->AddRef(), 2U);
+  auto other = Query(object_.Get(), IID_IKelBase);
   EXPECT_EQ(other->AddRef(), 4U);
   EXPECT_EQ(object_->Release(), 3U);
   EXPECT_EQ(other->Release(), 2U);
-  EXPECT_TRUE(module.InUse());
   object_.Reset();
   EXPECT_TRUE(module.InUse());
-}
-
-TEST_F(ComIdentityTest, TheLastReleaseUnlocksTheModule) {
-  ReleaseAll();
-  EXPECT_TRUE(module.InUse());
-  EXPECT_EQ(object_.Detach()->Release(), 0U);
+  EXPECT_EQ(other.Detach()->Release(), 0U);
   EXPECT_FALSE(module.InUse());
 }
 
@@ -119,13 +112,11 @@ class AggregationTest : public testing::Test, protected ComponentHarness {
 TEST_F(AggregationTest, InterfacesBelongToTheOuterObject) {
   EXPECT_EQ(outer.references, 1U);
   EXPECT_NE(outer.inner.Get(), &outer);
-  {
-    for (const IID* iid : kInterfaces) {
-      const auto part = Query(&outer, *iid);
-      EXPECT_EQ(outer.references, 2U);
-      EXPECT_EQ(Query(part.Get(), IID_IUnknown), &outer);
-      EXPECT_NE(part, outer.inner);
-    }
+  for (const IID* iid : kInterfaces) {
+    const auto part = Query(&outer, *iid);
+    EXPECT_EQ(outer.references, 2U);
+    EXPECT_EQ(Query(part.Get(), IID_IUnknown), &outer);
+    EXPECT_NE(part, outer.inner);
   }
   EXPECT_EQ(outer.references, 1U);
   EXPECT_EQ(Query(outer.inner.Get(), IID_IUnknown), outer.inner);
@@ -165,6 +156,10 @@ TEST(ClassFactoryTest, CreatesCountsAndLocks) {
   EXPECT_EQ(factory->CreateInstance(nullptr, IID_IKelLanSeek, nullptr), E_POINTER);
   EXPECT_EQ(factory->LockServer(TRUE), S_OK);
   seek.Reset();
+  factory.Reset();
+  EXPECT_TRUE(world.module.InUse()) << "a client's lock outlasts the factory";
+  ASSERT_EQ(ClassFactory::Create(IID_IClassFactory, factory.PutVoid(), world.environment, world.module),
+            S_OK);
   EXPECT_EQ(factory->LockServer(FALSE), S_OK);
   EXPECT_TRUE(world.module.InUse());
   factory.Reset();
@@ -173,15 +168,6 @@ TEST(ClassFactoryTest, CreatesCountsAndLocks) {
   EXPECT_EQ(ClassFactory::Create(IID_IKelLanSeek, &found, world.environment, world.module), E_NOINTERFACE);
   EXPECT_EQ(ClassFactory::Create(IID_IUnknown, nullptr, world.environment, world.module), E_POINTER);
   EXPECT_FALSE(world.module.InUse());
-}
-
-TEST(ClassFactoryTest, AClientsLockOutlastsTheFactory) {
-  ComponentHarness world;
-  KelComPtr<IClassFactory> factory;
-  ClassFactory::Create(IID_IClassFactory, factory.PutVoid(), world.environment, world.module);
-  factory->LockServer(TRUE);
-  factory.Reset();
-  EXPECT_TRUE(world.module.InUse());
 }
 
 }  // namespace

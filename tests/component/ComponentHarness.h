@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -17,27 +16,16 @@
 #include "component/ComponentModule.h"
 #include "component/KelLanSeekImpl.h"
 #include "platform/Event.h"
-#include "platform/NetworkAddresses.h"
-#include "platform/Process.h"
-#include "platform/ReverseLookup.h"
 #include "tests/component/InjectedNetwork.h"
+#include "tests/config/XmlText.h"
 #include "tests/support/FakeDebugOutput.h"
+#include "tests/support/FakeNetworkAddresses.h"
+#include "tests/support/FakeProcessTable.h"
 #include "tests/support/FakeRegistryStore.h"
+#include "tests/support/FakeReverseLookup.h"
 #include "tests/support/ScratchDirectory.h"
 
 namespace kellanseek::test {
-
-/// A host with one interface, 192.168.1.5/24.
-class OneInterface : public platform::NetworkAddresses {
- public:
-  std::optional<std::vector<platform::AddressRow>> Addresses() override {
-    return std::vector<platform::AddressRow>{{platform::ParseIpv4(std::string_view("192.168.1.5")),
-                                              platform::ParseIpv4(std::string_view("255.255.255.0")), 1}};
-  }
-  std::optional<platform::InterfaceRow> Interface(std::uint32_t) override {
-    return platform::InterfaceRow{platform::kInterfaceUp, 6, {0, 1, 2, 3, 4, 5}, 6};
-  }
-};
 
 /// Addresses that never change.
 class QuietWatch : public platform::AddressChangeWatch {
@@ -47,24 +35,26 @@ class QuietWatch : public platform::AddressChangeWatch {
   }
 };
 
-class NoHostNames : public platform::ReverseLookup {
- public:
-  std::optional<std::string> HostName(platform::Ipv4) override { return std::nullopt; }
-};
+/// A static controller with all that one needs.
+inline std::string StaticController(const std::string& address, const std::string& systemID) {
+  return ControllerIdentity("ControllerLocAddr=" + address + ";SystemIdentity=" + systemID +
+                            ";MajorVersion=5;MinorVersion=1;Revision=2");
+}
 
-class ImmortalProcesses : public platform::ProcessTable {
- public:
-  std::uint64_t StartStamp(std::uint32_t) override { return 1; }
-  bool IsRunning(std::uint32_t, std::uint64_t) override { return true; }
-};
-
-/// A component object in a world of fakes, as its clients see it. Configure first, then Create().
+/// A component object in a world of fakes, as its clients see it: on a host with one interface,
+/// 192.168.1.5/24. Configure first, then Create().
 class ComponentHarness {
  public:
+  ComponentHarness() {
+    addresses_.AddInterface(1, {0, 1, 2, 3, 4, 5});
+    addresses_.AddAddress(1, "192.168.1.5", "255.255.255.0");
+    processes_.Start(kProcess);
+  }
+
   /// Puts the files into the configuration directory and the directory into the registry.
-  void Configure(std::string_view settings, std::string_view controllers) {
-    directory.Write("lanseekconf.xml", Document("KelLanSeekConfigurations", settings));
-    directory.Write("controllerid.xml", Document("ControllerIdentities", controllers));
+  void Configure(const std::string& settings, const std::string& controllers) {
+    directory.Write("lanseekconf.xml", kDeclaration + In("KelLanSeekConfigurations", settings));
+    directory.Write("controllerid.xml", kDeclaration + In("ControllerIdentities", controllers));
     registry.values[{kConfigKey, L"ConfigDir"}] = directory.Wide();
   }
 
@@ -103,11 +93,22 @@ class ComponentHarness {
   HRESULT Register(std::wstring_view systemID, IUnknown* object) {
     GUID riid = IID_KelVirtualController;
     VCInterface vci = {&riid, object};
-    return virtualControllers->Register(KelBstr(L"path").Get(), KelBstr(systemID).Get(), 4711, &vci);
+    return virtualControllers->Register(KelBstr(L"path").Get(), KelBstr(systemID).Get(), kProcess, &vci);
   }
   HRESULT Forward(int type, std::string_view fields) {
     const std::string datagram = InjectedNetwork::Datagram(type, fields);
     return virtualControllers->ForwardMessage(KelBstr(std::wstring(datagram.begin(), datagram.end())).Get());
+  }
+
+  /// The lanSeekID of the controller at that address, which is added for these tests.
+  ULONG AddRemote(std::wstring_view address) {
+    ULONG id = 0;
+    EXPECT_EQ(additions->AddRemoteController(KelBstr(address).Get(), &id), S_OK);
+    return id;
+  }
+  /// A controller of the network says who it is.
+  void Appear(const std::string& systemID, std::string_view address, const std::string& more = "") {
+    network.Inject(InjectedNetwork::Datagram(1, "4:" + systemID + ";9:00-" + systemID + ";" + more), address);
   }
 
   std::wstring ErrorText() {
@@ -125,6 +126,8 @@ class ComponentHarness {
     return List(mark);
   }
 
+  /// Where the virtual controllers run.
+  static constexpr ULONG kProcess = 4711;
   static constexpr const wchar_t* kConfigKey = L"HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI";
 
   FakeDebugOutput traces;
@@ -134,14 +137,9 @@ class ComponentHarness {
   ComponentModule module;
 
  private:
-  static std::string Document(std::string_view root, std::string_view content) {
-    std::string text = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<";
-    return text.append(root).append(">").append(content).append("</").append(root).append(">\n");
-  }
-
-  OneInterface addresses_;
-  NoHostNames hostNames_;
-  ImmortalProcesses processes_;
+  FakeNetworkAddresses addresses_;
+  FakeReverseLookup hostNames_;
+  FakeProcessTable processes_;
 
  public:
   const ComponentEnvironment environment{

@@ -11,19 +11,10 @@
 namespace kellanseek::test {
 namespace {
 
-constexpr const char* kSilent =
-    "<CommunicationSettings><DynamicDetectionEnabled>0</DynamicDetectionEnabled>"
-    "<NonLocalUpdatesEnabled>0</NonLocalUpdatesEnabled></CommunicationSettings>";
-
-constexpr const char* kController =
-    "<ControllerIdentity><ControllerName>Cell7</ControllerName><ControllerLocAddr>10.0.0.1</"
-    "ControllerLocAddr>"
-    "<SystemName>Press</SystemName><ReleasePath>rel/5</ReleasePath><SystemIdentity>sys-1</SystemIdentity>"
-    "<ControllerID>4711</ControllerID><HostName>cell7.plant</HostName><MacAddress>00:11:22:33:44:55</"
-    "MacAddress>"
-    "<MajorVersion>5</MajorVersion><MinorVersion>15</MinorVersion><Revision>1</Revision>"
-    "<KelAPICompatibilityRevision>3</KelAPICompatibilityRevision><CommPortNumber>5515</CommPortNumber>"
-    "<ControllerLevel>BootLevel</ControllerLevel></ControllerIdentity>";
+const std::string kController = ControllerIdentity(
+    "ControllerName=Cell7;ControllerLocAddr=10.0.0.1;SystemName=Press;ReleasePath=rel/5;SystemIdentity=sys-1;"
+    "ControllerID=4711;HostName=cell7.plant;MacAddress=00:11:22:33:44:55;MajorVersion=5;MinorVersion=15;"
+    "Revision=1;KelAPICompatibilityRevision=3;CommPortNumber=5515;ControllerLevel=BootLevel");
 
 using TextGetter = HRESULT (STDMETHODCALLTYPE IKelCtrlIdentity::*)(ULONG, BSTR*);
 
@@ -112,10 +103,16 @@ class IdentityQueriesTest : public testing::Test, protected ComponentHarness {
     EXPECT_EQ((identity.Get()->*getter)(id, text.Put()), S_OK);
     return text.Text();
   }
+  template <typename Interface, typename Value>
+  Value Number(HRESULT (STDMETHODCALLTYPE Interface::*getter)(ULONG, Value*), ULONG id) {
+    auto value = static_cast<Value>(0x77);
+    EXPECT_EQ((identity.Get()->*getter)(id, &value), S_OK);
+    return value;
+  }
 };
 
 TEST_F(IdentityQueriesTest, GivesEveryFieldOfARecord) {
-  Configure(kSilent, kController);
+  Configure(NothingAsked(), kController);
   Create();
   EXPECT_EQ(Text(&IKelCtrlIdentity::GetCtrlName, 11), L"Cell7");
   EXPECT_EQ(Text(&IKelCtrlIdentity::GetCtrlID, 11), L"4711");
@@ -125,26 +122,16 @@ TEST_F(IdentityQueriesTest, GivesEveryFieldOfARecord) {
   EXPECT_EQ(Text(&IKelCtrlIdentity::GetSystemID, 11), L"sys-1");
   EXPECT_EQ(Text(&IKelCtrlIdentity::GetHostName, 11), L"cell7.plant");
   EXPECT_EQ(Text(&IKelCtrlIdentity::GetMacAddress, 11), L"00:11:22:33:44:55");
-
-  KelCtrlType type = VC;
-  LanSeekCtrlIdentificationType definition = DynamicCtrlDefinition;
-  KelCtrlAvailability status = CtrlRemoved;
-  KelCtrlLevel level = SystemLevel;
-  EXPECT_EQ(identity->GetCtrlType(11, &type), S_OK);
-  EXPECT_EQ(identity->GetCtrlIdentificationType(11, &definition), S_OK);
-  EXPECT_EQ(identity->GetCtrlStatus(11, &status), S_OK);
-  EXPECT_EQ(identity->GetCtrlLevel(11, &level), S_OK);
-  EXPECT_EQ(type, RC);
-  EXPECT_EQ(definition, StaticCtrlDefinition);
-  EXPECT_EQ(status, CtrlAvailable);
-  EXPECT_EQ(level, BootLevel);
-
-  ULONG numbers[6] = {};
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCtrlType, 11), RC);
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCtrlIdentificationType, 11), StaticCtrlDefinition);
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCtrlStatus, 11), CtrlAvailable);
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCtrlLevel, 11), BootLevel);
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetKelAPICompatibilityRevision, 11), 3U);
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCommPortNumber, 11), 5515U);
+  ULONG numbers[5] = {};
   EXPECT_EQ(identity->GetControllerVersion(11, &numbers[0], &numbers[1]), S_OK);
-  EXPECT_EQ(identity->GetControllerVersion2(11, &numbers[0], &numbers[1], &numbers[2]), S_OK);
-  EXPECT_EQ(identity->GetKelAPICompatibilityRevision(11, &numbers[3]), S_OK);
-  EXPECT_EQ(identity->GetCommPortNumber(11, &numbers[4]), S_OK);
-  EXPECT_EQ(std::vector<ULONG>(numbers, numbers + 5), (std::vector<ULONG>{5, 15, 1, 3, 5515}));
+  EXPECT_EQ(identity->GetControllerVersion2(11, &numbers[2], &numbers[3], &numbers[4]), S_OK);
+  EXPECT_EQ(std::vector<ULONG>(numbers, numbers + 5), (std::vector<ULONG>{5, 15, 5, 15, 1}));
   EXPECT_EQ(ErrorText(), L"");
 }
 
@@ -172,17 +159,16 @@ TEST_F(IdentityQueriesTest, RejectsNumbersThatNameNoController) {
 TEST_F(IdentityQueriesTest, TheStatusOfAControllerThatIsGoneIsRemoved) {
   Create();
   const ULONG gone = MakeGone();
-  KelCtrlAvailability status = CtrlAvailable;
-  EXPECT_EQ(identity->GetCtrlStatus(gone, &status), S_OK);
-  EXPECT_EQ(status, CtrlRemoved);
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCtrlStatus, gone), CtrlRemoved);
   EXPECT_EQ(ErrorText(), L"");
+  KelCtrlAvailability status = CtrlAvailable;
   EXPECT_EQ(identity->GetCtrlStatus(10, &status), E_INVALIDARG);
   EXPECT_EQ(ErrorMessage(), L"lanSeekID <= 10");
   EXPECT_EQ(identity->GetCtrlStatus(gone + 1, &status), E_INVALIDARG);
   EXPECT_EQ(ErrorMessage(), L"LanSeekID too large");
   EXPECT_EQ(identity->GetCtrlStatus(gone, nullptr), E_POINTER);
   EXPECT_EQ(ErrorMessage(), L"");
-  EXPECT_EQ(status, CtrlRemoved);
+  EXPECT_EQ(status, CtrlAvailable);
 }
 
 TEST_F(IdentityQueriesTest, GetCtrlTypeAppendsItsPlaceToTheInnerOne) {
@@ -196,17 +182,13 @@ TEST_F(IdentityQueriesTest, GetCtrlTypeAppendsItsPlaceToTheInnerOne) {
   EXPECT_EQ(type, VC);
 }
 
-TEST_F(IdentityQueriesTest, VersionsThatWereNotReportedAreAFailureWithOutputs) {
+TEST_F(IdentityQueriesTest, OfWhatWasNotReportedVersionsAreAFailureWithOutputsAndTextsAreNull) {
   Create();
-  ULONG id = 0;
-  ASSERT_EQ(additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id), S_OK);
-  ULONG a = 0;
-  ULONG b = 0;
-  ULONG c = 0;
+  const ULONG id = AddRemote(L"10.0.0.5");
+  ULONG a = 0, b = 0, c = 0;
   EXPECT_EQ(identity->GetControllerVersion(id, &a, &b), E_FAIL);
   EXPECT_EQ(ErrorMessage(), L"Controller version not available");
-  EXPECT_EQ(a, 0xFFFFFFFFU);
-  EXPECT_EQ(b, 0xFFFFFFFFU);
+  EXPECT_TRUE(a == 0xFFFFFFFFU && b == 0xFFFFFFFFU);
   EXPECT_EQ(identity->GetControllerVersion2(id, &a, &b, &c), E_FAIL);
   EXPECT_EQ(ErrorMessage(), L"Controller version not available");
   EXPECT_EQ(c, 0xFFFFFFFFU);
@@ -214,12 +196,6 @@ TEST_F(IdentityQueriesTest, VersionsThatWereNotReportedAreAFailureWithOutputs) {
   EXPECT_EQ(identity->GetKelAPICompatibilityRevision(id, &a), E_FAIL);
   EXPECT_EQ(ErrorMessage(), L"KelAPI compatibility revision not available");
   EXPECT_EQ(a, 0xFFFFFFFFU);
-}
-
-TEST_F(IdentityQueriesTest, AbsentTextsAreNullAndNoFailure) {
-  Create();
-  ULONG id = 0;
-  additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id);
   BSTR name = nullptr;
   EXPECT_EQ(identity->GetCtrlName(id, &name), S_OK);
   EXPECT_EQ(name, nullptr);
@@ -233,7 +209,7 @@ TEST_F(IdentityQueriesTest, RemoteVirtualControllersAreToldToOlderClientsAsConfi
     world.Create();
     const auto sink = FakeSink::Make();
     world.Subscribe(sink.Get());
-    world.network.Inject(InjectedNetwork::Datagram(1, "4:sys;9:00-1;11:3;"), "192.168.1.20");
+    world.Appear("sys", "192.168.1.20", "11:3;");
     ASSERT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"}));
     KelCtrlType type = {};
     EXPECT_EQ(world.identity->GetCtrlType3(11, &type), S_OK);
@@ -256,9 +232,7 @@ TEST_F(IdentityQueriesTest, AVirtualControllersObjectAndProcessAreGiven) {
   CoTaskMemFree(vci.vc_riid);
   vci.pVC->Release();
 
-  ULONG process = 0;
-  EXPECT_EQ(identity->GetVCProcessID(11, &process), S_OK);
-  EXPECT_EQ(process, 4711U);
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetVCProcessID, 11), kProcess);
 }
 
 TEST_F(IdentityQueriesTest, AVirtualControllerThatCannotBeReferencedIsAFailure) {
@@ -273,12 +247,11 @@ TEST_F(IdentityQueriesTest, AVirtualControllerThatCannotBeReferencedIsAFailure) 
   EXPECT_EQ(ErrorMessage(), L"VC interface not valid, AddRef threw exception");
   EXPECT_EQ(vci.pVC, nullptr);
   EXPECT_EQ(vci.vc_riid, nullptr);
-  KelCtrlType type = RC;
-  EXPECT_EQ(identity->GetCtrlType(11, &type), S_OK) << "the table is not left locked";
+  EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCtrlType, 11), VC) << "the table is not left locked";
 }
 
 TEST_F(IdentityQueriesTest, RealControllersHaveNoObjectAndNoProcess) {
-  Configure(kSilent, kController);
+  Configure(NothingAsked(), kController);
   Create();
   VCInterface vci = {};
   ULONG process = 5;

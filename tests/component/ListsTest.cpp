@@ -19,17 +19,14 @@ class ListsTest : public testing::Test, protected ComponentHarness {
   void Publish(const std::string& systemID) { EXPECT_EQ(Forward(1, "1:n;4:" + systemID + ";"), S_OK); }
 };
 
-TEST_F(ListsTest, AnEmptyTableGivesAnEmptyList) {
+TEST_F(ListsTest, ListsWhatClientsWereToldOfAboveTheMark) {
   ULONG mark = 5;
   EXPECT_EQ(List(mark), Ids());
   EXPECT_EQ(mark, 5U);
-}
-
-TEST_F(ListsTest, ListsWhatClientsWereToldOfAboveTheMark) {
   for (const wchar_t* id : {L"a", L"b", L"c", L"d"}) RegisterVC(id);
   for (const char* id : {"a", "b", "d"}) Publish(id);
   EXPECT_EQ(List(), (Ids{11, 12, 14}));
-  ULONG mark = 12;
+  mark = 12;
   EXPECT_EQ(List(mark), Ids{14});
   EXPECT_EQ(mark, 14U);
   EXPECT_EQ(List(mark), Ids());
@@ -40,8 +37,7 @@ TEST_F(ListsTest, ListsWhatClientsWereToldOfAboveTheMark) {
 }
 
 TEST_F(ListsTest, UnlistedVirtualControllersHaveTheirOwnList) {
-  ULONG id = 0;
-  additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id);
+  AddRemote(L"10.0.0.5");
   RegisterVC(L"a");
   RegisterVC(L"b");
   Publish("b");
@@ -55,13 +51,10 @@ TEST_F(ListsTest, UnlistedVirtualControllersHaveTheirOwnList) {
 }
 
 TEST_F(ListsTest, ChecksArguments) {
-  struct Method {
-    HRESULT (STDMETHODCALLTYPE IKelLanSeek2::*list)(KelRetrievalParams*, IKelEnumCtrlIdentity**);
-  };
-  for (const Method& method :
-       {Method{&IKelLanSeek2::GetCtrlList}, Method{&IKelLanSeek2::GetUnpublishedVCList}}) {
+  using Method = HRESULT (STDMETHODCALLTYPE IKelLanSeek2::*)(KelRetrievalParams*, IKelEnumCtrlIdentity**);
+  for (const Method method : {Method(&IKelLanSeek2::GetCtrlList), &IKelLanSeek2::GetUnpublishedVCList}) {
     const auto call = [&](KelRetrievalParams* parameters, IKelEnumCtrlIdentity** list) {
-      return (seek.Get()->*method.list)(parameters, list);
+      return (seek.Get()->*method)(parameters, list);
     };
     KelRetrievalParams parameters = {3, {}, -2, 0};
     IKelEnumCtrlIdentity* list = reinterpret_cast<IKelEnumCtrlIdentity*>(this);
@@ -82,21 +75,16 @@ TEST_F(ListsTest, ChecksArguments) {
   }
 }
 
-TEST_F(ListsTest, TheCursorIsCarriedUntouched) {
-  KelRetrievalParams parameters = {0, {{1, 2, 3, 4}}, -2, 0};
-  KelComPtr<IKelEnumCtrlIdentity> list;
-  ASSERT_EQ(seek->GetCtrlList(&parameters, list.Put()), S_OK);
-  EXPECT_EQ(Ids(parameters.cursor.cursor, parameters.cursor.cursor + 4), (Ids{1, 2, 3, 4}));
-}
-
 TEST_F(ListsTest, AListIsASnapshotThatOutlivesEverything) {
   RegisterVC(L"a");
   RegisterVC(L"b");
   Publish("a");
   Publish("b");
-  KelRetrievalParams parameters = {0, {}, -2, 0};
+  KelRetrievalParams parameters = {0, {{1, 2, 3, 4}}, -2, 0};
   KelComPtr<IKelEnumCtrlIdentity> list;
   ASSERT_EQ(seek->GetCtrlList(&parameters, list.Put()), S_OK);
+  EXPECT_EQ(Ids(parameters.cursor.cursor, parameters.cursor.cursor + 4), (Ids{1, 2, 3, 4}))
+      << "the cursor is carried untouched";
   virtualControllers->UnRegister(KelBstr(L"a").Get());
   RegisterVC(L"c");
   Publish("c");

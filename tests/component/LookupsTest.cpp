@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,17 +11,6 @@
 namespace kellanseek::test {
 namespace {
 
-constexpr const char* kSilent =
-    "<CommunicationSettings><DynamicDetectionEnabled>0</DynamicDetectionEnabled>"
-    "<NonLocalUpdatesEnabled>0</NonLocalUpdatesEnabled></CommunicationSettings>";
-
-std::string Controller(const std::string& address, const std::string& systemID) {
-  return "<ControllerIdentity><ControllerLocAddr>" + address + "</ControllerLocAddr><SystemIdentity>" +
-         systemID +
-         "</SystemIdentity><MajorVersion>5</MajorVersion><MinorVersion>1</MinorVersion><Revision>2</Revision>"
-         "</ControllerIdentity>";
-}
-
 class LookupsTest : public testing::Test, protected ComponentHarness {
  protected:
   struct Answer {
@@ -29,32 +19,24 @@ class LookupsTest : public testing::Test, protected ComponentHarness {
     bool operator==(const Answer&) const = default;
   };
 
-  Answer BySystemID(std::wstring_view text) {
+  using LookUp = HRESULT (STDMETHODCALLTYPE IKelLanSeek2::*)(BSTR, ULONG*);
+  Answer By(LookUp lookUp, std::wstring_view text) {
     ULONG id = 0;
-    const HRESULT result = seek->GetCtrlFromSystemID(KelBstr(text).Get(), &id);
+    const HRESULT result = (seek.Get()->*lookUp)(KelBstr(text).Get(), &id);
     return {result, id};
   }
-  Answer ByAddress(std::wstring_view text) {
-    ULONG id = 0;
-    const HRESULT result = seek->GetCtrlFromIPAddress(KelBstr(text).Get(), &id);
-    return {result, id};
-  }
-  Answer ByURL(std::wstring_view text) {
-    ULONG id = 0;
-    const HRESULT result = seek->GetCtrlFromURL(KelBstr(text).Get(), &id);
-    return {result, id};
-  }
+  Answer BySystemID(std::wstring_view text) { return By(&IKelLanSeek2::GetCtrlFromSystemID, text); }
+  Answer ByAddress(std::wstring_view text) { return By(&IKelLanSeek2::GetCtrlFromIPAddress, text); }
   Answer UnpublishedVC(std::wstring_view text) {
-    ULONG id = 0;
-    const HRESULT result = seek->GetUnpublishedVCFromSystemID(KelBstr(text).Get(), &id);
-    return {result, id};
+    return By(&IKelLanSeek2::GetUnpublishedVCFromSystemID, text);
   }
 
   const Answer kNone{KEL_E_NOT_FOUND, 0};
 };
 
 TEST_F(LookupsTest, FindsListedControllers) {
-  Configure(kSilent, Controller("10.0.0.5", "SYS-001") + Controller("10.0.0.6", "10.0.0.5x"));
+  Configure(NothingAsked(),
+            StaticController("10.0.0.5", "SYS-001") + StaticController("10.0.0.6", "10.0.0.5x"));
   Create();
   EXPECT_EQ(BySystemID(L"SYS-001"), (Answer{S_OK, 11}));
   EXPECT_EQ(BySystemID(L"sys-001"), (Answer{S_OK, 11}));
@@ -66,7 +48,7 @@ TEST_F(LookupsTest, FindsListedControllers) {
 }
 
 TEST_F(LookupsTest, FindsByURL) {
-  Configure(kSilent, Controller("10.0.0.5", "SYS-001") + Controller("10.0.0.6", "10.5"));
+  Configure(NothingAsked(), StaticController("10.0.0.5", "SYS-001") + StaticController("10.0.0.6", "10.5"));
   Create();
   struct Case {
     std::wstring url;
@@ -90,7 +72,7 @@ TEST_F(LookupsTest, FindsByURL) {
                          {L"/", {E_INVALIDARG, 0}, L"Url is empty"},
                          {L"//10.0.0.5", {E_INVALIDARG, 0}, L"SystemID is NULL or have length 0"}}) {
     SCOPED_TRACE(testing::PrintToString(test.url));
-    EXPECT_EQ(ByURL(test.url), test.answer);
+    EXPECT_EQ(By(&IKelLanSeek2::GetCtrlFromURL, test.url), test.answer);
     if (test.answer.result == S_OK) continue;
     EXPECT_EQ(ErrorMessage(2), test.message);
   }
@@ -103,31 +85,34 @@ TEST_F(LookupsTest, FindsByURL) {
 
 TEST_F(LookupsTest, ChecksArguments) {
   Create();
-  ULONG id = 77;
-  for (const BSTR empty : {BSTR(nullptr), KelBstr(L"").Detach()}) {
-    EXPECT_EQ(seek->GetCtrlFromSystemID(empty, &id), E_INVALIDARG);
-    EXPECT_EQ(ErrorMessage(), L"SystemID is NULL or have length 0");
-    EXPECT_EQ(seek->GetCtrlFromIPAddress(empty, &id), E_INVALIDARG);
-    EXPECT_EQ(ErrorMessage(), L"IPAddress empty");
-    EXPECT_EQ(seek->GetUnpublishedVCFromSystemID(empty, &id), E_INVALIDARG);
-    EXPECT_EQ(ErrorMessage(), L"SystemID is NULL or have length 0");
-    EXPECT_EQ(additions->AddRemoteController(empty, &id), E_INVALIDARG);
-    EXPECT_EQ(ErrorMessage(), L"");
-    SysFreeString(empty);
+  struct Method {
+    std::function<HRESULT(BSTR, ULONG*)> call;
+    std::wstring emptyMessage, nullMessage;
+  };
+  const auto lookUp = [&](LookUp method) {
+    return [this, method](BSTR text, ULONG* id) { return (seek.Get()->*method)(text, id); };
+  };
+  const std::wstring noSystem = L"SystemID is NULL or have length 0";
+  const std::wstring noOutput = L"lanSeekID == NULL";
+  for (const Method& method : std::vector<Method>{
+           {lookUp(&IKelLanSeek2::GetCtrlFromSystemID), noSystem, noOutput},
+           {lookUp(&IKelLanSeek2::GetCtrlFromIPAddress), L"IPAddress empty", noOutput},
+           {lookUp(&IKelLanSeek2::GetUnpublishedVCFromSystemID), noSystem, L""},
+           {[this](BSTR text, ULONG*id) { return additions->AddRemoteController(text, id); }, L"", L""}}) {
+    ULONG id = 77;
+    for (const BSTR empty : {BSTR(nullptr), KelBstr(L"").Detach()}) {
+      EXPECT_EQ(method.call(empty, &id), E_INVALIDARG);
+      EXPECT_EQ(ErrorMessage(), method.emptyMessage);
+      SysFreeString(empty);
+    }
+    EXPECT_EQ(id, 77U);
+    EXPECT_EQ(method.call(nullptr, nullptr), E_POINTER);
+    EXPECT_EQ(ErrorMessage(), method.nullMessage);
   }
-  EXPECT_EQ(id, 77U);
-  EXPECT_EQ(seek->GetCtrlFromSystemID(nullptr, nullptr), E_POINTER);
-  EXPECT_EQ(ErrorMessage(), L"lanSeekID == NULL");
-  EXPECT_EQ(seek->GetCtrlFromIPAddress(nullptr, nullptr), E_POINTER);
-  EXPECT_EQ(ErrorMessage(), L"lanSeekID == NULL");
-  EXPECT_EQ(seek->GetUnpublishedVCFromSystemID(nullptr, nullptr), E_POINTER);
-  EXPECT_EQ(ErrorMessage(), L"");
-  EXPECT_EQ(additions->AddRemoteController(nullptr, nullptr), E_POINTER);
-  EXPECT_EQ(ErrorMessage(), L"");
 }
 
 TEST_F(LookupsTest, OnlyTheFirstControllerWithASystemIDCounts) {
-  Configure("", Controller("10.0.0.5", "twin"));
+  Configure("", StaticController("10.0.0.5", "twin"));
   Create();
   ASSERT_EQ(Register(L"TWIN", FakeVC::Make().Get()), S_OK);
   ASSERT_EQ(Forward(1, "1:n;4:TWIN;"), S_OK);
@@ -151,7 +136,7 @@ TEST_F(LookupsTest, TheAddressOfARemoteVirtualControllerIsNotFound) {
   Create();
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
-  network.Inject(InjectedNetwork::Datagram(1, "4:far;9:00-1;11:3;"), "192.168.1.20");
+  Appear("far", "192.168.1.20", "11:3;");
   ASSERT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"}));
   EXPECT_EQ(ByAddress(L"192.168.1.20"), kNone);
   EXPECT_EQ(BySystemID(L"far"), (Answer{S_OK, 11}));
@@ -159,28 +144,25 @@ TEST_F(LookupsTest, TheAddressOfARemoteVirtualControllerIsNotFound) {
 
 TEST_F(LookupsTest, AddsRemoteControllersOnce) {
   Create();
+  EXPECT_EQ(AddRemote(L"10.0.0.5"), 11U);
   ULONG id = 0;
-  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id), S_OK);
-  EXPECT_EQ(id, 11U);
-  id = 0;
   EXPECT_EQ(additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id), KEL_S_ALREADY_CONFIGURED);
   EXPECT_EQ(id, 11U);
   EXPECT_EQ(ErrorText(), L"");
   EXPECT_EQ(additions->AddRemoteController(KelBstr(L"ten").Get(), &id), E_INVALIDARG);
   EXPECT_EQ(ErrorMessage(), L"");
-  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"10.0.0.6").Get(), &id), S_OK);
-  EXPECT_EQ(id, 12U) << "the malformed one consumed no number";
+  EXPECT_EQ(AddRemote(L"10.0.0.6"), 12U) << "the malformed one consumed no number";
 
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
-  network.Inject(InjectedNetwork::Datagram(1, "4:near;9:00-1;"), "192.168.1.20");
+  Appear("near", "192.168.1.20");
   sink->WaitFor(1);
   EXPECT_EQ(additions->AddRemoteController(KelBstr(L"192.168.1.20").Get(), &id), KEL_S_ALREADY_DYNAMIC);
   EXPECT_EQ(id, 13U);
 }
 
-TEST_F(LookupsTest, RefreshChecksTheNumberOnly) {
-  Configure(kSilent, Controller("10.0.0.5", "a"));
+TEST_F(LookupsTest, RefreshChecksTheNumberAndPingIsNotOffered) {
+  Configure(NothingAsked(), StaticController("10.0.0.5", "a"));
   Create();
   EXPECT_EQ(seek->RefreshForID(11), S_OK);
   EXPECT_EQ(seek->RefreshForID(11), S_OK);
@@ -188,10 +170,6 @@ TEST_F(LookupsTest, RefreshChecksTheNumberOnly) {
   EXPECT_EQ(ErrorMessage(), L"LanSeekID too large");
   EXPECT_EQ(seek->RefreshForID(5), KEL_E_LANSEEKID_NOT_IN_USE);
   EXPECT_EQ(ErrorMessage(), L"LanSeekID no longer in use.");
-}
-
-TEST_F(LookupsTest, PingIsNotOffered) {
-  Create();
   EXPECT_EQ(seek->Ping(), E_NOTIMPL);
   EXPECT_EQ(ErrorMessage(), L"Ping is not yet implemented");
 }

@@ -37,6 +37,8 @@ class ModuleTest : public testing::Test {
     if (module_ != nullptr) dlclose(module_);
   }
 
+  void SetUp() override { ASSERT_NE(module_, nullptr) << dlerror(); }
+
   HRESULT CanUnloadNow() const { return Call("DllCanUnloadNow"); }
   HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** object) const {
     using Function = HRESULT (*)(REFCLSID, REFIID, void**);
@@ -65,7 +67,6 @@ class ModuleTest : public testing::Test {
 };
 
 TEST_F(ModuleTest, HandsOutItsOneClass) {
-  ASSERT_NE(module_, nullptr) << dlerror();
   void* object = this;
   EXPECT_EQ(GetClassObject(IID_IKelLanSeek, IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
   EXPECT_EQ(object, nullptr);
@@ -75,7 +76,6 @@ TEST_F(ModuleTest, HandsOutItsOneClass) {
 }
 
 TEST_F(ModuleTest, IsUnloadedWhenTheLastObjectAndListAreGone) {
-  ASSERT_NE(module_, nullptr) << dlerror();
   for (int cycle = 0; cycle < 3; ++cycle) {
     auto seek = Create<IKelLanSeek>();
     ASSERT_TRUE(seek);
@@ -93,7 +93,6 @@ TEST_F(ModuleTest, IsUnloadedWhenTheLastObjectAndListAreGone) {
 }
 
 TEST_F(ModuleTest, RegistersTheNameByWhichItWasLoaded) {
-  ASSERT_NE(module_, nullptr) << dlerror();
   EXPECT_EQ(Call("DllRegisterServer"), S_OK);
   EXPECT_NE(directory_.Read("registry").find("@=" + path_ + "\n"), std::string::npos);
   CLSID clsid = {};
@@ -108,7 +107,6 @@ TEST_F(ModuleTest, RegistersTheNameByWhichItWasLoaded) {
 
 /// The event thread that made the last release may then still be on its way out of the module.
 TEST_F(ModuleTest, MayBeUnloadedOnceASinkHasMadeTheLastRelease) {
-  ASSERT_NE(module_, nullptr) << dlerror();
   auto last = Create<IKelVCLanSeek>();
   ASSERT_TRUE(last);
   std::promise<void> called;

@@ -2,6 +2,7 @@
 
 #include <future>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/component/ComponentHarness.h"
@@ -28,8 +29,12 @@ class SubscriptionsTest : public testing::Test, protected ComponentHarness {
  protected:
   SubscriptionsTest() { Create(); }
 
-  void Appear(const std::string& systemID, const char* address) {
-    network.Inject(InjectedNetwork::Datagram(1, "4:" + systemID + ";9:00-" + systemID + ";"), address);
+  /// So many events, all of which are queued when this returns.
+  void PublishVCs(int count) {
+    for (int i = 0; i < count; ++i) {
+      EXPECT_EQ(Register(L"vc" + std::to_wstring(i), FakeVC::Make().Get()), S_OK);
+      EXPECT_EQ(Forward(1, "4:vc" + std::to_string(i) + ";"), S_OK);
+    }
   }
 };
 
@@ -69,8 +74,7 @@ TEST_F(SubscriptionsTest, UnsubscribingAnUnknownCookieTellsBothPlaces) {
 TEST_F(SubscriptionsTest, ChecksArgumentsInOrder) {
   const auto sink = FakeSink::Make();
   const auto noSink = FakeVC::Make();
-  ULONG id = 0;
-  additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id);
+  AddRemote(L"10.0.0.5");
   struct Case {
     KelEventParams parameters;
     bool cookieGiven;
@@ -125,14 +129,16 @@ TEST_F(SubscriptionsTest, ASinkMayAskAndUnsubscribeFromInside) {
 }
 
 TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromInside) {
+  std::promise<void> queued;
+  const auto ready = queued.get_future().share();
   const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    ready.wait();
     ReleaseAll();
     return static_cast<HRESULT>(0x80010108U);
   });
   Subscribe(sink.Get());
-  Appear("a", "192.168.1.20");
-  Appear("b", "192.168.1.21");
-  sink->WaitFor(1);
+  PublishVCs(100);
+  queued.set_value();
   WaitUntilUnused();
   EXPECT_FALSE(module.InUse());
   EXPECT_EQ(sink->References(), 1U);
@@ -174,10 +180,7 @@ TEST_F(SubscriptionsTest, TheLastReleaseDuringABurstEndsIt) {
     return S_OK;
   });
   Subscribe(sink.Get());
-  for (int i = 0; i < 200; ++i) {
-    ASSERT_EQ(Register(L"vc" + std::to_wstring(i), FakeVC::Make().Get()), S_OK);
-    ASSERT_EQ(Forward(1, "4:vc" + std::to_string(i) + ";"), S_OK);
-  }
+  PublishVCs(200);
   entered.get_future().wait();
   std::thread releasing([&] { ReleaseAll(); });
   proceed.set_value();
@@ -199,12 +202,9 @@ TEST_F(SubscriptionsTest, UnpacksEventData) {
   for (const Case& test :
        std::vector<Case>{{L"11;1;0;", S_OK, 11, CtrlAvailable, CtrlNew},
                          {L"-1;3;9", S_OK, 0xFFFFFFFFU, CtrlRemoved, CtrlReconnected},
-                         {L"12;-5;4711;", S_OK, 12, static_cast<KelCtrlAvailability>(-5),
-                          static_cast<LanSeekEventReason>(4711)},
                          {L"11;1", E_FAIL, 11, CtrlAvailable, kLeftReason},
                          {std::wstring(L"11;1;\0000;", 7), E_FAIL, 11, CtrlAvailable, kLeftReason},
-                         {L"eleven", E_FAIL, 66, kLeft, kLeftReason},
-                         {L"", E_FAIL, 66, kLeft, kLeftReason}}) {
+                         {L"eleven", E_FAIL, 66, kLeft, kLeftReason}}) {
     SCOPED_TRACE(testing::PrintToString(test.text));
     const KelBstr text(test.text);
     VARIANT data = {};
@@ -214,9 +214,7 @@ TEST_F(SubscriptionsTest, UnpacksEventData) {
     KelCtrlAvailability status = kLeft;
     LanSeekEventReason reason = kLeftReason;
     EXPECT_EQ(seek->UnpackSubscriptionData(&data, &id, &status, &reason), test.result);
-    EXPECT_EQ(id, test.id);
-    EXPECT_EQ(status, test.status);
-    EXPECT_EQ(reason, test.reason);
+    EXPECT_EQ(std::tuple(id, status, reason), std::tuple(test.id, test.status, test.reason));
     if (test.result == S_OK) continue;
     EXPECT_EQ(ErrorMessage(), L"Invalid argument");
   }
@@ -226,14 +224,15 @@ TEST_F(SubscriptionsTest, UnpackingChecksArgumentsInOrder) {
   ULONG id = 0;
   KelCtrlAvailability status = {};
   LanSeekEventReason reason = {};
-  EXPECT_EQ(seek->UnpackSubscriptionData(nullptr, nullptr, nullptr, nullptr), E_POINTER);
-  EXPECT_EQ(ErrorMessage(), L"pLanSeekID == NULL");
-  EXPECT_EQ(seek->UnpackSubscriptionData(nullptr, &id, nullptr, nullptr), E_POINTER);
-  EXPECT_EQ(ErrorMessage(), L"pStatus == NULL");
-  EXPECT_EQ(seek->UnpackSubscriptionData(nullptr, &id, &status, nullptr), E_POINTER);
-  EXPECT_EQ(ErrorMessage(), L"pReason == NULL");
-  EXPECT_EQ(seek->UnpackSubscriptionData(nullptr, &id, &status, &reason), E_INVALIDARG);
-  EXPECT_EQ(ErrorMessage(), L"pData == NULL");
+  const auto expect = [&](HRESULT result, const wchar_t* message, VARIANT* data, ULONG* toID,
+                          KelCtrlAvailability* toStatus, LanSeekEventReason* toReason) {
+    EXPECT_EQ(seek->UnpackSubscriptionData(data, toID, toStatus, toReason), result) << message;
+    EXPECT_EQ(ErrorMessage(), message);
+  };
+  expect(E_POINTER, L"pLanSeekID == NULL", nullptr, nullptr, nullptr, nullptr);
+  expect(E_POINTER, L"pStatus == NULL", nullptr, &id, nullptr, nullptr);
+  expect(E_POINTER, L"pReason == NULL", nullptr, &id, &status, nullptr);
+  expect(E_INVALIDARG, L"pData == NULL", nullptr, &id, &status, &reason);
 
   KelBstr text(L"11;1;0;");
   BSTR held = text.Get();
@@ -246,8 +245,7 @@ TEST_F(SubscriptionsTest, UnpackingChecksArgumentsInOrder) {
   reference.vt = VT_BSTR | VT_BYREF;
   reference.pbstrVal = &held;
   for (VARIANT* data : {&number, &null, &reference}) {
-    EXPECT_EQ(seek->UnpackSubscriptionData(data, &id, &status, &reason), E_FAIL);
-    EXPECT_EQ(ErrorMessage(), L"Invalid VARIANT");
+    expect(E_FAIL, L"Invalid VARIANT", data, &id, &status, &reason);
   }
 }
 

@@ -80,7 +80,7 @@ TEST_F(VCEntryPointsTest, ARefusedDatagramBlocksNobody) {
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
   network.Inject(InjectedNetwork::Datagram(1, "1:nobody;11:2;"), "192.168.1.66");
-  network.Inject(InjectedNetwork::Datagram(1, "4:a;9:00-1;"), "192.168.1.20");
+  Appear("a", "192.168.1.20");
   ASSERT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"}));
   EXPECT_EQ(Register(L"sys", FakeVC::Make().Get()), S_OK);
   EXPECT_EQ(Forward(1, "1:Name;4:sys;"), S_OK);
@@ -88,25 +88,24 @@ TEST_F(VCEntryPointsTest, ARefusedDatagramBlocksNobody) {
 }
 
 TEST_F(VCEntryPointsTest, TheObjectOfARemovedControllerMayHoldTheComponentsLastReference) {
-  {
-    const auto object = FakeVC::Make();
-    object->OnDestroyed([this] { ReleaseAll(); });
-    ASSERT_EQ(Register(L"sys", object.Get()), S_OK);
+  for (const bool byDatagram : {false, true}) {
+    SCOPED_TRACE(byDatagram ? "withdrawn by a datagram" : "withdrawn by its owner");
+    ComponentHarness world;
+    world.Create();
+    {
+      const auto object = FakeVC::Make();
+      object->OnDestroyed([&] { world.ReleaseAll(); });
+      ASSERT_EQ(world.Register(L"sys", object.Get()), S_OK);
+    }
+    if (byDatagram) {
+      world.network.Inject(InjectedNetwork::Datagram(4, "4:sys;11:2;"), "192.168.1.66");
+      world.WaitUntilUnused();
+    } else {
+      IKelVCLanSeek2* const calling = world.virtualControllers.Get();
+      EXPECT_EQ(calling->UnRegister(KelBstr(L"sys").Get()), S_OK);
+    }
+    EXPECT_FALSE(world.module.InUse());
   }
-  IKelVCLanSeek2* const calling = virtualControllers.Get();
-  EXPECT_EQ(calling->UnRegister(KelBstr(L"sys").Get()), S_OK);
-  EXPECT_FALSE(module.InUse());
-}
-
-TEST_F(VCEntryPointsTest, ADatagramThatWithdrawsTheLastHolderEndsTheComponent) {
-  {
-    const auto object = FakeVC::Make();
-    object->OnDestroyed([this] { ReleaseAll(); });
-    ASSERT_EQ(Register(L"sys", object.Get()), S_OK);
-  }
-  network.Inject(InjectedNetwork::Datagram(4, "4:sys;11:2;"), "192.168.1.66");
-  WaitUntilUnused();
-  EXPECT_FALSE(module.InUse());
 }
 
 }  // namespace

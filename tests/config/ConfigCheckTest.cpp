@@ -31,14 +31,13 @@ std::vector<std::string> Findings(const ConfigReport& report) {
   return findings;
 }
 
-/// Whether each finding is the expected one: the same place, and the words somewhere in it. A "|" parts the
-/// two.
-::testing::AssertionResult AreThese(const std::vector<std::string>& findings,
+/// Whether each finding is the expected one of that file: "line: words", with the words somewhere in it.
+::testing::AssertionResult AreThese(const std::vector<std::string>& findings, const std::string& file,
                                     const std::vector<std::string>& expected) {
-  const auto matches = [](const std::string& finding, const std::string& pattern) {
-    const std::size_t bar = pattern.find('|');
-    return finding.starts_with(pattern.substr(0, bar)) &&
-           finding.find(pattern.substr(bar + 1)) != std::string::npos;
+  const auto matches = [&](const std::string& finding, const std::string& pattern) {
+    const std::size_t words = pattern.find(' ') + 1;
+    return finding.starts_with(file + ":" + pattern.substr(0, words)) &&
+           finding.find(pattern.substr(words)) != std::string::npos;
   };
   if (std::equal(findings.begin(), findings.end(), expected.begin(), expected.end(), matches)) {
     return ::testing::AssertionSuccess();
@@ -48,174 +47,117 @@ std::vector<std::string> Findings(const ConfigReport& report) {
   return failure;
 }
 
-std::string In(const std::string& container, const std::string& inside) {
-  return "<" + container + ">\n" + inside + "\n</" + container + ">\n";
-}
+const std::string kScanFile = "lanseekconf.xml";
+const std::string kStaticFile = "controllerid.xml";
 
-std::string SubNet(const std::string& address, const std::string& mask) {
-  return In("SubNet", "<IPNumber>" + address + "</IPNumber>\n<SubNetMask>" + mask + "</SubNetMask>");
+/// What is found in a scan file with `inside`, which begins on line 2, behind the root.
+void ExpectInScanFile(const char* what, const std::string& inside, const std::vector<std::string>& findings) {
+  const ConfigFiles files;
+  files.WriteSettings(inside);
+  const ConfigReport report = CheckConfiguration(files.Directory().Wide());
+  EXPECT_TRUE(AreThese(Findings(report), kScanFile, findings)) << what;
+  EXPECT_EQ(report.Clean(), findings.empty()) << what;
+  EXPECT_FALSE(report.unreadable) << what;
 }
 
 TEST(ConfigCheckTest, FindsWhatTheScanFileDoesNotMean) {
-  struct Case {
-    const char* what;
-    std::string inside;  ///< Begins on line 2, behind the root.
-    std::vector<std::string> findings;
-  };
-  const std::string file = "lanseekconf.xml:";
-  const auto numbers = [](const std::string& inside) { return In("CommunicationSettings", inside); };
-  const Case cases[] = {
-      {"nothing", "", {}},
-      {"misspelt",
-       numbers("<RequestPrt>1</RequestPrt>\n<retries>2</retries>\n<Colour>red</Colour>"),
-       {file + "5: |\"Colour\" is not known here and is ignored.", file + "3: |Did you mean \"RequestPort\"?",
-        file + "4: |Did you mean \"Retries\"?"}},
-      {"at another place", "<Retries>1</Retries>", {file + "2: |It belongs at another place"}},
-      {"twice", numbers("<Retries>1</Retries>\n<Retries>2</Retries>"), {file + "4: |only the first counts"}},
-      {"hexadecimal port",
-       numbers("<RequestPort>0x1588</RequestPort>"),
-       {file + "3: |\"0x1588\", which is not a plain decimal number of 32 bits; it reads as 0."}},
-      {"port too high", numbers("<ResponsePort>70000</ResponsePort>"), {file + "3: |low 16 bits, 4464"}},
-      {"the same ports", numbers("<RequestPort>5513</RequestPort>"), {file + "2: |cannot be told apart"}},
-      {"flag as a word",
-       numbers("<NonLocalUpdatesEnabled>true</NonLocalUpdatesEnabled>"),
-       {file +
-        "3: |\"true\", which is not a plain decimal number of 32 bits; it reads as 0. This switches it off"}},
-      {"flag as another number",
-       "<DetectInterfaceChanges>5</DetectInterfaceChanges>",
-       {file + "2: |counts as 1"}},
-      {"empty", numbers("<Retries/>"), {file + "3: |Retries is empty and reads as 0."}},
-      {"clamped",
-       numbers("<NonLocalRetries>99999999999</NonLocalRetries>"),
-       {file + "3: |reads as 2147483647"}},
-      {"negative retries", numbers("<Retries>-1</Retries>"), {file + "3: |works as 0"}},
-      {"no interval",
-       numbers("<RefreshInterval>0</RefreshInterval>"),
-       {file + "3: |works as 1 second", file + "2: |RefreshTimeout is longer"}},
-      {"no time", numbers("<RefreshTimeout>0</RefreshTimeout>"), {file + "3: |no time for an answer"}},
-      {"a year",
-       numbers("<NonLocalRefreshInterval>31536000</NonLocalRefreshInterval>"),
-       {file + "3: |sensible range"}},
-      {"another kind", "<FakeRemoteVCAs>rc</FakeRemoteVCAs>", {file + "2: |only exactly \"RC\""}},
-      {"both selections",
-       In("UseInterfaces", SubNet("x", "y")) + In("ExcludeInterfaces", SubNet("10.0.0.0", "255.0.0.0")),
-       {file + "2: |UseInterfaces is ignored"}},
-      {"bad subnets",
-       In("UseInterfaces", SubNet("10.0.0.999", "255.0.0.0") + "<SubNet/>"),
-       {file + "3: |removed as bad", file + "7: |has no IPNumber",
-        file + "2: |switches broadcast discovery off"}},
-      {"mask with a gap",
-       In("ExcludeInterfaces", SubNet("10.0.0.0", "255.0.255.0")),
-       {file + "3: |has a gap"}},
-      {"octal address",
-       In("ExcludeInterfaces", SubNet("010.0.0.0", "255.0.0.0")),
-       {file + "3: |which means 8.0.0.0"}},
-      {"selection without discovery",
-       numbers("<DynamicDetectionEnabled>0</DynamicDetectionEnabled>") +
-           In("UseInterfaces", SubNet("10.0.0.0", "255.0.0.0")),
-       {file + "5: |has no effect because DynamicDetectionEnabled is 0"}},
-  };
-  for (const Case& c : cases) {
-    const ConfigFiles files;
-    files.WriteScanFile("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><KelLanSeekConfigurations>\n" +
-                        c.inside + "</KelLanSeekConfigurations>");
-    const ConfigReport report = CheckConfiguration(files.Directory().Wide());
-    EXPECT_TRUE(AreThese(Findings(report), c.findings)) << c.what;
-    EXPECT_EQ(report.Clean(), c.findings.empty()) << c.what;
-    EXPECT_FALSE(report.unreadable) << c.what;
-  }
+  const auto expect = ExpectInScanFile;
+  const auto numbers = CommunicationSettings;
+  expect("nothing", "", {});
+  expect("misspelt", numbers("RequestPrt=1;retries=2;Colour=red"),
+         {"5: \"Colour\" is not known here and is ignored.", "3: Did you mean \"RequestPort\"?",
+          "4: Did you mean \"Retries\"?"});
+  expect("at another place", Elements("Retries=1"), {"2: It belongs at another place"});
+  expect("twice", numbers("Retries=1;Retries=2"), {"4: only the first counts"});
+  expect("hexadecimal port", numbers("RequestPort=0x1588"),
+         {"3: \"0x1588\", which is not a plain decimal number of 32 bits; it reads as 0."});
+  expect("port too high", numbers("ResponsePort=70000"), {"3: low 16 bits, 4464"});
+  expect("the same ports", numbers("RequestPort=5513"), {"2: cannot be told apart"});
+  expect(
+      "flag as a word", numbers("NonLocalUpdatesEnabled=true"),
+      {"3: \"true\", which is not a plain decimal number of 32 bits; it reads as 0. This switches it off"});
+  expect("flag as another number", Elements("DetectInterfaceChanges=5"), {"2: counts as 1"});
+  expect("empty", numbers("Retries"), {"3: Retries is empty and reads as 0."});
+  expect("clamped", numbers("NonLocalRetries=99999999999"), {"3: reads as 2147483647"});
+  expect("negative retries", numbers("Retries=-1"), {"3: works as 0"});
+  expect("no interval", numbers("RefreshInterval=0"),
+         {"3: works as 1 second", "2: RefreshTimeout is longer"});
+  expect("no time", numbers("RefreshTimeout=0"), {"3: no time for an answer"});
+  expect("a year", numbers("NonLocalRefreshInterval=31536000"), {"3: sensible range"});
+  expect("another kind", Elements("FakeRemoteVCAs=rc"), {"2: only exactly \"RC\""});
+}
+
+TEST(ConfigCheckTest, FindsSelectionsOfInterfacesThatDoNotSelect) {
+  const auto expect = ExpectInScanFile;
+  const std::string ten = SubNet("10.0.0.0", "255.0.0.0");
+  expect("both selections", In("UseInterfaces", SubNet("x", "y")) + In("ExcludeInterfaces", ten),
+         {"2: UseInterfaces is ignored"});
+  expect("bad subnets", In("UseInterfaces", SubNet("10.0.0.999", "255.0.0.0") + Elements("SubNet")),
+         {"3: removed as bad", "7: has no IPNumber", "2: switches broadcast discovery off"});
+  expect("mask with a gap", In("ExcludeInterfaces", SubNet("10.0.0.0", "255.0.255.0")), {"3: has a gap"});
+  expect("octal address", In("ExcludeInterfaces", SubNet("010.0.0.0", "255.0.0.0")),
+         {"3: which means 8.0.0.0"});
+  expect("selection without discovery",
+         CommunicationSettings("DynamicDetectionEnabled=0") + In("UseInterfaces", ten),
+         {"5: has no effect because DynamicDetectionEnabled is 0"});
+}
+
+/// What is found in a file of static controllers with `inside`, which begins on line 2, behind the root.
+void ExpectInStaticFile(const char* what, bool complete, const std::string& inside,
+                        const std::vector<std::string>& expected) {
+  const ConfigFiles files;
+  files.WriteControllers(inside);
+  if (complete) files.WriteSettings(NothingAsked());
+  const auto findings = Findings(CheckConfiguration(files.Directory().Wide()));
+  EXPECT_TRUE(AreThese(findings, kStaticFile, expected)) << what;
+
+  // What is said to be dropped is what the component drops.
+  FakeDebugOutput traces;
+  CKelLanSeekConfigSettings settings;
+  config::LoadConfiguration(files.Directory().Wide(), settings, {traces, L"KelLanSeekImpl"});
+  const auto dropped = std::count_if(findings.begin(), findings.end(), [](const std::string& each) {
+    return each.find("is dropped") != std::string::npos;
+  });
+  EXPECT_EQ(traces.Messages().size(), static_cast<std::size_t>(dropped)) << what;
 }
 
 TEST(ConfigCheckTest, FindsWhyStaticControllersAreDropped) {
-  struct Case {
-    const char* what;
-    bool complete;
-    std::string inside;  ///< Begins on line 2, behind the root.
-    std::vector<std::string> findings;
+  const auto expect = ExpectInStaticFile;
+  const auto at = [](const std::string& address, const std::string& more = "") {
+    return ControllerIdentity("ControllerLocAddr=" + address + ";" + more);
   };
-  const std::string file = "controllerid.xml:";
-  const auto controller = [](const std::string& address, const std::string& more = "") {
-    return In("ControllerIdentity", "<ControllerLocAddr>" + address + "</ControllerLocAddr>" + more);
-  };
-  const std::string version =
-      "<MajorVersion>6</MajorVersion><MinorVersion>0</MinorVersion><Revision>1</Revision>";
-  const Case cases[] = {
-      {"nothing", false, "", {}},
-      {"good", true, controller("10.0.0.1", "<SystemIdentity>S</SystemIdentity>" + version), {}},
-      {"no address", false, In("ControllerIdentity", ""), {file + "2: |it has no ControllerLocAddr"}},
-      {"no such address", false, controller("plc7"), {file + "2: |\"plc7\" is no IPv4 address"}},
-      {"the same address",
-       false,
-       controller("10.0.0.1") + controller("10.0.0.1"),
-       {file + "5: |the controller of line 2 has the same address"}},
-      {"the same address in other words",
-       false,
-       controller("10.0.0.1") + controller("10.1"),
-       {file + "5: |means 10.0.0.1", file + "5: |at the same address as the controller of line 2"}},
-      {"an address for many", false, controller("224.0.0.1"), {file + "2: |no controller can have"}},
-      {"incomplete",
-       true,
-       controller("10.0.0.1") + controller("10.0.0.2", "<SystemIdentity>S</SystemIdentity>"),
-       {file + "2: |it has no SystemIdentity", file + "5: |it has no version"}},
-      {"the same system",
-       true,
-       controller("10.0.0.1", "<SystemIdentity>S</SystemIdentity>" + version) +
-           controller("10.0.0.2", "<SystemIdentity>S</SystemIdentity>" + version),
-       {file + "5: |the controller of line 2 has the same SystemIdentity"}},
-      {"half a version",
-       false,
-       controller("10.0.0.1", "<MajorVersion>6</MajorVersion>"),
-       {file + "2: |The version counts as not known"}},
-      {"odd elements",
-       false,
-       controller("10.0.0.1",
-                  "\n<ControllerLevel>boot</ControllerLevel>\n<CommPortNumber>99999</CommPortNumber>\n"
-                  "<SystemNam>x</SystemNam>"),
-       {file + "6: |Did you mean \"SystemName\"?", file + "5: |no port",
-        file + "4: |counts as \"SystemLevel\""}},
-      {"elements of a controller outside of one",
-       false,
-       "<SystemName>x</SystemName>",
-       {file + "2: |another place"}},
-  };
-  for (const Case& c : cases) {
-    const ConfigFiles files;
-    files.WriteStaticFile("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><ControllerIdentities>\n" +
-                          c.inside + "</ControllerIdentities>");
-    if (c.complete) {
-      files.WriteSettings(
-          "<CommunicationSettings><DynamicDetectionEnabled>0</DynamicDetectionEnabled>"
-          "<NonLocalUpdatesEnabled>0</NonLocalUpdatesEnabled></CommunicationSettings>");
-    }
-    const ConfigReport report = CheckConfiguration(files.Directory().Wide());
-    EXPECT_TRUE(AreThese(Findings(report), c.findings)) << c.what;
-
-    // What is said to be dropped is what the component drops.
-    FakeDebugOutput traces;
-    CKelLanSeekConfigSettings settings;
-    config::LoadConfiguration(files.Directory().Wide(), settings, {traces, L"KelLanSeekImpl"});
-    const auto findings = Findings(report);
-    const auto dropped = std::count_if(findings.begin(), findings.end(), [](const std::string& each) {
-      return each.find("is dropped") != std::string::npos;
-    });
-    EXPECT_EQ(traces.Messages().size(), static_cast<std::size_t>(dropped)) << c.what;
-  }
+  const std::string whole = "SystemIdentity=S;MajorVersion=6;MinorVersion=0;Revision=1";
+  expect("nothing", false, "", {});
+  expect("good", true, at("10.0.0.1", whole), {});
+  expect("no address", false, ControllerIdentity(""), {"2: it has no ControllerLocAddr"});
+  expect("no such address", false, at("plc7"), {"2: \"plc7\" is no IPv4 address"});
+  expect("the same address", false, at("10.0.0.1") + at("10.0.0.1"),
+         {"5: the controller of line 2 has the same address"});
+  expect("the same address in other words", false, at("10.0.0.1") + at("10.1"),
+         {"5: means 10.0.0.1", "5: at the same address as the controller of line 2"});
+  expect("an address for many", false, at("224.0.0.1"), {"2: no controller can have"});
+  expect("incomplete", true, at("10.0.0.1") + at("10.0.0.2", "SystemIdentity=S"),
+         {"2: it has no SystemIdentity", "5: it has no version"});
+  expect("the same system", true, at("10.0.0.1", whole) + at("10.0.0.2", whole),
+         {"9: the controller of line 2 has the same SystemIdentity"});
+  expect("half a version", false, at("10.0.0.1", "MajorVersion=6"), {"2: The version counts as not known"});
+  expect("odd elements", false, at("10.0.0.1", "ControllerLevel=boot;CommPortNumber=99999;SystemNam=x"),
+         {"6: Did you mean \"SystemName\"?", "5: no port", "4: counts as \"SystemLevel\""});
+  expect("elements of a controller outside of one", false, Elements("SystemName=x"), {"2: another place"});
 }
 
 TEST(ConfigCheckTest, FindsWhiteSpaceThatTheXmlLibraryKeeps) {
   const ConfigFiles files;
-  files.WriteControllers(
-      "<ControllerIdentity>\n<ControllerLocAddr>10.0.0.1 </ControllerLocAddr></ControllerIdentity>");
+  files.WriteControllers(ControllerIdentity("ControllerLocAddr=10.0.0.1 "));
   FakeDebugOutput traces;
   CKelLanSeekConfigSettings settings;
   const auto taken =
       config::LoadConfiguration(files.Directory().Wide(), settings, {traces, L"KelLanSeekImpl"});
   const auto findings = Findings(CheckConfiguration(files.Directory().Wide()));
   if (taken.size() == 1) {
-    EXPECT_TRUE(AreThese(findings, {})) << "a library that trims texts";
+    EXPECT_TRUE(findings.empty()) << "a library that trims texts";
   } else {
-    const std::string file = "controllerid.xml:";
-    EXPECT_TRUE(AreThese(findings, {file + "3: |white space at its ends", file + "2: |is no IPv4 address"}));
+    EXPECT_TRUE(AreThese(findings, kStaticFile, {"3: white space at its ends", "2: is no IPv4 address"}));
   }
 }
 
@@ -228,17 +170,17 @@ TEST(ConfigCheckTest, TellsAFileThatIsRejectedFromOneThatCannotBeRead) {
   // Wine's parser does not say where it stopped.
   const std::string where = UnderWine() ? "cannot be read" : "line 2";
   const Case cases[] = {
-      {"<KelLanSeekConfigurations/>", false, {"lanseekconf.xml:1: |does not begin with a declaration"}},
-      {"<?xml version='1.0' encoding='UTF-8'?><a/>", false, {"lanseekconf.xml:1: |the encoding \"UTF-8\""}},
-      {"<?xml version='1.0' encoding='ISO-8859-1'?><a/>", false, {"lanseekconf.xml:0: |document element"}},
-      {"<?xml version='1.0' encoding='ISO-8859-1'?>\n<a>", true, {"lanseekconf.xml:0: |" + where}},
-      {"", true, {"lanseekconf.xml:0: |cannot be read"}},
+      {"<KelLanSeekConfigurations/>", false, {"1: does not begin with a declaration"}},
+      {"<?xml version='1.0' encoding='UTF-8'?><a/>", false, {"1: the encoding \"UTF-8\""}},
+      {"<?xml version='1.0' encoding='ISO-8859-1'?><a/>", false, {"0: document element"}},
+      {"<?xml version='1.0' encoding='ISO-8859-1'?>\n<a>", true, {"0: " + where}},
+      {"", true, {"0: cannot be read"}},
   };
   for (const Case& c : cases) {
     const ConfigFiles files;
     files.WriteScanFile(c.content);
     const ConfigReport report = CheckConfiguration(files.Directory().Wide());
-    EXPECT_TRUE(AreThese(Findings(report), c.findings)) << c.content;
+    EXPECT_TRUE(AreThese(Findings(report), kScanFile, c.findings)) << c.content;
     EXPECT_EQ(report.unreadable, c.unreadable) << c.content;
   }
   const ScratchDirectory empty;
@@ -252,7 +194,7 @@ TEST(ConfigCheckTest, AFileFullOfUnknownNamesIsToldInAHundred) {
   std::string inside;
   for (int i = 1000; i < 3000; ++i) inside += "<Extra" + std::to_string(i) + "/>\n";
   const ConfigFiles files;
-  files.WriteSettings(inside + "<Extra1000/>");
+  files.WriteSettings(inside + Elements("Extra1000"));
   const std::vector<std::string> findings = Findings(CheckConfiguration(files.Directory().Wide()));
   ASSERT_EQ(findings.size(), 102U);
   EXPECT_NE(findings[1].find("\"Extra1000\" is not known here"), std::string::npos) << findings[1];
@@ -263,7 +205,7 @@ TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndReplaceNothing) {
   const ScratchDirectory scratch;
   std::wstring error;
   ASSERT_TRUE(config::WriteDefaultConfiguration(scratch.Wide(), error));
-  EXPECT_TRUE(AreThese(Findings(CheckConfiguration(scratch.Wide())), {}));
+  EXPECT_TRUE(CheckConfiguration(scratch.Wide()).Clean());
   FakeDebugOutput traces;
   CKelLanSeekConfigSettings settings;
   EXPECT_TRUE(config::LoadConfiguration(scratch.Wide(), settings, {traces, L"KelLanSeekImpl"}).empty());
@@ -280,17 +222,15 @@ TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndReplaceNothing) {
 TEST(ConfigCheckTest, KnowsWhichNameWasMeant) {
   const std::vector<std::wstring_view> names = {L"RequestPort", L"ResponsePort", L"Retries",
                                                 L"RefreshInterval"};
-  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
-      {L"requestport", L"RequestPort"},
-      {L"ReqeustPort", L"RequestPort"},
-      {L"ResponsePrt", L"ResponsePort"},
-      {L"Retrys", L"Retries"},
-      {L"RefreshIntervall", L"RefreshInterval"},
-      {L"Port", L""},
-      {L"Colour", L""},
-      {L"", L""},
-      {L"x", L""},
-  };
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {{L"requestport", L"RequestPort"},
+                                                             {L"ReqeustPort", L"RequestPort"},
+                                                             {L"ResponsePrt", L"ResponsePort"},
+                                                             {L"Retrys", L"Retries"},
+                                                             {L"RefreshIntervall", L"RefreshInterval"},
+                                                             {L"Port", L""},
+                                                             {L"Colour", L""},
+                                                             {L"", L""},
+                                                             {L"x", L""}};
   for (const auto& [name, meant] : cases) EXPECT_EQ(config::NearName(name, names), meant);
 }
 

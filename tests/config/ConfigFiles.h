@@ -1,26 +1,29 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "config/Settings.h"
+#include "tests/config/XmlText.h"
 #include "tests/support/ScratchDirectory.h"
 
 namespace kellanseek::test {
-
-inline constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
 
 /// A configuration directory of one test's own.
 class ConfigFiles {
  public:
   void WriteScanFile(std::string_view content) const { directory_.Write("lanseekconf.xml", content); }
   void WriteStaticFile(std::string_view content) const { directory_.Write("controllerid.xml", content); }
-  /// The same with the declaration and the root element around it.
+  /// The same with the declaration and the root element around it; what is inside begins on line 2.
   void WriteSettings(const std::string& inside) const {
-    WriteScanFile(kDeclaration + ("<KelLanSeekConfigurations>" + inside) + "</KelLanSeekConfigurations>");
+    WriteScanFile(kDeclaration + In("KelLanSeekConfigurations", inside));
   }
   void WriteControllers(const std::string& inside) const {
-    WriteStaticFile(kDeclaration + ("<ControllerIdentities>" + inside) + "</ControllerIdentities>");
+    WriteStaticFile(kDeclaration + In("ControllerIdentities", inside));
   }
 
   const ScratchDirectory& Directory() const { return directory_; }
@@ -31,33 +34,27 @@ class ConfigFiles {
   ScratchDirectory directory_;
 };
 
+/// Every setting that is a number, in the order of the record.
+inline std::vector<std::pair<std::string, std::int32_t>> Numbers(const CKelLanSeekConfigSettings& settings) {
+#define FIELD(name) \
+  { #name, settings.name }
+  return {FIELD(DynamicDetectionEnabled), FIELD(RequestPort),     FIELD(ResponsePort),
+          FIELD(RefreshInterval),         FIELD(RefreshTimeout),  FIELD(Retries),
+          FIELD(MaxRequestsPerSecond),    FIELD(TickInterval),    FIELD(VCRefreshInterval),
+          FIELD(NonLocalUpdatesEnabled),  FIELD(NonLocalPort),    FIELD(NonLocalRefreshInterval),
+          FIELD(NonLocalRefreshTimeout),  FIELD(NonLocalRetries), FIELD(DetectInterfaceChanges),
+          FIELD(FakeRemoteVCAs),          FIELD(InterfaceMode)};
+#undef FIELD
+}
+
 /// Every setting that differs from its default, as "Name=value;" in the order of the record.
 inline std::string Differences(const CKelLanSeekConfigSettings& settings) {
-  using Settings = CKelLanSeekConfigSettings;
-  const Settings defaults;
+  const auto defaults = Numbers({});
   std::string text;
-  const auto add = [&](const char* name, std::int32_t value, std::int32_t usual) {
-    if (value != usual) text += std::string(name) + "=" + std::to_string(value) + ";";
-  };
-#define KELLANSEEK_ADD(field) add(#field, settings.field, defaults.field)
-  KELLANSEEK_ADD(DynamicDetectionEnabled);
-  KELLANSEEK_ADD(RequestPort);
-  KELLANSEEK_ADD(ResponsePort);
-  KELLANSEEK_ADD(RefreshInterval);
-  KELLANSEEK_ADD(RefreshTimeout);
-  KELLANSEEK_ADD(Retries);
-  KELLANSEEK_ADD(MaxRequestsPerSecond);
-  KELLANSEEK_ADD(TickInterval);
-  KELLANSEEK_ADD(VCRefreshInterval);
-  KELLANSEEK_ADD(NonLocalUpdatesEnabled);
-  KELLANSEEK_ADD(NonLocalPort);
-  KELLANSEEK_ADD(NonLocalRefreshInterval);
-  KELLANSEEK_ADD(NonLocalRefreshTimeout);
-  KELLANSEEK_ADD(NonLocalRetries);
-  KELLANSEEK_ADD(DetectInterfaceChanges);
-  KELLANSEEK_ADD(FakeRemoteVCAs);
-  KELLANSEEK_ADD(InterfaceMode);
-#undef KELLANSEEK_ADD
+  for (const auto& number : Numbers(settings)) {
+    const bool usual = std::find(defaults.begin(), defaults.end(), number) != defaults.end();
+    if (!usual) text += number.first + "=" + std::to_string(number.second) + ";";
+  }
   for (const SubNetEntry& each : settings.SubNets) {
     text += std::string(each.IPNumber.begin(), each.IPNumber.end()) + "/" +
             std::string(each.SubNetMask.begin(), each.SubNetMask.end()) + ";";

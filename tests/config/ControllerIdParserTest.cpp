@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/config/ConfigFiles.h"
@@ -16,15 +17,28 @@ using At = XmlFault::At;
 using Step = platform::XmlDocument::EncodingStep;
 using Messages = std::vector<std::wstring>;
 
-constexpr const char* kFull =
-    "<ControllerIdentity><ControllerName>N\xE4me</ControllerName><ControllerLocAddr>10.20.1.15</"
-    "ControllerLocAddr>"
-    "<SystemName>System</SystemName><ReleasePath>/disk0</ReleasePath><SystemIdentity>12-34567</"
-    "SystemIdentity>"
-    "<ControllerID>C1</ControllerID><HostName>host</HostName><MacAddress>any text</MacAddress>"
-    "<MajorVersion>5</MajorVersion><MinorVersion>15</MinorVersion><Revision>1</Revision>"
-    "<KelAPICompatibilityRevision>2</KelAPICompatibilityRevision><CommPortNumber>5515</CommPortNumber>"
-    "<ControllerLevel>BootLevel</ControllerLevel></ControllerIdentity>";
+const std::string kFull = ControllerIdentity(
+    "ControllerName=N\xE4me;ControllerLocAddr=10.20.1.15;SystemName=System;ReleasePath=/disk0;"
+    "SystemIdentity=12-34567;ControllerID=C1;HostName=host;MacAddress=any "
+    "text;MajorVersion=5;MinorVersion=15;"
+    "Revision=1;KelAPICompatibilityRevision=2;CommPortNumber=5515;ControllerLevel=BootLevel");
+
+/// What a parser makes of a file, and what it says.
+struct Parsed {
+  explicit Parsed(const ConfigFiles& files, const XmlFault& fault = {}) {
+    FakeDebugOutput traces;
+    CControllerIdParser parser(traces, FaultyDocuments(fault));
+    opened = parser.Init(files.StaticFile());
+    saidOpening = traces.Messages();
+    read = parser.GetInformation(list);
+    said = traces.Messages();
+  }
+
+  HRESULT opened = E_FAIL;
+  HRESULT read = E_FAIL;
+  std::vector<CtrlInfo> list;
+  Messages saidOpening, said;
+};
 
 std::string Versions(const CtrlInfo& record) {
   const auto text = [](std::uint32_t number) {
@@ -37,13 +51,11 @@ std::string Versions(const CtrlInfo& record) {
 TEST(ControllerIdParserTest, TakesAllFourteenElements) {
   const ConfigFiles files;
   files.WriteControllers(kFull);
-  FakeDebugOutput traces;
-  CControllerIdParser parser(traces);
-  std::vector<CtrlInfo> list;
-  ASSERT_EQ(parser.Init(files.StaticFile()), S_OK);
-  ASSERT_EQ(parser.GetInformation(list), S_OK);
-  ASSERT_EQ(list.size(), 1U);
-  const CtrlInfo& record = list.front();
+  const Parsed parsed(files);
+  ASSERT_EQ(parsed.opened, S_OK);
+  ASSERT_EQ(parsed.read, S_OK);
+  ASSERT_EQ(parsed.list.size(), 1U);
+  const CtrlInfo& record = parsed.list.front();
   EXPECT_EQ(record.ctrlName, L"N\u00E4me");
   EXPECT_EQ(record.ctrlAddress, L"10.20.1.15");
   EXPECT_EQ(record.systemName, L"System");
@@ -59,45 +71,32 @@ TEST(ControllerIdParserTest, TakesAllFourteenElements) {
   EXPECT_EQ(record.identificationType, StaticCtrlDefinition);
   EXPECT_EQ(record.ctrlStatus, CtrlUnavailable);
   EXPECT_EQ(record.lanSeekID, 0U);
-  EXPECT_TRUE(traces.Messages().empty());
+  EXPECT_TRUE(parsed.said.empty());
 }
 
 TEST(ControllerIdParserTest, SettlesVersionsAndLevels) {
-  struct Case {
-    const char* inside;
-    const char* versions;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"", "?.?.?.?"},
-      {"<MinorVersion>3</MinorVersion><Revision>2</Revision>", "?.?.?.?"},
-      {"<MajorVersion>0</MajorVersion><MinorVersion>3</MinorVersion><Revision>2</Revision>", "?.?.?.?"},
-      {"<MajorVersion>-1</MajorVersion><MinorVersion>3</MinorVersion><Revision>2</Revision>", "?.?.?.?"},
-      {"<MajorVersion>6</MajorVersion><Revision>2</Revision>", "?.?.?.?"},
-      {"<MajorVersion>6</MajorVersion><MinorVersion>1</MinorVersion>", "?.?.?.?"},
-      {"<MajorVersion>6</MajorVersion><MinorVersion>0</MinorVersion><Revision>0</Revision>", "6.0.0.0"},
-      {"<MajorVersion>6</MajorVersion><MinorVersion>1</MinorVersion><Revision>4</Revision>", "6.1.4.4"},
-      {"<Revision>4</Revision><MinorVersion>1</MinorVersion><MajorVersion> 6.5</MajorVersion>"
-       "<KelAPICompatibilityRevision/>",
-       "6.1.4.0"},
-      {"<MajorVersion>6</MajorVersion><MinorVersion>1</MinorVersion><Revision>4</Revision>"
-       "<KelAPICompatibilityRevision>-1</KelAPICompatibilityRevision>",
-       "6.1.4.?"},
-      {"<MajorVersion>6</MajorVersion><MajorVersion>7</MajorVersion><MinorVersion>99999999999</MinorVersion>"
-       "<Revision>x</Revision>",
-       "6.2147483647.0.0"},
+      {"MinorVersion=3;Revision=2", "?.?.?.?"},
+      {"MajorVersion=0;MinorVersion=3;Revision=2", "?.?.?.?"},
+      {"MajorVersion=-1;MinorVersion=3;Revision=2", "?.?.?.?"},
+      {"MajorVersion=6;Revision=2", "?.?.?.?"},
+      {"MajorVersion=6;MinorVersion=1", "?.?.?.?"},
+      {"MajorVersion=6;MinorVersion=0;Revision=0", "6.0.0.0"},
+      {"MajorVersion=6;MinorVersion=1;Revision=4", "6.1.4.4"},
+      {"Revision=4;MinorVersion=1;MajorVersion= 6.5;KelAPICompatibilityRevision", "6.1.4.0"},
+      {"MajorVersion=6;MinorVersion=1;Revision=4;KelAPICompatibilityRevision=-1", "6.1.4.?"},
+      {"MajorVersion=6;MajorVersion=7;MinorVersion=99999999999;Revision=x", "6.2147483647.0.0"},
   };
-  for (const Case& c : cases) {
+  for (const auto& [elements, versions] : cases) {
     const ConfigFiles files;
-    files.WriteControllers("<ControllerIdentity>" + std::string(c.inside) +
-                           "<ControllerLevel>bootlevel</ControllerLevel></ControllerIdentity>");
-    FakeDebugOutput traces;
-    CControllerIdParser parser(traces);
-    std::vector<CtrlInfo> list;
-    ASSERT_EQ(parser.Init(files.StaticFile()), S_OK);
-    ASSERT_EQ(parser.GetInformation(list), S_OK);
-    ASSERT_EQ(list.size(), 1U) << "also without an address";
-    EXPECT_EQ(Versions(list.front()), c.versions) << c.inside;
-    EXPECT_EQ(list.front().ctrlLevel, SystemLevel);
+    files.WriteControllers(ControllerIdentity("ControllerLevel=bootlevel;" + std::string(elements)));
+    const Parsed parsed(files);
+    ASSERT_EQ(parsed.opened, S_OK);
+    ASSERT_EQ(parsed.read, S_OK);
+    ASSERT_EQ(parsed.list.size(), 1U) << "also without an address";
+    EXPECT_EQ(Versions(parsed.list.front()), versions) << elements;
+    EXPECT_EQ(parsed.list.front().ctrlLevel, SystemLevel);
   }
 }
 
@@ -110,6 +109,7 @@ TEST(ControllerIdParserTest, RejectsAFileInItsOwnWords) {
   };
   const std::wstring rejected = L"LanSeek. CControllerIdParser::Init. Static controller file rejected";
   const std::string good = kDeclaration + std::string("<ControllerIdentities/>");
+  const auto stepFails = [](Step step) { return XmlFault{At::Encoding, L"", E_UNEXPECTED, step}; };
   const Case cases[] = {
       {"<ControllerIdentities/>",
        {},
@@ -120,103 +120,83 @@ TEST(ControllerIdParserTest, RejectsAFileInItsOwnWords) {
        E_INVALIDARG,
        {rejected + L" due to invalid encoding type."}},
       {"", {}, E_INVALIDARG, {}},
+      {good, stepFails(Step::FirstChild), E_UNEXPECTED, {rejected + L". get_firstChild failed"}},
+      {good, stepFails(Step::Attributes), E_UNEXPECTED, {rejected + L". Attributes failure."}},
       {good,
-       {At::Encoding, L"", E_UNEXPECTED, Step::FirstChild},
-       E_UNEXPECTED,
-       {rejected + L". get_firstChild failed"}},
-      {good,
-       {At::Encoding, L"", E_UNEXPECTED, Step::Attributes},
-       E_UNEXPECTED,
-       {rejected + L". Attributes failure."}},
-      {good,
-       {At::Encoding, L"", E_UNEXPECTED, Step::EncodingAttribute},
+       stepFails(Step::EncodingAttribute),
        E_UNEXPECTED,
        {rejected + L". Failed to get encoding type."}},
-      {good,
-       {At::Encoding, L"", E_UNEXPECTED, Step::Text},
-       E_INVALIDARG,
-       {rejected + L" due to invalid encoding type."}},
+      {good, stepFails(Step::Text), E_INVALIDARG, {rejected + L" due to invalid encoding type."}},
       {good, {At::Create, L"", E_UNEXPECTED}, E_UNEXPECTED, {}},
   };
   for (const Case& c : cases) {
     const ConfigFiles files;
     files.WriteStaticFile(c.content);
-    FakeDebugOutput traces;
-    CControllerIdParser parser(traces, FaultyDocuments(c.fault));
-    EXPECT_EQ(parser.Init(files.StaticFile()), c.result) << c.content;
-    EXPECT_EQ(traces.Messages(), c.messages) << c.content;
-    std::vector<CtrlInfo> list;
-    EXPECT_EQ(parser.GetInformation(list), E_FAIL);
+    const Parsed parsed(files, c.fault);
+    EXPECT_EQ(parsed.opened, c.result) << c.content;
+    EXPECT_EQ(parsed.saidOpening, c.messages) << c.content;
+    EXPECT_EQ(parsed.read, E_FAIL);
   }
 }
 
 TEST(ControllerIdParserTest, AnotherRootIsAnEmptyList) {
   const ConfigFiles files;
-  files.WriteStaticFile(kDeclaration + std::string("<Identities>") + kFull + "</Identities>");
-  FakeDebugOutput traces;
-  CControllerIdParser parser(traces);
-  std::vector<CtrlInfo> list;
-  ASSERT_EQ(parser.Init(files.StaticFile()), S_OK);
-  EXPECT_EQ(parser.GetInformation(list), S_FALSE);
-  EXPECT_TRUE(list.empty());
-  EXPECT_TRUE(traces.Messages().empty());
+  files.WriteStaticFile(kDeclaration + In("Identities", kFull));
+  const Parsed parsed(files);
+  ASSERT_EQ(parsed.opened, S_OK);
+  EXPECT_EQ(parsed.read, S_FALSE);
+  EXPECT_TRUE(parsed.list.empty());
+  EXPECT_TRUE(parsed.said.empty());
 }
 
 TEST(ControllerIdParserTest, GoesOnAfterAFailureAsFarAsItCan) {
   struct Case {
     XmlFault fault;
     HRESULT result;
-    std::size_t records;
+    const char* versions;  ///< Of the record that is made; null for none.
     Messages messages;
   };
+  const char* const all = "5.15.1.2";
   const std::wstring read = L"LanSeek. CControllerIdParser::GetInformation. ";
+  const std::wstring single = read + L"raw_selectSingleNode ";
   const Case cases[] = {
-      {{At::Root, L"ControllerIdentities"},
-       E_FAIL,
-       0,
-       {read + L"raw_selectSingleNode ControllerIdentities failed"}},
+      {{At::Root, L"ControllerIdentities"}, E_FAIL, nullptr, {single + L"ControllerIdentities failed"}},
       {{At::SelectAll, L"ControllerIdentity"},
        E_FAIL,
-       0,
+       nullptr,
        {read + L"Failed to get static controllers. raw_selectNodes ControllerIdentity failed"}},
       {{At::Item, L"ControllerIdentity"},
        E_FAIL,
-       0,
+       nullptr,
        {read + L"Failed to get static controller. get_item failed"}},
-      {{At::Select, L"SystemName"}, S_OK, 1, {read + L"raw_selectSingleNode SystemName failed"}},
+      {{At::Select, L"SystemName"}, S_OK, all, {single + L"SystemName failed"}},
       {{At::Select, L"HostName"},
        S_OK,
-       1,
+       all,
        {L"CControllerIdParser::GetInformation. raw_selectSingleNode HostName failed"}},
-      {{At::Text, L"HostName"}, S_OK, 1, {read + L"get_text HostName failed"}},
-      {{At::Select, L"ControllerLevel"}, E_FAIL, 1, {read + L"raw_selectSingleNode ControllerLevel failed"}},
-      {{At::Text, L"ControllerLevel"}, E_FAIL, 1, {read + L"get_text ControllerLevel failed"}},
-      {{At::Text, L"SystemName", E_OUTOFMEMORY}, E_FAIL, 0, {}},
+      {{At::Text, L"HostName"}, S_OK, all, {read + L"get_text HostName failed"}},
+      {{At::Select, L"ControllerLevel"}, E_FAIL, all, {single + L"ControllerLevel failed"}},
+      {{At::Text, L"ControllerLevel"}, E_FAIL, all, {read + L"get_text ControllerLevel failed"}},
+      {{At::Text, L"SystemName", E_OUTOFMEMORY}, E_FAIL, nullptr, {}},
+      // A look-up that fails is not taken for a missing element.
+      {{At::Select, L"KelAPICompatibilityRevision"},
+       S_OK,
+       "5.15.1.?",
+       {single + L"KelAPICompatibilityRevision failed"}},
   };
   const ConfigFiles files;
   files.WriteControllers(kFull);
   for (const Case& c : cases) {
-    const std::string what(c.fault.name.begin(), c.fault.name.end());
-    FakeDebugOutput traces;
-    CControllerIdParser parser(traces, FaultyDocuments(c.fault));
-    std::vector<CtrlInfo> list;
-    ASSERT_EQ(parser.Init(files.StaticFile()), S_OK) << what;
-    EXPECT_EQ(parser.GetInformation(list), c.result) << what;
-    EXPECT_EQ(list.size(), c.records) << what;
-    EXPECT_EQ(traces.Messages(), c.messages) << what;
+    SCOPED_TRACE(std::string(c.fault.name.begin(), c.fault.name.end()));
+    const Parsed parsed(files, c.fault);
+    ASSERT_EQ(parsed.opened, S_OK);
+    EXPECT_EQ(parsed.read, c.result);
+    EXPECT_EQ(parsed.said, c.messages);
+    ASSERT_EQ(parsed.list.size(), c.versions == nullptr ? 0U : 1U);
+    if (c.versions != nullptr) {
+      EXPECT_EQ(Versions(parsed.list.front()), c.versions);
+    }
   }
-}
-
-TEST(ControllerIdParserTest, AFailedLookUpOfTheCompatibilityRevisionIsNotAMissingOne) {
-  const ConfigFiles files;
-  files.WriteControllers(kFull);
-  FakeDebugOutput traces;
-  const XmlFault fault{At::Select, L"KelAPICompatibilityRevision"};
-  CControllerIdParser parser(traces, FaultyDocuments(fault));
-  std::vector<CtrlInfo> list;
-  ASSERT_EQ(parser.Init(files.StaticFile()), S_OK);
-  ASSERT_EQ(parser.GetInformation(list), S_OK);
-  EXPECT_EQ(Versions(list.front()), "5.15.1.?");
 }
 
 }  // namespace

@@ -79,30 +79,24 @@ TEST(SamplesTest, SchemasRefuseWhatTheCheckFinds) {
     bool scan;
     std::string inside;
   };
+  const auto numbers = CommunicationSettings;
+  const std::string one = ControllerIdentity("ControllerLocAddr=10.0.0.1");
   const Case cases[] = {
-      {true, "<RequestPort>1</RequestPort>"},
-      {true, "<FakeRemoteVCAs>rc</FakeRemoteVCAs>"},
-      {true, "<DetectInterfaceChanges>true</DetectInterfaceChanges>"},
-      {true, "<CommunicationSettings><Retris>1</Retris></CommunicationSettings>"},
-      {true, "<CommunicationSettings><RequestPort>0x1588</RequestPort></CommunicationSettings>"},
-      {true, "<CommunicationSettings><ResponsePort>70000</ResponsePort></CommunicationSettings>"},
-      {true, "<CommunicationSettings><RefreshInterval>0</RefreshInterval></CommunicationSettings>"},
-      {true, "<CommunicationSettings><Retries>1</Retries><Retries>1</Retries></CommunicationSettings>"},
-      {true,
-       "<UseInterfaces><SubNet><IPNumber>10.0.0.999</IPNumber><SubNetMask>255.0.0.0</SubNetMask></SubNet>"
-       "</UseInterfaces>"},
-      {true, "<UseInterfaces><SubNet><IPNumber>10.0.0.0</IPNumber></SubNet></UseInterfaces>"},
-      {false, "<ControllerIdentity/>"},
-      {false, "<ControllerIdentity><ControllerLocAddr>plc7</ControllerLocAddr></ControllerIdentity>"},
-      {false,
-       "<ControllerIdentity><ControllerLocAddr>10.0.0.1</ControllerLocAddr></ControllerIdentity>"
-       "<ControllerIdentity><ControllerLocAddr>10.0.0.1</ControllerLocAddr></ControllerIdentity>"},
-      {false,
-       "<ControllerIdentity><ControllerLocAddr>10.0.0.1</ControllerLocAddr>"
-       "<ControllerLevel>boot</ControllerLevel></ControllerIdentity>"},
-      {false,
-       "<ControllerIdentity><ControllerLocAddr>10.0.0.1</ControllerLocAddr>"
-       "<SystemName> x</SystemName></ControllerIdentity>"},
+      {true, Elements("RequestPort=1")},
+      {true, Elements("FakeRemoteVCAs=rc")},
+      {true, Elements("DetectInterfaceChanges=true")},
+      {true, numbers("Retris=1")},
+      {true, numbers("RequestPort=0x1588")},
+      {true, numbers("ResponsePort=70000")},
+      {true, numbers("RefreshInterval=0")},
+      {true, numbers("Retries=1;Retries=1")},
+      {true, In("UseInterfaces", SubNet("10.0.0.999", "255.0.0.0"))},
+      {true, In("UseInterfaces", In("SubNet", Elements("IPNumber=10.0.0.0")))},
+      {false, ControllerIdentity("")},
+      {false, ControllerIdentity("ControllerLocAddr=plc7")},
+      {false, one + one},
+      {false, ControllerIdentity("ControllerLocAddr=10.0.0.1;ControllerLevel=boot")},
+      {false, ControllerIdentity("ControllerLocAddr=10.0.0.1;SystemName= x")},
   };
   const Schema scanSchema("lanseekconf");
   const Schema staticSchema("controllerid");

@@ -4,6 +4,8 @@
 
 #include <limits>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "config/Number.h"
 #include "platform/Ipv4.h"
@@ -18,57 +20,31 @@ constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 platform::Ipv4 Ip(const char* text) { return platform::ParseIpv4(std::string_view(text)); }
 
 TEST(SettingsTest, ConvertsNumbersAsTheStandardLibraryDoes) {
-  struct Case {
-    const wchar_t* text;
-    std::int32_t number;
-    bool plain;
+  const auto expect = [](std::int32_t number, bool plain, const std::vector<std::wstring>& texts) {
+    for (const std::wstring& text : texts) {
+      EXPECT_EQ(config::ToNumber(text), number) << ::testing::PrintToString(text);
+      EXPECT_EQ(config::IsNumber(text), plain) << ::testing::PrintToString(text);
+    }
   };
-  const Case cases[] = {
-      {L"5512", 5512, true},
-      {L" \t\r\n\v\f42", 42, true},
-      {L"42 ", 42, true},
-      {L"+7", 7, true},
-      {L"-7", -7, true},
-      {L"007", 7, true},
-      {L"", 0, false},
-      {L" ", 0, false},
-      {L"-", 0, false},
-      {L"+-7", 0, false},
-      {L"- 7", 0, false},
-      {L"0x1588", 0, false},
-      {L"5512 and more", 5512, false},
-      {L"1,000", 1, false},
-      {L"1.9", 1, false},
-      {L"1e3", 1, false},
-      {L"true", 0, false},
-      {L"\u0661", 0, false},
-      {L"\u00A07", 0, false},
-      {L"2147483647", kMax, true},
-      {L"2147483648", kMax, false},
-      {L"-2147483648", kMin, true},
-      {L"-2147483649", kMin, false},
-      {L"99999999999999999999999999999999", kMax, false},
-      {L"-99999999999999999999999999999999", kMin, false},
-      {L"00000000000000000000000000000000000009", 9, true},
-  };
-  for (const Case& c : cases) {
-    const std::wstring shown = c.text;
-    EXPECT_EQ(config::ToNumber(c.text), c.number) << std::string(shown.begin(), shown.end());
-    EXPECT_EQ(config::IsNumber(c.text), c.plain) << std::string(shown.begin(), shown.end());
-  }
+  expect(42, true, {L"42", L" \t\r\n\v\f42", L"42 ", L"+42", L"042", std::wstring(36, L'0') + L"42"});
+  expect(-7, true, {L"-7"});
+  expect(0, false, {L"", L" ", L"-", L"+-7", L"- 7", L"0x1588", L"true", L"\u0661", L"\u00A07"});
+  expect(1, false, {L"1,000", L"1.9", L"1e3", L"1 and more"});
+  expect(kMax, true, {L"2147483647"});
+  expect(kMax, false, {L"2147483648", std::wstring(32, L'9')});
+  expect(kMin, true, {L"-2147483648"});
+  expect(kMin, false, {L"-2147483649", L"-" + std::wstring(32, L'9')});
 }
 
 TEST(SettingsTest, CountsTicksInWholeNumbersWithoutOverflow) {
   struct Case {
     std::int32_t tickInterval, seconds, ticks;
   };
-  const Case cases[] = {
-      {250, 60, 240},  {250, 0, 0},       {250, -1, 0},
-      {250, kMin, 0},  {250, kMax, kMax}, {250, kMax / 4, kMax - 3},
-      {300, 10, 30},   {1000, 5, 5},      {1001, 5, 5},
-      {kMax, 5, 5},    {0, 1, 1000},      {-250, 1, 1000},
-      {1, kMax, kMax},
-  };
+  const Case cases[] = {{250, 60, 240}, {250, 0, 0},       {250, -1, 0},
+                        {250, kMin, 0}, {250, kMax, kMax}, {250, kMax / 4, kMax - 3},
+                        {300, 10, 30},  {1000, 5, 5},      {1001, 5, 5},
+                        {kMax, 5, 5},   {0, 1, 1000},      {-250, 1, 1000},
+                        {1, kMax, kMax}};
   for (const Case& c : cases) {
     CKelLanSeekConfigSettings settings;
     settings.TickInterval = c.tickInterval;
@@ -162,9 +138,9 @@ TEST(SettingsTest, ValidationSettlesTheSelectionOfInterfaces) {
     settings.DynamicDetectionEnabled = c.dynamic;
     if (c.listed) settings.SubNets = {{L"10.0.0.0", L"255.0.0.0"}};
     settings.ValidateInterfaces(diagnostics::Tracer(traces, L"KelLanSeekConfig"));
-    EXPECT_EQ(settings.InterfaceMode, c.settledMode) << c.mode << c.listed << c.dynamic;
-    EXPECT_EQ(!settings.SubNets.empty(), c.stillListed) << c.mode << c.listed << c.dynamic;
-    EXPECT_EQ(settings.DynamicDetectionEnabled, c.settledDynamic) << c.mode << c.listed << c.dynamic;
+    EXPECT_EQ(std::tuple(settings.InterfaceMode, !settings.SubNets.empty(), settings.DynamicDetectionEnabled),
+              std::tuple(c.settledMode, c.stillListed, c.settledDynamic))
+        << c.mode << c.listed << c.dynamic;
     EXPECT_TRUE(traces.Messages().empty());
   }
 }

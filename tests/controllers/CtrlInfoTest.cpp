@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <vector>
+#include <cstdint>
+#include <tuple>
 
 namespace kellanseek::test {
 namespace {
-
-using Change = std::function<void(CtrlInfo&)>;
 
 CtrlInfo Stored() {
   CtrlInfo record;
@@ -19,25 +17,32 @@ CtrlInfo Stored() {
   return record;
 }
 
+void ExpectTaken(const CtrlInfo& newer) {
+  CtrlInfo record = Stored();
+  EXPECT_TRUE(record.UpdateFrom(newer));
+  EXPECT_FALSE(record.UpdateFrom(newer)) << "was told of, but not taken over";
+}
+
 TEST(CtrlInfoTest, AnAnswerChangesWhatMayChange) {
-  const std::vector<Change> changes = {[](CtrlInfo& r) { r.ctrlName = L"newer"; },
-                                       [](CtrlInfo& r) { r.ctrlName = L"Stored"; },
-                                       [](CtrlInfo& r) { r.systemName.clear(); },
-                                       [](CtrlInfo& r) { r.releasePath = L"newer"; },
-                                       [](CtrlInfo& r) { r.ctrlID = L"newer"; },
-                                       [](CtrlInfo& r) { r.versionMajor = kVersionUnknown; },
-                                       [](CtrlInfo& r) { r.versionMinor = 6; },
-                                       [](CtrlInfo& r) { r.versionRevision = 6; },
-                                       [](CtrlInfo& r) { r.kelAPICompatibilityRevision = 6; },
-                                       [](CtrlInfo& r) { r.commPortNumber = 6; },
-                                       [](CtrlInfo& r) { r.ctrlLevel = BootLevel; }};
-  for (std::size_t i = 0; i < changes.size(); ++i) {
-    CtrlInfo record = Stored();
-    CtrlInfo newer = Stored();
-    changes[i](newer);
-    EXPECT_TRUE(record.UpdateFrom(newer)) << i;
-    EXPECT_FALSE(record.UpdateFrom(newer)) << i << " was told of, but not taken over";
+  for (const auto text :
+       {&CtrlInfo::ctrlName, &CtrlInfo::systemName, &CtrlInfo::releasePath, &CtrlInfo::ctrlID}) {
+    for (const wchar_t* const value : {L"newer", L"Stored", L""}) {
+      CtrlInfo newer = Stored();
+      newer.*text = value;
+      ExpectTaken(newer);
+    }
   }
+  for (const auto number : {&CtrlInfo::versionMajor, &CtrlInfo::versionMinor, &CtrlInfo::versionRevision,
+                            &CtrlInfo::kelAPICompatibilityRevision, &CtrlInfo::commPortNumber}) {
+    for (const std::uint32_t value : {6U, kVersionUnknown}) {
+      CtrlInfo newer = Stored();
+      newer.*number = value;
+      ExpectTaken(newer);
+    }
+  }
+  CtrlInfo newer = Stored();
+  newer.ctrlLevel = BootLevel;
+  ExpectTaken(newer);
 }
 
 TEST(CtrlInfoTest, AnAnswerLeavesTheRestAlone) {
@@ -55,20 +60,13 @@ TEST(CtrlInfoTest, AnAnswerLeavesTheRestAlone) {
   newer.vcProcessID = 7;
   CtrlInfo record = Stored();
   EXPECT_FALSE(record.UpdateFrom(newer));
-  for (const std::wstring& text : {record.systemID, record.macAddress, record.ctrlAddress, record.hostName}) {
-    EXPECT_EQ(text, L"stored");
-  }
-  EXPECT_EQ(record.ctrlType, RC);
-  EXPECT_EQ(record.identificationType, StaticCtrlDefinition);
-  EXPECT_FALSE(record.Available() || record.published);
-  EXPECT_EQ(record.remotePublication, RemoteVCPublication_False);
-  EXPECT_EQ(record.lanSeekID, 11U);
-  EXPECT_EQ(record.ipAddress, platform::kNoAddress);
-  EXPECT_EQ(record.heardOnAddress, 0U);
-  EXPECT_EQ(record.vcProcessID, 0U);
-  for (const std::int32_t number : {record.ticksToNextAction, record.retriesLeft, record.heardOnInterface}) {
-    EXPECT_EQ(number, kNone);
-  }
+  const auto kept = [](const CtrlInfo& r) {
+    return std::tuple(r.systemID, r.macAddress, r.ctrlAddress, r.hostName, r.ctrlType, r.identificationType,
+                      r.Available(), r.published, r.remotePublication, r.lanSeekID, r.ipAddress,
+                      r.heardOnAddress, r.heardOnInterface, r.vcProcessID, r.ticksToNextAction,
+                      r.retriesLeft);
+  };
+  EXPECT_EQ(kept(record), kept(Stored()));
 }
 
 }  // namespace

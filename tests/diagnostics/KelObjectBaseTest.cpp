@@ -16,26 +16,14 @@ std::wstring TextOf(CKelObjectBase& holder) {
   return text.Text();
 }
 
-TEST(KelObjectBaseTest, HasNoTextBeforeTheFirstFailure) {
-  Holder holder;
-  BSTR text = SysAllocString(L"left over");
-  const KelBstr owner = KelBstr::Attach(text);
-  EXPECT_EQ(holder.GetErrorText(&text), S_OK);
-  EXPECT_EQ(text, nullptr);
-}
-
 TEST(KelObjectBaseTest, ReportsMessageUnitAndTheLineOfTheCall) {
   Holder holder;
   const int line = __LINE__ + 1;
   const HRESULT result = ReportError(holder, E_INVALIDARG, L"SomeUnit", L"%s is %d", L"answer", -42);
   EXPECT_EQ(result, E_INVALIDARG);
   EXPECT_EQ(TextOf(holder), L"answer is -42:SomeUnit[" + std::to_wstring(line) + L"]; ");
-}
-
-TEST(KelObjectBaseTest, EmptyMessageLeavesOnlyThePlace) {
-  Holder holder;
-  ReportError(holder, E_POINTER, L"SomeUnit", L"");
-  EXPECT_EQ(TextOf(holder).substr(0, 10), L":SomeUnit[");
+  ReportError(holder, E_POINTER, L"SomeUnit", {L"", 7});
+  EXPECT_EQ(TextOf(holder), L":SomeUnit[7]; ") << "an empty message leaves only the place";
 }
 
 TEST(KelObjectBaseTest, PlacesFollowInnermostFirstUntilTheNextFailure) {
@@ -64,14 +52,18 @@ TEST(KelObjectBaseTest, TakesAnInnerObjectsTextAndLeavesItThere) {
   EXPECT_EQ(TextOf(inner), L"Broken:Inner[1]; ");
 }
 
-TEST(KelObjectBaseTest, SetErrorTextReplacesAndNullClears) {
+TEST(KelObjectBaseTest, HasATextFromSettingItUntilItIsCleared) {
   Holder holder;
-  EXPECT_EQ(holder.SetErrorText(L"given"), S_OK);
-  EXPECT_EQ(TextOf(holder), L"given");
-  EXPECT_EQ(holder.SetErrorText(nullptr), S_OK);
-  KelBstr text;
-  EXPECT_EQ(holder.GetErrorText(text.Put()), S_OK);
-  EXPECT_FALSE(text);
+  const KelBstr leftOver(L"left over");
+  for (const char* const time : {"before the first failure", "once it is cleared"}) {
+    SCOPED_TRACE(time);
+    BSTR text = leftOver.Get();
+    EXPECT_EQ(holder.GetErrorText(&text), S_OK);
+    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(holder.SetErrorText(L"given"), S_OK);
+    EXPECT_EQ(TextOf(holder), L"given");
+    EXPECT_EQ(holder.SetErrorText(nullptr), S_OK);
+  }
 }
 
 TEST(KelObjectBaseTest, ReadersSeeWholeTexts) {

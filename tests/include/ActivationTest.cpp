@@ -33,17 +33,6 @@ TEST(ActivationTest, CreatesARegisteredClassAndSharesItsMemory) {
   EXPECT_EQ(text.View(), L"from the module");
 }
 
-TEST(ActivationTest, TheModuleStaysLoaded) {
-  {
-    KelComPtr<IUnknown> object;
-    ASSERT_EQ(KelCreateInstanceFromModule(kModule.c_str(), CLSID_Sample, IID_IUnknown, object.PutVoid()),
-              S_OK);
-  }
-  void* const module = ::dlopen(kModule.c_str(), RTLD_NOW | RTLD_NOLOAD);
-  EXPECT_NE(module, nullptr);
-  if (module != nullptr) ::dlclose(module);
-}
-
 TEST(ActivationTest, SaysWhatIsWrongWithARegistration) {
   const ScratchRegistry registry;
   struct Case {
@@ -86,18 +75,24 @@ TEST(ActivationTest, PassesOnWhatModuleAndClassAnswer) {
   EXPECT_EQ(CoCreateInstance(CLSID_Sample, nullptr, CLSCTX_ALL, IID_IUnknown, nullptr), E_POINTER);
 }
 
-TEST(ActivationTest, LoadsAModuleByItsPath) {
+TEST(ActivationTest, LoadsAModuleByItsPathAndKeepsIt) {
   const ScratchRegistry registry;
+  const auto create = [](const auto* path, void** object) {
+    return KelCreateInstanceFromModule(path, CLSID_Sample, IID_IKelBase, object);
+  };
   KelComPtr<IKelBase> object;
-  const std::wstring wide(kModule.begin(), kModule.end());
-  EXPECT_EQ(KelCreateInstanceFromModule(wide.c_str(), CLSID_Sample, IID_IKelBase, object.PutVoid()), S_OK);
+  EXPECT_EQ(create(std::wstring(kModule.begin(), kModule.end()).c_str(), object.PutVoid()), S_OK);
   EXPECT_TRUE(object);
-  EXPECT_EQ(KelCreateInstanceFromModule("/nowhere", CLSID_Sample, IID_IKelBase, object.PutVoid()),
-            CO_E_DLLNOTFOUND);
+  EXPECT_EQ(create("/nowhere", object.PutVoid()), CO_E_DLLNOTFOUND);
   EXPECT_FALSE(object);
-  EXPECT_EQ(KelCreateInstanceFromModule("libm.so.6", CLSID_Sample, IID_IKelBase, object.PutVoid()),
-            CO_E_ERRORINDLL);
-  EXPECT_EQ(KelCreateInstanceFromModule(kModule.c_str(), CLSID_Sample, IID_IKelBase, nullptr), E_POINTER);
+  EXPECT_EQ(create("libm.so.6", object.PutVoid()), CO_E_ERRORINDLL);
+  EXPECT_EQ(create(kModule.c_str(), nullptr), E_POINTER);
+  EXPECT_EQ(create(kModule.c_str(), object.PutVoid()), S_OK);
+
+  object.Reset();
+  void* const module = ::dlopen(kModule.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  ASSERT_NE(module, nullptr) << "no object is left, but the module stays";
+  ::dlclose(module);
 }
 
 TEST(ActivationTest, WidePathsAreUtf8) {

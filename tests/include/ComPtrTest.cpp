@@ -65,19 +65,15 @@ TEST(KelComPtrTest, ConvertsToTheBaseInterface) {
   EXPECT_TRUE(copied == moved);
 }
 
-TEST(KelComPtrTest, AttachAndDetachCountNothing) {
-  Counted object;
-  object.AddRef();
-  KelComPtr<IKelBase> owner = KelComPtr<IKelBase>::Attach(&object);
-  EXPECT_EQ(object.references, 1U);
-  EXPECT_EQ(owner.Detach(), &object);
-  EXPECT_EQ(object.references, 1U);
-}
-
-TEST(KelComPtrTest, PutLetsGoFirst) {
+TEST(KelComPtrTest, AttachAndDetachCountNothingAndPutLetsGoFirst) {
   Counted before;
   Counted after;
-  KelComPtr<IKelBase> owner(&before);
+  before.AddRef();
+  KelComPtr<IKelBase> owner = KelComPtr<IKelBase>::Attach(&before);
+  EXPECT_EQ(before.references, 1U);
+  EXPECT_EQ(owner.Detach(), &before);
+  EXPECT_EQ(before.references, 1U);
+  owner = KelComPtr<IKelBase>::Attach(&before);
   ASSERT_EQ(after.QueryInterface(IID_IKelBase, owner.PutVoid()), S_OK);
   EXPECT_EQ(before.references, 0U);
   EXPECT_EQ(after.references, 1U);
@@ -89,7 +85,6 @@ TEST(KelComPtrTest, IsEmptyBeforeTheObjectHearsOfIt) {
   object.holder = &owner;
   owner.Reset();
   EXPECT_TRUE(object.emptyAtRelease);
-  object.holder = nullptr;
 }
 
 TEST(KelComPtrTest, QueriesByTheInterfacesOwnIdentifier) {

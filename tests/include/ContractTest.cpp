@@ -50,83 +50,31 @@ Interface& Foreign() {
 #define FOREIGN_CALLS
 #endif
 
-FOREIGN_CALLS void CheckRoots() {
+// Every method that the interface definitions have is held against them by the test that is made from them;
+// here are the others, and where each generation of an interface ends.
+FOREIGN_CALLS void CheckSlots() {
   EXPECT_SLOT(0, Foreign<IUnknown>().QueryInterface(IID_IKelBase, nullptr));
   EXPECT_EQ(Foreign<IUnknown>().AddRef(), 1U);
   EXPECT_EQ(Foreign<IUnknown>().Release(), 2U);
   EXPECT_SLOT(3, Foreign<IClassFactory>().CreateInstance(nullptr, IID_IKelBase, nullptr));
   EXPECT_SLOT(4, Foreign<IClassFactory>().LockServer(0));
-}
-
-FOREIGN_CALLS void CheckLanSeek() {
-  IKelLanSeek2& seek = Foreign<IKelLanSeek2>();
-  EXPECT_SLOT(3, seek.GetCtrlList(nullptr, nullptr));
-  EXPECT_SLOT(4, seek.RefreshForID(0));
-  EXPECT_SLOT(5, seek.GetCtrlFromSystemID(nullptr, nullptr));
-  EXPECT_SLOT(6, seek.GetCtrlFromIPAddress(nullptr, nullptr));
-  EXPECT_SLOT(7, seek.Ping());
-  EXPECT_SLOT(8, seek.UnpackSubscriptionData(nullptr, nullptr, nullptr, nullptr));
-  EXPECT_SLOT(9, seek.GetCtrlFromURL(nullptr, nullptr));
-  EXPECT_SLOT(10, seek.GetUnpublishedVCList(nullptr, nullptr));
-  EXPECT_SLOT(11, seek.GetUnpublishedVCFromSystemID(nullptr, nullptr));
-}
-
-FOREIGN_CALLS void CheckIdentity() {
-  IKelCtrlIdentity3& identity = Foreign<IKelCtrlIdentity3>();
-  EXPECT_SLOT(3, identity.GetCtrlType(0, nullptr));
-  EXPECT_SLOT(4, identity.GetCtrlIdentificationType(0, nullptr));
-  EXPECT_SLOT(5, identity.GetCtrlStatus(0, nullptr));
-  EXPECT_SLOT(6, identity.GetCtrlName(0, nullptr));
-  EXPECT_SLOT(7, identity.GetCtrlID(0, nullptr));
-  EXPECT_SLOT(8, identity.GetCtrlAddress(0, nullptr));
-  EXPECT_SLOT(9, identity.GetSystemName(0, nullptr));
-  EXPECT_SLOT(10, identity.GetReleasePath(0, nullptr));
-  EXPECT_SLOT(11, identity.GetSystemID(0, nullptr));
-  EXPECT_SLOT(12, identity.GetHostName(0, nullptr));
-  EXPECT_SLOT(13, identity.GetControllerVersion(0, nullptr, nullptr));
-  EXPECT_SLOT(14, identity.GetMacAddress(0, nullptr));
-  EXPECT_SLOT(15, identity.GetCommPortNumber(0, nullptr));
-  EXPECT_SLOT(16, identity.GetCtrlLevel(0, nullptr));
-  EXPECT_SLOT(17, identity.GetControllerVersion2(0, nullptr, nullptr, nullptr));
-  EXPECT_SLOT(18, identity.GetKelAPICompatibilityRevision(0, nullptr));
-  EXPECT_SLOT(19, identity.GetVCInterface(0, nullptr));
-  EXPECT_SLOT(20, identity.GetVCProcessID(0, nullptr));
-  EXPECT_SLOT(21, identity.GetCtrlType3(0, nullptr));
-}
-
-FOREIGN_CALLS void CheckEnumerator() {
-  IKelEnumCtrlIdentity& list = Foreign<IKelEnumCtrlIdentity>();
-  EXPECT_SLOT(3, list.RemNext(0, nullptr, nullptr));
-  EXPECT_SLOT(4, list.Skip(0));
-  EXPECT_SLOT(5, list.Reset());
-  EXPECT_SLOT(6, list.Clone(nullptr));
-  EXPECT_SLOT(7, list.Sort(0));
-  EXPECT_SLOT(8, list.Filter(0));
-  EXPECT_SLOT(9, list.UnFilter());
-}
-
-FOREIGN_CALLS void CheckTheOthers() {
-  EXPECT_SLOT(3, Foreign<IKelLanSeekSubscribe>().Subscribe(nullptr, nullptr));
-  EXPECT_SLOT(4, Foreign<IKelLanSeekSubscribe>().Unsubscribe(0));
   EXPECT_SLOT(3, Foreign<IKelObjectEvents>().Notify(nullptr));
   EXPECT_SLOT(3, Foreign<IKelBase>().GetLastErrorInfo(nullptr));
   EXPECT_SLOT(3, Foreign<IKelLanSeekConfig>().AddRemoteController(nullptr, nullptr));
-  IKelVCLanSeek2& vc = Foreign<IKelVCLanSeek2>();
-  EXPECT_SLOT(3, vc.Register(nullptr, nullptr, 0, nullptr));
-  EXPECT_SLOT(4, vc.UnRegister(nullptr));
-  EXPECT_SLOT(5, vc.ForwardMessage(nullptr));
-  EXPECT_SLOT(6, vc.Register2(nullptr, nullptr, 0, RemoteVCPublication_True, nullptr));
-  EXPECT_SLOT(7, vc.PreUnRegister(nullptr));
+  EXPECT_SLOT(4, Foreign<IKelLanSeekSubscribe>().Unsubscribe(0));
+  EXPECT_SLOT(5, Foreign<IKelVCLanSeek>().ForwardMessage(nullptr));
+  EXPECT_SLOT(7, Foreign<IKelVCLanSeek2>().PreUnRegister(nullptr));
+  EXPECT_SLOT(9, Foreign<IKelLanSeek>().GetCtrlFromURL(nullptr, nullptr));
+  EXPECT_SLOT(11, Foreign<IKelLanSeek2>().GetUnpublishedVCFromSystemID(nullptr, nullptr));
+  EXPECT_SLOT(19, Foreign<IKelCtrlIdentity>().GetVCInterface(0, nullptr));
+  EXPECT_SLOT(20, Foreign<IKelCtrlIdentity2>().GetVCProcessID(0, nullptr));
+  EXPECT_SLOT(21, Foreign<IKelCtrlIdentity3>().GetCtrlType3(0, nullptr));
+  EXPECT_SLOT(9, Foreign<IKelEnumCtrlIdentity>().UnFilter());
 }
 
-TEST(ContractTest, MethodsLieInTheirSlots) {
-  CheckRoots();
-  CheckLanSeek();
-  CheckIdentity();
-  CheckEnumerator();
-  CheckTheOthers();
-}
+TEST(ContractTest, MethodsLieInTheirSlots) { CheckSlots(); }
 
+// The fields of the others are held against the interface definitions too.
 TEST(ContractTest, RecordsAreLaidOutAsOnWindows) {
   struct Case {
     const char* what;
@@ -138,13 +86,8 @@ TEST(ContractTest, RecordsAreLaidOutAsOnWindows) {
       {"VARIANT", sizeof(VARIANT), 16, 24},
       {"VARIANT::bstrVal", offsetof(VARIANT, bstrVal), 8, 8},
       {"VCInterface", sizeof(VCInterface), 8, 16},
-      {"VCInterface::pVC", offsetof(VCInterface, pVC), 4, 8},
       {"KelRetrievalParams", sizeof(KelRetrievalParams), 28, 28},
       {"KelEventParams", sizeof(KelEventParams), 24, 32},
-      {"KelEventParams::pSink", offsetof(KelEventParams, pSink), 4, 8},
-      {"KelEventParams::subscriptionType", offsetof(KelEventParams, subscriptionType), 8, 16},
-      {"KelEventParams::userDef", offsetof(KelEventParams, userDef), 16, 24},
-      {"KelEventParams::containData", offsetof(KelEventParams, containData), 20, 28},
       {"KelObjectEvent", sizeof(KelObjectEvent), 40, 48},
       {"KelObjectEvent::data", offsetof(KelObjectEvent, data), 8, 8},
       {"KelObjectEvent::time", offsetof(KelObjectEvent, time), 24, 32},
@@ -182,11 +125,10 @@ TEST(ContractTest, NoTwoThingsShareAnIdentifier) {
 }
 
 TEST(ContractTest, FailureCodesFailAndSuccessCodesDoNot) {
-  EXPECT_TRUE(FAILED(KEL_E_LANSEEKID_NOT_IN_USE));
-  EXPECT_TRUE(FAILED(KEL_E_NOT_FOUND));
-  EXPECT_TRUE(FAILED(KEL_E_SYSTEMID_PRESENT));
-  EXPECT_TRUE(SUCCEEDED(KEL_S_ALREADY_DYNAMIC));
-  EXPECT_TRUE(SUCCEEDED(KEL_S_ALREADY_CONFIGURED));
+  for (const HRESULT code : {KEL_E_LANSEEKID_NOT_IN_USE, KEL_E_NOT_FOUND, KEL_E_SYSTEMID_PRESENT}) {
+    EXPECT_TRUE(FAILED(code)) << code;
+  }
+  for (const HRESULT code : {KEL_S_ALREADY_DYNAMIC, KEL_S_ALREADY_CONFIGURED}) EXPECT_TRUE(SUCCEEDED(code));
 }
 
 }  // namespace

@@ -6,34 +6,18 @@
 
 namespace {
 
-TEST(VariantTest, ClearFreesAnOwnedTextAndEmpties) {
+TEST(VariantTest, ClearFreesAnOwnedTextOnceAndTakesNumbersAndAbsentTexts) {
   VARIANT value;
   std::memset(&value, 0xAA, sizeof(value));
   VariantInit(&value);
   EXPECT_EQ(value.vt, VT_EMPTY);
   value.vt = VT_BSTR;
   value.bstrVal = SysAllocString(L"11;1;0;");
-  EXPECT_EQ(VariantClear(&value), S_OK);
-  EXPECT_EQ(value.vt, VT_EMPTY);
-  // A second clear must not free again.
-  EXPECT_EQ(VariantClear(&value), S_OK);
-}
-
-TEST(VariantTest, ClearLeavesWhatIsHeldByReference) {
-  KelBstr text(L"kept");
-  BSTR reference = text.Get();
-  VARIANT value;
-  VariantInit(&value);
-  value.vt = VT_BSTR | VT_BYREF;
-  value.pbstrVal = &reference;
-  EXPECT_EQ(VariantClear(&value), S_OK);
-  EXPECT_EQ(value.vt, VT_EMPTY);
-  EXPECT_EQ(text.View(), L"kept");
-}
-
-TEST(VariantTest, ClearTakesNumbersAndAbsentTexts) {
-  VARIANT value;
-  VariantInit(&value);
+  // The second must not free again.
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(VariantClear(&value), S_OK);
+    EXPECT_EQ(value.vt, VT_EMPTY);
+  }
   value.vt = VT_I4;
   value.lVal = -1;
   EXPECT_EQ(VariantClear(&value), S_OK);
@@ -43,12 +27,32 @@ TEST(VariantTest, ClearTakesNumbersAndAbsentTexts) {
   EXPECT_EQ(value.vt, VT_EMPTY);
 }
 
-TEST(VariantTest, ClearRefusesKindsThatDoNotExist) {
+TEST(VariantTest, ClearLeavesWhatIsHeldByReferenceAndKindsThatDoNotExist) {
+  KelBstr text(L"kept");
+  BSTR reference = text.Get();
   VARIANT value;
   VariantInit(&value);
+  value.vt = VT_BSTR | VT_BYREF;
+  value.pbstrVal = &reference;
+  EXPECT_EQ(VariantClear(&value), S_OK);
+  EXPECT_EQ(value.vt, VT_EMPTY);
+  EXPECT_EQ(text.View(), L"kept");
   value.vt = 0x0FF0;
   EXPECT_EQ(VariantClear(&value), DISP_E_BADVARTYPE);
   EXPECT_EQ(value.vt, 0x0FF0);
 }
+
+#ifndef _WIN32
+TEST(VariantTest, AnArrayIsNotTakenForItsElements) {
+  const KelBstr text(L"kept");
+  VARIANT value;
+  VariantInit(&value);
+  value.vt = VT_ARRAY | VT_BSTR;
+  value.bstrVal = text.Get();
+  EXPECT_EQ(VariantClear(&value), DISP_E_BADVARTYPE);
+  EXPECT_EQ(text.View(), L"kept");
+  EXPECT_EQ(VariantClear(nullptr), E_INVALIDARG);
+}
+#endif
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -77,8 +76,8 @@ TYPED_TEST(NetworkAddressesTest, EveryAddressHasAMaskAnInterfaceAndTakesASocket)
     platform::SocketError error = 0;
     EXPECT_EQ(this->backend_.network.CreateSocket(error)->Bind(row.address, row.mask, 0), 0);
   }
-  const auto hasLoopback = [](const auto& row) { return row.address == ParseIpv4("127.0.0.1"); };
-  EXPECT_TRUE(std::any_of(rows->begin(), rows->end(), hasLoopback));
+  EXPECT_THAT(*rows,
+              ::testing::Contains(::testing::Field(&platform::AddressRow::address, ParseIpv4("127.0.0.1"))));
 }
 
 TYPED_TEST(NetworkAddressesTest, AnInterfaceThatIsNotThereIsNotDescribed) {
@@ -104,77 +103,58 @@ TEST(AddressChangeWatchTest, EndsWithTheTimeOrTheStop) {
   EXPECT_EQ(watch->Wait(stop, milliseconds(20000)), Outcome::Stopped);
 }
 
-struct SystemNames {
-  platform::ReverseLookup& lookup = platform::SystemReverseLookup();
-};
-struct FakeNames {
-  FakeNames() { fake.SetName("127.0.0.1", "localhost"); }
-  FakeReverseLookup fake;
-  platform::ReverseLookup& lookup = fake;
-};
-template <typename Backend>
-class ReverseLookupTest : public ::testing::Test {
- protected:
-  SystemAddresses library_;  // Where names come through the socket library it has to be there.
-  Backend backend_;
-};
-using NameBackends = ::testing::Types<SystemNames, FakeNames>;
-TYPED_TEST_SUITE(ReverseLookupTest, NameBackends);
-
-TYPED_TEST(ReverseLookupTest, ThisHostHasANameForEveryThreadThatAsks) {
-  const auto name = this->backend_.lookup.HostName(ParseIpv4("127.0.0.1"));
-  ASSERT_TRUE(name.has_value());
-  EXPECT_FALSE(name->empty());
-  EXPECT_EQ(name->find('\0'), std::string::npos);
-  constexpr int kThreads = 4;
-  std::vector<std::vector<std::optional<std::string>>> answers(kThreads);
+/// The same for the system's backend and its fake.
+template <typename Interface>
+void ForSystemAndFake(Interface& system, Interface& fake, void (*check)(Interface&)) {
   {
-    std::vector<platform::Thread> threads(kThreads);
-    for (int i = 0; i < kThreads; ++i) {
-      threads[static_cast<std::size_t>(i)].Start("Asker", [&, i] {
-        for (int turn = 0; turn < 50; ++turn) {
-          answers[static_cast<std::size_t>(i)].push_back(
-              this->backend_.lookup.HostName(ParseIpv4("127.0.0.1")));
+    SCOPED_TRACE("the system's");
+    check(system);
+  }
+  SCOPED_TRACE("the fake");
+  check(fake);
+}
+
+TEST(ReverseLookupTest, ThisHostHasANameForEveryThreadThatAsks) {
+  const SystemAddresses library;  // Where names come through the socket library it has to be there.
+  FakeReverseLookup fake;
+  fake.SetName("127.0.0.1", "localhost");
+  ForSystemAndFake<platform::ReverseLookup>(
+      platform::SystemReverseLookup(), fake, [](platform::ReverseLookup& lookup) {
+        const auto name = lookup.HostName(ParseIpv4("127.0.0.1"));
+        ASSERT_TRUE(name.has_value());
+        EXPECT_FALSE(name->empty());
+        EXPECT_EQ(name->find('\0'), std::string::npos);
+        std::vector<std::vector<std::optional<std::string>>> answers(4);
+        {
+          std::vector<platform::Thread> threads(answers.size());
+          for (std::size_t i = 0; i < threads.size(); ++i) {
+            threads[i].Start("Asker", [&answer = answers[i], &lookup] {
+              for (int turn = 0; turn < 50; ++turn) answer.push_back(lookup.HostName(ParseIpv4("127.0.0.1")));
+            });
+          }
+        }
+        EXPECT_THAT(answers, ::testing::Each(::testing::AllOf(::testing::SizeIs(50), ::testing::Each(name))));
+      });
+}
+
+TEST(ProcessTableTest, ThisProcessRunsUnderItsOwnStampAndAnIdOfNobodyDoesNotRun) {
+  FakeProcessTable fake;
+  fake.Start(platform::CurrentProcessId());
+  ForSystemAndFake<platform::ProcessTable>(
+      platform::SystemProcessTable(), fake, [](platform::ProcessTable& table) {
+        const std::uint32_t self = platform::CurrentProcessId();
+        const std::uint64_t stamp = table.StartStamp(self);
+        ASSERT_NE(stamp, 0U);
+        EXPECT_EQ(table.StartStamp(self), stamp);
+        EXPECT_TRUE(table.IsRunning(self, stamp));
+        EXPECT_TRUE(table.IsRunning(self, 0));
+        EXPECT_FALSE(table.IsRunning(self, stamp + 1));
+        for (const std::uint32_t id : {0U, 0x7FFFFFFCU, 0x80000000U, 0xFFFFFFFFU}) {
+          EXPECT_EQ(table.StartStamp(id), 0U) << id;
+          EXPECT_FALSE(table.IsRunning(id, 0)) << id;
+          EXPECT_FALSE(table.IsRunning(id, 1)) << id;
         }
       });
-    }
-  }
-  EXPECT_THAT(answers, ::testing::Each(::testing::Each(name)));
-}
-
-struct SystemProcesses {
-  platform::ProcessTable& table = platform::SystemProcessTable();
-};
-struct FakeProcesses {
-  FakeProcesses() { fake.Start(platform::CurrentProcessId()); }
-  FakeProcessTable fake;
-  platform::ProcessTable& table = fake;
-};
-template <typename Backend>
-class ProcessTableTest : public ::testing::Test {
- protected:
-  Backend backend_;
-};
-using ProcessBackends = ::testing::Types<SystemProcesses, FakeProcesses>;
-TYPED_TEST_SUITE(ProcessTableTest, ProcessBackends);
-
-TYPED_TEST(ProcessTableTest, ThisProcessRunsUnderItsOwnStampOnly) {
-  platform::ProcessTable& table = this->backend_.table;
-  const std::uint32_t self = platform::CurrentProcessId();
-  const std::uint64_t stamp = table.StartStamp(self);
-  ASSERT_NE(stamp, 0U);
-  EXPECT_EQ(table.StartStamp(self), stamp);
-  EXPECT_TRUE(table.IsRunning(self, stamp));
-  EXPECT_TRUE(table.IsRunning(self, 0));
-  EXPECT_FALSE(table.IsRunning(self, stamp + 1));
-}
-
-TYPED_TEST(ProcessTableTest, AnIdOfNobodyDoesNotRun) {
-  for (const std::uint32_t id : {0U, 0x7FFFFFFCU, 0x80000000U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(this->backend_.table.StartStamp(id), 0U) << id;
-    EXPECT_FALSE(this->backend_.table.IsRunning(id, 0)) << id;
-    EXPECT_FALSE(this->backend_.table.IsRunning(id, 1)) << id;
-  }
 }
 
 TEST(SystemProcessTableDeathTest, AProcessThatHasEndedDoesNotRun) {

@@ -20,66 +20,72 @@
 namespace kellanseek::test {
 namespace {
 
-TEST(LinuxBackendTest, AProcessThatHasEndedButIsNotCollectedDoesNotRun) {
-  int hold[2];
-  ASSERT_EQ(pipe(hold), 0);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    char end = 0;
-    close(hold[1]);
-    _exit(read(hold[0], &end, 1) == 0 ? 0 : 1);
-  }
-  close(hold[0]);
-  platform::ProcessTable& table = platform::SystemProcessTable();
-  const auto id = static_cast<std::uint32_t>(child);
-  const std::uint64_t stamp = table.StartStamp(id);
-  EXPECT_NE(stamp, 0U);
-  EXPECT_TRUE(table.IsRunning(id, 0));
-  EXPECT_TRUE(table.IsRunning(id, stamp));
+/// A child process that lasts until it is let go, and is then left uncollected.
+class Child {
+ public:
+  enum class FirstThread { Stays, Ends };
 
-  close(hold[1]);
-  siginfo_t info{};
-  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
-  EXPECT_EQ(table.StartStamp(id), 0U);
-  EXPECT_FALSE(table.IsRunning(id, 0));
-  EXPECT_FALSE(table.IsRunning(id, stamp));
-  EXPECT_EQ(waitpid(child, nullptr, 0), child);
-  EXPECT_FALSE(table.IsRunning(id, stamp));
-}
-
-TEST(LinuxBackendTest, AProcessWhoseFirstThreadHasEndedStillRuns) {
-  int hold[2];
-  ASSERT_EQ(pipe(hold), 0);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    close(hold[1]);
-    std::thread([&] {
+  explicit Child(FirstThread firstThread) {
+    EXPECT_EQ(pipe(hold_), 0);
+    process_ = fork();
+    EXPECT_GE(process_, 0);
+    if (process_ != 0) {
+      close(hold_[0]);
+      return;
+    }
+    close(hold_[1]);
+    const auto last = [this] {
       char end = 0;
-      _exit(read(hold[0], &end, 1) == 0 ? 0 : 1);
-    }).detach();
+      _exit(read(hold_[0], &end, 1) == 0 ? 0 : 1);
+    };
+    if (firstThread == FirstThread::Stays) last();
+    std::thread(last).detach();
     syscall(SYS_exit, 0);  // of this thread alone, without unwinding
   }
-  close(hold[0]);
-  const auto firstThreadHasEnded = [&] {
-    std::ifstream file("/proc/" + std::to_string(child) + "/stat");
+  void LetGo() {
+    close(hold_[1]);
+    siginfo_t info{};
+    EXPECT_EQ(waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOWAIT), 0);
+  }
+  void Collect() { EXPECT_EQ(waitpid(process_, nullptr, 0), process_); }
+  bool FirstThreadHasEnded() const {
+    std::ifstream file("/proc/" + std::to_string(process_) + "/stat");
     std::string text;
     std::getline(file, text);
     return text.find(") Z ") != text.npos;
-  };
-  while (!firstThreadHasEnded()) sched_yield();
-  platform::ProcessTable& table = platform::SystemProcessTable();
-  const auto id = static_cast<std::uint32_t>(child);
-  const std::uint64_t stamp = table.StartStamp(id);
-  EXPECT_NE(stamp, 0U);
-  EXPECT_TRUE(table.IsRunning(id, stamp));
+  }
+  std::uint32_t Id() const { return static_cast<std::uint32_t>(process_); }
 
-  close(hold[1]);
-  siginfo_t info{};
-  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
-  EXPECT_FALSE(table.IsRunning(id, stamp));
-  EXPECT_EQ(waitpid(child, nullptr, 0), child);
+ private:
+  int hold_[2] = {-1, -1};
+  pid_t process_ = -1;
+};
+
+TEST(LinuxBackendTest, AProcessThatHasEndedButIsNotCollectedDoesNotRun) {
+  platform::ProcessTable& table = platform::SystemProcessTable();
+  Child child(Child::FirstThread::Stays);
+  const std::uint64_t stamp = table.StartStamp(child.Id());
+  EXPECT_NE(stamp, 0U);
+  EXPECT_TRUE(table.IsRunning(child.Id(), 0));
+  EXPECT_TRUE(table.IsRunning(child.Id(), stamp));
+  child.LetGo();
+  EXPECT_EQ(table.StartStamp(child.Id()), 0U);
+  EXPECT_FALSE(table.IsRunning(child.Id(), 0));
+  EXPECT_FALSE(table.IsRunning(child.Id(), stamp));
+  child.Collect();
+  EXPECT_FALSE(table.IsRunning(child.Id(), stamp));
+}
+
+TEST(LinuxBackendTest, AProcessWhoseFirstThreadHasEndedStillRuns) {
+  platform::ProcessTable& table = platform::SystemProcessTable();
+  Child child(Child::FirstThread::Ends);
+  while (!child.FirstThreadHasEnded()) sched_yield();
+  const std::uint64_t stamp = table.StartStamp(child.Id());
+  EXPECT_NE(stamp, 0U);
+  EXPECT_TRUE(table.IsRunning(child.Id(), stamp));
+  child.LetGo();
+  EXPECT_FALSE(table.IsRunning(child.Id(), stamp));
+  child.Collect();
 }
 
 TEST(LinuxBackendTest, AStrangeProgramNameHidesNothing) {
@@ -98,42 +104,32 @@ TEST(LinuxBackendTest, AStrangeProgramNameHidesNothing) {
 /// Run by the next test, in processes of its own.
 TEST(LinuxBackendTest, TracesAWord) { platform::ProcessDebugOutput().Write(L"word"); }
 
-TEST(LinuxBackendTest, ATraceThatNobodyReadsEndsNoProcess) {
-  int closed[2];
-  ASSERT_EQ(pipe(closed), 0);
-  close(closed[0]);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    const char* const arguments[] = {"self", "--gtest_filter=LinuxBackendTest.TracesAWord", "--gtest_brief=1",
-                                     nullptr};
-    const char* const environment[] = {"KELLANSEEK_TRACE=stderr", nullptr};
-    dup2(closed[1], STDERR_FILENO);
-    execve("/proc/self/exe", const_cast<char* const*>(arguments), const_cast<char* const*>(environment));
-    _exit(99);
-  }
-  close(closed[1]);
-  int status = -1;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-}
+constexpr uid_t kNobody = 65534;
 
-/// The exit code of `program`, which is a copy of this one, when an ordinary user lets it trace to `file`.
-int TraceAsOrdinaryUser(const std::string& program, const std::string& file) {
-  const std::string sink = "KELLANSEEK_TRACE=file:" + file;
+/// The exit code of `program`, which is this one or a copy, when that user lets it trace to `sink`.
+int TraceIn(const std::string& program, uid_t user, const std::string& sink, int errors = STDERR_FILENO) {
+  const std::string trace = "KELLANSEEK_TRACE=" + sink;
   const pid_t child = fork();
   if (child == 0) {
-    constexpr uid_t kNobody = 65534;
     const char* const arguments[] = {program.c_str(), "--gtest_filter=LinuxBackendTest.TracesAWord",
                                      "--gtest_brief=1", nullptr};
-    const char* const environment[] = {sink.c_str(), nullptr};
-    if (setresuid(kNobody, kNobody, kNobody) != 0) _exit(98);
+    const char* const environment[] = {trace.c_str(), nullptr};
+    dup2(errors, STDERR_FILENO);
+    if (user != geteuid() && setresuid(user, user, user) != 0) _exit(98);
     execve(program.c_str(), const_cast<char* const*>(arguments), const_cast<char* const*>(environment));
     _exit(99);
   }
   int status = -1;
-  waitpid(child, &status, 0);
+  EXPECT_EQ(waitpid(child, &status, 0), child);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(LinuxBackendTest, ATraceThatNobodyReadsEndsNoProcess) {
+  int closed[2];
+  ASSERT_EQ(pipe(closed), 0);
+  close(closed[0]);
+  EXPECT_EQ(TraceIn("/proc/self/exe", geteuid(), "stderr", closed[1]), 0);
+  close(closed[1]);
 }
 
 TEST(LinuxBackendTest, AProgramWithRaisedPrivilegesWritesNoFileOfItsUsersChoice) {
@@ -145,11 +141,11 @@ TEST(LinuxBackendTest, AProgramWithRaisedPrivilegesWritesNoFileOfItsUsersChoice)
   scratch.Write("private", "");
   ASSERT_EQ(chmod(scratch.File("open").c_str(), 0666), 0);
   ASSERT_EQ(chmod(program.c_str(), 0755), 0);
-  EXPECT_EQ(TraceAsOrdinaryUser(program, scratch.File("open")), 0);
+  EXPECT_EQ(TraceIn(program, kNobody, "file:" + scratch.File("open")), 0);
   EXPECT_EQ(scratch.Read("open"), "word");
 
   ASSERT_EQ(chmod(program.c_str(), 04755), 0);
-  EXPECT_EQ(TraceAsOrdinaryUser(program, scratch.File("private")), 0);
+  EXPECT_EQ(TraceIn(program, kNobody, "file:" + scratch.File("private")), 0);
   EXPECT_EQ(scratch.Read("private"), "");
 }
 

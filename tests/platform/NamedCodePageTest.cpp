@@ -10,6 +10,8 @@
 namespace kellanseek::test {
 namespace {
 
+using namespace std::string_literals;
+
 struct Conversion {
   std::string narrow;
   std::wstring wide;
@@ -20,30 +22,17 @@ struct Conversion {
 const std::map<std::string, std::vector<Conversion>>& Conversions() {
   static const std::map<std::string, std::vector<Conversion>> conversions = {
       {"",
-       {{"S\xFC"
-         "d \x80 1",
-         L"S\u00FCd \u20AC 1",
-         "S\xFC"
-         "d \x80 1"},
+       {{"S\xFC|d \x80 1", L"S\u00FC|d \u20AC 1", "S\xFC|d \x80 1"},
         {"\x81|\x8D", L"\uFFFD|\uFFFD", "?|?"},
-        {std::string("\xE4\0\xE4", 3), std::wstring(L"\u00E4\0\u00E4", 3), std::string("\xE4\0\xE4", 3)}}},
+        {"\xE4\0\xE4"s, L"\u00E4\0\u00E4"s, "\xE4\0\xE4"s}}},
       {"ISO-8859-5", {{"\xC6\xB8", L"\u0426\u0418", "\xC6\xB8"}}},
       {"CP932",
        {{"\x83\x5C", L"\u30BD", "\x83\x5C"},
         {"a\x83", L"a\uFFFD", "a?"},
         {"\xB1", L"\uFF71", "\xB1"},
-        {"\xFF"
-         "b",
-         L"\uFFFD"
-         L"b",
-         "?b"}}},
+        {"\xFF|", L"\uFFFD|", "?|"}}},
       {"UTF-8",
-       {{"S\xC3\xBC"
-         "d",
-         L"S\u00FCd",
-         "S\xC3\xBC"
-         "d"},
-        {"\xF0\x9F\x8F\xAD", L"\U0001F3ED", "\xF0\x9F\x8F\xAD"}}},
+       {{"S\xC3\xBC|", L"S\u00FC|", "S\xC3\xBC|"}, {"\xF0\x9F\x8F\xAD", L"\U0001F3ED", "\xF0\x9F\x8F\xAD"}}},
   };
   return conversions;
 }

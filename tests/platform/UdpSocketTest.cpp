@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <random>
 #include <string>
@@ -105,7 +106,8 @@ class UdpSocketTest : public ::testing::Test {
   std::string Next(DatagramReceiver& receiver) { return Words(receiver.ReceiveOne(stop_, kPatience)); }
   std::string NothingMore(DatagramReceiver& receiver) { return Words(receiver.ReceiveOne(stop_, kShort)); }
 
-  /// Gives this test two ports: the first of each four is held alone by the process that uses the others.
+  /// Gives this test two ports, and a receiver at the first of them: the first of each four is held alone by
+  /// the process that uses the others.
   void SetUp() override {
     std::random_device random;
     do {
@@ -113,6 +115,14 @@ class UdpSocketTest : public ::testing::Test {
       guard_ = Socket();
     } while (guard_->Bind(address_, mask_, portA_++) != 0);
     portB_ = static_cast<std::uint16_t>(portA_ + 1);
+    listener_ = Listener(portA_);
+    receiver_ = ReceiverOf({listener_.get()});
+  }
+
+  platform::SocketError Send(const std::string& text) { return listener_->SendTo(text, address_, portA_); }
+  Received Receive(milliseconds patience = kPatience) { return receiver_->ReceiveOne(stop_, patience); }
+  void ExpectNext(DatagramReceiver& receiver, std::initializer_list<const char*> expected) {
+    for (const char* const words : expected) EXPECT_EQ(Next(receiver), words);
   }
 
   Event stop_{Event::Kind::ManualReset};
@@ -123,6 +133,8 @@ class UdpSocketTest : public ::testing::Test {
   std::unique_ptr<UdpSocket> guard_;
   std::uint16_t portA_ = 0;
   std::uint16_t portB_ = 0;
+  std::unique_ptr<UdpSocket> listener_;
+  std::unique_ptr<DatagramReceiver> receiver_;
 };
 
 using Backends = ::testing::Types<System, Simulation>;
@@ -145,10 +157,8 @@ TYPED_TEST(UdpSocketTest, APortIsSharedByThoseWhoAllAskedForIt) {
 
 TYPED_TEST(UdpSocketTest, WhatIsSentLeavesWithTheBoundAddressAndPort) {
   const auto sender = this->Listener(this->portB_);
-  const auto listener = this->Listener(this->portA_);
-  const auto receiver = this->ReceiverOf({listener.get()});
   ASSERT_EQ(sender->SendTo("hello", this->address_, this->portA_), 0);
-  const Received received = receiver->ReceiveOne(this->stop_, this->kPatience);
+  const Received received = this->Receive();
   EXPECT_EQ(this->Words(received), "0:hello");
   EXPECT_TRUE(received.sourceIsIpv4);
   EXPECT_EQ(received.source, this->address_);
@@ -157,86 +167,66 @@ TYPED_TEST(UdpSocketTest, WhatIsSentLeavesWithTheBoundAddressAndPort) {
 }
 
 TYPED_TEST(UdpSocketTest, AByteBehindTheDatagramIsOursToWrite) {
-  const auto listener = this->Listener(this->portA_);
-  const auto receiver = this->ReceiverOf({listener.get()});
   const std::vector<std::string> texts = {std::string(this->kCapacity, 'a'), "", "b", std::string("n\0l", 3)};
-  for (const std::string& text : texts) ASSERT_EQ(listener->SendTo(text, this->address_, this->portA_), 0);
+  for (const std::string& text : texts) ASSERT_EQ(this->Send(text), 0);
   for (const std::string& text : texts) {
-    const Received received = receiver->ReceiveOne(this->stop_, this->kPatience);
+    const Received received = this->Receive();
     ASSERT_EQ(this->Words(received), "0:" + text) << "writing behind one datagram spoiled the next";
     received.text.data()[received.text.size()] = '#';
   }
 }
 
 TYPED_TEST(UdpSocketTest, ADatagramOverTheCapacityIsAnErrorAndTheNextIsNot) {
-  const auto listener = this->Listener(this->portA_);
-  const auto receiver = this->ReceiverOf({listener.get()});
   for (const std::size_t size : {this->kCapacity + 1, std::size_t{1}, std::size_t{60000}, std::size_t{2}}) {
-    ASSERT_EQ(listener->SendTo(std::string(size, 'x'), this->address_, this->portA_), 0);
+    ASSERT_EQ(this->Send(std::string(size, 'x')), 0);
   }
-  const Received first = receiver->ReceiveOne(this->stop_, this->kPatience);
+  const Received first = this->Receive();
   EXPECT_EQ(this->Words(first), "0:error");
   EXPECT_NE(first.error, 0);
-  EXPECT_EQ(this->Next(*receiver), "0:x");
-  EXPECT_EQ(this->Next(*receiver), "0:error");
-  EXPECT_EQ(this->Next(*receiver), "0:xx");
-  EXPECT_EQ(this->NothingMore(*receiver), "nothing");
+  this->ExpectNext(*this->receiver_, {"0:x", "0:error", "0:xx"});
+  EXPECT_EQ(this->NothingMore(*this->receiver_), "nothing");
 }
 
 TYPED_TEST(UdpSocketTest, OfSeveralReadySocketsTheFirstInTheSetComesFirst) {
   const auto early = this->Listener(this->portB_);
-  const auto late = this->Listener(this->portA_);
-  const auto receiver = this->ReceiverOf({early.get(), late.get()});
-  for (const char* text : {"1", "2", "3"}) ASSERT_EQ(late->SendTo(text, this->address_, this->portA_), 0);
-  for (const char* text : {"a", "b"}) ASSERT_EQ(late->SendTo(text, this->address_, this->portB_), 0);
-  for (const char* expected : {"0:a", "0:b", "1:1", "1:2", "1:3"}) EXPECT_EQ(this->Next(*receiver), expected);
+  const auto receiver = this->ReceiverOf({early.get(), this->listener_.get()});
+  for (const char* text : {"1", "2", "3"}) ASSERT_EQ(this->Send(text), 0);
+  for (const char* text : {"a", "b"}) ASSERT_EQ(early->SendTo(text, this->address_, this->portB_), 0);
+  this->ExpectNext(*receiver, {"0:a", "0:b", "1:1", "1:2", "1:3"});
 }
 
-TYPED_TEST(UdpSocketTest, AStopEndsTheWait) {
-  const auto listener = this->Listener(this->portA_);
-  const auto receiver = this->ReceiverOf({listener.get()});
-  const milliseconds begin = this->backend_.Now();
-  this->backend_.SetLater(this->stop_, milliseconds(20));
-  EXPECT_EQ(this->Next(*receiver), "nothing");
-  EXPECT_LT(this->backend_.Now() - begin, this->kPatience / 2);
-}
-
-TYPED_TEST(UdpSocketTest, AStopEndsTheWaitAlsoWhenDatagramsWait) {
-  const auto listener = this->Listener(this->portA_);
-  const auto receiver = this->ReceiverOf({listener.get()});
-  const auto send = [&](const char* text) { listener->SendTo(text, this->address_, this->portA_); };
-  for (const char* text : {"1", "2", "3"}) send(text);
-  EXPECT_EQ(this->Next(*receiver), "0:1");
-  this->stop_.Set();
-  send("4");
-  EXPECT_EQ(this->Next(*receiver), "nothing");
-  EXPECT_EQ(this->Next(*receiver), "nothing");
-  this->stop_.Reset();
-  for (const char* expected : {"0:2", "0:3", "0:4"}) EXPECT_EQ(this->Next(*receiver), expected);
-}
-
-TYPED_TEST(UdpSocketTest, WithoutADatagramTheTimePasses) {
-  const auto listener = this->Listener(this->portA_);
-  const auto receiver = this->ReceiverOf({listener.get()});
-  const milliseconds begin = this->backend_.Now();
-  EXPECT_EQ(this->Words(receiver->ReceiveOne(this->stop_, milliseconds(120))), "nothing");
+TYPED_TEST(UdpSocketTest, AWaitEndsWithItsTimeOrTheStopAlsoWhenDatagramsWait) {
+  milliseconds begin = this->backend_.Now();
+  EXPECT_EQ(this->Words(this->Receive(milliseconds(120))), "nothing");
   EXPECT_GE(this->backend_.Now() - begin, milliseconds(100));
-  EXPECT_EQ(this->Words(receiver->ReceiveOne(this->stop_, milliseconds(0))), "nothing");
+  EXPECT_EQ(this->Words(this->Receive(milliseconds(0))), "nothing");
+
+  begin = this->backend_.Now();
+  this->backend_.SetLater(this->stop_, milliseconds(20));
+  EXPECT_EQ(this->Words(this->Receive()), "nothing");
+  EXPECT_LT(this->backend_.Now() - begin, this->kPatience / 2);
+
+  this->stop_.Reset();
+  for (const char* text : {"1", "2", "3"}) ASSERT_EQ(this->Send(text), 0);
+  EXPECT_EQ(this->Words(this->Receive()), "0:1");
+  this->stop_.Set();
+  ASSERT_EQ(this->Send("4"), 0);
+  this->ExpectNext(*this->receiver_, {"nothing", "nothing"});
+  this->stop_.Reset();
+  this->ExpectNext(*this->receiver_, {"0:2", "0:3", "0:4"});
 }
 
 TYPED_TEST(UdpSocketTest, ManyMoreDatagramsThanOneReadAreHandedOnInOrder) {
-  const auto listener = this->Listener(this->portA_);
-  const auto receiver = this->ReceiverOf({listener.get()});
   int next = 0;
   // In portions that every system's buffers hold; the last of each is left over while the next is sent.
   for (int portion = 1; portion <= 200; ++portion) {
-    for (int i = 0; i < 100; ++i) {
-      ASSERT_EQ(listener->SendTo(std::to_string((portion - 1) * 100 + i), this->address_, this->portA_), 0);
+    for (int i = 0; i < 100; ++i) ASSERT_EQ(this->Send(std::to_string((portion - 1) * 100 + i)), 0);
+    for (; next < portion * 100 - 1; ++next) {
+      ASSERT_EQ(this->Words(this->Receive()), "0:" + std::to_string(next));
     }
-    for (; next < portion * 100 - 1; ++next) ASSERT_EQ(this->Next(*receiver), "0:" + std::to_string(next));
   }
-  EXPECT_EQ(this->Next(*receiver), "0:" + std::to_string(next));
-  EXPECT_EQ(this->NothingMore(*receiver), "nothing");
+  EXPECT_EQ(this->Words(this->Receive()), "0:" + std::to_string(next));
+  EXPECT_EQ(this->NothingMore(*this->receiver_), "nothing");
 }
 
 TYPED_TEST(UdpSocketTest, EverySocketOfAPortGetsItsCopyOfABroadcast) {
@@ -245,11 +235,9 @@ TYPED_TEST(UdpSocketTest, EverySocketOfAPortGetsItsCopyOfABroadcast) {
   if (!TypeParam::kLoopbackBroadcasts) GTEST_SKIP() << "the loopback of this system carries no broadcasts";
   const auto first = this->Listener(this->portB_);
   const auto second = this->Listener(this->portB_);
-  const auto other = this->Listener(this->portA_);
-  const auto receiver = this->ReceiverOf({first.get(), second.get(), other.get()});
-  ASSERT_EQ(other->SendTo("all", this->broadcast_, this->portB_), 0);
-  EXPECT_EQ(this->Next(*receiver), "0:all");
-  EXPECT_EQ(this->Next(*receiver), "1:all");
+  const auto receiver = this->ReceiverOf({first.get(), second.get(), this->listener_.get()});
+  ASSERT_EQ(this->listener_->SendTo("all", this->broadcast_, this->portB_), 0);
+  this->ExpectNext(*receiver, {"0:all", "1:all"});
   EXPECT_EQ(this->NothingMore(*receiver), "nothing");
 }
 

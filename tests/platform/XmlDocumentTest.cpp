@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tests/support/ScratchDirectory.h"
@@ -49,6 +50,12 @@ class XmlDocumentTest : public ::testing::Test {
     return root;
   }
 
+  static std::wstring TextOf(const std::unique_ptr<XmlNode>& node) {
+    std::wstring text;
+    EXPECT_EQ(node->Text(text), S_OK);
+    return text;
+  }
+
   ScratchDirectory scratch;
   std::unique_ptr<XmlDocument> document;
   std::wstring why;
@@ -80,11 +87,7 @@ TEST_F(XmlDocumentTest, TellsTheDeclaredEncoding) {
 }
 
 TEST_F(XmlDocumentTest, RefusesWhatIsNotAWholeDocument) {
-  struct Case {
-    const char* what;
-    std::string content;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, std::string> cases[] = {
       {"empty", ""},
       {"blanks", std::string(100000, ' ')},
       {"zero bytes", std::string(1000, '\0')},
@@ -98,9 +101,9 @@ TEST_F(XmlDocumentTest, RefusesWhatIsNotAWholeDocument) {
       {"unknown entity", kLatin1 + "<a>&b;</a>"s},
       {"zero byte in a text", kLatin1 + "<a>x\0y</a>"s},
   };
-  for (const Case& c : cases) {
-    EXPECT_FALSE(Load(c.content)) << c.what;
-    EXPECT_FALSE(why.empty()) << c.what;
+  for (const auto& [what, content] : cases) {
+    EXPECT_FALSE(Load(content)) << what;
+    EXPECT_FALSE(why.empty()) << what;
   }
 }
 
@@ -122,9 +125,7 @@ TEST_F(XmlDocumentTest, RefusesEntitiesOfAnyKind) {
 TEST_F(XmlDocumentTest, ReadsNoExternalDocumentType) {
   scratch.Write("types.dtd", "<!ENTITY x \"from outside\">");
   ASSERT_TRUE(Load(kLatin1 + "<!DOCTYPE a SYSTEM \"types.dtd\"><a>in</a>"s));
-  std::wstring text;
-  EXPECT_EQ(Root(L"a")->Text(text), S_OK);
-  EXPECT_EQ(text, L"in");
+  EXPECT_EQ(TextOf(Root(L"a")), L"in");
 }
 
 TEST_F(XmlDocumentTest, RefusesDeepNesting) {
@@ -137,46 +138,34 @@ TEST_F(XmlDocumentTest, RefusesDeepNesting) {
   }
 }
 
-TEST_F(XmlDocumentTest, SelectsChildrenByName) {
+TEST_F(XmlDocumentTest, SelectsChildrenByNameAndLeavesTheOutputAloneWhereThereIsNone) {
   ASSERT_TRUE(Load(kLatin1 +
                    "<root><other/><b>1</b><deep><b>no</b></deep><B>2</B><!-- <b>no</b> --><b>3</b></root>"s));
   const auto root = Root(L"root");
   std::unique_ptr<XmlNode> child;
-  std::wstring text;
   ASSERT_EQ(root->SelectSingleNode(L"b", child), S_OK);
-  EXPECT_EQ(child->Text(text), S_OK);
-  EXPECT_EQ(text, L"1");
+  EXPECT_EQ(TextOf(child), L"1");
+  const XmlNode* const before = child.get();
+  EXPECT_EQ(root->SelectSingleNode(L"c", child), S_FALSE);
+  EXPECT_EQ(root->SelectSingleNode(L"Deep", child), S_FALSE);
+  EXPECT_EQ(document->SelectRoot(L"Root", child), S_FALSE);
+  EXPECT_EQ(document->SelectRoot(L"b", child), S_FALSE);
+  EXPECT_EQ(child.get(), before);
 
   std::vector<std::unique_ptr<XmlNode>> all;
   ASSERT_EQ(root->SelectNodes(L"b", all), S_OK);
   ASSERT_EQ(all.size(), 2U);
-  EXPECT_EQ(all[1]->Text(text), S_OK);
-  EXPECT_EQ(text, L"3");
+  EXPECT_EQ(TextOf(all[1]), L"3");
   ASSERT_EQ(root->SelectNodes(L"c", all), S_OK);
   EXPECT_TRUE(all.empty());
-
   std::vector<std::wstring> names;
   ASSERT_EQ(root->ChildNames(names), S_OK);
   EXPECT_EQ(names, (std::vector<std::wstring>{L"other", L"b", L"deep", L"B", L"b"}));
 }
 
-TEST_F(XmlDocumentTest, NotFoundIsNoFailureAndLeavesTheOutputAlone) {
-  ASSERT_TRUE(Load(kLatin1 + "<root><b>1</b></root>"s));
-  const auto root = Root(L"root");
-  std::unique_ptr<XmlNode> child;
-  ASSERT_EQ(root->SelectSingleNode(L"b", child), S_OK);
-  const XmlNode* const before = child.get();
-  EXPECT_EQ(root->SelectSingleNode(L"B", child), S_FALSE);
-  EXPECT_EQ(document->SelectRoot(L"Root", child), S_FALSE);
-  EXPECT_EQ(document->SelectRoot(L"b", child), S_FALSE);
-  EXPECT_EQ(child.get(), before);
-}
-
 TEST_F(XmlDocumentTest, GivesTheWholeTextOfAnElement) {
   ASSERT_TRUE(Load(kLatin1 + "<a>caf\xE9 <b>&lt;in&gt;</b><![CDATA[<raw>]]><!-- not this -->&#65;</a>"s));
-  std::wstring text;
-  ASSERT_EQ(Root(L"a")->Text(text), S_OK);
-  EXPECT_EQ(text, L"caf\u00E9 <in><raw>A");
+  EXPECT_EQ(TextOf(Root(L"a")), L"caf\u00E9 <in><raw>A");
 }
 
 TEST_F(XmlDocumentTest, KnowsAfterAFailureNothingOfTheFileBefore) {

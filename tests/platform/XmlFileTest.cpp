@@ -5,7 +5,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "platform/XmlDocument.h"
 #include "tests/platform/OrdinaryUser.h"
@@ -14,63 +13,52 @@
 namespace kellanseek::test {
 namespace {
 
-HRESULT Load(const std::wstring& path, std::wstring& why) {
-  std::unique_ptr<platform::XmlDocument> document;
-  EXPECT_EQ(platform::CreateXmlDocument(document), S_OK);
-  return document->Load(path, why);
-}
+class XmlFileTest : public ::testing::Test {
+ protected:
+  HRESULT Load(const std::wstring& path) {
+    why_.clear();
+    EXPECT_EQ(platform::CreateXmlDocument(document_), S_OK);
+    return document_->Load(path, why_);
+  }
 
-TEST(XmlFileTest, NeverWaitsForAPipeOrADevice) {
-  const ScratchDirectory scratch;
-  ASSERT_EQ(::mkfifo(scratch.File("pipe.xml").c_str(), 0600), 0);
-  for (const std::wstring& path :
-       {scratch.WideFile("pipe.xml"), std::wstring(L"/dev/zero"), std::wstring(L"/dev/tty")}) {
-    std::wstring why;
-    EXPECT_TRUE(FAILED(Load(path, why)));
-    EXPECT_FALSE(why.empty());
+  const ScratchDirectory scratch_;
+  const std::wstring path_ = scratch_.WideFile("file.xml");
+  std::unique_ptr<platform::XmlDocument> document_;
+  std::wstring why_;
+};
+
+TEST_F(XmlFileTest, NeverWaitsForAPipeOrADevice) {
+  ASSERT_EQ(::mkfifo(scratch_.File("file.xml").c_str(), 0600), 0);
+  for (const wchar_t* const path : {path_.c_str(), L"/dev/zero", L"/dev/tty"}) {
+    EXPECT_TRUE(FAILED(Load(path)));
+    EXPECT_FALSE(why_.empty());
   }
 }
 
-TEST(XmlFileTest, SaysThatPermissionIsMissing) {
-  const ScratchDirectory scratch;
-  scratch.Write("closed.xml", "<a/>");
-  ASSERT_EQ(::chmod(scratch.File("closed.xml").c_str(), 0), 0);
+TEST_F(XmlFileTest, SaysThatPermissionIsMissing) {
+  scratch_.Write("file.xml", "<a/>");
+  ASSERT_EQ(::chmod(scratch_.File("file.xml").c_str(), 0), 0);
   const OrdinaryUser user;
-  std::wstring why;
-  EXPECT_TRUE(FAILED(Load(scratch.WideFile("closed.xml"), why)));
-  EXPECT_NE(why.find(L"ermission"), std::wstring::npos);
+  EXPECT_TRUE(FAILED(Load(path_)));
+  EXPECT_NE(why_.find(L"ermission"), std::wstring::npos);
 }
 
-TEST(XmlFileTest, RefusesAGibibyteWithoutReadingIt) {
-  const ScratchDirectory scratch;
-  scratch.Write("huge.xml", "");
-  ASSERT_EQ(::truncate(scratch.File("huge.xml").c_str(), off_t{1} << 30), 0);
-  std::wstring why;
-  EXPECT_TRUE(FAILED(Load(scratch.WideFile("huge.xml"), why)));
-  EXPECT_NE(why.find(L"16 MiB"), std::wstring::npos);
+TEST_F(XmlFileTest, RefusesAGibibyteWithoutReadingIt) {
+  scratch_.Write("file.xml", "");
+  ASSERT_EQ(::truncate(scratch_.File("file.xml").c_str(), off_t{1} << 30), 0);
+  EXPECT_TRUE(FAILED(Load(path_)));
+  EXPECT_NE(why_.find(L"16 MiB"), std::wstring::npos);
 }
 
-TEST(XmlFileTest, TellsAnEncodingByTheNameThatIsWritten) {
-  const ScratchDirectory scratch;
-  scratch.Write("alias.xml", "<?xml version='1.0' encoding='latin1'?><a/>");
-  std::unique_ptr<platform::XmlDocument> document;
+TEST_F(XmlFileTest, TellsTheNameOfAnEncodingAndTheWhiteSpaceOfATextAsTheyStand) {
+  scratch_.Write("file.xml", "<?xml version='1.0' encoding='latin1'?><a>\n RC </a>");
+  ASSERT_EQ(Load(path_), S_OK);
   std::wstring text;
-  ASSERT_EQ(platform::CreateXmlDocument(document), S_OK);
-  ASSERT_EQ(document->Load(scratch.WideFile("alias.xml"), text), S_OK);
   auto step = platform::XmlDocument::EncodingStep::FirstChild;
-  EXPECT_EQ(document->DeclaredEncoding(text, step), S_OK);
+  EXPECT_EQ(document_->DeclaredEncoding(text, step), S_OK);
   EXPECT_EQ(text, L"latin1");
-}
-
-TEST(XmlFileTest, KeepsTheWhiteSpaceAtTheEndsOfATextAsItStands) {
-  const ScratchDirectory scratch;
-  scratch.Write("blanks.xml", "<a>\n RC </a>");
-  std::unique_ptr<platform::XmlDocument> document;
   std::unique_ptr<platform::XmlNode> root;
-  std::wstring text;
-  ASSERT_EQ(platform::CreateXmlDocument(document), S_OK);
-  ASSERT_EQ(document->Load(scratch.WideFile("blanks.xml"), text), S_OK);
-  ASSERT_EQ(document->SelectRoot(L"a", root), S_OK);
+  ASSERT_EQ(document_->SelectRoot(L"a", root), S_OK);
   EXPECT_EQ(root->Text(text), S_OK);
   EXPECT_EQ(text, L"\n RC ");
 }

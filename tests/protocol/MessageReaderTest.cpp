@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "protocol/MessageWriter.h"
@@ -36,6 +37,16 @@ class MessageReaderTest : public ::testing::Test {
     return header + fields;
   }
 
+  /// What the record has by now.
+  std::vector<std::wstring> Texts() const {
+    return {pattern.ctrlName, pattern.ctrlID,      pattern.systemName,
+            pattern.systemID, pattern.releasePath, pattern.macAddress};
+  }
+  std::vector<std::uint32_t> Numbers() const {
+    return {pattern.versionMajor, pattern.versionMinor, pattern.versionRevision,
+            pattern.kelAPICompatibilityRevision, pattern.commPortNumber};
+  }
+
   FakeDebugOutput traces;
   MessageReader reader{diagnostics::Tracer(traces, L"dynamicinfo")};
   CtrlInfo pattern;
@@ -50,63 +61,32 @@ TEST_F(MessageReaderTest, TakesTheWholeIdentity) {
       Parse("Lanseek;76;1;1:Cell7;2:ctrl-0042;3:Line2;4:{7A1C-22};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-0a-11-2c;"
             "b:0;c:0;f:2;10:5;11:1;"));
   EXPECT_EQ(type, 1U);
-  EXPECT_EQ(pattern.ctrlName, L"Cell7");
-  EXPECT_EQ(pattern.ctrlID, L"ctrl-0042");
-  EXPECT_EQ(pattern.systemName, L"Line2");
-  EXPECT_EQ(pattern.systemID, L"{7A1C-22}");
-  EXPECT_EQ(pattern.releasePath, L"/hd0a/Line2");
-  EXPECT_EQ(pattern.macAddress, L"00-80-f4-0a-11-2c");
-  EXPECT_EQ(pattern.versionMajor, 6U);
-  EXPECT_EQ(pattern.versionMinor, 10U);
-  EXPECT_EQ(pattern.versionRevision, 2U);
-  EXPECT_EQ(pattern.kelAPICompatibilityRevision, 5U);
-  EXPECT_EQ(pattern.commPortNumber, 0U);
+  EXPECT_EQ(Texts(), (std::vector<std::wstring>{L"Cell7", L"ctrl-0042", L"Line2", L"{7A1C-22}",
+                                                L"/hd0a/Line2", L"00-80-f4-0a-11-2c"}));
+  EXPECT_EQ(Numbers(), (std::vector<std::uint32_t>{6, 10, 2, 5, 0}));
   EXPECT_EQ(pattern.ctrlLevel, SystemLevel);
   EXPECT_EQ(pattern.ctrlType, RC);
   EXPECT_EQ(ownAddress.View(), "10.1.1.1");
 }
 
 TEST_F(MessageReaderTest, ScansTheHeaderAsTheCLibraryDoes) {
-  struct Case {
-    std::string_view text;
-    bool taken;
-    std::uint32_t type;
-  };
   using namespace std::literals;
-  const std::vector<Case> cases = {
-      {"Lanseek;0d;5;", true, 5},
-      {"Lanseek;0D;7;", true, 7},
-      {"Lanseek; 0e;5;", true, 5},
-      {"Lanseek;\t+e;5;", true, 5},
-      {"Lanseek;0x0f;5;", true, 5},
-      {"Lanseek;0c;5", true, 5},
-      {"Lanseek;0e;1f;", true, 0x1f},
-      {"Lanseek;10;1;;;;", true, 1},
-      {"Lanseek;0f;5 x;", true, 5},
-      {"Lanseek;0f;-1;;", true, 0xFFFFFFFFU},
-      {"Lanseek;17;123456789abcd", false, 0},
-      {"Lanseek;18;123456789abcdef", false, 0},
-      {"lanseek;0d;5;", false, 0},
-      {"Lanseek0d;5;", false, 0},
-      {"Lanseek;;5;", false, 0},
-      {"Lanseek;0d", false, 0},
-      {"Lanseek;0d;", false, 0},
-      {"Lanseek;0d;;", false, 0},
-      {"Lanseek;0d 5;", false, 0},
-      {"Lanseek;0x;5;", false, 0},
-      {"Lanseek;-0d;5;", false, 0},
-      {"Lanseek;10000000d;5;", false, 0},
-      {"Lanseek;ffffffffffffffffffff;5;", false, 0},
-      {"", false, 0},
-      {"\0\0\0"sv, false, 0},
-      {"Lanseek;\0;5;"sv, false, 0},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.text));
-    EXPECT_EQ(Parse(c.text), c.taken);
-    if (c.taken) {
-      EXPECT_EQ(type, c.type);
-    }
+  const std::pair<std::string_view, std::uint32_t> taken[] = {
+      {"Lanseek;0d;5;", 5},     {"Lanseek;0D;7;", 7},
+      {"Lanseek; 0e;5;", 5},    {"Lanseek;\t+e;5;", 5},
+      {"Lanseek;0x0f;5;", 5},   {"Lanseek;0c;5", 5},
+      {"Lanseek;0e;1f;", 0x1f}, {"Lanseek;10;1;;;;", 1},
+      {"Lanseek;0f;5 x;", 5},   {"Lanseek;0f;-1;;", 0xFFFFFFFFU}};
+  for (const auto& [text, expected] : taken) {
+    EXPECT_TRUE(Parse(text)) << text;
+    EXPECT_EQ(type, expected) << text;
+  }
+  for (const std::string_view text :
+       {"Lanseek;17;123456789abcd"sv, "Lanseek;18;123456789abcdef"sv, "lanseek;0d;5;"sv, "Lanseek0d;5;"sv,
+        "Lanseek;;5;"sv, "Lanseek;0d"sv, "Lanseek;0d;"sv, "Lanseek;0d;;"sv, "Lanseek;0d 5;"sv,
+        "Lanseek;0x;5;"sv, "Lanseek;-0d;5;"sv, "Lanseek;10000000d;5;"sv, "Lanseek;ffffffffffffffffffff;5;"sv,
+        ""sv, "\0\0\0"sv, "Lanseek;\0;5;"sv}) {
+    EXPECT_FALSE(Parse(text)) << text;
   }
 }
 
@@ -131,16 +111,8 @@ TEST_F(MessageReaderTest, SkipsMalformedFieldsAndKeepsTheOthers) {
   ASSERT_TRUE(Parse(
       WithFields("1:;2: ;zz:x;:y;3;4x:no;0:a;6:b;d:c;12:e;ffffffffff:f;100000001:g; 5: /p;1:Line 2 cell;"
                  "0x9:mac;7:junk;8: 12abc;f:-1;b:99999999999;")));
-  EXPECT_EQ(pattern.ctrlName, L"Line 2 cell");
-  EXPECT_EQ(pattern.ctrlID, L"");
-  EXPECT_EQ(pattern.systemName, L"");
-  EXPECT_EQ(pattern.systemID, L"");
-  EXPECT_EQ(pattern.releasePath, L" /p");
-  EXPECT_EQ(pattern.macAddress, L"mac");
-  EXPECT_EQ(pattern.versionMajor, 0U);
-  EXPECT_EQ(pattern.versionMinor, 12U);
-  EXPECT_EQ(pattern.versionRevision, 0xFFFFFFFFU);
-  EXPECT_EQ(pattern.commPortNumber, 0x7FFFFFFFU);
+  EXPECT_EQ(Texts(), (std::vector<std::wstring>{L"Line 2 cell", L"", L"", L"", L" /p", L"mac"}));
+  EXPECT_EQ(Numbers(), (std::vector<std::uint32_t>{0, 12, 0xFFFFFFFF, kVersionUnknown, 0x7FFFFFFF}));
 }
 
 TEST_F(MessageReaderTest, TakesValuesWholeAndTheLastOfATagTwice) {

@@ -13,7 +13,6 @@ namespace {
 
 using testing::AllOf;
 using testing::EndsWith;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST(ComponentOfATool, FailureTellsWhatTheComponentSays) {

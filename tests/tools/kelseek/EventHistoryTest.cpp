@@ -36,6 +36,7 @@ class EventHistoryTest : public testing::Test {
 
 TEST_F(EventHistoryTest, RemembersWhatAControllerWas) {
   EXPECT_EQ("new available a", Changed(CtrlAvailable, CtrlNew, Cell("a")));
+  EXPECT_EQ("nothing", Told(history_.Listed(Cell("a")))) << "the event came ahead of the listing";
   EXPECT_EQ("updated available b was a", Changed(CtrlAvailable, CtrlUpdated, Cell("b")));
   EXPECT_EQ("lost-connection unavailable b was b", Changed(CtrlUnavailable, CtrlLostConnection, Cell("b")));
   EXPECT_EQ("restart removed b was b", Changed(CtrlRemoved, CtrlLostRestart, std::nullopt));
@@ -51,11 +52,6 @@ TEST_F(EventHistoryTest, ListedAtTheStartIsNewOnce) {
 TEST_F(EventHistoryTest, ChangeMergedIntoTheLateNewEventIsAnUpdate) {
   history_.Listed(Cell("a"));
   EXPECT_EQ("updated available b was a", Changed(CtrlAvailable, CtrlNew, Cell("b")));
-}
-
-TEST_F(EventHistoryTest, EventAheadOfTheListingIsNotRepeated) {
-  EXPECT_EQ("new available a", Changed(CtrlAvailable, CtrlNew, Cell("a")));
-  EXPECT_EQ("nothing", Told(history_.Listed(Cell("a"))));
 }
 
 TEST_F(EventHistoryTest, SilentControllerThatWasListedIsKnownNotNew) {

@@ -18,17 +18,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-Controller Hostile() {
-  Controller controller;
-  controller.id = 12;
-  controller.availability = CtrlAvailable;
-  controller.name = "\x1b]0;owned\x07\xc2\x9b";
-  controller.address = "10.1.0.12";
-  controller.systemID = "\xe2\x80\xae{X}\n";
-  controller.releasePath = "\r\b\x7f";
-  return controller;
-}
-
 Controller Plain(ULONG id, const std::string& name) {
   Controller controller;
   controller.id = id;
@@ -36,6 +25,13 @@ Controller Plain(ULONG id, const std::string& name) {
   controller.name = name;
   controller.address = "10.1.0.11";
   controller.systemID = "{5A}";
+  return controller;
+}
+
+Controller Hostile() {
+  Controller controller = Plain(12, "\x1b]0;owned\x07\xc2\x9b");
+  controller.systemID = "\xe2\x80\xae{X}\n";
+  controller.releasePath = "\r\b\x7f";
   return controller;
 }
 

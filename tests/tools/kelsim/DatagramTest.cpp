@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "protocol/MessageReader.h"
 #include "protocol/MessageWriter.h"
@@ -39,13 +41,11 @@ TEST(Datagram, LengthHasTwoDigitsOrThree) {
     std::size_t length;
   };
   // "Lanseek;NN;1;1:" and ";" are 16 bytes.
-  const Case cases[] = {
-      {1, "Lanseek;11;1;1:", 17},
-      {239, "Lanseek;ff;1;1:", 255},
-      {240, "Lanseek;101;1;1:", 257},
-      {983, "Lanseek;3e8;1;1:", 1000},
-      {984, "", 0},
-  };
+  const Case cases[] = {{1, "Lanseek;11;1;1:", 17},
+                        {239, "Lanseek;ff;1;1:", 255},
+                        {240, "Lanseek;101;1;1:", 257},
+                        {983, "Lanseek;3e8;1;1:", 1000},
+                        {984, "", 0}};
   for (const Case& one : cases) {
     SCOPED_TRACE(one.text);
     const std::string text =
@@ -63,40 +63,33 @@ TEST(Datagram, TheComponentUnderstandsAnIdentity) {
   const Taken taken(BuildDatagram(controller, MessageType::Identity));
   ASSERT_TRUE(taken.accepted);
   EXPECT_EQ(taken.type, 1U);
-  EXPECT_EQ(taken.pattern.ctrlName, L"Zelle Süd");
-  EXPECT_EQ(taken.pattern.ctrlID, L"ctrl-4660");
-  EXPECT_EQ(taken.pattern.systemName, L"Line466");
-  EXPECT_EQ(taken.pattern.systemID, L"{7A1C-4660}");
-  EXPECT_EQ(taken.pattern.releasePath, L"/hd0a/Line466");
-  EXPECT_EQ(taken.pattern.macAddress, L"02-7a-00-00-12-34");
-  EXPECT_EQ(taken.pattern.versionMajor, 6U);
-  EXPECT_EQ(taken.pattern.versionMinor, 10U);
-  EXPECT_EQ(taken.pattern.versionRevision, 2U);
-  EXPECT_EQ(taken.pattern.kelAPICompatibilityRevision, 5U);
-  EXPECT_EQ(taken.pattern.ctrlLevel, SystemLevel);
-  EXPECT_EQ(taken.pattern.ctrlType, RC);
+  const CtrlInfo& p = taken.pattern;
+  EXPECT_EQ((std::vector{p.ctrlName, p.ctrlID, p.systemName, p.systemID, p.releasePath, p.macAddress}),
+            (std::vector<std::wstring>{L"Zelle Süd", L"ctrl-4660", L"Line466", L"{7A1C-4660}",
+                                       L"/hd0a/Line466", L"02-7a-00-00-12-34"}));
+  EXPECT_EQ((std::vector{p.versionMajor, p.versionMinor, p.versionRevision, p.kelAPICompatibilityRevision}),
+            (std::vector<std::uint32_t>{6, 10, 2, 5}));
+  EXPECT_EQ(p.ctrlLevel, SystemLevel);
+  EXPECT_EQ(p.ctrlType, RC);
   EXPECT_EQ(taken.address.View(), "10.1.2.3");
+  controller.tellsAddress = false;
+  EXPECT_EQ(Taken(BuildDatagram(controller, MessageType::Identity)).address.View(), "10.9.9.9")
+      << "at its host's address it leaves the address out";
 }
 
 TEST(Datagram, ShortMessagesCarryWhatTheRecordIsFoundBy) {
   Controller controller = NewController(7);
   controller.address = platform::ParseIpv4("10.1.2.3");
   for (const MessageType type : {MessageType::Presence, MessageType::Restart, MessageType::PowerDown}) {
-    const Taken taken(BuildDatagram(controller, type));
-    ASSERT_TRUE(taken.accepted);
-    EXPECT_EQ(taken.type, static_cast<std::uint32_t>(type));
-    EXPECT_EQ(taken.pattern.systemID, L"{7A1C-0007}");
-    EXPECT_EQ(taken.pattern.macAddress.empty(), type != MessageType::Presence);
-    EXPECT_EQ(taken.address.View(), "10.1.2.3");
-  }
-}
-
-TEST(Datagram, AControllerAtItsHostsAddressLeavesTheAddressOut) {
-  Controller controller = NewController(1);
-  controller.address = platform::ParseIpv4("10.1.2.3");
-  controller.tellsAddress = false;
-  for (const MessageType type : {MessageType::Identity, MessageType::Presence, MessageType::PowerDown}) {
-    EXPECT_EQ(Taken(BuildDatagram(controller, type)).address.View(), "10.9.9.9");
+    for (const bool tellsAddress : {true, false}) {
+      controller.tellsAddress = tellsAddress;
+      const Taken taken(BuildDatagram(controller, type));
+      ASSERT_TRUE(taken.accepted);
+      EXPECT_EQ(taken.type, static_cast<std::uint32_t>(type));
+      EXPECT_EQ(taken.pattern.systemID, L"{7A1C-0007}");
+      EXPECT_EQ(taken.pattern.macAddress.empty(), type != MessageType::Presence);
+      EXPECT_EQ(taken.address.View(), tellsAddress ? "10.1.2.3" : "10.9.9.9");
+    }
   }
 }
 
@@ -112,12 +105,12 @@ TEST(Datagram, TheLongestIdentityFits) {
 }
 
 TEST(Datagram, ReadsTheRequestsOfTheComponent) {
-  const auto full = ReadRequest(protocol::BuildRequest(protocol::FullRequestMsg));
-  ASSERT_TRUE(full);
-  EXPECT_EQ(full->type, MessageType::FullRequest);
-  const auto refresh = ReadRequest(protocol::BuildRequest(protocol::RefreshRequestMsg));
-  ASSERT_TRUE(refresh);
-  EXPECT_EQ(refresh->type, MessageType::RefreshRequest);
+  for (const auto& [built, type] : {std::pair{protocol::FullRequestMsg, MessageType::FullRequest},
+                                    std::pair{protocol::RefreshRequestMsg, MessageType::RefreshRequest}}) {
+    const std::string request(protocol::BuildRequest(built));
+    ASSERT_TRUE(ReadRequest(request));
+    EXPECT_EQ(ReadRequest(request)->type, type);
+  }
   const std::string text = protocol::BuildTargetedRequest("192.168.1.10", "{7A}");
   const auto targeted = ReadRequest(text);
   ASSERT_TRUE(targeted);

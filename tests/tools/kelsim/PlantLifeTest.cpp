@@ -64,9 +64,7 @@ TEST(PlantLife, AnswersUnderWayDieWithTheController) {
 
 TEST(PlantLife, EveryChangeIsAnnouncedWithItsNewValue) {
   struct Case {
-    const char* change;
-    const char* tag;
-    const char* value;
+    const char *change, *tag, *value;
   };
   const Case cases[] = {
       {"1 announce 2", "1", "Cell2"},
@@ -90,20 +88,15 @@ TEST(PlantLife, EveryChangeIsAnnouncedWithItsNewValue) {
   }
 }
 
-TEST(PlantLife, ARangeMovesToConsecutiveAddresses) {
+TEST(PlantLife, ARangeMovesToConsecutiveAddressesAndTwoOnOneAddressBothAnswer) {
   PlantHarness harness(Controllers(4));
-  harness.Script("1 address 2-3 10.0.9.255");
+  harness.Script("1 address 2-3 10.0.9.255\n2 same-address 1 4");
   EXPECT_THAT(harness.Until(1000), ElementsAre("10.0.9.255 says 1", "10.0.10.0 says 1"));
   harness.Hear("Lanseek;18;6;a:10.0.0.2;");
   EXPECT_THAT(harness.Until(1000), IsEmpty()) << "nobody is left there";
-}
-
-TEST(PlantLife, TwoOnOneAddressBothAnswer) {
-  PlantHarness harness(Controllers(3));
-  harness.Script("0 same-address 1 3");
-  harness.Until(0);
-  harness.Hear("Lanseek;18;6;a:10.0.0.3;");
-  const auto datagrams = harness.DatagramsUntil(0);
+  harness.Until(2000);
+  harness.Hear("Lanseek;18;6;a:10.0.0.4;");
+  const auto datagrams = harness.DatagramsUntil(2000);
   ASSERT_EQ(datagrams.size(), 2U);
   EXPECT_NE(Field(datagrams[0].text, "9"), Field(datagrams[1].text, "9"));
 }

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "platform/CodePage.h"
@@ -56,12 +58,9 @@ TEST(Script, ReadsEveryKindOfLine) {
     EXPECT_THAT(script.Faults(), IsEmpty());
     ASSERT_EQ(script.Events().size(), 1U);
     const LifeEvent& event = script.Events()[0];
-    EXPECT_EQ(event.at, Moment(one.at));
-    EXPECT_EQ(event.action, one.action);
-    EXPECT_EQ(event.first, one.first);
-    EXPECT_EQ(event.last, one.last);
-    EXPECT_EQ(event.value, one.value);
-    EXPECT_EQ(event.text, one.text);
+    EXPECT_EQ(std::tuple(event.at, event.action, event.value, event.text),
+              std::tuple(Moment(one.at), one.action, one.value, one.text));
+    EXPECT_EQ(std::pair(event.first, event.last), std::pair(one.first, one.last));
   }
 }
 
@@ -89,9 +88,7 @@ TEST(Script, EveryFaultIsToldWithItsLine) {
       {"5 silent 3 now", "\"silent\" takes nothing but the controller"},
       {"5 rename 3", "a text is missing"},
       {"5 rename 3 a;b", "neither semicolons nor control characters"},
-      {"5 rename 3 a\x01"
-       "b",
-       "neither semicolons nor control characters"},
+      {"5 rename 3 a\x01 b", "neither semicolons nor control characters"},
       {"5 rename 3 \xE2\x82\xAC \xE2\x98\x83", "characters that the controllers' code page lacks"},
       {"5 rename 3 \xFF", "characters that the controllers' code page lacks"},
       {"5 address 3 10.1", "\"10.1\" is no address like 10.1.0.20"},
@@ -112,10 +109,15 @@ TEST(Script, EveryFaultIsToldWithItsLine) {
   }
 }
 
-TEST(Script, TextsHaveAtMostAHundredCharacters) {
+TEST(Script, TextsHaveAtMostAHundredCharactersOfTheCodePage) {
   EXPECT_THAT(Read("5 rename 3 " + std::string(100, 'x')).Faults(), IsEmpty());
   EXPECT_THAT(Read("5 rename 3 " + std::string(101, 'x')).Faults(),
               ElementsAre(HasSubstr("a text has at most 100 characters")));
+  const std::string line = "rename 3 S\u00FCd";
+  const Script script = Read("\uFEFF5 " + line);
+  ASSERT_EQ(script.Events().size(), 1U);
+  EXPECT_EQ(script.Events()[0].text, platform::ToNarrow(L"S\u00FCd"));
+  EXPECT_EQ(script.Events()[0].told, line);
 }
 
 TEST(Script, TimesCountFromTheStartOrFromTheLineBefore) {
@@ -125,18 +127,6 @@ TEST(Script, TimesCountFromTheStartOrFromTheLineBefore) {
   for (const LifeEvent& event : script.Events()) times.push_back(event.at.count());
   EXPECT_THAT(times, ElementsAre(1000, 10'000, 10'500, 11'500, 5000));
   EXPECT_EQ(script.Faults().size(), 1U);
-}
-
-TEST(Script, TextsGoFromUtf8ToTheCodePage) {
-  const Script script = Read(
-      "\xEF\xBB\xBF"
-      "5 rename 3 S\xC3\xBC"
-      "d");
-  ASSERT_EQ(script.Events().size(), 1U);
-  EXPECT_EQ(script.Events()[0].text, platform::ToNarrow(L"Süd"));
-  EXPECT_EQ(script.Events()[0].told,
-            "rename 3 S\xC3\xBC"
-            "d");
 }
 
 TEST(Script, NumbersAreThoseOfThePlant) {
