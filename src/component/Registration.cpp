@@ -78,19 +78,18 @@ HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope s
 
 HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope scope, std::wstring& why) {
   HRESULT first = S_OK;
-  std::vector<std::wstring> keys = {ClassKey(scope)};
-  // The names of a class are the same for programs of both sizes.
-  if (!registry.HasForOtherSize(ClassKey(scope))) {
-    keys.insert(keys.end(), {ClassesKey(scope, kProgID), ClassesKey(scope, kVersionedProgID)});
-  }
-  for (const std::wstring& key : keys) {
+  const auto remove = [&](const std::wstring& key) {
     std::wstring reason;
     const HRESULT result = RemoveTree(registry, key, reason);
-    if (FAILED(result) && SUCCEEDED(first)) {
-      first = result;
-      why = reason;
-    }
-  }
+    if (SUCCEEDED(result) || FAILED(first)) return;
+    first = result;
+    why = reason;
+  };
+  remove(ClassKey(scope));
+  // The names of a class are the same for programs of both sizes, where the class itself is not.
+  if (registry.HasForOtherSize(ClassKey(scope))) return first;
+  remove(ClassesKey(scope, kProgID));
+  remove(ClassesKey(scope, kVersionedProgID));
   return first;
 }
 

@@ -47,17 +47,18 @@ HRESULT UnregisterModuleTypeLibrary(bool perUser) {
   const TLIBATTR identity = *attributes;
   library->ReleaseTLibAttr(attributes);
   KelBstr registered;
-  if (!perUser && FAILED(QueryPathOfRegTypeLib(identity.guid, identity.wMajorVerNum, identity.wMinorVerNum,
-                                               identity.lcid, registered.Put()))) {
-    return S_OK;
-  }
+  const bool known = SUCCEEDED(QueryPathOfRegTypeLib(identity.guid, identity.wMajorVerNum,
+                                                     identity.wMinorVerNum, identity.lcid, registered.Put()));
+  // What a user has registered is hidden from programs with an administrator's rights; it is tried all the
+  // same.
+  if (!known && !perUser) return S_OK;
   using Unregister = HRESULT WINAPI(REFGUID, WORD, WORD, LCID, SYSKIND);
   Unregister* unregister = &UnRegisterTypeLib;
   if (perUser) unregister = FindSystemFunction<Unregister>(kOleAutomation, "UnRegisterTypeLibForUser");
   if (unregister == nullptr) return MissingFunction();
   result = unregister(identity.guid, identity.wMajorVerNum, identity.wMinorVerNum, identity.lcid,
                       identity.syskind);
-  return result == TYPE_E_REGISTRYACCESS ? S_OK : result;
+  return !known || result == TYPE_E_REGISTRYACCESS ? S_OK : result;
 }
 
 }  // namespace kellanseek::platform
