@@ -1,7 +1,7 @@
 #include "Component.h"
 
-#include <filesystem>
 #include <initializer_list>
+#include <string_view>
 
 #include "Text.h"
 #include "platform/FilePath.h"
@@ -23,15 +23,22 @@ std::wstring Named(const std::string& path) {
   return bare ? L"." + std::wstring(PathSeparator()) + wide : wide;
 }
 
+/// A place as it is named from a directory, which ends with a separator and is free of links: steps up are taken.
+std::wstring From(std::wstring directory, std::string_view place) {
+  constexpr std::string_view kUp = "../";
+  const wchar_t separator = PathSeparator().front();
+  for (; place.starts_with(kUp) && directory.size() > 1; place.remove_prefix(kUp.size())) {
+    directory.erase(directory.rfind(separator, directory.size() - 2) + 1);
+  }
+  return directory + FromUtf8(place);
+}
+
 std::wstring BesideProgram() {
-  const std::wstring separator(PathSeparator());
   const std::wstring program = platform::CurrentModulePath();
-  const std::wstring directory = program.substr(0, program.rfind(separator) + 1);
+  const std::wstring directory = program.substr(0, program.rfind(PathSeparator()) + 1);
   for (const char* const place : {"", KELLANSEEK_LIBRARY_DIRECTORY "/", "../lib/"}) {
-    const std::filesystem::path path(directory + FromUtf8(place) + FromUtf8(KELLANSEEK_MODULE_NAME));
-    // The directory is free of links, so steps back and forth in the name can go.
-    const std::wstring name = path.lexically_normal().wstring();
-    if (KindOfPath(name) == PathKind::Other) return name;
+    const std::wstring path = From(directory, place) + FromUtf8(KELLANSEEK_MODULE_NAME);
+    if (KindOfPath(path) == PathKind::Other) return path;
   }
   return {};
 }

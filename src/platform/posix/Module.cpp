@@ -13,10 +13,15 @@ std::wstring CurrentModulePath() {
   Dl_info info{};
   if (dladdr(reinterpret_cast<const void*>(&CurrentModulePath), &info) == 0 || info.dli_fname == nullptr)
     return {};
-  // The name by which it was loaded stays: links to the file of a certain version outlive that version.
   const std::filesystem::path name(info.dli_fname);
   std::error_code error;
-  const auto directory = std::filesystem::canonical(name.has_parent_path() ? name.parent_path() : ".", error);
+  // A program that was found by its bare name has no other; a library always comes with its place.
+  if (!name.has_parent_path()) {
+    const auto program = std::filesystem::canonical("/proc/self/exe", error);
+    return error ? std::wstring() : FromUtf8(program.string());
+  }
+  // The name by which it was loaded stays: links to the file of a certain version outlive that version.
+  const auto directory = std::filesystem::canonical(name.parent_path(), error);
   return error ? std::wstring() : FromUtf8((directory / name.filename()).string());
 }
 

@@ -61,15 +61,21 @@ class CommandLine(unittest.TestCase):
         self.assert_refused("./broken.so", self.run_kelseek("refresh", "--module", "broken.so"))
 
     def test_component_is_looked_for_around_the_program(self):
-        (self.folder / "bin").mkdir()
-        program = shutil.copy(KELSEEK, self.folder / "bin")
-        alone = self.run_kelseek("list", program=program)
-        self.assertEqual(COMPONENT_FAILED, alone.returncode)
-        self.assertIn("the registered one does not come up", alone.stderr)
-        self.broken_component("lib", MODULE_NAME)
-        self.assert_refused(f"{self.folder}/lib/{MODULE_NAME}", self.run_kelseek("list", program=program))
-        beside = self.broken_component("bin", MODULE_NAME)
-        self.assert_refused(beside, self.run_kelseek("list", program=program))
+        # The working directory is none of the places.
+        self.broken_component(MODULE_NAME)
+        home = self.folder / "grün"
+        (home / "bin").mkdir(parents=True)
+        program = shutil.copy(KELSEEK, home / "bin" / "kelseek")
+        named = {"program": program}
+        found = {"program": "kelseek", "PATH": f"{home}/bin:{os.environ['PATH']}"}
+        for how in (named, found):
+            alone = self.run_kelseek("list", **how)
+            self.assertEqual(COMPONENT_FAILED, alone.returncode)
+            self.assertIn("the registered one does not come up", alone.stderr)
+        for place in (("grün", "lib", MODULE_NAME), ("grün", "bin", MODULE_NAME)):
+            path = self.broken_component(*place)
+            for how in (named, found):
+                self.assert_refused(path, self.run_kelseek("list", **how))
 
     def test_registered_component_comes_last(self):
         (self.folder / "bin").mkdir()
