@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "platform/CodePage.h"
 #include "protocol/MessageWriter.h"
@@ -60,16 +61,16 @@ void RefreshCycle::AskConfigured() {
       record.ticksToNextAction = available ? settings_.Ticks(settings_.NonLocalRefreshTimeout)
                                            : settings_.NonLocalRefreshIntervalTicks();
       record.retriesLeft = available ? settings_.NonLocalRetryCount() : kNone;
-      requests_.AddByAddress(record, fullRequest_);
+      AddByAddress(record, fullRequest_);
     }
   }
-  requests_.Send();
+  SendRequests();
 }
 
 void RefreshCycle::Tick() {
   InterfacePass();
   ControllerPass();
-  requests_.Send();
+  SendRequests();
 }
 
 void RefreshCycle::InterfacePass() {
@@ -107,6 +108,8 @@ void RefreshCycle::ControllerPass() {
 CtrlTable::Iterator RefreshCycle::Due(CtrlTable::Iterator position) {
   CtrlInfo& record = table_.Edit(position);
   if (record.ctrlType == VC) return CheckLocalVC(position);
+  // A request that has not left yet cannot have been answered.
+  if (NonLocal(record) && requests_.Waits(record.lanSeekID)) return std::next(position);
   if (record.retriesLeft == 0) return lifecycle_.RemoveActiveCtrl(table_, position, CtrlLostConnection);
   if (NonLocal(record)) {
     AskByAddress(record);
@@ -133,14 +136,34 @@ CtrlTable::Iterator RefreshCycle::CheckLocalVC(CtrlTable::Iterator position) {
 void RefreshCycle::AskByAddress(CtrlInfo& record) {
   if (record.retriesLeft < 0 && !record.Available()) {
     record.ticksToNextAction = settings_.NonLocalRefreshIntervalTicks();
-    requests_.AddByAddress(record, fullRequest_);
+    AddByAddress(record, fullRequest_);
     return;
   }
   const bool first = record.retriesLeft < 0;
   record.ticksToNextAction = settings_.Ticks(settings_.NonLocalRefreshTimeout);
   record.retriesLeft = first ? settings_.NonLocalRetryCount() : record.retriesLeft - 1;
   // A repeated request asks for the full identity.
-  requests_.AddByAddress(record, first ? refreshRequest_ : fullRequest_);
+  AddByAddress(record, first ? refreshRequest_ : fullRequest_);
+}
+
+void RefreshCycle::AddByAddress(const CtrlInfo& record, std::string_view datagram) {
+  const bool isNeighbour = interfaces_.FindInterfaceForAddress(record.ctrlAddress) >= 0;
+  requests_.AddByAddress(record, isNeighbour, datagram);
+}
+
+void RefreshCycle::SendRequests() {
+  const std::vector<std::uint32_t> late = requests_.Send();
+  if (late.empty()) return;
+  const CtrlTable::Lock lock(table_);
+  for (const std::uint32_t lanSeekID : late) {
+    const auto found = table_.Find(lanSeekID);
+    // More retries than a poll has: its full identity is to be asked for at once.
+    if (found == table_.end() || !NonLocal(*found) || found->retriesLeft > settings_.NonLocalRetryCount())
+      continue;
+    CtrlInfo& record = table_.Edit(found);
+    record.ticksToNextAction = record.retriesLeft >= 0 ? settings_.Ticks(settings_.NonLocalRefreshTimeout)
+                                                       : settings_.NonLocalRefreshIntervalTicks();
+  }
 }
 
 void RefreshCycle::AskByBroadcast(CtrlInfo& record) {

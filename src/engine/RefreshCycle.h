@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "config/Settings.h"
 #include "controllers/CtrlTable.h"
@@ -55,6 +56,9 @@ class RefreshCycle {
   CtrlTable::Iterator Due(CtrlTable::Iterator position) REQUIRES(table_.TableMutex());
   CtrlTable::Iterator CheckLocalVC(CtrlTable::Iterator position) REQUIRES(table_.TableMutex());
   void AskByAddress(CtrlInfo& record);
+  void AddByAddress(const CtrlInfo& record, std::string_view datagram);
+  /// Sends what was collected. The time of those whose request could not leave at once begins when it does.
+  void SendRequests() EXCLUDES(table_.TableMutex());
   void AskByBroadcast(CtrlInfo& record);
 
   bool NonLocal(const CtrlInfo& record) const {

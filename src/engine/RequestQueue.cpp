@@ -1,43 +1,50 @@
 #include "engine/RequestQueue.h"
 
-#include <utility>
-
 namespace kellanseek::engine {
 
-void RequestQueue::AddByAddress(const CtrlInfo& record, std::string_view datagram) {
-  auto& byId = byAddress_.get<ById>();
-  const auto waiting = byId.find(record.lanSeekID);
-  if (waiting == byId.end()) {
-    byAddress_.insert({!record.Available(), nextNumber_++, record.lanSeekID, record.ctrlAddress, datagram});
-    return;
-  }
-  byId.modify(waiting, [&](AddressRequest& request) {
-    request.missing = !record.Available();
-    request.datagram = datagram;
-  });
+void RequestQueue::AddByAddress(const CtrlInfo& record, bool isNeighbour, std::string_view datagram) {
+  if (Waits(record.lanSeekID)) return;
+  byAddress_.insert(
+      {!record.Available(), nextNumber_++, record.lanSeekID, isNeighbour, record.ctrlAddress, datagram});
 }
 
-void RequestQueue::Send() {
+std::vector<std::uint32_t> RequestQueue::Send() {
   sent_ = 0;
+  if (!SendBroadcasts()) return {};
+  return SendByAddress();
+}
+
+bool RequestQueue::SendBroadcasts() {
   for (const BroadcastRequest& request : std::exchange(broadcasts_, {})) {
     sender_.Broadcast(request.position, request.datagram);
-    if (!Breathe()) return;
+    if (!Breathe()) return false;
   }
-  bool waited = false;
-  while (!byAddress_.empty()) {
-    const auto first = byAddress_.begin();
-    if (!sender_.SendToAddressText(first->address, first->datagram)) {
-      // What is on its way out gets a moment to leave; what waits for a neighbour takes longer than a tick.
-      if (std::exchange(waited, true) || !pacer_.Pause()) return;
-      continue;
-    }
-    waited = false;
-    byAddress_.erase(first);
-    if (!Breathe()) return;
-  }
+  return true;
 }
 
-bool RequestQueue::Breathe() { return ++sent_ % kSendBurst != 0 || pacer_.Pause(); }
+std::vector<std::uint32_t> RequestQueue::SendByAddress() {
+  std::vector<std::uint32_t> late;
+  std::size_t neighbours = 0;
+  const std::uint64_t firstNew = std::exchange(firstNew_, nextNumber_);
+  for (auto request = byAddress_.begin(); request != byAddress_.end();) {
+    if (request->isNeighbour && neighbours == kNeighboursPerTick) {
+      ++request;
+      continue;
+    }
+    if (!SendOne(*request)) break;
+    if (request->isNeighbour) ++neighbours;
+    if (request->number < firstNew) late.push_back(request->lanSeekID);
+    request = byAddress_.erase(request);
+    if (!Breathe()) break;
+  }
+  return late;
+}
+
+bool RequestQueue::SendOne(const AddressRequest& request) {
+  if (sender_.SendToAddressText(request.address, request.datagram)) return true;
+  // What is on its way out gets a moment to leave; what waits for a neighbour takes longer than a tick.
+  return pacer_.Pause() && sender_.SendToAddressText(request.address, request.datagram);
+}
 
 void RequestQueue::Clear() {
   broadcasts_.clear();

@@ -23,19 +23,22 @@ namespace kellanseek::engine {
 class SendPacer {
  public:
   virtual ~SendPacer() = default;
-  /// Called after every kSendBurst datagrams, and once when the network takes no more; false when the rest is
-  /// not to be sent any more.
+  /// Called after every kSendBurst datagrams, and when the network takes no more; false when the rest is not
+  /// to be sent any more.
   virtual bool Pause() = 0;
 };
 
 inline constexpr std::size_t kSendBurst = 50;
 
+/// Requests by address to hosts on the local networks, at most, in one tick. A host keeps an entry for each
+/// such neighbour, about a thousand in all, and gives up none that is younger than five seconds.
+inline constexpr std::size_t kNeighboursPerTick = 48;
+
 /// The requests to single controllers that have been decided on and are still to be sent. For one thread.
 ///
 /// A host holds what it sends to a neighbour until it knows the hardware address, which for one that is
 /// switched off takes seconds and then fails; a few hundred of those leave no room for others. Requests by
-/// address therefore wait here, and those to controllers that are there go first: they must not count as
-/// silent because many others are switched off.
+/// address therefore wait here, and those to controllers that are there go first.
 class RequestQueue {
  public:
   RequestQueue(network::RequestSender& sender, SendPacer& pacer) : sender_(sender), pacer_(pacer) {}
@@ -44,16 +47,16 @@ class RequestQueue {
   void AddBroadcast(std::size_t position, std::string datagram) {
     broadcasts_.push_back({position, std::move(datagram)});
   }
-  /// A request for a controller's own address; `datagram` outlives the queue. It takes the place of one that
-  /// still waits for the same controller.
-  void AddByAddress(const CtrlInfo& record, std::string_view datagram);
+  /// A request for a controller's own address, unless one waits already; `datagram` outlives the queue.
+  void AddByAddress(const CtrlInfo& record, bool isNeighbour, std::string_view datagram);
+  /// Whether a request by address for that controller waits.
+  bool Waits(std::uint32_t lanSeekID) const { return byAddress_.get<ById>().count(lanSeekID) > 0; }
 
-  /// Sends what the network takes now; the rest waits for the next call.
-  void Send();
+  /// Sends what may be sent now; the rest waits for the next call. Gives the controllers whose requests have
+  /// waited for more than one call and are sent now.
+  std::vector<std::uint32_t> Send();
 
   void Clear();
-  /// How many requests by address wait.
-  std::size_t Waiting() const { return byAddress_.size(); }
 
  private:
   struct BroadcastRequest {
@@ -64,6 +67,7 @@ class RequestQueue {
     bool missing = false;      ///< The controller is not there, as far as is known.
     std::uint64_t number = 0;  ///< Counts up.
     std::uint32_t lanSeekID = 0;
+    bool isNeighbour = false;
     std::wstring address;
     std::string_view datagram;
   };
@@ -81,14 +85,19 @@ class RequestQueue {
           boost::multi_index::hashed_unique<boost::multi_index::tag<ById>,
                                             Member<std::uint32_t, &AddressRequest::lanSeekID>>>>;
 
-  bool Breathe();
+  bool SendBroadcasts();
+  std::vector<std::uint32_t> SendByAddress();
+  /// False when the network does not take it, or the rest is not to be sent.
+  bool SendOne(const AddressRequest& request);
+  bool Breathe() { return ++sent_ % kSendBurst != 0 || pacer_.Pause(); }
 
   network::RequestSender& sender_;
   SendPacer& pacer_;
   std::vector<BroadcastRequest> broadcasts_;
   AddressRequests byAddress_;
   std::uint64_t nextNumber_ = 0;
-  std::size_t sent_ = 0;  ///< By the present call of Send().
+  std::uint64_t firstNew_ = 0;  ///< Number of the first request that no call of Send() has seen.
+  std::size_t sent_ = 0;        ///< By the present call of Send().
 };
 
 }  // namespace kellanseek::engine

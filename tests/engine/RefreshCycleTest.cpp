@@ -167,35 +167,46 @@ TEST_F(RefreshCycleTest, AnAnsweredPollIsRepeatedAfterTheInterval) {
 }
 
 TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) {
-  const auto to = [](int host, int type) {
-    return "to 10.9.9." + std::to_string(host) + " Lanseek;0d;" + std::to_string(type) + ";";
-  };
+  const auto to = [](int host) { return "to 10.9.9." + std::to_string(host) + " Lanseek;0d;5;"; };
   for (int host = 1; host <= 4; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
-  AddStatic(L"10.9.9.5", true);
+  const std::uint32_t present = AddStatic(L"10.9.9.5", true);
   sender.room = 2;
   refresh.BeginRun();
-  EXPECT_EQ(sender.Take(),
-            (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;", to(5, 5), to(1, 5)}));
+  EXPECT_EQ(sender.Take(), (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;", to(5), to(1)}));
   EXPECT_EQ(pacer.pauses, 1) << "one chance to make room";
-  // The timers run on: the next request of the one that is there overtakes those that still wait.
-  Tick(13);
+  // However long the next request waits, it counts as one, and its time begins when it leaves.
+  Tick(200);
   EXPECT_EQ(sender.Take(), Sent{});
+  EXPECT_EQ(Get(present).ctrlStatus, CtrlAvailable);
+  EXPECT_EQ(Get(present).retriesLeft, 2);
   sender.room = 2;
   Tick();
-  EXPECT_EQ(sender.Take(), (Sent{to(5, 5), to(2, 5)}));
-  // Those that still wait when their next request is due are asked once.
-  Tick(128);
+  EXPECT_EQ(sender.Take(), (Sent{to(5), to(2)}));
+  EXPECT_EQ(Get(present).ticksToNextAction, 12);
+  EXPECT_EQ(Get(12).ticksToNextAction, 128);
   sender.room = 100;
   Tick();
-  const Sent late = sender.Take();
-  EXPECT_EQ(std::count(late.begin(), late.end(), to(3, 5)), 1);
-  EXPECT_EQ(std::count(late.begin(), late.end(), to(4, 5)), 1);
+  EXPECT_EQ(sender.Take(), (Sent{to(3), to(4), to(1)})) << "asked once, in their order";
+  EXPECT_EQ(SentDuring(12), (std::vector<std::pair<int, std::string>>{{12, to(5)}}));
   // A new run asks everybody anyway.
   sender.room = 0;
   refresh.BeginRun();
   sender.room = 100;
   refresh.BeginRun();
   EXPECT_EQ(sender.Take().size(), 2U + 2U + 5U);
+}
+
+TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedAFewAtATime) {
+  constexpr int kNeighbours = 60;
+  for (int host = 1; host <= kNeighbours; ++host)
+    AddStatic((L"10.0.0." + std::to_wstring(100 + host)).c_str());
+  AddStatic(L"10.9.9.1");
+  refresh.BeginRun();
+  const Sent first = sender.Take();
+  EXPECT_EQ(first.size(), 2U + engine::kNeighboursPerTick + 1U);
+  EXPECT_EQ(first.back(), "to 10.9.9.1 Lanseek;0d;5;") << "behind a router there is room";
+  Tick();
+  EXPECT_EQ(sender.Take().size(), kNeighbours - engine::kNeighboursPerTick);
 }
 
 TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {

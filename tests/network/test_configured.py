@@ -58,7 +58,7 @@ class SwitchedOff(harness.Scenario):
     def test_neither_ticks_nor_the_end_wait_for_them(self):
         net = self.network("A")
         device = self.device(net, "10.1.9.11/16")
-        absent = [{"ControllerLocAddr": f"10.1.{n // 200 + 1}.{n % 200 + 1}"} for n in range(900)]
+        absent = [{"ControllerLocAddr": f"10.1.{n // 200 + 1}.{n % 200 + 1}"} for n in range(500)]
         here = self.station({net: "10.1.0.1/16"}, static=[*absent, entry(device)], RefreshInterval=1)
         watch = self.watch(here, ready_on=[net])
         watch.expect("reconnected", address=device.address)
