@@ -333,7 +333,8 @@ struct IKelVCLanSeek2 : IKelVCLanSeek {
   /// referenced, and `*pvci->vc_riid` must be IID_KelVirtualController; `dwProcID` is the process that is
   /// watched: when it ends, the controller goes. It is listed once its first message has been handed in, and
   /// with RemoteVCPublication_True other hosts on the local networks then see it too. E_INVALIDARG for a
-  /// missing object, another interface, or no system identity; KEL_E_SYSTEMID_PRESENT.
+  /// missing object, another interface, or no system identity; E_UNEXPECTED when the object cannot be
+  /// referenced; KEL_E_SYSTEMID_PRESENT.
   virtual HRESULT STDMETHODCALLTYPE Register2(BSTR systemPath, BSTR systemID, ULONG dwProcID,
                                               RemoteVCPublication remotePublication, VCInterface* pvci) = 0;
   /// Takes the controller off the list, as the first step of an end; UnRegister is the second.

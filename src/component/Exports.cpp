@@ -51,14 +51,10 @@ HRESULT RegisterServer(std::wstring& why) {
     why = L"The system does not say where this module is.";
     return SELFREG_E_CLASS;
   }
-  platform::RegistryStore& registry = platform::SystemRegistryStore();
-  HRESULT result = RegisterComponent(registry, Scope(perUser), path, why);
+  HRESULT result = RegisterComponent(platform::SystemRegistryStore(), Scope(perUser), path, why);
   if (FAILED(result)) return result;
   result = platform::RegisterModuleTypeLibrary(perUser);
-  if (FAILED(result)) {
-    UnregisterComponent(registry, Scope(perUser), why);
-    why = L"Could not register the type library of " + path;
-  }
+  if (FAILED(result)) why = L"Could not register the type library of " + path;
   return result;
 }
 

@@ -64,14 +64,18 @@ HRESULT RemoveTree(platform::RegistryStore& registry, const std::wstring& key, s
 
 HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope scope,
                           const std::wstring& modulePath, std::wstring& why) {
-  const HRESULT removed = RemoveTree(registry, ClassKey(scope), why);
-  if (FAILED(removed)) return removed;
-  for (const RegistryValue& entry : ValuesOfClass(scope, modulePath)) {
+  const auto write = [&](const RegistryValue& entry) {
     const HRESULT result = registry.Write(entry.key, entry.name, entry.value);
-    if (FAILED(result)) {
-      why = L"Could not write " + entry.key + L": " + registry.LastErrorText();
-      return result;
-    }
+    if (FAILED(result)) why = L"Could not write " + entry.key + L": " + registry.LastErrorText();
+    return result;
+  };
+  // A registration that is there is not given up for one that the store does not take: the path comes first.
+  HRESULT result = write({ClassKey(scope) + L"\\InprocServer32", kDefaultValue, modulePath});
+  if (SUCCEEDED(result)) result = RemoveTree(registry, ClassKey(scope), why);
+  if (FAILED(result)) return result;
+  for (const RegistryValue& entry : ValuesOfClass(scope, modulePath)) {
+    result = write(entry);
+    if (FAILED(result)) return result;
   }
   return S_OK;
 }

@@ -155,7 +155,9 @@ void CrVCDaemon::RefreshAfterReInit(CtrlTable& table) {
 std::int32_t CrVCDaemon::Step(std::int32_t elapsed) {
   const platform::MutexLock lock(listLock_);
   LetTimePass(elapsed);
-  for (const DaemonMessage& message : TakeQueue()) Handle(message);
+  for (const DaemonMessage& message : TakeQueue()) {
+    platform::RunStep([&]() NO_THREAD_SAFETY_ANALYSIS { Handle(message); });
+  }
   return SendDue();
 }
 

@@ -13,6 +13,9 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 /// The table is compared this often even when nothing is notified.
 constexpr std::chrono::milliseconds kCheckInterval{120000};
 
+/// Until a rebuild that ran out of memory is tried again.
+constexpr std::chrono::milliseconds kAfterShortage{1000};
+
 }  // namespace
 
 AddressWatch::AddressWatch(network::InterfaceTable& interfaces, platform::Mutex& tableMutex,
@@ -37,14 +40,17 @@ void AddressWatch::NotifyAddrChangeLoop() {
   // Whatever changed between the building of the table and the first wait counts as a notice.
   platform::RunStep([this] { Check(); });
   while (settings_.DetectInterfaceChanges != 0) {
-    const Outcome outcome = watch->Wait(stopWatch_, kCheckInterval);
+    const Outcome outcome = watch->Wait(stopWatch_, rebuildOwed_ ? kAfterShortage : kCheckInterval);
     if (outcome == Outcome::Stopped || outcome == Outcome::Failed) return;
     platform::RunStep([this] { Check(); });
   }
 }
 
 void AddressWatch::Check() {
-  if (interfaces_.InterfacesChanged(tableMutex_)) listener_.OnInterfacesChanged();
+  // Stays owed when memory runs out on the way.
+  const bool owed = std::exchange(rebuildOwed_, true);
+  if (owed || interfaces_.InterfacesChanged(tableMutex_)) listener_.OnInterfacesChanged();
+  rebuildOwed_ = false;
 }
 
 }  // namespace kellanseek::engine

@@ -43,6 +43,7 @@ class AddressWatch {
   WatchMaker makeWatch_;
   platform::Event& stopWatch_;
   diagnostics::Tracer trace_;
+  bool rebuildOwed_ = false;  ///< A check has begun and has not come to its end.
 };
 
 }  // namespace kellanseek::engine

@@ -13,6 +13,7 @@ namespace {
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 constexpr std::chrono::milliseconds kSendPause{2};
+constexpr std::chrono::milliseconds kAfterShortage{100};
 
 daemon::RandomSource RandomNumbers() {
   return [generator = std::minstd_rand(std::random_device()())]() mutable {
@@ -119,18 +120,33 @@ void CControllerSeek::RebuildNetwork() {
   const platform::MutexLock run(runLock_);
   if (stopping_) return;
   Stop(1);
-  {
-    const EngineLock::Scope engine(engineLock_);
-    auto entries = interfaces_.SetupLanseekInterfaces();
-    const CtrlTable::Lock lock(table_);
-    interfaces_.Replace(std::move(entries));
-    lifecycle_.RevalidateAfterInterfaceChange(table_);
+  try {
+    ReplaceInterfaces();
+  } catch (...) {
+    Start(1);
+    throw;
   }
   Start(1);
 }
 
+void CControllerSeek::ReplaceInterfaces() {
+  const EngineLock::Scope engine(engineLock_);
+  auto entries = interfaces_.SetupLanseekInterfaces();
+  const CtrlTable::Lock lock(table_);
+  interfaces_.Replace(std::move(entries));
+  lifecycle_.RevalidateAfterInterfaceChange(table_);
+}
+
+/// Ends when the sockets exist, or with the run.
+void CControllerSeek::CreateSockets() {
+  while (!platform::RunStep([this] { sockets_.CreateSockets(); })) {
+    sockets_.CloseSockets();
+    if (platform::WaitForAny({&stopNetwork_}, kAfterShortage).Signalled(0)) return;
+  }
+}
+
 void CControllerSeek::RefreshThread() {
-  platform::RunStep([this] { sockets_.CreateSockets(); });
+  CreateSockets();
   socketsReady_.Set();
   platform::RunStep([this] { refreshCycle_.BeginRun(); });
   const std::chrono::milliseconds tick(settings_.TickMilliseconds());

@@ -57,7 +57,9 @@ class CControllerSeek {
   bool OnReceiverThread() const { return receiverId_.load() == std::this_thread::get_id(); }
 
   /// Stops the network side, builds the interface table anew, withdraws the controllers whose interface has
-  /// gone, and starts the network side again. Does nothing once a full Stop has begun.
+  /// gone, and starts the network side again. Does nothing once a full Stop has begun. Throws std::bad_alloc
+  /// when memory ran out on the way: the network side runs then, but with what could be done, and is to be
+  /// rebuilt again.
   void RebuildNetwork();
 
   /// Adds a controller by address, or finds it: S_OK with a new id, one of the two "already known" success
@@ -65,8 +67,8 @@ class CControllerSeek {
   HRESULT AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID)
       EXCLUDES(table_.TableMutex());
 
-  /// Registers a virtual controller of this host: S_OK, E_INVALIDARG, or KEL_E_SYSTEMID_PRESENT. `vci` may be
-  /// null.
+  /// Registers a virtual controller of this host: S_OK, E_INVALIDARG, KEL_E_SYSTEMID_PRESENT, or E_UNEXPECTED
+  /// when the object cannot be referenced. `vci` may be null.
   HRESULT RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
                      RemoteVCPublication remotePublication, const VCInterface* vci)
       EXCLUDES(table_.TableMutex());
@@ -89,6 +91,8 @@ class CControllerSeek {
 
   void StartNetwork();
   void StopNetwork(int restart);
+  void ReplaceInterfaces();
+  void CreateSockets();
   void RefreshThread();
 
   CtrlTable& table_;

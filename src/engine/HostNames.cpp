@@ -1,6 +1,8 @@
 #include "engine/HostNames.h"
 
 #include <chrono>
+#include <optional>
+#include <string>
 
 #include "platform/CodePage.h"
 #include "platform/Thread.h"
@@ -55,14 +57,18 @@ void HostNames::HostNameThread() {
 }
 
 bool HostNames::ResolveQueued() {
-  Pending next;
-  while (TakeNext(next)) {
-    const platform::Ipv4 address = platform::ParseIpv4(std::wstring_view(next.address));
-    const auto hostName = lookup_.HostName(address);
+  for (;;) {
+    Pending next;
+    bool taken = false;
+    std::optional<std::string> hostName;
+    const bool done = platform::RunStep([&] {
+      taken = TakeNext(next);
+      if (taken) hostName = lookup_.HostName(platform::ParseIpv4(std::wstring_view(next.address)));
+    });
+    if (!taken) return true;  // What could not be taken for lack of memory waits for the next that is queued.
     if (stopEngine_.TryWait()) return false;
-    if (hostName) platform::RunStep([&] { Store(next.lanSeekID, *hostName); });
+    if (done && hostName) platform::RunStep([&] { Store(next.lanSeekID, *hostName); });
   }
-  return true;
 }
 
 void HostNames::Store(std::uint32_t lanSeekID, const std::string& hostName) {

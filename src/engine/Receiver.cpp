@@ -14,6 +14,7 @@ namespace {
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 constexpr std::chrono::milliseconds kReceiveTimeout{1000};
+constexpr std::chrono::milliseconds kAfterShortage{100};
 
 /// The limit of the platform's wait for several sockets.
 constexpr std::size_t kMaxInterfaceSockets = 64;
@@ -36,8 +37,15 @@ void Receiver::ReceiverThread() {
   if (!platform::WaitForAny({&stopNetwork_, &socketsReady_}).Signalled(1)) return;
   if (interfaces_.Size() == 0 && settings_.NonLocalUpdatesEnabled == 0) return;
 
-  ReceiveSet set = BuildReceiveSet();
-  const auto receiver = udp_.CreateReceiver(set.sockets, protocol::kMaxDatagram);
+  ReceiveSet set;
+  std::unique_ptr<platform::DatagramReceiver> receiver;
+  const auto prepare = [&] {
+    set = BuildReceiveSet();
+    receiver = udp_.CreateReceiver(set.sockets, protocol::kMaxDatagram);
+  };
+  while (!platform::RunStep(prepare)) {
+    if (platform::WaitForAny({&stopNetwork_}, kAfterShortage).Signalled(0)) return;
+  }
   while (!stopNetwork_.TryWait()) {
     platform::RunStep([&] { Handle(receiver->ReceiveOne(stopNetwork_, kReceiveTimeout), set); });
   }

@@ -4,8 +4,8 @@
 
 namespace kellanseek::platform {
 
-/// What lets an object that is safe from any thread be used in every apartment of its process without a stub:
-/// the free- threaded marshaller, as a part of `object`, which it does not reference. Null where the system
+/// What lets an object that belongs to no thread be used in every apartment of its process without a stub:
+/// the free-threaded marshaller, as a part of `object`, which it does not reference. Null where the system
 /// has no apartments, and when memory is out.
 KelComPtr<IUnknown> FreeThreadedMarshaler(IUnknown& object);
 

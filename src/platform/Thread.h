@@ -15,11 +15,14 @@ enum class ThreadUrgency {
 
 /// Runs one step of a thread's loop. A step for which memory runs out is lost, as a datagram may be, and the
 /// thread goes on with the next one: it has nobody to report to, and without it discovery would stand still.
+/// False when that happened.
 template <typename Step>
-void RunStep(Step step) {
+bool RunStep(Step step) {
   try {
     step();
+    return true;
   } catch (const std::bad_alloc&) {
+    return false;
   }
 }
 

@@ -84,11 +84,29 @@ TEST_F(RegistrationTest, ForOneUserTheSameKeysStandElsewhere) {
 }
 
 TEST_F(RegistrationTest, SaysInWordsWhatItCouldNotDo) {
+  ASSERT_EQ(Register(), S_OK);
+  const auto registered = store.values;
   store.readOnly = true;
   EXPECT_EQ(Register(), E_ACCESSDENIED);
-  EXPECT_EQ(why, L"Could not remove " + kClass + L": the store is read-only");
+  EXPECT_EQ(why, L"Could not write " + kClass + L"\\InprocServer32: the store is read-only");
   EXPECT_EQ(Unregister(), E_ACCESSDENIED);
   EXPECT_EQ(why, L"Could not remove " + kClass + L": the store is read-only");
+  EXPECT_EQ(store.values, registered);
+
+  store.readOnly = false;
+  store.refused = L"/a path\nthat cannot be kept";
+  EXPECT_EQ(RegisterComponent(store, scope, store.refused, why), E_INVALIDARG);
+  EXPECT_EQ(store.values, registered) << "what worked before still does";
+}
+
+TEST_F(RegistrationTest, TheNamesStayForProgramsOfTheOtherSize) {
+  ASSERT_EQ(Register(), S_OK);
+  store.otherSize = {kClass};
+  EXPECT_EQ(Unregister(), S_OK);
+  EXPECT_TRUE(store.values.contains({L"HKEY_CLASSES_ROOT\\KelLanSeek.KelLanSeek\\CLSID", L""}));
+  EXPECT_FALSE(store.values.contains({kClass, L""}));
+  store.otherSize.clear();
+  EXPECT_EQ(Unregister(), S_OK);
   EXPECT_EQ(store.values, kForeign);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +25,7 @@ class FakeRegistryStore : public platform::RegistryStore {
   }
   HRESULT Write(const std::wstring& key, const std::wstring& name, const std::wstring& value) override {
     if (readOnly) return E_ACCESSDENIED;
+    if (!refused.empty() && value == refused) return E_INVALIDARG;
     values[{key, name}] = value;
     return S_OK;
   }
@@ -36,11 +38,14 @@ class FakeRegistryStore : public platform::RegistryStore {
     };
     return std::erase_if(values, inTree) > 0 ? S_OK : S_FALSE;
   }
+  bool HasForOtherSize(const std::wstring& key) override { return otherSize.contains(key); }
   std::wstring LastErrorText() override { return readOnly ? L"the store is read-only" : L""; }
 
   std::map<Name, std::wstring> values;
   std::vector<std::wstring> removed;  ///< The trees that were removed, in order.
   bool readOnly = false;
+  std::wstring refused;              ///< A value that cannot be kept; empty for none.
+  std::set<std::wstring> otherSize;  ///< Keys that programs of the other size have.
 };
 
 }  // namespace kellanseek::test

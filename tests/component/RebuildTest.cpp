@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "tests/component/ComponentHarness.h"
+#include "tests/support/FakeSink.h"
+
+namespace kellanseek::test {
+namespace {
+
+/// A host whose one interface is sometimes there and sometimes not.
+class RestlessHost : public FakeNetworkAddresses {
+ public:
+  RestlessHost() {
+    AddInterface(1, {0, 1, 2, 3, 4, 5});
+    AddAddress(1, "192.168.1.5", "255.255.255.0");
+  }
+  std::optional<std::vector<platform::AddressRow>> Addresses() override {
+    const int look = ++looks_;
+    if (--looksUntilShortage == 0) throw std::bad_alloc();
+    if (away || (restless && look / 2 % 2 == 1)) return std::vector<platform::AddressRow>();
+    return FakeNetworkAddresses::Addresses();
+  }
+
+  std::atomic<int> looksUntilShortage = 0;
+  std::atomic<bool> restless = false;
+  std::atomic<bool> away = false;
+
+ private:
+  std::atomic<int> looks_ = 0;
+};
+
+/// Notices without end, or one whenever it is asked for.
+class Notices : public platform::AddressChangeWatch {
+ public:
+  Notices(const RestlessHost& host, platform::Event& notice) : host_(host), notice_(notice) {}
+  Outcome Wait(platform::Event& stop, std::chrono::milliseconds timeout) override {
+    const auto limit = host_.restless ? std::chrono::milliseconds(1) : timeout;
+    const platform::WaitResult result = platform::WaitForAny({&stop, &notice_}, limit);
+    if (result.Signalled(0)) return Outcome::Stopped;
+    return result.Signalled(1) || host_.restless ? Outcome::Changed : Outcome::TimedOut;
+  }
+
+ private:
+  const RestlessHost& host_;
+  platform::Event& notice_;
+};
+
+class RebuildTest : public testing::Test, protected ComponentHarness {
+ protected:
+  /// The object goes before what it works on.
+  void TearDown() override { ReleaseAll(); }
+
+  void Create() {
+    void* object = nullptr;
+    ASSERT_EQ(CKelLanSeek::Create(nullptr, IID_IKelLanSeek2, &object, changing_, module), S_OK);
+    seek = KelComPtr<IKelLanSeek2>::Attach(static_cast<IKelLanSeek2*>(object));
+    identity = seek.As<IKelCtrlIdentity3>();
+    subscriptions = seek.As<IKelLanSeekSubscribe>();
+    additions = seek.As<IKelLanSeekConfig>();
+  }
+  void Hear(int number) {
+    const std::string text = std::to_string(number);
+    network.Inject(InjectedNetwork::Datagram(1, "4:" + text + ";9:00-" + text + ";"), "192.168.1." + text);
+  }
+
+  RestlessHost host_;
+  platform::Event notice_{platform::Event::Kind::AutoReset};
+
+ private:
+  FakeReverseLookup hostNames_;
+  FakeProcessTable processes_;
+  const ComponentEnvironment changing_{
+      {network, host_, [this] { return std::make_unique<Notices>(host_, notice_); }, hostNames_, processes_,
+       traces},
+      registry};
+};
+
+TEST_F(RebuildTest, UnderDatagramsCallsAndTheLastRelease) {
+  for (int round = 0; round < 20; ++round) {
+    host_.restless = true;
+    Create();
+    const auto sink = FakeSink::Make();
+    Subscribe(sink.Get());
+    std::atomic<bool> ending = false;
+    std::thread plant([&] {
+      for (int i = 0; !ending; ++i) {
+        Hear(10 + i % 40);
+        std::this_thread::yield();
+      }
+    });
+    std::thread client(
+        [&, seekOfThread = seek, identityOfThread = identity, additionsOfThread = additions]() mutable {
+          for (ULONG id = 11; !ending; ++id) {
+            KelBstr name;
+            ULONG added = 0;
+            identityOfThread->GetCtrlName(11 + id % 50, name.Put());
+            seekOfThread->RefreshForID(11 + id % 50);
+            additionsOfThread->AddRemoteController(KelBstr(L"192.168.1." + std::to_wstring(id % 200)).Get(),
+                                                   &added);
+            KelRetrievalParams all = {};
+            all.noOfElts = -2;
+            KelComPtr<IKelEnumCtrlIdentity> list;
+            EXPECT_EQ(seekOfThread->GetCtrlList(&all, list.Put()), S_OK);
+          }
+          identityOfThread.Reset();
+          additionsOfThread.Reset();
+          seekOfThread.Reset();
+        });
+    sink->WaitFor(20);
+    ReleaseAll();
+    ending = true;
+    client.join();
+    plant.join();
+    WaitUntilUnused();
+    EXPECT_FALSE(module.InUse()) << "the release on another thread was the last";
+  }
+}
+
+TEST_F(RebuildTest, OneThatRunsOutOfMemoryIsMadeGood) {
+  Create();
+  const auto sink = FakeSink::Make();
+  Subscribe(sink.Get());
+  Hear(20);
+  sink->WaitFor(1);
+  // The comparison looks once, and the rebuild after it.
+  host_.looksUntilShortage = 2;
+  host_.away = true;
+  notice_.Set();
+  EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;") << "lost with its network, a second later at most";
+  host_.away = false;
+  notice_.Set();
+  // Said until it is heard: what comes before the network side stands again is lost.
+  platform::Event never(platform::Event::Kind::ManualReset);
+  for (int i = 0; i < 1000 && sink->WaitFor(2).size() < 3; ++i) {
+    Hear(21);
+    platform::WaitForAny({&never}, std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(sink->WaitForTexts(3).back(), L"12;1;0;");
+}
+
+}  // namespace
+}  // namespace kellanseek::test
