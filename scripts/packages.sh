@@ -13,5 +13,5 @@ install_packages() {
   [ ${#missing[@]} -eq 0 ] && return
   echo "dev: installing ${missing[*]}" >&2
   as_root apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive as_root apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
