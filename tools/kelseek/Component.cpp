@@ -23,7 +23,8 @@ std::wstring Named(const std::string& path) {
   return bare ? L"." + std::wstring(PathSeparator()) + wide : wide;
 }
 
-/// A place as it is named from a directory, which ends with a separator and is free of links: steps up are taken.
+/// A place as it is named from a directory, which ends with a separator and is free of links: steps up are
+/// taken.
 std::wstring From(std::wstring directory, std::string_view place) {
   constexpr std::string_view kUp = "../";
   const wchar_t separator = PathSeparator().front();

@@ -1,13 +1,16 @@
 #include "ConfigCommands.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <string>
 
 #include "Command.h"
 #include "Text.h"
 #include "config/ConfigCheck.h"
 #include "config/Configuration.h"
+#include "platform/FilePath.h"
 #include "platform/RegistryStore.h"
 
 namespace kellanseek::tools {
@@ -65,12 +68,20 @@ int Check(const CheckOptions& options, bool colours) {
 
 int Init(const InitOptions& options) {
   const std::wstring directory = Absolute(options.directory);
+  const std::wstring files[] = {config::ScanConfigurationFile(directory),
+                                config::StaticControllerFile(directory)};
+  const bool complete = std::all_of(std::begin(files), std::end(files), [](const std::wstring& file) {
+    return platform::KindOfPath(file) == platform::PathKind::Other;
+  });
   std::wstring error;
-  if (!config::WriteDefaultConfiguration(directory, error)) {
+  if (options.use && complete) {
+    std::cout << "Kept as they are: ";
+  } else if (config::WriteDefaultConfiguration(directory, error)) {
+    std::cout << "Written: ";
+  } else {
     throw CommandError(kComponentFailed, Printable(error));
   }
-  std::cout << "Written: " << Printable(config::ScanConfigurationFile(directory)) << ", "
-            << Printable(config::StaticControllerFile(directory)) << '\n';
+  std::cout << Printable(files[0]) << ", " << Printable(files[1]) << '\n';
   if (!options.use) return kFound;
   platform::RegistryStore& registry = platform::SystemRegistryStore();
   const HRESULT result = config::SetConfiguredDirectory(registry, directory);
@@ -102,7 +113,9 @@ void AddConfigCommands(CLI::App& app, Session& session) {
         command.add_option("directory", options.directory, "Where to write; nothing there is overwritten")
             ->type_name("DIR")
             ->required();
-        command.add_flag("--use", options.use, "Also point the components of this host to it");
+        command.add_flag(
+            "--use", options.use,
+            "Also point the components of this host to it; both files may be there already then");
       },
       [](const InitOptions& options) { return Init(options); });
 }

@@ -13,6 +13,15 @@ namespace {
 
 struct NoOptions {};
 
+/// Why the registry could not be changed, as far as a look at it tells.
+std::string Reason(HRESULT result) {
+  if (result == E_ACCESSDENIED) return "; the registry has to be writable for this user";
+  // A change that changes nothing: nobody has such a key.
+  platform::RegistryStore& registry = platform::SystemRegistryStore();
+  if (SUCCEEDED(registry.RemoveTree(L"HKEY_CURRENT_USER\\Software\\Classes\\KelLanSeek.Nobody"))) return "";
+  return ": " + Printable(registry.LastErrorText());
+}
+
 int CallModule(const Session& session, const char* function, const char* attempt, const char* done) {
   const std::wstring module = ModulePath(session);
   if (module.empty()) {
@@ -25,8 +34,7 @@ int CallModule(const Session& session, const char* function, const char* attempt
   const HRESULT result = call();
   if (FAILED(result)) {
     throw CommandError(kComponentFailed, std::string(attempt) + " " + Printable(module) + " failed (" +
-                                             CodeText(result) +
-                                             "); the registry has to be writable for this user");
+                                             CodeText(result) + ")" + Reason(result));
   }
   std::cout << Printable(module) << " is " << done << ".\n";
   return kFound;

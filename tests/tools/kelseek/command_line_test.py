@@ -87,6 +87,43 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(COMPONENT_FAILED, result.returncode)
         self.assertIn("(0x800401F8)", result.stderr)
 
+    def test_configuration_is_written_used_and_checked(self):
+        directory = self.folder / "config"
+        directory.mkdir()
+
+        def check(expected, text, *where):
+            result = self.run_kelseek("check-config", *where)
+            self.assertEqual(expected, result.returncode, result.stdout + result.stderr)
+            self.assertIn(text, result.stdout + result.stderr)
+
+        check(2, "no configuration directory is set")
+        self.assertEqual(0, self.run_kelseek("init-config", str(directory)).returncode)
+        again = self.run_kelseek("init-config", str(directory))
+        self.assertEqual(COMPONENT_FAILED, again.returncode)
+        self.assertIn("already there", again.stderr)
+        for _ in range(2):
+            self.assertEqual(0, self.run_kelseek("init-config", "--use", str(directory)).returncode)
+        check(0, "clean")
+        settings = directory / "lanseekconf.xml"
+        settings.write_text(settings.read_text("latin-1").replace("<Retries>3<", "<Retries>three<"), "latin-1")
+        check(1, "1 finding")
+        settings.unlink()
+        settings.mkdir()
+        check(2, "lanseekconf.xml", str(directory))
+
+    def test_registration_and_its_end(self):
+        registry = self.folder / "registry"
+        registry.write_text("[HKEY_CURRENT_USER\\Other]\nkept=yes\n")
+        self.assertEqual(0, self.run_kelseek("register").returncode)
+        self.assertIn(f"/{MODULE_NAME}\nThreadingModel=Free\n", registry.read_text())
+        self.assertEqual(0, self.run_kelseek("unregister").returncode)
+        self.assertEqual("[HKEY_CURRENT_USER\\Other]\nkept=yes", registry.read_text().strip())
+        registry.write_bytes(b"[A]\nn=\0\n")
+        refused = self.run_kelseek("register")
+        self.assertEqual(COMPONENT_FAILED, refused.returncode)
+        self.assertIn("damaged", refused.stderr)
+        self.assertEqual(b"[A]\nn=\0\n", registry.read_bytes())
+
     def test_what_was_typed_cannot_command_the_terminal(self):
         for arguments in (["\x1b[31m"], ["list", "--module", "\x1b]0;x\x07"], ["list", "--wait", "\x9b1"]):
             with self.subTest(arguments):
