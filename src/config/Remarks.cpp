@@ -79,6 +79,13 @@ void CheckChildren(platform::XmlNode& parent, const std::vector<KnownElement>& k
                       L" is there more than once; only the first counts, this one is ignored."
                 : UnknownNameText(name, here, elsewhere);
     for (std::size_t i = isKnown ? 1 : 0; i < nodes.size(); ++i) remarks.Finding(nodes[i]->Line(), text);
+    std::vector<std::wstring> inside;
+    if (isKnown && expected->holdsText && !nodes.empty() && SUCCEEDED(nodes.front()->ChildNames(inside)) &&
+        !inside.empty()) {
+      remarks.Finding(nodes.front()->Line(), L"Element " + Quoted(name) + L" has the element " +
+                                                 Quoted(inside.front()) +
+                                                 L" inside, whose text counts as a part of its own.");
+    }
   }
   if (unknownNames > kMostUnknownNames) {
     remarks.Finding(parent.Line(), std::to_wstring(unknownNames - kMostUnknownNames) +

@@ -34,11 +34,13 @@ std::wstring Quoted(std::wstring_view text);
 /// An element that may stand under another.
 struct KnownElement {
   std::wstring_view name;
-  bool repeats = false;  ///< Every one counts, not just the first.
+  bool repeats = false;   ///< Every one counts, not just the first.
+  bool holdsText = true;  ///< What counts of it is its text, in which elements are out of place.
 };
 
 /// Reports the children that are ignored: those whose name is not known there, with the name that was
-/// probably meant, and all but the first of those that count once. Of unknown names beyond a hundred only the
+/// probably meant, and all but the first of those that count once; and elements inside of a text, which count
+/// as a part of it. Of unknown names beyond a hundred only the
 /// number is told. `elsewhere` are names that are known at other places of the file.
 void CheckChildren(platform::XmlNode& parent, const std::vector<KnownElement>& known,
                    const std::vector<std::wstring_view>& elsewhere, Remarks& remarks);

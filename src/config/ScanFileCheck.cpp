@@ -79,9 +79,9 @@ class ScanFileCheck {
     }
     CheckChildren(root,
                   {{L"FakeRemoteVCAs"},
-                   {L"CommunicationSettings"},
-                   {L"ExcludeInterfaces"},
-                   {L"UseInterfaces"},
+                   {L"CommunicationSettings", false, false},
+                   {L"ExcludeInterfaces", false, false},
+                   {L"UseInterfaces", false, false},
                    {detect.name}},
                   deeper, remarks_);
     CheckFakeRemoteVCAs(root);

@@ -69,6 +69,7 @@ TEST(ConfigCheckTest, FindsWhatTheScanFileDoesNotMean) {
           "4: Did you mean \"Retries\"?"});
   expect("at another place", Elements("Retries=1"), {"2: It belongs at another place"});
   expect("twice", numbers("Retries=1;Retries=2"), {"4: only the first counts"});
+  expect("an element in a text", numbers("Retries=1<b>2</b>"), {"3: \"b\" inside, whose text counts"});
   expect("hexadecimal port", numbers("RequestPort=0x1588"),
          {"3: \"0x1588\", which is not a plain decimal number of 32 bits; it reads as 0."});
   expect("port too high", numbers("ResponsePort=70000"), {"3: low 16 bits, 4464"});
