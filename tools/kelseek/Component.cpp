@@ -38,7 +38,7 @@ std::wstring BesideProgram() {
   const std::wstring program = platform::CurrentModulePath();
   const std::wstring directory = program.substr(0, program.rfind(PathSeparator()) + 1);
   for (const char* const place : {"", KELLANSEEK_LIBRARY_DIRECTORY "/", "../lib/"}) {
-    const std::wstring path = From(directory, place) + FromUtf8(KELLANSEEK_MODULE_NAME);
+    std::wstring path = From(directory, place) + FromUtf8(KELLANSEEK_MODULE_NAME);
     if (KindOfPath(path) == PathKind::Other) return path;
   }
   return {};
