@@ -58,9 +58,10 @@ class ComponentHarness {
     registry.values[{kConfigKey, L"ConfigDir"}] = directory.Wide();
   }
 
-  void Create() {
+  void Create() { Create(environment); }
+  void Create(const ComponentEnvironment& world) {
     void* object = nullptr;
-    ASSERT_EQ(CKelLanSeek::Create(nullptr, IID_IKelLanSeek2, &object, environment, module), S_OK);
+    ASSERT_EQ(CKelLanSeek::Create(nullptr, IID_IKelLanSeek2, &object, world, module), S_OK);
     seek = KelComPtr<IKelLanSeek2>::Attach(static_cast<IKelLanSeek2*>(object));
     identity = seek.As<IKelCtrlIdentity3>();
     subscriptions = seek.As<IKelLanSeekSubscribe>();

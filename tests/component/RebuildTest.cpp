@@ -54,14 +54,7 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
   /// The object goes before what it works on.
   void TearDown() override { ReleaseAll(); }
 
-  void Create() {
-    void* object = nullptr;
-    ASSERT_EQ(CKelLanSeek::Create(nullptr, IID_IKelLanSeek2, &object, changing_, module), S_OK);
-    seek = KelComPtr<IKelLanSeek2>::Attach(static_cast<IKelLanSeek2*>(object));
-    identity = seek.As<IKelCtrlIdentity3>();
-    subscriptions = seek.As<IKelLanSeekSubscribe>();
-    additions = seek.As<IKelLanSeekConfig>();
-  }
+  void Create() { ComponentHarness::Create(changing_); }
   void Hear(int number) {
     const std::string text = std::to_string(number);
     network.Inject(InjectedNetwork::Datagram(1, "4:" + text + ";9:00-" + text + ";"), "192.168.1." + text);
