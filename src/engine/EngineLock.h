@@ -15,6 +15,9 @@ class EngineLock {
   void Release();
   /// Gives back all that the calling thread holds, if anything. Cheap when it holds nothing.
   void ReleaseAll();
+  bool HeldByThisThread() const {
+    return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
+  }
 
   /// Holds the lock for the life of a scope.
   class Scope {
@@ -29,10 +32,6 @@ class EngineLock {
   };
 
  private:
-  bool HeldByThisThread() const {
-    return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
-  }
-
   std::mutex mutex_;
   std::atomic<std::thread::id> owner_{};
   int depth_ = 0;  ///< Only the owner reads or writes it.
