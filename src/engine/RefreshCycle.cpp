@@ -68,6 +68,7 @@ void RefreshCycle::AskConfigured() {
 }
 
 void RefreshCycle::Tick() {
+  requests_.NextTick();
   InterfacePass();
   ControllerPass();
   SendRequests();

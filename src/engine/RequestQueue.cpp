@@ -1,11 +1,20 @@
 #include "engine/RequestQueue.h"
 
+#include <algorithm>
+
 namespace kellanseek::engine {
 
 void RequestQueue::AddByAddress(const CtrlInfo& record, bool isNeighbour, std::string_view datagram) {
   if (Waits(record.lanSeekID)) return;
   byAddress_.insert(
-      {!record.Available(), nextNumber_++, record.lanSeekID, isNeighbour, record.ctrlAddress, datagram});
+      {TurnOf(record), nextNumber_++, record.lanSeekID, isNeighbour, record.ctrlAddress, datagram});
+}
+
+RequestQueue::Turn RequestQueue::TurnOf(const CtrlInfo& record) const {
+  // Ids count up, so all additions beyond the last one asked are new.
+  if (record.identificationType == RemoteCtrlDefinition && record.lanSeekID > lastAdditionAsked_)
+    return Turn::JustAdded;
+  return record.Available() ? Turn::Available : Turn::Missing;
 }
 
 std::vector<std::uint32_t> RequestQueue::Send() {
@@ -24,15 +33,16 @@ bool RequestQueue::SendBroadcasts() {
 
 std::vector<std::uint32_t> RequestQueue::SendByAddress() {
   std::vector<std::uint32_t> late;
-  std::size_t neighbours = 0;
   const std::uint64_t firstNew = std::exchange(firstNew_, nextNumber_);
   for (auto request = byAddress_.begin(); request != byAddress_.end();) {
-    if (request->isNeighbour && neighbours == kNeighboursPerTick) {
+    if (request->isNeighbour && neighbourRoom_ == 0) {
       ++request;
       continue;
     }
     if (!SendOne(*request)) break;
-    if (request->isNeighbour) ++neighbours;
+    if (request->isNeighbour) --neighbourRoom_;
+    if (request->turn == Turn::JustAdded)
+      lastAdditionAsked_ = std::max(lastAdditionAsked_, request->lanSeekID);
     if (request->number < firstNew) late.push_back(request->lanSeekID);
     request = byAddress_.erase(request);
     if (!Breathe()) break;

@@ -196,17 +196,36 @@ TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) 
   EXPECT_EQ(sender.Take().size(), 2U + 2U + 5U);
 }
 
-TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedAFewAtATime) {
-  constexpr int kNeighbours = 60;
-  for (int host = 1; host <= kNeighbours; ++host)
-    AddStatic((L"10.0.0." + std::to_wstring(100 + host)).c_str());
+TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedInBursts) {
+  const std::size_t burst = 2U + engine::kNeighbourBurst + 1U;
+  for (int host = 0; host < 600; ++host) AddStatic((L"10.0.0." + std::to_wstring(10 + host % 200)).c_str());
   AddStatic(L"10.9.9.1");
   refresh.BeginRun();
   const Sent first = sender.Take();
-  EXPECT_EQ(first.size(), 2U + engine::kNeighboursPerTick + 1U);
+  EXPECT_EQ(first.size(), burst);
   EXPECT_EQ(first.back(), "to 10.9.9.1 Lanseek;0d;5;") << "behind a router there is room";
+
+  std::uint32_t added = 0;
+  {
+    const CtrlTable::Lock lock(table);
+    ASSERT_EQ(lifecycle.AddRemoteController(table, L"10.0.0.240", added), S_OK);
+  }
+  const std::string toAdded = "to 10.0.0.240 Lanseek;0d;5;";
   Tick();
-  EXPECT_EQ(sender.Take().size(), kNeighbours - engine::kNeighboursPerTick);
+  const Sent second = sender.Take();
+  EXPECT_EQ(second.size(), engine::kNeighboursPerTick);
+  EXPECT_EQ(second.front(), toAdded) << "a client waits for it";
+
+  refresh.BeginRun();
+  EXPECT_EQ(sender.Take().size(), 2U + 1U) << "the host has its neighbours still";
+  Tick(12);
+  const Sent rest = sender.Take();
+  EXPECT_EQ(rest.size(), 12 * engine::kNeighboursPerTick);
+  EXPECT_EQ(std::count(rest.begin(), rest.end(), toAdded), 0) << "asked before, so in its turn";
+  Tick(100);
+  EXPECT_EQ(sender.Take().back(), toAdded);
+  refresh.BeginRun();
+  EXPECT_EQ(sender.Take().size(), burst);
 }
 
 TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
