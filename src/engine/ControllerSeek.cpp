@@ -139,7 +139,15 @@ void CControllerSeek::ReplaceInterfaces() {
 
 /// Ends when the sockets exist, or with the run.
 void CControllerSeek::CreateSockets() {
-  while (!platform::RunStep([this] { sockets_.CreateSockets(); })) {
+  const std::size_t usable = interfaces_.Size();
+  const auto create = [this, usable] {
+    sockets_.CreateSockets();
+    // An interface without sockets has left the table, and those behind it have other positions now.
+    if (interfaces_.Size() == usable) return;
+    const CtrlTable::Lock lock(table_);
+    lifecycle_.RevalidateAfterInterfaceChange(table_);
+  };
+  while (!platform::RunStep(create)) {
     sockets_.CloseSockets();
     if (platform::WaitForAny({&stopNetwork_}, kAfterShortage).Signalled(0)) return;
   }

@@ -46,6 +46,8 @@ class InjectedNetwork : public platform::UdpNetwork {
     receptionsThatFail_ = receptions;
     broadcastsThatFail_ = broadcasts;
   }
+  /// The local address that no socket can be bound to from now on; 0 for none.
+  void Refuse(platform::Ipv4 address) { refused_ = address; }
   /// Waits, for ten seconds at most, until a request by address has been sent.
   bool WaitForRequestByAddress() {
     return platform::WaitForAny({&askedByAddress_}, std::chrono::seconds(10)).Signalled(0);
@@ -75,7 +77,10 @@ class InjectedNetwork : public platform::UdpNetwork {
     explicit SilentSocket(InjectedNetwork& network) : network_(network) {}
     platform::SocketError SetReuseAddress() override { return 0; }
     platform::SocketError SetBroadcast() override { return 0; }
-    platform::SocketError Bind(platform::Ipv4, platform::Ipv4, std::uint16_t) override { return 0; }
+    platform::SocketError Bind(platform::Ipv4 address, platform::Ipv4, std::uint16_t) override {
+      constexpr platform::SocketError kAddressNotAvailable = 99;
+      return address != 0 && address == network_.refused_ ? kAddressNotAvailable : 0;
+    }
     platform::SocketError SendTo(std::string_view, platform::Ipv4, std::uint16_t) override {
       if (network_.broadcastsThatFail_-- > 0) throw std::bad_alloc();
       return 0;
@@ -125,6 +130,7 @@ class InjectedNetwork : public platform::UdpNetwork {
   std::deque<Waiting> waiting_;
   platform::Event arrived_{platform::Event::Kind::AutoReset};
   platform::Event askedByAddress_{platform::Event::Kind::AutoReset};
+  std::atomic<platform::Ipv4> refused_ = 0;
   std::atomic<int> receptionsThatFail_ = 0;
   std::atomic<int> broadcastsThatFail_ = 0;
 };

@@ -135,5 +135,17 @@ TEST_F(RebuildTest, OneThatRunsOutOfMemoryIsMadeGood) {
   EXPECT_EQ(sink->WaitForTexts(3).back(), L"12;1;0;");
 }
 
+TEST_F(RebuildTest, OneThatCannotBindAnInterfaceWithdrawsWhatWasHeardThere) {
+  Create();
+  const auto sink = FakeSink::Make();
+  Subscribe(sink.Get());
+  Hear(20);
+  sink->WaitFor(1);
+  network.Refuse(platform::ParseIpv4("192.168.1.5"));
+  host_.AddAddress(1, "10.0.0.5", "255.255.255.0");
+  notice_.Set();
+  EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;");
+}
+
 }  // namespace
 }  // namespace kellanseek::test
