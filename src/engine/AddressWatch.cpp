@@ -32,13 +32,12 @@ AddressWatch::AddressWatch(network::InterfaceTable& interfaces, platform::Mutex&
 
 void AddressWatch::NotifyAddrChangeLoop() {
   using Outcome = platform::AddressChangeWatch::Outcome;
-  const auto watch = makeWatch_();
+  // Goes with this thread, which is the one that has waited with it.
+  const auto watch = std::move(watch_);
   if (!watch) {
     trace_.Error(L"Lanseek::NotifyAddrChangeLoop error create event\n");
     return;
   }
-  // Whatever changed between the building of the table and the first wait counts as a notice.
-  platform::RunStep([this] { Check(); });
   while (settings_.DetectInterfaceChanges != 0) {
     const Outcome outcome = watch->Wait(stopWatch_, rebuildOwed_ ? kAfterShortage : kCheckInterval);
     if (outcome == Outcome::Stopped || outcome == Outcome::Failed) return;

@@ -30,6 +30,10 @@ class AddressWatch {
                const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
                WatchMaker makeWatch, platform::Event& stopWatch, platform::DebugOutput& debugOutput);
 
+  /// Watches from now on. To be called before the interface table is built, so that no change after that is
+  /// missed.
+  void Begin() { watch_ = makeWatch_(); }
+
   /// The thread body: returns when the stop event is set.
   void NotifyAddrChangeLoop();
 
@@ -41,6 +45,7 @@ class AddressWatch {
   const CKelLanSeekConfigSettings& settings_;
   InterfaceChangeListener& listener_;
   WatchMaker makeWatch_;
+  std::unique_ptr<platform::AddressChangeWatch> watch_;  ///< From Begin() to the start of the loop.
   platform::Event& stopWatch_;
   diagnostics::Tracer trace_;
   bool rebuildOwed_ = false;  ///< A check has begun and has not come to its end.

@@ -56,6 +56,7 @@ bool CControllerSeek::Pacer::Pause() {
 }
 
 void CControllerSeek::Init() {
+  if (settings_.DetectInterfaceChanges != 0) addressWatch_.Begin();
   auto entries = interfaces_.SetupLanseekInterfaces();
   {
     const CtrlTable::Lock lock(table_);

@@ -43,15 +43,16 @@ class NetworkAddresses {
   virtual std::optional<InterfaceRow> Interface(std::uint32_t interfaceIndex) = 0;
 };
 
-/// Tells when the host's addresses may have changed. For one thread.
+/// Tells, from its making on, when the host's addresses may have changed. For one thread, which need not be
+/// the one that makes it.
 class AddressChangeWatch {
  public:
   enum class Outcome { Changed, TimedOut, Stopped, Failed };
 
   virtual ~AddressChangeWatch() = default;
 
-  /// Waits for an address change, the stop event or the time-out. Changes between two waits are not missed:
-  /// the next wait ends at once. Notices that arrive together end one wait.
+  /// Waits for an address change, the stop event or the time-out. Changes before the first wait and between
+  /// two are not missed: the next wait ends at once. Notices that arrive together end one wait.
   virtual Outcome Wait(Event& stop, std::chrono::milliseconds timeout) = 0;
 };
 

@@ -48,6 +48,8 @@ class InjectedNetwork : public platform::UdpNetwork {
   }
   /// The local address that no socket can be bound to from now on; 0 for none.
   void Refuse(platform::Ipv4 address) { refused_ = address; }
+  /// Waits, for ten seconds at most, until the sockets of a run have been opened.
+  bool WaitUntilOpened() { return platform::WaitForAny({&opened_}, std::chrono::seconds(10)).Signalled(0); }
   /// Waits, for ten seconds at most, until a request by address has been sent.
   bool WaitForRequestByAddress() {
     return platform::WaitForAny({&askedByAddress_}, std::chrono::seconds(10)).Signalled(0);
@@ -78,6 +80,8 @@ class InjectedNetwork : public platform::UdpNetwork {
     platform::SocketError SetReuseAddress() override { return 0; }
     platform::SocketError SetBroadcast() override { return 0; }
     platform::SocketError Bind(platform::Ipv4 address, platform::Ipv4, std::uint16_t) override {
+      // The socket for polls by address comes last, and the interfaces that are refused have gone by then.
+      if (address == 0) network_.opened_.Set();
       constexpr platform::SocketError kAddressNotAvailable = 99;
       return address != 0 && address == network_.refused_ ? kAddressNotAvailable : 0;
     }
@@ -129,6 +133,7 @@ class InjectedNetwork : public platform::UdpNetwork {
   std::mutex mutex_;
   std::deque<Waiting> waiting_;
   platform::Event arrived_{platform::Event::Kind::AutoReset};
+  platform::Event opened_{platform::Event::Kind::AutoReset};
   platform::Event askedByAddress_{platform::Event::Kind::AutoReset};
   std::atomic<platform::Ipv4> refused_ = 0;
   std::atomic<int> receptionsThatFail_ = 0;

@@ -25,6 +25,8 @@ class RestlessHost : public FakeNetworkAddresses {
     return FakeNetworkAddresses::Addresses();
   }
 
+  int Looks() const { return looks_; }
+
   std::atomic<int> looksUntilShortage = 0;
   std::atomic<bool> restless = false;
   std::atomic<bool> away = false;
@@ -33,20 +35,30 @@ class RestlessHost : public FakeNetworkAddresses {
   std::atomic<int> looks_ = 0;
 };
 
+/// What the test says to a watch, and hears of it.
+struct WatchEvents {
+  platform::Event notice{platform::Event::Kind::AutoReset};
+  platform::Event timeUp{platform::Event::Kind::AutoReset};
+  platform::Event waits{platform::Event::Kind::AutoReset};
+};
+
 /// Notices without end, or one whenever it is asked for.
 class Notices : public platform::AddressChangeWatch {
  public:
-  Notices(const RestlessHost& host, platform::Event& notice) : host_(host), notice_(notice) {}
+  Notices(const RestlessHost& host, WatchEvents& events) : host_(host), events_(events) {}
   Outcome Wait(platform::Event& stop, std::chrono::milliseconds timeout) override {
     const auto limit = host_.restless ? std::chrono::milliseconds(1) : timeout;
-    const platform::WaitResult result = platform::WaitForAny({&stop, &notice_}, limit);
+    events_.waits.Set();
+    const platform::WaitResult result =
+        platform::WaitForAny({&stop, &events_.notice, &events_.timeUp}, limit);
     if (result.Signalled(0)) return Outcome::Stopped;
+    if (result.Signalled(2)) return Outcome::TimedOut;
     return result.Signalled(1) || host_.restless ? Outcome::Changed : Outcome::TimedOut;
   }
 
  private:
   const RestlessHost& host_;
-  platform::Event& notice_;
+  WatchEvents& events_;
 };
 
 class RebuildTest : public testing::Test, protected ComponentHarness {
@@ -60,16 +72,26 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
     network.Inject(InjectedNetwork::Datagram(1, "4:" + text + ";9:00-" + text + ";"), "192.168.1." + text);
   }
 
+  /// How often the host was looked at by the time the watch waits again.
+  int LooksUntilItWaits() {
+    EXPECT_TRUE(platform::WaitForAny({&watch_.waits}, std::chrono::seconds(10)).Signalled(0));
+    return host_.Looks();
+  }
+
   RestlessHost host_;
-  platform::Event notice_{platform::Event::Kind::AutoReset};
+  WatchEvents watch_;
+  int looksBeforeWatch_ = -1;
 
  private:
   FakeReverseLookup hostNames_;
   FakeProcessTable processes_;
-  const ComponentEnvironment changing_{
-      {network, host_, [this] { return std::make_unique<Notices>(host_, notice_); }, hostNames_, processes_,
-       traces},
-      registry};
+  const ComponentEnvironment changing_{{network, host_,
+                                        [this] {
+                                          looksBeforeWatch_ = host_.Looks();
+                                          return std::make_unique<Notices>(host_, watch_);
+                                        },
+                                        hostNames_, processes_, traces},
+                                       registry};
 };
 
 TEST_F(RebuildTest, UnderDatagramsCallsAndTheLastRelease) {
@@ -122,10 +144,10 @@ TEST_F(RebuildTest, OneThatRunsOutOfMemoryIsMadeGood) {
   // The comparison looks once, and the rebuild after it.
   host_.looksUntilShortage = 2;
   host_.away = true;
-  notice_.Set();
+  watch_.notice.Set();
   EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;") << "lost with its network, a second later at most";
   host_.away = false;
-  notice_.Set();
+  watch_.notice.Set();
   // Said until it is heard: what comes before the network side stands again is lost.
   platform::Event never(platform::Event::Kind::ManualReset);
   for (int i = 0; i < 1000 && sink->WaitFor(2).size() < 3; ++i) {
@@ -143,8 +165,18 @@ TEST_F(RebuildTest, OneThatCannotBindAnInterfaceWithdrawsWhatWasHeardThere) {
   sink->WaitFor(1);
   network.Refuse(platform::ParseIpv4("192.168.1.5"));
   host_.AddAddress(1, "10.0.0.5", "255.255.255.0");
-  notice_.Set();
+  watch_.notice.Set();
   EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;");
+}
+
+TEST_F(RebuildTest, OnlyANoticeOrTwoMinutesLeadToOne) {
+  network.Refuse(platform::ParseIpv4("192.168.1.5"));
+  Create();
+  EXPECT_TRUE(network.WaitUntilOpened());
+  EXPECT_EQ(LooksUntilItWaits(), 1) << "the table has been built, and nothing compared";
+  EXPECT_EQ(looksBeforeWatch_, 0) << "watched before, so no change is missed";
+  watch_.timeUp.Set();
+  EXPECT_EQ(LooksUntilItWaits(), 3) << "a comparison and a rebuild: the refused interface is tried again";
 }
 
 }  // namespace

@@ -126,7 +126,9 @@ KeptRequests& ProcessKeptRequests() {
 }
 
 /// Both the IP helper and Winsock are asked: there are systems on which only one of them ever answers. A
-/// request is renewed as soon as it has ended, so that what happens until the next wait ends that wait.
+/// request is renewed as soon as it has ended, so that what happens until the next wait ends that wait. The
+/// system gives up requests of a thread that ends, as that of the maker may; the event is set then, which
+/// counts as a notice, and the waiting thread asks again.
 class SystemWatch final : public AddressChangeWatch {
  public:
   explicit SystemWatch(std::unique_ptr<ChangeRequest> request)
