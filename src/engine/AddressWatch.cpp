@@ -41,14 +41,15 @@ void AddressWatch::NotifyAddrChangeLoop() {
   while (settings_.DetectInterfaceChanges != 0) {
     const Outcome outcome = watch->Wait(stopWatch_, rebuildOwed_ ? kAfterShortage : kCheckInterval);
     if (outcome == Outcome::Stopped || outcome == Outcome::Failed) return;
-    platform::RunStep([this] { Check(); });
+    const Occasion occasion = outcome == Outcome::Changed ? Occasion::Notice : Occasion::Time;
+    platform::RunStep([this, occasion] { Check(occasion); });
   }
 }
 
-void AddressWatch::Check() {
+void AddressWatch::Check(Occasion occasion) {
   // Stays owed when memory runs out on the way.
   const bool owed = std::exchange(rebuildOwed_, true);
-  if (owed || interfaces_.InterfacesChanged(tableMutex_)) listener_.OnInterfacesChanged();
+  if (owed || interfaces_.InterfacesChanged(tableMutex_, occasion)) listener_.OnInterfacesChanged();
   rebuildOwed_ = false;
 }
 

@@ -19,8 +19,8 @@ class InterfaceChangeListener {
   virtual void OnInterfacesChanged() = 0;
 };
 
-/// Compares the host's interfaces with the interface table at every notice of an address change, and every
-/// two minutes.
+/// Compares the host's interfaces with the interface table at every notice of an address change that has made
+/// them others, and every two minutes.
 class AddressWatch {
  public:
   using WatchMaker = std::function<std::unique_ptr<platform::AddressChangeWatch>()>;
@@ -38,7 +38,8 @@ class AddressWatch {
   void NotifyAddrChangeLoop();
 
  private:
-  void Check();
+  using Occasion = network::InterfaceTable::Occasion;
+  void Check(Occasion occasion);
 
   network::InterfaceTable& interfaces_;
   platform::Mutex& tableMutex_;

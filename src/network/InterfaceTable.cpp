@@ -9,10 +9,9 @@ namespace {
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
-/// How an entry of the selection and one of the table are told apart.
-using InterfaceKey = std::pair<platform::Ipv4, platform::Ipv4>;
-
-InterfaceKey KeyOf(platform::Ipv4 address, platform::Ipv4 mask) { return {address, address | ~mask}; }
+std::pair<platform::Ipv4, platform::Ipv4> KeyOf(platform::Ipv4 address, platform::Ipv4 mask) {
+  return {address, address | ~mask};
+}
 
 }  // namespace
 
@@ -89,21 +88,30 @@ std::vector<InterfaceEntry> InterfaceTable::SetupLanseekInterfaces() const {
   return entries;
 }
 
-void InterfaceTable::Replace(std::vector<InterfaceEntry> entries) { entries_ = std::move(entries); }
+void InterfaceTable::Replace(std::vector<InterfaceEntry> entries) {
+  std::vector<Key> usable;
+  for (const InterfaceEntry& entry : entries) usable.push_back(KeyOf(entry.address, entry.mask));
+  std::sort(usable.begin(), usable.end());
+  entries_ = std::move(entries);
+  lastUsable_ = std::move(usable);
+}
 
 void InterfaceTable::Remove(std::size_t position) {
   entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
 }
 
-bool InterfaceTable::InterfacesChanged(platform::Mutex& tableMutex) const {
-  std::vector<InterfaceKey> usable;
+bool InterfaceTable::InterfacesChanged(platform::Mutex& tableMutex, Occasion occasion) {
+  std::vector<Key> usable;
   ForEachUsable([&](const platform::AddressRow& row, const platform::InterfaceRow&) {
     usable.push_back(KeyOf(row.address, row.mask));
   });
+  std::sort(usable.begin(), usable.end());
   const platform::MutexLock lock(tableMutex);
-  if (usable.size() != entries_.size()) return true;
+  if (occasion == Occasion::Notice && usable == lastUsable_) return false;
+  lastUsable_ = std::move(usable);
+  if (lastUsable_.size() != entries_.size()) return true;
   return std::any_of(entries_.begin(), entries_.end(), [&](const InterfaceEntry& entry) {
-    return std::find(usable.begin(), usable.end(), KeyOf(entry.address, entry.mask)) == usable.end();
+    return !std::binary_search(lastUsable_.begin(), lastUsable_.end(), KeyOf(entry.address, entry.mask));
   });
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "config/Settings.h"
@@ -53,9 +54,12 @@ class InterfaceTable {
   /// Removes an entry and closes its sockets.
   void Remove(std::size_t position);
 
-  /// Whether the usable interfaces, as (address, broadcast address), differ from the table. The table is read
-  /// with `tableMutex` held, the system is asked without it.
-  bool InterfacesChanged(platform::Mutex& tableMutex) const EXCLUDES(tableMutex);
+  enum class Occasion { Notice, Time };
+  /// Whether the usable interfaces, as (address, broadcast address), differ from the table. After a notice
+  /// they do not as long as they are those of the last look: an interface without sockets is missing from the
+  /// table, and would count as new whenever anything happens to any other. The table is read with
+  /// `tableMutex` held, the system is asked without it.
+  bool InterfacesChanged(platform::Mutex& tableMutex, Occasion occasion) EXCLUDES(tableMutex);
 
   /// First entry with that address; -1 for none and for address 0.
   std::int32_t FindInterfaceByAddress(platform::Ipv4 address) const;
@@ -70,6 +74,9 @@ class InterfaceTable {
   const InterfaceEntry& operator[](std::size_t position) const { return entries_[position]; }
 
  private:
+  /// How an entry of the selection and one of the table are told apart: address and broadcast address.
+  using Key = std::pair<platform::Ipv4, platform::Ipv4>;
+
   bool Selected(platform::Ipv4 address, platform::Ipv4 mask) const;
   bool Usable(const platform::AddressRow& row, const platform::InterfaceRow& interfaceRow) const;
   template <typename Visit>
@@ -80,6 +87,7 @@ class InterfaceTable {
   const CKelLanSeekConfigSettings& settings_;
   diagnostics::Tracer trace_;
   std::vector<InterfaceEntry> entries_;
+  std::vector<Key> lastUsable_;  ///< At the last look; sorted. Guarded as the entries are.
 };
 
 }  // namespace kellanseek::network

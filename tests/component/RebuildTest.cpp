@@ -175,8 +175,14 @@ TEST_F(RebuildTest, OnlyANoticeOrTwoMinutesLeadToOne) {
   EXPECT_TRUE(network.WaitUntilOpened());
   EXPECT_EQ(LooksUntilItWaits(), 1) << "the table has been built, and nothing compared";
   EXPECT_EQ(looksBeforeWatch_, 0) << "watched before, so no change is missed";
+  watch_.notice.Set();
+  EXPECT_EQ(LooksUntilItWaits(), 2) << "of something else: the addresses are the same";
   watch_.timeUp.Set();
-  EXPECT_EQ(LooksUntilItWaits(), 3) << "a comparison and a rebuild: the refused interface is tried again";
+  EXPECT_EQ(LooksUntilItWaits(), 4) << "a comparison and a rebuild: the refused interface is tried again";
+  EXPECT_TRUE(network.WaitUntilOpened());
+  host_.AddAddress(1, "10.0.0.5", "255.255.255.0");
+  watch_.notice.Set();
+  EXPECT_EQ(LooksUntilItWaits(), 6) << "another address is a change";
 }
 
 }  // namespace

@@ -125,7 +125,7 @@ TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   EXPECT_EQ(interfaces.SetupLanseekInterfaces()[2].macText, "aa:bb:cc:dd:00:00");
   EXPECT_EQ(interfaces.SetupLanseekInterfaces()[0].macText, "00:1a:2b:3c:4d:5e");
   EXPECT_EQ(interfaces.SetupLanseekInterfaces()[0].broadcastAddress, platform::ParseIpv4("192.168.1.255"));
-  EXPECT_TRUE(interfaces.InterfacesChanged(table.TableMutex()));
+  EXPECT_TRUE(interfaces.InterfacesChanged(table.TableMutex(), network::InterfaceTable::Occasion::Notice));
 
   settings.SubNets = {{L"10.0.0.77", L"255.255.255.0"}, {L"172.16.0.0", L"255.255.255.0"}};
   settings.InterfaceMode = UseListed;
