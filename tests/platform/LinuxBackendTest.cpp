@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/prctl.h>
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <string>
 #include <thread>
 
@@ -101,8 +103,24 @@ TEST(LinuxBackendTest, AStrangeProgramNameHidesNothing) {
   prctl(PR_SET_NAME, before);
 }
 
-/// Run by the next test, in processes of its own.
-TEST(LinuxBackendTest, TracesAWord) { platform::ProcessDebugOutput().Write(L"word"); }
+/// Run by the next tests, in processes of its own. Another thread has its say in the middle of a message.
+TEST(LinuxBackendTest, TracesAWord) {
+  const auto write = [](const wchar_t* text) { platform::ProcessDebugOutput().Write(text); };
+  write(L"wo");
+  std::thread([&] {
+    write(L"other");
+    write(L"\n");
+  }).join();
+  write(L"rd");
+  write(L"\n");
+}
+
+/// That both messages are there, each of them whole and headed by its time, process and thread.
+bool HasBoth(const std::string& trace) {
+  static const std::regex kBoth(
+      R"((\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z) (\d+):(\d+) other\n\S+Z \2:(?!\3 )\2 word\n)");
+  return std::regex_match(trace, kBoth);
+}
 
 constexpr uid_t kNobody = 65534;
 
@@ -132,6 +150,53 @@ TEST(LinuxBackendTest, ATraceThatNobodyReadsEndsNoProcess) {
   close(closed[1]);
 }
 
+/// What TracesAWord leaves on its standard error.
+std::string ErrorsWithTraceTo(const ScratchDirectory& scratch, const std::string& sink) {
+  scratch.Write("errors", "");
+  const int errors = open(scratch.File("errors").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  EXPECT_EQ(TraceIn("/proc/self/exe", geteuid(), sink, errors), 0);
+  close(errors);
+  return scratch.Read("errors");
+}
+
+TEST(LinuxBackendTest, ATraceIsWholeOrItsSinkIsComplainedOf) {
+  const ScratchDirectory scratch;
+  EXPECT_PRED1(HasBoth, ErrorsWithTraceTo(scratch, "stderr"));
+  EXPECT_EQ(ErrorsWithTraceTo(scratch, ""), "");
+  EXPECT_EQ(ErrorsWithTraceTo(scratch, "Stderr"),
+            "KelLanSeek: no traces, KELLANSEEK_TRACE=Stderr: is none of stderr, syslog and file:PATH\n");
+  const std::string fifo = "file:" + scratch.File("fifo");
+  ASSERT_EQ(mkfifo(scratch.File("fifo").c_str(), 0600), 0);
+  EXPECT_EQ(ErrorsWithTraceTo(scratch, fifo),
+            "KelLanSeek: no traces, KELLANSEEK_TRACE=" + fifo + ": No such device or address\n");
+}
+
+TEST(LinuxBackendTest, ATraceNeverWaitsForItsReader) {
+  int full[2];
+  ASSERT_EQ(pipe2(full, O_NONBLOCK), 0);
+  std::size_t held = 0;
+  for (char byte = 'x'; write(full[1], &byte, 1) == 1;) ++held;
+  ASSERT_EQ(fcntl(full[1], F_SETFL, 0), 0) << "as a program's standard error is";
+  EXPECT_EQ(TraceIn("/proc/self/exe", geteuid(), "stderr", full[1]), 0);
+  std::string content(held + 100, '\0');
+  EXPECT_EQ(read(full[0], content.data(), content.size()), static_cast<ssize_t>(held));
+  close(full[0]);
+  close(full[1]);
+}
+
+TEST(LinuxBackendTest, ATraceFileTurnsOver) {
+  constexpr std::uintmax_t kGreatest = 10 * 1024 * 1024;
+  const ScratchDirectory scratch;
+  for (const std::string content : {"", "first"}) {
+    scratch.Write("trace", content);
+    std::filesystem::resize_file(scratch.File("trace"), kGreatest - 20);
+    EXPECT_EQ(ErrorsWithTraceTo(scratch, "file:" + scratch.File("trace")), "");
+    EXPECT_PRED1(HasBoth, scratch.Read("trace"));
+    EXPECT_EQ(std::filesystem::file_size(scratch.File("trace.1")), kGreatest - 20);
+    EXPECT_EQ(scratch.Read("trace.1").compare(0, content.size(), content), 0) << "the latest is kept";
+  }
+}
+
 TEST(LinuxBackendTest, AProgramWithRaisedPrivilegesWritesNoFileOfItsUsersChoice) {
   if (geteuid() != 0) GTEST_SKIP() << "only the superuser can raise a program's privileges";
   const ScratchDirectory scratch;
@@ -142,7 +207,7 @@ TEST(LinuxBackendTest, AProgramWithRaisedPrivilegesWritesNoFileOfItsUsersChoice)
   ASSERT_EQ(chmod(scratch.File("open").c_str(), 0666), 0);
   ASSERT_EQ(chmod(program.c_str(), 0755), 0);
   EXPECT_EQ(TraceIn(program, kNobody, "file:" + scratch.File("open")), 0);
-  EXPECT_EQ(scratch.Read("open"), "word");
+  EXPECT_PRED1(HasBoth, scratch.Read("open"));
 
   ASSERT_EQ(chmod(program.c_str(), 04755), 0);
   EXPECT_EQ(TraceIn(program, kNobody, "file:" + scratch.File("private")), 0);

@@ -1,15 +1,23 @@
 #include "platform/DebugOutput.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
+#include <filesystem>
+#include <map>
 #include <string>
+#include <system_error>
 
 #include <kellanseek/com.h>
 
@@ -46,56 +54,136 @@ class NoBrokenPipeSignal {
   bool wasPending_ = false;
 };
 
-/// The sink that KELLANSEEK_TRACE names.
+/// Writes what can be written without a wait and drops the rest: the descriptor may be a pipe whose reader is
+/// slow, or a terminal that somebody has stopped. It is not made non-blocking itself, because the program's
+/// own standard error would be so too.
+void WriteWithoutWait(int descriptor, std::string_view bytes) {
+  const NoBrokenPipeSignal guard;
+  while (!bytes.empty()) {
+    pollfd ready{descriptor, POLLOUT, 0};
+    if (poll(&ready, 1, 0) != 1 || (ready.revents & POLLOUT) == 0) return;
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+/// "2026-01-31T12:00:00.000Z 4711:4712 ": the time, the process and the thread.
+std::string Heading() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  tm utc{};
+  gmtime_r(&now.tv_sec, &utc);
+  char date[32];
+  const std::size_t length = strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &utc);
+  char rest[48];
+  std::snprintf(rest, sizeof rest, ".%03dZ %d:%d ", static_cast<int>(now.tv_nsec / 1'000'000), getpid(),
+                gettid());
+  return std::string(date, length) + rest;
+}
+
+/// A file that is appended to and, at its greatest size, turns into PATH.1 in place of an earlier one.
+class TraceFile {
+ public:
+  /// False, with errno set, when it cannot be opened.
+  bool Open(std::string_view path) {
+    // The program may change its directory.
+    std::error_code error;
+    path_ = std::filesystem::absolute(path, error).string();
+    return !error && Reopen();
+  }
+
+  void Write(std::string_view bytes) {
+    if (MakeRoom(bytes.size())) WriteWithoutWait(descriptor_.get(), bytes);
+  }
+
+ private:
+  bool Reopen() {
+    // A FIFO that nobody reads fails at once instead of waiting for a reader.
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    descriptor_ = Descriptor(open(path_.c_str(), kFlags, 0644));
+    return static_cast<bool>(descriptor_);
+  }
+
+  bool MakeRoom(std::size_t size) {
+    struct stat ours {};
+    if (!descriptor_ || fstat(descriptor_.get(), &ours) != 0) return false;
+    if (!S_ISREG(ours.st_mode) || ours.st_size + static_cast<off_t>(size) <= kMaxFileBytes) return true;
+    struct stat named {};
+    const bool isOurs =
+        stat(path_.c_str(), &named) == 0 && named.st_dev == ours.st_dev && named.st_ino == ours.st_ino;
+    // Otherwise another process that traces to it was quicker.
+    if (isOurs && rename(path_.c_str(), (path_ + ".1").c_str()) != 0) return false;
+    return Reopen();
+  }
+
+  static constexpr off_t kMaxFileBytes = 10 * 1024 * 1024;
+
+  std::string path_;
+  Descriptor descriptor_;
+};
+
+/// The sink that KELLANSEEK_TRACE names. A message comes in pieces, of which the last is a line end alone; it
+/// is written as a whole, so that those of several threads do not mix.
 class TraceSink : public DebugOutput {
  public:
   TraceSink() {
     // A program with raised privileges lets nobody choose which file it writes.
     const char* named = ::secure_getenv("KELLANSEEK_TRACE");
     const std::string_view sink = named != nullptr ? named : "";
+    if (sink.empty()) return;
     if (sink == "stderr") {
-      descriptor_ = Descriptor(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3));
+      standardError_ = Descriptor(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3));
+      if (standardError_) kind_ = Kind::StandardError;
     } else if (sink == "syslog") {
-      syslog_ = true;
-    } else if (sink.starts_with(kFilePrefix)) {
-      const std::string path(sink.substr(kFilePrefix.size()));
-      descriptor_ =
-          Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0644));
+      kind_ = Kind::Syslog;
+    } else if (!sink.starts_with(kFilePrefix)) {
+      Complain(sink, "is none of stderr, syslog and file:PATH");
+    } else if (file_.Open(sink.substr(kFilePrefix.size()))) {
+      kind_ = Kind::File;
+    } else {
+      Complain(sink, std::strerror(errno));
     }
   }
 
-  bool Enabled() const override { return syslog_ || descriptor_; }
+  bool Enabled() const override { return kind_ != Kind::None; }
 
   void Write(std::wstring_view text) override {
     if (!Enabled()) return;
     const std::string bytes = com::Utf8(text);
-    if (syslog_) return WriteToSyslog(bytes);
-    const NoBrokenPipeSignal guard;
-    std::string_view rest = bytes;
-    while (!rest.empty()) {
-      const ssize_t written = write(descriptor_.get(), rest.data(), rest.size());
-      if (written < 0 && errno == EINTR) continue;
-      if (written <= 0) return;
-      rest.remove_prefix(static_cast<std::size_t>(written));
-    }
+    const MutexLock lock(mutex_);
+    std::string& message = messages_[gettid()];
+    message += bytes;
+    if (bytes != "\n") return;
+    const std::string whole = Heading() + message;
+    messages_.erase(gettid());
+    WriteWhole(whole);
   }
 
  private:
-  /// A log entry is a line; the pieces are kept until one ends it for good.
-  void WriteToSyslog(const std::string& bytes) {
-    const MutexLock lock(mutex_);
-    if (bytes != "\n") {
-      for (const char c : bytes) entry_.push_back(c == '\n' ? ' ' : c);
-      return;
-    }
-    ::syslog(LOG_USER | LOG_WARNING, "%s", entry_.c_str());
-    entry_.clear();
+  enum class Kind { None, StandardError, Syslog, File };
+
+  static void Complain(std::string_view sink, const char* reason) {
+    WriteWithoutWait(STDERR_FILENO,
+                     "KelLanSeek: no traces, KELLANSEEK_TRACE=" + std::string(sink) + ": " + reason + "\n");
   }
 
-  Descriptor descriptor_;
-  bool syslog_ = false;
+  void WriteWhole(std::string message) REQUIRES(mutex_) {
+    if (kind_ == Kind::StandardError) return WriteWithoutWait(standardError_.get(), message);
+    if (kind_ == Kind::File) return file_.Write(message);
+    // A log entry is a line.
+    message.pop_back();
+    std::replace(message.begin(), message.end(), '\n', ' ');
+    ::syslog(LOG_USER | LOG_WARNING, "%s", message.c_str());
+  }
+
+  Kind kind_ = Kind::None;
+  Descriptor standardError_;
   Mutex mutex_;
-  std::string entry_ GUARDED_BY(mutex_);
+  TraceFile file_ GUARDED_BY(mutex_);
+  /// What each thread has begun. Not thread-local: that would keep the module loaded until the thread ends.
+  std::map<pid_t, std::string> messages_ GUARDED_BY(mutex_);
 };
 
 }  // namespace
