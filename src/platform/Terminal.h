@@ -15,6 +15,11 @@ std::optional<std::string> EnvironmentVariable(const char* name);
 /// Makes standard output take UTF-8 where it is a terminal.
 void UseUtf8Output();
 
+/// Keeps the places of standard streams that were closed when the program began, so that no file or socket
+/// opened later receives what is meant for them: writing to them goes on to fail. Called before anything is
+/// opened.
+void ReserveClosedStreams();
+
 /// Whether standard output is a terminal that understands escape sequences, which this call may have to
 /// switch on.
 bool OutputTakesColours();

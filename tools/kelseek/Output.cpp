@@ -1,12 +1,22 @@
 #include "Output.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstdio>
+#include <system_error>
 #include <utility>
 
+#include "Session.h"
 #include "Text.h"
 
 namespace kellanseek::tools {
+namespace {
+
+/// The reason of the last failed write, by whichever thread; 0 for none.
+std::atomic<int> writeError = 0;
+
+}  // namespace
 
 std::string Paint(std::string_view text, Colour colour, bool colours) {
   constexpr const char* kCodes[] = {"",         "\x1b[1m",  "\x1b[2m",  "\x1b[31m",
@@ -21,7 +31,19 @@ std::string Pad(const std::string& text, std::size_t columns) {
 }
 
 bool Write(const std::string& text) {
-  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+  const bool written =
+      std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+  if (!written) writeError = errno;
+  return written;
+}
+
+void RequireWrittenOutput() {
+  // The stream remembers a failure, and std::cout writes through it.
+  const bool written = Write("") && std::ferror(stdout) == 0;
+  if (written) return;
+  const int error = writeError;
+  const std::string reason = error == 0 ? "" : ": " + std::generic_category().message(error);
+  throw CommandError(kComponentFailed, "the output cannot be written" + reason);
 }
 
 Table::Table(std::vector<std::string> headings) { Add(std::move(headings), Colour::Bold); }

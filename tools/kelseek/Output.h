@@ -15,8 +15,13 @@ std::string Paint(std::string_view text, Colour colour, bool colours);
 /// The text, followed by blanks up to that many columns.
 std::string Pad(const std::string& text, std::size_t columns);
 
-/// Writes a text to standard output now; false when nobody takes it any more.
+/// Writes a text to standard output now; false when nobody takes it any more. RequireWrittenOutput() tells
+/// why.
 bool Write(const std::string& text);
+
+/// Writes what is still buffered for standard output. Throws CommandError when that, or any output before it,
+/// could not be written.
+void RequireWrittenOutput();
 
 /// Rows of cells, each column as wide as its widest cell. Cells hold text that is safe to print.
 class Table {

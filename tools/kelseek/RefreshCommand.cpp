@@ -57,8 +57,8 @@ int Refresh(Session& session, const RefreshOptions& options) {
   std::atomic<std::size_t> news = 0;
   const Listener listener(component, [&](const Event& event) {
     if (!asking) return;
-    if (!options.json)
-      Write((news == 0 ? EventHeading(session.colours) : "") + EventLine(event, session.colours));
+    const std::string heading = news == 0 ? EventHeading(session.colours) : "";
+    if (!options.json && !Write(heading + EventLine(event, session.colours))) session.stop.Set();
     ++news;
   });
   TimeSpan(session, options.wait).WaitForEnd();

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cwchar>
-#include <iostream>
 #include <string_view>
 
 #include "Command.h"
 #include "Component.h"
+#include "Output.h"
 #include "Text.h"
 #include "platform/Process.h"
 
@@ -101,12 +101,15 @@ int RunController(Session& session, const VirtualController& controller) {
   ULONG id = 0;
   component.Check(component.Seek().GetCtrlFromSystemID(KelBstr(FromUtf8(controller.systemID)).Get(), &id),
                   "looking the controller up");
-  std::cout << Printable(controller.name) << " (" << Printable(controller.systemID) << ") runs in process "
-            << platform::CurrentProcessId() << " with id " << id
-            << (controller.publish ? ", published to other hosts" : ", known in this process only")
-            << ". Ctrl-C withdraws it." << std::endl;
+  const std::string name = Printable(controller.name);
+  const bool told =
+      Write(name + " (" + Printable(controller.systemID) + ") runs in process " +
+            std::to_string(platform::CurrentProcessId()) + " with id " + std::to_string(id) +
+            (controller.publish ? ", published to other hosts" : ", known in this process only") +
+            ". Ctrl-C withdraws it.\n");
+  if (!told) return kComponentFailed;
   session.stop.Wait();
-  std::cout << Printable(controller.name) << " is withdrawn.\n";
+  Write(name + " is withdrawn.\n");
   return kFound;
 }
 

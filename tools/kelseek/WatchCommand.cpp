@@ -20,11 +20,13 @@ struct WatchOptions {
 int Watch(Session& session, const WatchOptions& options) {
   const Component component(session);
   std::atomic<bool> anyFound = false;
-  if (!options.json) Write(EventHeading(session.colours));
+  const auto tell = [&session](const std::string& text) {
+    if (!Write(text)) session.stop.Set();
+  };
+  if (!options.json) tell(EventHeading(session.colours));
   const Listener listener(component, [&](const Event& event) {
     anyFound = true;
-    const std::string line = options.json ? JsonText(event) + "\n" : EventLine(event, session.colours);
-    if (!Write(line)) session.stop.Set();
+    tell(options.json ? JsonText(event) + "\n" : EventLine(event, session.colours));
   });
   for (const std::string& address : options.remote) AddRemote(component, address);
   if (options.seconds) {

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "Command.h"
 #include "ConfigCommands.h"
 #include "DiscoveryCommands.h"
+#include "Output.h"
 #include "RegisterCommand.h"
 #include "Text.h"
 #include "VcCommand.h"
@@ -45,10 +47,12 @@ int RunChosen(Session& session) {
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   const int code = session.run();
   CoUninitialize();
+  RequireWrittenOutput();
   return code;
 }
 
 int Run(std::vector<std::string> arguments) {
+  platform::ReserveClosedStreams();
   platform::UseUtf8Output();
   Session session;
   session.colours = !platform::EnvironmentVariable("NO_COLOR") && platform::OutputTakesColours();
@@ -58,7 +62,12 @@ int Run(std::vector<std::string> arguments) {
   try {
     app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kFound : kWrongUse;
+    // Help and version go out like all other output, so that a failure is noticed with its reason.
+    std::ostringstream output;
+    const int code = app.exit(error, output, std::cerr) == 0 ? kFound : kWrongUse;
+    Write(output.str());
+    if (code == kFound) RequireWrittenOutput();
+    return code;
   }
   if (!session.run) {
     std::cerr << app.help();

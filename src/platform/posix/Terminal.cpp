@@ -1,5 +1,6 @@
 #include "platform/Terminal.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -19,6 +20,14 @@ std::optional<std::string> EnvironmentVariable(const char* name) {
 }
 
 void UseUtf8Output() {}
+
+void ReserveClosedStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) >= 0) continue;
+    // A new descriptor gets the lowest free number, which is this one.
+    if (::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0) return;
+  }
+}
 
 bool OutputTakesColours() {
   return isatty(STDOUT_FILENO) == 1 && EnvironmentVariable("TERM").value_or("dumb") != "dumb";

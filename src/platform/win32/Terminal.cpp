@@ -39,6 +39,9 @@ void UseUtf8Output() {
   if (OutputIsConsole(mode)) SetConsoleOutputCP(CP_UTF8);
 }
 
+// A handle of a file is never taken for that of a stream.
+void ReserveClosedStreams() {}
+
 bool OutputTakesColours() {
   constexpr DWORD kEscapeSequences = 0x0004;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING
   DWORD mode = 0;

@@ -3,6 +3,7 @@
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -41,6 +42,18 @@ class CommandLine(unittest.TestCase):
                 self.assertEqual((0, ""), (result.returncode, result.stderr))
                 self.assertIn("Usage:", result.stdout)
         self.assertTrue(re.fullmatch(r"kelseek \d+\.\d+\.\d+\n", self.run_kelseek("--version").stdout))
+
+    def test_output_that_cannot_be_written_is_a_failure(self):
+        local = ["vc", "run", "--name", "a", "--system-id", "{5A}"]
+        for arguments in (["--help"], ["list", "-h"], ["--version"], ["list", "--wait", "0"], ["watch"], local,
+                          ["list", "--wait", "0", "--json"], ["refresh", "--wait", "0"], ["register"],
+                          ["check-config", "."], ["unregister"]):
+            command = shlex.join([str(KELSEEK), *arguments])
+            for where, reason in ((">/dev/full", "No space left on device"), (">&-", "Bad file descriptor")):
+                with self.subTest(arguments, where=where):
+                    result = self.run_kelseek("-c", f"{command} {where}", program="sh")
+                    self.assertEqual((COMPONENT_FAILED, f"kelseek: the output cannot be written: {reason}\n"),
+                                     (result.returncode, result.stderr))
 
     def broken_component(self, *place):
         path = self.folder.joinpath(*place)
