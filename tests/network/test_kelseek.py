@@ -81,7 +81,7 @@ class Commands(harness.Scenario):
         self.assertEqual(FOUND, code)
         self.assertEqual(1, text.count("updated"))
         self.assertIn('name "before" -> "after"\n', text)
-        self.assertRegex(text, r"\nAsked 1 controller; 1 of news within \d+\.\d s\.\n$")
+        self.assertRegex(text, r"\nAsked 1 controller; 1 change within \d+\.\d s\.\n$")
 
     def test_watch_ends_when_it_is_told_to(self):
         # Windows knows only the first.

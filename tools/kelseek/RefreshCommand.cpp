@@ -70,9 +70,8 @@ int Refresh(Session& session, const RefreshOptions& options) {
   if (options.json) {
     Write(ListingJson(StillKnown(component, controllers), answering.Elapsed()));
   } else {
-    Write("Asked " + Count(asked, "controller") + "; " +
-          (news == 0 ? "no news" : std::to_string(news) + " of news") + " within " +
-          SecondsText(answering.Elapsed()) + ".\n");
+    Write("Asked " + Count(asked, "controller") + "; " + (news == 0 ? "no changes" : Count(news, "change")) +
+          " within " + SecondsText(answering.Elapsed()) + ".\n");
   }
   return asked == 0 ? kNothingFound : kFound;
 }
