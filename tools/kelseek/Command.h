@@ -21,9 +21,15 @@ void AddCommand(CLI::App& app, Session& session, const std::string& name, const 
 }
 
 /// A check for a number of seconds that is sensible.
-inline CLI::Range Seconds() {
-  constexpr double kDay = 86400;
-  return {0.0, kDay};
+inline CLI::Validator Seconds() {
+  const auto check = [](const std::string& text) -> std::string {
+    constexpr double kDay = 86400;
+    double seconds = -1;
+    // Comparisons with what is not a number are false, so the ones that accept are made.
+    const bool sensible = CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= kDay;
+    return sensible ? "" : text + " is not between 0 and 86400 seconds";
+  };
+  return {check, "0 to 86400"};
 }
 
 /// What all commands that look for controllers can be told.

@@ -28,6 +28,7 @@ class CommandLine(unittest.TestCase):
 
     def test_wrong_use_is_told_as_such(self):
         for arguments in ([], ["lst"], ["list", "extra"], ["list", "--wait", "-1"], ["list", "--wait", "soon"], ["show"],
+                          ["list", "--wait", "nan"], ["refresh", "--wait", "-nan"], ["watch", "--seconds", "inf"],
                           ["add"], ["add", "10.1.0"], ["add", "10.1.0.256"], ["add", "host"], ["watch", "--seconds", "x"],
                           ["watch", "--add", "10.1"], ["list", "watch"], ["--module"]):
             with self.subTest(arguments):
