@@ -1,23 +1,73 @@
 #include "PlainEngine.h"
 
+#include <cstdio>
+#include <tuple>
+#include <utility>
+
 namespace kellanseek::test {
 namespace {
 
-constexpr const wchar_t* kFixed = L"192.168.125.1";
+constexpr const char* kFull = "Lanseek;0d;5;";
+constexpr const char* kRefresh = "Lanseek;0d;7;";
 
-bool IsFixed(CtrlInfo& record) {
-  if (record.ipAddress == 0xFFFFFFFFU) record.ipAddress = record.ctrlAddress == kFixed;
-  return record.ipAddress != 0;
-}
+std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
 
 }  // namespace
+
+int PlainEngine::InterfaceFor(const std::wstring& address) const {
+  const platform::Ipv4 number = platform::ParseIpv4(std::wstring_view(address));
+  if (number == 0xFFFFFFFFU) return -1;
+  for (std::size_t i = 0; i < interfaces.size(); ++i) {
+    const Interface& entry = interfaces[i];
+    if ((number & entry.mask) == (entry.address & entry.mask)) return static_cast<int>(i);
+  }
+  return -1;
+}
+
+void PlainEngine::SetInterfaces(std::vector<Interface> table) {
+  interfaces = std::move(table);
+  for (Interface& entry : interfaces) entry.refreshCountdown = Ticks(settings_.RefreshInterval);
+  Revalidate();
+}
+
+void PlainEngine::Revalidate() {
+  for (std::size_t i = 0; i < records.size();) {
+    CtrlInfo& r = records[i];
+    if (r.ctrlType == VC || r.ctrlStatus != CtrlAvailable) {
+      ++i;
+    } else if (r.identificationType == RemoteCtrlDefinition) {
+      const int local = InterfaceFor(r.ctrlAddress);
+      if (local >= 0) {
+        r.identificationType = DynamicCtrlDefinition;
+        r.heardOnInterface = local;
+        r.heardOnAddress = interfaces[static_cast<std::size_t>(local)].address;
+      }
+      ++i;
+    } else {
+      int found = -1;
+      for (std::size_t at = interfaces.size(); at-- > 0;)
+        if (r.heardOnAddress != 0 && interfaces[at].address == r.heardOnAddress) found = static_cast<int>(at);
+      if (found < 0 && r.heardOnInterface >= 0) {
+        RemoveActive(i, CtrlLostLAN);
+        continue;
+      }
+      if (found >= 0) r.heardOnInterface = found;
+      ++i;
+    }
+  }
+  ++daemonRefreshes;
+}
 
 void PlainEngine::RemoveActive(std::size_t& position, LanSeekEventReason reason, bool keep) {
   CtrlInfo& r = records[position];
   const bool dynamic = r.identificationType == DynamicCtrlDefinition;
-  if (r.published && r.ctrlStatus == CtrlAvailable) {
-    events.push_back({r.lanSeekID, dynamic ? CtrlRemoved : CtrlUnavailable, reason});
+  if (r.remotePublication == RemoteVCPublication_True && r.published) {
+    if (reason != 2 && reason != 4 && reason != 5)
+      Trace(L"LanSeek RemoveActiveCtrl. Unexpected removal reason " + std::to_wstring(reason) +
+            L" for remote VC " + r.ctrlAddress);
+    daemonMessages.push_back({reason == 2 ? 100 : reason == 4 ? 3 : 4, 0, r.lanSeekID});
   }
+  if (r.published && r.ctrlStatus == CtrlAvailable) Event(r, dynamic ? CtrlRemoved : CtrlUnavailable, reason);
   if (dynamic && !keep) {
     records.erase(records.begin() + static_cast<std::ptrdiff_t>(position));
     return;
@@ -27,7 +77,7 @@ void PlainEngine::RemoveActive(std::size_t& position, LanSeekEventReason reason,
     r.ctrlStatus = CtrlUnavailable;
     r.heardOnAddress = 0;
     r.heardOnInterface = -1;
-    r.ticksToNextAction = 128;
+    r.ticksToNextAction = PollTicks();
     r.retriesLeft = -1;
   }
   ++position;
@@ -42,137 +92,111 @@ int PlainEngine::FindCtrl(const CtrlInfo& pattern) const {
   return -1;
 }
 
-bool PlainEngine::Collide(std::uint32_t type, CtrlInfo& pattern, engine::MsgSource source, int& out) {
-  out = kNotRun;
-  if (source == engine::MsgSource::FromRequestSocket || source == engine::MsgSource::FromLocalVC) return true;
-  const bool nonLocal = source == engine::MsgSource::FromNonLocalSocket;
-  if (type != 1 && type != 2) return true;
-  if (pattern.ctrlAddress.empty() || pattern.systemID.empty() || pattern.macAddress.empty()) return false;
-  out = -2;
-  bool staticMatch = false;
-  for (std::size_t i = 0; i < records.size();) {
-    CtrlInfo& r = records[i];
-    if (r.ctrlType == VC) {
-      if (r.systemID == pattern.systemID) return false;
-      ++i;
-      continue;
-    }
-    const bool sameAddress = r.ctrlAddress == pattern.ctrlAddress;
-    if (r.identificationType == StaticCtrlDefinition && sameAddress) {
-      if (pattern.ctrlType == RemoteVC) return false;
-      out = static_cast<int>(i);
-      staticMatch = true;
-    } else if (r.identificationType == RemoteCtrlDefinition && sameAddress) {
-      if (nonLocal) {
-        if (pattern.ctrlType == RemoteVC) return false;
-        out = static_cast<int>(i);
-      } else if (r.ctrlStatus == CtrlAvailable) {
-        r.identificationType = DynamicCtrlDefinition;
-        r.heardOnInterface = pattern.heardOnInterface;
-        r.heardOnAddress = pattern.heardOnAddress;
-      } else {
-        records.erase(records.begin() + static_cast<std::ptrdiff_t>(i));
-        continue;
-      }
-    }
-    if (r.ctrlStatus == CtrlUnavailable) {
-      ++i;
-      continue;
-    }
-    const int code =
-        4 * (r.systemID == pattern.systemID) + 2 * (r.macAddress == pattern.macAddress) + sameAddress;
-    switch (code) {
-      case 0: ++i; continue;
-      case 1:
-      case 5: RemoveActive(i, CtrlLostIPAddressCollision); return false;
-      case 2:
-      case 6: RemoveActive(i, pattern.ctrlType == RC ? CtrlLostRestart : CtrlLostConnection); continue;
-      case 3:
-        if (pattern.ctrlType == RC) {
-          RemoveActive(i, CtrlLostRestart);
-        } else {
-          ++i;
-        }
-        continue;
-      case 7:
-        if (pattern.commPortNumber != 0 && pattern.commPortNumber != r.commPortNumber) {
-          RemoveActive(i, CtrlLostRestart);
-        } else {
-          out = static_cast<int>(i);
-        }
-        return true;
-      default: break;
-    }
-    if (pattern.heardOnAddress != 0 && pattern.heardOnAddress == r.heardOnAddress) {
-      RemoveActive(i, CtrlLostSystemIdCollision);
-      return false;
-    }
-    if (type == 1 && r.published &&
-        (r.ctrlID != pattern.ctrlID || r.systemName != pattern.systemName ||
-         r.versionMajor != pattern.versionMajor || r.versionMinor != pattern.versionMinor ||
-         r.versionRevision != pattern.versionRevision)) {
-      RemoveActive(i, CtrlLostSystemIdCollision);
-      return false;
-    }
-    const int kind = staticMatch ? 1 : nonLocal ? 3 : 2;
-    if (!staticMatch) {
-      if (r.identificationType == StaticCtrlDefinition) return false;
-      if (IsFixed(r)) return false;
-      if (IsFixed(pattern)) {
-        RemoveActive(i, CtrlUpdated);
-        continue;
-      }
-    }
-    if (r.identificationType == StaticCtrlDefinition) return false;
-    if (kind == 2) return false;
-    if (r.identificationType == RemoteCtrlDefinition && kind == 3) return false;
-    RemoveActive(i, CtrlUpdated);
-  }
-  return !(nonLocal && out < 0);
+void PlainEngine::Define(CtrlInfo record) {
+  record.lanSeekID = nextId++;
+  records.push_back(std::move(record));
 }
 
-void PlainEngine::AddNew(CtrlInfo pattern, bool published) {
+HRESULT PlainEngine::Register(const CtrlInfo& identity) {
+  if (identity.systemID.empty()) return E_INVALIDARG;
+  for (const CtrlInfo& r : records) {
+    if (r.systemID != identity.systemID) continue;
+    Trace(L"LanSeek: Register VC failed. Ctrl with SysID " + identity.systemID +
+          L" is already in the LanSeek database\n");
+    return static_cast<HRESULT>(0xC0040703U);
+  }
+  CtrlInfo vc = identity;
+  vc.ctrlType = VC;
+  vc.ctrlStatus = CtrlAvailable;
+  vc.identificationType = DynamicCtrlDefinition;
+  vc.ticksToNextAction = Ticks(settings_.VCRefreshInterval);
+  const auto process = processes.find(vc.vcProcessID);
+  vc.vcProcessStart = process == processes.end() ? 0 : process->second;
+  Define(std::move(vc));
+  return S_OK;
+}
+
+HRESULT PlainEngine::Unregister(const std::wstring& systemID, bool keep) {
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    if (records[i].systemID != systemID) continue;
+    RemoveActive(i, CtrlLostPowerDown, keep);
+    return S_OK;
+  }
+  return static_cast<HRESULT>(0xC0040411U);
+}
+
+HRESULT PlainEngine::AddRemote(const std::wstring& address, std::uint32_t& id) {
+  if (platform::ParseIpv4(std::wstring_view(address)) == 0xFFFFFFFFU) return E_INVALIDARG;
+  for (const CtrlInfo& r : records) {
+    if (r.ctrlAddress != address) continue;
+    id = r.lanSeekID;
+    return r.identificationType == DynamicCtrlDefinition ? 0x00040401 : 0x00040402;
+  }
+  CtrlInfo added;
+  added.ctrlAddress = address;
+  added.identificationType = RemoteCtrlDefinition;
+  added.ticksToNextAction = 0;
+  id = nextId;
+  Define(std::move(added));
+  return S_OK;
+}
+
+bool PlainEngine::UpdateFrom(CtrlInfo& r, const CtrlInfo& newer) {
+  const auto says = [](const CtrlInfo& c) {
+    return std::tie(c.ctrlName, c.systemName, c.releasePath, c.ctrlID, c.versionMajor, c.versionMinor,
+                    c.versionRevision, c.kelAPICompatibilityRevision, c.commPortNumber, c.ctrlLevel);
+  };
+  if (says(r) == says(newer)) return false;
+  std::tie(r.ctrlName, r.systemName, r.releasePath, r.ctrlID, r.versionMajor, r.versionMinor,
+           r.versionRevision, r.kelAPICompatibilityRevision, r.commPortNumber, r.ctrlLevel) = says(newer);
+  return true;
+}
+
+void PlainEngine::AddNew(CtrlInfo pattern, bool announced) {
   pattern.ctrlStatus = CtrlAvailable;
   pattern.identificationType = DynamicCtrlDefinition;
-  pattern.published = published;
-  pattern.lanSeekID = nextId++;
-  pattern.ticksToNextAction = published ? -1 : 16;
-  pattern.retriesLeft = published ? -1 : 4;
-  records.push_back(pattern);
-  if (published) events.push_back({pattern.lanSeekID, CtrlAvailable, CtrlNew});
+  pattern.published = announced;
+  pattern.ticksToNextAction = announced ? -1 : Ticks(settings_.RefreshTimeout);
+  pattern.retriesLeft = announced ? -1 : settings_.Retries + 1;
+  Define(std::move(pattern));
+  if (announced) Event(records.back(), CtrlAvailable, CtrlNew);
 }
 
-void PlainEngine::Identity(int p, const CtrlInfo& pattern, std::int32_t position,
-                           platform::Ipv4 interfaceAddress) {
+void PlainEngine::DynamicIdentity(CtrlInfo& r, const CtrlInfo& pattern) {
+  const bool raised = !r.published;
+  r.published = true;
+  if (raised) Event(r, CtrlAvailable, CtrlNew);
+  if (UpdateFrom(r, pattern) && !raised) Event(r, CtrlAvailable, CtrlUpdated);
+  r.ticksToNextAction = r.ctrlType == VC ? Ticks(settings_.VCRefreshInterval) : -1;
+  r.retriesLeft = -1;
+  const bool qualifies = r.versionMajor >= 6 || (r.versionMajor >= 5 && r.versionMinor >= 6);
+  if (!raised || r.remotePublication == RemoteVCPublication_False || !qualifies) return;
+  published.push_back(r.lanSeekID);
+  if (!daemonPublishes) Trace(L"LanSeek. Failed to publish VC remotely " + r.ctrlAddress);
+}
+
+void PlainEngine::Identity(int p, const CtrlInfo& pattern, const Origin& origin) {
   if (p < 0) return AddNew(pattern, true);
   CtrlInfo& r = records[static_cast<std::size_t>(p)];
-  bool raised = false;
-  if (r.identificationType == DynamicCtrlDefinition) {
-    if (!r.published) {
-      r.published = raised = true;
-      events.push_back({r.lanSeekID, CtrlAvailable, CtrlNew});
-    }
-    r.ticksToNextAction = r.ctrlType == VC ? 4 : -1;
-  } else {
-    if (r.ctrlStatus == CtrlUnavailable || !r.published) {
-      r.ctrlStatus = CtrlAvailable;
-      r.published = raised = true;
-      r.systemID = pattern.systemID;
-      r.macAddress = pattern.macAddress;
-      events.push_back({r.lanSeekID, CtrlAvailable, CtrlReconnected});
-    }
-    if (position >= 0) {
-      r.heardOnAddress = interfaceAddress;
-      r.heardOnInterface = position;
-    }
-    r.ticksToNextAction = 128;
+  if (r.identificationType == DynamicCtrlDefinition) return DynamicIdentity(r, pattern);
+  const bool raised = r.ctrlStatus == CtrlUnavailable || !r.published;
+  if (raised) {
+    r.ctrlStatus = CtrlAvailable;
+    r.published = true;
+    r.systemID = pattern.systemID;
+    r.macAddress = pattern.macAddress;
+    Event(r, CtrlAvailable, CtrlReconnected);
   }
+  if (origin.position >= 0) {
+    r.heardOnAddress = origin.address;
+    r.heardOnInterface = origin.position;
+  }
+  if (UpdateFrom(r, pattern) && !raised) Event(r, CtrlAvailable, CtrlUpdated);
+  r.ticksToNextAction = PollTicks();
   r.retriesLeft = -1;
-  if (r.UpdateFrom(pattern) && !raised) events.push_back({r.lanSeekID, CtrlAvailable, CtrlUpdated});
 }
 
-void PlainEngine::Alive(int p, const CtrlInfo& pattern, std::int32_t position,
-                        platform::Ipv4 interfaceAddress) {
+void PlainEngine::Alive(int p, const CtrlInfo& pattern, const Origin& origin) {
   if (p < 0) {
     if (pattern.ctrlType != VC) AddNew(pattern, false);
     return;
@@ -187,33 +211,178 @@ void PlainEngine::Alive(int p, const CtrlInfo& pattern, std::int32_t position,
     r.published = false;
     r.systemID = pattern.systemID;
     r.macAddress = pattern.macAddress;
-    r.ticksToNextAction = 0;
-    r.retriesLeft = 4;
+    r.ticksToNextAction = Polls() ? 0 : Ticks(settings_.RefreshTimeout);
+    r.retriesLeft = (Polls() ? settings_.NonLocalRetries : settings_.Retries) + 1;
   } else if (r.published) {
-    r.ticksToNextAction = 128;
+    r.ticksToNextAction = PollTicks();
     r.retriesLeft = -1;
   }
-  if (position >= 0) {
-    r.heardOnAddress = interfaceAddress;
-    r.heardOnInterface = position;
+  if (origin.position >= 0) {
+    r.heardOnAddress = origin.address;
+    r.heardOnInterface = origin.position;
   }
 }
 
-void PlainEngine::Handle(std::uint32_t type, CtrlInfo pattern, engine::MsgSource source,
-                         std::int32_t position, platform::Ipv4 interfaceAddress) {
-  if (source == engine::MsgSource::FromNonLocalSocket && type > 2) return;
+void PlainEngine::Targeted(const Message& message, const Origin& origin) {
+  const std::wstring& systemID = message.pattern.systemID;
+  const platform::Ipv4 target = platform::ParseIpv4(std::wstring_view(message.target));
+  if (target != 0xFFFFFFFFU && target == origin.address) {
+    if (systemID.empty()) return daemonMessages.push_back({6, origin.position, 0});
+    for (const CtrlInfo& r : records) {
+      if (r.remotePublication == RemoteVCPublication_False || r.systemID != systemID) continue;
+      return daemonMessages.push_back({6, origin.position, r.lanSeekID});
+    }
+    return;
+  }
+  for (CtrlInfo& r : records) {
+    if (r.ctrlAddress != message.target || !(systemID.empty() || r.systemID == systemID)) continue;
+    if (Polls() && r.identificationType != DynamicCtrlDefinition) return;
+    if (r.retriesLeft > 0 && r.ticksToNextAction < Ticks(settings_.RefreshTimeout) / 2) {
+      r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
+      --r.retriesLeft;
+    }
+    return;
+  }
+}
+
+void PlainEngine::Handle(const Message& message, const Origin& origin) {
+  const std::uint32_t type = message.type;
+  if (origin.source == 2 && type != 1 && type != 2) return;
+  CtrlInfo pattern = message.pattern;
+  if (origin.source != 0) {
+    pattern.ctrlAddress = message.from;
+    pattern.heardOnAddress = origin.address;
+    pattern.heardOnInterface = origin.position;
+    if (origin.source == 3) pattern.ctrlType = VC;
+  }
   int p = kNotRun;
-  if (!Collide(type, pattern, source, p)) return;
-  if (source != engine::MsgSource::FromRequestSocket && p == kNotRun) p = FindCtrl(pattern);
-  if (type == 1) Identity(p, pattern, position, interfaceAddress);
-  if (type == 2) Alive(p, pattern, position, interfaceAddress);
+  if (!Collide(type, pattern, origin.source, p)) return;
+  if (origin.source != 0 && p == kNotRun) p = FindCtrl(pattern);
+  if (type == 1) Identity(p, pattern, origin);
+  if (type == 2) Alive(p, pattern, origin);
   if ((type == 3 || type == 4) && p >= 0) {
     auto at = static_cast<std::size_t>(p);
-    if (records[at].identificationType == RemoteCtrlDefinition) {
+    if (records[at].identificationType == RemoteCtrlDefinition)
       records[at].identificationType = DynamicCtrlDefinition;
-    }
     RemoveActive(at, type == 3 ? CtrlLostRestart : CtrlLostPowerDown);
   }
+  if (type == 5 || type == 7) {
+    StartRefreshCycle(origin.position, type);
+    daemonMessages.push_back({static_cast<std::int32_t>(type), origin.position, 0});
+  }
+  if (type == 6) Targeted(message, origin);
+}
+
+void PlainEngine::StartRefreshCycle(int position, std::uint32_t type) {
+  if (position < 0 || position >= static_cast<int>(interfaces.size()))
+    return Trace(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
+  interfaces[static_cast<std::size_t>(position)].refreshCountdown = Ticks(settings_.RefreshInterval);
+  const int timeout = Ticks(settings_.RefreshTimeout);
+  for (CtrlInfo& r : records) {
+    if (r.heardOnInterface != position || r.ctrlStatus != CtrlAvailable) continue;
+    if (r.identificationType != DynamicCtrlDefinition && Polls()) continue;
+    if (r.retriesLeft < 0) {
+      r.retriesLeft = settings_.Retries;
+      r.ticksToNextAction = timeout;
+    } else if (r.retriesLeft > 0 && (r.published || type == 5) && r.ticksToNextAction < timeout / 2) {
+      r.ticksToNextAction = timeout;
+      --r.retriesLeft;
+    }
+  }
+}
+
+void PlainEngine::BeginRun() {
+  for (CtrlInfo& r : records) {
+    if (r.ctrlStatus != CtrlAvailable || r.ctrlType == VC) continue;
+    if (Polls() && r.identificationType != DynamicCtrlDefinition) continue;
+    r.retriesLeft = settings_.Retries;
+    r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
+  }
+  for (std::size_t i = 0; i < interfaces.size(); ++i) {
+    broadcasts.push_back("broadcast " + std::to_string(i) + " " + kFull);
+    daemonMessages.push_back({5, static_cast<std::int32_t>(i), 0});
+  }
+  if (!Polls()) return;
+  for (CtrlInfo& r : records) {
+    if (r.identificationType == DynamicCtrlDefinition) continue;
+    const bool there = r.ctrlStatus == CtrlAvailable;
+    r.ticksToNextAction = Ticks(there ? settings_.NonLocalRefreshTimeout : settings_.NonLocalRefreshInterval);
+    r.retriesLeft = there ? settings_.NonLocalRetries : -1;
+    SendTo(r, kFull);
+  }
+}
+
+void PlainEngine::Tick() {
+  for (std::size_t i = 0; i < interfaces.size(); ++i) {
+    interfaces[i].requestsThisTick = 0;
+    if (interfaces[i].refreshCountdown > 0) {
+      --interfaces[i].refreshCountdown;
+      continue;
+    }
+    StartRefreshCycle(static_cast<int>(i), 7);
+    broadcasts.push_back("broadcast " + std::to_string(i) + " " + kRefresh);
+    daemonMessages.push_back({7, static_cast<std::int32_t>(i), 0});
+  }
+  for (std::size_t i = 0; i < records.size();) {
+    CtrlInfo& r = records[i];
+    if (r.ticksToNextAction != 0) {
+      if (r.ticksToNextAction > 0) --r.ticksToNextAction;
+      ++i;
+    } else if (Due(i)) {
+      ++i;
+    }
+  }
+}
+
+/// False when `i` names the record to go on with already.
+bool PlainEngine::Due(std::size_t& i) {
+  CtrlInfo& r = records[i];
+  if (r.ctrlType == VC) {
+    const auto process = processes.find(r.vcProcessID);
+    if (process != processes.end() && (r.vcProcessStart == 0 || r.vcProcessStart == process->second)) {
+      r.ticksToNextAction = Ticks(settings_.VCRefreshInterval);
+      r.retriesLeft = -1;
+      return true;
+    }
+    Trace(L"LanSeek: VC " + r.systemName + L" @ " + r.ctrlAddress + L" ID: " +
+          std::to_wstring(r.vcProcessID) + L" has terminated!");
+    if (r.vcProcessID != 0) ++objectsLost;
+    RemoveActive(i, CtrlLostConnection);
+    return false;
+  }
+  if (r.retriesLeft == 0) {
+    RemoveActive(i, CtrlLostConnection);
+    return false;
+  }
+  if (Polls() && r.identificationType != DynamicCtrlDefinition) {
+    Poll(r);
+  } else if (r.heardOnInterface >= 0) {
+    AskOnInterface(r);
+  }
+  return true;
+}
+
+void PlainEngine::Poll(CtrlInfo& r) {
+  if (r.retriesLeft < 0 && r.ctrlStatus == CtrlUnavailable) {
+    r.ticksToNextAction = Ticks(settings_.NonLocalRefreshInterval);
+    return SendTo(r, kFull);
+  }
+  SendTo(r, r.retriesLeft < 0 ? kRefresh : kFull);
+  r.ticksToNextAction = Ticks(settings_.NonLocalRefreshTimeout);
+  r.retriesLeft = r.retriesLeft < 0 ? settings_.NonLocalRetries : r.retriesLeft - 1;
+}
+
+void PlainEngine::AskOnInterface(CtrlInfo& r) {
+  Interface& entry = interfaces.at(static_cast<std::size_t>(r.heardOnInterface));
+  if (entry.requestsThisTick >= settings_.TickInterval * settings_.MaxRequestsPerSecond / 1000) return;
+  ++entry.requestsThisTick;
+  r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
+  --r.retriesLeft;
+  std::string rest = ";6;a:" + Narrow(r.ctrlAddress) + ";";
+  if (r.ctrlType == RemoteVC) rest += "4:" + Narrow(r.systemID) + ";";
+  char length[8];
+  std::snprintf(length, sizeof length, "%02zx", 10 + rest.size());
+  broadcasts.push_back("broadcast " + std::to_string(r.heardOnInterface) + " Lanseek;" + length + rest);
 }
 
 }  // namespace kellanseek::test

@@ -1,0 +1,354 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "EngineHarness.h"
+#include "PlainEngine.h"
+
+namespace kellanseek::test {
+namespace {
+
+using engine::MsgSource;
+
+// Few of each, so that records meet.
+const std::vector<std::string> kSystemIDs = {"", "sys-A", "sys-B", "sys-C"};
+const std::vector<std::string> kMacs = {"", "aa", "bb", "cc"};
+const std::vector<std::string> kAddresses = {"192.168.1.20", "10.0.0.20", "192.168.125.1", "192.168.1.21"};
+const std::vector<std::string> kTargets = {"192.168.1.20", "10.0.0.20", "192.168.1.21", "path-1",
+                                           "192.168.1.5",  "10.0.0.5",  "0.0.0.0"};
+const std::vector<std::vector<std::string>> kHostAddresses = {{"192.168.1.5", "10.0.0.5"},
+                                                              {"10.0.0.5", "192.168.1.5"},
+                                                              {"10.0.0.5"},
+                                                              {"192.168.1.9", "192.168.1.5"},
+                                                              {}};
+constexpr std::size_t kMostRecords = 40;
+constexpr int kSteps = 60;
+
+std::wstring Wide(const std::string& text) { return {text.begin(), text.end()}; }
+
+class CountedObject : public IUnknown {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(const IID&, void**) override { return E_NOINTERFACE; }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
+  ULONG STDMETHODCALLTYPE Release() override { return --count; }
+  ULONG count = 0;
+};
+
+/// One random history of the engine and of the model.
+class History {
+ public:
+  explicit History(std::uint32_t seed) : random_(seed) {
+    CKelLanSeekConfigSettings& settings = engine_.settings;
+    settings.RefreshInterval = Upto(4) + 1;
+    settings.RefreshTimeout = Upto(3) + 1;
+    settings.Retries = Upto(3) + 1;
+    settings.MaxRequestsPerSecond = 4 * (Upto(3) + 1);
+    settings.VCRefreshInterval = Upto(2) + 1;
+    settings.NonLocalRefreshInterval = Upto(4) + 1;
+    settings.NonLocalRefreshTimeout = Upto(2) + 1;
+    settings.NonLocalRetries = Upto(3) + 1;
+    settings.NonLocalUpdatesEnabled = Upto(3) > 0;
+    ChangeInterfaces();
+  }
+
+  void Run() {
+    for (int step = 0; step < kSteps && !::testing::Test::HasFailure(); ++step) Act();
+  }
+
+  std::string story;  ///< What was done, for whoever has to find out why the two differ.
+
+ private:
+  int Upto(int end) { return static_cast<int>(random_() % static_cast<std::uint32_t>(end)); }
+  template <typename T>
+  const T& Any(const std::vector<T>& pool) {
+    return pool[random_() % pool.size()];
+  }
+
+  void Act() {
+    switch (Upto(16)) {
+      case 0: Define(); break;
+      case 1: AddRemote(); break;
+      case 2: Register(); break;
+      case 3: Unregister(); break;
+      case 4: ToggleProcess(); break;
+      case 5: Seldom(); break;
+      case 6:
+      case 7:
+      case 8: Ticks(Upto(8) + 1); break;
+      default: Message(); break;
+    }
+    Compare();
+  }
+
+  void Seldom() {
+    const int what = Upto(8);
+    if (what < 3) return ChangeInterfaces();
+    if (what < 6) return BeginRun();
+    if (what == 6) {
+      story += "\nno polls";
+      engine_.settings.NonLocalUpdatesEnabled = 0;
+      return;
+    }
+    story += "\ndaemon";
+    plain_.daemonPublishes = engine_.daemon.addSucceeds = !engine_.daemon.addSucceeds;
+  }
+
+  void BeginRun() {
+    story += "\nbegin";
+    engine_.refresh.BeginRun();
+    plain_.BeginRun();
+  }
+
+  void ChangeInterfaces() {
+    story += "\ninterfaces";
+    std::vector<PlainEngine::Interface> table;
+    for (const auto& each : kHostAddresses[0]) engine_.addresses.RemoveAddress(each);
+    engine_.addresses.RemoveAddress("192.168.1.9");
+    for (const std::string& address : Any(kHostAddresses)) {
+      story += " " + address;
+      engine_.addresses.AddAddress(1, address, "255.255.255.0");
+      table.push_back({platform::ParseIpv4(address), platform::ParseIpv4("255.255.255.0")});
+    }
+    engine_.RebuildInterfaces();
+    plain_.SetInterfaces(std::move(table));
+  }
+
+  void Ticks(int count) {
+    story += "\nticks " + std::to_string(count);
+    for (int i = 0; i < count && !::testing::Test::HasFailure(); ++i) {
+      engine_.Tick();
+      plain_.Tick();
+      Compare();
+    }
+  }
+
+  CtrlInfo Identity() {
+    CtrlInfo said;
+    said.systemID = Wide(Any(kSystemIDs));
+    said.macAddress = Wide(Any(kMacs));
+    said.ctrlName = Upto(2) != 0 ? L"name" : L"other";
+    said.systemName = Upto(6) != 0 ? L"system" : L"Line";
+    said.ctrlID = Upto(6) != 0 ? L"ctrl" : L"Ctrl";
+    said.releasePath = Upto(6) != 0 ? L"" : L"/hd0a";
+    if (Upto(3) != 0) {
+      said.versionMajor = static_cast<std::uint32_t>(Upto(4) == 0 ? 4 + Upto(3) : 5);
+      said.versionMinor = static_cast<std::uint32_t>(Upto(4) == 0 ? 5 + Upto(5) : 6);
+    }
+    if (Upto(6) == 0) said.versionRevision = 1;
+    if (Upto(6) == 0) said.kelAPICompatibilityRevision = 5;
+    said.commPortNumber = static_cast<std::uint32_t>(Upto(3));
+    if (Upto(6) == 0) said.ctrlLevel = BootLevel;
+    const int kind = Upto(10);
+    said.ctrlType = kind == 0 ? VC : kind < 3 ? RemoteVC : RC;
+    return said;
+  }
+
+  static std::string Fields(const CtrlInfo& said, const std::string& target) {
+    std::string fields;
+    const auto text = [&](const char* tag, const std::wstring& value) {
+      fields += std::string(tag) + ":" + std::string(value.begin(), value.end()) + ";";
+    };
+    const auto number = [&](const char* tag, std::uint32_t value) {
+      if (value != kVersionUnknown) fields += std::string(tag) + ":" + std::to_string(value) + ";";
+    };
+    text("1", said.ctrlName);
+    text("2", said.ctrlID);
+    text("3", said.systemName);
+    text("4", said.systemID);
+    text("5", said.releasePath);
+    text("9", said.macAddress);
+    number("7", said.versionMajor);
+    number("8", said.versionMinor);
+    number("f", said.versionRevision);
+    number("10", said.kelAPICompatibilityRevision);
+    number("b", said.commPortNumber);
+    number("c", said.ctrlLevel == BootLevel ? 1 : 0);
+    number("11", said.ctrlType);
+    return fields + "a:" + target + ";";
+  }
+
+  void Message() {
+    PlainEngine::Origin origin;
+    PlainEngine::Message message;
+    const int source = Upto(12);
+    origin.source = source < 6 ? 1 : source < 9 ? 2 : source < 10 ? 0 : 3;
+    const int type = Upto(16);
+    message.type = static_cast<std::uint32_t>(type < 5 ? 1 : type < 9 ? 2 : type - 7);
+    if (plain_.records.size() >= kMostRecords) return;
+    if (origin.source < 2) {
+      if (plain_.interfaces.empty()) return;
+      origin.position = Upto(static_cast<int>(plain_.interfaces.size()));
+      origin.address = plain_.interfaces[static_cast<std::size_t>(origin.position)].address;
+    }
+    message.pattern = Identity();
+    const std::string target = Any(kTargets);
+    const std::string from = Any(kAddresses);
+    message.target = Wide(target);
+    const std::string fields = Fields(message.pattern, target);
+    story += "\nmessage " + std::to_string(message.type) + " " + fields + " source " +
+             std::to_string(origin.source) + " from " + from + " at " + std::to_string(origin.position);
+    if (origin.source == 3) {
+      engine_.Forward(message.type, fields);
+    } else {
+      message.from = Wide(from);
+      engine_.Receive(EngineHarness::Datagram(message.type, fields), from,
+                      static_cast<MsgSource>(origin.source), origin.position);
+    }
+    plain_.Handle(message, origin);
+  }
+
+  /// A controller of the static file; one with complete information is there from the start.
+  void Define() {
+    if (plain_.records.size() >= kMostRecords) return;
+    CtrlInfo record;
+    record.ctrlAddress = Wide(Any(kAddresses));
+    record.systemID = Wide(Any(kSystemIDs));
+    if (Upto(3) == 0) {
+      record.macAddress = Wide(Any(kMacs));
+      record.ctrlStatus = CtrlAvailable;
+      record.published = true;
+    }
+    story += "\nstatic " + std::string(record.ctrlAddress.begin(), record.ctrlAddress.end());
+    engine_.Add(record);
+    plain_.Define(record);
+  }
+
+  void AddRemote() {
+    const std::string address = Upto(8) == 0 ? "no address" : Any(kAddresses);
+    story += "\nadd " + address;
+    std::uint32_t got = 0;
+    std::uint32_t want = 0;
+    HRESULT result = S_OK;
+    {
+      const CtrlTable::Lock lock(engine_.table);
+      result = engine_.lifecycle.AddRemoteController(engine_.table, Wide(address), got);
+    }
+    EXPECT_EQ(result, plain_.AddRemote(Wide(address), want));
+    EXPECT_EQ(got, want);
+  }
+
+  void Register() {
+    CtrlInfo vc;
+    vc.systemID = Wide(Any(kSystemIDs));
+    vc.ctrlAddress = L"path-" + std::to_wstring(Upto(2));
+    vc.vcProcessID = static_cast<std::uint32_t>(Upto(3) + 1);
+    vc.remotePublication = Upto(3) != 0 ? RemoteVCPublication_True : RemoteVCPublication_False;
+    story += "\nregister " + std::string(vc.systemID.begin(), vc.systemID.end());
+    GUID offered = IID_KelVirtualController;
+    const VCInterface vci{&offered, &object_};
+    EXPECT_EQ(
+        engine_.localVCs.RegisterVC(vc.ctrlAddress, vc.systemID, vc.vcProcessID, vc.remotePublication, &vci),
+        plain_.Register(vc));
+  }
+
+  void Unregister() {
+    const std::wstring systemID = Wide(Any(kSystemIDs));
+    const bool keep = Upto(2) != 0;
+    story += "\nunregister " + std::string(systemID.begin(), systemID.end()) + (keep ? " keep" : "");
+    EXPECT_EQ(engine_.localVCs.RemoveVC(systemID, keep), plain_.Unregister(systemID, keep));
+  }
+
+  void ToggleProcess() {
+    const auto id = static_cast<std::uint32_t>(Upto(3) + 1);
+    if (Upto(3) != 0) {
+      engine_.processes.Start(id);
+      plain_.processes[id] = engine_.processes.StartStamp(id);
+    } else {
+      engine_.processes.End(id);
+      plain_.processes.erase(id);
+    }
+    story += "\nprocess " + std::to_string(id);
+  }
+
+  void Compare() {
+    if (::testing::Test::HasFailure()) return;
+    EXPECT_EQ(engine_.events.Take(), std::exchange(plain_.events, {}));
+    EXPECT_EQ(engine_.daemon.messages, plain_.daemonMessages);
+    EXPECT_EQ(engine_.daemon.added, plain_.published);
+    // The harness has built its table once before.
+    EXPECT_EQ(engine_.daemon.refreshes, plain_.daemonRefreshes + 1);
+    CompareTraces();
+    CompareDatagrams();
+    const std::vector<CtrlInfo> records = engine_.All();
+    ASSERT_EQ(records.size(), plain_.records.size());
+    ULONG objects = static_cast<ULONG>(plain_.objectsLost);
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      EXPECT_EQ(Text(records[i]), Text(plain_.records[i]));
+      const bool registered = plain_.records[i].vcProcessID != 0;
+      EXPECT_EQ(records[i].vcInterface.Get() != nullptr, registered);
+      objects += registered ? 2 : 0;  // The copy has one of its own.
+    }
+    EXPECT_EQ(object_.count, objects);
+    for (std::size_t i = 0; i < plain_.interfaces.size(); ++i)
+      EXPECT_EQ(engine_.interfaces[i].refreshCountdown, plain_.interfaces[i].refreshCountdown);
+  }
+
+  void CompareTraces() {
+    const std::vector<std::wstring> all = engine_.traces.Messages();
+    EXPECT_EQ(std::vector<std::wstring>(all.begin() + static_cast<std::ptrdiff_t>(tracesSeen_), all.end()),
+              std::exchange(plain_.traces, {}));
+    tracesSeen_ = all.size();
+  }
+
+  void CompareDatagrams() {
+    std::vector<std::string> broadcasts;
+    std::multiset<std::string> byAddress;
+    for (std::string& datagram : engine_.sender.Take()) {
+      if (datagram.starts_with("broadcast")) {
+        broadcasts.push_back(std::move(datagram));
+      } else {
+        byAddress.insert(std::move(datagram));
+      }
+    }
+    EXPECT_EQ(broadcasts, std::exchange(plain_.broadcasts, {}));
+    EXPECT_EQ(byAddress, std::exchange(plain_.byAddress, {}));
+  }
+
+  static std::wstring Text(const CtrlInfo& r) {
+    std::wstring text;
+    for (const auto* each : {&r.ctrlName, &r.ctrlAddress, &r.systemName, &r.releasePath, &r.systemID,
+                             &r.ctrlID, &r.macAddress, &r.hostName}) {
+      text += *each + L"|";
+    }
+    for (const auto number : std::initializer_list<std::int64_t>{
+             r.ipAddress, r.lanSeekID, r.ctrlType, r.remotePublication, r.versionMajor, r.versionMinor,
+             r.versionRevision, r.kelAPICompatibilityRevision, r.commPortNumber, r.ctrlLevel, r.ctrlStatus,
+             r.identificationType, r.ticksToNextAction, r.retriesLeft, r.heardOnAddress, r.heardOnInterface,
+             r.published, r.vcProcessID, static_cast<std::int64_t>(r.vcProcessStart)}) {
+      text += std::to_wstring(number) + L"|";
+    }
+    return text;
+  }
+
+  std::mt19937 random_;
+  CountedObject object_;
+  EngineHarness engine_;
+  PlainEngine plain_{engine_.settings};
+  std::size_t tracesSeen_ = 0;
+};
+
+std::uint32_t FromEnvironment(const char* name, std::uint32_t otherwise) {
+  const char* text = std::getenv(name);
+  return text == nullptr ? otherwise : static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10));
+}
+
+/// KELLANSEEK_MODEL_SEED is the first seed, KELLANSEEK_MODEL_HISTORIES how many follow one another.
+TEST(EngineModel, TheEngineDoesWhatThePlainWalkDoes) {
+  const std::uint32_t first = FromEnvironment("KELLANSEEK_MODEL_SEED", 1);
+  const std::uint32_t count = FromEnvironment("KELLANSEEK_MODEL_HISTORIES", 1000);
+  for (std::uint32_t seed = first; seed - first < count; ++seed) {
+    History history(seed);
+    history.Run();
+    ASSERT_FALSE(HasFailure()) << "KELLANSEEK_MODEL_SEED=" << seed << " KELLANSEEK_MODEL_HISTORIES=1"
+                               << history.story;
+  }
+}
+
+}  // namespace
+}  // namespace kellanseek::test
