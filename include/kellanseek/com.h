@@ -16,6 +16,11 @@
 //   KelComPtr, KelBstr                               owners of a reference and of a BSTR
 //   KelCreateInstanceFromModule                      an object from a module that need not be registered
 
+// MSVC tells its language version by a macro of its own; the standard one stays at C++98 there by default.
+#if defined(_MSVC_LANG) ? _MSVC_LANG < 201703L : __cplusplus < 201703L
+#error "The KelLanSeek headers need C++17 or later (-std=c++17, /std:c++17)"
+#endif
+
 #if defined(_WIN32)
 
 #if !defined(WIN32_LEAN_AND_MEAN)

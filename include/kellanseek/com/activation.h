@@ -25,7 +25,7 @@ struct ThreadApartment {
 
 /// One per thread and module; hidden, so that a module which has it can still be unloaded.
 [[gnu::visibility("hidden")]] inline ThreadApartment& CurrentApartment() {
-  constinit thread_local ThreadApartment apartment;
+  thread_local ThreadApartment apartment;
   return apartment;
 }
 

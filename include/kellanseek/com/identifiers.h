@@ -6,13 +6,13 @@
 
 namespace kellanseek::com {
 
-consteval std::uint8_t HexDigit(char digit) {
+constexpr std::uint8_t HexDigit(char digit) {
   if (digit >= '0' && digit <= '9') return static_cast<std::uint8_t>(digit - '0');
   if (digit >= 'A' && digit <= 'F') return static_cast<std::uint8_t>(digit - 'A' + 10);
   throw "an identifier is written with the digits 0-9 and A-F";
 }
 
-consteval std::uint32_t HexNumber(const char* text, int digits) {
+constexpr std::uint32_t HexNumber(const char* text, int digits) {
   std::uint32_t number = 0;
   for (int i = 0; i < digits; ++i) number = number << 4 | HexDigit(text[i]);
   return number;
@@ -20,8 +20,9 @@ consteval std::uint32_t HexNumber(const char* text, int digits) {
 
 }  // namespace kellanseek::com
 
-/// The identifier "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX". A text of another form does not compile.
-consteval GUID KelGuid(const char (&text)[37]) {
+/// The identifier "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX". It is for constants: a text of another form does
+/// not compile where a constant is made of it, and throws elsewhere.
+constexpr GUID KelGuid(const char (&text)[37]) {
   using kellanseek::com::HexNumber;
   if (text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') throw "misplaced hyphen";
   GUID guid = {};
@@ -40,7 +41,7 @@ consteval GUID KelGuid(const char (&text)[37]) {
 namespace kellanseek::com {
 
 template <typename Interface>
-consteval const IID* NoInterfaceId() = delete;
+constexpr const IID* NoInterfaceId() = delete;
 
 inline constexpr IID kIidUnknown = KelGuid("00000000-0000-0000-C000-000000000046");
 inline constexpr IID kIidClassFactory = KelGuid("00000001-0000-0000-C000-000000000046");

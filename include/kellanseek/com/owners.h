@@ -23,12 +23,10 @@ class KelComPtr {
   KelComPtr(const KelComPtr& other) noexcept : KelComPtr(other.object_) {}
   KelComPtr(KelComPtr&& other) noexcept : object_(other.Detach()) {}
   /// From an owner of a derived interface.
-  template <typename Derived>
-  requires std::is_convertible_v<Derived*, Interface*> KelComPtr(const KelComPtr<Derived>& other)
-  noexcept : KelComPtr(static_cast<Interface*>(other.Get())) {}
-  template <typename Derived>
-  requires std::is_convertible_v<Derived*, Interface*> KelComPtr(KelComPtr<Derived>&& other)
-  noexcept : object_(other.Detach()) {}
+  template <typename Derived, typename = std::enable_if_t<std::is_convertible_v<Derived*, Interface*>>>
+  KelComPtr(const KelComPtr<Derived>& other) noexcept : KelComPtr(static_cast<Interface*>(other.Get())) {}
+  template <typename Derived, typename = std::enable_if_t<std::is_convertible_v<Derived*, Interface*>>>
+  KelComPtr(KelComPtr<Derived>&& other) noexcept : object_(other.Detach()) {}
   ~KelComPtr() { Reset(); }
 
   KelComPtr& operator=(KelComPtr other) noexcept {
@@ -84,6 +82,11 @@ class KelComPtr {
   friend bool operator==(const KelComPtr& left, const Interface* right) noexcept {
     return left.object_ == right;
   }
+  // C++20 would derive the rest from these two; C++17 does not.
+  friend bool operator==(const Interface* left, const KelComPtr& right) noexcept { return right == left; }
+  friend bool operator!=(const KelComPtr& left, const KelComPtr& right) noexcept { return !(left == right); }
+  friend bool operator!=(const KelComPtr& left, const Interface* right) noexcept { return !(left == right); }
+  friend bool operator!=(const Interface* left, const KelComPtr& right) noexcept { return !(right == left); }
 
  private:
   Interface* object_ = nullptr;
