@@ -22,8 +22,17 @@
 // stays the caller's.
 //
 // Life. An object works from its creation to the release of its last reference, without being asked: that
-// release stops it, and waits for a Notify that is running on another thread. The objects of one process
-// share nothing.
+// release stops it, and waits for a Notify that is running on another thread and for a reverse look-up of a
+// host name under way, which takes as long as the system's resolver waits for an answer. The objects of one
+// process share nothing. An object holds the sinks of its subscriptions: a sink that itself holds a reference
+// to the object keeps both alive until it is unsubscribed.
+//
+// Process. Each object runs up to six threads: requests, receiver, daemon of virtual controllers, events,
+// host names, and the watch for changed addresses unless the settings turn that off. It installs no signal
+// handler. On Linux it holds some ten descriptors, and up to six more for each interface, which count against
+// the process's limit; none survives exec. A child made by fork has the object's memory and none of its
+// threads, so nothing works there: it leaves the inherited object alone, even unreleased, and runs exec or
+// ends by _exit.
 
 #include <cstddef>
 
@@ -75,8 +84,11 @@ enum LanSeekCtrlIdentificationType : INT {
 
 enum KelCtrlAvailability : INT {
   CtrlAvailable = 1,
-  CtrlUnavailable = 2,  ///< Known, and listed, but silent.
-  CtrlRemoved = 3,      ///< No longer known; its lanSeekID is out of use.
+  /// Configured or added, and silent: not listed, but its lanSeekID stays in use and it comes back under it.
+  CtrlUnavailable = 2,
+  /// Off the list for good, and its lanSeekID out of use; only PreUnRegister leaves that in use a while
+  /// longer.
+  CtrlRemoved = 3,
 };
 
 enum KelCtrlLevel : INT {
@@ -84,17 +96,30 @@ enum KelCtrlLevel : INT {
   BootLevel = 2,    ///< Runs its boot program only.
 };
 
-/// Why an event was sent.
+/// Why an event was sent. A loss comes with CtrlUnavailable for a controller that is configured or added,
+/// which may come back, and with CtrlRemoved for any other. Where a loss is said to be followed by a new
+/// controller, that is the same one under a new lanSeekID.
 enum LanSeekEventReason : INT {
+  /// Became known. Also a virtual controller that reports again after PreUnRegister.
   CtrlNew = 0,
-  CtrlUpdated = 1,                 ///< Something that the getters give has changed.
-  CtrlLostConnection = 2,          ///< No longer answers; for a virtual controller: its process has ended.
-  CtrlLostLAN = 3,                 ///< The network interface over which it was heard is gone.
-  CtrlLostRestart = 4,             ///< Announced a restart.
-  CtrlLostPowerDown = 5,           ///< Announced its end.
+  /// Something that the getters give has changed, the host name included. With CtrlRemoved or
+  /// CtrlUnavailable:
+  /// it gave way to the same controller, seen over another path.
+  CtrlUpdated = 1,
+  /// No longer answers; for a virtual controller on this host: its process has ended. Also a remote virtual
+  /// controller whose device turned up at another address; a new controller follows.
+  CtrlLostConnection = 2,
+  CtrlLostLAN = 3,  ///< The network interface over which it was heard is gone.
+  /// Announced a restart. Also a controller whose device turned up with another address, system identity or
+  /// port, as after a restart; a new controller follows.
+  CtrlLostRestart = 4,
+  CtrlLostPowerDown = 5,           ///< Announced its end, or was taken back by UnRegister or PreUnRegister.
   CtrlLostSystemIdCollision = 6,   ///< Another controller has its system identity.
   CtrlLostIPAddressCollision = 7,  ///< Another controller has its address.
-  CtrlReconnected = 9,             ///< Answers again. There is no 8.
+  /// Answers again. Also the first answer of one that is configured or added, in place of CtrlNew. There is
+  /// no
+  /// 8.
+  CtrlReconnected = 9,
 };
 
 /// What the events of a subscription carry. Only Data is offered.
@@ -189,7 +214,8 @@ struct IKelEnumCtrlIdentity : IUnknown {
 };
 
 /// The list of controllers, and ways to find one. A look-up finds listed controllers only, that is, those
-/// that a client has been told of.
+/// that a client has been told of. It ends at the first controller that is known by the address or identity:
+/// one that is not listed, such as a silent one from the file, hides a listed one that became known later.
 struct IKelLanSeek : IUnknown {
   /// Lists the controllers above `pRetPar->mark`, in the order in which they became known. With the mark that
   /// comes back the next call lists only those that are newer. E_POINTER; E_INVALIDARG "Only RetrieveAll
@@ -237,13 +263,17 @@ struct IKelLanSeek2 : IKelLanSeek {
 struct IKelObjectEvents : IUnknown {
   /// Called on the one event thread of the component object, never twice at a time, with no lock held: the
   /// sink may call anything, Unsubscribe and the last Release included. While it runs all subscribers wait,
-  /// so it is brief. A subscription whose sink answers a failure with bit 16 set (as the codes of lost
-  /// connections have) is ended; other failures are passed over. An exception out of Notify counts as E_FAIL.
+  /// so it is brief. A subscription whose sink answers a failure with bit 16 set is ended: that is so in the
+  /// codes of lost connections, but in E_INVALIDARG, E_OUTOFMEMORY and E_ACCESSDENIED too. Other failures,
+  /// such as E_FAIL, are passed over. An exception out of Notify counts as E_FAIL.
   virtual HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) = 0;
 };
 
 /// Subscriptions to the changes of controllers. A subscriber has at most one event waiting for each
-/// controller: a later change is merged into it, so that what arrives is the news, not the history.
+/// controller: a later change is merged into it, so that what arrives is the news, not the history. It hears
+/// nothing of the controllers that were listed before it came: a client subscribes first and lists then. When
+/// CtrlRemoved arrives, the getters know the controller no longer, so a client that wants to name it keeps
+/// the name.
 struct IKelLanSeekSubscribe : IUnknown {
   /// Subscribes, and gives a cookie (10 and up) for Unsubscribe. The sink is referenced until then.
   /// E_INVALIDARG "pRep->containData != Data", or "LanSeekID too large" for a `subscriptionType` that was
@@ -263,8 +293,8 @@ struct IKelCtrlIdentity : IUnknown {
   /// As GetCtrlType3, but with a virtual controller of another host given as VC (or RC, as configured), for
   /// clients that know only these two.
   virtual HRESULT STDMETHODCALLTYPE GetCtrlType(ULONG lanSeekID, KelCtrlType* pType) = 0;
-  /// How the controller became known. It turns dynamic when it answers on a local network. E_POINTER "type ==
-  /// NULL".
+  /// How the controller became known. One that was added by address turns dynamic when it is available and
+  /// its address turns out to be on a local network; one from the file never does. E_POINTER "type == NULL".
   virtual HRESULT STDMETHODCALLTYPE GetCtrlIdentificationType(ULONG lanSeekID,
                                                               LanSeekCtrlIdentificationType* pType) = 0;
   /// A controller that is gone is no failure here: CtrlRemoved, S_OK.
@@ -337,8 +367,10 @@ struct IKelVCLanSeek2 : IKelVCLanSeek {
   /// referenced; KEL_E_SYSTEMID_PRESENT.
   virtual HRESULT STDMETHODCALLTYPE Register2(BSTR systemPath, BSTR systemID, ULONG dwProcID,
                                               RemoteVCPublication remotePublication, VCInterface* pvci) = 0;
-  /// Takes the controller off the list, as the first step of an end; UnRegister is the second.
-  /// KEL_E_NOT_FOUND.
+  /// Takes the controller off the list, as the first step of an end; UnRegister is the second, and sends no
+  /// further event. In between the clients have had CtrlRemoved, but the lanSeekID stays in use, its getters
+  /// answer, and its status is still CtrlAvailable; it is among the unpublished ones, and another message of
+  /// its own lists it again, as CtrlNew. KEL_E_NOT_FOUND.
   virtual HRESULT STDMETHODCALLTYPE PreUnRegister(BSTR systemID) = 0;
 };
 
@@ -346,5 +378,11 @@ struct IKelLanSeekConfig : IUnknown {
   /// Adds the controller at a dotted IPv4 address that broadcasts do not reach; it is then asked by unicast,
   /// and listed once it answers. S_OK; KEL_S_ALREADY_DYNAMIC and KEL_S_ALREADY_CONFIGURED, with the lanSeekID
   /// that it has, when it is known already; E_POINTER; E_INVALIDARG for a text that is no address.
+  ///
+  /// The lanSeekID lasts while the controller is only reached by unicast, silent or not. It goes out of use
+  /// when the controller announces a restart or its end, when it is silent and then answers on a local
+  /// network, which makes it a new controller there, and, once it has turned dynamic, as that of any
+  /// controller found. With the setting NonLocalUpdatesEnabled at 0, also when the component put it there
+  /// because it got no socket for unicast, the result is still S_OK, but the controller is never asked.
   virtual HRESULT STDMETHODCALLTYPE AddRemoteController(BSTR ip, ULONG* lanSeekID) = 0;
 };
