@@ -1,10 +1,14 @@
 // Tells every change of the controllers until a line is entered, then lists those that are known.
-// From this folder: cl /std:c++20 /EHsc /I ..\..\include watch.cpp ole32.lib oleaut32.lib uuid.lib
+// From this folder: cl /std:c++17 /EHsc /I ..\..\include watch.cpp ole32.lib oleaut32.lib uuid.lib
+#include <clocale>
 #include <cstdio>
+#include <cstring>
 
 #include <kellanseek/KelLanSeek.h>
 
-struct Sink : IKelObjectEvents {  // Outlives its subscription, so it counts no references.
+// Called on a thread of the component. It outlives its subscription, so it counts no references.
+class Sink : public IKelObjectEvents {
+ public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     const bool known = iid == IID_IKelObjectEvents || iid == *KelInterfaceId<IUnknown>;
     *object = known ? this : nullptr;
@@ -13,37 +17,69 @@ struct Sink : IKelObjectEvents {  // Outlives its subscription, so it counts no 
   ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
   HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) override {
-    return std::printf("event %ls\n", event->data.bstrVal), S_OK;  // "lanSeekID;availability;reason;"
+    std::printf("event %ls\n", event->data.bstrVal);  // "lanSeekID;availability;reason;"
+    std::fflush(stdout);
+    return S_OK;
   }
-} sink;
+};
 
-int Run() {
-  KelComPtr<IKelLanSeek> seek;
-  if (FAILED(CoCreateInstance(CLSID_KelLanSeek, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek,
-                              seek.PutVoid()))) {
-    return std::puts("The component is not registered."), 1;
-  }
-  KelEventParams wanted = {};
-  wanted.pSink = &sink;
-  ULONG cookie = 0;
-  seek.As<IKelLanSeekSubscribe>()->Subscribe(&wanted, &cookie);
-  std::puts("Listening; a line ends it.");
-  std::getchar();
+// Says what failed: the code, and the component's own words where there is an object to ask.
+int Failed(const char* what, HRESULT result, const KelComPtr<IKelLanSeek>& seek) {
+  KelBstr why;
+  if (const auto base = seek.As<IKelBase>()) base->GetLastErrorInfo(why.Put());
+  std::fprintf(stderr, "%s: 0x%08X %ls\n", what, static_cast<unsigned>(result), why.Text().c_str());
+  return 1;
+}
+
+int List(const KelComPtr<IKelLanSeek>& seek) {
   KelRetrievalParams all = {};
-  all.noOfElts = -2;
+  all.noOfElts = -2;  // all that there are
   KelComPtr<IKelEnumCtrlIdentity> list;
-  seek->GetCtrlList(&all, list.Put());
-  for (AvailableCtrlsListItem item; list->RemNext(1, &item, nullptr) == S_OK;) {
+  HRESULT result = seek->GetCtrlList(&all, list.Put());
+  if (FAILED(result)) return Failed("GetCtrlList", result, seek);
+
+  const auto identity = seek.As<IKelCtrlIdentity>();
+  AvailableCtrlsListItem item = {};
+  while (list->RemNext(1, &item, nullptr) == S_OK) {
     KelBstr name;
-    seek.As<IKelCtrlIdentity>()->GetCtrlName(item.lanSeekID, name.Put());
+    result = identity->GetCtrlName(item.lanSeekID, name.Put());
+    if (result == KEL_E_LANSEEKID_NOT_IN_USE) continue;  // It has gone since.
+    if (FAILED(result)) return Failed("GetCtrlName", result, seek);
     std::printf("%u %ls\n", static_cast<unsigned>(item.lanSeekID), name.Text().c_str());
   }
-  return seek.As<IKelLanSeekSubscribe>()->Unsubscribe(cookie);
+  return 0;
+}
+
+int Watch(Sink& sink) {
+  KelComPtr<IKelLanSeek> seek;
+  HRESULT result =
+      CoCreateInstance(CLSID_KelLanSeek, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek, seek.PutVoid());
+  if (result == REGDB_E_CLASSNOTREG) return std::puts("The component is not registered."), 1;
+  if (FAILED(result)) return Failed("CoCreateInstance", result, seek);
+
+  const auto subscriptions = seek.As<IKelLanSeekSubscribe>();
+  KelEventParams wanted = {};  // of all controllers
+  wanted.pSink = &sink;
+  ULONG cookie = 0;
+  result = subscriptions->Subscribe(&wanted, &cookie);
+  if (FAILED(result)) return Failed("Subscribe", result, seek);
+
+  std::puts("Listening; a line ends it.");
+  std::fflush(stdout);
+  std::getchar();
+  const int exitCode = List(seek);
+  result = subscriptions->Unsubscribe(cookie);
+  return FAILED(result) ? Failed("Unsubscribe", result, seek) : exitCode;
 }
 
 int main() {
-  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-  const int result = Run();
+  // Names may hold any letters, which the C locale of a bare environment cannot write.
+  const char* const locale = std::setlocale(LC_CTYPE, "");
+  if (locale == nullptr || std::strcmp(locale, "C") == 0) std::setlocale(LC_CTYPE, "C.UTF-8");
+  const HRESULT joined = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  if (FAILED(joined)) return Failed("CoInitializeEx", joined, {});
+  Sink sink;
+  const int exitCode = Watch(sink);  // By its end it has released every object, and no call of the sink runs.
   CoUninitialize();
-  return result;
+  return exitCode;
 }
