@@ -85,11 +85,14 @@ bool MessageReader::TakeField(std::string_view piece, Message& message) {
 bool MessageReader::ParseMessage(std::string_view text, std::size_t receivedLength, Message& message) const {
   message.hasTarget = false;
   message.targetAddress.Clear();
-  text = text.substr(0, text.find('\0'));
+  const std::size_t end = text.find('\0');
+  const bool endsEarly = end != std::string_view::npos;
+  text = text.substr(0, end);
 
   std::uint32_t claimedLength = 0;
   if (!ReadHeader(text, claimedLength, message.type)) return false;
-  if (claimedLength != receivedLength) {
+  // What stands behind a NUL cannot be read, so a length that counts it is not the length of the message.
+  if (claimedLength != receivedLength || endsEarly) {
     trace_.Error(L"LanSeek: Message length mismatch. Received %d, claimed %d, strlen %d", receivedLength,
                  claimedLength, text.size());
     return false;

@@ -1,5 +1,6 @@
 #include "protocol/ScanNumber.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 
@@ -35,14 +36,14 @@ bool ScanHex(std::string_view& text, std::uint32_t& value) {
   const bool minus = TakeSign(text);
   if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) text.remove_prefix(2);
   if (text.empty() || HexDigit(text.front()) == kNoDigit) return false;
+  constexpr std::uint64_t kMax = std::numeric_limits<std::uint32_t>::max();
   std::uint64_t number = 0;
   do {
-    number = number * 16 + HexDigit(text.front());
-    if (number > std::numeric_limits<std::uint32_t>::max())
-      number = std::numeric_limits<std::uint32_t>::max();
+    number = std::min(number * 16 + HexDigit(text.front()), kMax + 1);
     text.remove_prefix(1);
   } while (!text.empty() && HexDigit(text.front()) != kNoDigit);
-  value = static_cast<std::uint32_t>(minus ? 0 - number : number);
+  // As the C library scans: a number that is too large is the largest one, whatever its sign.
+  value = static_cast<std::uint32_t>(number > kMax ? kMax : minus ? 0 - number : number);
   return true;
 }
 

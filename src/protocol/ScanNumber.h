@@ -10,7 +10,7 @@ constexpr bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 /// Reads a number at the front of `text` as the C library's %x does (white space, sign, optional 0x, any
 /// width, either case) and removes it. False, with `text` undefined, when there is none. A magnitude beyond
-/// 32 bits reads as 0xFFFFFFFF.
+/// 32 bits reads as 0xFFFFFFFF, whatever the sign.
 bool ScanHex(std::string_view& text, std::uint32_t& value);
 
 /// The same for a number that must be followed by `end`, which is removed with it.

@@ -72,11 +72,12 @@ TEST_F(MessageReaderTest, TakesTheWholeIdentity) {
 TEST_F(MessageReaderTest, ScansTheHeaderAsTheCLibraryDoes) {
   using namespace std::literals;
   const std::pair<std::string_view, std::uint32_t> taken[] = {
-      {"Lanseek;0d;5;", 5},     {"Lanseek;0D;7;", 7},
-      {"Lanseek; 0e;5;", 5},    {"Lanseek;\t+e;5;", 5},
-      {"Lanseek;0x0f;5;", 5},   {"Lanseek;0c;5", 5},
-      {"Lanseek;0e;1f;", 0x1f}, {"Lanseek;10;1;;;;", 1},
-      {"Lanseek;0f;5 x;", 5},   {"Lanseek;0f;-1;;", 0xFFFFFFFFU}};
+      {"Lanseek;0d;5;", 5},         {"Lanseek;0D;7;", 7},
+      {"Lanseek; 0e;5;", 5},        {"Lanseek;\t+e;5;", 5},
+      {"Lanseek;0x0f;5;", 5},       {"Lanseek;0c;5", 5},
+      {"Lanseek;0e;1f;", 0x1f},     {"Lanseek;10;1;;;;", 1},
+      {"Lanseek;0f;5 x;", 5},       {"Lanseek;0f;-1;;", 0xFFFFFFFFU},
+      {"Lanseek;15;-ffffffff;", 1}, {"Lanseek;16;-fffffffff;", 0xFFFFFFFFU}};
   for (const auto& [text, expected] : taken) {
     EXPECT_TRUE(Parse(text)) << text;
     EXPECT_EQ(type, expected) << text;
@@ -95,16 +96,11 @@ TEST_F(MessageReaderTest, TracesAClaimedLengthThatIsNotTheReceivedOne) {
   EXPECT_FALSE(Parse("Lanseek;0e;5;"));
   EXPECT_FALSE(Parse("Lanseek;0d;5;\0\0"sv));
   EXPECT_FALSE(Parse("lanseek;0e;5;"));
+  EXPECT_FALSE(Parse("Lanseek;18;1;1:a\0;2:b;;;"sv)) << "an embedded NUL that the length counts";
   EXPECT_EQ(traces.Messages(), (std::vector<std::wstring>{
                                    L"LanSeek: Message length mismatch. Received 13, claimed 14, strlen 13",
-                                   L"LanSeek: Message length mismatch. Received 15, claimed 13, strlen 13"}));
-}
-
-TEST_F(MessageReaderTest, EndsAtANulThatTheLengthAdmits) {
-  using namespace std::literals;
-  ASSERT_TRUE(Parse("Lanseek;18;1;1:a\0;2:b;;;"sv));
-  EXPECT_EQ(pattern.ctrlName, L"a");
-  EXPECT_EQ(pattern.ctrlID, L"");
+                                   L"LanSeek: Message length mismatch. Received 15, claimed 13, strlen 13",
+                                   L"LanSeek: Message length mismatch. Received 24, claimed 24, strlen 16"}));
 }
 
 TEST_F(MessageReaderTest, SkipsMalformedFieldsAndKeepsTheOthers) {
@@ -156,7 +152,7 @@ TEST_F(MessageReaderTest, AddressesLongerThanCanBeGenuineDropTheDatagram) {
 TEST_F(MessageReaderTest, SurvivesAThousandBytesOfAnything) {
   for (const char filler : {';', ':', ' ', '0', 'a', '\0', '\xff', '-'}) {
     const std::string text = "Lanseek;3e8;1;" + std::string(1000 - 14, filler);
-    EXPECT_TRUE(Parse(text)) << static_cast<int>(filler);
+    EXPECT_EQ(Parse(text), filler != '\0') << static_cast<int>(filler);
     EXPECT_EQ(pattern.ctrlName, L"");
   }
 }
