@@ -96,10 +96,7 @@ class StaticFileCheck {
       return name + L" is " + Quoted(text) +
              L" and counts as \"SystemLevel\": only exactly \"BootLevel\" does not.";
     }
-    if (element.number == nullptr) {
-      if (Trimmed(text) == text) return {};
-      return name + L" has white space at its ends, which is kept: " + Quoted(text) + L".";
-    }
+    if (element.number == nullptr) return {};
     std::wstring problem = NumberProblem(name, text);
     if (!problem.empty()) return problem;
     const std::int32_t number = ToNumber(text);

@@ -19,7 +19,7 @@ class XmlNode {
   virtual HRESULT SelectSingleNode(const std::wstring& name, std::unique_ptr<XmlNode>& child) = 0;
   /// All child elements with that name, in document order (possibly none: still S_OK).
   virtual HRESULT SelectNodes(const std::wstring& name, std::vector<std::unique_ptr<XmlNode>>& children) = 0;
-  /// The text of the node and everything below it.
+  /// The text of the node and everything below it, without white space at its ends.
   virtual HRESULT Text(std::wstring& text) = 0;
   /// The names of all child elements, in document order, each once per element.
   virtual HRESULT ChildNames(std::vector<std::wstring>& names) = 0;

@@ -147,19 +147,19 @@ TEST(ConfigCheckTest, FindsWhyStaticControllersAreDropped) {
   expect("elements of a controller outside of one", false, Elements("SystemName=x"), {"2: another place"});
 }
 
-TEST(ConfigCheckTest, FindsWhiteSpaceThatTheXmlLibraryKeeps) {
+TEST(ConfigCheckTest, WhiteSpaceAroundATextMeansNothing) {
   const ConfigFiles files;
-  files.WriteControllers(ControllerIdentity("ControllerLocAddr=10.0.0.1 "));
+  files.WriteControllers(ControllerIdentity("ControllerLocAddr=\n  10.0.0.1\n"));
+  files.WriteSettings(In("UseInterfaces", SubNet("192.168.1.0 ", "\n255.255.255.0")));
   FakeDebugOutput traces;
   CKelLanSeekConfigSettings settings;
   const auto taken =
       config::LoadConfiguration(files.Directory().Wide(), settings, {traces, L"KelLanSeekImpl"});
-  const auto findings = Findings(CheckConfiguration(files.Directory().Wide()));
-  if (taken.size() == 1) {
-    EXPECT_TRUE(findings.empty()) << "a library that trims texts";
-  } else {
-    EXPECT_TRUE(AreThese(findings, kStaticFile, {"3: white space at its ends", "2: is no IPv4 address"}));
-  }
+  ASSERT_EQ(taken.size(), 1U);
+  EXPECT_EQ(taken.front().ctrlAddress, L"10.0.0.1");
+  EXPECT_EQ(settings.DynamicDetectionEnabled, 1);
+  EXPECT_EQ(settings.SubNets.size(), 1U);
+  EXPECT_TRUE(Findings(CheckConfiguration(files.Directory().Wide())).empty());
 }
 
 TEST(ConfigCheckTest, TellsAFileThatIsRejectedFromOneThatCannotBeRead) {

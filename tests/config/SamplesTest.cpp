@@ -96,7 +96,6 @@ TEST(SamplesTest, SchemasRefuseWhatTheCheckFinds) {
       {false, ControllerIdentity("ControllerLocAddr=plc7")},
       {false, one + one},
       {false, ControllerIdentity("ControllerLocAddr=10.0.0.1;ControllerLevel=boot")},
-      {false, ControllerIdentity("ControllerLocAddr=10.0.0.1;SystemName= x")},
   };
   const Schema scanSchema("lanseekconf");
   const Schema staticSchema("controllerid");

@@ -50,8 +50,8 @@ TEST_F(XmlFileTest, RefusesAGibibyteWithoutReadingIt) {
   EXPECT_NE(why_.find(L"16 MiB"), std::wstring::npos);
 }
 
-TEST_F(XmlFileTest, TellsTheNameOfAnEncodingAndTheWhiteSpaceOfATextAsTheyStand) {
-  scratch_.Write("file.xml", "<?xml version='1.0' encoding='latin1'?><a>\n RC </a>");
+TEST_F(XmlFileTest, TellsTheNameOfAnEncodingAsItStandsAndATextWithoutWhiteSpaceAtItsEnds) {
+  scratch_.Write("file.xml", "<?xml version='1.0' encoding='latin1'?><a>\n R  C\t</a>");
   ASSERT_EQ(Load(path_), S_OK);
   std::wstring text;
   auto step = platform::XmlDocument::EncodingStep::FirstChild;
@@ -60,7 +60,7 @@ TEST_F(XmlFileTest, TellsTheNameOfAnEncodingAndTheWhiteSpaceOfATextAsTheyStand) 
   std::unique_ptr<platform::XmlNode> root;
   ASSERT_EQ(document_->SelectRoot(L"a", root), S_OK);
   EXPECT_EQ(root->Text(text), S_OK);
-  EXPECT_EQ(text, L"\n RC ");
+  EXPECT_EQ(text, L"R  C");
 }
 
 }  // namespace
