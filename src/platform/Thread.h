@@ -26,7 +26,7 @@ bool RunStep(Step step) {
   }
 }
 
-/// A named thread that is a member of the multithreaded COM apartment from before its body runs until after
+/// A named thread, closed to the application's signals, that is a member of the multithreaded COM apartment from before its body runs until after
 /// it has ended. The owner joins it: destruction waits for the body to end. Not for use by several threads at
 /// once.
 class Thread {

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -16,6 +17,7 @@
 
 #include "platform/DebugOutput.h"
 #include "platform/Process.h"
+#include "platform/Thread.h"
 #include "platform/UdpSocket.h"
 #include "tests/support/ScratchDirectory.h"
 
@@ -76,6 +78,22 @@ TEST(LinuxBackendTest, AProcessThatHasEndedButIsNotCollectedDoesNotRun) {
   EXPECT_FALSE(table.IsRunning(child.Id(), stamp));
   child.Collect();
   EXPECT_FALSE(table.IsRunning(child.Id(), stamp));
+}
+
+TEST(LinuxBackendTest, ThreadsBlockTheApplicationsSignals) {
+  sigset_t inThread;
+  sigset_t before;
+  sigset_t after;
+  pthread_sigmask(SIG_BLOCK, nullptr, &before);
+  platform::Thread thread;
+  ASSERT_TRUE(thread.Start("signals", [&] { pthread_sigmask(SIG_BLOCK, nullptr, &inThread); }));
+  thread.Join();
+  pthread_sigmask(SIG_BLOCK, nullptr, &after);
+  for (const int number : {SIGTERM, SIGALRM, SIGUSR1, SIGCHLD, SIGPIPE, SIGRTMIN}) {
+    EXPECT_TRUE(sigismember(&inThread, number)) << number;
+    EXPECT_EQ(sigismember(&before, number), sigismember(&after, number)) << number;
+  }
+  EXPECT_FALSE(sigismember(&inThread, SIGSEGV)) << "a fault is for the crash handler to see";
 }
 
 TEST(LinuxBackendTest, AProcessWhoseFirstThreadHasEndedStillRuns) {

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -58,6 +59,25 @@ void Run(const std::string& name, ThreadUrgency urgency, const std::function<voi
   CoUninitialize();
 }
 
+/// While it lives, threads are started with all signals blocked, so that none of the application's handlers
+/// ever runs on a thread that the application does not know of. Signals of faults stay as they are: the
+/// kernel delivers them to the thread at fault whatever it blocks, and a crash handler must see them.
+class SignalsBlockedAtStart {
+ public:
+  SignalsBlockedAtStart() {
+    sigset_t blocked;
+    sigfillset(&blocked);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS}) sigdelset(&blocked, fault);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before_);
+  }
+  ~SignalsBlockedAtStart() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlockedAtStart(const SignalsBlockedAtStart&) = delete;
+  SignalsBlockedAtStart& operator=(const SignalsBlockedAtStart&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
 /// Nobody waits for a detached thread, so nobody can tell when it has left the code of this module: from now
 /// on the module stays.
 void KeepModuleLoaded() {
@@ -74,6 +94,7 @@ Thread::~Thread() { Join(); }
 
 bool Thread::Start(const char* name, std::function<void()> body, ThreadUrgency urgency) {
   Join();
+  const SignalsBlockedAtStart blocked;
   try {
     thread_ = std::thread(
         [text = std::string(name), urgency, work = std::move(body)] { Run(text, urgency, work); });
