@@ -169,7 +169,7 @@ class History {
     number("10", said.kelAPICompatibilityRevision);
     number("b", said.commPortNumber);
     number("c", said.ctrlLevel == BootLevel ? 1 : 0);
-    number("11", said.ctrlType);
+    number("11", static_cast<std::uint32_t>(said.ctrlType));
     return fields + "a:" + target + ";";
   }
 
