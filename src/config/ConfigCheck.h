@@ -27,8 +27,9 @@ struct ConfigReport {
 /// it ignores or rejects, and why. It is the component's own parsers and checks that decide.
 ConfigReport CheckConfiguration(const std::wstring& directory);
 
-/// Writes both files into a directory, with every setting at its default and a comment to each. False, with
-/// the reason in words, when a file is already there (then nothing is written) or cannot be written.
+/// Writes both files into a directory, with every setting at its default and a comment to each. The directory
+/// is made when it is not there. False, with the reason in words, when a file is already there (then nothing
+/// is written) or cannot be written.
 bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& error);
 
 }  // namespace kellanseek::config

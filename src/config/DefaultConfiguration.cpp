@@ -93,8 +93,12 @@ bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& erro
     error = path + L" is already there; nothing was written.";
     return false;
   }
+  std::wstring why;
+  if (FAILED(platform::MakeDirectory(directory, why))) {
+    error = L"The directory " + directory + L" was not made: " + why;
+    return false;
+  }
   for (const auto& [path, content] : files) {
-    std::wstring why;
     const HRESULT created = platform::CreateNewFile(path, content, why);
     if (created == S_OK) continue;
     error = path + L" was not written: " + (created == S_FALSE ? L"it is already there." : why);

@@ -17,6 +17,10 @@ enum class PathKind {
 };
 PathKind KindOfPath(const std::wstring& path);
 
+/// Makes a directory and its parents, as far as they are not there. On failure `why` gets the reason in
+/// words. That a file bears the name is found by whoever uses it.
+HRESULT MakeDirectory(const std::wstring& path, std::wstring& why);
+
 /// Creates a file with that content. S_FALSE when there is something under that name, which then stays as it
 /// is; a failure leaves no file, and `why` gets the reason in words.
 HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::wstring& why);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "config/Configuration.h"
+#include "config/DefaultConfiguration.h"
 #include "config/NearName.h"
 #include "platform/CodePage.h"
 #include "tests/config/ConfigFiles.h"
@@ -217,7 +218,10 @@ TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndReplaceNothing) {
   EXPECT_FALSE(config::WriteDefaultConfiguration(scratch.Wide(), error));
   EXPECT_NE(error.find(L"already there"), std::wstring::npos);
   EXPECT_EQ(scratch.Read("lanseekconf.xml"), "mine");
-  EXPECT_FALSE(config::WriteDefaultConfiguration(scratch.WideFile("missing"), error));
+  EXPECT_TRUE(config::WriteDefaultConfiguration(scratch.WideFile("missing/below"), error));
+  EXPECT_EQ(scratch.Read("missing/below/lanseekconf.xml"), config::DefaultScanConfiguration());
+  EXPECT_FALSE(config::WriteDefaultConfiguration(scratch.WideFile("lanseekconf.xml/below"), error));
+  EXPECT_NE(error.find(L"below was not made: "), std::wstring::npos) << platform::ToNarrow(error);
 }
 
 TEST(ConfigCheckTest, KnowsWhichNameWasMeant) {

@@ -110,7 +110,9 @@ void AddConfigCommands(CLI::App& app, Session& session) {
   AddCommand<InitOptions>(
       app, session, "init-config", "Write both files with every setting at its default, commented",
       [](CLI::App& command, InitOptions& options) {
-        command.add_option("directory", options.directory, "Where to write; nothing there is overwritten")
+        command
+            .add_option("directory", options.directory,
+                        "Where to write; it is made when it is not there, and nothing in it is overwritten")
             ->type_name("DIR")
             ->required();
         command.add_flag(

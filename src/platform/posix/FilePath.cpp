@@ -20,6 +20,13 @@ PathKind KindOfPath(const std::wstring& path) {
   return S_ISDIR(status.st_mode) ? PathKind::Directory : PathKind::Other;
 }
 
+HRESULT MakeDirectory(const std::wstring& path, std::wstring& why) {
+  const int error = MakeDirectories(ToUtf8(path));
+  if (error == 0) return S_OK;
+  why = ErrorText(error);
+  return E_FAIL;
+}
+
 HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::wstring& why) {
   const std::string bytes = ToUtf8(path);
   const Descriptor file(::open(bytes.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));

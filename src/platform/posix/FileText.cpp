@@ -108,6 +108,19 @@ int ReadRegularFile(const std::string& path, std::size_t limit, std::string& byt
   }
 }
 
+std::string DirectoryOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+int MakeDirectories(const std::string& directory) {
+  if (::mkdir(directory.c_str(), 0777) == 0 || errno == EEXIST) return 0;
+  if (errno != ENOENT) return errno;
+  if (const int error = MakeDirectories(DirectoryOf(directory)); error != 0) return error;
+  return ::mkdir(directory.c_str(), 0777) == 0 || errno == EEXIST ? 0 : errno;
+}
+
 int WriteAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());

@@ -16,6 +16,13 @@ std::string ToUtf8(std::wstring_view text);
 /// file.
 int ReadRegularFile(const std::string& path, std::size_t limit, std::string& bytes);
 
+/// The directory in which a path stands.
+std::string DirectoryOf(const std::string& path);
+
+/// Makes a directory and its parents, as far as they are not there; 0 or an errno value. That something else
+/// bears the name is found by whoever uses it.
+int MakeDirectories(const std::string& directory);
+
 /// Writes all bytes to an open file; 0 or an errno value.
 int WriteAll(int descriptor, std::string_view bytes);
 

@@ -50,19 +50,6 @@ std::optional<std::string> Stored(const std::wstring& text, bool (*acceptable)(s
   return bytes;
 }
 
-std::string DirectoryOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-int MakeDirectories(const std::string& directory) {
-  if (::mkdir(directory.c_str(), 0777) == 0 || errno == EEXIST) return 0;
-  if (errno != ENOENT) return errno;
-  if (const int error = MakeDirectories(DirectoryOf(directory)); error != 0) return error;
-  return ::mkdir(directory.c_str(), 0777) == 0 || errno == EEXIST ? 0 : errno;
-}
-
 /// The file that a path means once symbolic links are followed, so that replacing it keeps the links.
 std::string Resolved(const std::string& path) {
   char* const resolved = ::realpath(path.c_str(), nullptr);

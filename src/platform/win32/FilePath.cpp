@@ -4,6 +4,23 @@
 
 namespace kellanseek::platform {
 
+namespace {
+
+DWORD MakeDirectories(const std::wstring& directory) {
+  const auto make = [&] {
+    if (CreateDirectoryW(directory.c_str(), nullptr) != FALSE) return DWORD{ERROR_SUCCESS};
+    const DWORD error = GetLastError();
+    return error == ERROR_ALREADY_EXISTS ? DWORD{ERROR_SUCCESS} : error;
+  };
+  const DWORD error = make();
+  const std::size_t end = directory.find_last_of(L"\\/");
+  if (error != ERROR_PATH_NOT_FOUND || end == std::wstring::npos) return error;
+  const DWORD above = MakeDirectories(directory.substr(0, end));
+  return above == ERROR_SUCCESS ? make() : above;
+}
+
+}  // namespace
+
 std::wstring_view PathSeparator() { return L"\\"; }
 
 PathKind KindOfPath(const std::wstring& path) {
@@ -14,6 +31,13 @@ PathKind KindOfPath(const std::wstring& path) {
                                                                           : PathKind::Other;
   }
   return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? PathKind::Directory : PathKind::Other;
+}
+
+HRESULT MakeDirectory(const std::wstring& path, std::wstring& why) {
+  const DWORD error = MakeDirectories(path);
+  if (error == ERROR_SUCCESS) return S_OK;
+  why = SystemMessage(error);
+  return HRESULT_FROM_WIN32(error);
 }
 
 HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::wstring& why) {

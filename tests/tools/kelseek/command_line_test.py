@@ -102,8 +102,7 @@ class CommandLine(unittest.TestCase):
         self.assertIn("(0x800401F8)", result.stderr)
 
     def test_configuration_is_written_used_and_checked(self):
-        directory = self.folder / "config"
-        directory.mkdir()
+        directory = self.folder / "new" / "config"
 
         def check(expected, text, *where):
             result = self.run_kelseek("check-config", *where)
