@@ -27,7 +27,7 @@ CtrlTable::Lock::~Lock() {
   table_.mutex_.Unlock();
 }
 
-CtrlTable::CtrlTable()
+CtrlTable::CtrlTable(std::size_t maxDynamicRecords)
     : records_([] {
         namespace mi = boost::multi_index;
         const std::uint64_t seed = RandomSeed();
@@ -43,7 +43,8 @@ CtrlTable::CtrlTable()
             boost::make_tuple(kBuckets, systemID, locale, LocaleEquals()),
             boost::make_tuple(kBuckets, systemID, folded, FoldedEquals()),
             boost::make_tuple(kBuckets, macAddress, locale, LocaleEquals())));
-      }()) {}
+      }()),
+      maxDynamicRecords_(maxDynamicRecords) {}
 
 template <typename Index, typename Key>
 CtrlTable::Iterator CtrlTable::First(const Key& key) {
@@ -139,11 +140,17 @@ void CtrlTable::SetIdentity(Iterator record, std::wstring systemID, std::wstring
   sharedKeys_ += KeysHeld(*record, 1);
 }
 
+void CtrlTable::MakeDynamic(Iterator record) {
+  if (!record->Dynamic()) ++dynamicRecords_;
+  Edit(record).identificationType = DynamicCtrlDefinition;
+}
+
 CtrlTable::Iterator CtrlTable::AddCtrl(CtrlInfo record) {
   const std::size_t shared = KeysHeld(record, 0);
   const auto [position, inserted] = records_.get<InOrder>().push_back(std::move(record));
   if (!inserted) return end();
   sharedKeys_ += shared;
+  if (position->Dynamic()) ++dynamicRecords_;
   return position;
 }
 
@@ -151,6 +158,7 @@ CtrlTable::Iterator CtrlTable::Remove(Iterator record) {
   CtrlInfo& leaving = Edit(record);
   if (leaving.vcInterface) toRelease_.push_back(std::move(leaving.vcInterface));
   sharedKeys_ -= KeysHeld(leaving, 1);
+  if (leaving.Dynamic()) --dynamicRecords_;
   return records_.get<InOrder>().erase(record);
 }
 

@@ -22,6 +22,9 @@ namespace kellanseek {
 /// Ids up to this one are never issued.
 inline constexpr std::uint32_t kLastReservedLanSeekID = 10;
 
+/// Dynamic records up to which messages may add more.
+inline constexpr std::size_t kMaxDynamicRecords = 65536;
+
 /// All known controllers in the order in which they became known, which is also the order of their
 /// lanSeekIDs: an id is issued, under the table lock, only for the record that is added next. Indexes by id,
 /// address, system identity and MAC address give the first record in that order without walking the table.
@@ -64,7 +67,8 @@ class CtrlTable {
   using Iterator = Records::index<InOrder>::type::iterator;
   using Iterators = boost::container::small_vector<Iterator, 8>;
 
-  CtrlTable();
+  /// With another limit for tests, which reach it sooner.
+  explicit CtrlTable(std::size_t maxDynamicRecords = kMaxDynamicRecords);
   CtrlTable(const CtrlTable&) = delete;
   CtrlTable& operator=(const CtrlTable&) = delete;
 
@@ -109,10 +113,18 @@ class CtrlTable {
   /// The records that share the pattern's system identity, MAC address or address, in order.
   Iterators Related(const CtrlInfo& pattern) REQUIRES(mutex_);
 
-  /// A record for changing any field but its keys: lanSeekID, ctrlAddress, systemID and macAddress.
+  /// Whether a message may add one more dynamic record. Who registers, configures or adds a controller does
+  /// not ask.
+  bool HasRoomForDynamic() const REQUIRES(mutex_) { return dynamicRecords_ < maxDynamicRecords_; }
+
+  /// A record for changing any field but its keys, which are lanSeekID, ctrlAddress, systemID and macAddress,
+  /// and its identificationType.
   CtrlInfo& Edit(Iterator record) REQUIRES(mutex_) { return const_cast<CtrlInfo&>(*record); }
   /// Changes the two keys that can change during the life of a record.
   void SetIdentity(Iterator record, std::wstring systemID, std::wstring macAddress) REQUIRES(mutex_);
+
+  /// A configured or added controller turns into a dynamic one.
+  void MakeDynamic(Iterator record) REQUIRES(mutex_);
 
   /// Adds a record at the end under its lanSeekID, which was issued just before. end() when the id is taken.
   /// Throws std::bad_alloc with the table unchanged.
@@ -137,6 +149,8 @@ class CtrlTable {
   Records records_ GUARDED_BY(mutex_);
   /// For each system identity, MAC address and address that records share, how many do besides the first.
   std::size_t sharedKeys_ GUARDED_BY(mutex_) = 0;
+  const std::size_t maxDynamicRecords_;
+  std::size_t dynamicRecords_ GUARDED_BY(mutex_) = 0;
   std::vector<KelComPtr<IUnknown>> toRelease_ GUARDED_BY(mutex_);
 };
 

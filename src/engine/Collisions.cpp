@@ -69,7 +69,7 @@ CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable& table, std::uint32_
                  pattern.ctrlAddress);
     return {Finding::Drop};
   }
-  return {Finding::Unknown};
+  return {Finding::Unknown, {}, walk.replacesAdded};
 }
 
 Collisions::Step Collisions::GiveWay(CtrlTable& table, CtrlTable::Iterator position,
@@ -113,7 +113,7 @@ Collisions::Step Collisions::ExamineDefinition(CtrlTable& table, Walk& walk, Ctr
   }
   if (position->Available()) {
     CtrlInfo& record = table.Edit(position);
-    record.identificationType = DynamicCtrlDefinition;
+    table.MakeDynamic(position);
     record.heardOnInterface = pattern.heardOnInterface;
     record.heardOnAddress = pattern.heardOnAddress;
     return Step::Next;
@@ -121,6 +121,7 @@ Collisions::Step Collisions::ExamineDefinition(CtrlTable& table, Walk& walk, Ctr
   // It comes back at once as a new dynamic controller, under a new id.
   table.Remove(position);
   removed = true;
+  walk.replacesAdded = true;
   return Step::Next;
 }
 

@@ -19,6 +19,7 @@ struct CollisionVerdict {
   };
   Finding finding = Finding::Drop;
   CtrlTable::Iterator record = {};
+  bool replacesAdded = false;  ///< The record of a controller that a client added has made way for this one.
 };
 
 /// Compares a controller's self-description with every controller that shares its identity, MAC address or
@@ -41,6 +42,7 @@ class Collisions {
     bool staticMatch = false;
     bool accepted = false;  ///< The walk ended with the controller itself.
     bool matched = false;
+    bool replacesAdded = false;
     CtrlTable::Iterator match = {};
 
     void Match(CtrlTable::Iterator record) {

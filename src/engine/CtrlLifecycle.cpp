@@ -84,7 +84,7 @@ CtrlTable::Iterator CtrlLifecycle::Revalidate(CtrlTable& table, CtrlTable::Itera
   if (record.identificationType == RemoteCtrlDefinition) {
     const std::int32_t local = interfaces_.FindInterfaceForAddress(record.ctrlAddress);
     if (local >= 0) {
-      record.identificationType = DynamicCtrlDefinition;
+      table.MakeDynamic(position);
       record.heardOnInterface = local;
       record.heardOnAddress = interfaces_[static_cast<std::size_t>(local)].address;
     }

@@ -9,6 +9,8 @@ namespace {
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
+constexpr std::int32_t kSecondsBetweenRefusalTraces = 60;
+
 /// Remote publication came with version 5.6. A version that was never reported is a large number and passes.
 bool CanBePublishedRemotely(const CtrlInfo& record) {
   return record.versionMajor >= 6 || (record.versionMajor >= 5 && record.versionMinor >= 6);
@@ -79,7 +81,7 @@ bool Dispatcher::Dispatch(const protocol::MessageReader::Message& message, const
   } else if (verdict.finding == Finding::NotChecked && origin.source != MsgSource::FromRequestSocket) {
     record = table_.FindCtrl(pattern);
   }
-  Act({message, pattern, origin, record});
+  Act({message, pattern, origin, record, verdict.replacesAdded});
   return true;
 }
 
@@ -163,12 +165,26 @@ void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
   ScheduleNextPoll(record);
 }
 
+void Dispatcher::TraceRefusal(const CtrlInfo& pattern) {
+  // Who floods the table would flood the traces as well.
+  const std::uint64_t now = refreshCycle_.TicksSoFar();
+  if (now < nextRefusalTrace_) return;
+  nextRefusalTrace_ = now + static_cast<std::uint64_t>(settings_.Ticks(kSecondsBetweenRefusalTraces));
+  trace_.Error(L"LanSeek: Too many dynamic controllers. %s is not added", pattern.ctrlAddress);
+}
+
 CtrlTable::Iterator Dispatcher::AddUnknown(const Context& context, bool published) {
+  const std::uint32_t lanSeekID = table_.IssueLanSeekID();
+  // One that a client added has been there already.
+  if (!context.replacesAdded && !table_.HasRoomForDynamic()) {
+    TraceRefusal(context.pattern);
+    return table_.end();
+  }
   CtrlInfo record = context.pattern;
   record.ctrlStatus = CtrlAvailable;
   record.identificationType = DynamicCtrlDefinition;
   record.published = published;
-  record.lanSeekID = table_.IssueLanSeekID();
+  record.lanSeekID = lanSeekID;
   if (!published) {
     record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
     record.retriesLeft = settings_.RetryCount() + 1;
@@ -215,7 +231,7 @@ void Dispatcher::OnLeaving(const Context& context, LanSeekEventReason reason) {
   if (context.record == table_.end()) return;
   CtrlInfo& record = table_.Edit(context.record);
   // A controller that was added by address leaves for good once it says so itself.
-  if (record.identificationType == RemoteCtrlDefinition) record.identificationType = DynamicCtrlDefinition;
+  if (record.identificationType == RemoteCtrlDefinition) table_.MakeDynamic(context.record);
   lifecycle_.RemoveActiveCtrl(table_, context.record, reason);
 }
 

@@ -57,6 +57,7 @@ class Dispatcher {
     CtrlInfo& pattern;
     const MessageOrigin& origin;
     CtrlTable::Iterator record;  ///< The stored controller; end() for an unknown one.
+    bool replacesAdded = false;  ///< The unknown one was added by a client; it finds room in any case.
   };
 
   bool Dispatch(const protocol::MessageReader::Message& message, const MessageOrigin& origin)
@@ -74,6 +75,7 @@ class Dispatcher {
   void OnRequestForThisHost(const Context& context) REQUIRES(table_.TableMutex());
   void CountRequestOfAnother(const Context& context) REQUIRES(table_.TableMutex());
 
+  void TraceRefusal(const CtrlInfo& pattern) REQUIRES(table_.TableMutex());
   CtrlTable::Iterator AddUnknown(const Context& context, bool published) REQUIRES(table_.TableMutex());
   void TakeIdentity(const Context& context) REQUIRES(table_.TableMutex());
   void TakeInterface(const Context& context, CtrlInfo& record) const;
@@ -91,6 +93,8 @@ class Dispatcher {
   daemon::RemoteVCPublisher& daemon_;
   diagnostics::Tracer trace_;
   protocol::MessageReader reader_;
+  /// The tick from which on a controller that finds no room is traced again.
+  std::uint64_t nextRefusalTrace_ GUARDED_BY(table_.TableMutex()) = 0;
 };
 
 }  // namespace kellanseek::engine

@@ -68,6 +68,7 @@ void RefreshCycle::AskConfigured() {
 }
 
 void RefreshCycle::Tick() {
+  ticks_.fetch_add(1, std::memory_order_relaxed);
   requests_.NextTick();
   InterfacePass();
   ControllerPass();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -40,6 +41,8 @@ class RefreshCycle {
   void BeginRun() EXCLUDES(table_.TableMutex());
 
   void Tick() EXCLUDES(table_.TableMutex());
+  /// How often Tick() was called. Callable from any thread.
+  std::uint64_t TicksSoFar() const { return ticks_.load(std::memory_order_relaxed); }
 
   /// Arms the answer timers of the controllers heard on an interface, because a full or refresh request has
   /// gone out there, this component's own or another workstation's.
@@ -76,6 +79,7 @@ class RefreshCycle {
 
   const std::string fullRequest_;
   const std::string refreshRequest_;
+  std::atomic<std::uint64_t> ticks_{0};
   RequestQueue requests_;  ///< Collected under the table lock, sent after it.
 };
 

@@ -107,7 +107,7 @@ class NoPause : public engine::SendPacer {
 /// The engine's logic without threads, clocks and sockets, on two interfaces: 192.168.1.5/24 and 10.0.0.5/24.
 class EngineHarness {
  public:
-  EngineHarness() {
+  explicit EngineHarness(std::size_t maxDynamicRecords = kMaxDynamicRecords) : table(maxDynamicRecords) {
     addresses.AddInterface(1, {0x00, 0x1a, 0x2b, 0x3c, 0x4d, 0x5e});
     addresses.AddInterface(2, {0x02, 0x00, 0x00, 0x4f, 0x8e, 0x35});
     addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
