@@ -37,9 +37,9 @@ class TaskGuid {
 }  // namespace
 
 template <typename Read, typename Gone>
-HRESULT CKelLanSeek::ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone) {
-  return Guarded([&]() -> HRESULT {
-    if (lanSeekID <= kLastReservedLanSeekID) return Fail(E_INVALIDARG, L"lanSeekID <= 10");
+HRESULT CKelLanSeek::ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone, int line) {
+  const auto readGuarded = [&]() -> HRESULT {
+    if (lanSeekID <= kLastReservedLanSeekID) return Fail(E_INVALIDARG, {L"lanSeekID <= 10", line});
     ReadOutcome outcome;
     {
       const CtrlTable::Lock lock(table_);
@@ -51,14 +51,15 @@ HRESULT CKelLanSeek::ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone) {
         outcome = gone();
       }
     }
-    return outcome.result == S_OK ? S_OK : Fail(outcome.result, outcome.message);
-  });
+    return outcome.result == S_OK ? S_OK : Fail(outcome.result, {outcome.message, line});
+  };
+  return Guarded(readGuarded, line);
 }
 
 template <typename Output, typename Field>
 HRESULT CKelLanSeek::ReadValue(ULONG lanSeekID, Output* output, Field CtrlInfo::*field,
-                               const wchar_t* nullMessage, const wchar_t* goneMessage) {
-  if (output == nullptr) return Guarded([&] { return Fail(E_POINTER, nullMessage); });
+                               const wchar_t* nullMessage, const wchar_t* goneMessage, int line) {
+  if (output == nullptr) return Guarded([&] { return Fail(E_POINTER, {nullMessage, line}); }, line);
   return ReadRecord(
       lanSeekID,
       [&](const CtrlInfo& record) {
@@ -67,12 +68,13 @@ HRESULT CKelLanSeek::ReadValue(ULONG lanSeekID, Output* output, Field CtrlInfo::
       },
       [&] {
         return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, goneMessage};
-      });
+      },
+      line);
 }
 
 HRESULT CKelLanSeek::ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlInfo::*field,
-                              const wchar_t* nullMessage) {
-  if (output == nullptr) return Guarded([&] { return Fail(E_POINTER, nullMessage); });
+                              const wchar_t* nullMessage, int line) {
+  if (output == nullptr) return Guarded([&] { return Fail(E_POINTER, {nullMessage, line}); }, line);
   *output = nullptr;
   return ReadRecord(
       lanSeekID,
@@ -82,7 +84,8 @@ HRESULT CKelLanSeek::ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlIn
       },
       [] {
         return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGone};
-      });
+      },
+      line);
 }
 
 STDMETHODIMP CKelLanSeek::GetCtrlType(ULONG lanSeekID, KelCtrlType* pType) {
@@ -154,9 +157,9 @@ STDMETHODIMP CKelLanSeek::GetCtrlType3(ULONG lanSeekID, KelCtrlType* pType) {
 }
 
 HRESULT CKelLanSeek::ReadVersion(ULONG lanSeekID, std::initializer_list<VersionPart> parts,
-                                 const wchar_t* missingMessage) {
+                                 const wchar_t* missingMessage, int line) {
   for (const VersionPart& part : parts) {
-    if (part.output == nullptr) return Guarded([&] { return Fail(E_POINTER, kNoMessage); });
+    if (part.output == nullptr) return Guarded([&] { return Fail(E_POINTER, {kNoMessage, line}); }, line);
   }
   const HRESULT result = ReadRecord(
       lanSeekID,
@@ -166,10 +169,12 @@ HRESULT CKelLanSeek::ReadVersion(ULONG lanSeekID, std::initializer_list<VersionP
       },
       [] {
         return ReadOutcome{KEL_E_LANSEEKID_NOT_IN_USE, kGone};
-      });
+      },
+      line);
   if (result != S_OK) return result;
   for (const VersionPart& part : parts) {
-    if (*part.output == kVersionUnknown) return Guarded([&] { return Fail(E_FAIL, missingMessage); });
+    if (*part.output != kVersionUnknown) continue;
+    return Guarded([&] { return Fail(E_FAIL, {missingMessage, line}); }, line);
   }
   return S_OK;
 }

@@ -27,15 +27,15 @@ STDMETHODIMP CKelLanSeek::GetUnpublishedVCList(KelRetrievalParams* pRetPar,
 }
 
 HRESULT CKelLanSeek::ListCtrls(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity** ppCtrlIdentityEnum,
-                               Listed listed) {
-  if (ppCtrlIdentityEnum == nullptr) return Fail(E_POINTER, L"");
+                               Listed listed, int line) {
+  if (ppCtrlIdentityEnum == nullptr) return Fail(E_POINTER, {L"", line});
   *ppCtrlIdentityEnum = nullptr;
-  if (pRetPar == nullptr) return Fail(E_POINTER, L"");
-  if (pRetPar->noOfElts != kRetrieveAll) return Fail(E_INVALIDARG, L"Only RetrieveAll supported");
+  if (pRetPar == nullptr) return Fail(E_POINTER, {L"", line});
+  if (pRetPar->noOfElts != kRetrieveAll) return Fail(E_INVALIDARG, {L"Only RetrieveAll supported", line});
   pRetPar->noOfElts = 0;
 
   const KelComPtr<CtrlEnum> list = CtrlEnum::Create(moduleLock_.Module());
-  if (!list) return Fail(E_OUTOFMEMORY, L"Failed to create EnumAvailableCtrls");
+  if (!list) return Fail(E_OUTOFMEMORY, {L"Failed to create EnumAvailableCtrls", line});
   ULONG mark = pRetPar->mark;
   std::vector<AvailableCtrlsListItem> items = Snapshot(mark, listed);
   pRetPar->noOfElts = static_cast<LONG>(items.size());
@@ -45,7 +45,7 @@ HRESULT CKelLanSeek::ListCtrls(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity
 
   const HRESULT result =
       list->QueryInterface(IID_IKelEnumCtrlIdentity, reinterpret_cast<void**>(ppCtrlIdentityEnum));
-  return FAILED(result) ? Fail(result, L"QI for IID_IKelEnumCtrlIdentity failed") : S_OK;
+  return FAILED(result) ? Fail(result, {L"QI for IID_IKelEnumCtrlIdentity failed", line}) : S_OK;
 }
 
 std::vector<AvailableCtrlsListItem> CKelLanSeek::Snapshot(ULONG& mark, Listed listed) {

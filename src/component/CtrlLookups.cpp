@@ -26,13 +26,13 @@ bool LooksLikeAddress(std::wstring_view host) {
 }  // namespace
 
 template <typename Find>
-HRESULT CKelLanSeek::LookUp(ULONG* lanSeekID, const wchar_t* notFoundMessage, Find&& find) {
+HRESULT CKelLanSeek::LookUp(ULONG* lanSeekID, const wchar_t* notFoundMessage, Find&& find, int line) {
   std::uint32_t found = kNoCtrl;
   {
     const CtrlTable::Lock lock(table_);
     found = find();
   }
-  if (found == kNoCtrl) return Fail(KEL_E_NOT_FOUND, notFoundMessage);
+  if (found == kNoCtrl) return Fail(KEL_E_NOT_FOUND, {notFoundMessage, line});
   *lanSeekID = found;
   return S_OK;
 }

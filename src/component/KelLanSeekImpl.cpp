@@ -104,9 +104,9 @@ void CKelLanSeek::OnInterfacesChanged() {
   if (settings_.DetectInterfaceChanges != 0) engine_.RebuildNetwork();
 }
 
-HRESULT CKelLanSeek::ReportCaught(HRESULT result) noexcept {
+HRESULT CKelLanSeek::ReportCaught(HRESULT result, int line) noexcept {
   try {
-    return Fail(result, L"");
+    return Fail(result, {L"", line});
   } catch (const std::bad_alloc&) {
     return result;
   }

@@ -131,18 +131,21 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   void AddStaticControllers(std::vector<CtrlInfo> controllers);
   void OnInterfacesChanged() override;
 
+  // An error text names a line of the method that the client called. So what several methods share takes the
+  // line of its caller, as `line`, which callers leave out.
+
   /// Runs the body of a method and turns what it throws into a failure.
   template <typename Body>
-  HRESULT Guarded(Body&& body) noexcept {
+  HRESULT Guarded(Body&& body, int line = __builtin_LINE()) noexcept {
     try {
       return body();
     } catch (const std::bad_alloc&) {
-      return ReportCaught(E_OUTOFMEMORY);
+      return ReportCaught(E_OUTOFMEMORY, line);
     } catch (...) {
-      return ReportCaught(E_UNEXPECTED);
+      return ReportCaught(E_UNEXPECTED, line);
     }
   }
-  HRESULT ReportCaught(HRESULT result) noexcept;
+  HRESULT ReportCaught(HRESULT result, int line) noexcept;
 
   /// Stores a failure with its message and the caller's line, and gives its result back.
   HRESULT Fail(HRESULT result, diagnostics::ErrorMessage message) {
@@ -152,13 +155,13 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   /// The way in which all queries read: `read` is handed the controller's record with the table locked;
   /// `gone` is asked instead when the controller is no longer known. Both give a ReadOutcome.
   template <typename Read, typename Gone>
-  HRESULT ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone);
+  HRESULT ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone, int line = __builtin_LINE());
   /// Reads one field as it is.
   template <typename Output, typename Field>
   HRESULT ReadValue(ULONG lanSeekID, Output* output, Field CtrlInfo::*field, const wchar_t* nullMessage,
-                    const wchar_t* goneMessage);
+                    const wchar_t* goneMessage, int line = __builtin_LINE());
   HRESULT ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlInfo::*field,
-                   const wchar_t* nullMessage = L"");
+                   const wchar_t* nullMessage = L"", int line = __builtin_LINE());
 
   /// A number that a controller may not have reported, and where it goes.
   struct VersionPart {
@@ -166,18 +169,19 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
     std::uint32_t CtrlInfo::*field;
   };
   HRESULT ReadVersion(ULONG lanSeekID, std::initializer_list<VersionPart> parts,
-                      const wchar_t* missingMessage);
+                      const wchar_t* missingMessage, int line = __builtin_LINE());
 
   using Listed = bool (*)(const CtrlInfo& record);
-  HRESULT ListCtrls(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity** ppCtrlIdentityEnum, Listed listed);
+  HRESULT ListCtrls(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity** ppCtrlIdentityEnum, Listed listed,
+                    int line = __builtin_LINE());
   std::vector<AvailableCtrlsListItem> Snapshot(ULONG& mark, Listed listed);
 
   /// Looks a controller up: `find` is called with the table locked and gives the record's id, or 0 for none.
   template <typename Find>
-  HRESULT LookUp(ULONG* lanSeekID, const wchar_t* notFoundMessage, Find&& find);
+  HRESULT LookUp(ULONG* lanSeekID, const wchar_t* notFoundMessage, Find&& find, int line = __builtin_LINE());
   HRESULT FindByURL(std::wstring_view url, ULONG* lanSeekID);
   void ScheduleRefresh(CtrlInfo& record) const;
-  HRESULT RemoveVC(BSTR systemID, bool keep);
+  HRESULT RemoveVC(BSTR systemID, bool keep, int line = __builtin_LINE());
 
   const ModuleLock moduleLock_;
   std::atomic<ULONG> references_{0};

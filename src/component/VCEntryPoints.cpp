@@ -19,13 +19,14 @@ STDMETHODIMP CKelLanSeek::UnRegister(BSTR systemID) { return RemoveVC(systemID, 
 
 STDMETHODIMP CKelLanSeek::PreUnRegister(BSTR systemID) { return RemoveVC(systemID, true); }
 
-HRESULT CKelLanSeek::RemoveVC(BSTR systemID, bool keep) {
+HRESULT CKelLanSeek::RemoveVC(BSTR systemID, bool keep, int line) {
   // Removing a virtual controller releases its object, and that may be the last to hold this one.
   const KelComPtr<IUnknown> self(controlling_);
-  return Guarded([&]() -> HRESULT {
+  const auto remove = [&]() -> HRESULT {
     const HRESULT result = engine_.RemoveVC(ViewOf(systemID), keep);
-    return FAILED(result) ? Fail(result, L"") : result;
-  });
+    return FAILED(result) ? Fail(result, {L"", line}) : result;
+  };
+  return Guarded(remove, line);
 }
 
 STDMETHODIMP CKelLanSeek::ForwardMessage(BSTR msg) {

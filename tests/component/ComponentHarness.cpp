@@ -16,6 +16,12 @@ std::wstring ComponentHarness::ErrorMessage(std::size_t places) {
   return found == places ? match[1].str() : L"wrong number of places: " + text;
 }
 
+std::wstring ComponentHarness::ErrorMessageOf(const std::string& method) {
+  const std::wstring text = ErrorText();
+  EXPECT_EQ(methodOfPlace_.emplace(text.substr(text.rfind(L':') + 1), method).first->second, method);
+  return ErrorMessage();
+}
+
 std::vector<ULONG> ComponentHarness::List(ULONG& mark, bool unpublished) {
   KelRetrievalParams parameters = {};
   parameters.mark = mark;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -119,6 +120,8 @@ class ComponentHarness {
   }
   /// The last error text without its places, which must follow in the right form and number.
   std::wstring ErrorMessage(std::size_t places = 1);
+  /// The same after a failure of `method`, whose line must not be that of another method.
+  std::wstring ErrorMessageOf(const std::string& method);
 
   /// The lanSeekIDs above `mark`, which moves on.
   std::vector<ULONG> List(ULONG& mark, bool unpublished = false);
@@ -141,6 +144,7 @@ class ComponentHarness {
   FakeNetworkAddresses addresses_;
   FakeReverseLookup hostNames_;
   FakeProcessTable processes_;
+  std::map<std::wstring, std::string> methodOfPlace_;
 
  public:
   const ComponentEnvironment environment{

@@ -135,7 +135,7 @@ TEST_F(IdentityQueriesTest, GivesEveryFieldOfARecord) {
   EXPECT_EQ(ErrorText(), L"");
 }
 
-TEST_F(IdentityQueriesTest, RejectsNumbersThatNameNoController) {
+TEST_F(IdentityQueriesTest, RejectsNumbersThatNameNoControllerAtItsOwnLine) {
   Create();
   const ULONG gone = MakeGone();
   for (const Query& query : AllQueries()) {
@@ -143,16 +143,16 @@ TEST_F(IdentityQueriesTest, RejectsNumbersThatNameNoController) {
     const auto ask = [&](ULONG id) { return query.ask(*identity.Get(), id, false); };
     for (ULONG id : {0U, 1U, 10U}) {
       EXPECT_EQ(ask(id), E_INVALIDARG);
-      EXPECT_EQ(ErrorMessage(), L"lanSeekID <= 10");
+      EXPECT_EQ(ErrorMessageOf(query.name), L"lanSeekID <= 10");
     }
     for (ULONG id : {gone + 1, ULONG{0xFFFFFFFF}}) {
       EXPECT_EQ(ask(id), E_INVALIDARG);
-      EXPECT_EQ(ErrorMessage(), L"LanSeekID too large");
+      EXPECT_EQ(ErrorMessageOf(query.name), L"LanSeekID too large");
     }
     EXPECT_EQ(ask(gone), KEL_E_LANSEEKID_NOT_IN_USE);
-    EXPECT_EQ(ErrorMessage(), query.goneMessage);
+    EXPECT_EQ(ErrorMessageOf(query.name), query.goneMessage);
     EXPECT_EQ(query.ask(*identity.Get(), 0, true), E_POINTER);
-    EXPECT_EQ(ErrorMessage(), query.nullMessage);
+    EXPECT_EQ(ErrorMessageOf(query.name), query.nullMessage);
   }
 }
 
@@ -187,10 +187,10 @@ TEST_F(IdentityQueriesTest, OfWhatWasNotReportedVersionsAreAFailureWithOutputsAn
   const ULONG id = AddRemote(L"10.0.0.5");
   ULONG a = 0, b = 0, c = 0;
   EXPECT_EQ(identity->GetControllerVersion(id, &a, &b), E_FAIL);
-  EXPECT_EQ(ErrorMessage(), L"Controller version not available");
+  EXPECT_EQ(ErrorMessageOf("GetControllerVersion"), L"Controller version not available");
   EXPECT_TRUE(a == 0xFFFFFFFFU && b == 0xFFFFFFFFU);
   EXPECT_EQ(identity->GetControllerVersion2(id, &a, &b, &c), E_FAIL);
-  EXPECT_EQ(ErrorMessage(), L"Controller version not available");
+  EXPECT_EQ(ErrorMessageOf("GetControllerVersion2"), L"Controller version not available");
   EXPECT_EQ(c, 0xFFFFFFFFU);
   a = 0;
   EXPECT_EQ(identity->GetKelAPICompatibilityRevision(id, &a), E_FAIL);

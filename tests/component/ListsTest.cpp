@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -52,22 +53,25 @@ TEST_F(ListsTest, UnlistedVirtualControllersHaveTheirOwnList) {
 
 TEST_F(ListsTest, ChecksArguments) {
   using Method = HRESULT (STDMETHODCALLTYPE IKelLanSeek2::*)(KelRetrievalParams*, IKelEnumCtrlIdentity**);
-  for (const Method method : {Method(&IKelLanSeek2::GetCtrlList), &IKelLanSeek2::GetUnpublishedVCList}) {
-    const auto call = [&](KelRetrievalParams* parameters, IKelEnumCtrlIdentity** list) {
+  const std::map<std::string, Method> methods = {
+      {"GetCtrlList", &IKelLanSeek2::GetCtrlList},
+      {"GetUnpublishedVCList", &IKelLanSeek2::GetUnpublishedVCList}};
+  for (const auto& [name, method] : methods) {
+    const auto call = [&, method = method](KelRetrievalParams* parameters, IKelEnumCtrlIdentity** list) {
       return (seek.Get()->*method)(parameters, list);
     };
     KelRetrievalParams parameters = {3, {}, -2, 0};
     IKelEnumCtrlIdentity* list = reinterpret_cast<IKelEnumCtrlIdentity*>(this);
     EXPECT_EQ(call(&parameters, nullptr), E_POINTER);
-    EXPECT_EQ(ErrorMessage(), L"");
+    EXPECT_EQ(ErrorMessageOf(name), L"");
     EXPECT_EQ(call(nullptr, &list), E_POINTER);
-    EXPECT_EQ(ErrorMessage(), L"");
+    EXPECT_EQ(ErrorMessageOf(name), L"");
     EXPECT_EQ(list, nullptr);
     for (const LONG wrong : {0, 10, -1}) {
       parameters.noOfElts = wrong;
       list = reinterpret_cast<IKelEnumCtrlIdentity*>(this);
       EXPECT_EQ(call(&parameters, &list), E_INVALIDARG);
-      EXPECT_EQ(ErrorMessage(), L"Only RetrieveAll supported");
+      EXPECT_EQ(ErrorMessageOf(name), L"Only RetrieveAll supported");
       EXPECT_EQ(list, nullptr);
       EXPECT_EQ(parameters.noOfElts, wrong);
       EXPECT_EQ(parameters.mark, 3U);

@@ -86,8 +86,10 @@ TEST_F(LookupsTest, FindsByURL) {
 TEST_F(LookupsTest, ChecksArguments) {
   Create();
   struct Method {
+    const char* name;
     std::function<HRESULT(BSTR, ULONG*)> call;
     std::wstring emptyMessage, nullMessage;
+    HRESULT unknown = KEL_E_NOT_FOUND;
   };
   const auto lookUp = [&](LookUp method) {
     return [this, method](BSTR text, ULONG* id) { return (seek.Get()->*method)(text, id); };
@@ -95,19 +97,25 @@ TEST_F(LookupsTest, ChecksArguments) {
   const std::wstring noSystem = L"SystemID is NULL or have length 0";
   const std::wstring noOutput = L"lanSeekID == NULL";
   for (const Method& method : std::vector<Method>{
-           {lookUp(&IKelLanSeek2::GetCtrlFromSystemID), noSystem, noOutput},
-           {lookUp(&IKelLanSeek2::GetCtrlFromIPAddress), L"IPAddress empty", noOutput},
-           {lookUp(&IKelLanSeek2::GetUnpublishedVCFromSystemID), noSystem, L""},
-           {[this](BSTR text, ULONG*id) { return additions->AddRemoteController(text, id); }, L"", L""}}) {
+           {"GetCtrlFromSystemID", lookUp(&IKelLanSeek2::GetCtrlFromSystemID), noSystem, noOutput},
+           {"GetCtrlFromIPAddress", lookUp(&IKelLanSeek2::GetCtrlFromIPAddress), L"IPAddress empty",
+            noOutput},
+           {"GetUnpublishedVCFromSystemID", lookUp(&IKelLanSeek2::GetUnpublishedVCFromSystemID), noSystem,
+            L""},
+           {"AddRemoteController",
+            [this](BSTR text, ULONG*id) { return additions->AddRemoteController(text, id); }, L"", L"",
+            E_INVALIDARG}}) {
     ULONG id = 77;
     for (const BSTR empty : {BSTR(nullptr), KelBstr(L"").Detach()}) {
       EXPECT_EQ(method.call(empty, &id), E_INVALIDARG);
-      EXPECT_EQ(ErrorMessage(), method.emptyMessage);
+      EXPECT_EQ(ErrorMessageOf(method.name), method.emptyMessage);
       SysFreeString(empty);
     }
+    EXPECT_EQ(method.call(KelBstr(L"unknown").Get(), &id), method.unknown);
+    ErrorMessageOf(method.name);
     EXPECT_EQ(id, 77U);
     EXPECT_EQ(method.call(nullptr, nullptr), E_POINTER);
-    EXPECT_EQ(ErrorMessage(), method.nullMessage);
+    EXPECT_EQ(ErrorMessageOf(method.name), method.nullMessage);
   }
 }
 

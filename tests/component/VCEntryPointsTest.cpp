@@ -49,8 +49,9 @@ TEST_F(VCEntryPointsTest, FailuresOfTheEngineLeaveAPlaceOnly) {
   EXPECT_EQ(ErrorMessage(), L"");
   for (const wchar_t* id : {L"", L"unknown"}) {
     EXPECT_EQ(virtualControllers->UnRegister(KelBstr(id).Get()), KEL_E_NOT_FOUND);
+    EXPECT_EQ(ErrorMessageOf("UnRegister"), L"");
     EXPECT_EQ(virtualControllers->PreUnRegister(KelBstr(id).Get()), KEL_E_NOT_FOUND);
-    EXPECT_EQ(ErrorMessage(), L"");
+    EXPECT_EQ(ErrorMessageOf("PreUnRegister"), L"");
   }
   EXPECT_EQ(virtualControllers->UnRegister(nullptr), KEL_E_NOT_FOUND);
 }
