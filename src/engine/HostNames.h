@@ -23,9 +23,9 @@ class HostNames {
   HostNames(CtrlTable& table, events::EventQueue& events, platform::ReverseLookup& lookup,
             platform::Event& stopEngine);
 
-  /// Queues a look-up. Callable with the table lock held.
+  /// Queues a look-up, unless one for that controller waits already. Callable with the table lock held.
   void QueueHostNameLookup(std::uint32_t lanSeekID, const std::wstring& address) EXCLUDES(queueLock_);
-  /// Drops the look-ups queued for a controller. Callable with the table lock held.
+  /// Drops the look-up queued for a controller. Callable with the table lock held.
   void Forget(std::uint32_t lanSeekID) EXCLUDES(queueLock_);
 
   /// The thread body: looks names up until the stop event is set.
@@ -40,7 +40,7 @@ class HostNames {
   using Queue = boost::multi_index_container<
       Pending, boost::multi_index::indexed_by<
                    boost::multi_index::sequenced<>,
-                   boost::multi_index::hashed_non_unique<
+                   boost::multi_index::hashed_unique<
                        boost::multi_index::tag<ById>,
                        boost::multi_index::member<Pending, std::uint32_t, &Pending::lanSeekID>>>>;
 
