@@ -19,7 +19,7 @@ class Commands(harness.Scenario):
         return self.kelseek(self.here, *arguments, kind=harness.Said).result()
 
     def test_nothing_there(self):
-        for arguments in (["list", "--wait", "0.3"], ["list", "--wait", "0.3", "--json"], ["show", "11", "--wait", "0.3"],
+        for arguments in (["list", "--wait", "0.3"], ["list", "--wait", "0.3", "--json"], ["show", "cell", "--wait", "0.3"],
                           ["show", "{5A-0001}", "--wait", "0.3"], ["add", "10.1.0.77", "--wait", "0.3"],
                           ["refresh", "--wait", "0.1"], ["watch", "--seconds", "0.3"]):
             with self.subTest(arguments):
@@ -48,21 +48,21 @@ class Commands(harness.Scenario):
 
     def test_one_is_shown_by_whatever_names_it(self):
         device = self.device(self.net, "10.1.0.11/24", name="cell", mac="02-00-00-00-00-0b")
-        for which in ("11", device.address, device.system_id, device.system_id.lower()):
+        for which in ("cell", device.address, device.system_id, device.system_id.lower()):
             with self.subTest(which):
                 code, text = self.run_kelseek("show", which)
                 self.assertEqual(FOUND, code)
-                for line in ("controller 11\n", "name             cell\n", "MAC address      02-00-00-00-00-0b\n",
+                for line in ("controller cell\n", "name             cell\n", "MAC address      02-00-00-00-00-0b\n",
                              "version          6.10.2\n"):
                     self.assertIn(line, text)
-        self.assertEqual(device.mac, json.loads(self.run_kelseek("show", "11", "--json")[1])["mac"])
+        self.assertEqual(device.mac, json.loads(self.run_kelseek("show", "cell", "--json")[1])["mac"])
 
     def test_added_one_answers_or_not(self):
         self.configure(self.here, DynamicDetectionEnabled=0)
         device = self.device(self.net, "10.1.0.11/24")
         code, text = self.run_kelseek("add", device.address)
         self.assertEqual(FOUND, code)
-        self.assertRegex(text, r"^10\.1\.0\.11: added, answered after \d+\.\d s\ncontroller 11\n")
+        self.assertRegex(text, rf"^10\.1\.0\.11: added, answered after \d+\.\d s\ncontroller {device.name}\n")
         self.assertRegex(text, r"known by +remote\n")
         device.be_silent()
         self.assertEqual((NOTHING_FOUND, ""), self.run_kelseek("add", device.address, "--wait", "0.3"))
@@ -74,7 +74,7 @@ class Commands(harness.Scenario):
     def test_refresh_tells_what_has_changed(self):
         device = self.device(self.net, "10.1.0.11/24", name="before")
         other = self.device(self.net, "10.1.0.12/24", name="other")
-        refresh = self.kelseek(self.here, "refresh", device.address, "--wait", "1", kind=harness.Said)
+        refresh = self.kelseek(self.here, "refresh", "before", "--wait", "1", kind=harness.Said)
         self.wait_until(lambda: device.heard and other.heard, "the first request")
         device.name = other.name = "after"
         code, text = refresh.result()
@@ -98,7 +98,7 @@ class Commands(harness.Scenario):
         watch.wait_for_output("removed\n")
         self.assertEqual(FOUND, watch.stop())
         self.assertRegex(watch.output.decode(),
-                         r"\n[\d:.]{12}  power-down +11 +RC +10\.1\.0\.11 +cell +removed\n$")
+                         r"\n[\d:.]{12}  power-down +RC +10\.1\.0\.11 +cell +removed\n$")
 
 
 if __name__ == "__main__":

@@ -1,8 +1,8 @@
 #include "Controller.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "Text.h"
@@ -48,11 +48,18 @@ std::string NumberText(const std::optional<Value>& number) {
   return number ? std::to_string(*number) : "";
 }
 
-std::optional<ULONG> IdIn(const std::string& text) {
-  ULONG id = 0;
-  const char* const end = text.data() + text.size();
-  const auto read = std::from_chars(text.data(), end, id);
-  return read.ec == std::errc() && read.ptr == end ? std::optional(id) : std::nullopt;
+/// The one of this name. What the user means by the name of several cannot be told.
+std::optional<Controller> OnlyOneNamed(const std::string& name, const std::vector<Controller>& controllers) {
+  std::vector<Controller> named;
+  std::copy_if(controllers.begin(), controllers.end(), std::back_inserter(named),
+               [&name](const Controller& controller) { return controller.name == name; });
+  if (named.empty()) return std::nullopt;
+  if (named.size() == 1) return named.front();
+  std::string text = std::to_string(named.size()) + " controllers have the name " +
+                     Printable(std::string_view(name)) + "; give an address or system identity:";
+  for (const Controller& controller : named)
+    text += "\n  " + Printable(controller.address + "  " + controller.systemID);
+  throw CommandError(kWrongUse, text);
 }
 
 }  // namespace
@@ -98,17 +105,17 @@ std::optional<Controller> LookUpController(const Component& component, const std
       SUCCEEDED(component.Seek().GetCtrlFromSystemID(text.Get(), &id))) {
     return ReadController(component.Identity(), id);
   }
-  auto controller = ReadController(component.Identity(), IdIn(which).value_or(0));
-  return controller && controller->availability == CtrlAvailable ? controller : std::nullopt;
+  return std::nullopt;
 }
 
 std::optional<Controller> FindController(const Component& component, const std::string& which) {
   if (auto controller = LookUpController(component, which)) return controller;
-  const auto id = IdIn(which);
-  for (const Controller& controller : ListedControllers(component)) {
-    if (controller.id == id || controller.address == which) return controller;
-  }
-  return std::nullopt;
+  if (which.empty()) return std::nullopt;
+  const std::vector<Controller> listed = ListedControllers(component);
+  const auto there = std::find_if(listed.begin(), listed.end(), [&which](const Controller& controller) {
+    return controller.address == which;
+  });
+  return there != listed.end() ? *there : OnlyOneNamed(which, listed);
 }
 
 AddedController AddRemote(const Component& component, const std::string& address) {
@@ -160,6 +167,13 @@ const char* NameOf(LanSeekEventReason reason) {
   return index < std::size(kNames) ? kNames[index] : "?";
 }
 
+std::string Called(const Controller& controller) {
+  const std::string& name = !controller.name.empty()      ? controller.name
+                            : !controller.address.empty() ? controller.address
+                                                          : controller.systemID;
+  return Printable(std::string_view(name));
+}
+
 std::vector<Property> Describe(const Controller& controller) {
   std::vector<Property> properties;
   for (const TextField& field : kTexts) {
@@ -190,7 +204,6 @@ std::string Changes(const Controller& before, const Controller& after) {
 
 nlohmann::ordered_json ToJson(const Controller& controller) {
   nlohmann::ordered_json json;
-  json["id"] = controller.id;
   json["availability"] = NameOf(controller.availability);
   json["kind"] = NameOf(controller.kind);
   json["definition"] = NameOf(controller.definition);

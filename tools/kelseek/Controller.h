@@ -41,11 +41,10 @@ std::optional<Controller> ReadController(IKelCtrlIdentity3& identity, ULONG id);
 /// The controllers that are listed, in the order in which they became known.
 std::vector<Controller> ListedControllers(const Component& component);
 
-/// The listed controller with this address or system identity, or the available one with this id. Costs no
-/// walk.
+/// The listed controller with this address or system identity. Costs no walk.
 std::optional<Controller> LookUpController(const Component& component, const std::string& which);
-/// The same, and with a walk also an unavailable one by its id, or a virtual one of another host by its
-/// address.
+/// The same, and with a walk also a virtual one of another host by its address, or the one of this name.
+/// Throws CommandError when several have the name.
 std::optional<Controller> FindController(const Component& component, const std::string& which);
 
 struct AddedController {
@@ -61,16 +60,21 @@ const char* NameOf(KelCtrlAvailability availability);
 const char* NameOf(KelCtrlLevel level);
 const char* NameOf(LanSeekEventReason reason);
 
+/// What people call it, safe to print: its name or, while it has told none, its address or system identity.
+std::string Called(const Controller& controller);
+
 struct Property {
   const char* label;
   std::string value;  ///< Safe to print; empty when there is none.
 };
-/// All properties but the id, for people, always the same ones in the same order.
+/// All properties but the id, which no other process knows it by, for people, always the same ones in the
+/// same order.
 std::vector<Property> Describe(const Controller& controller);
 
 /// What is different: `name "a" -> "b", port 0 -> 80`. Empty when nothing is.
 std::string Changes(const Controller& before, const Controller& after);
 
+/// Without the id.
 nlohmann::ordered_json ToJson(const Controller& controller);
 
 /// JSON in UTF-8 in which nothing can command a terminal; `indent` below 0 for one line.

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::size_t kTimeColumns = 14;
 constexpr std::size_t kReasonColumns = 21;
-constexpr std::size_t kIdColumns = 7;
 constexpr std::size_t kKindColumns = 10;
 constexpr std::size_t kAddressColumns = 17;
 constexpr std::size_t kNameColumns = 18;
@@ -73,9 +72,8 @@ std::string TimeText(const FILETIME& time) {
 }
 
 std::string EventHeading(bool colours) {
-  return Paint(Column("TIME", kTimeColumns) + Column("EVENT", kReasonColumns) + Column("ID", kIdColumns) +
-                   Column("KIND", kKindColumns) + Column("ADDRESS", kAddressColumns) +
-                   Column("NAME", kNameColumns) + "DETAIL",
+  return Paint(Column("TIME", kTimeColumns) + Column("EVENT", kReasonColumns) + Column("KIND", kKindColumns) +
+                   Column("ADDRESS", kAddressColumns) + Column("NAME", kNameColumns) + "DETAIL",
                Colour::Bold, colours) +
          "\n";
 }
@@ -83,8 +81,7 @@ std::string EventHeading(bool colours) {
 std::string EventLine(const Event& event, bool colours) {
   const Controller& controller = event.controller;
   const std::string time = TimeText(event.time);
-  const std::string rest = Column(std::to_string(controller.id), kIdColumns) +
-                           Column(NameOf(controller.kind), kKindColumns) +
+  const std::string rest = Column(NameOf(controller.kind), kKindColumns) +
                            Column(Printable(std::string_view(controller.address)), kAddressColumns) +
                            Column(Printable(std::string_view(controller.name)), kNameColumns) + Detail(event);
   return Paint(Column(time.substr(time.find('T') + 1), kTimeColumns), Colour::Faint, colours) +
@@ -95,6 +92,7 @@ std::string JsonText(const Event& event) {
   nlohmann::ordered_json json;
   json["time"] = TimeText(event.time);
   if (event.reason) json["reason"] = NameOf(*event.reason);
+  json["id"] = event.controller.id;
   json.update(ToJson(event.controller));
   return JsonText(json);
 }

@@ -15,7 +15,8 @@ std::string EventHeading(bool colours);
 /// An event for people: one line with its end, safe to print.
 std::string EventLine(const Event& event, bool colours);
 
-/// An event for programs: the controller's JSON in one line, with "time" and, where there is one, "reason".
+/// An event for programs: the controller's JSON in one line, with "time", "id" (the same in all events of one
+/// controller) and, where there is one, "reason".
 std::string JsonText(const Event& event);
 
 }  // namespace kellanseek::tools

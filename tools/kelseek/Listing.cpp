@@ -13,11 +13,10 @@ namespace kellanseek::tools {
 std::string ListingText(const std::vector<Controller>& controllers, double seconds, bool colours) {
   const std::string listened = "; listened for " + SecondsText(seconds) + ".\n";
   if (controllers.empty()) return "No controllers" + listened;
-  Table table({"ID", "NAME", "ADDRESS", "SYSTEM ID", "KIND", "KNOWN BY", "STATUS", "VERSION"});
+  Table table({"NAME", "ADDRESS", "SYSTEM ID", "KIND", "KNOWN BY", "STATUS", "VERSION"});
   for (const Controller& controller : controllers) {
     const bool available = controller.availability == CtrlAvailable;
-    table.Add({std::to_string(controller.id), Printable(std::string_view(controller.name)),
-               Printable(std::string_view(controller.address)),
+    table.Add({Printable(std::string_view(controller.name)), Printable(std::string_view(controller.address)),
                Printable(std::string_view(controller.systemID)), NameOf(controller.kind),
                NameOf(controller.definition), NameOf(controller.availability), controller.version},
               available ? Colour::Plain : Colour::Red);
@@ -39,7 +38,7 @@ std::string ListingJson(const std::vector<Controller>& controllers, double secon
 
 std::string DetailText(const Controller& controller, bool colours) {
   constexpr std::size_t kLabelColumns = 17;
-  std::string text = Paint("controller " + std::to_string(controller.id), Colour::Bold, colours) + "\n";
+  std::string text = Paint("controller " + Called(controller), Colour::Bold, colours) + "\n";
   for (const Property& property : Describe(controller)) {
     const std::string value = property.value.empty() ? Paint("-", Colour::Faint, colours) : property.value;
     text += "  " + Pad(property.label, kLabelColumns) + value + "\n";

@@ -45,7 +45,7 @@ std::size_t Ask(const Component& component, const std::vector<Controller>& contr
   for (const Controller& controller : controllers) {
     const HRESULT result = component.Seek().RefreshForID(controller.id);
     if (result == KEL_E_LANSEEKID_NOT_IN_USE) continue;
-    component.Check(result, "refreshing " + std::to_string(controller.id));
+    component.Check(result, "refreshing " + Called(controller));
     ++asked;
   }
   return asked;
@@ -83,7 +83,7 @@ void AddRefreshCommand(CLI::App& app, Session& session) {
       app, session, "refresh", "Asks controllers whether they are still there, and tells what has changed",
       [](CLI::App& command, RefreshOptions& options) {
         command.add_option("controller", options.which,
-                           "Ids, addresses or system identities; without any, all");
+                           "Names, addresses or system identities; without any, all");
         BindSearchOptions(command, options, "How long to listen before asking, and again after it");
       },
       [&session](const RefreshOptions& options) { return Refresh(session, options); });

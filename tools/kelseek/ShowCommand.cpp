@@ -22,6 +22,7 @@ int Show(Session& session, const ShowOptions& options) {
   std::optional<Controller> found;
   searching.WaitUntil(changed,
                       [&] { return (found = LookUpController(component, options.which)).has_value(); });
+  // Only now it is known whether a name belongs to one alone.
   if (!found) found = FindController(component, options.which);
   if (!found) {
     throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(options.which)) +
@@ -37,8 +38,9 @@ void AddShowCommand(CLI::App& app, Session& session) {
   AddCommand<ShowOptions>(
       app, session, "show", "Shows everything known of one controller",
       [](CLI::App& command, ShowOptions& options) {
-        command.add_option("controller", options.which, "Its id, address or system identity")->required();
-        BindSearchOptions(command, options, "How long to look for it at most");
+        command.add_option("controller", options.which, "Its name, address or system identity")->required();
+        BindSearchOptions(command, options,
+                          "How long to look for it; a name is looked up at the end of that");
       },
       [&session](const ShowOptions& options) { return Show(session, options); });
 }

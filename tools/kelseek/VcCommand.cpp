@@ -104,7 +104,7 @@ int RunController(Session& session, const VirtualController& controller) {
   const std::string name = Printable(controller.name);
   const bool told =
       Write(name + " (" + Printable(controller.systemID) + ") runs in process " +
-            std::to_string(platform::CurrentProcessId()) + " with id " + std::to_string(id) +
+            std::to_string(platform::CurrentProcessId()) +
             (controller.publish ? ", published to other hosts" : ", known in this process only") +
             ". Ctrl-C withdraws it.\n");
   if (!told) return kComponentFailed;

@@ -7,12 +7,16 @@
 
 #include "Controller.h"
 #include "Text.h"
+#include "VcCommand.h"
+#include "platform/Process.h"
+#include "tests/component/FakeVC.h"
 
 namespace kellanseek::tools {
 namespace {
 
 using testing::AllOf;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST(ComponentOfATool, FailureTellsWhatTheComponentSays) {
@@ -36,7 +40,7 @@ TEST(ComponentOfATool, UnknownControllersAreNotFound) {
   Session session;
   session.module = KELLANSEEK_MODULE;
   const Component component(session);
-  for (const char* const which : {"", "0", "11", "99999999999999999999", "300.1.1.1", "{none}", "\xff"}) {
+  for (const char* const which : {"", "0", "cell", "99999999999999999999", "300.1.1.1", "{none}", "\xff"}) {
     EXPECT_FALSE(FindController(component, which)) << which;
   }
   try {
@@ -44,6 +48,45 @@ TEST(ComponentOfATool, UnknownControllersAreNotFound) {
     FAIL() << "an address that is none was taken";
   } catch (const CommandError& error) {
     EXPECT_EQ(kWrongUse, error.Code());
+  }
+}
+
+TEST(ComponentOfATool, ControllersAreFoundByNameUnlessSeveralHaveIt) {
+  Session session;
+  session.module = KELLANSEEK_MODULE;
+  const Component component(session);
+  const auto registrar = component.Get<IKelVCLanSeek2>();
+  const auto object = test::FakeVC::Make();
+  GUID iid = IID_KelVirtualController;
+  VCInterface own = {&iid, object.Get()};
+  const auto start = [&](const std::string& name, const std::string& systemID) {
+    VirtualController controller;
+    controller.name = name;
+    controller.systemID = systemID;
+    const KelBstr path(FromUtf8("/vc/" + systemID)), identity(IdentityMessage(controller));
+    component.Check(registrar->Register2(path.Get(), KelBstr(FromUtf8(systemID)).Get(),
+                                         platform::CurrentProcessId(), RemoteVCPublication_False, &own),
+                    "registering");
+    component.Check(registrar->ForwardMessage(identity.Get()), "answering");
+  };
+  start("", "{5A-0}");
+  start("cell", "{5A-1}");
+  start("{5A-1}", "{5A-2}");
+  start("/vc/{5A-1}", "{5A-3}");
+  for (const char* const which : {"cell", "{5a-1}", "/vc/{5A-1}"}) {
+    const auto found = FindController(component, which);
+    ASSERT_TRUE(found) << which;
+    EXPECT_EQ("{5A-1}", found->systemID) << which;
+  }
+  for (const char* const which : {"", "Cell", "cel", "11", "12"})
+    EXPECT_FALSE(FindController(component, which)) << which;
+  start("cell", "{5A-4}");
+  try {
+    FindController(component, "cell");
+    FAIL() << "a name of two was taken";
+  } catch (const CommandError& error) {
+    EXPECT_EQ(kWrongUse, error.Code());
+    EXPECT_THAT(error.what(), AllOf(HasSubstr("/vc/{5A-1}"), HasSubstr("/vc/{5A-4}")));
   }
 }
 

@@ -17,6 +17,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 Controller Plain(ULONG id, const std::string& name) {
   Controller controller;
@@ -62,6 +63,17 @@ TEST(Output, NoTextOfTheNetworkReachesTheTerminalRaw) {
   EXPECT_EQ(1U, Lines(outputs[1]).size());
 }
 
+TEST(Output, IdsAreShownOnlyWhereTheyTellTheControllersOfOneStreamApart) {
+  const Controller controller = Plain(98765, "cell");
+  const Event event = EventOf(CtrlNew, controller);
+  EXPECT_EQ(98765, nlohmann::json::parse(JsonText(event))["id"]);
+  EXPECT_THAT(EventLine(event, false) + JsonText(controller, 2) + ListingText({controller}, 1, false) +
+                  ListingJson({controller}, 1) + DetailText(controller, false),
+              Not(HasSubstr("98765")));
+  EXPECT_THAT(DetailText(controller, false), StartsWith("controller cell\n"));
+  EXPECT_THAT(DetailText(Plain(11, ""), false), StartsWith("controller 10.1.0.11\n"));
+}
+
 TEST(Output, JsonMeansTheTextsAsTheyCame) {
   const Controller controller = Hostile();
   const auto json = nlohmann::json::parse(JsonText(controller));
@@ -72,7 +84,7 @@ TEST(Output, JsonMeansTheTextsAsTheyCame) {
 }
 
 TEST(Output, ColumnsAlignWhateverTheNames) {
-  const std::vector<Controller> controllers = {Plain(11, "cell"), Plain(1234, "Zelle S\u00fcd"),
+  const std::vector<Controller> controllers = {Plain(11, "cell"), Plain(12, "Zelle S\u00fcd"),
                                                Plain(13, "\u30bb\u30eb")};
   const auto column = [](const std::string& line) { return Width(line.substr(0, line.find("10.1.0.11"))); };
   const auto listing = Lines(ListingText(controllers, 1, false));

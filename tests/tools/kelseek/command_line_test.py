@@ -70,7 +70,7 @@ class CommandLine(unittest.TestCase):
         broken, missing = self.broken_component("broken.so"), str(self.folder / "missing.so")
         self.assert_refused(broken, self.run_kelseek("list", "--module", broken))
         self.assert_refused(missing, self.run_kelseek("--module", missing, "watch"))
-        self.assert_refused(missing, self.run_kelseek("show", "11", KELLANSEEK_MODULE=missing))
+        self.assert_refused(missing, self.run_kelseek("show", "cell", KELLANSEEK_MODULE=missing))
         self.assert_refused(broken, self.run_kelseek("add", "10.1.0.1", "--module", broken, KELLANSEEK_MODULE=missing))
         self.assert_refused("./broken.so", self.run_kelseek("refresh", "--module", "broken.so"))
 
