@@ -105,6 +105,7 @@ void RefreshCycle::ControllerPass() {
     if (position->ticksToNextAction > 0) --table_.Edit(position).ticksToNextAction;
     ++position;
   }
+  requests_.DropThoseGone(table_);
 }
 
 CtrlTable::Iterator RefreshCycle::Due(CtrlTable::Iterator position) {

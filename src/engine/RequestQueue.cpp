@@ -1,6 +1,7 @@
 #include "engine/RequestQueue.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace kellanseek::engine {
 
@@ -15,6 +16,13 @@ RequestQueue::Turn RequestQueue::TurnOf(const CtrlInfo& record) const {
   if (record.identificationType == RemoteCtrlDefinition && record.lanSeekID > lastAdditionAsked_)
     return Turn::JustAdded;
   return record.Available() ? Turn::Available : Turn::Missing;
+}
+
+void RequestQueue::DropThoseGone(CtrlTable& table) {
+  for (auto request = byAddress_.begin(); request != byAddress_.end();) {
+    const bool gone = table.Find(request->lanSeekID) == table.end();
+    request = gone ? byAddress_.erase(request) : std::next(request);
+  }
 }
 
 std::vector<std::uint32_t> RequestQueue::Send() {

@@ -14,7 +14,7 @@
 #include <boost/multi_index/ordered_index.hpp>
 #include <boost/multi_index_container.hpp>
 
-#include "controllers/CtrlInfo.h"
+#include "controllers/CtrlTable.h"
 #include "network/RequestSender.h"
 
 namespace kellanseek::engine {
@@ -55,6 +55,9 @@ class RequestQueue {
   void AddByAddress(const CtrlInfo& record, bool isNeighbour, std::string_view datagram);
   /// Whether a request by address for that controller waits.
   bool Waits(std::uint32_t lanSeekID) const { return byAddress_.get<ById>().count(lanSeekID) > 0; }
+
+  /// Drops the requests by address for controllers whose records are gone.
+  void DropThoseGone(CtrlTable& table) REQUIRES(table.TableMutex());
 
   /// A tick has passed, which makes room for more requests to neighbours.
   void NextTick() { neighbourRoom_ = std::min(neighbourRoom_ + kNeighboursPerTick, kNeighbourBurst); }

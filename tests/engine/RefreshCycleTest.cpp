@@ -196,6 +196,23 @@ TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) 
   EXPECT_EQ(sender.Take().size(), 2U + 2U + 5U);
 }
 
+TEST_F(RefreshCycleTest, NobodyWhoHasGoneIsAskedWhenTheNetworkTakesRequestsAgain) {
+  sender.room = 0;
+  for (int i = 0; i < 200; ++i) {
+    std::uint32_t id = 0;
+    {
+      const CtrlTable::Lock lock(table);
+      ASSERT_EQ(lifecycle.AddRemoteController(table, L"10.0.0.20", id), S_OK);
+    }
+    Tick();
+    Answer(1, kIdentity, "10.0.0.20", 1);
+    Answer(4, "", "10.0.0.20", 1);
+  }
+  sender.room = 1000;
+  Tick();
+  EXPECT_EQ(sender.Take(), Sent{});
+}
+
 TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedInBursts) {
   const std::size_t burst = 2U + engine::kNeighbourBurst + 1U;
   for (int host = 0; host < 600; ++host) AddStatic((L"10.0.0." + std::to_wstring(10 + host % 200)).c_str());
