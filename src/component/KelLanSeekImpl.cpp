@@ -3,7 +3,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "config/Configuration.h"
 #include "platform/Thread.h"
@@ -68,9 +67,14 @@ void CKelLanSeek::AddStaticControllers(std::vector<CtrlInfo> controllers) {
   const CtrlTable::Lock lock(table_);
   for (CtrlInfo& controller : controllers) {
     controller.lanSeekID = table_.IssueLanSeekID();
-    const std::wstring address = controller.ctrlAddress;
-    if (table_.AddCtrl(std::move(controller)) == table_.end()) {
-      trace_.LongError(L"LanSeek configuration: Error when inserting static ctrl %s", address);
+    bool added = false;
+    try {
+      added = table_.AddCtrl(controller) != table_.end();
+    } catch (const std::bad_alloc&) {
+      added = false;
+    }
+    if (!added) {
+      trace_.LongError(L"LanSeek configuration: Error when inserting static ctrl %s", controller.ctrlAddress);
     }
   }
 }

@@ -145,13 +145,18 @@ void CtrlTable::MakeDynamic(Iterator record) {
   Edit(record).identificationType = DynamicCtrlDefinition;
 }
 
-CtrlTable::Iterator CtrlTable::AddCtrl(CtrlInfo record) {
+CtrlTable::Iterator CtrlTable::AddCtrl(CtrlInfo& record) {
   const std::size_t shared = KeysHeld(record, 0);
+  // The container takes all its memory before it moves the record.
   const auto [position, inserted] = records_.get<InOrder>().push_back(std::move(record));
   if (!inserted) return end();
   sharedKeys_ += shared;
   if (position->Dynamic()) ++dynamicRecords_;
   return position;
+}
+
+void CtrlTable::PrepareRemoval(Iterator record) {
+  if (record->vcInterface) toRelease_.reserve(toRelease_.size() + 1);
 }
 
 CtrlTable::Iterator CtrlTable::Remove(Iterator record) {

@@ -126,10 +126,14 @@ class CtrlTable {
   /// A configured or added controller turns into a dynamic one.
   void MakeDynamic(Iterator record) REQUIRES(mutex_);
 
-  /// Adds a record at the end under its lanSeekID, which was issued just before. end() when the id is taken.
-  /// Throws std::bad_alloc with the table unchanged.
-  Iterator AddCtrl(CtrlInfo record) REQUIRES(mutex_);
-  /// Removes a record; gives the one after it.
+  /// Moves a record to the end of the table under its lanSeekID, which was issued just before. end() when the
+  /// id is taken. Throws std::bad_alloc. Table and record are then unchanged; a record that holds a virtual
+  /// controller's object must outlive the lock, since it may be the one to release it.
+  Iterator AddCtrl(CtrlInfo& record) REQUIRES(mutex_);
+  /// Sees to it that Remove() of this record does not throw. Throws std::bad_alloc.
+  void PrepareRemoval(Iterator record) REQUIRES(mutex_);
+  /// Removes a record; gives the one after it. Throws std::bad_alloc, with the table unchanged, when the
+  /// record holds a virtual controller's object and was not prepared.
   Iterator Remove(Iterator record) REQUIRES(mutex_);
 
  private:

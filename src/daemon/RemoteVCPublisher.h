@@ -15,9 +15,10 @@ class RemoteVCPublisher {
   virtual ~RemoteVCPublisher() = default;
 
   /// Queues a message for the daemon: a request seen on the interface at `interfaceIndex`, or the removal of
-  /// a published controller. `lanSeekID` 0 means all. True when it was queued, or when nothing is published.
+  /// a published controller. `lanSeekID` 0 means all. True when it was queued, or when nothing is published;
+  /// a shortage of memory loses the message and no more.
   virtual bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
-                                       std::uint32_t lanSeekID) = 0;
+                                       std::uint32_t lanSeekID) noexcept = 0;
 
   /// Publishes the controller of a record on every interface. Called with the table lock held. False when
   /// that failed; throws std::bad_alloc.

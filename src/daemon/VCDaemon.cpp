@@ -77,7 +77,7 @@ void CrVCDaemon::RemoteVCDaemonLoop() {
 }
 
 bool CrVCDaemon::QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
-                                         std::uint32_t lanSeekID) {
+                                         std::uint32_t lanSeekID) noexcept {
   if (!active_.load(std::memory_order_relaxed)) return true;
   try {
     const platform::MutexLock lock(queueLock_);

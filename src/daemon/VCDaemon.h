@@ -44,7 +44,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   void StopThread();
 
   bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
-                               std::uint32_t lanSeekID) override;
+                               std::uint32_t lanSeekID) noexcept override;
   bool AddRemoteVC(const CtrlInfo& record) override;
   void RefreshAfterReInit(CtrlTable& table) override REQUIRES(table.TableMutex());
 

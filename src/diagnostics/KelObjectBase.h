@@ -61,7 +61,8 @@ struct ErrorMessage {
 template <typename... Arguments>
 HRESULT ReportError(CKelObjectBase& holder, HRESULT result, std::wstring_view unit, ErrorMessage message,
                     const Arguments&... arguments) {
-  holder.StoreError(FormatMessageText(message.pattern, {MessageArgument(arguments)...}, kErrorBuffer), unit,
+  wchar_t buffer[kErrorBuffer];
+  holder.StoreError(FormatMessageText(message.pattern, {MessageArgument(arguments)...}, buffer), unit,
                     message.line);
   return result;
 }

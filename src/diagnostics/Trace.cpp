@@ -5,58 +5,80 @@
 namespace kellanseek::diagnostics {
 namespace {
 
-void AppendNumber(std::wstring& text, std::uint32_t number, std::uint32_t base) {
-  constexpr std::wstring_view kDigits = L"0123456789abcdef";
-  wchar_t digits[10];
-  std::size_t count = 0;
-  do {
-    digits[count++] = kDigits[number % base];
-    number /= base;
-  } while (number != 0);
-  while (count > 0) text.push_back(digits[--count]);
-}
+/// A text that grows in a buffer and drops what finds no room.
+class BoundedText {
+ public:
+  explicit BoundedText(std::span<wchar_t> buffer) : buffer_(buffer) {}
 
-void AppendDecimal(std::wstring& text, std::int32_t number) {
-  if (number < 0) text.push_back(L'-');
-  const auto magnitude = static_cast<std::uint32_t>(number);
-  AppendNumber(text, number < 0 ? 0U - magnitude : magnitude, 10);
-}
+  void Append(std::wstring_view text) {
+    const std::size_t count = std::min(text.size(), buffer_.size() - 1 - size_);
+    std::copy_n(text.begin(), count, buffer_.begin() + static_cast<std::ptrdiff_t>(size_));
+    size_ += count;
+  }
+  void Append(wchar_t character) { Append(std::wstring_view(&character, 1)); }
+
+  void AppendNumber(std::uint32_t number, std::uint32_t base) {
+    constexpr std::wstring_view kDigits = L"0123456789abcdef";
+    wchar_t digits[10];
+    std::size_t count = 0;
+    do {
+      digits[count++] = kDigits[number % base];
+      number /= base;
+    } while (number != 0);
+    while (count > 0) Append(digits[--count]);
+  }
+  void AppendDecimal(std::int32_t number) {
+    if (number < 0) Append(L'-');
+    const auto magnitude = static_cast<std::uint32_t>(number);
+    AppendNumber(number < 0 ? 0U - magnitude : magnitude, 10);
+  }
+
+  std::wstring_view View() const { return {buffer_.data(), size_}; }
+
+ private:
+  std::span<wchar_t> buffer_;
+  std::size_t size_ = 0;
+};
 
 }  // namespace
 
-std::wstring FormatMessageText(std::wstring_view pattern, std::initializer_list<MessageArgument> arguments,
-                               std::size_t buffer) {
-  std::wstring text;
+std::wstring_view FormatMessageText(std::wstring_view pattern,
+                                    std::initializer_list<MessageArgument> arguments,
+                                    std::span<wchar_t> buffer) noexcept {
+  BoundedText text(buffer);
   const auto* argument = arguments.begin();
   for (std::size_t i = 0; i < pattern.size(); ++i) {
     if (pattern[i] != L'%' || i + 1 == pattern.size()) {
-      text.push_back(pattern[i]);
+      text.Append(pattern[i]);
       continue;
     }
     const wchar_t kind = pattern[++i];
     if (kind == L'%' || argument == arguments.end()) {
-      text.push_back(kind);
+      text.Append(kind);
       continue;
     }
     if (kind == L's') {
-      text.append(argument->Text());
+      text.Append(argument->Text());
     } else if (kind == L'x') {
-      AppendNumber(text, static_cast<std::uint32_t>(argument->Number()), 16);
+      text.AppendNumber(static_cast<std::uint32_t>(argument->Number()), 16);
     } else {
-      AppendDecimal(text, argument->Number());
+      text.AppendDecimal(argument->Number());
     }
     ++argument;
   }
-  if (text.size() >= buffer) text.resize(buffer - 1);
-  return text;
+  return text.View();
 }
 
-void Tracer::Write(const std::wstring& message) const {
-  output_->Write(L"ReleaseErrorTrace: \nFile: ");
-  output_->Write(unit_);
-  output_->Write(L"\nError: ");
-  output_->Write(message);
-  output_->Write(L"\n");
+void Tracer::Write(std::wstring_view message) const noexcept {
+  for (const std::wstring_view piece :
+       {std::wstring_view(L"ReleaseErrorTrace: \nFile: "), std::wstring_view(unit_),
+        std::wstring_view(L"\nError: "), message, std::wstring_view(L"\n")}) {
+    try {
+      output_->Write(piece);
+    } catch (...) {
+      // The output may need memory that is not there. Whoever traces has more to do than that.
+    }
+  }
 }
 
 }  // namespace kellanseek::diagnostics

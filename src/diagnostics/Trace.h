@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -36,34 +37,36 @@ class MessageArgument {
 };
 
 /// Fills a message pattern with %s (text), %d (signed decimal), %x (32-bit lower-case hexadecimal) and %% in
-/// it; the result has fewer than `buffer` characters. The same on every system, whatever its own printf makes
-/// of %s.
-std::wstring FormatMessageText(std::wstring_view pattern, std::initializer_list<MessageArgument> arguments,
-                               std::size_t buffer);
+/// it; the result, which stands in `buffer`, has fewer characters than that. The same on every system,
+/// whatever its own printf makes of %s.
+std::wstring_view FormatMessageText(std::wstring_view pattern,
+                                    std::initializer_list<MessageArgument> arguments,
+                                    std::span<wchar_t> buffer) noexcept;
 
 /// Writes the error traces of one source unit to the debugger output channel: five writes each,
 /// "ReleaseErrorTrace: \nFile: ", the unit, "\nError: ", the message, "\n". Callable from any thread. Cheap
-/// to copy.
+/// to copy. Takes no memory and never throws: that memory has run out is among the things that are traced.
 class Tracer {
  public:
   /// `unit` is a literal; `output` outlives the tracer.
   Tracer(platform::DebugOutput& output, const wchar_t* unit) : output_(&output), unit_(unit) {}
 
   template <typename... Arguments>
-  void Error(std::wstring_view pattern, const Arguments&... arguments) const {
-    if (output_->Enabled()) Write(FormatMessageText(pattern, {MessageArgument(arguments)...}, kTraceBuffer));
+  void Error(std::wstring_view pattern, const Arguments&... arguments) const noexcept {
+    wchar_t buffer[kTraceBuffer];
+    if (output_->Enabled()) Write(FormatMessageText(pattern, {MessageArgument(arguments)...}, buffer));
   }
   /// The same with room for longer messages.
   template <typename... Arguments>
-  void LongError(std::wstring_view pattern, const Arguments&... arguments) const {
-    if (output_->Enabled())
-      Write(FormatMessageText(pattern, {MessageArgument(arguments)...}, kLongTraceBuffer));
+  void LongError(std::wstring_view pattern, const Arguments&... arguments) const noexcept {
+    wchar_t buffer[kLongTraceBuffer];
+    if (output_->Enabled()) Write(FormatMessageText(pattern, {MessageArgument(arguments)...}, buffer));
   }
 
   platform::DebugOutput& Output() const { return *output_; }
 
  private:
-  void Write(const std::wstring& message) const;
+  void Write(std::wstring_view message) const noexcept;
 
   platform::DebugOutput* output_;
   const wchar_t* unit_;

@@ -1,7 +1,5 @@
 #include "engine/CtrlLifecycle.h"
 
-#include <utility>
-
 #include "protocol/Message.h"
 
 namespace kellanseek::engine {
@@ -38,14 +36,17 @@ void CtrlLifecycle::TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReas
 CtrlTable::Iterator CtrlLifecycle::RemoveActiveCtrl(CtrlTable& table, CtrlTable::Iterator position,
                                                     LanSeekEventReason reason, bool keep) {
   CtrlInfo& record = table.Edit(position);
+  const bool leaves = record.Dynamic() && !keep;
+  // Nothing after this can fail; a removal that was told in part would be told again.
+  if (leaves) table.PrepareRemoval(position);
   hostNames_.Forget(record.lanSeekID);
   if (record.remotePublication != RemoteVCPublication_False && record.published)
     TellDaemonOfRemoval(record, reason);
   if (record.published && record.Available()) {
     events_.QueueEvent(record.lanSeekID, record.Dynamic() ? CtrlRemoved : CtrlUnavailable, reason);
   }
+  if (leaves) return table.Remove(position);
   if (record.Dynamic()) {
-    if (!keep) return table.Remove(position);
     record.published = false;
     return std::next(position);
   }
@@ -73,7 +74,7 @@ HRESULT CtrlLifecycle::AddRemoteController(CtrlTable& table, const std::wstring&
   record.identificationType = RemoteCtrlDefinition;
   record.lanSeekID = lanSeekID = table.IssueLanSeekID();
   record.ticksToNextAction = 0;
-  table.AddCtrl(std::move(record));
+  table.AddCtrl(record);
   return S_OK;
 }
 

@@ -22,7 +22,7 @@ class CtrlLifecycle {
 
   /// Withdraws a controller, telling clients and other hosts for `reason` if they knew of it. A dynamic
   /// record leaves the table, or stays unlisted with `keep`; any other becomes unavailable. Gives the record
-  /// at which a walk of the table goes on.
+  /// at which a walk of the table goes on. Throws std::bad_alloc before anything has happened.
   CtrlTable::Iterator RemoveActiveCtrl(CtrlTable& table, CtrlTable::Iterator record,
                                        LanSeekEventReason reason, bool keep = false)
       REQUIRES(table.TableMutex());

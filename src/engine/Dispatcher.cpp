@@ -189,7 +189,7 @@ CtrlTable::Iterator Dispatcher::AddUnknown(const Context& context, bool publishe
     record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
     record.retriesLeft = settings_.RetryCount() + 1;
   }
-  return table_.AddCtrl(std::move(record));
+  return table_.AddCtrl(record);
 }
 
 void Dispatcher::OnCtrlInfoOfUnknown(const Context& context) {

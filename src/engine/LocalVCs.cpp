@@ -1,7 +1,6 @@
 #include "engine/LocalVCs.h"
 
 #include <string>
-#include <utility>
 
 #include "platform/GuardedCall.h"
 
@@ -29,6 +28,7 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
                              std::uint32_t processID, RemoteVCPublication remotePublication,
                              const VCInterface* vci) {
   if (!OffersVCObject(vci) || systemID.empty()) return E_INVALIDARG;
+  // Goes after the lock: where it is not added it releases its object, which is client code.
   CtrlInfo record;
   record.ctrlAddress = systemPath;
   record.systemID = systemID;
@@ -50,8 +50,7 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
     return KEL_E_SYSTEMID_PRESENT;
   }
   record.lanSeekID = table_.IssueLanSeekID();
-  table_.AddCtrl(std::move(record));
-  return S_OK;
+  return table_.AddCtrl(record) == table_.end() ? E_OUTOFMEMORY : S_OK;
 }
 
 HRESULT LocalVCs::RemoveVC(std::wstring_view systemID, bool keep) {

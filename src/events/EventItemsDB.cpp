@@ -62,7 +62,7 @@ HRESULT CEventItemsDB::RemoveSubscriber(std::uint32_t cookie) {
 }
 
 bool CEventItemsDB::QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
-                               LanSeekEventReason reason) {
+                               LanSeekEventReason reason) noexcept {
   bool queued = true;
   bool signal = false;
   {

@@ -61,7 +61,7 @@ class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueu
   /// A subscriber has at most one event pending per controller. A newer one takes the place of the pending
   /// one, except that an update leaves "new" and "reconnected" as they are.
   bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
-                  LanSeekEventReason reason) override;
+                  LanSeekEventReason reason) noexcept override;
 
   /// Takes the oldest event from the queue, replacing what `event` held. False when there is none; only then
   /// does the next QueueEvent() signal.

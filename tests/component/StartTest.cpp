@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/component/ComponentHarness.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/FakeSink.h"
 
 namespace kellanseek::test {
@@ -92,6 +93,39 @@ TEST_F(StartTest, ItsThreadsOutliveAShortageOfMemory) {
   EXPECT_TRUE(network.WaitForRequestByAddress()) << "the refresh thread goes on";
   Appear("a", "192.168.1.20");
   EXPECT_EQ(sink->WaitForTexts(1), (Texts{L"12;1;0;"})) << "the receiver goes on";
+}
+
+TEST_F(StartTest, AStaticControllerForWhichThereIsNoMemoryIsLeftOut) {
+  Configure("", StaticController("10.0.0.1", "a") + StaticController("10.0.0.2", "b") +
+                    StaticController("10.0.0.3", "c"));
+  int leftOut[3] = {};
+  for (std::size_t after = 0;; ++after) {
+    SCOPED_TRACE(after);
+    ComponentHarness world;
+    world.registry.values = registry.values;
+    KelComPtr<IUnknown> object;
+    {
+      const FailingAllocation failing(after);
+      const HRESULT result =
+          CKelLanSeek::Create(nullptr, IID_IUnknown, object.PutVoid(), world.environment, world.module);
+      if (!failing.Happened()) break;
+      EXPECT_EQ(result, object ? S_OK : E_OUTOFMEMORY);
+    }
+    if (!object) continue;
+    for (ULONG which = 0; which < 3; ++which) {
+      const std::wstring address = L"10.0.0." + std::to_wstring(which + 1);
+      if (world.traces.Messages() !=
+          Texts{L"LanSeek configuration: Error when inserting static ctrl " + address})
+        continue;
+      ++leftOut[which];
+      for (ULONG other = 0; other < 3; ++other) {
+        KelCtrlAvailability status = CtrlAvailable;
+        EXPECT_EQ(object.As<IKelCtrlIdentity3>()->GetCtrlStatus(11 + other, &status), S_OK);
+        EXPECT_EQ(status, other == which ? CtrlRemoved : CtrlUnavailable);
+      }
+    }
+  }
+  for (const int times : leftOut) EXPECT_GE(times, 1);
 }
 
 TEST_F(StartTest, ObjectsShareNothing) {

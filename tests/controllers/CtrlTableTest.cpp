@@ -16,7 +16,7 @@ using Ids = std::vector<std::uint32_t>;
 
 std::uint32_t Add(CtrlTable& table, CtrlInfo record) REQUIRES(table.TableMutex()) {
   record.lanSeekID = table.IssueLanSeekID();
-  return table.AddCtrl(std::move(record))->lanSeekID;
+  return table.AddCtrl(record)->lanSeekID;
 }
 
 CtrlInfo Record(const wchar_t* address, const wchar_t* systemID, const wchar_t* mac = L"") {

@@ -47,9 +47,9 @@ class VCDaemonTest : public ::testing::Test {
     record.systemID = systemID;
     const CtrlTable::Lock lock(table);
     record.lanSeekID = table.IssueLanSeekID();
-    table.AddCtrl(record);
-    EXPECT_TRUE(daemon.AddRemoteVC(record));
-    return record;
+    const CtrlInfo& added = *table.AddCtrl(record);
+    EXPECT_TRUE(daemon.AddRemoteVC(added));
+    return added;
   }
   void PublishQuietly(const wchar_t* systemID) {
     Publish(systemID);

@@ -41,7 +41,8 @@ TEST(TraceTest, MessagesAreCutToTheBufferOfTheirKind) {
 
 TEST(TraceTest, FillsPatterns) {
   const auto format = [](std::wstring_view pattern, std::initializer_list<MessageArgument> arguments) {
-    return FormatMessageText(pattern, arguments, 100);
+    wchar_t buffer[100];
+    return std::wstring(FormatMessageText(pattern, arguments, buffer));
   };
   const std::wstring owned = L"owned";
   EXPECT_EQ(format(L"plain", {}), L"plain");

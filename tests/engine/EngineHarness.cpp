@@ -32,7 +32,7 @@ void EngineHarness::Forward(std::uint32_t type, std::string_view fields) {
 std::uint32_t EngineHarness::Add(CtrlInfo record) {
   const CtrlTable::Lock lock(table);
   record.lanSeekID = table.IssueLanSeekID();
-  return table.AddCtrl(std::move(record))->lanSeekID;
+  return table.AddCtrl(record)->lanSeekID;
 }
 
 CtrlInfo EngineHarness::Get(std::uint32_t lanSeekID) {

@@ -40,7 +40,7 @@ struct ClientEvent {
 class RecordingEvents : public events::EventQueue {
  public:
   bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
-                  LanSeekEventReason reason) override {
+                  LanSeekEventReason reason) noexcept override {
     queued.push_back({lanSeekID, availability, reason});
     return true;
   }
@@ -77,7 +77,7 @@ class RecordingDaemon : public daemon::RemoteVCPublisher {
     bool operator==(const Message&) const = default;
   };
   bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
-                               std::uint32_t lanSeekID) override {
+                               std::uint32_t lanSeekID) noexcept override {
     messages.push_back({type, interfaceIndex, lanSeekID});
     return true;
   }

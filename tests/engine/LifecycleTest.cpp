@@ -1,16 +1,33 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <new>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "EngineHarness.h"
+#include "tests/support/FailingAllocation.h"
 
 namespace kellanseek::test {
 namespace {
 
 using Events = std::vector<ClientEvent>;
+
+/// A virtual controller's own object.
+class Object : public IUnknown {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(const IID&, void**) override { return E_NOINTERFACE; }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    if (onRelease) onRelease();
+    return --count;
+  }
+
+  ULONG count = 1;
+  std::function<void()> onRelease;
+};
 
 class LifecycleTest : public ::testing::Test, protected EngineHarness {
  protected:
@@ -138,17 +155,7 @@ TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
 }
 
 TEST_F(LifecycleTest, VirtualControllersRegisterPublishAndUnregister) {
-  class Object : public IUnknown {
-   public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(const IID&, void**) override { return E_NOINTERFACE; }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
-    ULONG STDMETHODCALLTYPE Release() override {
-      if (onRelease) onRelease();
-      return --count;
-    }
-    ULONG count = 1;
-    std::function<void()> onRelease;
-  } object;
+  Object object;
   GUID offered = IID_KelVirtualController;
   GUID other = IID_IUnknown;
   processes.Start(4711);
@@ -189,14 +196,61 @@ TEST_F(LifecycleTest, VirtualControllersRegisterPublishAndUnregister) {
   EXPECT_EQ(object.count, 2U) << "the object died with its process and is not called";
 }
 
+TEST_F(LifecycleTest, AShortageOfMemoryLeavesNoVirtualControllerHalfWay) {
+  const std::wstring systemID = L"an identity that is kept outside the string itself";
+  Object object;
+  // Its owner's code takes the table lock (and no memory).
+  object.onRelease = [&] { localVCs.RemoveVC(L"", false); };
+  GUID offered = IID_KelVirtualController;
+  const VCInterface vci{&offered, &object};
+  std::size_t shortages = 0;
+  const auto untilItSucceeds = [&](const auto& attempt, const auto& expectUnchanged) {
+    for (std::size_t after = 0;; ++after, ++shortages) {
+      try {
+        const FailingAllocation failing(after);
+        EXPECT_EQ(attempt(), S_OK);
+        if (!failing.Happened()) return;
+        ADD_FAILURE() << "the shortage went unnoticed";
+      } catch (const std::bad_alloc&) {
+        expectUnchanged();
+      }
+    }
+  };
+  untilItSucceeds([&] { return localVCs.RegisterVC(L"path", systemID, 1, RemoteVCPublication_True, &vci); },
+                  [&] {
+                    EXPECT_EQ(object.count, 1U);
+                    EXPECT_TRUE(All().empty());
+                  });
+  EXPECT_EQ(object.count, 2U);
+  const std::uint32_t id = All().at(0).lanSeekID;
+  Forward(1, "4:" + std::string(systemID.begin(), systemID.end()) + ";7:6;8:0;");
+  events.Take();
+  events.queued.reserve(1);
+  daemon.messages.reserve(1);
+  untilItSucceeds([&] { return localVCs.RemoveVC(systemID, false); },
+                  [&] {
+                    EXPECT_TRUE(events.queued.empty());
+                    EXPECT_TRUE(daemon.messages.empty());
+                    EXPECT_TRUE(Get(id).published);
+                  });
+  EXPECT_EQ(events.Take(), (Events{{id, CtrlRemoved, CtrlLostPowerDown}}));
+  EXPECT_EQ(daemon.messages.size(), 1U);
+  EXPECT_EQ(object.count, 1U);
+  EXPECT_GE(shortages, 5U) << "in each of the two calls";
+
+  CtrlInfo taken;
+  {
+    const CtrlTable::Lock lock(table);
+    taken.lanSeekID = table.NextLanSeekID();
+    table.AddCtrl(taken);
+  }
+  EXPECT_EQ(localVCs.RegisterVC(L"path", systemID, 1, RemoteVCPublication_True, &vci), E_OUTOFMEMORY);
+  EXPECT_EQ(object.count, 1U);
+}
+
 TEST_F(LifecycleTest, AnUnreportedVersionIsPublished) {
   GUID offered = IID_KelVirtualController;
-  class Object : public IUnknown {
-   public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(const IID&, void**) override { return E_NOINTERFACE; }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  } object;
+  Object object;
   const VCInterface vci{&offered, &object};
   localVCs.RegisterVC(L"p", L"vc-1", 1, RemoteVCPublication_True, &vci);
   daemon.addSucceeds = false;
