@@ -270,10 +270,11 @@ struct IKelObjectEvents : IUnknown {
 };
 
 /// Subscriptions to the changes of controllers. A subscriber has at most one event waiting for each
-/// controller: a later change is merged into it, so that what arrives is the news, not the history. It hears
-/// nothing of the controllers that were listed before it came: a client subscribes first and lists then. When
-/// CtrlRemoved arrives, the getters know the controller no longer, so a client that wants to name it keeps
-/// the name.
+/// controller: a later change is merged into it, so that what arrives is the news, not the history. While
+/// more than 65,536 events wait, a controller that goes before its CtrlNew was delivered is not mentioned at
+/// all. A subscriber hears nothing of the controllers that were listed before it came: a client subscribes
+/// first and lists then. When CtrlRemoved arrives, the getters know the controller no longer, so a client
+/// that wants to name it keeps the name.
 struct IKelLanSeekSubscribe : IUnknown {
   /// Subscribes, and gives a cookie (10 and up) for Unsubscribe. The sink is referenced until then.
   /// E_INVALIDARG "pRep->containData != Data", or "LanSeekID too large" for a `subscriptionType` that was

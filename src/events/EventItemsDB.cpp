@@ -82,13 +82,17 @@ bool CEventItemsDB::QueueFor(const SubscriberRef& subscriber, std::uint32_t lanS
   auto& byKey = queue_.get<ByKey>();
   if (const auto pending = byKey.find(key); pending != byKey.end()) {
     if (KeepsPending(*pending, availability, reason)) return true;
+    if (availability == CtrlRemoved && pending->unheardOf && queue_.size() > kLongBacklog) {
+      byKey.erase(pending);
+      return true;
+    }
     return byKey.modify(pending, [&](QueuedEvent& event) {
       event.availability = availability;
       event.reason = reason;
     });
   }
   try {
-    return queue_.push_back({lanSeekID, availability, reason, subscriber, key}).second;
+    return queue_.push_back({lanSeekID, availability, reason, subscriber, key, reason == CtrlNew}).second;
   } catch (const std::bad_alloc&) {
     return false;
   }

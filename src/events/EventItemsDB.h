@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -21,6 +22,10 @@ namespace kellanseek::events {
 /// The first cookie that is given out.
 inline constexpr std::uint32_t kFirstCookie = 10;
 
+/// With more events waiting than this, a controller that comes and goes before a subscriber hears of it is
+/// left out.
+inline constexpr std::size_t kLongBacklog = 65536;
+
 /// One subscription. Its subscriber entry and its queued events share it, so the sink is released when the
 /// last of them goes.
 struct Subscriber {
@@ -39,7 +44,8 @@ struct QueuedEvent {
   KelCtrlAvailability availability = CtrlAvailable;
   LanSeekEventReason reason = CtrlNew;
   SubscriberRef subscriber;
-  std::uint64_t key = 0;  ///< The lanSeekID and the subscriber's cookie.
+  std::uint64_t key = 0;   ///< The lanSeekID and the subscriber's cookie.
+  bool unheardOf = false;  ///< The subscriber has not been told that there is such a controller.
 };
 
 /// The subscribers of one component object and the events queued for them. All operations may be called from
@@ -59,7 +65,8 @@ class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueu
   HRESULT RemoveSubscriber(std::uint32_t cookie);
 
   /// A subscriber has at most one event pending per controller. A newer one takes the place of the pending
-  /// one, except that an update leaves "new" and "reconnected" as they are.
+  /// one, except that an update leaves "new" and "reconnected" as they are, and that beyond kLongBacklog the
+  /// removal of a controller that the subscriber has not heard of takes the pending one away.
   bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
                   LanSeekEventReason reason) noexcept override;
 

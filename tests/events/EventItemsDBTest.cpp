@@ -90,6 +90,30 @@ TEST_F(EventItemsDBTest, PendingEventsAreMerged) {
   }
 }
 
+TEST_F(EventItemsDBTest, WhoComesAndGoesIsLeftOutWhileTooManyEventsWait) {
+  const std::uint32_t cookie = Add();
+  for (const std::uint32_t known : {11U, 12U}) database.QueueEvent(known, CtrlAvailable, CtrlNew);
+  EXPECT_EQ(TakeAll().size(), 2U);
+  database.QueueEvent(11, CtrlRemoved, CtrlLostLAN);
+  const std::uint32_t last = 13 + 2 * kLongBacklog;
+  for (std::uint32_t id = 13; id <= last; ++id) {
+    EXPECT_TRUE(database.QueueEvent(id, CtrlAvailable, CtrlNew));
+    EXPECT_TRUE(database.QueueEvent(id, CtrlRemoved, CtrlLostRestart));
+  }
+  database.QueueEvent(last + 1, CtrlAvailable, CtrlNew);
+  // Those that were told of are withdrawn in any case, also when they came back meanwhile.
+  database.QueueEvent(12, CtrlRemoved, CtrlLostLAN);
+  database.QueueEvent(11, CtrlAvailable, CtrlNew);
+  database.QueueEvent(11, CtrlRemoved, CtrlLostPowerDown);
+
+  const std::vector<Taken> taken = TakeAll();
+  ASSERT_EQ(taken.size(), kLongBacklog + 2);
+  EXPECT_EQ(taken.front(), Taken(11, CtrlRemoved, CtrlLostPowerDown, cookie));
+  EXPECT_EQ(taken[kLongBacklog - 1], Taken(12 + kLongBacklog - 1, CtrlRemoved, CtrlLostRestart, cookie));
+  EXPECT_EQ(taken[kLongBacklog], Taken(last + 1, CtrlAvailable, CtrlNew, cookie));
+  EXPECT_EQ(taken.back(), Taken(12, CtrlRemoved, CtrlLostLAN, cookie));
+}
+
 TEST_F(EventItemsDBTest, QueuedEventsOfARemovedSubscriberKeepItsSink) {
   bool destroyed = false;
   ULONG cookie = 0;
