@@ -76,14 +76,23 @@ void CrVCDaemon::RemoteVCDaemonLoop() {
   }
 }
 
+/// Marking twice what is to be sent changes nothing; so a storm of requests does not pile up. Removals keep
+/// their place among the requests.
+bool CrVCDaemon::Waits(const DaemonMessage& message) const {
+  for (auto waiting = queue_.rbegin(); waiting != queue_.rend(); ++waiting) {
+    if (*waiting == message) return true;
+    if (IsRemoval(waiting->type)) return false;
+  }
+  return false;
+}
+
 bool CrVCDaemon::QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
                                          std::uint32_t lanSeekID) noexcept {
   if (!active_.load(std::memory_order_relaxed)) return true;
   try {
     const platform::MutexLock lock(queueLock_);
     const DaemonMessage message{type, interfaceIndex, lanSeekID};
-    // The same message twice in a row means what it means once; so a storm of requests does not pile up.
-    if (!queue_.empty() && queue_.back() == message) return true;
+    if (Waits(message)) return true;
     queue_.push_back(message);
   } catch (const std::bad_alloc&) {
     trace_.Error(L"LanSeek CrVCDaemon::QueueMessageForRemoteVC. Add message failed");

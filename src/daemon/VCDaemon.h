@@ -82,6 +82,8 @@ class CrVCDaemon : public RemoteVCPublisher {
   void BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& record) const;
   void TraceTooLong(RemoteVCEntry& entry) const;
   void LetTimePass(std::int32_t elapsed) REQUIRES(listLock_);
+  /// Whether the same message waits already, with no removal behind it.
+  bool Waits(const DaemonMessage& message) const REQUIRES(queueLock_);
   std::vector<DaemonMessage> TakeQueue() EXCLUDES(queueLock_);
   void Handle(const DaemonMessage& message) REQUIRES(listLock_);
   bool Acceptable(const DaemonMessage& message) const REQUIRES(listLock_);

@@ -137,13 +137,28 @@ TEST_F(VCDaemonTest, RequestsAreAnsweredAfterTheDelayAndFullBeatsShort) {
 }
 
 TEST_F(VCDaemonTest, AStormOfRequestsIsAnsweredOnce) {
-  PublishQuietly(L"vc-1");
+  const std::uint32_t id = Publish(L"vc-1").lanSeekID;
+  daemon.Step(0);
+  sender.Take();
   for (int i = 0; i < 1000; ++i) {
     Queue(5, 0);
     if (i % 10 == 0) daemon.Step(0);
   }
   daemon.Step(500);
   EXPECT_EQ(sender.Take(), Sent{kInfo0});
+  for (int i = 0; i < 1000; ++i) {
+    Queue(5, 0);
+    Queue(7, 0);
+    Queue(6, -1);
+    Queue(6, 0, id);
+  }
+  daemon.Step(0);
+  daemon.Step(500);
+  EXPECT_EQ(sender.Take(), Sent{kInfo0});
+  EXPECT_EQ(traces.Messages().size(), 1U) << "each of the four waits once; one of them is traced";
+  for (const std::int32_t notice : {3, 4, 3}) Queue(notice, 0, id);
+  daemon.Step(0);
+  EXPECT_EQ(sender.Take().front(), "0 Lanseek;01a;3;4:vc-1;11:3;") << "the last one counts";
 }
 
 TEST_F(VCDaemonTest, TargetedRequestsNeedToBeUnambiguous) {
