@@ -22,7 +22,7 @@ constexpr std::int32_t kPendingShort = 2;
 constexpr std::uint32_t kMinDelay = 200;      ///< Milliseconds before an answer, at least;
 constexpr std::uint32_t kDelaySpread = 3000;  ///< and the range of the random rest.
 constexpr std::int32_t kDueThreshold = 10;    ///< A countdown this short is not worth another wait.
-constexpr std::int32_t kAgainAfterShortage = 1000;
+constexpr std::int32_t kAgainAfterFailure = 1000;
 constexpr std::uint32_t kMaxElapsed = 0x7FFFFFFE;
 
 bool IsRemoval(std::int32_t type) {
@@ -46,7 +46,8 @@ CrVCDaemon::CrVCDaemon(Parts parts)
       sender_(parts.sender),
       socketsReady_(parts.socketsReady),
       random_(std::move(parts.random)),
-      trace_(parts.debugOutput, kUnit) {}
+      trace_(parts.debugOutput, kUnit),
+      failed_(trace_, L"KelDaemon") {}
 
 void CrVCDaemon::StartThread() {
   thread_.Start("KelDaemon", [this] { RemoteVCDaemonLoop(); });
@@ -69,8 +70,8 @@ void CrVCDaemon::RemoteVCDaemonLoop() {
       return;
     }
     const std::uint32_t now = platform::TickCount();
-    std::int32_t next = kAgainAfterShortage;
-    platform::RunStep([&] { next = Step(ElapsedBetween(std::exchange(lastTick, now), now)); });
+    std::int32_t next = kAgainAfterFailure;
+    platform::RunStep([&] { next = Step(ElapsedBetween(std::exchange(lastTick, now), now)); }, failed_);
     if (wait.Signalled(0)) return;
     limit = next == kNothingScheduled ? std::nullopt : std::optional(std::chrono::milliseconds(next));
   }
@@ -165,7 +166,7 @@ std::int32_t CrVCDaemon::Step(std::int32_t elapsed) {
   const platform::MutexLock lock(listLock_);
   LetTimePass(elapsed);
   for (const DaemonMessage& message : TakeQueue()) {
-    platform::RunStep([&]() NO_THREAD_SAFETY_ANALYSIS { Handle(message); });
+    platform::RunStep([&]() NO_THREAD_SAFETY_ANALYSIS { Handle(message); }, failed_);
   }
   return SendDue();
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "daemon/RemoteVCPublisher.h"
+#include "diagnostics/StepTrace.h"
 #include "diagnostics/Trace.h"
 #include "network/AnswerSender.h"
 #include "network/InterfaceTable.h"
@@ -97,6 +98,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   platform::Event& socketsReady_;
   RandomSource random_;
   diagnostics::Tracer trace_;
+  diagnostics::StepTrace failed_;
 
   platform::Event stop_{platform::Event::Kind::AutoReset};
   platform::Event queued_{platform::Event::Kind::AutoReset};

@@ -13,8 +13,8 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 /// The table is compared this often even when nothing is notified.
 constexpr std::chrono::milliseconds kCheckInterval{120000};
 
-/// Until a rebuild that ran out of memory is tried again.
-constexpr std::chrono::milliseconds kAfterShortage{1000};
+/// Until a rebuild or a wait that failed is tried again.
+constexpr std::chrono::milliseconds kAfterFailure{1000};
 
 }  // namespace
 
@@ -28,10 +28,14 @@ AddressWatch::AddressWatch(network::InterfaceTable& interfaces, platform::Mutex&
       listener_(listener),
       makeWatch_(std::move(makeWatch)),
       stopWatch_(stopWatch),
-      trace_(debugOutput, kUnit) {}
+      trace_(debugOutput, kUnit),
+      failed_(trace_, L"KelAddrWatch") {}
+
+void AddressWatch::Begin() {
+  platform::RunStep([this] { watch_ = makeWatch_(); }, failed_);
+}
 
 void AddressWatch::NotifyAddrChangeLoop() {
-  using Outcome = platform::AddressChangeWatch::Outcome;
   // Goes with this thread, which is the one that has waited with it.
   const auto watch = std::move(watch_);
   if (!watch) {
@@ -39,15 +43,24 @@ void AddressWatch::NotifyAddrChangeLoop() {
     return;
   }
   while (settings_.DetectInterfaceChanges != 0) {
-    const Outcome outcome = watch->Wait(stopWatch_, rebuildOwed_ ? kAfterShortage : kCheckInterval);
+    const Outcome outcome = WaitWith(*watch);
     if (outcome == Outcome::Stopped || outcome == Outcome::Failed) return;
     const Occasion occasion = outcome == Outcome::Changed ? Occasion::Notice : Occasion::Time;
-    platform::RunStep([this, occasion] { Check(occasion); });
+    platform::RunStep([this, occasion] { Check(occasion); }, failed_);
   }
 }
 
+AddressWatch::Outcome AddressWatch::WaitWith(platform::AddressChangeWatch& watch) {
+  Outcome outcome = Outcome::TimedOut;
+  const auto wait = [&] { outcome = watch.Wait(stopWatch_, rebuildOwed_ ? kAfterFailure : kCheckInterval); };
+  while (!platform::RunStep(wait, failed_)) {
+    if (platform::WaitForAny({&stopWatch_}, kAfterFailure).Signalled(0)) return Outcome::Stopped;
+  }
+  return outcome;
+}
+
 void AddressWatch::Check(Occasion occasion) {
-  // Stays owed when memory runs out on the way.
+  // Stays owed when something fails on the way.
   const bool owed = std::exchange(rebuildOwed_, true);
   if (owed || interfaces_.InterfacesChanged(tableMutex_, occasion)) listener_.OnInterfacesChanged();
   rebuildOwed_ = false;

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "config/Settings.h"
+#include "diagnostics/StepTrace.h"
 #include "diagnostics/Trace.h"
 #include "network/InterfaceTable.h"
 #include "platform/Event.h"
@@ -32,13 +33,16 @@ class AddressWatch {
 
   /// Watches from now on. To be called before the interface table is built, so that no change after that is
   /// missed.
-  void Begin() { watch_ = makeWatch_(); }
+  void Begin();
 
   /// The thread body: returns when the stop event is set.
   void NotifyAddrChangeLoop();
 
  private:
   using Occasion = network::InterfaceTable::Occasion;
+  using Outcome = platform::AddressChangeWatch::Outcome;
+  /// Waits for the next occasion to compare; Stopped or Failed when there is none any more.
+  Outcome WaitWith(platform::AddressChangeWatch& watch);
   void Check(Occasion occasion);
 
   network::InterfaceTable& interfaces_;
@@ -49,6 +53,7 @@ class AddressWatch {
   std::unique_ptr<platform::AddressChangeWatch> watch_;  ///< From Begin() to the start of the loop.
   platform::Event& stopWatch_;
   diagnostics::Tracer trace_;
+  diagnostics::StepTrace failed_;
   bool rebuildOwed_ = false;  ///< A check has begun and has not come to its end.
 };
 

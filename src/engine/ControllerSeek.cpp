@@ -13,7 +13,7 @@ namespace {
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 constexpr std::chrono::milliseconds kSendPause{2};
-constexpr std::chrono::milliseconds kAfterShortage{100};
+constexpr std::chrono::milliseconds kAfterFailure{100};
 
 daemon::RandomSource RandomNumbers() {
   return [generator = std::minstd_rand(std::random_device()())]() mutable {
@@ -33,7 +33,7 @@ CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
       interfaces_(environment.addresses, settings, environment.debugOutput),
       sockets_(environment.network, interfaces_, settings, table.TableMutex(), environment.debugOutput),
       daemon_({interfaces_, sockets_, socketsReady_, RandomNumbers(), environment.debugOutput}),
-      hostNames_(table, events, environment.reverseLookup, stopEngine_),
+      hostNames_(table, events, environment.reverseLookup, stopEngine_, environment.debugOutput),
       lifecycle_(interfaces_, settings, events, hostNames_, daemon_, environment.debugOutput),
       refreshCycle_({table, interfaces_, settings, sockets_, daemon_, lifecycle_, environment.processes,
                      pacer_, environment.debugOutput}),
@@ -139,7 +139,7 @@ void CControllerSeek::ReplaceInterfaces() {
 }
 
 /// Ends when the sockets exist, or with the run.
-void CControllerSeek::CreateSockets() {
+void CControllerSeek::CreateSockets(diagnostics::StepTrace& failed) {
   const std::size_t usable = interfaces_.Size();
   const auto create = [this, usable] {
     sockets_.CreateSockets();
@@ -148,19 +148,20 @@ void CControllerSeek::CreateSockets() {
     const CtrlTable::Lock lock(table_);
     lifecycle_.RevalidateAfterInterfaceChange(table_);
   };
-  while (!platform::RunStep(create)) {
+  while (!platform::RunStep(create, failed)) {
     sockets_.CloseSockets();
-    if (platform::WaitForAny({&stopNetwork_}, kAfterShortage).Signalled(0)) return;
+    if (platform::WaitForAny({&stopNetwork_}, kAfterFailure).Signalled(0)) return;
   }
 }
 
 void CControllerSeek::RefreshThread() {
-  CreateSockets();
+  diagnostics::StepTrace failed(trace_, L"KelRefresh");
+  CreateSockets(failed);
   socketsReady_.Set();
-  platform::RunStep([this] { refreshCycle_.BeginRun(); });
+  platform::RunStep([this] { refreshCycle_.BeginRun(); }, failed);
   const std::chrono::milliseconds tick(settings_.TickMilliseconds());
   while (platform::WaitForAny({&stopNetwork_}, tick).outcome == platform::WaitResult::Outcome::TimedOut) {
-    platform::RunStep([this] { refreshCycle_.Tick(); });
+    platform::RunStep([this] { refreshCycle_.Tick(); }, failed);
   }
   receiverEnded_.Wait();
   sockets_.CloseSockets();

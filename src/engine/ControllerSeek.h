@@ -10,6 +10,8 @@
 #include "config/Settings.h"
 #include "controllers/CtrlTable.h"
 #include "daemon/VCDaemon.h"
+#include "diagnostics/StepTrace.h"
+#include "diagnostics/Trace.h"
 #include "engine/AddressWatch.h"
 #include "engine/Collisions.h"
 #include "engine/CtrlLifecycle.h"
@@ -92,7 +94,7 @@ class CControllerSeek {
   void StartNetwork();
   void StopNetwork(int restart);
   void ReplaceInterfaces();
-  void CreateSockets();
+  void CreateSockets(diagnostics::StepTrace& failed);
   void RefreshThread();
 
   CtrlTable& table_;

@@ -10,6 +10,8 @@
 namespace kellanseek::engine {
 namespace {
 
+constexpr const wchar_t* kUnit = L"dynamicinfo";
+
 /// Names are compared by at most this many bytes.
 constexpr std::size_t kMaxComparedName = 100;
 
@@ -23,8 +25,12 @@ bool SameName(std::string_view left, std::string_view right) {
 }  // namespace
 
 HostNames::HostNames(CtrlTable& table, events::EventQueue& events, platform::ReverseLookup& lookup,
-                     platform::Event& stopEngine)
-    : table_(table), events_(events), lookup_(lookup), stopEngine_(stopEngine) {}
+                     platform::Event& stopEngine, platform::DebugOutput& debugOutput)
+    : table_(table),
+      events_(events),
+      lookup_(lookup),
+      stopEngine_(stopEngine),
+      failed_(diagnostics::Tracer(debugOutput, kUnit), L"KelHostNames") {}
 
 void HostNames::QueueHostNameLookup(std::uint32_t lanSeekID, const std::wstring& address) {
   {
@@ -61,13 +67,14 @@ bool HostNames::ResolveQueued() {
     Pending next;
     bool taken = false;
     std::optional<std::string> hostName;
-    const bool done = platform::RunStep([&] {
+    const auto lookUp = [&] {
       taken = TakeNext(next);
       if (taken) hostName = lookup_.HostName(platform::ParseIpv4(std::wstring_view(next.address)));
-    });
+    };
+    const bool done = platform::RunStep(lookUp, failed_);
     if (!taken) return true;  // What could not be taken for lack of memory waits for the next that is queued.
     if (stopEngine_.TryWait()) return false;
-    if (done && hostName) platform::RunStep([&] { Store(next.lanSeekID, *hostName); });
+    if (done && hostName) platform::RunStep([&] { Store(next.lanSeekID, *hostName); }, failed_);
   }
 }
 

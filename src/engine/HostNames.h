@@ -9,6 +9,7 @@
 #include <boost/multi_index_container.hpp>
 
 #include "controllers/CtrlTable.h"
+#include "diagnostics/StepTrace.h"
 #include "events/EventQueue.h"
 #include "platform/Event.h"
 #include "platform/Mutex.h"
@@ -21,7 +22,7 @@ namespace kellanseek::engine {
 class HostNames {
  public:
   HostNames(CtrlTable& table, events::EventQueue& events, platform::ReverseLookup& lookup,
-            platform::Event& stopEngine);
+            platform::Event& stopEngine, platform::DebugOutput& debugOutput);
 
   /// Queues a look-up, unless one for that controller waits already. Callable with the table lock held.
   void QueueHostNameLookup(std::uint32_t lanSeekID, const std::wstring& address) EXCLUDES(queueLock_);
@@ -52,6 +53,7 @@ class HostNames {
   events::EventQueue& events_;
   platform::ReverseLookup& lookup_;
   platform::Event& stopEngine_;
+  diagnostics::StepTrace failed_;
   platform::Event queued_{platform::Event::Kind::AutoReset};
   platform::Mutex queueLock_;
   Queue queue_ GUARDED_BY(queueLock_);

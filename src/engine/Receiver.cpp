@@ -1,7 +1,6 @@
 #include "engine/Receiver.h"
 
 #include <chrono>
-#include <exception>
 #include <utility>
 
 #include "platform/Ipv4.h"
@@ -14,7 +13,7 @@ namespace {
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 constexpr std::chrono::milliseconds kReceiveTimeout{1000};
-constexpr std::chrono::milliseconds kAfterShortage{100};
+constexpr std::chrono::milliseconds kAfterFailure{100};
 
 /// The limit of the platform's wait for several sockets.
 constexpr std::size_t kMaxInterfaceSockets = 64;
@@ -30,7 +29,8 @@ Receiver::Receiver(const Parts& parts)
       engineLock_(parts.engineLock),
       socketsReady_(parts.socketsReady),
       stopNetwork_(parts.stopNetwork),
-      trace_(parts.debugOutput, kUnit) {}
+      trace_(parts.debugOutput, kUnit),
+      failed_(trace_, L"KelReceiver") {}
 
 void Receiver::ReceiverThread() {
   // A stop may come before the sockets do.
@@ -43,12 +43,19 @@ void Receiver::ReceiverThread() {
     set = BuildReceiveSet();
     receiver = udp_.CreateReceiver(set.sockets, protocol::kMaxDatagram);
   };
-  while (!platform::RunStep(prepare)) {
-    if (platform::WaitForAny({&stopNetwork_}, kAfterShortage).Signalled(0)) return;
+  while (!platform::RunStep(prepare, failed_)) {
+    if (!Rest()) return;
   }
+  const auto receive = [&] { Handle(receiver->ReceiveOne(stopNetwork_, kReceiveTimeout), set); };
   while (!stopNetwork_.TryWait()) {
-    platform::RunStep([&] { Handle(receiver->ReceiveOne(stopNetwork_, kReceiveTimeout), set); });
+    // What cannot be received now is not asked for again and again at this thread's urgency.
+    if (!platform::RunStep(receive, failed_)) Rest();
   }
+}
+
+bool Receiver::Rest() {
+  return platform::WaitForAny({&stopNetwork_}, kAfterFailure).outcome ==
+         platform::WaitResult::Outcome::TimedOut;
 }
 
 Receiver::ReceiveSet Receiver::BuildReceiveSet() const {
@@ -85,12 +92,13 @@ void Receiver::Handle(const platform::Received& received, const ReceiveSet& set)
   if (!Wanted(received, origin)) return;
 
   protocol::AddressText source(platform::FormatIpv4(received.source));
-  try {
+  const auto handle = [&] {
     dispatcher_.HandleMessage({received.text.data(), received.text.size()}, received.text.size(), &source,
                               origin, scratch_);
-  } catch (const std::exception&) {
-    // Out of memory for one message: it is lost, as a datagram may be; the controller will be asked again.
-  }
+  };
+  // A step of its own, so that one message that cannot be handled does not make those behind it wait. Its
+  // controller will be asked again.
+  platform::RunStep(handle, failed_);
   engineLock_.ReleaseAll();
 }
 

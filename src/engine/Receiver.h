@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "config/Settings.h"
+#include "diagnostics/StepTrace.h"
 #include "diagnostics/Trace.h"
 #include "engine/Dispatcher.h"
 #include "engine/EngineLock.h"
@@ -47,6 +48,8 @@ class Receiver {
   void Handle(const platform::Received& received, const ReceiveSet& set);
 
  private:
+  /// Rests for a moment; false when the network side stops.
+  bool Rest();
   bool Wanted(const platform::Received& received, const MessageOrigin& origin) const;
   bool FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const;
 
@@ -59,6 +62,7 @@ class Receiver {
   platform::Event& socketsReady_;
   platform::Event& stopNetwork_;
   diagnostics::Tracer trace_;
+  diagnostics::StepTrace failed_;
   Dispatcher::Scratch scratch_;
 };
 

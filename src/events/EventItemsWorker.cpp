@@ -1,10 +1,10 @@
 #include "events/EventItemsWorker.h"
 
 #include <atomic>
-#include <new>
 #include <string_view>
 #include <utility>
 
+#include "diagnostics/StepTrace.h"
 #include "events/EventData.h"
 #include "platform/Clock.h"
 #include "platform/Event.h"
@@ -49,12 +49,8 @@ HRESULT CallSink(IKelObjectEvents& sink, KelObjectEvent* record) {
 }
 
 void DropSubscriber(std::uint32_t cookie, CEventItemsDB& database, const diagnostics::Tracer& trace) {
-  try {
-    if (database.RemoveSubscriber(cookie) == S_OK) return;
-    trace.Error(L"CEventItemsWorker::HandleEventLoop. Remove subscriber failed");
-  } catch (const std::bad_alloc&) {
-    // Only telling that there was no such subscriber takes memory.
-  }
+  if (database.RemoveSubscriber(cookie) == S_OK) return;
+  trace.Error(L"CEventItemsWorker::HandleEventLoop. Remove subscriber failed");
 }
 
 }  // namespace
@@ -98,10 +94,12 @@ void CEventItemsWorker::Stop() {
 
 void CEventItemsWorker::HandleEventLoop(CEventItemsDB& database, const diagnostics::Tracer& trace, Run& run) {
   constexpr std::size_t kQueueSignal = 1;
+  diagnostics::StepTrace failed(trace, L"KelEvents");
   do {
     QueuedEvent event;
+    const auto deliver = [&] { Deliver(event, database, trace, run); };
     while (!run.stopping.load() && database.GetNextEvent(event)) {
-      if (event.subscriber->Wants(event.lanSeekID)) Deliver(event, database, trace, run);
+      if (event.subscriber->Wants(event.lanSeekID)) platform::RunStep(deliver, failed);
       event.subscriber.reset();
     }
   } while (!run.stopping.load() &&

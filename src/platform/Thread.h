@@ -1,8 +1,10 @@
 #pragma once
 
 #include <functional>
-#include <new>
+#include <memory>
+#include <string_view>
 #include <thread>
+#include <type_traits>
 
 namespace kellanseek::platform {
 
@@ -13,22 +15,27 @@ enum class ThreadUrgency {
   Background,  ///< May take what the others leave.
 };
 
-/// Runs one step of a thread's loop. A step for which memory runs out is lost, as a datagram may be, and the
+/// Calls `step`; false when it ended in an exception. `report` is handed what the exception says of itself,
+/// unless memory ran out, since telling takes memory as well. The end of the thread itself (pthread_exit, a
+/// cancellation) goes through.
+bool CallStep(void (*step)(void*), void* stepArgument, void (*report)(void*, std::string_view),
+              void* reportArgument);
+
+/// Runs one step of a thread's loop. A step that ends in an exception is lost, as a datagram may be, and the
 /// thread goes on with the next one: it has nobody to report to, and without it discovery would stand still.
-/// False when that happened.
-template <typename Step>
-bool RunStep(Step step) {
-  try {
-    step();
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
+/// False when that happened; `report` has been called with the exception's own text then, unless memory ran
+/// out.
+template <typename Step, typename Report>
+bool RunStep(Step step, Report&& report) {
+  using PlainReport = std::remove_reference_t<Report>;
+  return CallStep([](void* argument) { (*static_cast<Step*>(argument))(); }, std::addressof(step),
+                  [](void* argument, std::string_view what) { (*static_cast<PlainReport*>(argument))(what); },
+                  std::addressof(report));
 }
 
-/// A named thread, closed to the application's signals, that is a member of the multithreaded COM apartment from before its body runs until after
-/// it has ended. The owner joins it: destruction waits for the body to end. Not for use by several threads at
-/// once.
+/// A named thread, closed to the application's signals, that is a member of the multithreaded COM apartment
+/// from before its body runs until after it has ended. The owner joins it: destruction waits for the body to
+/// end. Not for use by several threads at once.
 class Thread {
  public:
   Thread() = default;

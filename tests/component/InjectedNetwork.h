@@ -4,9 +4,9 @@
 #include <atomic>
 #include <chrono>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -41,8 +41,10 @@ class InjectedNetwork : public platform::UdpNetwork {
     arrived_.Set();
   }
 
-  /// So many of the next receptions, and of the next broadcasts, find no memory.
-  void RunShortOfMemory(int receptions, int broadcasts) {
+  /// So many of the next receptions, and of the next broadcasts, end in what `thrower` throws. To be set
+  /// before the network is used.
+  void Fail(std::function<void()> thrower, int receptions, int broadcasts) {
+    thrower_ = std::move(thrower);
     receptionsThatFail_ = receptions;
     broadcastsThatFail_ = broadcasts;
   }
@@ -86,7 +88,7 @@ class InjectedNetwork : public platform::UdpNetwork {
       return address != 0 && address == network_.refused_ ? kAddressNotAvailable : 0;
     }
     platform::SocketError SendTo(std::string_view, platform::Ipv4, std::uint16_t) override {
-      if (network_.broadcastsThatFail_-- > 0) throw std::bad_alloc();
+      if (network_.broadcastsThatFail_-- > 0) network_.thrower_();
       return 0;
     }
     platform::SocketError TrySendTo(std::string_view, platform::Ipv4, std::uint16_t) override {
@@ -102,7 +104,7 @@ class InjectedNetwork : public platform::UdpNetwork {
    public:
     explicit Receiver(InjectedNetwork& network) : network_(network) {}
     platform::Received ReceiveOne(platform::Event& stop, std::chrono::milliseconds timeout) override {
-      if (network_.receptionsThatFail_-- > 0) throw std::bad_alloc();
+      if (network_.receptionsThatFail_-- > 0) network_.thrower_();
       if (!network_.Take(current_)) {
         platform::WaitForAny({&stop, &network_.arrived_}, timeout);
         if (!network_.Take(current_)) return {};
@@ -136,6 +138,7 @@ class InjectedNetwork : public platform::UdpNetwork {
   platform::Event opened_{platform::Event::Kind::AutoReset};
   platform::Event askedByAddress_{platform::Event::Kind::AutoReset};
   std::atomic<platform::Ipv4> refused_ = 0;
+  std::function<void()> thrower_;
   std::atomic<int> receptionsThatFail_ = 0;
   std::atomic<int> broadcastsThatFail_ = 0;
 };

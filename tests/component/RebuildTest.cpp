@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -40,6 +41,7 @@ struct WatchEvents {
   platform::Event notice{platform::Event::Kind::AutoReset};
   platform::Event timeUp{platform::Event::Kind::AutoReset};
   platform::Event waits{platform::Event::Kind::AutoReset};
+  std::atomic<int> waitsThatFail = 0;
 };
 
 /// Notices without end, or one whenever it is asked for.
@@ -48,6 +50,7 @@ class Notices : public platform::AddressChangeWatch {
   Notices(const RestlessHost& host, WatchEvents& events) : host_(host), events_(events) {}
   Outcome Wait(platform::Event& stop, std::chrono::milliseconds timeout) override {
     const auto limit = host_.restless ? std::chrono::milliseconds(1) : timeout;
+    if (events_.waitsThatFail-- > 0) throw std::runtime_error("broken");
     events_.waits.Set();
     const platform::WaitResult result =
         platform::WaitForAny({&stop, &events_.notice, &events_.timeUp}, limit);
@@ -135,7 +138,8 @@ TEST_F(RebuildTest, UnderDatagramsCallsAndTheLastRelease) {
   }
 }
 
-TEST_F(RebuildTest, OneThatRunsOutOfMemoryIsMadeGood) {
+TEST_F(RebuildTest, OneThatRunsOutOfMemoryIsMadeGoodAndTheWatchOutlivesFailures) {
+  watch_.waitsThatFail = 1;
   Create();
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
@@ -155,6 +159,8 @@ TEST_F(RebuildTest, OneThatRunsOutOfMemoryIsMadeGood) {
     platform::WaitForAny({&never}, std::chrono::milliseconds(10));
   }
   EXPECT_EQ(sink->WaitForTexts(3).back(), L"12;1;0;");
+  EXPECT_EQ(traces.Messages().back(),
+            L"LanSeek: A step of thread KelAddrWatch has failed and is lost: broken");
 }
 
 TEST_F(RebuildTest, OneThatCannotBindAnInterfaceWithdrawsWhatWasHeardThere) {

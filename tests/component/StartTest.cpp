@@ -1,6 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <new>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -84,15 +89,41 @@ TEST_F(StartTest, ARejectedFileLeavesTheOther) {
   EXPECT_EQ(List(), std::vector<ULONG>());
 }
 
-TEST_F(StartTest, ItsThreadsOutliveAShortageOfMemory) {
-  network.RunShortOfMemory(3, 1);
-  Create();
-  const auto sink = FakeSink::Make();
-  Subscribe(sink.Get());
-  AddRemote(L"10.9.9.9");
-  EXPECT_TRUE(network.WaitForRequestByAddress()) << "the refresh thread goes on";
-  Appear("a", "192.168.1.20");
-  EXPECT_EQ(sink->WaitForTexts(1), (Texts{L"12;1;0;"})) << "the receiver goes on";
+TEST_F(StartTest, ItsThreadsOutliveWhatFailsInThem) {
+  struct Case {
+    std::function<void()> thrower;
+    Texts messages;
+  };
+  const auto lost = [](const wchar_t* thread) {
+    return std::wstring(L"LanSeek: A step of thread ") + thread + L" has failed and is lost: broken";
+  };
+  for (const Case& test :
+       {Case{[] { throw std::bad_alloc(); }, {L"Lanseek::NotifyAddrChangeLoop error create event\n"}},
+        Case{[] { throw std::runtime_error("broken"); },
+             {lost(L"KelAddrWatch"), lost(L"KelReceiver"), lost(L"KelRefresh"),
+              L"Lanseek::NotifyAddrChangeLoop error create event\n"}}}) {
+    ComponentHarness world;
+    world.Configure("", "");
+    world.network.Fail(test.thrower, 3, 1);
+    ComponentEnvironment environment = world.environment;
+    environment.engine.watchAddressChanges = [&] {
+      test.thrower();
+      return nullptr;
+    };
+    world.Create(environment);
+    const auto sink = FakeSink::Make();
+    world.Subscribe(sink.Get());
+    world.AddRemote(L"10.9.9.9");
+    EXPECT_TRUE(world.network.WaitForRequestByAddress()) << "the refresh thread goes on";
+    world.Appear("a", "192.168.1.20");
+    EXPECT_EQ(sink->WaitForTexts(1), (Texts{L"12;1;0;"})) << "the receiver goes on";
+    world.ReleaseAll();
+    // The threads write at the same time, so the pieces of their traces may mix.
+    Texts messages = world.traces.Writes();
+    std::erase_if(messages, [](const std::wstring& text) { return !text.starts_with(L"Lan"); });
+    std::sort(messages.begin(), messages.end());
+    EXPECT_EQ(messages, test.messages);
+  }
 }
 
 TEST_F(StartTest, AStaticControllerForWhichThereIsNoMemoryIsLeftOut) {

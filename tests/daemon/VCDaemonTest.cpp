@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -68,7 +69,13 @@ class VCDaemonTest : public ::testing::Test {
   RecordingAnswers sender;
   platform::Event socketsReady{platform::Event::Kind::ManualReset};
   std::uint32_t randomNumber = 300;
-  daemon::CrVCDaemon daemon{{interfaces, sender, socketsReady, [this] { return randomNumber; }, traces}};
+  bool randomFails = false;
+  daemon::CrVCDaemon daemon{{interfaces, sender, socketsReady,
+                             [this] {
+                               if (randomFails) throw std::runtime_error("broken");
+                               return randomNumber;
+                             },
+                             traces}};
 };
 
 const char* const kAlive0 = "0 Lanseek;02e;2;4:vc-1;9:02:00:00:4f:8e:35;11:3;";
@@ -194,6 +201,18 @@ TEST_F(VCDaemonTest, WhoLeavesSaysSoOnEveryInterfaceAndIsForgotten) {
     EXPECT_EQ(daemon.Step(5000), daemon::kNothingScheduled);
     EXPECT_EQ(sender.Take(), Sent{});
   }
+}
+
+TEST_F(VCDaemonTest, AMessageThatFailsIsLostAndTheNextIsHandled) {
+  PublishQuietly(L"vc-1");
+  Queue(7, 0);
+  randomFails = true;
+  daemon.Step(0);
+  randomFails = false;
+  Queue(5, 1);
+  EXPECT_EQ(daemon.Step(0), 500);
+  EXPECT_EQ(traces.Messages(),
+            std::vector<std::wstring>{L"LanSeek: A step of thread KelDaemon has failed and is lost: broken"});
 }
 
 TEST_F(VCDaemonTest, SenselessMessagesAreTracedAndIgnored) {

@@ -1,5 +1,7 @@
 #include "diagnostics/Trace.h"
 
+#include "diagnostics/StepTrace.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -54,6 +56,16 @@ TEST(TraceTest, FillsPatterns) {
   EXPECT_EQ(format(L"%d left %d", {7}), L"7 left d");
   EXPECT_EQ(format(L"ends in %", {}), L"ends in %");
   EXPECT_EQ(format(L"%s", {L"%s%n"}), L"%s%n");
+}
+
+TEST(TraceTest, AStepThatKeepsFailingIsToldOfOnceAMinute) {
+  static std::uint32_t now;
+  now = 0xFFFFFFFF - 30'000;
+  Pieces output;
+  StepTrace failed(Tracer(output, L"dynamicinfo"), L"KelReceiver", [] { return now; });
+  for (int step = 0; step < 3; ++step, now += 59'999) failed("broken");
+  EXPECT_EQ(output.written.size(), 2 * 5U) << "at 0 s and, over the wrap of the clock, at 120 s";
+  EXPECT_EQ(output.written.at(3), L"LanSeek: A step of thread KelReceiver has failed and is lost: broken");
 }
 
 }  // namespace

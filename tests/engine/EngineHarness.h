@@ -160,7 +160,7 @@ class EngineHarness {
   platform::Event stopEngine{platform::Event::Kind::AutoReset};
   engine::EngineLock engineLock;
   network::InterfaceTable interfaces{addresses, settings, traces};
-  engine::HostNames hostNames{table, events, lookup, stopEngine};
+  engine::HostNames hostNames{table, events, lookup, stopEngine, traces};
   engine::CtrlLifecycle lifecycle{interfaces, settings, events, hostNames, daemon, traces};
   engine::RefreshCycle refresh{
       {table, interfaces, settings, sender, daemon, lifecycle, processes, pacer, traces}};

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -276,17 +277,20 @@ TEST_F(LifecycleTest, HostNamesAreFoundOnceAndNotForThoseWhoLeft) {
   }
   lookup.OnLookup([&, count = 0](platform::Ipv4) mutable {
     if (++count == 1) hostNames.QueueHostNameLookup(11, L"192.168.1.20");
+    if (count == 2) throw std::runtime_error("broken");
     if (count == 3) lookup.SetName("192.168.1.20", "CELL-HOST");
   });
   events.Take();
   stopEngine.Reset();
   std::thread thread([&] { hostNames.HostNameThread(); });
-  lookup.WaitForLookups(3);
+  lookup.WaitForLookups(2);
   stopEngine.Set();
   thread.join();
   EXPECT_EQ(Get(11).hostName, L"Cell-Host") << "a difference in case alone changes nothing";
   EXPECT_EQ(events.Take(), (Events{{11, CtrlAvailable, CtrlUpdated}}));
-  EXPECT_EQ(lookup.Lookups(), 3U) << "two waited, and one came while the first was under way";
+  EXPECT_EQ(lookup.Lookups(), 2U) << "two waited, and one came while the first was under way; one failed";
+  EXPECT_EQ(traces.Messages(), std::vector<std::wstring>{
+                                   L"LanSeek: A step of thread KelHostNames has failed and is lost: broken"});
 }
 
 }  // namespace

@@ -57,7 +57,7 @@ class SimulatedWorkstation {
   engine::EngineLock engineLock_;
   network::InterfaceTable interfaces_;
   network::DiscoverySockets sockets_;
-  engine::HostNames hostNames_{table_, events_, lookup_, stop_};
+  engine::HostNames hostNames_{table_, events_, lookup_, stop_, traces_};
   engine::CtrlLifecycle lifecycle_{interfaces_, settings_, events_, hostNames_, daemon_, traces_};
   engine::RefreshCycle refresh_{
       {table_, interfaces_, settings_, sockets_, daemon_, lifecycle_, processes_, pacer_, traces_}};

@@ -4,7 +4,10 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <new>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -161,6 +164,21 @@ TEST(ThreadTest, RunsItsBodyAsAMemberOfTheMultithreadedApartment) {
   ASSERT_TRUE(thread.Start("Again", [&] { again = true; }));
   thread.Join();
   EXPECT_TRUE(again);
+}
+
+TEST(ThreadTest, AStepThatFailsIsToldOfUnlessMemoryRanOut) {
+  std::vector<std::string> told;
+  const auto run = [&](auto step) {
+    return platform::RunStep(step, [&](std::string_view what) {
+      told.emplace_back(what);
+      throw std::runtime_error("cannot tell");
+    });
+  };
+  EXPECT_TRUE(run([] {}));
+  EXPECT_FALSE(run([] { throw std::bad_alloc(); }));
+  EXPECT_FALSE(run([] { throw std::runtime_error("broken"); }));
+  EXPECT_FALSE(run([] { throw 1; }));
+  EXPECT_EQ(told, (std::vector<std::string>{"broken", "unknown exception"}));
 }
 
 TEST(ThreadTest, ItsOwnerWaitsForTheBodyUnlessItWasDetached) {

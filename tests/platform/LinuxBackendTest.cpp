@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "platform/DebugOutput.h"
+#include "platform/GuardedCall.h"
 #include "platform/Process.h"
 #include "platform/Thread.h"
 #include "platform/UdpSocket.h"
@@ -94,6 +95,18 @@ TEST(LinuxBackendTest, ThreadsBlockTheApplicationsSignals) {
     EXPECT_EQ(sigismember(&before, number), sigismember(&after, number)) << number;
   }
   EXPECT_FALSE(sigismember(&inThread, SIGSEGV)) << "a fault is for the crash handler to see";
+}
+
+TEST(LinuxBackendTest, AThreadThatIsEndedEndsQuietly) {
+  bool wentOn = false;
+  platform::Thread thread;
+  ASSERT_TRUE(thread.Start("ending", [&] {
+    const auto sink = [] { platform::RunGuarded([] { pthread_exit(nullptr); }); };
+    platform::RunStep(sink, [](std::string_view) {});
+    wentOn = true;
+  }));
+  thread.Join();
+  EXPECT_FALSE(wentOn);
 }
 
 TEST(LinuxBackendTest, AProcessWhoseFirstThreadHasEndedStillRuns) {

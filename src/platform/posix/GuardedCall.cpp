@@ -1,11 +1,15 @@
 #include "platform/GuardedCall.h"
 
+#include <cxxabi.h>
+
 namespace kellanseek::platform {
 
 bool CallGuarded(void (*call)(void*), void* argument) {
   try {
     call(argument);
     return true;
+  } catch (const abi::__forced_unwind&) {
+    throw;  // No exception, but the end of the thread: the C library does not let anybody keep it.
   } catch (...) {
     return false;
   }

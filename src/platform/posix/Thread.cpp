@@ -1,5 +1,6 @@
 #include "platform/Thread.h"
 
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <pthread.h>
 #include <signal.h>
@@ -8,6 +9,8 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <exception>
+#include <new>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -46,17 +49,27 @@ void Apply(ThreadUrgency urgency) {
   }
 }
 
+/// Membership of the multithreaded apartment for the life of a scope.
+class MultithreadedApartment {
+ public:
+  MultithreadedApartment() { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
+  ~MultithreadedApartment() { CoUninitialize(); }
+  MultithreadedApartment(const MultithreadedApartment&) = delete;
+  MultithreadedApartment& operator=(const MultithreadedApartment&) = delete;
+};
+
 void Run(const std::string& name, ThreadUrgency urgency, const std::function<void()>& body) {
   Apply(urgency);
   constexpr std::size_t kMaxName = 15;
   pthread_setname_np(pthread_self(), name.substr(0, kMaxName).c_str());
-  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  const MultithreadedApartment apartment;
   try {
     body();
+  } catch (const abi::__forced_unwind&) {
+    throw;  // The thread ends here and now, and the C library does not let anybody keep it.
   } catch (...) {
     // The process is our client's: a body that fails ends its thread, not the process.
   }
-  CoUninitialize();
 }
 
 /// While it lives, threads are started with all signals blocked, so that none of the application's handlers
@@ -88,7 +101,32 @@ void KeepModuleLoaded() {
   if (module != nullptr) dlclose(module);
 }
 
+void Tell(void (*report)(void*, std::string_view), void* argument, std::string_view what) {
+  try {
+    report(argument, what);
+  } catch (const std::exception&) {
+    // The step is lost all the same.
+  }
+}
+
 }  // namespace
+
+bool CallStep(void (*step)(void*), void* stepArgument, void (*report)(void*, std::string_view),
+              void* reportArgument) {
+  try {
+    step(stepArgument);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  } catch (const std::exception& failure) {
+    Tell(report, reportArgument, failure.what());
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    Tell(report, reportArgument, "unknown exception");
+  }
+  return false;
+}
 
 Thread::~Thread() { Join(); }
 

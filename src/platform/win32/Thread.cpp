@@ -1,6 +1,8 @@
 #include "platform/Thread.h"
 
+#include <exception>
 #include <memory>
+#include <new>
 #include <string>
 #include <system_error>
 
@@ -41,7 +43,30 @@ void Apply(ThreadUrgency urgency) {
   if (urgency == ThreadUrgency::Prompt) SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_ABOVE_NORMAL);
 }
 
+void Tell(void (*report)(void*, std::string_view), void* argument, std::string_view what) {
+  try {
+    report(argument, what);
+  } catch (const std::exception&) {
+    // The step is lost all the same.
+  }
+}
+
 }  // namespace
+
+bool CallStep(void (*step)(void*), void* stepArgument, void (*report)(void*, std::string_view),
+              void* reportArgument) {
+  try {
+    step(stepArgument);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  } catch (const std::exception& failure) {
+    Tell(report, reportArgument, failure.what());
+  } catch (...) {
+    Tell(report, reportArgument, "unknown exception");
+  }
+  return false;
+}
 
 Thread::~Thread() { Join(); }
 

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "diagnostics/Trace.h"
+#include "platform/Clock.h"
+
+namespace kellanseek::diagnostics {
+
+/// Tells of the exceptions that end single steps of a thread's loop, once a minute at most: what fails once
+/// may fail with every step. To be handed to platform::RunStep(). For one thread.
+class StepTrace {
+ public:
+  /// Gives milliseconds; may wrap around.
+  using Clock = std::uint32_t (*)();
+
+  /// `thread` is the thread's name, a literal.
+  StepTrace(const Tracer& tracer, const wchar_t* thread, Clock clock = &platform::TickCount)
+      : tracer_(tracer), thread_(thread), clock_(clock) {}
+
+  void operator()(std::string_view what);
+
+ private:
+  Tracer tracer_;
+  const wchar_t* thread_;
+  Clock clock_;
+  std::optional<std::uint32_t> lastTold_;
+};
+
+}  // namespace kellanseek::diagnostics
