@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include <kellanseek/com.h>
+
 #include "tests/support/ScratchDirectory.h"
 #include "tests/support/Wine.h"
 
@@ -209,6 +211,14 @@ TEST_F(XmlDocumentTest, RefusesAMissingFileAndADirectory) {
   EXPECT_FALSE(why.empty());
   EXPECT_FALSE(LoadPath(scratch.Wide()));
   EXPECT_FALSE(why.empty());
+}
+
+TEST_F(XmlDocumentTest, NeedsNoThreadThatHasJoinedCom) {
+  CoUninitialize();
+  EXPECT_TRUE(Load(kLatin1 + "<a>\n two  words\t</a>"s));
+  EXPECT_EQ(TextOf(Root(L"a")), L"two  words");
+  document.reset();
+  EXPECT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
 }
 
 }  // namespace

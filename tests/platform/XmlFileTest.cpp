@@ -50,17 +50,13 @@ TEST_F(XmlFileTest, RefusesAGibibyteWithoutReadingIt) {
   EXPECT_NE(why_.find(L"16 MiB"), std::wstring::npos);
 }
 
-TEST_F(XmlFileTest, TellsTheNameOfAnEncodingAsItStandsAndATextWithoutWhiteSpaceAtItsEnds) {
-  scratch_.Write("file.xml", "<?xml version='1.0' encoding='latin1'?><a>\n R  C\t</a>");
+TEST_F(XmlFileTest, TellsTheNameOfAnEncodingAsItStands) {
+  scratch_.Write("file.xml", "<?xml version='1.0' encoding='latin1'?><a/>");
   ASSERT_EQ(Load(path_), S_OK);
   std::wstring text;
   auto step = platform::XmlDocument::EncodingStep::FirstChild;
   EXPECT_EQ(document_->DeclaredEncoding(text, step), S_OK);
   EXPECT_EQ(text, L"latin1");
-  std::unique_ptr<platform::XmlNode> root;
-  ASSERT_EQ(document_->SelectRoot(L"a", root), S_OK);
-  EXPECT_EQ(root->Text(text), S_OK);
-  EXPECT_EQ(text, L"R  C");
 }
 
 }  // namespace

@@ -6,27 +6,12 @@
 #include <string>
 #include <system_error>
 
-#include <objbase.h>
-
+#include "platform/win32/Apartment.h"
 #include "platform/win32/System.h"
 
 namespace kellanseek::platform {
 
 namespace {
-
-/// Membership of the multithreaded apartment for the life of a scope.
-class MultithreadedApartment {
- public:
-  MultithreadedApartment() : joined_(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
-  ~MultithreadedApartment() {
-    if (joined_) CoUninitialize();
-  }
-  MultithreadedApartment(const MultithreadedApartment&) = delete;
-  MultithreadedApartment& operator=(const MultithreadedApartment&) = delete;
-
- private:
-  bool joined_;
-};
 
 void NameThisThread(const std::string& name) {
   using SetDescription = HRESULT WINAPI(HANDLE, PCWSTR);

@@ -3,6 +3,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/win32/Apartment.h"
 #include "platform/win32/ElementLines.h"
 #include "platform/win32/System.h"
 
@@ -294,6 +295,9 @@ class MsxmlDocument final : public XmlDocument {
     return line == 0 ? text : L"line " + std::to_wstring(line) + L": " + text;
   }
 
+  /// The thread that creates a component need not have joined COM, as where the module is loaded by its path;
+  /// the XML library cannot do without.
+  MultithreadedApartment apartment_;
   KelComPtr<IXMLDOMDocument2> document_;
   ElementLines lines_;
 };
