@@ -19,6 +19,13 @@ void ThrowForeign() {
   RaiseException(kOtherCompilersThrow, EXCEPTION_NONCONTINUABLE, 0, nullptr);
 }
 
+/// Uses up the stack.
+void Overflow() {
+  volatile char much[4096] = {};
+  if (much[0] == 0) Overflow();
+  much[1] = 1;
+}
+
 /// An object of a client that fails in its own way.
 class Failing final : public IKelObjectEvents {
  public:
@@ -96,10 +103,12 @@ TEST_P(ClientCode, ASinkThatFailsIsToldOfTheNextEvent) {
   ASSERT_EQ(Register(), S_OK);
   Announce(L"Lanseek;17;1;1:A;4:sys;");
   ASSERT_EQ(WaitForSingleObject(sink_.notified, 10000), WAIT_OBJECT_0);
-  Announce(L"Lanseek;17;1;1:B;4:sys;");
-  EXPECT_EQ(WaitForSingleObject(sink_.notified, 10000), WAIT_OBJECT_0);
+  for (const wchar_t* message : {L"Lanseek;17;1;1:B;4:sys;", L"Lanseek;17;1;1:C;4:sys;"}) {
+    Announce(message);
+    EXPECT_EQ(WaitForSingleObject(sink_.notified, 10000), WAIT_OBJECT_0);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Exceptions, ClientCode, testing::Values(&Fault, &ThrowForeign));
+INSTANTIATE_TEST_SUITE_P(Exceptions, ClientCode, testing::Values(&Fault, &ThrowForeign, &Overflow));
 
 }  // namespace

@@ -1,6 +1,9 @@
 #include "platform/GuardedCall.h"
 
+#include <malloc.h>
+
 #include "platform/win32/StructuredCall.h"
+#include "platform/win32/System.h"
 
 namespace kellanseek::platform {
 namespace {
@@ -25,7 +28,10 @@ void CatchOwn(void* argument) {
 
 bool CallGuarded(void (*call)(void*), void* argument) {
   Guarded guarded = {call, argument, false};
-  return KelStructuredCall(&CatchOwn, &guarded) != 0 && !guarded.thrown;
+  const unsigned long code = KelStructuredCall(&CatchOwn, &guarded);
+  // The page that guards the end of the stack is spent; without it the next overflow would end the process.
+  if (code == EXCEPTION_STACK_OVERFLOW) _resetstkoflw();
+  return code == 0 && !guarded.thrown;
 }
 
 }  // namespace kellanseek::platform

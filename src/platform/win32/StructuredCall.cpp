@@ -4,12 +4,13 @@
 
 #if defined(_MSC_VER)
 
-extern "C" int KelStructuredCall(void (*call)(void*), void* argument) {
+extern "C" unsigned long KelStructuredCall(void (*call)(void*), void* argument) {
   __try {
     call(argument);
-    return 1;
-  } __except (EXCEPTION_EXECUTE_HANDLER) {
     return 0;
+  } __except (EXCEPTION_EXECUTE_HANDLER) {
+    const unsigned long code = GetExceptionCode();
+    return code == 0 ? 1 : code;
   }
 }
 
@@ -33,7 +34,7 @@ KelStructuredCall:
     movq %rcx, %rax
     movq %rdx, %rcx
     call *%rax
-    movl $1, %eax
+    xorl %eax, %eax
 KelStructuredCallEnd:
     leaq (%rbp), %rsp
     popq %rbp
@@ -44,14 +45,15 @@ KelStructuredCallEnd:
 
 extern "C" void KelStructuredCallEnd();
 
-// Unwinds to the end of the call with the result 0. The second time it is called for an exception is while it
-// unwinds.
+// Unwinds to the end of the call with the exception's code as its result. The second time it is called for an
+// exception is while it unwinds.
 extern "C" EXCEPTION_DISPOSITION KelStructuredCallHandler(EXCEPTION_RECORD* record, void* frame,
                                                           CONTEXT* /*context*/,
                                                           DISPATCHER_CONTEXT* dispatcher) {
   constexpr DWORD kUnwinding = 0x2 | 0x4;
   if ((record->ExceptionFlags & kUnwinding) == 0) {
-    RtlUnwindEx(frame, reinterpret_cast<void*>(&KelStructuredCallEnd), record, nullptr,
+    const ULONG_PTR code = record->ExceptionCode == 0 ? 1 : record->ExceptionCode;
+    RtlUnwindEx(frame, reinterpret_cast<void*>(&KelStructuredCallEnd), record, reinterpret_cast<void*>(code),
                 dispatcher->ContextRecord, dispatcher->HistoryTable);
   }
   return ExceptionContinueSearch;
@@ -76,7 +78,7 @@ _KelStructuredCall:
     pushl 12(%ebp)
     call *8(%ebp)
     addl $4, %esp
-    movl $1, %eax
+    xorl %eax, %eax
 KelStructuredCallEnd:
     popl %fs:0
     addl $8, %esp
@@ -86,8 +88,8 @@ KelStructuredCallEnd:
     popl %ebp
     ret
 
-# (record, registration, ...): unwinds to the registration and goes to the end of the call with the result 0. Nothing is
-# kept in registers over the unwinding, which need not preserve them.
+# (record, registration, ...): unwinds to the registration and goes to the end of the call with the exception's code as
+# its result. Nothing is kept in registers over the unwinding, which need not preserve them.
 KelStructuredCallHandler:
     movl 4(%esp), %eax
     testl $6, 4(%eax)
@@ -99,9 +101,14 @@ KelStructuredCallHandler:
     pushl %ecx
     call _RtlUnwind@16
 2:
+    movl 4(%esp), %eax
+    movl (%eax), %eax
+    testl %eax, %eax
+    jnz 3f
+    incl %eax
+3:
     movl 8(%esp), %esp
     movl 8(%esp), %ebp
-    xorl %eax, %eax
     jmp KelStructuredCallEnd
 1:
     movl $1, %eax

@@ -1,5 +1,5 @@
 #pragma once
 
-/// Calls `call(argument)`: 1, or 0 when a structured exception came out of it. A function with a plain name,
-/// since for some compilers it is written in assembler.
-extern "C" int KelStructuredCall(void (*call)(void*), void* argument);
+/// Calls `call(argument)`: 0, or the code of the structured exception that came out of it (1 for one whose
+/// code is 0). A function with a plain name, since for some compilers it is written in assembler.
+extern "C" unsigned long KelStructuredCall(void (*call)(void*), void* argument);
