@@ -136,6 +136,36 @@ TEST_F(Registration, TheNamesStayForProgramsOfTheOtherSize) {
   EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek"), std::nullopt);
 }
 
+TEST_F(Registration, TheTypeLibraryStaysForProgramsOfTheOtherSize) {
+  const std::wstring classes = L"Software\\Classes\\";
+  const std::wstring otherFile =
+      classes + kTypeLibrary + (sizeof(void*) == 8 ? L"\\0\\win32" : L"\\0\\win64");
+  const std::wstring ownFile = kTypeLibrary + (sizeof(void*) == 8 ? L"\\0\\win64" : L"\\0\\win32");
+  const std::wstring interfaceKey = L"Interface\\{E4BD1362-2395-447F-911F-0AC363E1E047}";
+  ASSERT_EQ(module_.Register(), S_OK);
+  ASSERT_NE(ClassesValue(interfaceKey), std::nullopt);
+  HKEY other = nullptr;
+  constexpr REGSAM kOtherView = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, (classes + interfaceKey).c_str(), 0, nullptr, 0,
+                            KEY_ALL_ACCESS | kOtherView, nullptr, &other, nullptr),
+            ERROR_SUCCESS);
+  ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, otherFile.c_str(), nullptr, REG_SZ, L"other.dll",
+                            sizeof L"other.dll"),
+            ERROR_SUCCESS);
+
+  EXPECT_EQ(module_.Unregister(), S_OK);
+  EXPECT_EQ(ClassesValue(ownFile), std::nullopt);
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, otherFile), L"other.dll");
+  EXPECT_EQ(RegQueryInfoKeyW(other, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                             nullptr, nullptr, nullptr),
+            ERROR_SUCCESS)
+      << "the other size's interface is there";
+
+  RegCloseKey(other);
+  RegDeleteKeyExW(HKEY_LOCAL_MACHINE, (classes + interfaceKey).c_str(), kOtherView, 0);
+  RegDeleteTreeW(HKEY_LOCAL_MACHINE, (classes + kTypeLibrary.substr(0, kTypeLibrary.rfind(L'\\'))).c_str());
+}
+
 /// Registration for the calling user alone is asked for.
 class UserRegistration : public Registration {
  protected:

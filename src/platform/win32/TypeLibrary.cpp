@@ -1,8 +1,10 @@
 #include "platform/TypeLibrary.h"
 
+#include <array>
 #include <string>
 
 #include "platform/Module.h"
+#include "platform/RegistryStore.h"
 #include "platform/win32/System.h"
 
 namespace kellanseek::platform {
@@ -16,6 +18,54 @@ HRESULT LoadModuleTypeLibrary(std::wstring& path, KelComPtr<ITypeLib>& library) 
   path = CurrentModulePath();
   return LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Put());
 }
+
+std::wstring Text(const GUID& guid) {
+  std::array<wchar_t, 39> text = {};
+  StringFromGUID2(guid, text.data(), static_cast<int>(text.size()));
+  return text.data();
+}
+
+/// The registration of one type library: its keys are shared by programs of both sizes, but for one with the
+/// file for each size, and the keys of the interfaces, which each size has for itself.
+class TypeLibraryKeys {
+ public:
+  TypeLibraryKeys(bool perUser, const TLIBATTR& identity)
+      : classes_(perUser ? L"HKEY_CURRENT_USER\\Software\\Classes\\" : L"HKEY_CLASSES_ROOT\\"),
+        version_(classes_ + L"TypeLib\\" + Text(identity.guid) + L"\\" +
+                 std::to_wstring(identity.wMajorVerNum) + L"." + std::to_wstring(identity.wMinorVerNum)) {}
+
+  bool HasFileForOtherSize() const {
+    std::wstring path;
+    return SystemRegistryStore().Read(FileKey(!k64Bit), L"", kMaxPath, path) == S_OK;
+  }
+
+  /// Removes what is this size's alone. The system's own function takes the other size's interfaces away,
+  /// too.
+  HRESULT RemoveForThisSize(ITypeLib& library) const {
+    HRESULT first = SystemRegistryStore().RemoveTree(FileKey(k64Bit));
+    for (UINT index = 0; index < library.GetTypeInfoCount(); ++index) {
+      KelComPtr<ITypeInfo> type;
+      TYPEATTR* attributes = nullptr;
+      if (FAILED(library.GetTypeInfo(index, type.Put())) || FAILED(type->GetTypeAttr(&attributes))) continue;
+      const bool isInterface = attributes->typekind == TKIND_INTERFACE;
+      const std::wstring key = classes_ + L"Interface\\" + Text(attributes->guid);
+      type->ReleaseTypeAttr(attributes);
+      if (!isInterface) continue;
+      const HRESULT removed = SystemRegistryStore().RemoveTree(key);
+      if (SUCCEEDED(first) && FAILED(removed)) first = removed;
+    }
+    return FAILED(first) ? first : S_OK;
+  }
+
+ private:
+  static constexpr bool k64Bit = sizeof(void*) == 8;
+  static constexpr std::size_t kMaxPath = 32767;
+
+  std::wstring FileKey(bool is64Bit) const { return version_ + (is64Bit ? L"\\0\\win64" : L"\\0\\win32"); }
+
+  std::wstring classes_;
+  std::wstring version_;
+};
 
 HRESULT MissingFunction() { return HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND); }
 
@@ -46,6 +96,8 @@ HRESULT UnregisterModuleTypeLibrary(bool perUser) {
   if (FAILED(result)) return result;
   const TLIBATTR identity = *attributes;
   library->ReleaseTLibAttr(attributes);
+  const TypeLibraryKeys keys(perUser, identity);
+  if (keys.HasFileForOtherSize()) return keys.RemoveForThisSize(*library);
   KelBstr registered;
   const bool known = SUCCEEDED(QueryPathOfRegTypeLib(identity.guid, identity.wMajorVerNum,
                                                      identity.wMinorVerNum, identity.lcid, registered.Put()));
