@@ -1,11 +1,15 @@
 # kellanseek_windows_module(TARGET): makes a shared library the Windows component: the type library and the other
 # resources, the undecorated exports, and the entry point. Without effect elsewhere.
 #
+# kellanseek_windows_program(TARGET DESCRIPTION): gives a program its version and its manifest. Without effect elsewhere.
+#
 # kellanseek_static_runtime(TARGET): links the compiler's run-time libraries into a program or module, so that it needs
 # the system's own libraries only.
 
 if(NOT WIN32)
   function(kellanseek_windows_module target)
+  endfunction()
+  function(kellanseek_windows_program target description)
   endfunction()
   function(kellanseek_static_runtime target)
   endfunction()
@@ -16,7 +20,7 @@ enable_language(RC)
 
 if(MINGW)
   get_filename_component(_compiler_directory ${CMAKE_CXX_COMPILER} DIRECTORY)
-  find_program(KELLANSEEK_WIDL NAMES x86_64-w64-mingw32-widl widl HINTS ${_compiler_directory} REQUIRED)
+  find_program(KELLANSEEK_WIDL NAMES ${CMAKE_SYSTEM_PROCESSOR}-w64-mingw32-widl x86_64-w64-mingw32-widl widl HINTS ${_compiler_directory} REQUIRED)
 endif()
 
 # The type library comes out at ${PROJECT_BINARY_DIR}/KelLanSeek.tlb.
@@ -34,7 +38,9 @@ function(kellanseek_type_library)
       DEPENDS ${idl} ${stand_ins}/stdole2.idl ${stand_ins}/oaidl.idl
       COMMENT "Compiling the type library" VERBATIM)
   else()
-    if(bits EQUAL 64)
+    if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|ARM64|arm64)$")
+      set(environment arm64)
+    elseif(bits EQUAL 64)
       set(environment x64)
     else()
       set(environment win32)
@@ -66,11 +72,14 @@ function(kellanseek_windows_module target)
       "KELLANSEEK_VERSION=${PROJECT_VERSION};KELLANSEEK_VERSION_NUMBERS=${PROJECT_VERSION_MAJOR},${PROJECT_VERSION_MINOR},${PROJECT_VERSION_PATCH},0")
   set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME KelLanSeek)
   kellanseek_static_runtime(${target})
-  if(MINGW)
-    # On x86 the exported names lack the compiler's decoration; the linker is to take that as meant.
+  if(MINGW AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # The exported names lack the compiler's decoration; the linker is to take that as meant.
     target_link_options(${target} PRIVATE -Wl,--enable-stdcall-fixup)
   endif()
-  if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  string(TOLOWER "${CMAKE_SYSTEM_PROCESSOR}" KELLANSEEK_ARCHITECTURE)
+  if(KELLANSEEK_ARCHITECTURE MATCHES "^(aarch64|arm64)$")
+    set(KELLANSEEK_ARCHITECTURE arm64)
+  elseif(CMAKE_SIZEOF_VOID_P EQUAL 8)
     set(KELLANSEEK_ARCHITECTURE amd64)
   else()
     set(KELLANSEEK_ARCHITECTURE x86)
@@ -78,4 +87,17 @@ function(kellanseek_windows_module target)
   configure_file(${PROJECT_SOURCE_DIR}/packaging/windows/KelLanSeek.X.manifest.in
                  ${PROJECT_BINARY_DIR}/KelLanSeek.X.manifest @ONLY)
   configure_file(${PROJECT_SOURCE_DIR}/packaging/windows/README.md.in ${PROJECT_BINARY_DIR}/README.md @ONLY)
+endfunction()
+
+function(kellanseek_windows_program target description)
+  set(resources ${PROJECT_BINARY_DIR}/${target}.rc)
+  set(manifest ${PROJECT_SOURCE_DIR}/packaging/windows/program.manifest)
+  configure_file(${PROJECT_SOURCE_DIR}/packaging/windows/program.rc.in ${resources} @ONLY)
+  target_sources(${target} PRIVATE ${resources})
+  set_source_files_properties(${resources} TARGET_DIRECTORY ${target} PROPERTIES
+    OBJECT_DEPENDS ${manifest} INCLUDE_DIRECTORIES ${PROJECT_SOURCE_DIR}/packaging/windows)
+  if(MSVC)
+    # The manifest comes from the resources; the linker is not to make another.
+    target_link_options(${target} PRIVATE /MANIFEST:NO)
+  endif()
 endfunction()

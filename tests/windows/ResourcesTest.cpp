@@ -14,14 +14,14 @@ class Resources : public testing::Test {
  protected:
   void SetUp() override { ASSERT_TRUE(module_.Loaded()); }
 
-  std::wstring VersionText(const std::wstring& name) const {
-    std::vector<std::byte> version(GetFileVersionInfoSizeW(module_.Path().c_str(), nullptr));
+  static std::wstring VersionText(const std::wstring& file, const std::wstring& name) {
+    std::vector<std::byte> version(GetFileVersionInfoSizeW(file.c_str(), nullptr));
     void* value = nullptr;
     UINT length = 0;
-    const bool found = GetFileVersionInfoW(module_.Path().c_str(), 0, static_cast<DWORD>(version.size()),
-                                           version.data()) != FALSE &&
-                       VerQueryValueW(version.data(), (L"\\StringFileInfo\\040904B0\\" + name).c_str(),
-                                      &value, &length) != FALSE;
+    const bool found =
+        GetFileVersionInfoW(file.c_str(), 0, static_cast<DWORD>(version.size()), version.data()) != FALSE &&
+        VerQueryValueW(version.data(), (L"\\StringFileInfo\\040904B0\\" + name).c_str(), &value, &length) !=
+            FALSE;
     return found ? static_cast<const wchar_t*>(value) : L"";
   }
 
@@ -48,9 +48,27 @@ TEST_F(Resources, TheModuleIsItsOwnTypeLibrary) {
 }
 
 TEST_F(Resources, VersionSaysWhatTheFileIs) {
-  EXPECT_EQ(VersionText(L"ProductName"), L"KelLanSeek");
-  EXPECT_EQ(VersionText(L"OriginalFilename"), L"KelLanSeek.dll");
-  EXPECT_EQ(VersionText(L"FileVersion"), KELLANSEEK_VERSION);
+  const std::filesystem::path folder = std::filesystem::path(module_.Path()).parent_path();
+  for (const wchar_t* name : {L"KelLanSeek.dll", L"kelseek.exe", L"kelsim.exe"}) {
+    const std::wstring file = (folder / name).wstring();
+    EXPECT_EQ(VersionText(file, L"ProductName"), L"KelLanSeek");
+    EXPECT_EQ(VersionText(file, L"OriginalFilename"), name);
+    EXPECT_EQ(VersionText(file, L"FileVersion"), KELLANSEEK_VERSION);
+  }
+}
+
+TEST_F(Resources, ToolsAskForTheRightsOfTheirCaller) {
+  for (const wchar_t* name : {L"kelseek.exe", L"kelsim.exe"}) {
+    const auto file = std::filesystem::path(module_.Path()).parent_path() / name;
+    const HMODULE program = LoadLibraryExW(file.wstring().c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    ASSERT_NE(program, nullptr);
+    const HRSRC manifest = FindResourceW(program, MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(24));
+    ASSERT_NE(manifest, nullptr);
+    const auto* text = static_cast<const char*>(LockResource(LoadResource(program, manifest)));
+    EXPECT_NE(std::string(text, SizeofResource(program, manifest)).find("level=\"asInvoker\""),
+              std::string::npos);
+    FreeLibrary(program);
+  }
 }
 
 /// A manifest in force for the life of a scope.
