@@ -1,10 +1,12 @@
 #include "component/KelLanSeekImpl.h"
 
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "config/Configuration.h"
+#include "diagnostics/StartThread.h"
 #include "platform/Thread.h"
 
 namespace kellanseek {
@@ -31,6 +33,11 @@ HRESULT CKelLanSeek::Create(IUnknown* outer, REFIID iid, void** object,
     result = created->inner_.QueryInterface(iid, object);
   } catch (const std::bad_alloc&) {
     result = E_OUTOFMEMORY;
+  } catch (const std::exception& error) {
+    // As of a system that has no event left for the object.
+    diagnostics::Tracer(environment.engine.debugOutput, kKelLanSeekUnit)
+        .LongError(L"CKelLanSeek::Create. Failed: %s", error.what());
+    result = E_UNEXPECTED;
   } catch (...) {
     result = E_UNEXPECTED;
   }
@@ -94,11 +101,11 @@ void CKelLanSeek::Destroy() noexcept {
 void CKelLanSeek::DestroyElsewhere() noexcept {
   try {
     platform::Thread ending;
-    const bool started = ending.Start("KelRelease", [this, keepLoaded = moduleLock_] {
+    const auto end = [this, keepLoaded = moduleLock_] {
       FinalRelease();
       delete this;
-    });
-    if (started) ending.Detach();
+    };
+    if (diagnostics::StartThread(ending, "KelRelease", end, trace_)) ending.Detach();
   } catch (const std::bad_alloc&) {
     // As without a thread to be had: the object stays, and the module with it.
   }

@@ -39,9 +39,10 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
                           private engine::InterfaceChangeListener {
  public:
   /// Creates and starts an object, inside the controlling object `outer` where that is not null (then `iid`
-  /// is that of IUnknown). E_POINTER; CLASS_E_NOAGGREGATION; E_NOINTERFACE; E_OUTOFMEMORY. What is wrong with
-  /// the configuration is traced and no failure. `module` and what `environment` refers to outlive the
-  /// object.
+  /// is that of IUnknown). E_POINTER; CLASS_E_NOAGGREGATION; E_NOINTERFACE; E_OUTOFMEMORY;
+  /// E_UNEXPECTED, with the reason traced, when the system has no event left. What is wrong with the
+  /// configuration is traced and no failure, and so are threads that the system does not give. `module` and
+  /// what `environment` refers to outlive the object.
   static HRESULT Create(IUnknown* outer, REFIID iid, void** object, const ComponentEnvironment& environment,
                         ComponentModule& module) noexcept;
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "daemon/Publication.h"
+#include "diagnostics/StartThread.h"
 #include "platform/Clock.h"
 #include "protocol/Message.h"
 
@@ -50,7 +51,8 @@ CrVCDaemon::CrVCDaemon(Parts parts)
       failed_(trace_, L"KelDaemon") {}
 
 void CrVCDaemon::StartThread() {
-  thread_.Start("KelDaemon", [this] { RemoteVCDaemonLoop(); });
+  diagnostics::StartThread(
+      thread_, "KelDaemon", [this] { RemoteVCDaemonLoop(); }, trace_);
 }
 
 void CrVCDaemon::StopThread() {

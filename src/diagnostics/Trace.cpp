@@ -17,6 +17,10 @@ class BoundedText {
   }
   void Append(wchar_t character) { Append(std::wstring_view(&character, 1)); }
 
+  void AppendSystemText(std::string_view text) {
+    constexpr char kLastAscii = 0x7F;
+    for (const char byte : text) Append(byte >= 0 && byte <= kLastAscii ? static_cast<wchar_t>(byte) : L'?');
+  }
   void AppendNumber(std::uint32_t number, std::uint32_t base) {
     constexpr std::wstring_view kDigits = L"0123456789abcdef";
     wchar_t digits[10];
@@ -59,6 +63,7 @@ std::wstring_view FormatMessageText(std::wstring_view pattern,
     }
     if (kind == L's') {
       text.Append(argument->Text());
+      text.AppendSystemText(argument->SystemText());
     } else if (kind == L'x') {
       text.AppendNumber(static_cast<std::uint32_t>(argument->Number()), 16);
     } else {

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "diagnostics/StartThread.h"
 #include "platform/CodePage.h"
 
 namespace kellanseek::engine {
@@ -70,14 +71,15 @@ void CControllerSeek::Init() {
 void CControllerSeek::StartNetwork() {
   socketsReady_.Reset();
   receiverEnded_.Reset();
-  refreshThread_.Start("KelRefresh", [this] { RefreshThread(); });
+  diagnostics::StartThread(
+      refreshThread_, "KelRefresh", [this] { RefreshThread(); }, trace_);
   const auto receive = [this] {
     receiverId_.store(std::this_thread::get_id());
     receiver_.ReceiverThread();
     receiverId_.store({});
   };
   // The system's buffers hold little: who empties them must not have to wait for a turn.
-  receiverThread_.Start("KelReceiver", receive, platform::ThreadUrgency::Prompt);
+  diagnostics::StartThread(receiverThread_, "KelReceiver", receive, trace_, platform::ThreadUrgency::Prompt);
   daemon_.StartThread();
 }
 
@@ -85,10 +87,12 @@ void CControllerSeek::Start(int restart) {
   StartNetwork();
   if (restart != 0) return;
   if (settings_.DetectInterfaceChanges != 0) {
-    addressThread_.Start("KelAddrWatch", [this] { addressWatch_.NotifyAddrChangeLoop(); });
+    const auto watch = [this] { addressWatch_.NotifyAddrChangeLoop(); };
+    diagnostics::StartThread(addressThread_, "KelAddrWatch", watch, trace_);
   }
-  hostNameThread_.Start(
-      "KelHostNames", [this] { hostNames_.HostNameThread(); }, platform::ThreadUrgency::Background);
+  const auto findNames = [this] { hostNames_.HostNameThread(); };
+  diagnostics::StartThread(hostNameThread_, "KelHostNames", findNames, trace_,
+                           platform::ThreadUrgency::Background);
 }
 
 void CControllerSeek::Stop(int restart) {

@@ -46,7 +46,8 @@ class CControllerSeek {
   /// Builds the interface table and starts the socket library. Failures are traced, never reported.
   void Init();
 
-  /// Starts the threads; `restart` 1 only those of the network side.
+  /// Starts the threads; `restart` 1 only those of the network side. Those that the system has no room for
+  /// are traced, and the engine does without.
   void Start(int restart);
   /// Ends the threads; `restart` 1 only those of the network side, leaving the address-change and host-name
   /// threads, the look-ups queued and all controllers as they are. Waits for a reverse look-up that is under

@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
+#include "diagnostics/StartThread.h"
 #include "diagnostics/StepTrace.h"
 #include "events/EventData.h"
 #include "platform/Clock.h"
@@ -69,15 +71,17 @@ CEventItemsWorker::CEventItemsWorker(CEventItemsDB& database, platform::DebugOut
 CEventItemsWorker::~CEventItemsWorker() { Stop(); }
 
 bool CEventItemsWorker::Start(std::shared_ptr<const void> keepAlive) {
-  auto run = std::make_shared<Run>();
-  run->keepAlive = std::move(keepAlive);
-  if (!thread_.Start("KelEvents", [run, trace = trace_, &database = database_] {
-        HandleEventLoop(database, trace, *run);
-      })) {
+  try {
+    run_ = std::make_shared<Run>();
+  } catch (const std::system_error& error) {
+    trace_.LongError(L"LanSeek: Could not make the event that ends the thread KelEvents: %s", error.what());
     return false;
   }
-  run_ = std::move(run);
-  return true;
+  run_->keepAlive = std::move(keepAlive);
+  const auto deliver = [run = run_, trace = trace_, &database = database_] {
+    HandleEventLoop(database, trace, *run);
+  };
+  return diagnostics::StartThread(thread_, "KelEvents", deliver, trace_);
 }
 
 void CEventItemsWorker::Stop() {

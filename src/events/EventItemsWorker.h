@@ -20,8 +20,8 @@ class CEventItemsWorker {
   CEventItemsWorker(const CEventItemsWorker&) = delete;
   CEventItemsWorker& operator=(const CEventItemsWorker&) = delete;
 
-  /// Starts the thread; false when the system has none. `keepAlive` is held until the thread has ended, which
-  /// may be after the worker's own end.
+  /// Starts the thread; false, and traced, when the system has none or no event for it. `keepAlive` is held
+  /// until the thread has ended, which may be after the worker's own end.
   bool Start(std::shared_ptr<const void> keepAlive);
 
   /// Ends the thread after the sink call that is under way, if any; events still queued stay in the queue.

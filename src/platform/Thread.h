@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <type_traits>
 
@@ -43,10 +44,11 @@ class Thread {
   Thread(Thread&&) noexcept = default;
   Thread& operator=(Thread&&) = delete;
 
-  /// Starts the thread. `name` (at most 15 characters) is what a debugger shows. A thread that the system
-  /// cannot start stays "not running"; false is returned then. A system that refuses the urgency takes it as
-  /// Normal.
-  bool Start(const char* name, std::function<void()> body, ThreadUrgency urgency = ThreadUrgency::Normal);
+  /// Starts the thread. `name` (at most 15 characters) is what a debugger shows. Gives the system's reason
+  /// when it has no thread left (this one is then not running), and no error otherwise. A system that refuses
+  /// the urgency takes it as Normal.
+  [[nodiscard]] std::error_code Start(const char* name, std::function<void()> body,
+                                      ThreadUrgency urgency = ThreadUrgency::Normal);
   bool Running() const { return thread_.joinable(); }
   /// True when called on this very thread.
   bool IsCurrent() const { return thread_.get_id() == std::this_thread::get_id(); }

@@ -56,6 +56,7 @@ TEST(TraceTest, FillsPatterns) {
   EXPECT_EQ(format(L"%d left %d", {7}), L"7 left d");
   EXPECT_EQ(format(L"ends in %", {}), L"ends in %");
   EXPECT_EQ(format(L"%s", {L"%s%n"}), L"%s%n");
+  EXPECT_EQ(format(L"%s-%s", {std::string_view("narrow"), std::string_view("t\xC3\xBCr")}), L"narrow-t??r");
 }
 
 TEST(TraceTest, AStepThatKeepsFailingIsToldOfOnceAMinute) {

@@ -98,13 +98,13 @@ void ExpectEverySignalTakenOnce(const std::function<bool(Event& stop, Event& tok
   std::atomic<int> stopped = 0;
   std::vector<Thread> threads(8);
   for (Thread& thread : threads) {
-    thread.Start("Taker", [&] {
+    ASSERT_FALSE(thread.Start("Taker", [&] {
       while (take(stop, token)) {
         ++count;
         taken.Set();
       }
       ++stopped;
-    });
+    }));
   }
   constexpr int kRounds = 3000;
   for (int round = 1; round <= kRounds && !::testing::Test::HasFailure(); ++round) {
@@ -144,7 +144,7 @@ TEST(ThreadTest, RunsItsBodyAsAMemberOfTheMultithreadedApartment) {
   bool current = false;
   HRESULT sameModel = E_FAIL;
   HRESULT otherModel = E_FAIL;
-  ASSERT_TRUE(thread.Start("ANameThatIsTooLong", [&] {
+  ASSERT_FALSE(thread.Start("ANameThatIsTooLong", [&] {
     go.Wait();
     current = thread.IsCurrent();
     sameModel = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -161,7 +161,7 @@ TEST(ThreadTest, RunsItsBodyAsAMemberOfTheMultithreadedApartment) {
   EXPECT_EQ(otherModel, RPC_E_CHANGED_MODE);
 
   bool again = false;
-  ASSERT_TRUE(thread.Start("Again", [&] { again = true; }));
+  ASSERT_FALSE(thread.Start("Again", [&] { again = true; }));
   thread.Join();
   EXPECT_TRUE(again);
 }
@@ -190,7 +190,7 @@ TEST(ThreadTest, ItsOwnerWaitsForTheBodyUnlessItWasDetached) {
   };
   {
     Thread thread;
-    ASSERT_TRUE(thread.Start("Moved", body));
+    ASSERT_FALSE(thread.Start("Moved", body));
     const Thread taker(std::move(thread));
     EXPECT_TRUE(taker.Running());
     go.Set();
@@ -202,7 +202,7 @@ TEST(ThreadTest, ItsOwnerWaitsForTheBodyUnlessItWasDetached) {
   const auto detachedEnded = std::make_shared<Event>(Kind::ManualReset);
   {
     Thread thread;
-    ASSERT_TRUE(thread.Start("Detached", [detachedGo, detachedEnded] {
+    ASSERT_FALSE(thread.Start("Detached", [detachedGo, detachedEnded] {
       detachedGo->Wait();
       detachedEnded->Set();
     }));

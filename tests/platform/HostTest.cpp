@@ -94,11 +94,11 @@ TEST(AddressChangeWatchTest, EndsWithTheTimeOrTheStop) {
   Event stop(Event::Kind::ManualReset);
   EXPECT_EQ(watch->Wait(stop, milliseconds(50)), Outcome::TimedOut);
   platform::Thread setter;
-  setter.Start("Setter", [&stop] {
+  ASSERT_FALSE(setter.Start("Setter", [&stop] {
     Event never(Event::Kind::ManualReset);
     platform::WaitForAny({&never}, milliseconds(20));
     stop.Set();
-  });
+  }));
   EXPECT_EQ(watch->Wait(stop, milliseconds(20000)), Outcome::Stopped);
   EXPECT_EQ(watch->Wait(stop, milliseconds(20000)), Outcome::Stopped);
 }
@@ -128,9 +128,9 @@ TEST(ReverseLookupTest, ThisHostHasANameForEveryThreadThatAsks) {
         {
           std::vector<platform::Thread> threads(answers.size());
           for (std::size_t i = 0; i < threads.size(); ++i) {
-            threads[i].Start("Asker", [&answer = answers[i], &lookup] {
+            ASSERT_FALSE(threads[i].Start("Asker", [&answer = answers[i], &lookup] {
               for (int turn = 0; turn < 50; ++turn) answer.push_back(lookup.HostName(ParseIpv4("127.0.0.1")));
-            });
+            }));
           }
         }
         EXPECT_THAT(answers, ::testing::Each(::testing::AllOf(::testing::SizeIs(50), ::testing::Each(name))));

@@ -87,7 +87,7 @@ TEST(LinuxBackendTest, ThreadsBlockTheApplicationsSignals) {
   sigset_t after;
   pthread_sigmask(SIG_BLOCK, nullptr, &before);
   platform::Thread thread;
-  ASSERT_TRUE(thread.Start("signals", [&] { pthread_sigmask(SIG_BLOCK, nullptr, &inThread); }));
+  ASSERT_FALSE(thread.Start("signals", [&] { pthread_sigmask(SIG_BLOCK, nullptr, &inThread); }));
   thread.Join();
   pthread_sigmask(SIG_BLOCK, nullptr, &after);
   for (const int number : {SIGTERM, SIGALRM, SIGUSR1, SIGCHLD, SIGPIPE, SIGRTMIN}) {
@@ -100,7 +100,7 @@ TEST(LinuxBackendTest, ThreadsBlockTheApplicationsSignals) {
 TEST(LinuxBackendTest, AThreadThatIsEndedEndsQuietly) {
   bool wentOn = false;
   platform::Thread thread;
-  ASSERT_TRUE(thread.Start("ending", [&] {
+  ASSERT_FALSE(thread.Start("ending", [&] {
     const auto sink = [] { platform::RunGuarded([] { pthread_exit(nullptr); }); };
     platform::RunStep(sink, [](std::string_view) {});
     wentOn = true;

@@ -40,11 +40,11 @@ class System {
     return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
   }
   void SetLater(Event& event, milliseconds delay) {
-    setter_.Start("Setter", [&event, delay] {
+    EXPECT_FALSE(setter_.Start("Setter", [&event, delay] {
       Event never(Event::Kind::ManualReset);
       platform::WaitForAny({&never}, delay);
       event.Set();
-    });
+    }));
   }
 
  private:

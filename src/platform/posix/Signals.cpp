@@ -32,8 +32,16 @@ struct StopSignals::Native {
     const sigset_t signals = EndingSignals();
     pthread_sigmask(SIG_BLOCK, &signals, &before);
     descriptor = Descriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-    if (!descriptor) throw std::system_error(errno, std::generic_category(), "signalfd");
-    thread.Start("signals", [this] { Listen(); });
+    std::error_code error;
+    if (!descriptor) {
+      error = {errno, std::generic_category()};
+    } else {
+      error = thread.Start("signals", [this] { Listen(); });
+    }
+    if (!error) return;
+    // Nobody would listen to them.
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    throw std::system_error(error, "cannot listen to signals");
   }
 
   ~Native() {

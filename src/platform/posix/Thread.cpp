@@ -130,16 +130,18 @@ bool CallStep(void (*step)(void*), void* stepArgument, void (*report)(void*, std
 
 Thread::~Thread() { Join(); }
 
-bool Thread::Start(const char* name, std::function<void()> body, ThreadUrgency urgency) {
+std::error_code Thread::Start(const char* name, std::function<void()> body, ThreadUrgency urgency) {
   Join();
   const SignalsBlockedAtStart blocked;
   try {
     thread_ = std::thread(
         [text = std::string(name), urgency, work = std::move(body)] { Run(text, urgency, work); });
-  } catch (const std::system_error&) {
-    return false;
+  } catch (const std::system_error& error) {
+    return error.code();
+  } catch (const std::bad_alloc&) {
+    return std::make_error_code(std::errc::not_enough_memory);
   }
-  return true;
+  return {};
 }
 
 void Thread::Join() {

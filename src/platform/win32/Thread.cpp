@@ -55,7 +55,7 @@ bool CallStep(void (*step)(void*), void* stepArgument, void (*report)(void*, std
 
 Thread::~Thread() { Join(); }
 
-bool Thread::Start(const char* name, std::function<void()> body, ThreadUrgency urgency) {
+std::error_code Thread::Start(const char* name, std::function<void()> body, ThreadUrgency urgency) {
   Join();
   try {
     thread_ = std::thread([name = std::string(name), urgency, body = std::move(body)]() mutable {
@@ -69,10 +69,12 @@ bool Thread::Start(const char* name, std::function<void()> body, ThreadUrgency u
       }
       body = nullptr;  // What the body holds goes while the apartment still stands.
     });
-  } catch (const std::system_error&) {
-    return false;
+  } catch (const std::system_error& error) {
+    return error.code();
+  } catch (const std::bad_alloc&) {
+    return std::make_error_code(std::errc::not_enough_memory);
   }
-  return true;
+  return {};
 }
 
 void Thread::Join() {
