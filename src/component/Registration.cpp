@@ -54,12 +54,6 @@ std::vector<RegistryValue> ValuesOfClass(RegistrationScope scope, const std::wst
   };
 }
 
-HRESULT RemoveTree(platform::RegistryStore& registry, const std::wstring& key, std::wstring& why) {
-  const HRESULT result = registry.RemoveTree(key);
-  if (FAILED(result)) why = L"Could not remove " + key + L": " + registry.LastErrorText();
-  return FAILED(result) ? result : S_OK;
-}
-
 }  // namespace
 
 HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope scope,
@@ -71,8 +65,12 @@ HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope s
   };
   // A registration that is there is not given up for one that the store does not take: the path comes first.
   HRESULT result = write({ClassKey(scope) + L"\\InprocServer32", kDefaultValue, modulePath});
-  if (SUCCEEDED(result)) result = RemoveTree(registry, ClassKey(scope), why);
   if (FAILED(result)) return result;
+  result = registry.RemoveTree(ClassKey(scope));
+  if (FAILED(result)) {
+    why = L"Could not remove " + ClassKey(scope) + L": " + registry.LastErrorText();
+    return result;
+  }
   for (const RegistryValue& entry : ValuesOfClass(scope, modulePath)) {
     result = write(entry);
     if (FAILED(result)) return result;
@@ -82,18 +80,19 @@ HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope s
 
 HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope scope, std::wstring& why) {
   HRESULT first = S_OK;
-  const auto remove = [&](const std::wstring& key) {
-    std::wstring reason;
-    const HRESULT result = RemoveTree(registry, key, reason);
+  const auto note = [&](HRESULT result, const std::wstring& what) {
     if (SUCCEEDED(result) || FAILED(first)) return;
     first = result;
-    why = reason;
+    why = L"Could not remove " + what + L": " + registry.LastErrorText();
   };
-  remove(ClassKey(scope));
+  const auto takeBack = [&](const std::wstring& key) { note(registry.TakeBack(key), key); };
+  takeBack(ClassKey(scope));
   // The names of a class are the same for programs of both sizes, where the class itself is not.
-  if (registry.HasForOtherSize(ClassKey(scope))) return first;
-  remove(ClassesKey(scope, kProgID));
-  remove(ClassesKey(scope, kVersionedProgID));
+  if (!registry.HasForOtherSize(ClassKey(scope))) {
+    takeBack(ClassesKey(scope, kProgID));
+    takeBack(ClassesKey(scope, kVersionedProgID));
+  }
+  note(registry.DropNeedlessStore(), L"the user's own store");
   return first;
 }
 

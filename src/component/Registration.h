@@ -16,7 +16,8 @@ enum class RegistrationScope { Machine, User };
 HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope scope,
                           const std::wstring& modulePath, std::wstring& why);
 
-/// Removes them. What is not there is no failure.
+/// Removes them, and a store of the user's own that says nothing else. What is not there is no failure, and
+/// what a user has not registered themselves stays.
 HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope scope, std::wstring& why);
 
 }  // namespace kellanseek

@@ -63,6 +63,7 @@ TEST_F(RegistrationTest, AgainRecreatesTheClassAndTheEndTakesItBackAndNothingEls
   for (const char* const time : {"once", "again"}) {
     EXPECT_EQ(Unregister(), S_OK) << time;
     EXPECT_EQ(store.values, kForeign) << time;
+    EXPECT_EQ(store.removed.back(), L"(the store)") << time;
   }
 }
 

@@ -186,17 +186,58 @@ TEST_F(RegistryFileTest, KeepsLinksAndPermissionsAndLeavesNoTemporaryFilesBehind
   }
 }
 
-TEST_F(RegistryFileTest, BeginsAsACopyOfItsSeed) {
-  scratch.Write("machine", "[A\\B]\nn=1\n");
+TEST_F(RegistryFileTest, AUsersOwnBeginsAsACopyOfTheMachinesAndOnlyOnWriting) {
+  const std::string machine = "[A\\B]\nn=1\n";
+  scratch.Write("machine", machine);
   RegistryFile own(scratch.File("own"), scratch.File("machine"));
+  EXPECT_EQ(own.RemoveTree(L"A\\B"), S_FALSE);
+  EXPECT_EQ(own.TakeBack(L"A\\B"), S_FALSE);
+  EXPECT_EQ(own.DropNeedlessStore(), S_FALSE);
+  for (const char* const file : {"own", "own.lock"})
+    EXPECT_FALSE(std::filesystem::exists(scratch.File(file))) << file;
   EXPECT_EQ(own.Write(L"A\\C", L"x", L"2"), S_OK);
-  EXPECT_EQ(scratch.Read("own"), "[A\\B]\nn=1\n\n[A\\C]\nx=2\n");
-  RegistryFile without(scratch.File("without"), scratch.File("machine"));
-  EXPECT_EQ(without.RemoveTree(L"A\\C"), S_FALSE);
-  EXPECT_FALSE(std::filesystem::exists(scratch.File("without")));
-  EXPECT_EQ(without.RemoveTree(L"A\\B"), S_OK);
-  EXPECT_EQ(scratch.Read("without"), "");
-  EXPECT_EQ(scratch.Read("machine"), "[A\\B]\nn=1\n");
+  EXPECT_EQ(scratch.Read("own"), machine + "\n[A\\C]\nx=2\n");
+  EXPECT_EQ(scratch.Read("machine"), machine);
+  scratch.Write("machine", "[A\\B]\nn=\0\n"s);
+  EXPECT_EQ(RegistryFile(scratch.File("other"), scratch.File("machine")).Write(L"A\\C", L"x", L"2"), E_FAIL);
+  EXPECT_NE(own.LastErrorText().find(L"machine is damaged"), std::wstring::npos);
+}
+
+TEST_F(RegistryFileTest, WhatAUserTakesBackLeavesWhatTheMachineHas) {
+  struct Case {
+    const char* what;
+    const char* machine;
+    const char* own;
+    HRESULT result;
+    const char* after;  ///< Once A\B was taken back; null when the file has gone with what adds nothing.
+  };
+  const Case cases[] = {
+      {"nothing of the user's", "[A\\B]\nn=1\n", "[A\\B]\nn=1\n[C]\nx=2\n", S_OK, "[A\\B]\nn=1\n[C]\nx=2\n"},
+      {"in other letters", "[A\\B]\nN=1\n", "[a\\b]\nn=1\n[C]\nx=2\n", S_OK, "[a\\b]\nn=1\n[C]\nx=2\n"},
+      {"a value, and more", "[A\\B]\nn=1\n", "[A\\B]\nn=2\n[A\\B\\D]\nm=2\n[C]\nx=2\n", S_OK,
+       "[C]\nx=2\n\n[A\\B]\nn=1\n"},
+      {"where the machine has none", "[C]\nx=2\n", "[C]\nx=3\n[A\\B]\nn=2\n", S_OK, "[C]\nx=3\n"},
+      {"no such key", "[A\\B]\nn=1\n", "[A\\BB]\nn=2\n", S_FALSE, "[A\\BB]\nn=2\n"},
+      {"nothing else", "[A\\B]\nn=1\n", "[A\\B]\nn=2\n", S_OK, nullptr},
+      {"nothing else, a copy before that", "# all\n[C]\nx=2\n", "# all\n[C]\nx=2\n[A\\B]\nn=2\n", S_OK,
+       nullptr},
+      {"part of the machine's", "[C]\nx=2\nY=3\n", "[c]\ny=3\n", S_FALSE, nullptr},
+      {"a comment", "[A\\B]\nn=1\n", "# mine\n[A\\B]\nn=2\n", S_OK, "# mine\n\n[A\\B]\nn=1\n"},
+      {"a value that no longer counts", "[C]\nx=2\n", "[C]\nx=1\nx=2\n", S_FALSE, nullptr},
+      {"no store of the machine's", nullptr, "[A\\B]\nn=2\n", S_OK, nullptr},
+  };
+  for (const Case& c : cases) {
+    std::filesystem::remove(scratch.File("machine"));
+    if (c.machine != nullptr) scratch.Write("machine", c.machine);
+    scratch.Write("own", c.own);
+    RegistryFile own(scratch.File("own"), scratch.File("machine"));
+    EXPECT_EQ(own.TakeBack(L"A\\B"), c.result) << c.what;
+    EXPECT_EQ(own.DropNeedlessStore(), c.after == nullptr ? S_OK : S_FALSE) << c.what;
+    EXPECT_EQ(std::filesystem::exists(scratch.File("own")), c.after != nullptr) << c.what;
+    EXPECT_EQ(scratch.Read("own"), c.after == nullptr ? "" : c.after) << c.what;
+  }
+  scratch.Write("registry", "");
+  EXPECT_EQ(store.DropNeedlessStore(), S_FALSE) << "it takes no other's place";
 }
 
 TEST_F(RegistryFileTest, WritersAtTheSameTimeLoseNothing) {

@@ -64,6 +64,12 @@ Model ReadAll(const std::string& store) {
   return model;
 }
 
+void EraseTree(Model& model, const std::string& tree) {
+  std::erase_if(model, [&](const auto& each) {
+    return each.first.first == tree || each.first.first.starts_with(tree + "\\");
+  });
+}
+
 /// What clients read with the contract's reader is what the component wrote, whatever else is in the store.
 RC_GTEST_PROP(RegistryProperty, TheReaderSeesWhatTheWriterDid, ()) {
   std::string store = *AnyStore();
@@ -78,15 +84,30 @@ RC_GTEST_PROP(RegistryProperty, TheReaderSeesWhatTheWriterDid, ()) {
       store = WithRegistryValue(store, key, name, value);
       model[{Folded(key), Folded(name)}] = value;
     } else {
-      const std::string tree = Folded(key);
-      std::erase_if(model, [&](const auto& each) {
-        return each.first.first == tree || each.first.first.starts_with(tree + "\\");
-      });
+      EraseTree(model, Folded(key));
       store = WithoutRegistryTree(store, key).value_or(store);
     }
     RC_ASSERT(ReadAll(store) == model);
     RC_ASSERT(Comments(store) == comments);
   }
+}
+
+RC_GTEST_PROP(RegistryProperty, ATreeTakenBackIsThatOfTheOtherStoreAndTheRestStays, ()) {
+  const std::string before = *AnyStore();
+  const std::string other = *AnyStore();
+  const std::string key = *rc::gen::elementOf(kKeys);
+  const auto after = platform::WithRegistryTreeOf(before, other, key);
+  RC_ASSERT(after.has_value() == WithoutRegistryTree(before, key).has_value());
+  if (!after) return;
+  Model expected = ReadAll(before);
+  EraseTree(expected, Folded(key));
+  Model rest = ReadAll(other);
+  EraseTree(rest, Folded(key));
+  for (const auto& each : ReadAll(other)) {
+    if (!rest.contains(each.first)) expected.insert(each);
+  }
+  RC_ASSERT(ReadAll(*after) == expected);
+  RC_ASSERT(Comments(*after) == Comments(before));
 }
 
 }  // namespace

@@ -31,12 +31,18 @@ TEST(RegistryStoreTest, WhoMayNotWriteTheMachinesStoreGetsOneOfTheirOwn) {
   ScratchRegistry::SetEnvironment("KELLANSEEK_REGISTRY", nullptr);
   ScratchRegistry::SetEnvironment("HOME", scratch.Directory().c_str());
   platform::RegistryStore& store = platform::SystemRegistryStore();
+  const std::string own = scratch.Directory() + "/.config/kellanseek/registry";
   const OrdinaryUser user;
+  EXPECT_EQ(store.FileOfChanges(), std::wstring(own.begin(), own.end()));
   ASSERT_EQ(store.Write(kKey, L"", L"mine"), S_OK);
-  EXPECT_TRUE(std::filesystem::exists(scratch.Directory() + "/.config/kellanseek/registry"));
+  EXPECT_TRUE(std::filesystem::exists(own));
   std::wstring value;
   EXPECT_EQ(store.Read(kKey, L"", 10, value), S_OK);
   EXPECT_EQ(value, L"mine");
+  EXPECT_EQ(store.TakeBack(kKey), S_OK);
+  EXPECT_EQ(store.DropNeedlessStore(), S_OK);
+  EXPECT_FALSE(std::filesystem::exists(own));
+  EXPECT_EQ(store.TakeBack(kKey), S_FALSE);
 }
 
 }  // namespace

@@ -38,11 +38,15 @@ class FakeRegistryStore : public platform::RegistryStore {
     };
     return std::erase_if(values, inTree) > 0 ? S_OK : S_FALSE;
   }
+  HRESULT DropNeedlessStore() override {
+    removed.push_back(L"(the store)");
+    return S_FALSE;
+  }
   bool HasForOtherSize(const std::wstring& key) override { return otherSize.contains(key); }
   std::wstring LastErrorText() override { return readOnly ? L"the store is read-only" : L""; }
 
   std::map<Name, std::wstring> values;
-  std::vector<std::wstring> removed;  ///< The trees that were removed, in order.
+  std::vector<std::wstring> removed;  ///< What was removed, in order.
   bool readOnly = false;
   std::wstring refused;              ///< A value that cannot be kept; empty for none.
   std::set<std::wstring> otherSize;  ///< Keys that programs of the other size have.

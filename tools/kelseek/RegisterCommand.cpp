@@ -1,6 +1,14 @@
 #include "RegisterCommand.h"
 
+#include <kellanseek/KelLanSeek.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <iterator>
+#include <optional>
+#include <string>
 
 #include "Command.h"
 #include "Component.h"
@@ -13,17 +21,25 @@ namespace {
 
 struct NoOptions {};
 
-/// Why the registry could not be changed, as far as a look at it tells.
-std::string Reason(HRESULT result) {
-  if (result == E_ACCESSDENIED) return "; the registry has to be writable for this user";
-  // A change that changes nothing: nobody has such a key.
-  platform::RegistryStore& registry = platform::SystemRegistryStore();
-  if (SUCCEEDED(registry.RemoveTree(L"HKEY_CURRENT_USER\\Software\\Classes\\KelLanSeek.Nobody"))) return "";
-  return ": " + Printable(registry.LastErrorText());
+std::wstring ModuleKey() {
+  std::array<wchar_t, 39> id = {};
+  StringFromGUID2(CLSID_KelLanSeek, id.data(), static_cast<int>(id.size()));
+  return std::wstring(L"HKEY_CLASSES_ROOT\\CLSID\\") + id.data() + L"\\InprocServer32";
 }
 
-int CallModule(const Session& session, const char* function, const char* attempt, const char* done) {
-  const std::wstring module = ModulePath(session);
+/// Why the registry does not take the module: another write fails for the same reason.
+std::string Reason(const std::wstring& module) {
+  platform::RegistryStore& registry = platform::SystemRegistryStore();
+  const std::wstring key = L"HKEY_CLASSES_ROOT\\KelLanSeek.Nobody";
+  if (FAILED(registry.Write(key, L"", module))) return ": " + Printable(registry.LastErrorText());
+  registry.RemoveTree(key);
+  registry.DropNeedlessStore();
+  return "";
+}
+
+/// Has the module, whose path this gives, do one of the two.
+std::wstring CallModule(const Session& session, const char* function, const char* attempt) {
+  std::wstring module = ModulePath(session);
   if (module.empty()) {
     throw CommandError(kWrongUse, "the component is not beside this program; --module PATH names it");
   }
@@ -34,9 +50,44 @@ int CallModule(const Session& session, const char* function, const char* attempt
   const HRESULT result = call();
   if (FAILED(result)) {
     throw CommandError(kComponentFailed, std::string(attempt) + " " + Printable(module) + " failed (" +
-                                             CodeText(result) + ")" + Reason(result));
+                                             CodeText(result) + ")" + Reason(module));
   }
-  std::cout << Printable(module) << " is " << done << ".\n";
+  return module;
+}
+
+std::string In(const std::wstring& file) { return file.empty() ? "" : " in " + Printable(file); }
+
+/// None when there is no such file.
+std::optional<std::string> Content(const std::wstring& file) {
+  const std::string path = ToUtf8(file);
+  std::ifstream stream(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
+  if (!stream) return std::nullopt;
+  return std::string(std::istreambuf_iterator<char>(stream), {});
+}
+
+int Register(const Session& session) {
+  const std::wstring file = platform::SystemRegistryStore().FileOfChanges();
+  const std::wstring module = CallModule(session, "DllRegisterServer", "registering");
+  std::cout << Printable(module) << " is registered" << In(file) << ".\n";
+  return kFound;
+}
+
+int Unregister(const Session& session) {
+  constexpr std::size_t kMaxPath = 4096;
+  platform::RegistryStore& registry = platform::SystemRegistryStore();
+  const std::wstring file = registry.FileOfChanges();
+  const auto before = Content(file);
+  const std::wstring module = CallModule(session, "DllUnregisterServer", "unregistering");
+  const auto after = Content(file);
+  if (!file.empty() && before == after) {
+    std::cout << Printable(file) << " has no registration to take back; nothing was changed.\n";
+  } else {
+    std::cout << Printable(module) << " is no longer registered" << In(file) << ".\n";
+  }
+  if (before && !after) std::cout << "That file had nothing else in it, and is gone.\n";
+  std::wstring left;
+  if (registry.Read(ModuleKey(), L"", kMaxPath, left) == S_OK)
+    std::cout << Printable(left) << " stays registered for all users.\n";
   return kFound;
 }
 
@@ -46,14 +97,9 @@ void AddRegisterCommands(CLI::App& app, Session& session) {
   const auto bind = [](CLI::App&, NoOptions&) {};
   AddCommand<NoOptions>(app, session, "register",
                         "Register the component, so that clients create it without a path", bind,
-                        [&session](const NoOptions&) {
-                          return CallModule(session, "DllRegisterServer", "registering", "registered");
-                        });
+                        [&session](const NoOptions&) { return Register(session); });
   AddCommand<NoOptions>(app, session, "unregister", "Take the registration of the component back", bind,
-                        [&session](const NoOptions&) {
-                          return CallModule(session, "DllUnregisterServer", "unregistering",
-                                            "no longer registered");
-                        });
+                        [&session](const NoOptions&) { return Unregister(session); });
 }
 
 }  // namespace kellanseek::tools

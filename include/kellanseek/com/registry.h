@@ -79,8 +79,11 @@ inline std::optional<std::string_view> FindRegistryValue(std::string_view store,
   return value;
 }
 
-/// Where the store is: $KELLANSEEK_REGISTRY, else ~/.config/kellanseek/registry where that exists, else
-/// /etc/kellanseek/registry. A program with raised privileges listens to none of its environment.
+/// The store of all users.
+inline constexpr const char* kMachineRegistryPath = "/etc/kellanseek/registry";
+
+/// Where the store is: $KELLANSEEK_REGISTRY, else ~/.config/kellanseek/registry where that exists, else that
+/// of all users. A program with raised privileges listens to none of its environment.
 inline std::string RegistryStorePath() {
   if (const char* const named = secure_getenv("KELLANSEEK_REGISTRY"); named != nullptr && *named != '\0')
     return named;
@@ -88,7 +91,7 @@ inline std::string RegistryStorePath() {
     std::string path = std::string(home) + "/.config/kellanseek/registry";
     if (::access(path.c_str(), F_OK) == 0) return path;
   }
-  return "/etc/kellanseek/registry";
+  return kMachineRegistryPath;
 }
 
 /// Closes what it is given.

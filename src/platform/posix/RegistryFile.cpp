@@ -61,17 +61,19 @@ std::string Resolved(const std::string& path) {
 
 /// Waits its turn among the writers of a file. The lock file stays: removing it would let two writers hold
 /// one each.
-int LockWriters(const std::string& path, Descriptor& lock) {
+HRESULT LockWriters(const std::string& path, Descriptor& lock) {
   lock = Descriptor(
       ::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
-  if (!lock) return errno;
+  if (!lock) return Fail(errno, L"write", path);
   const auto deadline = std::chrono::steady_clock::now() + kLockPatience;
   while (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) return errno;
-    if (std::chrono::steady_clock::now() > deadline) return EWOULDBLOCK;
+    if (errno != EWOULDBLOCK && errno != EINTR) return Fail(errno, L"write", path);
+    if (std::chrono::steady_clock::now() > deadline) {
+      return Fail(E_FAIL, L"Cannot write " + FromUtf8(path) + L": another program has kept it locked.");
+    }
     std::this_thread::sleep_for(kLockRetry);
   }
-  return 0;
+  return S_OK;
 }
 
 /// Puts a new content in the place of a file, as a whole or not at all.
@@ -100,10 +102,18 @@ int ReplaceFile(const std::string& path, std::string_view content) {
   return 0;
 }
 
+HRESULT RequireUndamaged(const std::string& path, const std::string& store) {
+  const std::size_t zero = store.find('\0');
+  if (zero == std::string::npos) return S_OK;
+  const auto line = 1 + std::count(store.begin(), store.begin() + static_cast<std::ptrdiff_t>(zero), '\n');
+  return Fail(E_FAIL, L"The registry file " + FromUtf8(path) + L" is damaged: there is a zero byte in line " +
+                          std::to_wstring(line) + L". Mend or remove the file; nothing was changed.");
+}
+
 }  // namespace
 
-RegistryFile::RegistryFile(std::string path, std::string seed)
-    : path_(std::move(path)), seed_(std::move(seed)) {}
+RegistryFile::RegistryFile(std::string path, std::string machine)
+    : path_(std::move(path)), machine_(std::move(machine)) {}
 
 HRESULT RegistryFile::Read(const std::wstring& key, const std::wstring& name, std::size_t maxLength,
                            std::wstring& value) {
@@ -128,11 +138,7 @@ HRESULT RegistryFile::Change(Edit edit) {
   if (const int error = MakeDirectories(DirectoryOf(path)); error != 0)
     return Fail(error, L"make the place of", path);
   Descriptor lock;
-  if (const int error = LockWriters(path, lock); error == EWOULDBLOCK) {
-    return Fail(E_FAIL, L"Cannot write " + FromUtf8(path) + L": another program has kept it locked.");
-  } else if (error != 0) {
-    return Fail(error, L"write", path);
-  }
+  if (const HRESULT locked = LockWriters(path, lock); FAILED(locked)) return locked;
   std::string store;
   if (const HRESULT read = ReadForChange(path, store); FAILED(read)) return read;
   const std::optional<std::string> changed = edit(store);
@@ -155,21 +161,59 @@ HRESULT RegistryFile::Write(const std::wstring& key, const std::wstring& name, c
   });
 }
 
-HRESULT RegistryFile::RemoveTree(const std::wstring& key) {
+template <typename Edit>
+HRESULT RegistryFile::ChangeTree(const std::wstring& key, Edit edit) {
   const auto keyBytes = Stored(key, IsRegistryKey);
   if (!keyBytes || keyBytes->find('\\') == std::string::npos) {
     return Fail(E_INVALIDARG, L"This is not the name of a key that can be removed.");
   }
+  if (Missing()) return S_FALSE;
+  return Change([&](const std::string& store) { return edit(store, *keyBytes); });
+}
+
+HRESULT RegistryFile::RemoveTree(const std::wstring& key) { return ChangeTree(key, WithoutRegistryTree); }
+
+HRESULT RegistryFile::TakeBack(const std::wstring& key) {
+  if (Missing()) return S_FALSE;
+  std::string machine;
+  if (const HRESULT read = ReadMachine(machine); FAILED(read)) return read;
+  return ChangeTree(key, [&](const std::string& store, const std::string& tree) {
+    return WithRegistryTreeOf(store, machine, tree);
+  });
+}
+
+HRESULT RegistryFile::DropNeedlessStore() {
+  if (machine_.empty() || Missing()) return S_FALSE;
+  Descriptor lock;
+  if (const HRESULT locked = LockWriters(Resolved(path_), lock); FAILED(locked)) return locked;
+  std::string store;
+  std::string machine;
+  HRESULT read = ReadForChange(Resolved(path_), store);
+  if (SUCCEEDED(read)) read = ReadMachine(machine);
+  if (FAILED(read)) return read;
+  if (!IsPartOfRegistry(store, machine)) return S_FALSE;
+  // A link goes, and what it stands for stays: that is somebody's work.
+  if (::unlink(path_.c_str()) == 0) return S_OK;
+  return errno == ENOENT ? S_FALSE : Fail(errno, L"remove", path_);
+}
+
+std::wstring RegistryFile::FileOfChanges() { return FromUtf8(path_); }
+
+bool RegistryFile::Missing() const {
   struct stat present = {};
-  const bool missing = ::stat(path_.c_str(), &present) != 0 && (errno == ENOENT || errno == ENOTDIR);
-  if (missing && seed_.empty()) return S_FALSE;
-  return Change([&](const std::string& store) { return WithoutRegistryTree(store, *keyBytes); });
+  return ::stat(path_.c_str(), &present) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+HRESULT RegistryFile::ReadMachine(std::string& store) {
+  if (machine_.empty()) return S_OK;
+  const int error = ReadRegularFile(machine_, com::kMaxRegistryBytes, store);
+  if (error == ENOENT || error == ENOTDIR) return S_OK;
+  return error == 0 ? RequireUndamaged(machine_, store) : Fail(error, L"read", machine_);
 }
 
 HRESULT RegistryFile::ReadForChange(const std::string& path, std::string& store) {
-  int error = ReadRegularFile(path, com::kMaxRegistryBytes, store);
-  if (error == ENOENT && !seed_.empty()) error = ReadRegularFile(seed_, com::kMaxRegistryBytes, store);
-  if (error == ENOENT) return S_OK;
+  const int error = ReadRegularFile(path, com::kMaxRegistryBytes, store);
+  if (error == ENOENT) return ReadMachine(store);
   if (error != 0) return Fail(error, L"read", path);
   // Renaming would succeed where writing is not wanted.
   struct stat present = {};
@@ -178,11 +222,7 @@ HRESULT RegistryFile::ReadForChange(const std::string& path, std::string& store)
       ((present.st_mode & kAnyWrite) == 0 || ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)) {
     return Fail(E_ACCESSDENIED, L"Cannot write " + FromUtf8(path) + L": the file is read-only.");
   }
-  const std::size_t zero = store.find('\0');
-  if (zero == std::string::npos) return S_OK;
-  const auto line = 1 + std::count(store.begin(), store.begin() + static_cast<std::ptrdiff_t>(zero), '\n');
-  return Fail(E_FAIL, L"The registry file " + FromUtf8(path) + L" is damaged: there is a zero byte in line " +
-                          std::to_wstring(line) + L". Mend or remove the file; nothing was changed.");
+  return RequireUndamaged(path, store);
 }
 
 std::wstring RegistryFile::LastErrorText() { return lastError.data(); }

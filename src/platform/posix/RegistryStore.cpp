@@ -26,10 +26,10 @@ bool MayWrite(const std::string& path) {
 RegistryFile StoreForChange() {
   const std::string path = com::RegistryStorePath();
   const char* const home = ::secure_getenv("HOME");
-  if (Given(::secure_getenv("KELLANSEEK_REGISTRY")) || !Given(home) || MayWrite(path))
-    return RegistryFile(path);
+  if (Given(::secure_getenv("KELLANSEEK_REGISTRY")) || !Given(home)) return RegistryFile(path);
   const std::string own = std::string(home) + "/.config/kellanseek/registry";
-  return own == path ? RegistryFile(path) : RegistryFile(own, path);
+  if (path != own && MayWrite(path)) return RegistryFile(path);
+  return RegistryFile(own, com::kMachineRegistryPath);
 }
 
 class SystemRegistry final : public RegistryStore {
@@ -42,6 +42,9 @@ class SystemRegistry final : public RegistryStore {
     return StoreForChange().Write(key, name, value);
   }
   HRESULT RemoveTree(const std::wstring& key) override { return StoreForChange().RemoveTree(key); }
+  HRESULT TakeBack(const std::wstring& key) override { return StoreForChange().TakeBack(key); }
+  HRESULT DropNeedlessStore() override { return StoreForChange().DropNeedlessStore(); }
+  std::wstring FileOfChanges() override { return StoreForChange().FileOfChanges(); }
   std::wstring LastErrorText() override { return RegistryFile({}).LastErrorText(); }
 };
 

@@ -3,6 +3,9 @@
 #include <kellanseek/com.h>
 
 #include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
 #include <vector>
 
 namespace kellanseek::platform {
@@ -71,6 +74,44 @@ bool InTree(std::string_view key, std::string_view tree) {
   return key.size() == tree.size() || key[tree.size()] == '\\';
 }
 
+struct Value {
+  std::string_view key;
+  std::string_view name;
+  std::string_view value;
+
+  bool operator==(const Value& other) const { return value == other.value; }
+};
+
+std::string Folded(std::string_view text) {
+  std::string folded(text);
+  std::transform(folded.begin(), folded.end(), folded.begin(), com::FoldCase);
+  return folded;
+}
+
+/// The values that count, of a key with its subkeys or, without a key, all.
+std::map<std::pair<std::string, std::string>, Value> Values(std::string_view store,
+                                                            std::string_view tree = {}) {
+  std::map<std::pair<std::string, std::string>, Value> values;
+  TakeByteOrderMark(store);
+  for (const Line& line : Lines(store)) {
+    // A value without a name is none that is ever found.
+    if (line.kind != Line::Kind::Value || line.key.empty() || line.name.empty()) continue;
+    if (!tree.empty() && !InTree(line.key, tree)) continue;
+    values[{Folded(line.key), Folded(line.name)}] = {line.key, line.name,
+                                                     line.text.substr(line.text.find('=') + 1)};
+  }
+  return values;
+}
+
+std::set<std::string_view> Comments(std::string_view store) {
+  std::set<std::string_view> comments;
+  TakeByteOrderMark(store);
+  for (const Line& line : Lines(store)) {
+    if (line.kind == Line::Kind::Other) comments.insert(line.text);
+  }
+  return comments;
+}
+
 }  // namespace
 
 std::string WithRegistryValue(std::string_view store, std::string_view key, std::string_view name,
@@ -122,6 +163,29 @@ std::optional<std::string> WithoutRegistryTree(std::string_view store, std::stri
   // A mark inside the text has no meaning, and gets none by becoming the first thing in it.
   if (!store.starts_with(kByteOrderMark) && result.starts_with(kByteOrderMark)) return "\n" + result;
   return result;
+}
+
+std::optional<std::string> WithRegistryTreeOf(std::string_view store, std::string_view other,
+                                              std::string_view key) {
+  std::optional<std::string> result = WithoutRegistryTree(store, key);
+  const auto values = Values(other, key);
+  if (!result) return std::nullopt;
+  if (values == Values(store, key)) return std::string(store);
+  for (const auto& [names, value] : values)
+    result = WithRegistryValue(*result, value.key, value.name, value.value);
+  return result;
+}
+
+bool IsPartOfRegistry(std::string_view store, std::string_view other) {
+  const auto part = Values(store);
+  const auto whole = Values(other);
+  const auto comments = Comments(other);
+  const auto own = Comments(store);
+  return std::includes(comments.begin(), comments.end(), own.begin(), own.end()) &&
+         std::all_of(part.begin(), part.end(), [&whole](const auto& entry) {
+           const auto found = whole.find(entry.first);
+           return found != whole.end() && found->second == entry.second;
+         });
 }
 
 bool IsRegistryKey(std::string_view key) {

@@ -16,6 +16,14 @@ std::string WithRegistryValue(std::string_view store, std::string_view key, std:
 /// key is not there.
 std::optional<std::string> WithoutRegistryTree(std::string_view store, std::string_view key);
 
+/// The text in which a key, with its subkeys, has the values that it has in another store. None when the key
+/// is not there.
+std::optional<std::string> WithRegistryTreeOf(std::string_view store, std::string_view other,
+                                              std::string_view key);
+
+/// Whether every value and every comment of a store is in another one too.
+bool IsPartOfRegistry(std::string_view store, std::string_view other);
+
 /// Whether a text can stand in a store and be read back as it is.
 bool IsRegistryKey(std::string_view key);
 bool IsRegistryName(std::string_view name);

@@ -127,15 +127,40 @@ class CommandLine(unittest.TestCase):
     def test_registration_and_its_end(self):
         registry = self.folder / "registry"
         registry.write_text("[HKEY_CURRENT_USER\\Other]\nkept=yes\n")
-        self.assertEqual(0, self.run_kelseek("register").returncode)
+        self.assert_said("register", f" is registered in {registry}.\n")
         self.assertIn(f"/{MODULE_NAME}\nThreadingModel=Free\n", registry.read_text())
-        self.assertEqual(0, self.run_kelseek("unregister").returncode)
+        self.assert_said("unregister", f" is no longer registered in {registry}.\n")
         self.assertEqual("[HKEY_CURRENT_USER\\Other]\nkept=yes", registry.read_text().strip())
+        self.assert_said("unregister", f"^{registry} has no registration to take back; nothing was changed.\n")
+        self.assert_said("register", " is registered in ")
+        registry.chmod(0o444)
+        for command in ("register", "unregister"):
+            refused = self.run_kelseek(command)
+            self.assertEqual(COMPONENT_FAILED, refused.returncode)
+            self.assertIn(f"(0x80070005): Cannot write {registry}: the file is read-only.\n", refused.stderr)
+        registry.chmod(0o644)
         registry.write_bytes(b"[A]\nn=\0\n")
         refused = self.run_kelseek("register")
         self.assertEqual(COMPONENT_FAILED, refused.returncode)
         self.assertIn("damaged", refused.stderr)
         self.assertEqual(b"[A]\nn=\0\n", registry.read_bytes())
+
+    def assert_said(self, command, expected, **environment):
+        result = self.run_kelseek(command, **environment)
+        self.assertEqual((FOUND, ""), (result.returncode, result.stderr))
+        self.assertRegex(result.stdout, expected)
+
+    def test_registration_of_one_user(self):
+        own = self.folder / ".config" / "kellanseek" / "registry"
+        own.parent.mkdir(parents=True)
+        user = {"KELLANSEEK_REGISTRY": "", "HOME": str(self.folder)}
+        own.write_text("[HKEY_CURRENT_USER\\Other]\nkept=yes\n")
+        self.assert_said("unregister", f"^{own} has no registration to take back; nothing was changed.\n", **user)
+        self.assertEqual("[HKEY_CURRENT_USER\\Other]\nkept=yes\n", own.read_text())
+        own.write_text("")
+        self.assert_said("register", f" is registered in {own}.\n", **user)
+        self.assert_said("unregister", f" no longer registered in {own}.\nThat file had nothing else", **user)
+        self.assertFalse(own.exists())
 
     def test_what_was_typed_cannot_command_the_terminal(self):
         for arguments in (["\x1b[31m"], ["list", "--module", "\x1b]0;x\x07"], ["list", "--wait", "\x9b1"]):
