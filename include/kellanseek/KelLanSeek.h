@@ -24,8 +24,9 @@
 // Life. An object works from its creation to the release of its last reference, without being asked: that
 // release stops it, and waits for a Notify that is running on another thread and for a reverse look-up of a
 // host name under way, which takes as long as the system's resolver waits for an answer. The objects of one
-// process share nothing. An object holds the sinks of its subscriptions: a sink that itself holds a reference
-// to the object keeps both alive until it is unsubscribed.
+// process share nothing. On Windows the last release must not run inside DllMain: the threads it waits for
+// need the loader lock to end, so it would wait for ever. An object holds the sinks of its subscriptions: a
+// sink that itself holds a reference to the object keeps both alive until it is unsubscribed.
 //
 // Process. Each object runs up to six threads: requests, receiver, daemon of virtual controllers, events,
 // host names, and the watch for changed addresses unless the settings turn that off. It installs no signal
@@ -265,7 +266,9 @@ struct IKelObjectEvents : IUnknown {
   /// sink may call anything, Unsubscribe and the last Release included. While it runs all subscribers wait,
   /// so it is brief. A subscription whose sink answers a failure with bit 16 set is ended: that is so in the
   /// codes of lost connections, but in E_INVALIDARG, E_OUTOFMEMORY and E_ACCESSDENIED too. Other failures,
-  /// such as E_FAIL, are passed over. An exception out of Notify counts as E_FAIL.
+  /// such as E_FAIL, are passed over. An exception out of Notify counts as E_FAIL, with one exception: on
+  /// 32-bit Windows a C++ exception cannot leave a module that was built with MinGW, so there the run-time
+  /// library of such a sink ends the process.
   virtual HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) = 0;
 };
 
