@@ -5,6 +5,7 @@
 #include "config/LanSeekConfigParser.h"
 #include "config/Remarks.h"
 #include "config/ScanFileCheck.h"
+#include "controllers/CtrlInfo.h"
 #include "fuzz/FuzzFile.h"
 
 using namespace kellanseek;
@@ -27,8 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   CKelLanSeekConfigSettings settings;
   const bool opened = SUCCEEDED(parser.Init(file.Path()));
   Require(SUCCEEDED(parser.GetInformation(settings)) == opened);
-  Require(settings.RefreshIntervalTicks() > 0 && settings.NonLocalRefreshIntervalTicks() > 0);
-  Require(settings.Ticks(settings.RefreshTimeout) >= 0 && settings.RetryCount() >= 0);
+  Require(settings.RefreshIntervalTicks() != 0 && settings.NonLocalRefreshIntervalTicks() != 0);
+  Require(settings.Ticks(settings.RefreshTimeout) >= kNone &&
+          settings.OneMore(settings.RetryCount()) >= settings.RetryCount());
   Require(settings.DynamicDetectionEnabled != 0 ||
           (settings.InterfaceMode == UseListed && settings.SubNets.empty()));
   for (const SubNetEntry& each : settings.SubNets) Require(each.Valid());

@@ -115,7 +115,8 @@ void CKelLanSeek::ScheduleRefresh(CtrlInfo& record) const {
   if (record.retriesLeft >= 0 || record.ctrlType == VC || !record.Available()) return;
   const bool byBroadcast = settings_.NonLocalUpdatesEnabled == 0 || record.Dynamic();
   record.ticksToNextAction = byBroadcast ? 1 : 0;
-  record.retriesLeft = (byBroadcast ? settings_.RetryCount() : settings_.NonLocalRetryCount()) + 1;
+  record.retriesLeft =
+      settings_.OneMore(byBroadcast ? settings_.RetryCount() : settings_.NonLocalRetryCount());
 }
 
 STDMETHODIMP CKelLanSeek::Ping() {

@@ -21,6 +21,14 @@ constexpr std::wstring_view kRoot = L"KelLanSeekConfigurations";
 
 std::wstring Number(std::int64_t number) { return std::to_wstring(number); }
 
+/// What a negative time means.
+std::wstring NoTimer(const std::wstring& name) {
+  if (name == L"RefreshInterval") return L" is negative, so no refresh is ever broadcast.";
+  if (name.ends_with(L"Interval"))
+    return L" is negative, so controllers known by address are not asked periodically.";
+  return L" is negative, so no answer is waited for: silent controllers are not asked again and never lost.";
+}
+
 /// What becomes of a number outside the range that makes sense.
 std::wstring RangeProblem(const NumericElement& element, std::int32_t number) {
   if (number >= element.least && number <= element.most) return {};
@@ -31,10 +39,12 @@ std::wstring RangeProblem(const NumericElement& element, std::int32_t number) {
       return L"No port has the number " + Number(number) + L"; sockets take its low 16 bits, " +
              Number(CKelLanSeekConfigSettings::Port(number)) + L".";
     case NumericElement::Kind::Count:
-      if (number < 0) return name + L" is negative and works as 0.";
+      if (number < 0)
+        return name + L" is negative, so silent controllers are asked without end and never lost.";
       break;
     case NumericElement::Kind::Seconds:
       if (number >= element.least) break;
+      if (number < 0) return name + NoTimer(name);
       if (name.ends_with(L"Interval")) return name + L" works as 1 second, the shortest interval there is.";
       return name + L" leaves controllers no time for an answer.";
   }
@@ -122,6 +132,10 @@ class ScanFileCheck {
     remarks_.Taken(node->Line(), element.name + (L" is " + Number(ToNumber(text))) + L".");
   }
 
+  static bool LongerThan(std::int32_t timeout, std::int32_t interval) {
+    return interval >= 0 && timeout > interval;
+  }
+
   /// Settings that make sense each but not with one another.
   void CheckTogether(std::size_t line) {
     using Settings = CKelLanSeekConfigSettings;
@@ -129,10 +143,10 @@ class ScanFileCheck {
       remarks_.Finding(
           line, L"RequestPort and ResponsePort are the same; requests and answers cannot be told apart.");
     }
-    if (settings_.RefreshTimeout > settings_.RefreshInterval) {
+    if (LongerThan(settings_.RefreshTimeout, settings_.RefreshInterval)) {
       remarks_.Finding(line, L"RefreshTimeout is longer than RefreshInterval.");
     }
-    if (settings_.NonLocalRefreshTimeout > settings_.NonLocalRefreshInterval) {
+    if (LongerThan(settings_.NonLocalRefreshTimeout, settings_.NonLocalRefreshInterval)) {
       remarks_.Finding(line, L"NonLocalRefreshTimeout is longer than NonLocalRefreshInterval.");
     }
   }

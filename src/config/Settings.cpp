@@ -3,13 +3,17 @@
 #include <algorithm>
 #include <limits>
 
+#include "controllers/CtrlInfo.h"
+
 namespace kellanseek {
 namespace {
 
 constexpr std::int32_t kMillisecondsPerSecond = 1000;
 constexpr std::int32_t kMaxInt = std::numeric_limits<std::int32_t>::max();
 
-std::int32_t SafeRetries(std::int32_t configured) { return std::clamp(configured, 0, kMaxInt - 1); }
+std::int32_t SafeRetries(std::int32_t configured) { return std::min(configured, kMaxInt - 1); }
+
+std::int32_t SafeInterval(std::int32_t configured) { return configured == 0 ? 1 : configured; }
 
 platform::Ipv4 Address(const std::wstring& text) {
   return text.empty() ? platform::kNoAddress : platform::ParseIpv4(std::wstring_view(text));
@@ -47,16 +51,16 @@ std::int32_t CKelLanSeekConfigSettings::TicksPerSecond() const {
 }
 
 std::int32_t CKelLanSeekConfigSettings::Ticks(std::int32_t seconds) const {
-  const std::int64_t ticks = std::int64_t{TicksPerSecond()} * seconds;
-  return static_cast<std::int32_t>(std::clamp<std::int64_t>(ticks, 0, kMaxInt));
+  if (seconds < 0) return kNone;
+  return static_cast<std::int32_t>(std::min<std::int64_t>(std::int64_t{TicksPerSecond()} * seconds, kMaxInt));
 }
 
 std::int32_t CKelLanSeekConfigSettings::RefreshIntervalTicks() const {
-  return Ticks(std::max(RefreshInterval, 1));
+  return Ticks(SafeInterval(RefreshInterval));
 }
 
 std::int32_t CKelLanSeekConfigSettings::NonLocalRefreshIntervalTicks() const {
-  return Ticks(std::max(NonLocalRefreshInterval, 1));
+  return Ticks(SafeInterval(NonLocalRefreshInterval));
 }
 
 std::int32_t CKelLanSeekConfigSettings::RetryCount() const { return SafeRetries(Retries); }

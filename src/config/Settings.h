@@ -88,14 +88,18 @@ class CKelLanSeekConfigSettings {
   std::int32_t TickMilliseconds() const;
   /// Whole ticks per second, at least 1.
   std::int32_t TicksPerSecond() const;
-  /// Seconds in ticks; 0 for a negative time, INT32_MAX for one that is too long to count.
+  /// Seconds in ticks; INT32_MAX for a time that is too long to count, and kNone, no timer, for a negative
+  /// one.
   std::int32_t Ticks(std::int32_t seconds) const;
-  /// The two refresh intervals in ticks: at least those of one second, so that no setting floods the network.
+  /// The two refresh intervals in ticks. 0 works as one second, so that no setting floods the network.
   std::int32_t RefreshIntervalTicks() const;
   std::int32_t NonLocalRefreshIntervalTicks() const;
-  /// The retry counts, 0 to INT32_MAX - 1, so that one more can be counted.
+  /// The retry counts, at most INT32_MAX - 1, so that one more can be counted. A negative one has no end.
   std::int32_t RetryCount() const;
   std::int32_t NonLocalRetryCount() const;
+  /// One retry more and one less. What has no end stays as it is.
+  static std::int32_t OneMore(std::int32_t retries) { return retries < 0 ? retries : retries + 1; }
+  static std::int32_t OneLess(std::int32_t retries) { return retries < 0 ? retries : retries - 1; }
   /// Targeted requests per interface and tick, at least 1.
   std::uint32_t MaxRequestsPerTick() const;
   /// A configured port as sockets take it: its low 16 bits.

@@ -42,8 +42,11 @@ struct CtrlInfo {
   KelCtrlAvailability ctrlStatus = CtrlUnavailable;  ///< Never CtrlRemoved; that only travels in events.
   LanSeekCtrlIdentificationType identificationType = StaticCtrlDefinition;
 
-  std::int32_t ticksToNextAction = kNone;  ///< Ticks until the next request or liveness check.
-  std::int32_t retriesLeft = kNone;       ///< Requests still to be sent before the controller counts as lost.
+  std::int32_t ticksToNextAction =
+      kNone;  ///< Ticks until the next request or liveness check; kNone for never.
+  /// Requests still to be sent before the controller counts as lost; negative while none is outstanding, and
+  /// for requests without end.
+  std::int32_t retriesLeft = kNone;
   platform::Ipv4 heardOnAddress = 0;      ///< Local interface address it was last heard on; 0 for none.
   std::int32_t heardOnInterface = kNone;  ///< Position of that interface in the interface table.
   bool published = false;                 ///< Clients have been told of it, and it is listed.

@@ -187,7 +187,7 @@ CtrlTable::Iterator Dispatcher::AddUnknown(const Context& context, bool publishe
   record.lanSeekID = lanSeekID;
   if (!published) {
     record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
-    record.retriesLeft = settings_.RetryCount() + 1;
+    record.retriesLeft = settings_.OneMore(settings_.RetryCount());
   }
   return table_.AddCtrl(record);
 }
@@ -220,7 +220,8 @@ void Dispatcher::OnCtrlAliveOfConfigured(const Context& context) {
     TakeIdentity(context);
     const bool byAddress = settings_.NonLocalUpdatesEnabled != 0;
     record.ticksToNextAction = byAddress ? 0 : settings_.Ticks(settings_.RefreshTimeout);
-    record.retriesLeft = (byAddress ? settings_.NonLocalRetryCount() : settings_.RetryCount()) + 1;
+    record.retriesLeft =
+        settings_.OneMore(byAddress ? settings_.NonLocalRetryCount() : settings_.RetryCount());
   } else if (record.published) {
     ScheduleNextPoll(record);
   }
@@ -272,11 +273,7 @@ void Dispatcher::CountRequestOfAnother(const Context& context) {
   if (found == known.end()) return;
   CtrlInfo& record = table_.Edit(*found);
   if (settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic()) return;
-  const std::int32_t timeout = settings_.Ticks(settings_.RefreshTimeout);
-  if (record.retriesLeft > 0 && record.ticksToNextAction < timeout / 2) {
-    record.ticksToNextAction = timeout;
-    --record.retriesLeft;
-  }
+  RefreshCycle::CountRequest(record, settings_.Ticks(settings_.RefreshTimeout));
 }
 
 }  // namespace kellanseek::engine

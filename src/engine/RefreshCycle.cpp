@@ -87,8 +87,9 @@ bool RefreshCycle::InterfaceDue(std::size_t position) {
   const CtrlTable::Lock lock(table_);
   network::InterfaceEntry& entry = interfaces_[position];
   entry.requestsThisTick = 0;
-  if (entry.refreshCountdown > 0) {
-    --entry.refreshCountdown;
+  // A negative one stands still: there are no refreshes of our own.
+  if (entry.refreshCountdown != 0) {
+    if (entry.refreshCountdown > 0) --entry.refreshCountdown;
     return false;
   }
   StartRefreshCycle(table_, static_cast<std::int32_t>(position), protocol::RefreshRequestMsg);
@@ -145,8 +146,9 @@ void RefreshCycle::AskByAddress(CtrlInfo& record) {
   const bool first = record.retriesLeft < 0;
   record.ticksToNextAction = settings_.Ticks(settings_.NonLocalRefreshTimeout);
   record.retriesLeft = first ? settings_.NonLocalRetryCount() : record.retriesLeft - 1;
-  // A repeated request asks for the full identity.
-  AddByAddress(record, first ? refreshRequest_ : fullRequest_);
+  // A repeated request asks for the full identity. So does each to a controller that is not announced yet,
+  // which with retries without end cannot be told by their number.
+  AddByAddress(record, first && record.published ? refreshRequest_ : fullRequest_);
 }
 
 void RefreshCycle::AddByAddress(const CtrlInfo& record, std::string_view datagram) {
@@ -164,8 +166,10 @@ void RefreshCycle::SendRequests() {
     if (found == table_.end() || !NonLocal(*found) || found->retriesLeft > settings_.NonLocalRetryCount())
       continue;
     CtrlInfo& record = table_.Edit(found);
-    record.ticksToNextAction = record.retriesLeft >= 0 ? settings_.Ticks(settings_.NonLocalRefreshTimeout)
-                                                       : settings_.NonLocalRefreshIntervalTicks();
+    const bool endless = settings_.NonLocalRetryCount() < 0 && record.Available();
+    record.ticksToNextAction = record.retriesLeft >= 0 || endless
+                                   ? settings_.Ticks(settings_.NonLocalRefreshTimeout)
+                                   : settings_.NonLocalRefreshIntervalTicks();
   }
 }
 
@@ -176,7 +180,7 @@ void RefreshCycle::AskByBroadcast(CtrlInfo& record) {
   if (entry.requestsThisTick >= settings_.MaxRequestsPerTick()) return;
   ++entry.requestsThisTick;
   record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
-  --record.retriesLeft;
+  record.retriesLeft = settings_.OneLess(record.retriesLeft);
   std::string request = protocol::BuildTargetedRequest(
       platform::ToNarrow(record.ctrlAddress),
       record.ctrlType == RemoteVC ? platform::ToNarrow(record.systemID) : std::string());
@@ -202,10 +206,8 @@ void RefreshCycle::StartRefreshCycle(CtrlTable& table, std::int32_t position, st
     if (record.retriesLeft < 0) {
       record.retriesLeft = settings_.RetryCount();
       record.ticksToNextAction = timeout;
-    } else if (record.retriesLeft > 0 && (record.published || type == protocol::FullRequestMsg) &&
-               record.ticksToNextAction < timeout / 2) {
-      record.ticksToNextAction = timeout;
-      --record.retriesLeft;
+    } else if (record.published || type == protocol::FullRequestMsg) {
+      CountRequest(record, timeout);
     }
   }
 }

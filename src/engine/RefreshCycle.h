@@ -49,6 +49,15 @@ class RefreshCycle {
   void StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type)
       REQUIRES(table.TableMutex());
 
+  /// Counts a request that another workstation has sent to a controller as one of our own, unless ours has
+  /// left just now. `timeout` is the time for its answer in ticks.
+  static void CountRequest(CtrlInfo& record, std::int32_t timeout) {
+    const bool answerIsDue = record.ticksToNextAction >= 0 && record.ticksToNextAction < timeout / 2;
+    if (record.retriesLeft <= 0 || !answerIsDue) return;
+    record.ticksToNextAction = timeout;
+    --record.retriesLeft;
+  }
+
  private:
   void ArmInitialTimeouts() EXCLUDES(table_.TableMutex());
   void BroadcastOnAll(protocol::LanSeekMsgType type) EXCLUDES(table_.TableMutex());

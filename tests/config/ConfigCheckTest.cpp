@@ -81,7 +81,10 @@ TEST(ConfigCheckTest, FindsWhatTheScanFileDoesNotMean) {
   expect("flag as another number", Elements("DetectInterfaceChanges=5"), {"2: counts as 1"});
   expect("empty", numbers("Retries"), {"3: Retries is empty and reads as 0."});
   expect("clamped", numbers("NonLocalRetries=99999999999"), {"3: reads as 2147483647"});
-  expect("negative retries", numbers("Retries=-1"), {"3: works as 0"});
+  expect("negative retries", numbers("Retries=-1"), {"3: without end and never lost"});
+  expect("negative intervals", numbers("RefreshInterval=-1;NonLocalRefreshInterval=-1"),
+         {"3: no refresh is ever broadcast", "4: not asked periodically"});
+  expect("negative time", numbers("RefreshTimeout=-1"), {"3: not asked again and never lost"});
   expect("no interval", numbers("RefreshInterval=0"),
          {"3: works as 1 second", "2: RefreshTimeout is longer"});
   expect("no time", numbers("RefreshTimeout=0"), {"3: no time for an answer"});

@@ -40,10 +40,10 @@ TEST(SettingsTest, CountsTicksInWholeNumbersWithoutOverflow) {
   struct Case {
     std::int32_t tickInterval, seconds, ticks;
   };
-  const Case cases[] = {{250, 60, 240}, {250, 0, 0},       {250, -1, 0},
-                        {250, kMin, 0}, {250, kMax, kMax}, {250, kMax / 4, kMax - 3},
-                        {300, 10, 30},  {1000, 5, 5},      {1001, 5, 5},
-                        {kMax, 5, 5},   {0, 1, 1000},      {-250, 1, 1000},
+  const Case cases[] = {{250, 60, 240},  {250, 0, 0},       {250, -1, -1},
+                        {250, kMin, -1}, {250, kMax, kMax}, {250, kMax / 4, kMax - 3},
+                        {300, 10, 30},   {1000, 5, 5},      {1001, 5, 5},
+                        {kMax, 5, 5},    {0, 1, 1000},      {-250, 1, 1000},
                         {1, kMax, kMax}};
   for (const Case& c : cases) {
     CKelLanSeekConfigSettings settings;
@@ -57,10 +57,15 @@ TEST(SettingsTest, WorksWithSafeValuesWhateverIsConfigured) {
     CKelLanSeekConfigSettings settings;
     settings.RefreshInterval = settings.NonLocalRefreshInterval = settings.Retries =
         settings.NonLocalRetries = settings.MaxRequestsPerSecond = settings.TickInterval = wild;
-    EXPECT_GE(settings.RefreshIntervalTicks(), settings.TicksPerSecond()) << wild;
-    EXPECT_GE(settings.NonLocalRefreshIntervalTicks(), settings.TicksPerSecond()) << wild;
-    EXPECT_GE(settings.RetryCount(), 0) << wild;
-    EXPECT_LT(settings.NonLocalRetryCount(), kMax) << wild;
+    for (const std::int32_t ticks :
+         {settings.RefreshIntervalTicks(), settings.NonLocalRefreshIntervalTicks()}) {
+      EXPECT_TRUE(wild < 0 ? ticks == -1 : ticks >= settings.TicksPerSecond()) << wild;
+    }
+    for (const std::int32_t retries : {settings.RetryCount(), settings.NonLocalRetryCount()}) {
+      EXPECT_EQ(settings.OneMore(retries) - retries, wild < 0 ? 0 : 1) << wild;
+      EXPECT_EQ(settings.OneLess(retries) - retries, wild < 0 ? 0 : -1) << wild;
+      EXPECT_EQ(retries < 0, wild < 0);
+    }
     EXPECT_GE(settings.MaxRequestsPerTick(), 1U) << wild;
     EXPECT_GE(settings.TickMilliseconds(), 1) << wild;
     EXPECT_GE(settings.TicksPerSecond(), 1) << wild;

@@ -377,7 +377,7 @@ void PlainEngine::AskOnInterface(CtrlInfo& r) {
   if (entry.requestsThisTick >= settings_.TickInterval * settings_.MaxRequestsPerSecond / 1000) return;
   ++entry.requestsThisTick;
   r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
-  --r.retriesLeft;
+  if (r.retriesLeft > 0) --r.retriesLeft;  // Below 0 there is no end, and nothing to count.
   std::string rest = ";6;a:" + Narrow(r.ctrlAddress) + ";";
   if (r.ctrlType == RemoteVC) rest += "4:" + Narrow(r.systemID) + ";";
   char length[8];
