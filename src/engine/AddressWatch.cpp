@@ -20,7 +20,7 @@ constexpr std::chrono::milliseconds kAfterFailure{1000};
 
 AddressWatch::AddressWatch(network::InterfaceTable& interfaces, platform::Mutex& tableMutex,
                            const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
-                           WatchMaker makeWatch, platform::Event& stopWatch,
+                           WatchMaker makeWatch, platform::Event& stopWatch, platform::Event& rebuildWanted,
                            platform::DebugOutput& debugOutput)
     : interfaces_(interfaces),
       tableMutex_(tableMutex),
@@ -28,6 +28,7 @@ AddressWatch::AddressWatch(network::InterfaceTable& interfaces, platform::Mutex&
       listener_(listener),
       makeWatch_(std::move(makeWatch)),
       stopWatch_(stopWatch),
+      rebuildWanted_(rebuildWanted),
       trace_(debugOutput, kUnit),
       failed_(trace_, L"KelAddrWatch") {}
 
@@ -45,6 +46,7 @@ void AddressWatch::NotifyAddrChangeLoop() {
   while (settings_.DetectInterfaceChanges != 0) {
     const Outcome outcome = WaitWith(*watch);
     if (outcome == Outcome::Stopped || outcome == Outcome::Failed) return;
+    if (outcome == Outcome::Woken) rebuildOwed_ = true;
     const Occasion occasion = outcome == Outcome::Changed ? Occasion::Notice : Occasion::Time;
     platform::RunStep([this, occasion] { Check(occasion); }, failed_);
   }
@@ -52,7 +54,9 @@ void AddressWatch::NotifyAddrChangeLoop() {
 
 AddressWatch::Outcome AddressWatch::WaitWith(platform::AddressChangeWatch& watch) {
   Outcome outcome = Outcome::TimedOut;
-  const auto wait = [&] { outcome = watch.Wait(stopWatch_, rebuildOwed_ ? kAfterFailure : kCheckInterval); };
+  const auto wait = [&] {
+    outcome = watch.Wait(stopWatch_, rebuildWanted_, rebuildOwed_ ? kAfterFailure : kCheckInterval);
+  };
   while (!platform::RunStep(wait, failed_)) {
     if (platform::WaitForAny({&stopWatch_}, kAfterFailure).Signalled(0)) return Outcome::Stopped;
   }

@@ -21,15 +21,18 @@ class InterfaceChangeListener {
 };
 
 /// Compares the host's interfaces with the interface table at every notice of an address change that has made
-/// them others, and every two minutes.
+/// them others, and every two minutes. Has the network side rebuilt when they differ, and when it is asked
+/// to.
 class AddressWatch {
  public:
   using WatchMaker = std::function<std::unique_ptr<platform::AddressChangeWatch>()>;
 
-  /// `tableMutex` is the controller table's; `stopWatch` is set for good, once, when the engine stops.
+  /// `tableMutex` is the controller table's; `stopWatch` is set for good, once, when the engine stops, and
+  /// `rebuildWanted` (auto reset) by whoever needs a rebuild.
   AddressWatch(network::InterfaceTable& interfaces, platform::Mutex& tableMutex,
                const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
-               WatchMaker makeWatch, platform::Event& stopWatch, platform::DebugOutput& debugOutput);
+               WatchMaker makeWatch, platform::Event& stopWatch, platform::Event& rebuildWanted,
+               platform::DebugOutput& debugOutput);
 
   /// Watches from now on. To be called before the interface table is built, so that no change after that is
   /// missed.
@@ -52,9 +55,10 @@ class AddressWatch {
   WatchMaker makeWatch_;
   std::unique_ptr<platform::AddressChangeWatch> watch_;  ///< From Begin() to the start of the loop.
   platform::Event& stopWatch_;
+  platform::Event& rebuildWanted_;
   diagnostics::Tracer trace_;
   diagnostics::StepTrace failed_;
-  bool rebuildOwed_ = false;  ///< A check has begun and has not come to its end.
+  bool rebuildOwed_ = false;  ///< Asked for, or a check has begun and has not come to its end.
 };
 
 }  // namespace kellanseek::engine

@@ -42,10 +42,10 @@ CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
       dispatcher_({table, settings, engineLock_, collisions_, lifecycle_, refreshCycle_, hostNames_, events,
                    daemon_, environment.debugOutput}),
       receiver_({environment.network, interfaces_, sockets_, settings, dispatcher_, engineLock_,
-                 socketsReady_, stopNetwork_, environment.debugOutput}),
+                 socketsReady_, stopNetwork_, rebuildWanted_, environment.debugOutput}),
       localVCs_(table, settings, lifecycle_, environment.processes, environment.debugOutput),
       addressWatch_(interfaces_, table.TableMutex(), settings, owner, environment.watchAddressChanges,
-                    stopNetwork_, environment.debugOutput) {}
+                    stopNetwork_, rebuildWanted_, environment.debugOutput) {}
 
 CControllerSeek::~CControllerSeek() {
   if (refreshThread_.Running()) Stop(0);

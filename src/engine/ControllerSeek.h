@@ -107,6 +107,7 @@ class CControllerSeek {
   platform::Event stopNetwork_{platform::Event::Kind::ManualReset};
   platform::Event receiverEnded_{platform::Event::Kind::ManualReset};
   platform::Event stopEngine_{platform::Event::Kind::AutoReset};
+  platform::Event rebuildWanted_{platform::Event::Kind::AutoReset};
 
   EngineLock engineLock_;
   network::InterfaceTable interfaces_;

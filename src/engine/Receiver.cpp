@@ -15,6 +15,11 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 constexpr std::chrono::milliseconds kReceiveTimeout{1000};
 constexpr std::chrono::milliseconds kAfterFailure{100};
 
+/// Waits for datagrams that fail in a row until something is done about it, a second later, and until it is
+/// done again, two minutes later.
+constexpr unsigned kFailedWaits = 10;
+constexpr unsigned kFailedWaitsBetween = 1200;
+
 /// The limit of the platform's wait for several sockets.
 constexpr std::size_t kMaxInterfaceSockets = 64;
 
@@ -29,6 +34,7 @@ Receiver::Receiver(const Parts& parts)
       engineLock_(parts.engineLock),
       socketsReady_(parts.socketsReady),
       stopNetwork_(parts.stopNetwork),
+      rebuildWanted_(parts.rebuildWanted),
       trace_(parts.debugOutput, kUnit),
       failed_(trace_, L"KelReceiver") {}
 
@@ -46,11 +52,27 @@ void Receiver::ReceiverThread() {
   while (!platform::RunStep(prepare, failed_)) {
     if (!Rest()) return;
   }
-  const auto receive = [&] { Handle(receiver->ReceiveOne(stopNetwork_, kReceiveTimeout), set); };
+  const auto receive = [&] {
+    const platform::Received received = receiver->ReceiveOne(stopNetwork_, kReceiveTimeout);
+    if (received.outcome == platform::Received::Outcome::WaitFailed) return OnFailedWait(received.error);
+    // A wait that the stop has ended says nothing of the sockets.
+    if (!stopNetwork_.TryWait()) failedWaits_ = 0;
+    Handle(received, set);
+  };
   while (!stopNetwork_.TryWait()) {
     // What cannot be received now is not asked for again and again at this thread's urgency.
     if (!platform::RunStep(receive, failed_)) Rest();
   }
+}
+
+/// One failed wait may be chance. Sockets that cannot be waited for any more are only heard again when they
+/// are opened anew; this thread cannot do that, as it would have to wait for its own end.
+void Receiver::OnFailedWait(platform::SocketError error) {
+  if (++failedWaits_ % kFailedWaitsBetween == kFailedWaits) {
+    rebuildWanted_.Set();
+    trace_.Error(L"LanSeek: Waiting for datagrams failed. Error = %d", error);
+  }
+  Rest();
 }
 
 bool Receiver::Rest() {

@@ -30,6 +30,7 @@ class Receiver {
     EngineLock& engineLock;
     platform::Event& socketsReady;
     platform::Event& stopNetwork;
+    platform::Event& rebuildWanted;
     platform::DebugOutput& debugOutput;
   };
   explicit Receiver(const Parts& parts);
@@ -48,6 +49,7 @@ class Receiver {
   void Handle(const platform::Received& received, const ReceiveSet& set);
 
  private:
+  void OnFailedWait(platform::SocketError error);
   /// Rests for a moment; false when the network side stops.
   bool Rest();
   bool Wanted(const platform::Received& received, const MessageOrigin& origin) const;
@@ -61,9 +63,11 @@ class Receiver {
   EngineLock& engineLock_;
   platform::Event& socketsReady_;
   platform::Event& stopNetwork_;
+  platform::Event& rebuildWanted_;
   diagnostics::Tracer trace_;
   diagnostics::StepTrace failed_;
   Dispatcher::Scratch scratch_;
+  unsigned failedWaits_ = 0;  ///< In a row, over runs of the network side.
 };
 
 }  // namespace kellanseek::engine

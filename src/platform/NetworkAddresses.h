@@ -47,13 +47,13 @@ class NetworkAddresses {
 /// the one that makes it.
 class AddressChangeWatch {
  public:
-  enum class Outcome { Changed, TimedOut, Stopped, Failed };
+  enum class Outcome { Changed, TimedOut, Woken, Stopped, Failed };
 
   virtual ~AddressChangeWatch() = default;
 
-  /// Waits for an address change, the stop event or the time-out. Changes before the first wait and between
-  /// two are not missed: the next wait ends at once. Notices that arrive together end one wait.
-  virtual Outcome Wait(Event& stop, std::chrono::milliseconds timeout) = 0;
+  /// Waits for an address change, one of the two events or the time-out. Changes before the first wait and
+  /// between two are not missed: the next wait ends at once. Notices that arrive together end one wait.
+  virtual Outcome Wait(Event& stop, Event& wake, std::chrono::milliseconds timeout) = 0;
 };
 
 NetworkAddresses& SystemNetworkAddresses();

@@ -48,10 +48,11 @@ class UdpSocket {
 /// What one step of a DatagramReceiver gave.
 struct Received {
   enum class Outcome {
-    Nothing,        ///< Time-out, stop event, or a failed wait.
+    Nothing,        ///< Time-out or stop event.
     Datagram,       ///< `text` and what is said of the source are valid.
     ReadError,      ///< `error` is valid; a datagram over the capacity ends here.
     StrangeSocket,  ///< The system reported a socket that is not in the set.
+    WaitFailed,     ///< `error` is valid. Comes at once, so whoever goes on waiting has to rest.
   };
   Outcome outcome = Outcome::Nothing;
   std::size_t socket = 0;     ///< Position of the socket in the set that the receiver was made for.

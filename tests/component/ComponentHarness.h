@@ -31,8 +31,10 @@ namespace kellanseek::test {
 /// Addresses that never change.
 class QuietWatch : public platform::AddressChangeWatch {
  public:
-  Outcome Wait(platform::Event& stop, std::chrono::milliseconds timeout) override {
-    return platform::WaitForAny({&stop}, timeout).Signalled(0) ? Outcome::Stopped : Outcome::TimedOut;
+  Outcome Wait(platform::Event& stop, platform::Event& wake, std::chrono::milliseconds timeout) override {
+    const platform::WaitResult result = platform::WaitForAny({&stop, &wake}, timeout);
+    if (result.Signalled(1)) return Outcome::Woken;
+    return result.Signalled(0) ? Outcome::Stopped : Outcome::TimedOut;
   }
 };
 

@@ -48,6 +48,8 @@ class InjectedNetwork : public platform::UdpNetwork {
     receptionsThatFail_ = receptions;
     broadcastsThatFail_ = broadcasts;
   }
+  /// So many of the next waits for datagrams fail with error 88.
+  void FailWaits(int count) { waitsThatFail_ = count; }
   /// The local address that no socket can be bound to from now on; 0 for none.
   void Refuse(platform::Ipv4 address) { refused_ = address; }
   /// Waits, for ten seconds at most, until the sockets of a run have been opened.
@@ -105,6 +107,7 @@ class InjectedNetwork : public platform::UdpNetwork {
     explicit Receiver(InjectedNetwork& network) : network_(network) {}
     platform::Received ReceiveOne(platform::Event& stop, std::chrono::milliseconds timeout) override {
       if (network_.receptionsThatFail_-- > 0) network_.thrower_();
+      if (network_.waitsThatFail_-- > 0) return FailedWait();
       if (!network_.Take(current_)) {
         platform::WaitForAny({&stop, &network_.arrived_}, timeout);
         if (!network_.Take(current_)) return {};
@@ -120,6 +123,13 @@ class InjectedNetwork : public platform::UdpNetwork {
     }
 
    private:
+    static platform::Received FailedWait() {
+      platform::Received received;
+      received.outcome = platform::Received::Outcome::WaitFailed;
+      received.error = 88;
+      return received;
+    }
+
     InjectedNetwork& network_;
     Waiting current_ = {};
   };
@@ -140,6 +150,7 @@ class InjectedNetwork : public platform::UdpNetwork {
   std::atomic<platform::Ipv4> refused_ = 0;
   std::function<void()> thrower_;
   std::atomic<int> receptionsThatFail_ = 0;
+  std::atomic<int> waitsThatFail_ = 0;
   std::atomic<int> broadcastsThatFail_ = 0;
 };
 

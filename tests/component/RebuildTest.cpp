@@ -49,14 +49,15 @@ struct WatchEvents {
 class Notices : public platform::AddressChangeWatch {
  public:
   Notices(const RestlessHost& host, WatchEvents& events) : host_(host), events_(events) {}
-  Outcome Wait(platform::Event& stop, std::chrono::milliseconds timeout) override {
+  Outcome Wait(platform::Event& stop, platform::Event& wake, std::chrono::milliseconds timeout) override {
     const auto limit = host_.restless ? std::chrono::milliseconds(1) : timeout;
     if (events_.waitsThatFail-- > 0) throw std::runtime_error("broken");
     events_.waits.Set();
     const platform::WaitResult result =
-        platform::WaitForAny({&stop, &events_.notice, &events_.timeUp}, limit);
+        platform::WaitForAny({&stop, &events_.notice, &events_.timeUp, &wake}, limit);
     if (result.Signalled(0)) return Outcome::Stopped;
     if (result.Signalled(2)) return Outcome::TimedOut;
+    if (result.Signalled(3)) return Outcome::Woken;
     return result.Signalled(1) || host_.restless ? Outcome::Changed : Outcome::TimedOut;
   }
 
@@ -174,6 +175,27 @@ TEST_F(RebuildTest, OneThatCannotBindAnInterfaceWithdrawsWhatWasHeardThere) {
   host_.AddAddress(1, "10.0.0.5", "255.255.255.0");
   watch_.notice.Set();
   EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;");
+}
+
+TEST_F(RebuildTest, WaitsForDatagramsThatKeepFailingLeadToOne) {
+  for (const bool followsChanges : {true, false}) {
+    SCOPED_TRACE(followsChanges);
+    ComponentHarness world;
+    world.Configure(followsChanges ? "" : "<DetectInterfaceChanges>0</DetectInterfaceChanges>", "");
+    world.network.FailWaits(12);
+    world.Create();
+    const auto sink = FakeSink::Make();
+    world.Subscribe(sink.Get());
+    EXPECT_TRUE(world.network.WaitUntilOpened());
+    if (followsChanges) {
+      EXPECT_TRUE(world.network.WaitUntilOpened()) << "after ten";
+    }
+    world.Appear("a", "192.168.1.20");
+    EXPECT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"})) << "two more are overcome";
+    world.ReleaseAll();
+    EXPECT_EQ(world.traces.Messages(),
+              (std::vector<std::wstring>{L"LanSeek: Waiting for datagrams failed. Error = 88"}));
+  }
 }
 
 TEST_F(RebuildTest, OnlyANoticeOrTwoMinutesLeadToOne) {

@@ -24,7 +24,8 @@ SimulatedWorkstation::SimulatedWorkstation(SimulatedNetwork& simulation, std::st
       host(PluggedIn(simulation, address)),
       interfaces_(host.addresses, settings_, traces_),
       sockets_(host, interfaces_, settings_, table_.TableMutex(), traces_),
-      receiver_({host, interfaces_, sockets_, settings_, dispatcher_, engineLock_, ready_, stop_, traces_}) {
+      receiver_({host, interfaces_, sockets_, settings_, dispatcher_, engineLock_, ready_, stop_,
+                 rebuildWanted_, traces_}) {
   auto entries = interfaces_.SetupLanseekInterfaces();
   {
     const CtrlTable::Lock lock(table_);

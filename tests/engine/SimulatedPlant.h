@@ -53,6 +53,7 @@ class SimulatedWorkstation {
   RecordingDaemon daemon_;
   NoPause pacer_;
   platform::Event stop_{platform::Event::Kind::ManualReset};
+  platform::Event rebuildWanted_{platform::Event::Kind::AutoReset};
   platform::Event ready_{platform::Event::Kind::ManualReset};
   engine::EngineLock engineLock_;
   network::InterfaceTable interfaces_;

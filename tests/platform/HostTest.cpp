@@ -92,15 +92,18 @@ TEST(AddressChangeWatchTest, EndsWithTheTimeOrTheStop) {
   const auto watch = platform::WatchAddressChanges();
   ASSERT_NE(watch, nullptr);
   Event stop(Event::Kind::ManualReset);
-  EXPECT_EQ(watch->Wait(stop, milliseconds(50)), Outcome::TimedOut);
+  Event wake(Event::Kind::AutoReset);
+  EXPECT_EQ(watch->Wait(stop, wake, milliseconds(50)), Outcome::TimedOut);
+  wake.Set();
+  EXPECT_EQ(watch->Wait(stop, wake, milliseconds(20000)), Outcome::Woken);
   platform::Thread setter;
   ASSERT_FALSE(setter.Start("Setter", [&stop] {
     Event never(Event::Kind::ManualReset);
     platform::WaitForAny({&never}, milliseconds(20));
     stop.Set();
   }));
-  EXPECT_EQ(watch->Wait(stop, milliseconds(20000)), Outcome::Stopped);
-  EXPECT_EQ(watch->Wait(stop, milliseconds(20000)), Outcome::Stopped);
+  EXPECT_EQ(watch->Wait(stop, wake, milliseconds(20000)), Outcome::Stopped);
+  EXPECT_EQ(watch->Wait(stop, wake, milliseconds(20000)), Outcome::Stopped);
 }
 
 /// The same for the system's backend and its fake.

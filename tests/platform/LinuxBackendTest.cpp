@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -20,6 +22,7 @@
 #include "platform/Process.h"
 #include "platform/Thread.h"
 #include "platform/UdpSocket.h"
+#include "platform/posix/BoundSocket.h"
 #include "tests/support/ScratchDirectory.h"
 
 namespace kellanseek::test {
@@ -95,6 +98,25 @@ TEST(LinuxBackendTest, ThreadsBlockTheApplicationsSignals) {
     EXPECT_EQ(sigismember(&before, number), sigismember(&after, number)) << number;
   }
   EXPECT_FALSE(sigismember(&inThread, SIGSEGV)) << "a fault is for the crash handler to see";
+}
+
+TEST(LinuxBackendTest, AWaitForADescriptorThatTheProgramHasClosedFails) {
+  platform::UdpNetwork& network = platform::SystemUdpNetwork();
+  platform::SocketError error = 0;
+  const auto socket = network.CreateSocket(error);
+  ASSERT_NE(socket, nullptr);
+  const int descriptor = static_cast<platform::BoundSocket&>(*socket).Sources().front().descriptor;
+  const auto receiver = network.CreateReceiver({socket.get()}, 1000);
+  platform::Event stop(platform::Event::Kind::ManualReset);
+  const auto receive = [&] { return receiver->ReceiveOne(stop, std::chrono::milliseconds(0)); };
+  using Outcome = platform::Received::Outcome;
+  const int kept = dup(descriptor);
+  close(descriptor);
+  EXPECT_EQ(receive().outcome, Outcome::WaitFailed);
+  EXPECT_EQ(receive().error, EBADF);
+  dup2(kept, descriptor);
+  close(kept);
+  EXPECT_EQ(receive().outcome, Outcome::Nothing);
 }
 
 TEST(LinuxBackendTest, AThreadThatIsEndedEndsQuietly) {

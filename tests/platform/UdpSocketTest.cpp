@@ -81,6 +81,7 @@ class UdpSocketTest : public ::testing::Test {
     switch (received.outcome) {
       case Outcome::Nothing: return "nothing";
       case Outcome::StrangeSocket: return "strange";
+      case Outcome::WaitFailed: return "failed";
       case Outcome::ReadError: return std::to_string(received.socket) + ":error";
       case Outcome::Datagram: break;
     }

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <iterator>
 
 #include "platform/NetworkAddresses.h"
 #include "platform/posix/Descriptor.h"
@@ -25,28 +26,31 @@ class RouteNetlinkWatch : public AddressChangeWatch {
  public:
   explicit RouteNetlinkWatch(Descriptor socket) : socket_(std::move(socket)) {}
 
-  Outcome Wait(Event& stop, milliseconds timeout) override {
-    const Outcome first = WaitForNotice(stop, timeout);
+  Outcome Wait(Event& stop, Event& wake, milliseconds timeout) override {
+    const Outcome first = WaitForNotice(stop, wake, timeout);
     if (first != Outcome::Changed) return first;
     const Deadline burst(kLongestBurst);
     for (;;) {
       Drain();
       if (burst.Passed()) return Outcome::Changed;
-      const Outcome next = WaitForNotice(stop, kQuiet);
+      const Outcome next = WaitForNotice(stop, wake, kQuiet);
       if (next != Outcome::Changed) return next == Outcome::TimedOut ? Outcome::Changed : next;
     }
   }
 
  private:
-  Outcome WaitForNotice(Event& stop, milliseconds timeout) const {
+  Outcome WaitForNotice(Event& stop, Event& wake, milliseconds timeout) const {
     const Deadline deadline(timeout);
-    pollfd descriptors[] = {{stop.native().descriptor.get(), POLLIN, 0}, {socket_.get(), POLLIN, 0}};
+    pollfd descriptors[] = {{stop.native().descriptor.get(), POLLIN, 0},
+                            {wake.native().descriptor.get(), POLLIN, 0},
+                            {socket_.get(), POLLIN, 0}};
     for (;;) {
       const timespec left = deadline.Left();
-      const int ready = ppoll(descriptors, 2, &left, nullptr);
+      const int ready = ppoll(descriptors, std::size(descriptors), &left, nullptr);
       if (ready < 0 && errno != EINTR) return Outcome::Failed;
       if (stop.TryWait()) return Outcome::Stopped;
-      if (ready > 0 && descriptors[1].revents != 0) return Outcome::Changed;
+      if (wake.TryWait()) return Outcome::Woken;
+      if (ready > 0 && descriptors[2].revents != 0) return Outcome::Changed;
       if (deadline.Passed()) return Outcome::TimedOut;
     }
   }

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -72,7 +73,8 @@ Received ReadAheadReceiver::ReceiveOne(Event& stop, std::chrono::milliseconds ti
   if (stop.TryWait()) return {};
   if (next_ == pending_.size()) {
     DropHandedOn();
-    if (!WaitUntilReadable(stop, timeout)) return {};
+    const Received waited = WaitUntilReadable(stop, timeout);
+    if (waited.outcome != Received::Outcome::Datagram) return waited;
     ReadReady();
   } else if (sinceLastRead_ >= kHandedBetweenReads) {
     if (next_ >= kMostPending) DropHandedOn();
@@ -89,14 +91,27 @@ void ReadAheadReceiver::DropHandedOn() {
   next_ = 0;
 }
 
-bool ReadAheadReceiver::WaitUntilReadable(Event& stop, std::chrono::milliseconds timeout) {
+Received ReadAheadReceiver::WaitUntilReadable(Event& stop, std::chrono::milliseconds timeout) {
   std::vector<pollfd>& descriptors = batch_->descriptors;
   descriptors.assign(1, {stop.native().descriptor.get(), POLLIN, 0});
   for (const Source& source : sources_) descriptors.push_back({source.from.descriptor, POLLIN, 0});
   const Deadline deadline(timeout);
   const timespec left = deadline.Left();
   const int ready = ppoll(descriptors.data(), descriptors.size(), &left, nullptr);
-  return ready > 0 && descriptors.front().revents == 0;
+  Received waited;
+  if (ready < 0) {
+    if (errno == EINTR) return waited;
+    waited.outcome = Received::Outcome::WaitFailed;
+    waited.error = errno;
+  } else if (ready > 0 && descriptors.front().revents == 0) {
+    // A descriptor that the program has closed under us ends every wait, and there is nothing to read from
+    // it.
+    const auto lost = std::count_if(descriptors.begin(), descriptors.end(),
+                                    [](const pollfd& each) { return (each.revents & POLLNVAL) != 0; });
+    waited.outcome = ready > lost ? Received::Outcome::Datagram : Received::Outcome::WaitFailed;
+    waited.error = EBADF;
+  }
+  return waited;
 }
 
 void ReadAheadReceiver::ReadReady() {

@@ -36,7 +36,8 @@ class ReadAheadReceiver : public DatagramReceiver {
   };
   struct Batch;
 
-  bool WaitUntilReadable(Event& stop, std::chrono::milliseconds timeout);
+  /// Nothing, WaitFailed, or Datagram when there may be something to read.
+  Received WaitUntilReadable(Event& stop, std::chrono::milliseconds timeout);
   void ReadReady();
   void DropHandedOn();
   void ReadFrom(const Source& source);

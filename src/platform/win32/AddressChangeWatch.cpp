@@ -140,16 +140,18 @@ class SystemWatch final : public AddressChangeWatch {
     if (!listRequest_->Cancel()) static_cast<void>(listRequest_.release());
   }
 
-  Outcome Wait(Event& stop, std::chrono::milliseconds timeout) override {
-    const HANDLE handles[] = {stop.native().handle.get(), request_->Changed(), listRequest_->Changed()};
-    const DWORD count = listRequest_->Usable() ? 3 : 2;
+  Outcome Wait(Event& stop, Event& wake, std::chrono::milliseconds timeout) override {
+    const HANDLE handles[] = {stop.native().handle.get(), wake.native().handle.get(), request_->Changed(),
+                              listRequest_->Changed()};
+    const DWORD count = listRequest_->Usable() ? 4 : 3;
     constexpr std::chrono::milliseconds::rep kLongest = INFINITE - 1;
     const auto limit = std::clamp<std::chrono::milliseconds::rep>(timeout.count(), 0, kLongest);
     AskAgain();
     switch (WaitForMultipleObjects(count, handles, FALSE, static_cast<DWORD>(limit))) {
       case WAIT_OBJECT_0: return Outcome::Stopped;
-      case WAIT_OBJECT_0 + 1: request_->Ask(); return Outcome::Changed;
-      case WAIT_OBJECT_0 + 2: listRequest_->Ask(); return Outcome::Changed;
+      case WAIT_OBJECT_0 + 1: return Outcome::Woken;
+      case WAIT_OBJECT_0 + 2: request_->Ask(); return Outcome::Changed;
+      case WAIT_OBJECT_0 + 3: listRequest_->Ask(); return Outcome::Changed;
       case WAIT_TIMEOUT: return Outcome::TimedOut;
       default: return Outcome::Failed;
     }

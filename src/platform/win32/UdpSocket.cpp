@@ -105,14 +105,21 @@ class SelectReceiver final : public DatagramReceiver {
 
   Received ReceiveOne(Event& stop, std::chrono::milliseconds timeout) override {
     const AttachedWaker attached(stop, waker_);
-    if (stop.TryWait() || !WaitUntilReady(timeout) || stop.TryWait()) return {};
+    if (stop.TryWait()) return {};
+    Received received;
+    const int ready = WaitUntilReady(timeout);
+    if (ready == SOCKET_ERROR) {
+      received.outcome = Received::Outcome::WaitFailed;
+      received.error = WSAGetLastError();
+      return received;
+    }
+    if (ready == 0 || stop.TryWait()) return {};
     if (waker_.Usable() && ready_.Contains(waker_.Socket())) {
       waker_.Drain();
       if (ready_.Native()->fd_count == 1) return {};
     }
     const auto first = std::find_if(sockets_.begin(), sockets_.end(),
                                     [this](SOCKET socket) { return ready_.Contains(socket); });
-    Received received;
     if (first == sockets_.end()) {
       received.outcome = Received::Outcome::StrangeSocket;
       return received;
@@ -123,7 +130,8 @@ class SelectReceiver final : public DatagramReceiver {
   }
 
  private:
-  bool WaitUntilReady(std::chrono::milliseconds timeout) {
+  /// What select gives: the number of ready sockets, 0 when the time is over, or SOCKET_ERROR.
+  int WaitUntilReady(std::chrono::milliseconds timeout) {
     ready_.Clear();
     for (const SOCKET socket : sockets_) ready_.Add(socket);
     if (waker_.Usable()) ready_.Add(waker_.Socket());
@@ -132,7 +140,7 @@ class SelectReceiver final : public DatagramReceiver {
     timeval limit = {};
     limit.tv_sec = static_cast<long>(microseconds / kSecond);
     limit.tv_usec = static_cast<long>(microseconds % kSecond);
-    return select(0, ready_.Native(), nullptr, nullptr, &limit) > 0;
+    return select(0, ready_.Native(), nullptr, nullptr, &limit);
   }
 
   void Read(SOCKET socket, Received& received) {
