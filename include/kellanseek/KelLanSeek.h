@@ -28,12 +28,18 @@
 // need the loader lock to end, so it would wait for ever. An object holds the sinks of its subscriptions: a
 // sink that itself holds a reference to the object keeps both alive until it is unsubscribed.
 //
+// Creation. What is wrong with the configuration is traced and no failure. So is a thread that the system
+// does not give: the object works without it as far as it can, and the trace says which thread is missing and
+// why. Creation fails with E_OUTOFMEMORY, and with E_UNEXPECTED when the process has no descriptor (on
+// Windows: no event) left for the object; the trace has the reason.
+//
 // Process. Each object runs up to six threads: requests, receiver, daemon of virtual controllers, events,
 // host names, and the watch for changed addresses unless the settings turn that off. It installs no signal
-// handler. On Linux it holds some ten descriptors, and up to six more for each interface, which count against
-// the process's limit; none survives exec. A child made by fork has the object's memory and none of its
-// threads, so nothing works there: it leaves the inherited object alone, even unreleased, and runs exec or
-// ends by _exit.
+// handler. Its threads block all signals but those of faults, so no handler of the application runs on them.
+// On Linux it holds some ten descriptors, and up to six more for each interface, which count against the
+// process's limit; none survives exec. A child made by fork has the object's memory and none of its threads.
+// There the inherited object can be released and no more: its last release lets go of it without destroying
+// anything, and does not touch the parent's object.
 
 #include <cstddef>
 

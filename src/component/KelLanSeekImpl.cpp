@@ -7,6 +7,7 @@
 
 #include "config/Configuration.h"
 #include "diagnostics/StartThread.h"
+#include "platform/Process.h"
 #include "platform/Thread.h"
 
 namespace kellanseek {
@@ -48,6 +49,7 @@ HRESULT CKelLanSeek::Create(IUnknown* outer, REFIID iid, void** object,
 CKelLanSeek::CKelLanSeek(IUnknown* outer, const ComponentEnvironment& environment, ComponentModule& module)
     : CKelBase(static_cast<diagnostics::CKelObjectBase&>(*this)),
       moduleLock_(module),
+      process_(platform::CurrentProcessId()),
       controlling_(outer != nullptr ? outer : &inner_),
       registry_(environment.registry),
       trace_(environment.engine.debugOutput, kKelLanSeekUnit),
@@ -92,6 +94,9 @@ void CKelLanSeek::FinalRelease() {
 }
 
 void CKelLanSeek::Destroy() noexcept {
+  // A child made by fork has none of the threads, and locks that they held stay locked there: nothing of the
+  // object can be stopped or destroyed, so it stays.
+  if (platform::CurrentProcessId() != process_) return;
   references_.store(kDestroying, std::memory_order_relaxed);
   if (engine_.OnReceiverThread()) return DestroyElsewhere();
   FinalRelease();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <initializer_list>
 #include <new>
 #include <string>
@@ -122,6 +123,7 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   IUnknown* FindInterface(REFIID iid);
   ULONG AddOwnRef();
   ULONG ReleaseOwn();
+  /// Stops and destroys the object; in another process than its maker's it does nothing.
   void Destroy() noexcept;
   /// Leaves the end to a thread of its own.
   void DestroyElsewhere() noexcept;
@@ -185,6 +187,7 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   HRESULT RemoveVC(BSTR systemID, bool keep, int line = __builtin_LINE());
 
   const ModuleLock moduleLock_;
+  const std::uint32_t process_;  ///< The one that made the object.
   std::atomic<ULONG> references_{0};
   InnerUnknown inner_{*this};
   /// Whose references and interfaces the outside sees; the inner one's unless aggregated.

@@ -42,6 +42,25 @@ int InChild(const Body& body) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
+TEST(ProcessTest, InAChildAReleaseOnlyLetsGo) {
+  ComponentHarness world;
+  world.Create();
+  const auto release = [&world] {
+    world.ReleaseAll();
+    return world.module.InUse() ? 0 : 1;
+  };
+  EXPECT_EQ(InChild(release), 0);
+  int onEventThread = -1;
+  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
+    onEventThread = InChild(release);
+    return S_OK;
+  });
+  world.Subscribe(sink.Get());
+  world.Appear("a", "192.168.1.20");
+  EXPECT_EQ(sink->WaitForTexts(1), Texts{L"11;1;0;"}) << "here the object works on";
+  EXPECT_EQ(onEventThread, 0);
+}
+
 /// From now on the process starts no thread.
 bool GiveThreadsUp() {
   const rlimit none{0, 0};
