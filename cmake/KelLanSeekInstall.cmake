@@ -40,6 +40,5 @@ install(FILES ${PROJECT_BINARY_DIR}/KelLanSeekConfig.cmake ${PROJECT_BINARY_DIR}
         DESTINATION ${package_dir})
 
 # cmake --install DIR --component register: the installed component becomes the one that CoCreateInstance finds.
-install(CODE "
-  execute_process(COMMAND \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/kelseek\" register COMMAND_ERROR_IS_FATAL ANY)
-  " COMPONENT register EXCLUDE_FROM_ALL)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/Register.cmake.in Register.cmake @ONLY)
+install(SCRIPT ${PROJECT_BINARY_DIR}/Register.cmake COMPONENT register EXCLUDE_FROM_ALL)

@@ -162,6 +162,26 @@ class CommandLine(unittest.TestCase):
         self.assert_said("unregister", f" no longer registered in {own}.\nThat file had nothing else", **user)
         self.assertFalse(own.exists())
 
+    def test_staged_component_is_registered_for_where_it_will_be(self):
+        stage = self.folder / "a stage"
+        install = ["cmake", "--install", KELSEEK.parent, "--prefix", "/opt/kel"]
+
+        def run(*arguments, **environment):
+            subprocess.run([*install, *arguments], check=True, capture_output=True, cwd=self.folder,
+                           env={**os.environ, "KELLANSEEK_MODULE": "none", **environment})
+
+        run(DESTDIR=str(stage))
+        for destination in (str(stage), stage.name):
+            with self.subTest(destination):
+                run("--component", "register", DESTDIR=destination, KELLANSEEK_REGISTRY=str(self.folder / "registry"))
+                self.assertFalse((self.folder / "registry").exists())
+                written = stage / "etc" / "kellanseek" / "registry"
+                self.assertEqual([written], list(written.parent.iterdir()))
+                self.assertNotIn(str(self.folder), written.read_text())
+                module = re.search(r"\n@=(/opt/kel/.*/" + re.escape(MODULE_NAME) + r")\n", written.read_text())[1]
+                self.assertTrue((stage / module[1:]).exists(), module)
+                written.unlink()
+
     def test_what_was_typed_cannot_command_the_terminal(self):
         for arguments in (["\x1b[31m"], ["list", "--module", "\x1b]0;x\x07"], ["list", "--wait", "\x9b1"]):
             with self.subTest(arguments):
