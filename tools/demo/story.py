@@ -15,7 +15,7 @@ class Promise:
 
     def matches(self, line):
         columns = re.split(" {2,}", line)
-        return len(columns) > 5 and (columns[1], columns[3], columns[5]) == (self.reason, self.kind, self.name)
+        return len(columns) > 4 and (columns[1], columns[2], columns[4]) == (self.reason, self.kind, self.name)
 
     def __str__(self):
         return f"{self.reason} of {self.name}"
