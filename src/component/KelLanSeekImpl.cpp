@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "config/Configuration.h"
@@ -64,12 +63,12 @@ void CKelLanSeek::FinalConstruct() {
 }
 
 void CKelLanSeek::Configure() {
-  const std::optional<std::wstring> directory = config::ConfiguredDirectory(registry_);
-  if (!directory) {
+  std::wstring directory;
+  if (config::ConfiguredDirectory(registry_, directory) != S_OK) {
     trace_.LongError(L"CKelLanSeek::FinalConstruct. Could not read the registry key ConfigDir.");
     return;
   }
-  AddStaticControllers(config::LoadConfiguration(*directory, settings_, trace_));
+  AddStaticControllers(config::LoadConfiguration(directory, settings_, trace_));
 }
 
 void CKelLanSeek::AddStaticControllers(std::vector<CtrlInfo> controllers) {

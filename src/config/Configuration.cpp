@@ -20,10 +20,8 @@ std::wstring InDirectory(const std::wstring& directory, const wchar_t* name) {
 
 }  // namespace
 
-std::optional<std::wstring> ConfiguredDirectory(platform::RegistryStore& registry) {
-  std::wstring directory;
-  if (registry.Read(kConfigKey, kConfigValue, kMaxConfigDir, directory) != S_OK) return std::nullopt;
-  return directory;
+HRESULT ConfiguredDirectory(platform::RegistryStore& registry, std::wstring& directory) {
+  return registry.Read(kConfigKey, kConfigValue, kMaxConfigDir, directory);
 }
 
 HRESULT SetConfiguredDirectory(platform::RegistryStore& registry, const std::wstring& directory) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,9 +10,9 @@
 
 namespace kellanseek::config {
 
-/// The directory that components of this host read, as the registry has it; none when it is not there, longer
-/// than 259 characters or not to be read.
-std::optional<std::wstring> ConfiguredDirectory(platform::RegistryStore& registry);
+/// The directory that components of this host read, as the registry has it. S_FALSE when none is set, a
+/// failure when it is longer than 259 characters or the registry cannot be read.
+HRESULT ConfiguredDirectory(platform::RegistryStore& registry, std::wstring& directory);
 /// Points the components of this host that start from now on to a directory. E_INVALIDARG when its path is
 /// too long; what RegistryStore::Write gives.
 HRESULT SetConfiguredDirectory(platform::RegistryStore& registry, const std::wstring& directory);

@@ -36,12 +36,18 @@ std::wstring Absolute(const std::string& directory) {
 
 std::wstring DirectoryToCheck(const CheckOptions& options) {
   if (!options.directory.empty()) return FromUtf8(options.directory);
-  const auto configured = config::ConfiguredDirectory(platform::SystemRegistryStore());
-  if (!configured) {
+  platform::RegistryStore& registry = platform::SystemRegistryStore();
+  std::wstring configured;
+  const HRESULT result = config::ConfiguredDirectory(registry, configured);
+  if (FAILED(result)) {
+    throw CommandError(kWrongUse, "components of this host find no configuration directory: " +
+                                      Printable(registry.LastErrorText()) + " (" + CodeText(result) + ")");
+  }
+  if (result != S_OK) {
     throw CommandError(kWrongUse,
                        "no configuration directory is set on this host: name one, or see init-config --use");
   }
-  return *configured;
+  return configured;
 }
 
 std::string Line(const config::ConfigRemark& remark, bool colours) {

@@ -123,6 +123,8 @@ class CommandLine(unittest.TestCase):
         settings.unlink()
         settings.mkdir()
         check(2, "lanseekconf.xml", str(directory))
+        os.truncate(self.folder / "registry", (4 << 20) + 1)
+        check(2, "registry: File too large")
 
     def test_registration_and_its_end(self):
         registry = self.folder / "registry"
