@@ -57,8 +57,9 @@ std::wstring Quoted(std::wstring_view text) {
   return L"\"" + std::wstring(text.substr(0, kLongestQuote)) + (cut ? L"...\"" : L"\"");
 }
 
-void CheckChildren(platform::XmlNode& parent, const std::vector<KnownElement>& known,
-                   const std::vector<std::wstring_view>& elsewhere, Remarks& remarks) {
+void CheckChildren(platform::XmlNode& parent, std::wstring_view parentName,
+                   const std::vector<KnownElement>& known, const std::vector<std::wstring_view>& elsewhere,
+                   Remarks& remarks) {
   std::vector<std::wstring> present;
   if (FAILED(parent.ChildNames(present))) return;
   std::vector<std::wstring_view> here;
@@ -89,7 +90,8 @@ void CheckChildren(platform::XmlNode& parent, const std::vector<KnownElement>& k
   }
   if (unknownNames > kMostUnknownNames) {
     remarks.Finding(parent.Line(), std::to_wstring(unknownNames - kMostUnknownNames) +
-                                       L" more names of elements are not known here and are ignored.");
+                                       L" more names of elements in " + Quoted(parentName) +
+                                       L" are not known and are ignored.");
   }
 }
 

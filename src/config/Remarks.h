@@ -40,10 +40,11 @@ struct KnownElement {
 
 /// Reports the children that are ignored: those whose name is not known there, with the name that was
 /// probably meant, and all but the first of those that count once; and elements inside of a text, which count
-/// as a part of it. Of unknown names beyond a hundred only the
-/// number is told. `elsewhere` are names that are known at other places of the file.
-void CheckChildren(platform::XmlNode& parent, const std::vector<KnownElement>& known,
-                   const std::vector<std::wstring_view>& elsewhere, Remarks& remarks);
+/// as a part of it. Of unknown names beyond a hundred only the number is told. `elsewhere` are names that are
+/// known at other places of the file.
+void CheckChildren(platform::XmlNode& parent, std::wstring_view parentName,
+                   const std::vector<KnownElement>& known, const std::vector<std::wstring_view>& elsewhere,
+                   Remarks& remarks);
 
 /// Reports what kept a file from being taken at all. False when there is such a thing.
 bool CheckOpened(const EncodedDocument& file, HRESULT opened, Remarks& remarks);

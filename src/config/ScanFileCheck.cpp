@@ -36,7 +36,7 @@ std::wstring RangeProblem(const NumericElement& element, std::int32_t number) {
   switch (element.kind) {
     case NumericElement::Kind::Flag: return name + L" counts as 1, as every number but 0 does; write 1.";
     case NumericElement::Kind::Port:
-      return L"No port has the number " + Number(number) + L"; sockets take its low 16 bits, " +
+      return name + L" is " + Number(number) + L", which no port has; sockets take its low 16 bits, " +
              Number(CKelLanSeekConfigSettings::Port(number)) + L".";
     case NumericElement::Kind::Count:
       if (number < 0)
@@ -87,7 +87,7 @@ class ScanFileCheck {
       communication.push_back({each.name});
       deeper.push_back(each.name);
     }
-    CheckChildren(root,
+    CheckChildren(root, kRoot,
                   {{L"FakeRemoteVCAs"},
                    {L"CommunicationSettings", false, false},
                    {L"ExcludeInterfaces", false, false},
@@ -96,7 +96,7 @@ class ScanFileCheck {
                   deeper, remarks_);
     CheckFakeRemoteVCAs(root);
     if (const Node container = Child(root, L"CommunicationSettings")) {
-      CheckChildren(*container, communication, higher, remarks_);
+      CheckChildren(*container, L"CommunicationSettings", communication, higher, remarks_);
       for (const NumericElement& each : CommunicationElements()) CheckNumber(*container, each);
       CheckTogether(container->Line());
     }
@@ -163,7 +163,7 @@ class ScanFileCheck {
     if (configured_.DynamicDetectionEnabled == 0) {
       remarks_.Finding(container->Line(), what + L" has no effect because DynamicDetectionEnabled is 0.");
     }
-    CheckChildren(*container, {{L"SubNet", true}}, {L"IPNumber", L"SubNetMask"}, remarks_);
+    CheckChildren(*container, what, {{L"SubNet", true}}, {L"IPNumber", L"SubNetMask"}, remarks_);
     std::vector<Node> nodes;
     if (container->SelectNodes(L"SubNet", nodes) != S_OK) return;
     std::size_t usable = 0;
@@ -179,31 +179,35 @@ class ScanFileCheck {
 
   /// True when the entry is taken.
   bool CheckSubNet(platform::XmlNode& node, bool excluded) {
-    CheckChildren(node, {{L"IPNumber"}, {L"SubNetMask"}}, {}, remarks_);
+    CheckChildren(node, L"SubNet", {{L"IPNumber"}, {L"SubNetMask"}}, {}, remarks_);
     SubNetEntry entry;
     for (const auto& [name, field] :
          {std::pair(L"IPNumber", &entry.IPNumber), {L"SubNetMask", &entry.SubNetMask}}) {
       const Node element = Child(node, name);
       if (!element || element->Text(*field) != S_OK) {
-        remarks_.Finding(node.Line(), std::wstring(L"The subnet has no ") + name + L" and is ignored.");
+        remarks_.Finding(node.Line(), std::wstring(L"SubNet has no ") + name + L" and is ignored.");
         return false;
       }
     }
     if (!entry.Valid()) {
-      remarks_.Finding(node.Line(), L"The subnet with IPNumber " + Quoted(entry.IPNumber) +
-                                        L" and SubNetMask " + Quoted(entry.SubNetMask) +
+      remarks_.Finding(node.Line(), L"SubNet with IPNumber " + Quoted(entry.IPNumber) + L" and SubNetMask " +
+                                        Quoted(entry.SubNetMask) +
                                         L" is removed as bad: both must be dotted IPv4 addresses other than "
                                         L"255.255.255.255.");
       return false;
     }
-    const std::wstring problem =
-        AddressProblem(L"IPNumber", entry.IPNumber) + AddressProblem(L"SubNetMask", entry.SubNetMask);
-    if (!problem.empty()) remarks_.Finding(node.Line(), problem);
+    bool plain = true;
+    for (const std::wstring& problem :
+         {AddressProblem(L"IPNumber", entry.IPNumber), AddressProblem(L"SubNetMask", entry.SubNetMask)}) {
+      if (problem.empty()) continue;
+      plain = false;
+      remarks_.Finding(node.Line(), problem);
+    }
     const std::uint32_t mask = platform::HostOrder(platform::ParseIpv4(std::wstring_view(entry.SubNetMask)));
     if (std::countl_one(mask) + std::countr_zero(mask) < 32) {
       remarks_.Finding(node.Line(),
                        L"SubNetMask " + entry.SubNetMask + L" has a gap, so no interface has that mask.");
-    } else if (problem.empty()) {
+    } else if (plain) {
       remarks_.Taken(node.Line(), L"Interfaces in the subnet of " + entry.IPNumber + L" with mask " +
                                       entry.SubNetMask + (excluded ? L" are left out." : L" are used."));
     }

@@ -52,11 +52,11 @@ class StaticFileCheck {
     std::vector<Node> nodes;
     if (FAILED(parser.GetInformation(listed)) || FAILED(root->SelectNodes(std::wstring(kEntry), nodes)) ||
         nodes.size() != listed.size()) {
-      return remarks_.Unreadable(L"The list of controllers cannot be read.");
+      return remarks_.Unreadable(L"The elements " + Quoted(kEntry) + L" cannot be read.");
     }
     std::vector<std::wstring_view> elsewhere;
     for (const KnownElement& each : known_) elsewhere.push_back(each.name);
-    CheckChildren(*root, {{kEntry, true}}, elsewhere, remarks_);
+    CheckChildren(*root, kRoot, {{kEntry, true}}, elsewhere, remarks_);
     if (completeInfoMode_) {
       remarks_.Taken(
           0,
@@ -68,7 +68,7 @@ class StaticFileCheck {
 
  private:
   void CheckEntry(platform::XmlNode& node, const CtrlInfo& controller) {
-    CheckChildren(node, known_, {}, remarks_);
+    CheckChildren(node, kEntry, known_, {}, remarks_);
     std::wstring text;
     bool clean = true;
     for (const IdentityElement& each : IdentityElements()) {
@@ -130,12 +130,13 @@ class StaticFileCheck {
     const std::uint32_t first = platform::HostOrder(address) >> 24;
     const bool reachable = first != 0 && first < 224;
     if (!reachable)
-      remarks_.Finding(node.Line(), Title(controller) + L" has an address that no controller can have.");
+      remarks_.Finding(node.Line(),
+                       Title(controller) + L" has a ControllerLocAddr that no controller can have.");
     const auto [earlier, isFirst] = lineOfAddress_.emplace(address, node.Line());
     if (!isFirst) {
-      remarks_.Finding(node.Line(),
-                       Title(controller) + L" is at the same address as the controller of line " +
-                           std::to_wstring(earlier->second) + L", which is written differently.");
+      remarks_.Finding(node.Line(), Title(controller) +
+                                        L" has the ControllerLocAddr of the controller of line " +
+                                        std::to_wstring(earlier->second) + L", written differently.");
     }
     return problem.empty() && reachable && isFirst;
   }
@@ -154,8 +155,10 @@ class StaticFileCheck {
       case Verdict::NoSystemID:
         return dropped + L"it has no SystemIdentity, which it needs because nothing asks for it.";
       case Verdict::NoVersion:
-        return dropped + L"it has no version, which it needs because nothing asks for it.";
-      case Verdict::AddressConflict: return dropped + earlier() + L" has the same address.";
+        return dropped +
+               L"it has no version (MajorVersion, MinorVersion, Revision), which it needs because nothing "
+               L"asks for it.";
+      case Verdict::AddressConflict: return dropped + earlier() + L" has the same ControllerLocAddr.";
       case Verdict::SystemIDConflict: return dropped + earlier() + L" has the same SystemIdentity.";
     }
     return {};

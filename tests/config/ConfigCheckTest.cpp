@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -51,12 +52,19 @@ std::vector<std::string> Findings(const ConfigReport& report) {
 const std::string kScanFile = "lanseekconf.xml";
 const std::string kStaticFile = "controllerid.xml";
 
+/// Every finding says which element it is about.
+void ExpectElementsNamed(const std::vector<std::string>& findings) {
+  static const std::regex element("Element \"|[A-Z][a-z]+[A-Z]|Retries|IPNumber");
+  for (const std::string& each : findings) EXPECT_TRUE(std::regex_search(each, element)) << each;
+}
+
 /// What is found in a scan file with `inside`, which begins on line 2, behind the root.
 void ExpectInScanFile(const char* what, const std::string& inside, const std::vector<std::string>& findings) {
   const ConfigFiles files;
   files.WriteSettings(inside);
   const ConfigReport report = CheckConfiguration(files.Directory().Wide());
   EXPECT_TRUE(AreThese(Findings(report), kScanFile, findings)) << what;
+  ExpectElementsNamed(Findings(report));
   EXPECT_EQ(report.Clean(), findings.empty()) << what;
   EXPECT_FALSE(report.unreadable) << what;
 }
@@ -72,8 +80,9 @@ TEST(ConfigCheckTest, FindsWhatTheScanFileDoesNotMean) {
   expect("twice", numbers("Retries=1;Retries=2"), {"4: only the first counts"});
   expect("an element in a text", numbers("Retries=1<b>2</b>"), {"3: \"b\" inside, whose text counts"});
   expect("hexadecimal port", numbers("RequestPort=0x1588"),
-         {"3: \"0x1588\", which is not a plain decimal number of 32 bits; it reads as 0."});
-  expect("port too high", numbers("ResponsePort=70000"), {"3: low 16 bits, 4464"});
+         {"3: RequestPort is \"0x1588\", which is not a plain decimal number of 32 bits; it reads as 0."});
+  expect("port too high", numbers("ResponsePort=70000"),
+         {"3: ResponsePort is 70000, which no port has; sockets take its low 16 bits, 4464"});
   expect("the same ports", numbers("RequestPort=5513"), {"2: cannot be told apart"});
   expect(
       "flag as a word", numbers("NonLocalUpdatesEnabled=true"),
@@ -81,10 +90,9 @@ TEST(ConfigCheckTest, FindsWhatTheScanFileDoesNotMean) {
   expect("flag as another number", Elements("DetectInterfaceChanges=5"), {"2: counts as 1"});
   expect("empty", numbers("Retries"), {"3: Retries is empty and reads as 0."});
   expect("clamped", numbers("NonLocalRetries=99999999999"), {"3: reads as 2147483647"});
-  expect("negative retries", numbers("Retries=-1"), {"3: without end and never lost"});
-  expect("negative intervals", numbers("RefreshInterval=-1;NonLocalRefreshInterval=-1"),
-         {"3: no refresh is ever broadcast", "4: not asked periodically"});
-  expect("negative time", numbers("RefreshTimeout=-1"), {"3: not asked again and never lost"});
+  expect("negative", numbers("RefreshInterval=-1;NonLocalRefreshInterval=-1;RefreshTimeout=-1;Retries=-1"),
+         {"3: no refresh is ever broadcast", "4: not asked periodically", "5: not asked again and never lost",
+          "6: without end and never lost"});
   expect("no interval", numbers("RefreshInterval=0"),
          {"3: works as 1 second", "2: RefreshTimeout is longer"});
   expect("no time", numbers("RefreshTimeout=0"), {"3: no time for an answer"});
@@ -98,7 +106,7 @@ TEST(ConfigCheckTest, FindsSelectionsOfInterfacesThatDoNotSelect) {
   expect("both selections", In("UseInterfaces", SubNet("x", "y")) + In("ExcludeInterfaces", ten),
          {"2: UseInterfaces is ignored"});
   expect("bad subnets", In("UseInterfaces", SubNet("10.0.0.999", "255.0.0.0") + Elements("SubNet")),
-         {"3: removed as bad", "7: has no IPNumber", "2: switches broadcast discovery off"});
+         {"3: SubNet with IPNumber", "7: SubNet has no IPNumber", "2: switches broadcast discovery off"});
   expect("mask with a gap", In("ExcludeInterfaces", SubNet("10.0.0.0", "255.0.255.0")), {"3: has a gap"});
   expect("octal address", In("ExcludeInterfaces", SubNet("010.0.0.0", "255.0.0.0")),
          {"3: which means 8.0.0.0"});
@@ -115,6 +123,7 @@ void ExpectInStaticFile(const char* what, bool complete, const std::string& insi
   if (complete) files.WriteSettings(NothingAsked());
   const auto findings = Findings(CheckConfiguration(files.Directory().Wide()));
   EXPECT_TRUE(AreThese(findings, kStaticFile, expected)) << what;
+  ExpectElementsNamed(findings);
 
   // What is said to be dropped is what the component drops.
   FakeDebugOutput traces;
@@ -137,12 +146,12 @@ TEST(ConfigCheckTest, FindsWhyStaticControllersAreDropped) {
   expect("no address", false, ControllerIdentity(""), {"2: it has no ControllerLocAddr"});
   expect("no such address", false, at("plc7"), {"2: \"plc7\" is no IPv4 address"});
   expect("the same address", false, at("10.0.0.1") + at("10.0.0.1"),
-         {"5: the controller of line 2 has the same address"});
+         {"5: the controller of line 2 has the same ControllerLocAddr"});
   expect("the same address in other words", false, at("10.0.0.1") + at("10.1"),
-         {"5: means 10.0.0.1", "5: at the same address as the controller of line 2"});
-  expect("an address for many", false, at("224.0.0.1"), {"2: no controller can have"});
+         {"5: means 10.0.0.1", "5: has the ControllerLocAddr of the controller of line 2"});
+  expect("an address for many", false, at("224.0.0.1"), {"2: ControllerLocAddr that no controller can have"});
   expect("incomplete", true, at("10.0.0.1") + at("10.0.0.2", "SystemIdentity=S"),
-         {"2: it has no SystemIdentity", "5: it has no version"});
+         {"2: it has no SystemIdentity", "5: it has no version (MajorVersion, "});
   expect("the same system", true, at("10.0.0.1", whole) + at("10.0.0.2", whole),
          {"9: the controller of line 2 has the same SystemIdentity"});
   expect("half a version", false, at("10.0.0.1", "MajorVersion=6"), {"2: The version counts as not known"});
@@ -203,7 +212,9 @@ TEST(ConfigCheckTest, AFileFullOfUnknownNamesIsToldInAHundred) {
   const std::vector<std::string> findings = Findings(CheckConfiguration(files.Directory().Wide()));
   ASSERT_EQ(findings.size(), 102U);
   EXPECT_NE(findings[1].find("\"Extra1000\" is not known here"), std::string::npos) << findings[1];
-  EXPECT_NE(findings.back().find("1900 more names"), std::string::npos) << findings.back();
+  EXPECT_NE(findings.back().find("1900 more names of elements in \"KelLanSeekConfigurations\""),
+            std::string::npos)
+      << findings.back();
 }
 
 TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndReplaceNothing) {
