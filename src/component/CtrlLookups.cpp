@@ -96,27 +96,10 @@ HRESULT CKelLanSeek::FindByURL(std::wstring_view url, ULONG* lanSeekID) {
 
 STDMETHODIMP CKelLanSeek::RefreshForID(ULONG lanSeekID) {
   return Guarded([&]() -> HRESULT {
-    ReadOutcome outcome;
-    {
-      const CtrlTable::Lock lock(table_);
-      if (lanSeekID >= table_.NextLanSeekID()) {
-        outcome = {E_INVALIDARG, L"LanSeekID too large"};
-      } else if (const auto record = table_.Find(lanSeekID); record != table_.end()) {
-        ScheduleRefresh(table_.Edit(record));
-      } else {
-        outcome = {KEL_E_LANSEEKID_NOT_IN_USE, L"LanSeekID no longer in use."};
-      }
-    }
-    return outcome.result == S_OK ? S_OK : Fail(outcome.result, outcome.message);
+    const HRESULT result = engine_.RefreshForID(lanSeekID);
+    if (result == S_OK) return S_OK;
+    return Fail(result, result == E_INVALIDARG ? L"LanSeekID too large" : L"LanSeekID no longer in use.");
   });
-}
-
-void CKelLanSeek::ScheduleRefresh(CtrlInfo& record) const {
-  if (record.retriesLeft >= 0 || record.ctrlType == VC || !record.Available()) return;
-  const bool byBroadcast = settings_.NonLocalUpdatesEnabled == 0 || record.Dynamic();
-  record.ticksToNextAction = byBroadcast ? 1 : 0;
-  record.retriesLeft =
-      settings_.OneMore(byBroadcast ? settings_.RetryCount() : settings_.NonLocalRetryCount());
 }
 
 STDMETHODIMP CKelLanSeek::Ping() {

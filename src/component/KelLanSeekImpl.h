@@ -183,7 +183,6 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   template <typename Find>
   HRESULT LookUp(ULONG* lanSeekID, const wchar_t* notFoundMessage, Find&& find, int line = __builtin_LINE());
   HRESULT FindByURL(std::wstring_view url, ULONG* lanSeekID);
-  void ScheduleRefresh(CtrlInfo& record) const;
   HRESULT RemoveVC(BSTR systemID, bool keep, int line = __builtin_LINE());
 
   const ModuleLock moduleLock_;

@@ -176,6 +176,11 @@ HRESULT CControllerSeek::AddRemoteController(const std::wstring& address, std::u
   return lifecycle_.AddRemoteController(table_, address, lanSeekID);
 }
 
+HRESULT CControllerSeek::RefreshForID(std::uint32_t lanSeekID) {
+  const CtrlTable::Lock lock(table_);
+  return refreshCycle_.RefreshForID(table_, lanSeekID);
+}
+
 HRESULT CControllerSeek::RegisterVC(std::wstring_view systemPath, std::wstring_view systemID,
                                     std::uint32_t processID, RemoteVCPublication remotePublication,
                                     const VCInterface* vci) {

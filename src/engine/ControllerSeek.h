@@ -70,6 +70,10 @@ class CControllerSeek {
   HRESULT AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID)
       EXCLUDES(table_.TableMutex());
 
+  /// Has a controller asked at the next tick: S_OK, E_INVALIDARG for an id that was never issued, or
+  /// KEL_E_LANSEEKID_NOT_IN_USE.
+  HRESULT RefreshForID(std::uint32_t lanSeekID) EXCLUDES(table_.TableMutex());
+
   /// Registers a virtual controller of this host: S_OK, E_INVALIDARG, KEL_E_SYSTEMID_PRESENT, or E_UNEXPECTED
   /// when the object cannot be referenced. `vci` may be null.
   HRESULT RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,

@@ -188,6 +188,18 @@ void RefreshCycle::AskByBroadcast(CtrlInfo& record) {
   if (!request.empty()) requests_.AddBroadcast(position, std::move(request));
 }
 
+HRESULT RefreshCycle::RefreshForID(CtrlTable& table, std::uint32_t lanSeekID) const {
+  if (lanSeekID >= table.NextLanSeekID()) return E_INVALIDARG;
+  const auto found = table.Find(lanSeekID);
+  if (found == table.end()) return KEL_E_LANSEEKID_NOT_IN_USE;
+  if (found->retriesLeft >= 0 || found->ctrlType == VC || !found->Available()) return S_OK;
+  CtrlInfo& record = table.Edit(found);
+  const bool byAddress = NonLocal(record);
+  record.ticksToNextAction = byAddress ? 0 : 1;
+  record.retriesLeft = settings_.OneMore(byAddress ? settings_.NonLocalRetryCount() : settings_.RetryCount());
+  return S_OK;
+}
+
 void RefreshCycle::StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type) {
   if (!interfaces_.Contains(position)) {
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad interface index");

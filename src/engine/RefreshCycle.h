@@ -49,6 +49,11 @@ class RefreshCycle {
   void StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type)
       REQUIRES(table.TableMutex());
 
+  /// Has a listed controller asked at the next tick, because a client wants news of it. One that is being
+  /// asked already, one that is not there and a virtual controller of this host are left as they are. S_OK,
+  /// E_INVALIDARG for an id that was never issued, or KEL_E_LANSEEKID_NOT_IN_USE.
+  HRESULT RefreshForID(CtrlTable& table, std::uint32_t lanSeekID) const REQUIRES(table.TableMutex());
+
   /// Counts a request that another workstation has sent to a controller as one of our own, unless ours has
   /// left just now. `timeout` is the time for its answer in ticks.
   static void CountRequest(CtrlInfo& record, std::int32_t timeout) {

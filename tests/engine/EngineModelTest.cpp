@@ -71,7 +71,7 @@ class History {
   }
 
   void Act() {
-    switch (Upto(16)) {
+    switch (Upto(17)) {
       case 0: Define(); break;
       case 1: AddRemote(); break;
       case 2: Register(); break;
@@ -81,6 +81,7 @@ class History {
       case 6:
       case 7:
       case 8: Ticks(Upto(8) + 1); break;
+      case 9: RefreshForID(); break;
       default: Message(); break;
     }
     Compare();
@@ -231,6 +232,18 @@ class History {
     }
     EXPECT_EQ(result, plain_.AddRemote(Wide(address), want));
     EXPECT_EQ(got, want);
+  }
+
+  /// Ids that were never issued, and those of records that have gone, among them.
+  void RefreshForID() {
+    const auto id = static_cast<std::uint32_t>(Upto(static_cast<int>(plain_.nextId) + 3));
+    story += "\nrefresh " + std::to_string(id);
+    HRESULT result = S_OK;
+    {
+      const CtrlTable::Lock lock(engine_.table);
+      result = engine_.refresh.RefreshForID(engine_.table, id);
+    }
+    EXPECT_EQ(result, plain_.RefreshForID(id));
   }
 
   void Register() {

@@ -141,6 +141,19 @@ HRESULT PlainEngine::AddRemote(const std::wstring& address, std::uint32_t& id) {
   return S_OK;
 }
 
+HRESULT PlainEngine::RefreshForID(std::uint32_t id) {
+  if (id >= nextId) return E_INVALIDARG;
+  for (CtrlInfo& r : records) {
+    if (r.lanSeekID != id) continue;
+    if (r.retriesLeft >= 0 || r.ctrlType == VC || r.ctrlStatus != CtrlAvailable) return S_OK;
+    const bool polled = Polls() && r.identificationType != DynamicCtrlDefinition;
+    r.ticksToNextAction = polled ? 0 : 1;
+    r.retriesLeft = (polled ? settings_.NonLocalRetries : settings_.Retries) + 1;
+    return S_OK;
+  }
+  return static_cast<HRESULT>(0xC0040412U);
+}
+
 bool PlainEngine::UpdateFrom(CtrlInfo& r, const CtrlInfo& newer) {
   const auto says = [](const CtrlInfo& c) {
     return std::tie(c.ctrlName, c.systemName, c.releasePath, c.ctrlID, c.versionMajor, c.versionMinor,

@@ -45,6 +45,7 @@ class PlainEngine {
   HRESULT Register(const CtrlInfo& identity);
   HRESULT Unregister(const std::wstring& systemID, bool keep);
   HRESULT AddRemote(const std::wstring& address, std::uint32_t& id);
+  HRESULT RefreshForID(std::uint32_t id);
 
   std::vector<CtrlInfo> records;
   std::vector<Interface> interfaces;
