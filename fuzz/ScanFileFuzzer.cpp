@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 
   CKelLanSeekConfigSettings checked;
   config::ConfigReport report;
-  config::CheckScanFile(file.Path(), checked, report);
+  config::CheckScanFile(file.Path(), {}, checked, report);
   Require(opened || !report.Clean());
   Require(checked.RequestPort == settings.RequestPort && checked.InterfaceMode == settings.InterfaceMode);
   return 0;

@@ -8,7 +8,8 @@
 
 namespace kellanseek::config {
 
-ConfigReport CheckConfiguration(const std::wstring& directory) {
+ConfigReport CheckConfiguration(const std::wstring& directory,
+                                const std::vector<platform::AddressRow>& host) {
   ConfigReport report;
   const platform::PathKind kind = platform::KindOfPath(directory);
   if (kind != platform::PathKind::Directory) {
@@ -18,7 +19,7 @@ ConfigReport CheckConfiguration(const std::wstring& directory) {
     return report;
   }
   CKelLanSeekConfigSettings settings;
-  CheckScanFile(ScanConfigurationFile(directory), settings, report);
+  CheckScanFile(ScanConfigurationFile(directory), host, settings, report);
   CheckStaticFile(StaticControllerFile(directory), settings, report);
   return report;
 }

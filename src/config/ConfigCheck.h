@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/NetworkAddresses.h"
+
 namespace kellanseek::config {
 
 /// One thing to say of a configuration file.
@@ -24,8 +26,11 @@ struct ConfigReport {
 };
 
 /// Says what a component would make of a configuration directory: what it takes from the two files, and what
-/// it ignores or rejects, and why. It is the component's own parsers and checks that decide.
-ConfigReport CheckConfiguration(const std::wstring& directory);
+/// it ignores or rejects, and why. It is the component's own parsers and checks that decide. `host` are the
+/// networks of the host that it could search, with which the lists of networks are compared; without any
+/// nothing is.
+ConfigReport CheckConfiguration(const std::wstring& directory,
+                                const std::vector<platform::AddressRow>& host = {});
 
 /// Writes both files into a directory, with every setting at its default and a comment to each. The directory
 /// is made when it is not there. False, with the reason in words, when a file is already there (then nothing

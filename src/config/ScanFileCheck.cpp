@@ -1,5 +1,7 @@
 #include "config/ScanFileCheck.h"
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <memory>
 #include <utility>
@@ -54,8 +56,9 @@ std::wstring RangeProblem(const NumericElement& element, std::int32_t number) {
 
 class ScanFileCheck {
  public:
-  ScanFileCheck(CKelLanSeekConfigSettings& settings, Remarks& remarks)
-      : settings_(settings), remarks_(remarks) {}
+  ScanFileCheck(const std::vector<platform::AddressRow>& host, CKelLanSeekConfigSettings& settings,
+                Remarks& remarks)
+      : host_(host), settings_(settings), remarks_(remarks) {}
 
   void Run() {
     if (platform::KindOfPath(remarks_.File()) == platform::PathKind::Nothing) {
@@ -143,6 +146,14 @@ class ScanFileCheck {
       remarks_.Finding(
           line, L"RequestPort and ResponsePort are the same; requests and answers cannot be told apart.");
     }
+    const Settings usual;
+    const std::array ports = {settings_.RequestPort, settings_.ResponsePort, settings_.NonLocalPort};
+    const std::array usualPorts = {usual.RequestPort, usual.ResponsePort, usual.NonLocalPort};
+    if (ports != usualPorts && std::is_permutation(ports.begin(), ports.end(), usualPorts.begin())) {
+      remarks_.Finding(line, L"RequestPort, ResponsePort and NonLocalPort look swapped: " + Number(ports[0]) +
+                                 L", " + Number(ports[1]) + L" and " + Number(ports[2]) +
+                                 L" are their defaults in another order.");
+    }
     if (LongerThan(settings_.RefreshTimeout, settings_.RefreshInterval)) {
       remarks_.Finding(line, L"RefreshTimeout is longer than RefreshInterval.");
     }
@@ -170,11 +181,38 @@ class ScanFileCheck {
     for (const Node& node : nodes) {
       if (CheckSubNet(*node, exclude != nullptr)) ++usable;
     }
-    if (usable > 0) return;
+    if (usable > 0) return CheckAgainstHost(container->Line(), what);
     remarks_.Finding(container->Line(),
                      exclude ? L"ExcludeInterfaces names no usable subnet; no interface is left out."
                              : L"UseInterfaces names no usable subnet; this switches broadcast "
                                L"discovery off.");
+  }
+
+  /// What the list of networks, which is the one that counts, comes to on this host.
+  void CheckAgainstHost(std::size_t line, const std::wstring& list) {
+    if (configured_.DynamicDetectionEnabled == 0) return;
+    if (host_.empty()) {
+      return remarks_.Taken(line,
+                            list + L" is not compared with this host, which has no usable network now.");
+    }
+    std::wstring all;
+    bool some = false;
+    bool everyOne = true;
+    for (const platform::AddressRow& row : host_) {
+      const bool selected = settings_.Selects(row.address, row.mask);
+      some = some || selected;
+      everyOne = everyOne && selected;
+      all += (all.empty() ? L" This host has " : L", ") + platform::FormatIpv4Wide(row.address) +
+             L" with mask " + platform::FormatIpv4Wide(row.mask);
+    }
+    const bool exclude = settings_.InterfaceMode == ExcludeListed;
+    const wchar_t* const without = L" so nothing is found by broadcast here.";
+    if (!some && exclude) {
+      remarks_.Finding(line, list + L" leaves out every network of this host," + without + all + L".");
+    } else if (!some || (everyOne && exclude)) {
+      remarks_.Finding(line, list + L" matches no network of this host," +
+                                 (exclude ? L" so none is left out here." : without) + all + L".");
+    }
   }
 
   /// True when the entry is taken.
@@ -214,6 +252,7 @@ class ScanFileCheck {
     return true;
   }
 
+  const std::vector<platform::AddressRow>& host_;
   CKelLanSeekConfigSettings& settings_;
   CKelLanSeekConfigSettings
       configured_;  ///< As the file has them, before the interface selection is settled.
@@ -222,9 +261,10 @@ class ScanFileCheck {
 
 }  // namespace
 
-void CheckScanFile(const std::wstring& file, CKelLanSeekConfigSettings& settings, ConfigReport& report) {
+void CheckScanFile(const std::wstring& file, const std::vector<platform::AddressRow>& host,
+                   CKelLanSeekConfigSettings& settings, ConfigReport& report) {
   Remarks remarks(report, file);
-  ScanFileCheck(settings, remarks).Run();
+  ScanFileCheck(host, settings, remarks).Run();
 }
 
 }  // namespace kellanseek::config

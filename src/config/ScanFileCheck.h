@@ -1,13 +1,17 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "config/ConfigCheck.h"
 #include "config/Settings.h"
+#include "platform/NetworkAddresses.h"
 
 namespace kellanseek::config {
 
-/// Reports on the scan configuration file, and fills the settings as a component would.
-void CheckScanFile(const std::wstring& file, CKelLanSeekConfigSettings& settings, ConfigReport& report);
+/// Reports on the scan configuration file, and fills the settings as a component would. `host` is as in
+/// CheckConfiguration().
+void CheckScanFile(const std::wstring& file, const std::vector<platform::AddressRow>& host,
+                   CKelLanSeekConfigSettings& settings, ConfigReport& report);
 
 }  // namespace kellanseek::config

@@ -29,6 +29,13 @@ bool SubNetEntry::Matches(platform::Ipv4 address, platform::Ipv4 mask) const {
   return Valid() && Address(SubNetMask) == mask && (Address(IPNumber) & mask) == (address & mask);
 }
 
+bool CKelLanSeekConfigSettings::Selects(platform::Ipv4 address, platform::Ipv4 mask) const {
+  if (InterfaceMode == AllInterfaces) return true;
+  const bool listed = std::any_of(SubNets.begin(), SubNets.end(),
+                                  [&](const SubNetEntry& entry) { return entry.Matches(address, mask); });
+  return listed == (InterfaceMode == UseListed);
+}
+
 void CKelLanSeekConfigSettings::ValidateInterfaces(const diagnostics::Tracer& tracer) {
   const auto removed = std::erase_if(SubNets, [](const SubNetEntry& entry) { return !entry.Valid(); });
   for (std::size_t i = 0; i < removed; ++i) {

@@ -76,6 +76,9 @@ class CKelLanSeekConfigSettings {
   std::int32_t InterfaceMode = AllInterfaces;
   std::vector<SubNetEntry> SubNets;
 
+  /// Whether a usable interface with that address and mask takes part in broadcast discovery.
+  bool Selects(platform::Ipv4 address, platform::Ipv4 mask) const;
+
   /// Removes the subnets that are not valid, with a trace each, and brings the interface selection and
   /// DynamicDetectionEnabled into accord: without broadcast discovery no interface takes part, and a
   /// selection that names no usable subnet turns broadcast discovery off.

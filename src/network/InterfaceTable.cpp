@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "config/HostNetworks.h"
+
 namespace kellanseek::network {
 namespace {
 
@@ -19,24 +21,6 @@ InterfaceTable::InterfaceTable(platform::NetworkAddresses& addresses,
                                const CKelLanSeekConfigSettings& settings, platform::DebugOutput& debugOutput)
     : addresses_(addresses), settings_(settings), trace_(debugOutput, kUnit) {}
 
-bool InterfaceTable::Selected(platform::Ipv4 address, platform::Ipv4 mask) const {
-  if (settings_.InterfaceMode == AllInterfaces) return true;
-  const bool listed = std::any_of(settings_.SubNets.begin(), settings_.SubNets.end(),
-                                  [&](const SubNetEntry& entry) { return entry.Matches(address, mask); });
-  return listed == (settings_.InterfaceMode == UseListed);
-}
-
-bool InterfaceTable::Usable(const platform::AddressRow& row,
-                            const platform::InterfaceRow& interfaceRow) const {
-  if (interfaceRow.adminStatus != platform::kInterfaceUp) return false;
-  if (interfaceRow.type == platform::kLoopbackInterface) return false;
-  // The last value is compared with an address in network byte order, so it is not 127.0.0.1 on a
-  // little-endian host; the loopback is left out by its type.
-  constexpr platform::Ipv4 kExcluded = 0x7F000001;
-  if (row.address == 0 || row.address == platform::kNoAddress || row.address == kExcluded) return false;
-  return Selected(row.address, row.mask);
-}
-
 template <typename Visit>
 void InterfaceTable::ForEachUsable(Visit visit) const {
   const auto rows = addresses_.Addresses();
@@ -50,7 +34,8 @@ void InterfaceTable::ForEachUsable(Visit visit) const {
       trace_.Error(L"LanSeek: Could not get interface info!");
       continue;
     }
-    if (Usable(row, *interfaceRow)) visit(row, *interfaceRow);
+    const bool takesPart = config::Usable(row, *interfaceRow) && settings_.Selects(row.address, row.mask);
+    if (takesPart) visit(row, *interfaceRow);
   }
 }
 

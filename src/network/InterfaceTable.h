@@ -77,8 +77,6 @@ class InterfaceTable {
   /// How an entry of the selection and one of the table are told apart: address and broadcast address.
   using Key = std::pair<platform::Ipv4, platform::Ipv4>;
 
-  bool Selected(platform::Ipv4 address, platform::Ipv4 mask) const;
-  bool Usable(const platform::AddressRow& row, const platform::InterfaceRow& interfaceRow) const;
   template <typename Visit>
   void ForEachUsable(Visit visit) const;
   std::string MacText(const platform::InterfaceRow& row, const std::wstring& addressText) const;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "config/Configuration.h"
@@ -58,15 +59,28 @@ void ExpectElementsNamed(const std::vector<std::string>& findings) {
   for (const std::string& each : findings) EXPECT_TRUE(std::regex_search(each, element)) << each;
 }
 
-/// What is found in a scan file with `inside`, which begins on line 2, behind the root.
-void ExpectInScanFile(const char* what, const std::string& inside, const std::vector<std::string>& findings) {
+/// A host with these addresses, each with the mask 255.0.0.0.
+std::vector<platform::AddressRow> Host(const std::vector<std::string_view>& addresses) {
+  std::vector<platform::AddressRow> rows;
+  const platform::Ipv4 mask = platform::ParseIpv4(std::string_view("255.0.0.0"));
+  for (const auto each : addresses) rows.push_back({platform::ParseIpv4(each), mask});
+  return rows;
+}
+
+/// What is found on a host in a scan file with `inside`, which begins on line 2, behind the root.
+void ExpectOnHost(const char* what, const std::string& inside, const std::vector<std::string_view>& addresses,
+                  const std::vector<std::string>& findings) {
   const ConfigFiles files;
   files.WriteSettings(inside);
-  const ConfigReport report = CheckConfiguration(files.Directory().Wide());
+  const ConfigReport report = CheckConfiguration(files.Directory().Wide(), Host(addresses));
   EXPECT_TRUE(AreThese(Findings(report), kScanFile, findings)) << what;
   ExpectElementsNamed(Findings(report));
   EXPECT_EQ(report.Clean(), findings.empty()) << what;
   EXPECT_FALSE(report.unreadable) << what;
+}
+
+void ExpectInScanFile(const char* what, const std::string& inside, const std::vector<std::string>& findings) {
+  ExpectOnHost(what, inside, {}, findings);
 }
 
 TEST(ConfigCheckTest, FindsWhatTheScanFileDoesNotMean) {
@@ -79,24 +93,24 @@ TEST(ConfigCheckTest, FindsWhatTheScanFileDoesNotMean) {
   expect("at another place", Elements("Retries=1"), {"2: It belongs at another place"});
   expect("twice", numbers("Retries=1;Retries=2"), {"4: only the first counts"});
   expect("an element in a text", numbers("Retries=1<b>2</b>"), {"3: \"b\" inside, whose text counts"});
-  expect("hexadecimal port", numbers("RequestPort=0x1588"),
-         {"3: RequestPort is \"0x1588\", which is not a plain decimal number of 32 bits; it reads as 0."});
-  expect("port too high", numbers("ResponsePort=70000"),
-         {"3: ResponsePort is 70000, which no port has; sockets take its low 16 bits, 4464"});
   expect("the same ports", numbers("RequestPort=5513"), {"2: cannot be told apart"});
-  expect(
-      "flag as a word", numbers("NonLocalUpdatesEnabled=true"),
-      {"3: \"true\", which is not a plain decimal number of 32 bits; it reads as 0. This switches it off"});
+  expect("swapped ports", numbers("RequestPort=5513;ResponsePort=5512"),
+         {"2: look swapped: 5513, 5512 and 5514 are"});
+  expect("numbers that are read as others",
+         numbers("RequestPort=0x1588;ResponsePort=70000;NonLocalUpdatesEnabled=true;Retries;"
+                 "NonLocalRetries=99999999999"),
+         {"3: RequestPort is \"0x1588\", which is not a plain decimal number of 32 bits; it reads as 0.",
+          "4: ResponsePort is 70000, which no port has; sockets take its low 16 bits, 4464",
+          "5: \"true\", which is not a plain decimal number of 32 bits; it reads as 0. This switches it off",
+          "6: Retries is empty and reads as 0.", "7: reads as 2147483647"});
   expect("flag as another number", Elements("DetectInterfaceChanges=5"), {"2: counts as 1"});
-  expect("empty", numbers("Retries"), {"3: Retries is empty and reads as 0."});
-  expect("clamped", numbers("NonLocalRetries=99999999999"), {"3: reads as 2147483647"});
   expect("negative", numbers("RefreshInterval=-1;NonLocalRefreshInterval=-1;RefreshTimeout=-1;Retries=-1"),
          {"3: no refresh is ever broadcast", "4: not asked periodically", "5: not asked again and never lost",
           "6: without end and never lost"});
-  expect("no interval", numbers("RefreshInterval=0"),
-         {"3: works as 1 second", "2: RefreshTimeout is longer"});
-  expect("no time", numbers("RefreshTimeout=0"), {"3: no time for an answer"});
-  expect("a year", numbers("NonLocalRefreshInterval=31536000"), {"3: sensible range"});
+  expect("out of range", numbers("RefreshInterval=0;NonLocalRefreshInterval=31536000;RefreshTimeout=0"),
+         {"3: works as 1 second", "4: sensible range", "5: no time for an answer"});
+  expect("too long", numbers("RefreshTimeout=61"),
+         {"3: out of any sensible range (1 to 60)", "2: RefreshTimeout is longer"});
   expect("another kind", Elements("FakeRemoteVCAs=rc"), {"2: only exactly \"RC\""});
 }
 
@@ -110,9 +124,29 @@ TEST(ConfigCheckTest, FindsSelectionsOfInterfacesThatDoNotSelect) {
   expect("mask with a gap", In("ExcludeInterfaces", SubNet("10.0.0.0", "255.0.255.0")), {"3: has a gap"});
   expect("octal address", In("ExcludeInterfaces", SubNet("010.0.0.0", "255.0.0.0")),
          {"3: which means 8.0.0.0"});
-  expect("selection without discovery",
-         CommunicationSettings("DynamicDetectionEnabled=0") + In("UseInterfaces", ten),
-         {"5: has no effect because DynamicDetectionEnabled is 0"});
+  ExpectOnHost("selection without discovery",
+               CommunicationSettings("DynamicDetectionEnabled=0") + In("UseInterfaces", ten), {"10.1.1.1"},
+               {"5: has no effect because DynamicDetectionEnabled is 0"});
+}
+
+TEST(ConfigCheckTest, ComparesTheListOfNetworksWithTheHost) {
+  const auto expect = [](const char* list, const std::vector<std::string_view>& addresses,
+                         const std::vector<std::string>& findings) {
+    ExpectOnHost(list, In(list, SubNet("10.0.0.0", "255.0.0.0")), addresses, findings);
+  };
+  const char* const use = "UseInterfaces";
+  const char* const exclude = "ExcludeInterfaces";
+  expect(use, {"10.0.0.1", "10.0.0.2"}, {});
+  expect(use, {"11.0.0.1", "10.0.0.1"}, {});
+  expect(
+      use, {"11.0.0.1", "12.0.0.1"},
+      {"2: UseInterfaces matches no network of this host, so nothing is found by broadcast here. This host "
+       "has 11.0.0.1 with mask 255.0.0.0, 12.0.0.1 with mask 255.0.0.0."});
+  expect(exclude, {"11.0.0.1", "10.0.0.1"}, {});
+  expect(exclude, {"10.0.0.1", "10.0.0.2"},
+         {"2: leaves out every network of this host, so nothing is found"});
+  expect(exclude, {"11.0.0.1"},
+         {"2: matches no network of this host, so none is left out here. This host has"});
 }
 
 /// What is found in a file of static controllers with `inside`, which begins on line 2, behind the root.

@@ -10,7 +10,9 @@
 #include "Text.h"
 #include "config/ConfigCheck.h"
 #include "config/Configuration.h"
+#include "config/HostNetworks.h"
 #include "platform/FilePath.h"
+#include "platform/NetworkAddresses.h"
 #include "platform/RegistryStore.h"
 
 namespace kellanseek::tools {
@@ -59,7 +61,8 @@ std::string Line(const config::ConfigRemark& remark, bool colours) {
 }
 
 int Check(const CheckOptions& options, bool colours) {
-  const config::ConfigReport report = config::CheckConfiguration(DirectoryToCheck(options));
+  const config::ConfigReport report = config::CheckConfiguration(
+      DirectoryToCheck(options), config::UsableNetworks(platform::SystemNetworkAddresses()));
   std::size_t findings = 0;
   for (const config::ConfigRemark& remark : report.remarks) {
     std::cout << Line(remark, colours) << '\n';
@@ -105,7 +108,7 @@ int Init(const InitOptions& options) {
 void AddConfigCommands(CLI::App& app, Session& session) {
   AddCommand<CheckOptions>(
       app, session, "check-config",
-      "Say what the component makes of its two files. Exit 0: clean, 1: findings, 2: unreadable",
+      "Say what the component makes of its two files on this host. Exit 0: clean, 1: findings, 2: unreadable",
       [](CLI::App& command, CheckOptions& options) {
         command
             .add_option("directory", options.directory,

@@ -1,0 +1,25 @@
+#include "config/HostNetworks.h"
+
+namespace kellanseek::config {
+
+bool Usable(const platform::AddressRow& row, const platform::InterfaceRow& interfaceRow) {
+  if (interfaceRow.adminStatus != platform::kInterfaceUp) return false;
+  if (interfaceRow.type == platform::kLoopbackInterface) return false;
+  // The last value is compared with an address in network byte order, so it is not 127.0.0.1 on a
+  // little-endian host; the loopback is left out by its type.
+  constexpr platform::Ipv4 kExcluded = 0x7F000001;
+  return row.address != 0 && row.address != platform::kNoAddress && row.address != kExcluded;
+}
+
+std::vector<platform::AddressRow> UsableNetworks(platform::NetworkAddresses& addresses) {
+  std::vector<platform::AddressRow> usable;
+  const auto rows = addresses.Addresses();
+  if (!rows) return usable;
+  for (const platform::AddressRow& row : *rows) {
+    const auto interfaceRow = addresses.Interface(row.interfaceIndex);
+    if (interfaceRow && Usable(row, *interfaceRow)) usable.push_back(row);
+  }
+  return usable;
+}
+
+}  // namespace kellanseek::config
