@@ -1,0 +1,203 @@
+#include "network/DiscoverySockets.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/FakeDebugOutput.h"
+#include "tests/support/FakeNetworkAddresses.h"
+
+namespace kellanseek::test {
+namespace {
+
+using platform::Ipv4;
+using platform::SocketError;
+using Texts = std::vector<std::wstring>;
+
+constexpr SocketError kError = 77;
+constexpr SocketError kExpected = 99;
+
+/// A network that says what was asked of it, and lets one call fail.
+class ScriptedNetwork : public platform::UdpNetwork {
+ public:
+  SocketError Startup() override { return 0; }
+  void Cleanup() override {}
+  std::unique_ptr<platform::UdpSocket> CreateSocket(SocketError& error) override {
+    error = Call();
+    if (error != 0) return nullptr;
+    return std::make_unique<Socket>(*this);
+  }
+  std::unique_ptr<platform::DatagramReceiver> CreateReceiver(std::vector<platform::UdpSocket*>,
+                                                             std::size_t) override {
+    return nullptr;
+  }
+  bool IsExpectedSendError(SocketError error) const override { return error == kExpected; }
+
+  int callThatFails = -1;
+  int open = 0;
+  SocketError sendError = 0;
+  std::vector<std::string> bound;
+  std::vector<std::string> sent;
+
+ private:
+  class Socket : public platform::UdpSocket {
+   public:
+    explicit Socket(ScriptedNetwork& network) : network_(network) { ++network_.open; }
+    ~Socket() override { --network_.open; }
+    SocketError SetReuseAddress() override { return network_.Call(); }
+    SocketError SetBroadcast() override { return network_.Call(); }
+    SocketError Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) override {
+      place_ = platform::FormatIpv4(address) + ":" + std::to_string(port);
+      network_.bound.push_back(place_ + " " + platform::FormatIpv4(mask));
+      return network_.Call();
+    }
+    SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
+      return Send("", bytes, destination, port);
+    }
+    SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
+      return Send("at once ", bytes, destination, port);
+    }
+
+   private:
+    SocketError Send(const char* how, std::string_view bytes, Ipv4 destination, std::uint16_t port) {
+      network_.sent.push_back(how + place_ + " > " + platform::FormatIpv4(destination) + ":" +
+                              std::to_string(port) + " " + std::string(bytes));
+      return network_.sendError;
+    }
+
+    ScriptedNetwork& network_;
+    std::string place_;
+  };
+
+  SocketError Call() { return callThatFails-- == 0 ? kError : 0; }
+};
+
+class DiscoverySocketsTest : public ::testing::Test {
+ protected:
+  DiscoverySocketsTest() {
+    for (const std::string address : {"192.168.1.5", "10.0.0.5"}) {
+      const auto index = static_cast<std::uint32_t>(address.size());
+      addresses.AddInterface(index, {0, 1, 2, 3, 4, 5});
+      addresses.AddAddress(index, address, "255.255.255.0");
+    }
+    Rebuild();
+  }
+  void Rebuild() { interfaces.Replace(interfaces.SetupLanseekInterfaces()); }
+  Texts Addresses() const {
+    Texts texts;
+    for (std::size_t i = 0; i < interfaces.Size(); ++i) texts.push_back(interfaces[i].addressText);
+    return texts;
+  }
+
+  CKelLanSeekConfigSettings settings;
+  FakeDebugOutput traces;
+  FakeNetworkAddresses addresses;
+  platform::Mutex tableMutex;
+  ScriptedNetwork network;
+  network::InterfaceTable interfaces{addresses, settings, traces};
+  network::DiscoverySockets sockets{network, interfaces, settings, tableMutex, traces};
+};
+
+class SocketCallTest : public DiscoverySocketsTest, public ::testing::WithParamInterface<int> {};
+
+/// Four calls for each of the two sockets of an interface, three for the non-local one; the last case is
+/// without failure.
+INSTANTIATE_TEST_SUITE_P(Each, SocketCallTest, ::testing::Range(0, 20));
+
+TEST_P(SocketCallTest, WhatFailsIsTracedAndCostsNoMoreThanItsInterfaceOrThePolls) {
+  const int call = GetParam();
+  const Texts both = {L"192.168.1.5", L"10.0.0.5"};
+  Texts left = both;
+  std::wstring trace;
+  bool polls = true;
+  if (call < 16) {
+    const auto failing = static_cast<std::size_t>(call / 8);
+    left = {both[1 - failing]};
+    const Texts texts = {
+        L"LanSeek: Failed to create socket for " + both[failing] + L". Error 77",
+        L"LanSeek: Failed to setup socket reuse option for " + both[failing] + L". Error 77",
+        L"LanSeek: Failed to setup broadcast option for interface " + both[failing] + L". Error 77",
+        L"LanSeek: Failed to bind socket for " + both[failing] + L". Error = 77"};
+    trace = texts[static_cast<std::size_t>(call % 4)];
+  } else if (call < 19) {
+    const Texts texts = {L"LanSeek: Failed to create nonlocal socket: 77",
+                         L"LanSeek:Failed to setup reuse addresses option for nonlocal socket. Error 77",
+                         L"LanSeek: Sender Failed to bind nonlocal socket. Error = 77"};
+    trace = texts[static_cast<std::size_t>(call - 16)];
+    polls = call == 17;
+  }
+  network.callThatFails = call;
+  sockets.CreateSockets();
+  EXPECT_EQ(traces.Messages(), trace.empty() ? Texts{} : Texts{trace});
+  EXPECT_EQ(Addresses(), left);
+  EXPECT_EQ(settings.NonLocalUpdatesEnabled, polls ? 1 : 0);
+  EXPECT_EQ(sockets.NonLocalSocket() != nullptr, polls);
+  EXPECT_EQ(network.open, static_cast<int>(2 * left.size()) + (polls ? 1 : 0));
+  for (const std::wstring& address : left) {
+    for (const char* port : {":5512 255.255.255.0", ":5513 255.255.255.0"}) {
+      const std::string place = std::string(address.begin(), address.end()) + port;
+      EXPECT_EQ(std::count(network.bound.begin(), network.bound.end(), place), 1) << place;
+    }
+  }
+  sockets.CloseSockets();
+  EXPECT_EQ(network.open, 0);
+}
+
+TEST_F(DiscoverySocketsTest, AnInterfaceWithoutAddressIsBoundToAnyAndOneThatCannotBeReadIsDropped) {
+  interfaces[0].addressText = L"";
+  interfaces[1].addressText = L"10.0.0.";
+  settings.NonLocalUpdatesEnabled = 0;
+  sockets.CreateSockets();
+  EXPECT_EQ(network.bound,
+            (std::vector<std::string>{"0.0.0.0:5512 255.255.255.0", "0.0.0.0:5513 255.255.255.0"}));
+  EXPECT_EQ(Addresses(), Texts{L""});
+  EXPECT_EQ(traces.Messages(), Texts{L"LanSeek: Failed to convert address 10.0.0."});
+}
+
+TEST_F(DiscoverySocketsTest, WhatIsSentLeavesFromTheRightSocketAndItsFailureIsTraced) {
+  struct Case {
+    SocketError error;
+    bool left;
+    Texts traces;
+  };
+  const Texts failed = {L"LanSeek: Sender Failed to send data (dynamic request) addr=0xa0000ff. Error=77",
+                        L"LanSeek: Sender Failed to send data (static request) addr=0xa090909. Error=77"};
+  sockets.CreateSockets();
+  for (const Case& c : {Case{0, true, {}}, Case{kExpected, true, {}}, Case{kError, true, failed},
+                        Case{platform::kNoRoom, false, failed}}) {
+    SCOPED_TRACE(c.error);
+    network.sent.clear();
+    network.sendError = c.error == platform::kNoRoom ? 0 : c.error;
+    sockets.Broadcast(1, "all");
+    Ipv4 destination = 0;
+    EXPECT_EQ(sockets.Answer(1, "answer", destination), network.sendError);
+    EXPECT_EQ(platform::FormatIpv4(destination), "10.0.0.255");
+    network.sendError = c.error;
+    EXPECT_EQ(sockets.SendToAddressText(L"10.9.9.9", "one"), c.left);
+    EXPECT_EQ(traces.Messages(), c.traces);
+    EXPECT_EQ(network.sent, (std::vector<std::string>{"10.0.0.5:5513 > 10.0.0.255:5512 all",
+                                                      "10.0.0.5:5512 > 10.0.0.255:5513 answer",
+                                                      "at once 0.0.0.0:0 > 10.9.9.9:5514 one"}));
+  }
+  sockets.CloseSockets();
+  network.sent.clear();
+  Ipv4 destination = 0;
+  sockets.Broadcast(1, "all");
+  EXPECT_TRUE(sockets.SendToAddressText(L"10.9.9.9", "one"));
+  for (const std::size_t position : {1U, 2U}) EXPECT_EQ(sockets.Answer(position, "answer", destination), 0);
+  EXPECT_TRUE(network.sent.empty());
+}
+
+TEST_F(DiscoverySocketsTest, OpeningTwiceReplacesTheSockets) {
+  sockets.CreateSockets();
+  sockets.CreateSockets();
+  EXPECT_EQ(traces.Messages(), Texts{L"Lanseek: Nonlocal socket already exists. Internal error"});
+  EXPECT_EQ(network.open, 5);
+}
+
+}  // namespace
+}  // namespace kellanseek::test
