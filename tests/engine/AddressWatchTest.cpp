@@ -1,0 +1,134 @@
+#include "engine/AddressWatch.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "tests/support/FakeDebugOutput.h"
+#include "tests/support/FakeNetworkAddresses.h"
+
+namespace kellanseek::test {
+namespace {
+
+using Outcome = platform::AddressChangeWatch::Outcome;
+using Texts = std::vector<std::wstring>;
+
+const std::wstring kLost = L"LanSeek: A step of thread KelAddrWatch has failed and is lost: broken";
+
+/// One wait, and what happens during it.
+struct Wait {
+  Outcome outcome = Outcome::TimedOut;
+  std::function<void()> meanwhile = [] {};
+};
+
+/// The watch, and the network side that it has rebuilt, on one thread.
+class AddressWatchTest : public ::testing::Test, protected engine::InterfaceChangeListener {
+ protected:
+  AddressWatchTest() {
+    addresses.AddInterface(1, {0, 1, 2, 3, 4, 5});
+    addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
+    addresses.AddAddress(1, "10.0.0.5", "255.255.255.0");
+    interfaces.Replace(interfaces.SetupLanseekInterfaces());
+  }
+
+  /// Waits as written, then the end; gives how often the network side was rebuilt.
+  int Run(std::vector<Wait> waits) {
+    script = std::move(waits);
+    limits.clear();
+    watch.Begin();
+    watch.NotifyAddrChangeLoop();
+    return std::exchange(rebuilds, 0);
+  }
+
+  void OnInterfacesChanged() override {
+    ++rebuilds;
+    if (const auto failure = std::exchange(rebuildFailure, nullptr)) failure();
+    interfaces.Replace(interfaces.SetupLanseekInterfaces());
+  }
+
+  class Watch : public platform::AddressChangeWatch {
+   public:
+    explicit Watch(AddressWatchTest& test) : test_(test) {}
+    Outcome Wait(platform::Event&, platform::Event&, std::chrono::milliseconds limit) override {
+      test_.limits.push_back(limit.count());
+      if (step_ == test_.script.size()) return Outcome::Stopped;
+      const auto& wait = test_.script[step_++];
+      wait.meanwhile();
+      return wait.outcome;
+    }
+
+   private:
+    AddressWatchTest& test_;
+    std::size_t step_ = 0;
+  };
+
+  std::vector<Wait> script;
+  std::vector<long long> limits;
+  int rebuilds = 0;
+  void (*rebuildFailure)() = nullptr;
+  CKelLanSeekConfigSettings settings;
+  FakeDebugOutput traces;
+  FakeNetworkAddresses addresses;
+  platform::Mutex tableMutex;
+  platform::Event stop{platform::Event::Kind::ManualReset};
+  platform::Event rebuildWanted{platform::Event::Kind::AutoReset};
+  network::InterfaceTable interfaces{addresses, settings, traces};
+  std::function<std::unique_ptr<platform::AddressChangeWatch>()> make = [this] {
+    return std::make_unique<Watch>(*this);
+  };
+  engine::AddressWatch watch{interfaces, tableMutex,    settings, *this, [this] { return make(); },
+                             stop,       rebuildWanted, traces};
+};
+
+TEST_F(AddressWatchTest, RebuildsWhenTheAddressesAreOthersOrWhenAsked) {
+  const auto comes = [&] { addresses.AddAddress(1, "172.16.0.1", "255.255.0.0"); };
+  const auto goes = [&] { addresses.RemoveAddress("172.16.0.1"); };
+  const auto refused = [&] { interfaces.Remove(0); };
+  EXPECT_EQ(Run({{Outcome::Changed}, {Outcome::TimedOut}}), 0);
+  EXPECT_EQ(limits, (std::vector<long long>(3, 120000))) << "compared every two minutes";
+  EXPECT_EQ(Run({{Outcome::Changed, comes}, {Outcome::Changed}, {Outcome::TimedOut}}), 1);
+  EXPECT_EQ(Run({{Outcome::TimedOut, goes}, {Outcome::Changed}}), 1);
+  EXPECT_EQ(Run({{Outcome::Changed, refused}}), 0) << "a notice of something else";
+  EXPECT_EQ(Run({{Outcome::TimedOut}, {Outcome::TimedOut}}), 1) << "the refused one is tried again";
+  EXPECT_EQ(Run({{Outcome::Woken}}), 1) << "asked for";
+  EXPECT_EQ(Run({{Outcome::Failed}, {Outcome::Woken}}), 0) << "the system says no more";
+  EXPECT_EQ(limits.size(), 1U);
+  settings.DetectInterfaceChanges = 0;
+  EXPECT_EQ(Run({{Outcome::Woken}}), 0);
+  EXPECT_TRUE(limits.empty());
+  EXPECT_EQ(traces.Messages(), Texts{});
+}
+
+TEST_F(AddressWatchTest, ARebuildThatFailsIsTriedAgainInASecond) {
+  const auto other = [&] { addresses.AddAddress(1, "172.16.0.1", "255.255.0.0"); };
+  for (const auto failure : {+[] { throw std::bad_alloc(); }, +[] { throw std::runtime_error("broken"); }}) {
+    rebuildFailure = failure;
+    EXPECT_EQ(Run({{Outcome::Changed, other}, {Outcome::Changed}, {Outcome::TimedOut}}), 2);
+    EXPECT_EQ(limits, (std::vector<long long>{120000, 1000, 120000, 120000}));
+  }
+  EXPECT_EQ(traces.Messages(), Texts{kLost});
+}
+
+TEST_F(AddressWatchTest, AWatchThatFailsIsTraced) {
+  EXPECT_EQ(Run({{Outcome::Woken,
+                  [&] {
+                    stop.Set();
+                    throw std::runtime_error("broken");
+                  }}}),
+            0);
+  EXPECT_EQ(limits.size(), 1U) << "the stop is heard while it rests";
+  EXPECT_EQ(traces.Messages(), Texts{kLost});
+  make = [] { return nullptr; };
+  Run({{Outcome::Woken}});
+  EXPECT_TRUE(limits.empty());
+  EXPECT_EQ(traces.Messages().back(), L"Lanseek::NotifyAddrChangeLoop error create event\n");
+}
+
+}  // namespace
+}  // namespace kellanseek::test
