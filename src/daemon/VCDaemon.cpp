@@ -35,12 +35,12 @@ bool IsRequest(std::int32_t type) {
          type == protocol::RefreshRequestMsg;
 }
 
+}  // namespace
+
 std::int32_t ElapsedBetween(std::uint32_t last, std::uint32_t now) {
   const std::uint32_t difference = now < last ? now - last - 1 : now - last;
   return static_cast<std::int32_t>(std::min(difference, kMaxElapsed));
 }
-
-}  // namespace
 
 CrVCDaemon::CrVCDaemon(Parts parts)
     : interfaces_(parts.interfaces),

@@ -23,6 +23,10 @@ using RandomSource = std::function<std::uint32_t()>;
 /// The wait without limit, as Step() gives it.
 inline constexpr std::int32_t kNothingScheduled = -1;
 
+/// The milliseconds between two counts of a clock that wraps around, as Step() takes them: at most
+/// 0x7FFFFFFE. Over the wrap, one is missing.
+std::int32_t ElapsedBetween(std::uint32_t last, std::uint32_t now);
+
 /// Answers the requests of other hosts for the virtual controllers of this host that are published, and tells
 /// them when one goes away. Datagrams are prepared once for each controller and interface, and sent after a
 /// random delay, so that many workstations do not answer one request all at once.

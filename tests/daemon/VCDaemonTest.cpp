@@ -118,6 +118,18 @@ TEST(Publication, DatagramsThatDoNotFitAreNotMade) {
   EXPECT_EQ(daemon::BuildNotice(4, std::wstring(50, L's')), "");
 }
 
+TEST(Elapsed, IsCappedAndOutlivesTheWrapOfTheClock) {
+  struct Case {
+    std::uint32_t last, now;
+    std::int32_t elapsed;
+  };
+  for (const Case& c :
+       {Case{5, 5, 0}, Case{5, 12, 7}, Case{0xFFFFFFFE, 3, 4}, Case{0, 0x7FFFFFFE, 0x7FFFFFFE},
+        Case{0, 0x7FFFFFFF, 0x7FFFFFFE}, Case{1, 0, 0x7FFFFFFE}}) {
+    EXPECT_EQ(daemon::ElapsedBetween(c.last, c.now), c.elapsed) << c.last << " to " << c.now;
+  }
+}
+
 TEST_F(VCDaemonTest, ANewControllerIsAnnouncedOnEveryInterfaceAtOnce) {
   Publish(L"vc-1");
   EXPECT_EQ(daemon.Step(0), daemon::kNothingScheduled);
