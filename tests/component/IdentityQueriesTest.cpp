@@ -250,6 +250,16 @@ TEST_F(IdentityQueriesTest, AVirtualControllerThatCannotBeReferencedIsAFailure) 
   EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCtrlType, 11), VC) << "the table is not left locked";
 }
 
+TEST_F(IdentityQueriesTest, AVirtualControllerThatWasOnlyHeardOfHasNoObject) {
+  Create();
+  ASSERT_EQ(Forward(1, "4:nobody;11:2;"), S_OK);
+  GUID left = {};
+  VCInterface vci = {&left, nullptr};
+  EXPECT_EQ(identity->GetVCInterface(11, &vci), S_OK);
+  EXPECT_EQ(vci.pVC, nullptr);
+  EXPECT_EQ(vci.vc_riid, nullptr);
+}
+
 TEST_F(IdentityQueriesTest, RealControllersHaveNoObjectAndNoProcess) {
   Configure(NothingAsked(), kController);
   Create();

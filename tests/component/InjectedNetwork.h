@@ -50,6 +50,15 @@ class InjectedNetwork : public platform::UdpNetwork {
   }
   /// So many of the next waits for datagrams fail with error 88.
   void FailWaits(int count) { waitsThatFail_ = count; }
+  enum class User { None, Receiver, Publisher };
+  /// From now on one who uses the sockets lets the end wait for him for a moment, and looks whether they are
+  /// closed meanwhile.
+  void Dawdle(User user) { dawdler_ = user; }
+  /// Waits, for ten seconds at most, until a virtual controller is being published.
+  bool WaitForPublication() {
+    return platform::WaitForAny({&publishing_}, std::chrono::seconds(10)).Signalled(0);
+  }
+  int ClosedInUse() const { return closedInUse_; }
   /// The local address that no socket can be bound to from now on; 0 for none.
   void Refuse(platform::Ipv4 address) { refused_ = address; }
   /// Waits, for ten seconds at most, until the sockets of a run have been opened.
@@ -81,6 +90,7 @@ class InjectedNetwork : public platform::UdpNetwork {
   class SilentSocket : public platform::UdpSocket {
    public:
     explicit SilentSocket(InjectedNetwork& network) : network_(network) {}
+    ~SilentSocket() override { network_.closed_.Set(); }
     platform::SocketError SetReuseAddress() override { return 0; }
     platform::SocketError SetBroadcast() override { return 0; }
     platform::SocketError Bind(platform::Ipv4 address, platform::Ipv4, std::uint16_t) override {
@@ -89,8 +99,12 @@ class InjectedNetwork : public platform::UdpNetwork {
       constexpr platform::SocketError kAddressNotAvailable = 99;
       return address != 0 && address == network_.refused_ ? kAddressNotAvailable : 0;
     }
-    platform::SocketError SendTo(std::string_view, platform::Ipv4, std::uint16_t) override {
+    platform::SocketError SendTo(std::string_view text, platform::Ipv4, std::uint16_t) override {
       if (network_.broadcastsThatFail_-- > 0) network_.thrower_();
+      if (text.ends_with(";11:3;")) {
+        network_.publishing_.Set();
+        network_.LookForClosing(User::Publisher);
+      }
       return 0;
     }
     platform::SocketError TrySendTo(std::string_view, platform::Ipv4, std::uint16_t) override {
@@ -109,7 +123,8 @@ class InjectedNetwork : public platform::UdpNetwork {
       if (network_.receptionsThatFail_-- > 0) network_.thrower_();
       if (network_.waitsThatFail_-- > 0) return FailedWait();
       if (!network_.Take(current_)) {
-        platform::WaitForAny({&stop, &network_.arrived_}, timeout);
+        if (platform::WaitForAny({&stop, &network_.arrived_}, timeout).Signalled(0))
+          network_.LookForClosing(User::Receiver);
         if (!network_.Take(current_)) return {};
       }
       current_.text.push_back('\0');
@@ -134,6 +149,11 @@ class InjectedNetwork : public platform::UdpNetwork {
     Waiting current_ = {};
   };
 
+  void LookForClosing(User user) {
+    if (dawdler_ != user) return;
+    if (platform::WaitForAny({&closed_}, std::chrono::milliseconds(100)).Signalled(0)) ++closedInUse_;
+  }
+
   bool Take(Waiting& taken) {
     const std::lock_guard lock(mutex_);
     if (waiting_.empty()) return false;
@@ -147,6 +167,10 @@ class InjectedNetwork : public platform::UdpNetwork {
   platform::Event arrived_{platform::Event::Kind::AutoReset};
   platform::Event opened_{platform::Event::Kind::AutoReset};
   platform::Event askedByAddress_{platform::Event::Kind::AutoReset};
+  platform::Event publishing_{platform::Event::Kind::AutoReset};
+  platform::Event closed_{platform::Event::Kind::ManualReset};
+  std::atomic<User> dawdler_ = User::None;
+  std::atomic<int> closedInUse_ = 0;
   std::atomic<platform::Ipv4> refused_ = 0;
   std::function<void()> thrower_;
   std::atomic<int> receptionsThatFail_ = 0;

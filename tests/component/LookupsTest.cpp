@@ -119,25 +119,25 @@ TEST_F(LookupsTest, ChecksArguments) {
   }
 }
 
-TEST_F(LookupsTest, OnlyTheFirstControllerWithASystemIDCounts) {
+TEST_F(LookupsTest, OnlyTheFirstOfOneIdentityOrAddressCounts) {
   Configure("", StaticController("10.0.0.5", "twin"));
   Create();
-  ASSERT_EQ(Register(L"TWIN", FakeVC::Make().Get()), S_OK);
-  ASSERT_EQ(Forward(1, "1:n;4:TWIN;"), S_OK);
-  ASSERT_EQ(List(), std::vector<ULONG>{12});
-  EXPECT_EQ(BySystemID(L"TWIN"), kNone) << "the configured one comes first and is not listed";
-}
-
-TEST_F(LookupsTest, UnlistedVirtualControllersHaveTheirOwnLookup) {
-  Create();
-  ASSERT_EQ(Register(L"Vc-1", FakeVC::Make().Get()), S_OK);
+  EXPECT_EQ(UnpublishedVC(L"twin"), kNone) << "not listed, but a real one";
+  for (const wchar_t* systemID : {L"TWIN", L"Vc-1"})
+    ASSERT_EQ(Register(systemID, FakeVC::Make().Get()), S_OK);
+  EXPECT_EQ(UnpublishedVC(L"twin"), (Answer{S_OK, 12})) << "the real one before it does not count";
+  EXPECT_EQ(UnpublishedVC(L"vC-1"), (Answer{S_OK, 13}));
   EXPECT_EQ(BySystemID(L"Vc-1"), kNone);
-  EXPECT_EQ(ByAddress(L"path"), kNone);
-  EXPECT_EQ(UnpublishedVC(L"vC-1"), (Answer{S_OK, 11}));
   ASSERT_EQ(Forward(1, "1:n;4:Vc-1;"), S_OK);
+  EXPECT_EQ(List(), std::vector<ULONG>{13});
   EXPECT_EQ(UnpublishedVC(L"Vc-1"), kNone);
   EXPECT_EQ(ErrorMessage(), L"No unpublished VC found");
-  EXPECT_EQ(BySystemID(L"Vc-1"), (Answer{S_OK, 11}));
+  EXPECT_EQ(BySystemID(L"Vc-1"), (Answer{S_OK, 13}));
+  EXPECT_EQ(ByAddress(L"path"), kNone) << "one at the same address comes first and is not listed";
+  ASSERT_EQ(Forward(1, "1:n;4:TWIN;"), S_OK);
+  EXPECT_EQ(ByAddress(L"path"), (Answer{S_OK, 12}));
+  EXPECT_EQ(ByAddress(L"Path"), kNone);
+  EXPECT_EQ(BySystemID(L"TWIN"), kNone) << "the configured one comes first and is not listed";
 }
 
 TEST_F(LookupsTest, TheAddressOfARemoteVirtualControllerIsNotFound) {

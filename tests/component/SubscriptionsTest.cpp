@@ -7,6 +7,7 @@
 
 #include "tests/component/ComponentHarness.h"
 #include "tests/component/FakeVC.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/FakeSink.h"
 
 namespace kellanseek::test {
@@ -103,6 +104,24 @@ TEST_F(SubscriptionsTest, ChecksArgumentsInOrder) {
   parameters.pSink = &pretender;
   EXPECT_EQ(subscriptions->Subscribe(&parameters, &cookie), E_NOINTERFACE);
   EXPECT_EQ(Subscribe(sink.Get(), 5), 10U) << "reserved numbers are taken, although no controller has them";
+}
+
+TEST_F(SubscriptionsTest, OneForWhichThereIsNoMemoryGetsACookieAndTheTextTells) {
+  const auto sink = FakeSink::Make();
+  KelEventParams parameters = {nullptr, sink.Get(), 0, 0, 0, Data};
+  ULONG shortages = 0;
+  for (;; ++shortages) {
+    SCOPED_TRACE(shortages);
+    ULONG cookie = 0;
+    const FailingAllocation failing(shortages);
+    EXPECT_EQ(subscriptions->Subscribe(&parameters, &cookie), S_OK);
+    EXPECT_EQ(cookie, 10 + shortages);
+    if (!failing.Happened()) break;
+    EXPECT_EQ(ErrorMessage(2), L"CEventItemsDB::AddSubscriber. Failed to insert subscriber into list.");
+    EXPECT_EQ(sink->References(), 1U);
+  }
+  EXPECT_GE(shortages, 2U);
+  EXPECT_EQ(sink->References(), 2U);
 }
 
 TEST_F(SubscriptionsTest, ASinkMayAskAndUnsubscribeFromInside) {

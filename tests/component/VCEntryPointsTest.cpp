@@ -88,6 +88,24 @@ TEST_F(VCEntryPointsTest, ARefusedDatagramBlocksNobody) {
   EXPECT_EQ(List(), (std::vector<ULONG>{11, 12}));
 }
 
+TEST_F(VCEntryPointsTest, SocketsAreClosedAfterTheLastOfThoseWhoUseThem) {
+  for (const auto user : {InjectedNetwork::User::Receiver, InjectedNetwork::User::Publisher}) {
+    ComponentHarness world;
+    world.network.Dawdle(user);
+    world.Create();
+    const auto object = FakeVC::Make();
+    GUID riid = IID_KelVirtualController;
+    VCInterface vci = {&riid, object.Get()};
+    ASSERT_EQ(world.virtualControllers->Register2(nullptr, KelBstr(L"sys").Get(), kProcess,
+                                                  RemoteVCPublication_True, &vci),
+              S_OK);
+    ASSERT_EQ(world.Forward(1, "4:sys;"), S_OK);
+    EXPECT_TRUE(world.network.WaitForPublication());
+    world.ReleaseAll();
+    EXPECT_EQ(world.network.ClosedInUse(), 0);
+  }
+}
+
 TEST_F(VCEntryPointsTest, TheObjectOfARemovedControllerMayHoldTheComponentsLastReference) {
   for (const bool byDatagram : {false, true}) {
     SCOPED_TRACE(byDatagram ? "withdrawn by a datagram" : "withdrawn by its owner");
