@@ -15,8 +15,9 @@ class DebugOutput {
 };
 
 /// The process's debugger output channel. On Linux the sink that the environment variable KELLANSEEK_TRACE
-/// names when it is first used: "stderr", "syslog" or "file:PATH" (appended to); nothing when unset or
-/// unknown. On Windows what debuggers read, and a copy to "stderr" or "file:PATH" when that is set.
+/// names when it is first used: "stderr", "syslog" or "file:PATH" (appended to, and turned over once at
+/// 10 MiB). Nothing is written when it is unset; a value that means nothing is told in one line on stderr.
+/// On Windows what debuggers read, and a copy to "stderr" or "file:PATH" when that is set.
 DebugOutput& ProcessDebugOutput();
 
 }  // namespace kellanseek::platform

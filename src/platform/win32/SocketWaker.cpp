@@ -22,7 +22,8 @@ bool SocketWaker::Connect() {
   int size = sizeof self;
   u_long nonBlocking = 1;
   return bind(socket_, address, size) == 0 && getsockname(socket_, address, &size) == 0 &&
-         connect(socket_, address, size) == 0 && ioctlsocket(socket_, FIONBIO, &nonBlocking) == 0;
+         connect(socket_, address, size) == 0 &&
+         ioctlsocket(socket_, static_cast<long>(FIONBIO), &nonBlocking) == 0;
 }
 
 void SocketWaker::Wake() {
