@@ -5,6 +5,7 @@ Where the system allows no private networks it shows less: controllers that are 
 
 import argparse
 import contextlib
+import os
 import pathlib
 import signal
 import sys
@@ -18,7 +19,8 @@ from screen import Screen  # noqa: E402
 from stage import LEAD, Failure, OneHost, Plant, program  # noqa: E402
 
 SHORTEST = 25  # less leaves no time to miss those that fall silent
-PATIENCE = 12  # seconds beyond the time that a busy machine gets for what is still to be seen
+# Seconds beyond the time that a busy machine gets for what is still to be seen.
+PATIENCE = 12 * float(os.environ.get("KELLANSEEK_PATIENCE", "1"))
 
 
 def pause_until(moment):
