@@ -29,6 +29,10 @@ class HostNames {
   /// Drops the look-up queued for a controller. Callable with the table lock held.
   void Forget(std::uint32_t lanSeekID) EXCLUDES(queueLock_);
 
+  /// Looks up what is queued, one after the other; false when the stop event has been set. The thread calls
+  /// it; tests do so without one.
+  bool ResolveQueued() EXCLUDES(queueLock_, table_.TableMutex());
+
   /// The thread body: looks names up until the stop event is set.
   void HostNameThread();
 
@@ -46,7 +50,6 @@ class HostNames {
                        boost::multi_index::member<Pending, std::uint32_t, &Pending::lanSeekID>>>>;
 
   bool TakeNext(Pending& next) EXCLUDES(queueLock_);
-  bool ResolveQueued();
   void Store(std::uint32_t lanSeekID, const std::string& hostName);
 
   CtrlTable& table_;

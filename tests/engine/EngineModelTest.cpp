@@ -21,12 +21,15 @@ const std::vector<std::string> kSystemIDs = {"", "sys-A", "sys-B", "sys-C"};
 const std::vector<std::string> kMacs = {"", "aa", "bb", "cc"};
 const std::vector<std::string> kAddresses = {"192.168.1.20", "10.0.0.20", "192.168.125.1", "192.168.1.21"};
 const std::vector<std::string> kTargets = {"192.168.1.20", "10.0.0.20", "192.168.1.21", "path-1",
-                                           "192.168.1.5",  "10.0.0.5",  "0.0.0.0"};
+                                           "192.168.1.5",  "10.0.0.5",  "0.0.0.0",      ""};
 const std::vector<std::vector<std::string>> kHostAddresses = {{"192.168.1.5", "10.0.0.5"},
                                                               {"10.0.0.5", "192.168.1.5"},
                                                               {"10.0.0.5"},
                                                               {"192.168.1.9", "192.168.1.5"},
                                                               {}};
+const std::vector<std::string> kPaths = {"path-0", "path-1", "192.168.1.21"};
+const std::vector<std::string> kHostNames = {"cell", "Cell", "press"};
+const std::vector<std::string> kNoAddresses = {"no address", "", "255.255.255.255", "10.0.0"};
 constexpr std::size_t kMostRecords = 40;
 constexpr int kSteps = 60;
 
@@ -71,7 +74,7 @@ class History {
   }
 
   void Act() {
-    switch (Upto(17)) {
+    switch (Upto(18)) {
       case 0: Define(); break;
       case 1: AddRemote(); break;
       case 2: Register(); break;
@@ -82,6 +85,7 @@ class History {
       case 7:
       case 8: Ticks(Upto(8) + 1); break;
       case 9: RefreshForID(); break;
+      case 10: FindNames(); break;
       default: Message(); break;
     }
     Compare();
@@ -221,7 +225,7 @@ class History {
   }
 
   void AddRemote() {
-    const std::string address = Upto(8) == 0 ? "no address" : Any(kAddresses);
+    const std::string address = Any(Upto(8) == 0 ? kNoAddresses : kAddresses);
     story += "\nadd " + address;
     std::uint32_t got = 0;
     std::uint32_t want = 0;
@@ -246,12 +250,24 @@ class History {
     EXPECT_EQ(result, plain_.RefreshForID(id));
   }
 
+  void FindNames() {
+    for (const std::string& address : kAddresses) {
+      const std::string name = Any(kHostNames);
+      story += "\n" + address + " is " + name;
+      engine_.lookup.SetName(address, name);
+      plain_.names[Wide(address)] = Wide(name);
+    }
+    engine_.hostNames.ResolveQueued();
+    plain_.FindNames();
+  }
+
   void Register() {
     CtrlInfo vc;
     vc.systemID = Wide(Any(kSystemIDs));
-    vc.ctrlAddress = L"path-" + std::to_wstring(Upto(2));
+    vc.ctrlAddress = Wide(Any(kPaths));
     vc.vcProcessID = static_cast<std::uint32_t>(Upto(3) + 1);
-    vc.remotePublication = Upto(3) != 0 ? RemoteVCPublication_True : RemoteVCPublication_False;
+    // Whatever is not "false" is published.
+    vc.remotePublication = static_cast<RemoteVCPublication>(Upto(4) - 1);
     story += "\nregister " + std::string(vc.systemID.begin(), vc.systemID.end());
     GUID offered = IID_KelVirtualController;
     const VCInterface vci{&offered, &object_};

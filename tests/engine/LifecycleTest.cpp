@@ -30,104 +30,7 @@ class Object : public IUnknown {
   std::function<void()> onRelease;
 };
 
-class LifecycleTest : public ::testing::Test, protected EngineHarness {
- protected:
-  HRESULT AddRemote(const wchar_t* address, std::uint32_t& id) {
-    const CtrlTable::Lock lock(table);
-    return lifecycle.AddRemoteController(table, address, id);
-  }
-  void Remove(std::uint32_t id, LanSeekEventReason reason, bool keep = false) {
-    const CtrlTable::Lock lock(table);
-    lifecycle.RemoveActiveCtrl(table, table.Find(id), reason, keep);
-  }
-};
-
-TEST_F(LifecycleTest, RemoteControllersAreAddedOnce) {
-  std::uint32_t id = 0;
-  EXPECT_EQ(AddRemote(L"not an address", id), E_INVALIDARG);
-  EXPECT_EQ(AddRemote(L"255.255.255.255", id), E_INVALIDARG);
-  EXPECT_EQ(AddRemote(L"192.168.1.30", id), S_OK);
-  EXPECT_EQ(id, 11U) << "the failures consumed no id";
-  std::uint32_t again = 0;
-  EXPECT_EQ(AddRemote(L"192.168.1.30", again), KEL_S_ALREADY_CONFIGURED);
-  EXPECT_EQ(again, 11U);
-  Tick();
-  EXPECT_EQ(sender.Take(), (std::vector<std::string>{"to 192.168.1.30 Lanseek;0d;5;"}));
-  NonLocalAnswer(1, "4:sys;9:mac;", "192.168.1.30");
-  Answer(1, "4:sys;9:mac;", "192.168.1.30");
-  EXPECT_EQ(AddRemote(L"192.168.1.30", again), KEL_S_ALREADY_DYNAMIC);
-  EXPECT_EQ(again, 11U);
-}
-
-TEST_F(LifecycleTest, RemovalTellsClientsAndTheDaemonOnlyWhatTheyKnew) {
-  CtrlInfo vc;
-  vc.ctrlType = VC;
-  vc.ctrlAddress = L"path";
-  vc.identificationType = DynamicCtrlDefinition;
-  vc.ctrlStatus = CtrlAvailable;
-  vc.remotePublication = RemoteVCPublication_True;
-  vc.published = true;
-  struct Case {
-    LanSeekEventReason reason;
-    std::int32_t code;
-  };
-  for (const Case& c : {Case{CtrlLostConnection, 100}, Case{CtrlLostRestart, 3}, Case{CtrlLostPowerDown, 4},
-                        Case{CtrlLostLAN, 4}}) {
-    const std::uint32_t id = Add(vc);
-    Remove(id, c.reason);
-    EXPECT_EQ(events.Take(), (Events{{id, CtrlRemoved, c.reason}}));
-    EXPECT_EQ(daemon.messages.back(), (RecordingDaemon::Message{c.code, 0, id}));
-  }
-  EXPECT_EQ(traces.Messages(),
-            (std::vector<std::wstring>{
-                L"LanSeek RemoveActiveCtrl. Unexpected removal reason 3 for remote VC path"}));
-  const std::size_t told = daemon.messages.size();
-  const std::uint32_t kept = Add(vc);
-  Remove(kept, CtrlLostPowerDown, true);
-  Remove(kept, CtrlLostPowerDown, true);
-  Remove(kept, CtrlLostPowerDown);
-  EXPECT_EQ(events.Take(), (Events{{kept, CtrlRemoved, CtrlLostPowerDown}}));
-  EXPECT_EQ(daemon.messages.size(), told + 1);
-  EXPECT_TRUE(All().empty());
-  vc.remotePublication = static_cast<RemoteVCPublication>(-1);
-  const std::uint32_t oddlyPublished = Add(vc);
-  Remove(oddlyPublished, CtrlLostPowerDown);
-  EXPECT_EQ(daemon.messages.back(), (RecordingDaemon::Message{4, 0, oddlyPublished}))
-      << "whatever was taken as published is withdrawn";
-}
-
-TEST_F(LifecycleTest, AnInterfaceThatGoesTakesItsControllersWithIt) {
-  Answer(1, "4:a;9:a;", "10.0.0.20", 1);
-  Answer(1, "4:b;9:b;", "192.168.1.20", 0);
-  CtrlInfo configured;
-  configured.ctrlAddress = L"10.0.0.30";
-  const std::uint32_t id = Add(configured);
-  Answer(1, "4:c;9:c;", "10.0.0.30", 1);
-  configured.ctrlAddress = L"10.7.7.7";
-  Add(configured);
-  NonLocalAnswer(1, "4:d;9:d;", "10.7.7.7");
-  events.Take();
-
-  addresses.RemoveAddress("192.168.1.5");
-  RebuildInterfaces();
-  EXPECT_EQ(events.Take(), (Events{{12, CtrlRemoved, CtrlLostLAN}}));
-  EXPECT_EQ(Get(11).heardOnInterface, 0) << "renumbered";
-  addresses.RemoveAddress("10.0.0.5");
-  RebuildInterfaces();
-  EXPECT_EQ(events.Take(), (Events{{11, CtrlRemoved, CtrlLostLAN}, {id, CtrlUnavailable, CtrlLostLAN}}));
-  EXPECT_EQ(daemon.refreshes, 3);
-}
-
-TEST_F(LifecycleTest, ARemoteControllerTurnsDynamicWhenItsNetworkAppears) {
-  std::uint32_t id = 0;
-  AddRemote(L"172.16.0.9", id);
-  NonLocalAnswer(1, "4:a;9:a;", "172.16.0.9");
-  addresses.AddInterface(3, {2, 0, 0, 0, 0, 3});
-  addresses.AddAddress(3, "172.16.0.1", "255.255.0.0");
-  RebuildInterfaces();
-  EXPECT_EQ(Get(id).identificationType, DynamicCtrlDefinition);
-  EXPECT_EQ(Get(id).heardOnInterface, 2);
-}
+class LifecycleTest : public ::testing::Test, protected EngineHarness {};
 
 TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   addresses.AddInterface(4, {0xaa, 0xbb, 0xcc, 0xdd});
@@ -155,46 +58,23 @@ TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   EXPECT_EQ(texts(), L"");
 }
 
-TEST_F(LifecycleTest, VirtualControllersRegisterPublishAndUnregister) {
+TEST_F(LifecycleTest, VirtualControllersNeedAnObjectWhoseOwnerMayCallInAgain) {
   Object object;
   GUID offered = IID_KelVirtualController;
   GUID other = IID_IUnknown;
-  processes.Start(4711);
-  const auto reg = [&](const wchar_t* id, GUID* iid, IUnknown* pVC) {
+  const auto reg = [&](GUID* iid, IUnknown* pVC) {
     const VCInterface vci{iid, pVC};
-    return localVCs.RegisterVC(L"any path", id, 4711, RemoteVCPublication_True, &vci);
+    return localVCs.RegisterVC(L"any path", L"vc-1", 4711, RemoteVCPublication_True, &vci);
   };
   EXPECT_EQ(localVCs.RegisterVC(L"p", L"id", 1, RemoteVCPublication_False, nullptr), E_INVALIDARG);
-  EXPECT_EQ(reg(L"id", &other, &object), E_INVALIDARG);
-  EXPECT_EQ(reg(L"id", &offered, nullptr), E_INVALIDARG);
-  EXPECT_EQ(reg(L"id", nullptr, &object), E_INVALIDARG);
-  EXPECT_EQ(reg(L"", &offered, &object), E_INVALIDARG);
+  EXPECT_EQ(reg(&other, &object), E_INVALIDARG);
+  EXPECT_EQ(reg(&offered, nullptr), E_INVALIDARG);
+  EXPECT_EQ(reg(nullptr, &object), E_INVALIDARG);
   EXPECT_EQ(object.count, 1U);
-  EXPECT_EQ(reg(L"vc-1", &offered, &object), S_OK);
-  EXPECT_EQ(reg(L"vc-1", &offered, &object), KEL_E_SYSTEMID_PRESENT);
-  EXPECT_EQ(object.count, 2U);
-  EXPECT_EQ(table.NextLanSeekID(), 12U);
-  EXPECT_EQ(events.Take(), Events{});
-
-  Forward(1, "1:Cell7;4:vc-1;7:5;8:5;");
-  EXPECT_TRUE(daemon.added.empty()) << "version 5.5 is not published to others";
-  EXPECT_EQ(events.Take(), (Events{{11, CtrlAvailable, CtrlNew}}));
-  EXPECT_EQ(localVCs.RemoveVC(L"nobody", false), KEL_E_NOT_FOUND);
-  EXPECT_EQ(localVCs.RemoveVC(L"vc-1", true), S_OK);
-  Forward(1, "1:Cell7;4:vc-1;7:6;8:0;");
-  EXPECT_EQ(daemon.added, (std::vector<std::uint32_t>{11}));
-
-  // The object's owner may call in again while it is released.
+  EXPECT_EQ(reg(&offered, &object), S_OK);
   object.onRelease = [&] { EXPECT_EQ(localVCs.RemoveVC(L"vc-1", false), KEL_E_NOT_FOUND); };
   EXPECT_EQ(localVCs.RemoveVC(L"vc-1", false), S_OK);
   EXPECT_EQ(object.count, 1U);
-
-  object.onRelease = nullptr;
-  EXPECT_EQ(reg(L"vc-2", &offered, &object), S_OK);
-  processes.End(4711);
-  Tick(5);
-  EXPECT_TRUE(All().empty());
-  EXPECT_EQ(object.count, 2U) << "the object died with its process and is not called";
 }
 
 TEST_F(LifecycleTest, AShortageOfMemoryLeavesNoVirtualControllerHalfWay) {
@@ -247,18 +127,6 @@ TEST_F(LifecycleTest, AShortageOfMemoryLeavesNoVirtualControllerHalfWay) {
   }
   EXPECT_EQ(localVCs.RegisterVC(L"path", systemID, 1, RemoteVCPublication_True, &vci), E_OUTOFMEMORY);
   EXPECT_EQ(object.count, 1U);
-}
-
-TEST_F(LifecycleTest, AnUnreportedVersionIsPublished) {
-  GUID offered = IID_KelVirtualController;
-  Object object;
-  const VCInterface vci{&offered, &object};
-  localVCs.RegisterVC(L"p", L"vc-1", 1, RemoteVCPublication_True, &vci);
-  daemon.addSucceeds = false;
-  Forward(1, "4:vc-1;");
-  EXPECT_EQ(daemon.added.size(), 1U);
-  EXPECT_EQ(traces.Messages(), (std::vector<std::wstring>{L"LanSeek. Failed to publish VC remotely p"}));
-  EXPECT_EQ(localVCs.RemoveVC(L"vc-1", false), S_OK) << "before its object goes";
 }
 
 TEST_F(LifecycleTest, HostNamesAreFoundOnceAndNotForThoseWhoLeft) {

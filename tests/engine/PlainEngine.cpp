@@ -1,16 +1,16 @@
 #include "PlainEngine.h"
 
-#include <cstdio>
+#include <cctype>
 #include <tuple>
 #include <utility>
 
 namespace kellanseek::test {
 namespace {
 
-constexpr const char* kFull = "Lanseek;0d;5;";
-constexpr const char* kRefresh = "Lanseek;0d;7;";
-
-std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+std::wstring Lower(std::wstring text) {
+  for (wchar_t& each : text) each = static_cast<wchar_t>(std::tolower(static_cast<int>(each)));
+  return text;
+}
 
 }  // namespace
 
@@ -60,8 +60,9 @@ void PlainEngine::Revalidate() {
 
 void PlainEngine::RemoveActive(std::size_t& position, LanSeekEventReason reason, bool keep) {
   CtrlInfo& r = records[position];
+  std::erase_if(namesWanted_, [&](const auto& wanted) { return wanted.first == r.lanSeekID; });
   const bool dynamic = r.identificationType == DynamicCtrlDefinition;
-  if (r.remotePublication == RemoteVCPublication_True && r.published) {
+  if (r.remotePublication != RemoteVCPublication_False && r.published) {
     if (reason != 2 && reason != 4 && reason != 5)
       Trace(L"LanSeek RemoveActiveCtrl. Unexpected removal reason " + std::to_wstring(reason) +
             L" for remote VC " + r.ctrlAddress);
@@ -141,17 +142,22 @@ HRESULT PlainEngine::AddRemote(const std::wstring& address, std::uint32_t& id) {
   return S_OK;
 }
 
-HRESULT PlainEngine::RefreshForID(std::uint32_t id) {
-  if (id >= nextId) return E_INVALIDARG;
-  for (CtrlInfo& r : records) {
-    if (r.lanSeekID != id) continue;
-    if (r.retriesLeft >= 0 || r.ctrlType == VC || r.ctrlStatus != CtrlAvailable) return S_OK;
-    const bool polled = Polls() && r.identificationType != DynamicCtrlDefinition;
-    r.ticksToNextAction = polled ? 0 : 1;
-    r.retriesLeft = (polled ? settings_.NonLocalRetries : settings_.Retries) + 1;
-    return S_OK;
+void PlainEngine::WantName(const CtrlInfo& r) {
+  for (const auto& [id, address] : namesWanted_)
+    if (id == r.lanSeekID) return;
+  namesWanted_.emplace_back(r.lanSeekID, r.ctrlAddress);
+}
+
+void PlainEngine::FindNames() {
+  for (const auto& [id, address] : std::exchange(namesWanted_, {})) {
+    const auto name = names.find(address);
+    for (CtrlInfo& r : records) {
+      if (r.lanSeekID != id || r.ctrlStatus != CtrlAvailable || name == names.end()) continue;
+      if (Lower(r.hostName) == Lower(name->second)) continue;
+      r.hostName = name->second;
+      if (r.published) Event(r, CtrlAvailable, CtrlUpdated);
+    }
   }
-  return static_cast<HRESULT>(0xC0040412U);
 }
 
 bool PlainEngine::UpdateFrom(CtrlInfo& r, const CtrlInfo& newer) {
@@ -172,12 +178,15 @@ void PlainEngine::AddNew(CtrlInfo pattern, bool announced) {
   pattern.ticksToNextAction = announced ? -1 : Ticks(settings_.RefreshTimeout);
   pattern.retriesLeft = announced ? -1 : settings_.Retries + 1;
   Define(std::move(pattern));
-  if (announced) Event(records.back(), CtrlAvailable, CtrlNew);
+  if (!announced) return;
+  WantName(records.back());
+  Event(records.back(), CtrlAvailable, CtrlNew);
 }
 
 void PlainEngine::DynamicIdentity(CtrlInfo& r, const CtrlInfo& pattern) {
   const bool raised = !r.published;
   r.published = true;
+  if (raised && r.ctrlType != VC) WantName(r);
   if (raised) Event(r, CtrlAvailable, CtrlNew);
   if (UpdateFrom(r, pattern) && !raised) Event(r, CtrlAvailable, CtrlUpdated);
   r.ticksToNextAction = r.ctrlType == VC ? Ticks(settings_.VCRefreshInterval) : -1;
@@ -198,6 +207,7 @@ void PlainEngine::Identity(int p, const CtrlInfo& pattern, const Origin& origin)
     r.published = true;
     r.systemID = pattern.systemID;
     r.macAddress = pattern.macAddress;
+    WantName(r);
     Event(r, CtrlAvailable, CtrlReconnected);
   }
   if (origin.position >= 0) {
@@ -237,6 +247,7 @@ void PlainEngine::Alive(int p, const CtrlInfo& pattern, const Origin& origin) {
 }
 
 void PlainEngine::Targeted(const Message& message, const Origin& origin) {
+  if (message.target.empty()) return;
   const std::wstring& systemID = message.pattern.systemID;
   const platform::Ipv4 target = platform::ParseIpv4(std::wstring_view(message.target));
   if (target != 0xFFFFFFFFU && target == origin.address) {
@@ -284,118 +295,6 @@ void PlainEngine::Handle(const Message& message, const Origin& origin) {
     daemonMessages.push_back({static_cast<std::int32_t>(type), origin.position, 0});
   }
   if (type == 6) Targeted(message, origin);
-}
-
-void PlainEngine::StartRefreshCycle(int position, std::uint32_t type) {
-  if (position < 0 || position >= static_cast<int>(interfaces.size()))
-    return Trace(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
-  interfaces[static_cast<std::size_t>(position)].refreshCountdown = Ticks(settings_.RefreshInterval);
-  const int timeout = Ticks(settings_.RefreshTimeout);
-  for (CtrlInfo& r : records) {
-    if (r.heardOnInterface != position || r.ctrlStatus != CtrlAvailable) continue;
-    if (r.identificationType != DynamicCtrlDefinition && Polls()) continue;
-    if (r.retriesLeft < 0) {
-      r.retriesLeft = settings_.Retries;
-      r.ticksToNextAction = timeout;
-    } else if (r.retriesLeft > 0 && (r.published || type == 5) && r.ticksToNextAction < timeout / 2) {
-      r.ticksToNextAction = timeout;
-      --r.retriesLeft;
-    }
-  }
-}
-
-void PlainEngine::BeginRun() {
-  for (CtrlInfo& r : records) {
-    if (r.ctrlStatus != CtrlAvailable || r.ctrlType == VC) continue;
-    if (Polls() && r.identificationType != DynamicCtrlDefinition) continue;
-    r.retriesLeft = settings_.Retries;
-    r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
-  }
-  for (std::size_t i = 0; i < interfaces.size(); ++i) {
-    broadcasts.push_back("broadcast " + std::to_string(i) + " " + kFull);
-    daemonMessages.push_back({5, static_cast<std::int32_t>(i), 0});
-  }
-  if (!Polls()) return;
-  for (CtrlInfo& r : records) {
-    if (r.identificationType == DynamicCtrlDefinition) continue;
-    const bool there = r.ctrlStatus == CtrlAvailable;
-    r.ticksToNextAction = Ticks(there ? settings_.NonLocalRefreshTimeout : settings_.NonLocalRefreshInterval);
-    r.retriesLeft = there ? settings_.NonLocalRetries : -1;
-    SendTo(r, kFull);
-  }
-}
-
-void PlainEngine::Tick() {
-  for (std::size_t i = 0; i < interfaces.size(); ++i) {
-    interfaces[i].requestsThisTick = 0;
-    if (interfaces[i].refreshCountdown > 0) {
-      --interfaces[i].refreshCountdown;
-      continue;
-    }
-    StartRefreshCycle(static_cast<int>(i), 7);
-    broadcasts.push_back("broadcast " + std::to_string(i) + " " + kRefresh);
-    daemonMessages.push_back({7, static_cast<std::int32_t>(i), 0});
-  }
-  for (std::size_t i = 0; i < records.size();) {
-    CtrlInfo& r = records[i];
-    if (r.ticksToNextAction != 0) {
-      if (r.ticksToNextAction > 0) --r.ticksToNextAction;
-      ++i;
-    } else if (Due(i)) {
-      ++i;
-    }
-  }
-}
-
-/// False when `i` names the record to go on with already.
-bool PlainEngine::Due(std::size_t& i) {
-  CtrlInfo& r = records[i];
-  if (r.ctrlType == VC) {
-    const auto process = processes.find(r.vcProcessID);
-    if (process != processes.end() && (r.vcProcessStart == 0 || r.vcProcessStart == process->second)) {
-      r.ticksToNextAction = Ticks(settings_.VCRefreshInterval);
-      r.retriesLeft = -1;
-      return true;
-    }
-    Trace(L"LanSeek: VC " + r.systemName + L" @ " + r.ctrlAddress + L" ID: " +
-          std::to_wstring(r.vcProcessID) + L" has terminated!");
-    if (r.vcProcessID != 0) ++objectsLost;
-    RemoveActive(i, CtrlLostConnection);
-    return false;
-  }
-  if (r.retriesLeft == 0) {
-    RemoveActive(i, CtrlLostConnection);
-    return false;
-  }
-  if (Polls() && r.identificationType != DynamicCtrlDefinition) {
-    Poll(r);
-  } else if (r.heardOnInterface >= 0) {
-    AskOnInterface(r);
-  }
-  return true;
-}
-
-void PlainEngine::Poll(CtrlInfo& r) {
-  if (r.retriesLeft < 0 && r.ctrlStatus == CtrlUnavailable) {
-    r.ticksToNextAction = Ticks(settings_.NonLocalRefreshInterval);
-    return SendTo(r, kFull);
-  }
-  SendTo(r, r.retriesLeft < 0 ? kRefresh : kFull);
-  r.ticksToNextAction = Ticks(settings_.NonLocalRefreshTimeout);
-  r.retriesLeft = r.retriesLeft < 0 ? settings_.NonLocalRetries : r.retriesLeft - 1;
-}
-
-void PlainEngine::AskOnInterface(CtrlInfo& r) {
-  Interface& entry = interfaces.at(static_cast<std::size_t>(r.heardOnInterface));
-  if (entry.requestsThisTick >= settings_.TickInterval * settings_.MaxRequestsPerSecond / 1000) return;
-  ++entry.requestsThisTick;
-  r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
-  if (r.retriesLeft > 0) --r.retriesLeft;  // Below 0 there is no end, and nothing to count.
-  std::string rest = ";6;a:" + Narrow(r.ctrlAddress) + ";";
-  if (r.ctrlType == RemoteVC) rest += "4:" + Narrow(r.systemID) + ";";
-  char length[8];
-  std::snprintf(length, sizeof length, "%02zx", 10 + rest.size());
-  broadcasts.push_back("broadcast " + std::to_string(r.heardOnInterface) + " Lanseek;" + length + rest);
 }
 
 }  // namespace kellanseek::test

@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "EngineHarness.h"
@@ -27,7 +28,7 @@ class PlainEngine {
     int position = -1;
     platform::Ipv4 address = 0;
   };
-  /// Tag a of a message, and the rest of it.
+  /// Tag a of a message, which says nothing when it is empty, and the rest of it.
   struct Message {
     std::uint32_t type = 0;
     std::wstring target;
@@ -46,10 +47,12 @@ class PlainEngine {
   HRESULT Unregister(const std::wstring& systemID, bool keep);
   HRESULT AddRemote(const std::wstring& address, std::uint32_t& id);
   HRESULT RefreshForID(std::uint32_t id);
+  void FindNames();
 
   std::vector<CtrlInfo> records;
   std::vector<Interface> interfaces;
   std::map<std::uint32_t, std::uint64_t> processes;  ///< The start of each process that runs.
+  std::map<std::wstring, std::wstring> names;        ///< What the name service knows of an address.
   std::uint32_t nextId = 11;
   bool daemonPublishes = true;
 
@@ -74,6 +77,7 @@ class PlainEngine {
     events.push_back({r.lanSeekID, status, reason});
   }
 
+  void WantName(const CtrlInfo& r);
   void RemoveActive(std::size_t& position, LanSeekEventReason reason, bool keep = false);
   void Revalidate();
   int FindCtrl(const CtrlInfo& pattern) const;
@@ -99,6 +103,7 @@ class PlainEngine {
   }
 
   const CKelLanSeekConfigSettings& settings_;
+  std::vector<std::pair<std::uint32_t, std::wstring>> namesWanted_;
 };
 
 }  // namespace kellanseek::test

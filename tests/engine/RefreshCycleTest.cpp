@@ -35,21 +35,6 @@ class RefreshCycleTest : public ::testing::Test, protected EngineHarness {
     record.published = available;
     return Add(record);
   }
-
-  void AddDynamic(int count, std::int32_t ticks, std::int32_t retries) {
-    for (int i = 0; i < count; ++i) {
-      CtrlInfo record;
-      record.ctrlAddress = L"192.168.1." + std::to_wstring(100 + i);
-      record.identificationType = DynamicCtrlDefinition;
-      record.ctrlStatus = CtrlAvailable;
-      record.published = true;
-      record.heardOnInterface = 0;
-      record.heardOnAddress = interfaces[0].address;
-      record.ticksToNextAction = ticks;
-      record.retriesLeft = retries;
-      Add(record);
-    }
-  }
 };
 
 TEST_F(RefreshCycleTest, ASilentControllerIsAskedThreeTimesAfterAStartAndThenLost) {
@@ -63,82 +48,6 @@ TEST_F(RefreshCycleTest, ASilentControllerIsAskedThreeTimesAfterAStartAndThenLos
   EXPECT_EQ(events.Take(), Events{});
   Tick();
   EXPECT_EQ(events.Take(), (Events{{11, CtrlRemoved, CtrlLostConnection}}));
-}
-
-TEST_F(RefreshCycleTest, TheNetworkIsRefreshedEvery241Ticks) {
-  Answer(1, kIdentity, "192.168.1.20");
-  EXPECT_EQ(SentDuring(240).size(), 0U);
-  const auto log = SentDuring(67);
-  const std::string request = "broadcast 0 Lanseek;1c;6;a:192.168.1.20;";
-  EXPECT_EQ(log, (std::vector<std::pair<int, std::string>>{{1, "broadcast 0 Lanseek;0d;7;"},
-                                                           {1, "broadcast 1 Lanseek;0d;7;"},
-                                                           {17, request},
-                                                           {34, request},
-                                                           {51, request}}));
-  EXPECT_TRUE(All().size() == 1);
-  Tick();
-  EXPECT_TRUE(All().empty()) << "67 ticks after the broadcast";
-  EXPECT_EQ(interfaces[0].refreshCountdown, 240 - 67);
-}
-
-TEST_F(RefreshCycleTest, APresenceAnswerEndsTheAsking) {
-  Answer(1, kIdentity, "192.168.1.20");
-  refresh.BeginRun();
-  sender.Take();
-  Tick(20);
-  Answer(2, kIdentity, "192.168.1.20");
-  sender.Take();
-  EXPECT_EQ(SentDuring(150).size(), 0U);
-  EXPECT_EQ(All().size(), 1U);
-}
-
-TEST_F(RefreshCycleTest, AnotherWorkstationsRefreshPostponesOurs) {
-  Tick(100);
-  Receive(Datagram(7, ""), "192.168.1.9", engine::MsgSource::FromRequestSocket, 0);
-  EXPECT_EQ(interfaces[0].refreshCountdown, 240);
-  EXPECT_EQ(interfaces[1].refreshCountdown, 140);
-}
-
-TEST_F(RefreshCycleTest, RequestsAreLimitedPerTickAndInterface) {
-  AddDynamic(20, 0, 3);
-  Tick();
-  EXPECT_EQ(sender.Take().size(), 12U);
-  Tick();
-  const Sent second = sender.Take();
-  ASSERT_EQ(second.size(), 8U);
-  EXPECT_EQ(second.front(), "broadcast 0 Lanseek;1d;6;a:192.168.1.112;");
-}
-
-TEST_F(RefreshCycleTest, ARefreshCycleArmsIdleOnesAndCountsRunningOnes) {
-  struct Case {
-    std::int32_t ticks, retries;
-    bool published;
-    std::uint32_t type;
-    std::int32_t ticksAfter, retriesAfter;
-  };
-  for (const Case& c : {Case{-1, -1, true, 7, 16, 3}, Case{7, 2, true, 7, 16, 1}, Case{8, 2, true, 7, 8, 2},
-                        Case{3, 2, false, 7, 3, 2}, Case{3, 2, false, 5, 16, 1}, Case{3, 0, true, 5, 3, 0},
-                        Case{3, 2, true, 6, 3, 2}, Case{-1, 2, true, 5, -1, 2}}) {
-    SCOPED_TRACE(::testing::Message() << c.ticks << " " << c.retries << " type " << c.type);
-    EngineHarness harness;
-    CtrlInfo record;
-    record.identificationType = DynamicCtrlDefinition;
-    record.ctrlStatus = CtrlAvailable;
-    record.published = c.published;
-    record.heardOnInterface = 1;
-    record.ticksToNextAction = c.ticks;
-    record.retriesLeft = c.retries;
-    const std::uint32_t id = harness.Add(record);
-    record.heardOnInterface = 0;
-    const std::uint32_t elsewhere = harness.Add(record);
-    {
-      const CtrlTable::Lock lock(harness.table);
-      harness.refresh.StartRefreshCycle(harness.table, 1, c.type);
-    }
-    EXPECT_EQ(harness.Get(id).ticksToNextAction, c.ticksAfter);
-    EXPECT_EQ(harness.Get(id).retriesLeft, c.retriesAfter);
-    EXPECT_EQ(harness.Get(elsewhere).ticksToNextAction, c.ticks);
-  }
 }
 
 TEST(NegativeSettingsTest, AreNoTimersAndRetriesWithoutEnd) {
@@ -242,15 +151,6 @@ TEST_F(RefreshCycleTest, ConfiguredControllersArePolledByAddress) {
       << "an unavailable one every 32 s";
 }
 
-TEST_F(RefreshCycleTest, AnAnsweredPollIsRepeatedAfterTheInterval) {
-  const std::uint32_t id = AddStatic(L"10.9.9.2");
-  NonLocalAnswer(1, kIdentity, "10.9.9.2");
-  EXPECT_EQ(SentDuring(129), (std::vector<std::pair<int, std::string>>{{129, "to 10.9.9.2 Lanseek;0d;7;"}}));
-  EXPECT_EQ(Get(id).retriesLeft, 3);
-  NonLocalAnswer(2, kIdentity, "10.9.9.2");
-  EXPECT_EQ(Get(id).ticksToNextAction, 128);
-}
-
 TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) {
   const auto to = [](int host) { return "to 10.9.9." + std::to_string(host) + " Lanseek;0d;5;"; };
   for (int host = 1; host <= 4; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
@@ -337,18 +237,6 @@ TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
   EXPECT_EQ(sender.Take().size(), 2U + engine::kSendBurst);
 }
 
-TEST_F(RefreshCycleTest, WithoutPollingConfiguredControllersAreRefreshedLikeOthers) {
-  settings.NonLocalUpdatesEnabled = 0;
-  AddStatic(L"192.168.1.20");
-  Answer(1, kIdentity, "192.168.1.20");
-  events.Take();
-  refresh.BeginRun();
-  EXPECT_EQ(sender.Take().size(), 2U);
-  EXPECT_EQ(SentDuring(68).size(), 3U);
-  EXPECT_EQ(events.Take(), (Events{{11, CtrlUnavailable, CtrlLostConnection}}));
-  EXPECT_EQ(Get(11).ticksToNextAction, -1);
-}
-
 TEST_F(RefreshCycleTest, ARecordWithoutInterfaceWaitsForAnAnswer) {
   CtrlInfo record;
   record.identificationType = DynamicCtrlDefinition;
@@ -380,29 +268,6 @@ TEST_F(RefreshCycleTest, SenselessTimesNeitherFloodNorOverflow) {
     harness.Tick(40);
     EXPECT_LE(harness.sender.Take().size(), 3U * 40U / 4U) << value << ": at most one round a second";
   }
-}
-
-TEST_F(RefreshCycleTest, LivenessOfLocalVirtualControllers) {
-  processes.Start(4711);
-  CtrlInfo vc;
-  vc.ctrlType = VC;
-  vc.identificationType = DynamicCtrlDefinition;
-  vc.ctrlStatus = CtrlAvailable;
-  vc.published = true;
-  vc.systemName = L"Sys";
-  vc.ctrlAddress = L"path";
-  vc.vcProcessID = 4711;
-  vc.ticksToNextAction = 4;
-  const std::uint32_t id = Add(vc);
-  Tick(5);
-  EXPECT_EQ(Get(id).ticksToNextAction, 4);
-  processes.End(4711);
-  Tick(4);
-  EXPECT_EQ(events.Take(), Events{});
-  Tick();
-  EXPECT_EQ(events.Take(), (Events{{id, CtrlRemoved, CtrlLostConnection}}));
-  EXPECT_EQ(traces.Messages(),
-            (std::vector<std::wstring>{L"LanSeek: VC Sys @ path ID: 4711 has terminated!"}));
 }
 
 }  // namespace

@@ -1,0 +1,140 @@
+#include <cstdio>
+
+#include "PlainEngine.h"
+
+namespace kellanseek::test {
+namespace {
+
+constexpr const char* kFull = "Lanseek;0d;5;";
+constexpr const char* kRefresh = "Lanseek;0d;7;";
+
+std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+
+}  // namespace
+
+HRESULT PlainEngine::RefreshForID(std::uint32_t id) {
+  if (id >= nextId) return E_INVALIDARG;
+  for (CtrlInfo& r : records) {
+    if (r.lanSeekID != id) continue;
+    if (r.retriesLeft >= 0 || r.ctrlType == VC || r.ctrlStatus != CtrlAvailable) return S_OK;
+    const bool polled = Polls() && r.identificationType != DynamicCtrlDefinition;
+    r.ticksToNextAction = polled ? 0 : 1;
+    r.retriesLeft = (polled ? settings_.NonLocalRetries : settings_.Retries) + 1;
+    return S_OK;
+  }
+  return static_cast<HRESULT>(0xC0040412U);
+}
+
+void PlainEngine::StartRefreshCycle(int position, std::uint32_t type) {
+  if (position < 0 || position >= static_cast<int>(interfaces.size()))
+    return Trace(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
+  interfaces[static_cast<std::size_t>(position)].refreshCountdown = Ticks(settings_.RefreshInterval);
+  const int timeout = Ticks(settings_.RefreshTimeout);
+  for (CtrlInfo& r : records) {
+    if (r.heardOnInterface != position || r.ctrlStatus != CtrlAvailable) continue;
+    if (r.identificationType != DynamicCtrlDefinition && Polls()) continue;
+    if (r.retriesLeft < 0) {
+      r.retriesLeft = settings_.Retries;
+      r.ticksToNextAction = timeout;
+    } else if (r.retriesLeft > 0 && (r.published || type == 5) && r.ticksToNextAction < timeout / 2) {
+      r.ticksToNextAction = timeout;
+      --r.retriesLeft;
+    }
+  }
+}
+
+void PlainEngine::BeginRun() {
+  for (CtrlInfo& r : records) {
+    if (r.ctrlStatus != CtrlAvailable || r.ctrlType == VC) continue;
+    if (Polls() && r.identificationType != DynamicCtrlDefinition) continue;
+    r.retriesLeft = settings_.Retries;
+    r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
+  }
+  for (std::size_t i = 0; i < interfaces.size(); ++i) {
+    broadcasts.push_back("broadcast " + std::to_string(i) + " " + kFull);
+    daemonMessages.push_back({5, static_cast<std::int32_t>(i), 0});
+  }
+  if (!Polls()) return;
+  for (CtrlInfo& r : records) {
+    if (r.identificationType == DynamicCtrlDefinition) continue;
+    const bool there = r.ctrlStatus == CtrlAvailable;
+    r.ticksToNextAction = Ticks(there ? settings_.NonLocalRefreshTimeout : settings_.NonLocalRefreshInterval);
+    r.retriesLeft = there ? settings_.NonLocalRetries : -1;
+    SendTo(r, kFull);
+  }
+}
+
+void PlainEngine::Tick() {
+  for (std::size_t i = 0; i < interfaces.size(); ++i) {
+    interfaces[i].requestsThisTick = 0;
+    if (interfaces[i].refreshCountdown > 0) {
+      --interfaces[i].refreshCountdown;
+      continue;
+    }
+    StartRefreshCycle(static_cast<int>(i), 7);
+    broadcasts.push_back("broadcast " + std::to_string(i) + " " + kRefresh);
+    daemonMessages.push_back({7, static_cast<std::int32_t>(i), 0});
+  }
+  for (std::size_t i = 0; i < records.size();) {
+    CtrlInfo& r = records[i];
+    if (r.ticksToNextAction != 0) {
+      if (r.ticksToNextAction > 0) --r.ticksToNextAction;
+      ++i;
+    } else if (Due(i)) {
+      ++i;
+    }
+  }
+}
+
+/// False when `i` names the record to go on with already.
+bool PlainEngine::Due(std::size_t& i) {
+  CtrlInfo& r = records[i];
+  if (r.ctrlType == VC) {
+    const auto process = processes.find(r.vcProcessID);
+    if (process != processes.end() && (r.vcProcessStart == 0 || r.vcProcessStart == process->second)) {
+      r.ticksToNextAction = Ticks(settings_.VCRefreshInterval);
+      r.retriesLeft = -1;
+      return true;
+    }
+    Trace(L"LanSeek: VC " + r.systemName + L" @ " + r.ctrlAddress + L" ID: " +
+          std::to_wstring(r.vcProcessID) + L" has terminated!");
+    if (r.vcProcessID != 0) ++objectsLost;
+    RemoveActive(i, CtrlLostConnection);
+    return false;
+  }
+  if (r.retriesLeft == 0) {
+    RemoveActive(i, CtrlLostConnection);
+    return false;
+  }
+  if (Polls() && r.identificationType != DynamicCtrlDefinition) {
+    Poll(r);
+  } else if (r.heardOnInterface >= 0) {
+    AskOnInterface(r);
+  }
+  return true;
+}
+
+void PlainEngine::Poll(CtrlInfo& r) {
+  if (r.retriesLeft < 0 && r.ctrlStatus == CtrlUnavailable) {
+    r.ticksToNextAction = Ticks(settings_.NonLocalRefreshInterval);
+    return SendTo(r, kFull);
+  }
+  SendTo(r, r.retriesLeft < 0 ? kRefresh : kFull);
+  r.ticksToNextAction = Ticks(settings_.NonLocalRefreshTimeout);
+  r.retriesLeft = r.retriesLeft < 0 ? settings_.NonLocalRetries : r.retriesLeft - 1;
+}
+
+void PlainEngine::AskOnInterface(CtrlInfo& r) {
+  Interface& entry = interfaces.at(static_cast<std::size_t>(r.heardOnInterface));
+  if (entry.requestsThisTick >= settings_.TickInterval * settings_.MaxRequestsPerSecond / 1000) return;
+  ++entry.requestsThisTick;
+  r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
+  if (r.retriesLeft > 0) --r.retriesLeft;  // Below 0 there is no end, and nothing to count.
+  std::string rest = ";6;a:" + Narrow(r.ctrlAddress) + ";";
+  if (r.ctrlType == RemoteVC) rest += "4:" + Narrow(r.systemID) + ";";
+  char length[8];
+  std::snprintf(length, sizeof length, "%02zx", 10 + rest.size());
+  broadcasts.push_back("broadcast " + std::to_string(r.heardOnInterface) + " Lanseek;" + length + rest);
+}
+
+}  // namespace kellanseek::test
