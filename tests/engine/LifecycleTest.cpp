@@ -32,6 +32,23 @@ class Object : public IUnknown {
 
 class LifecycleTest : public ::testing::Test, protected EngineHarness {};
 
+TEST_F(LifecycleTest, WhatShouldNotHappenIsTraced) {
+  CtrlInfo vc;
+  vc.ctrlType = VC;
+  vc.ctrlAddress = L"path";
+  vc.remotePublication = RemoteVCPublication_True;
+  vc.published = true;
+  const std::uint32_t id = Add(vc);
+  const CtrlTable::Lock lock(table);
+  lifecycle.RemoveActiveCtrl(table, table.Find(id), CtrlLostLAN);
+  EXPECT_EQ(daemon.messages, (std::vector<RecordingDaemon::Message>{{4, 0, id}}));
+  refresh.StartRefreshCycle(table, 0, 6);
+  EXPECT_EQ(
+      traces.Messages(),
+      (std::vector<std::wstring>{L"LanSeek RemoveActiveCtrl. Unexpected removal reason 3 for remote VC path",
+                                 L"LanSeek: StartRefreshCycle internal error. Bad message type"}));
+}
+
 TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   addresses.AddInterface(4, {0xaa, 0xbb, 0xcc, 0xdd});
   addresses.AddAddress(4, "172.16.0.1", "255.255.0.0");
