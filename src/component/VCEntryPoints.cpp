@@ -31,8 +31,10 @@ HRESULT CKelLanSeek::RemoveVC(BSTR systemID, bool keep, int line) {
 
 STDMETHODIMP CKelLanSeek::ForwardMessage(BSTR msg) {
   const KelComPtr<IUnknown> self(controlling_);
-  return Guarded(
-      [&]() -> HRESULT { return engine_.ForwardMessage(ViewOf(msg)) == 0 ? S_OK : Fail(E_FAIL, L""); });
+  return Guarded([&]() -> HRESULT {
+    engine_.ForwardMessage(ViewOf(msg));
+    return S_OK;
+  });
 }
 
 }  // namespace kellanseek

@@ -19,16 +19,15 @@ inline constexpr std::size_t kLongTraceBuffer = 200;
 /// One argument of a message: a text for %s, or a number for %d and %x.
 class MessageArgument {
  public:
-  MessageArgument(std::wstring_view text) : text_(text), isText_(true) {}
-  MessageArgument(const std::wstring& text) : text_(text), isText_(true) {}
-  MessageArgument(const wchar_t* text) : text_(text != nullptr ? text : L""), isText_(true) {}
+  MessageArgument(std::wstring_view text) : text_(text) {}
+  MessageArgument(const std::wstring& text) : text_(text) {}
+  MessageArgument(const wchar_t* text) : text_(text != nullptr ? text : L"") {}
   /// A text of the system or of the program itself. What is not ASCII becomes '?'.
-  MessageArgument(std::string_view text) : systemText_(text), isText_(true) {}
+  MessageArgument(std::string_view text) : systemText_(text) {}
   /// The number's low 32 bits.
   template <std::integral Number>
   MessageArgument(Number number) : number_(static_cast<std::int32_t>(number)) {}
 
-  bool IsText() const { return isText_; }
   std::wstring_view Text() const { return text_; }
   std::string_view SystemText() const { return systemText_; }
   std::int32_t Number() const { return number_; }
@@ -38,7 +37,6 @@ class MessageArgument {
   std::wstring_view text_;
   std::string_view systemText_;
   std::int32_t number_ = 0;
-  bool isText_ = false;
 };
 
 /// Fills a message pattern with %s (text), %d (signed decimal), %x (32-bit lower-case hexadecimal) and %% in

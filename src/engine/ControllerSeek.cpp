@@ -191,10 +191,10 @@ HRESULT CControllerSeek::RemoveVC(std::wstring_view systemID, bool keep) {
   return localVCs_.RemoveVC(systemID, keep);
 }
 
-int CControllerSeek::ForwardMessage(std::wstring_view message) {
+void CControllerSeek::ForwardMessage(std::wstring_view message) {
   Dispatcher::Scratch scratch;
   const std::string text = platform::ToNarrow(message);
-  return dispatcher_.HandleMessage(text, message.size(), nullptr, MessageOrigin{}, scratch);
+  dispatcher_.HandleMessage(text, message.size(), nullptr, MessageOrigin{}, scratch);
 }
 
 }  // namespace kellanseek::engine

@@ -82,8 +82,8 @@ class CControllerSeek {
   /// Withdraws one; with `keep` its record stays, unlisted. S_OK or KEL_E_NOT_FOUND.
   HRESULT RemoveVC(std::wstring_view systemID, bool keep) EXCLUDES(table_.TableMutex());
 
-  /// Handles the text that a virtual controller hands in as if it were a datagram. Always 0.
-  int ForwardMessage(std::wstring_view message) EXCLUDES(table_.TableMutex());
+  /// Handles the text that a virtual controller hands in as if it were a datagram.
+  void ForwardMessage(std::wstring_view message) EXCLUDES(table_.TableMutex());
 
  private:
   /// Rests for a moment between bursts of requests, or until the network side stops.

@@ -31,15 +31,16 @@ Dispatcher::Dispatcher(const Parts& parts)
       trace_(parts.debugOutput, kUnit),
       reader_(trace_) {}
 
-int Dispatcher::HandleMessage(std::string_view text, std::size_t length, protocol::AddressText* sourceAddress,
-                              const MessageOrigin& origin, Scratch& scratch) {
+void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
+                               protocol::AddressText* sourceAddress, const MessageOrigin& origin,
+                               Scratch& scratch) {
   CtrlInfo& pattern = scratch.pattern;
   pattern.Reset();
   protocol::MessageReader::Message message{0, pattern, sourceAddress, {}, false};
-  if (!reader_.ParseMessage(text.substr(0, length), length, message)) return 0;
+  if (!reader_.ParseMessage(text.substr(0, length), length, message)) return;
 
   const bool isAnswer = message.type == protocol::CtrlInfoMsg || message.type == protocol::CtrlAliveMsg;
-  if (origin.source == MsgSource::FromNonLocalSocket && !isAnswer) return 0;
+  if (origin.source == MsgSource::FromNonLocalSocket && !isAnswer) return;
 
   // What comes to a request socket is a request: only its interface counts, not who sent it.
   if (origin.source != MsgSource::FromRequestSocket) {
@@ -52,7 +53,7 @@ int Dispatcher::HandleMessage(std::string_view text, std::size_t length, protoco
   const bool needsEngineLock = pattern.ctrlType == VC && message.type == protocol::CtrlInfoMsg;
   if (!needsEngineLock) {
     Dispatch(message, origin);
-    return 0;
+    return;
   }
   engineLock_.Acquire();
   bool handled = true;
@@ -64,7 +65,6 @@ int Dispatcher::HandleMessage(std::string_view text, std::size_t length, protoco
   }
   // A refused message keeps the engine lock; see the header.
   if (handled) engineLock_.Release();
-  return 0;
 }
 
 bool Dispatcher::Dispatch(const protocol::MessageReader::Message& message, const MessageOrigin& origin) {

@@ -43,12 +43,12 @@ class Dispatcher {
   };
 
   /// Handles a message of `length` bytes, of which `text` holds what there is. `sourceAddress` is where it
-  /// came from; null when there is no such address. Always 0.
+  /// came from; null when there is no such address.
   ///
   /// A full identity that claims to come from a virtual controller and is refused by the collision rules
   /// leaves the engine lock held by the calling thread; a caller that waits for anything gives it back first.
-  int HandleMessage(std::string_view text, std::size_t length, protocol::AddressText* sourceAddress,
-                    const MessageOrigin& origin, Scratch& scratch) EXCLUDES(table_.TableMutex());
+  void HandleMessage(std::string_view text, std::size_t length, protocol::AddressText* sourceAddress,
+                     const MessageOrigin& origin, Scratch& scratch) EXCLUDES(table_.TableMutex());
 
  private:
   /// One message on its way through.

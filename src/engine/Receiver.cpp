@@ -130,7 +130,6 @@ bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& o
     return false;
   }
   if (origin.position >= 0 && interfaces_.FindInterfaceByAddress(received.source) >= 0) return false;
-  if (received.text.empty()) return false;
   return FromOwnSubnet(received.source, origin);
 }
 
@@ -139,10 +138,7 @@ bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& o
 bool Receiver::FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const {
   if (origin.position < 0 || interfaces_[static_cast<std::size_t>(origin.position)].Contains(source))
     return true;
-  for (std::size_t i = 0; i < interfaces_.Size(); ++i) {
-    if (interfaces_[i].Contains(source)) return false;
-  }
-  return true;
+  return !interfaces_.IsNeighbour(source);
 }
 
 }  // namespace kellanseek::engine

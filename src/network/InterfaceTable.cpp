@@ -107,6 +107,11 @@ std::int32_t InterfaceTable::FindInterfaceByAddress(platform::Ipv4 address) cons
   return found == entries_.end() ? -1 : static_cast<std::int32_t>(found - entries_.begin());
 }
 
+bool InterfaceTable::IsNeighbour(platform::Ipv4 address) const {
+  return std::any_of(entries_.begin(), entries_.end(),
+                     [&](const InterfaceEntry& entry) { return entry.Contains(address); });
+}
+
 std::int32_t InterfaceTable::FindInterfaceForAddress(const std::wstring& text) const {
   const platform::Ipv4 address = platform::ParseIpv4(std::wstring_view(text));
   if (text.empty() || address == platform::kNoAddress) return -1;

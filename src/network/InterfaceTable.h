@@ -66,6 +66,9 @@ class InterfaceTable {
   /// First entry whose subnet contains the dotted address; -1 for none and for a text that is no address.
   std::int32_t FindInterfaceForAddress(const std::wstring& address) const;
 
+  /// Whether an address lies in the subnet of any entry.
+  bool IsNeighbour(platform::Ipv4 address) const;
+
   std::size_t Size() const { return entries_.size(); }
   bool Contains(std::int32_t position) const {
     return position >= 0 && static_cast<std::size_t>(position) < entries_.size();

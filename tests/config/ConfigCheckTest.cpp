@@ -107,8 +107,8 @@ TEST(ConfigCheckTest, FindsWhatTheScanFileDoesNotMean) {
   expect("negative", numbers("RefreshInterval=-1;NonLocalRefreshInterval=-1;RefreshTimeout=-1;Retries=-1"),
          {"3: no refresh is ever broadcast", "4: not asked periodically", "5: not asked again and never lost",
           "6: without end and never lost"});
-  expect("out of range", numbers("RefreshInterval=0;NonLocalRefreshInterval=31536000;RefreshTimeout=0"),
-         {"3: works as 1 second", "4: sensible range", "5: no time for an answer"});
+  expect("out of range", numbers("RefreshInterval=0;NonLocalRefreshInterval=86401;RefreshTimeout=0"),
+         {"3: works as 1 second", "4: any sensible range (1 to 86400)", "5: no time for an answer"});
   expect("too long", numbers("RefreshTimeout=61"),
          {"3: out of any sensible range (1 to 60)", "2: RefreshTimeout is longer"});
   expect("another kind", Elements("FakeRemoteVCAs=rc"), {"2: only exactly \"RC\""});

@@ -52,6 +52,7 @@ TEST_F(LifecycleTest, WhatShouldNotHappenIsTraced) {
 TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   addresses.AddInterface(4, {0xaa, 0xbb, 0xcc, 0xdd});
   addresses.AddAddress(4, "172.16.0.1", "255.255.0.0");
+  addresses.AddAddress(4, "0.0.0.0", "255.0.0.0");
   const auto texts = [&] {
     std::wstring all;
     for (const auto& entry : interfaces.SetupLanseekInterfaces()) all += entry.addressText + L" ";

@@ -126,7 +126,7 @@ void ReadAheadReceiver::ReadFrom(const Source& source) {
     if (read < 0 && errno == EINTR) continue;
     if (read < 0) {
       if (errno != EAGAIN && errno != EWOULDBLOCK) {
-        pending_.push_back({source.socket, bytes_.size(), 0, 0, 0, false, errno});
+        pending_.push_back({.socket = source.socket, .offset = bytes_.size(), .error = errno});
       }
       return;
     }
@@ -138,7 +138,7 @@ void ReadAheadReceiver::ReadFrom(const Source& source) {
 void ReadAheadReceiver::Keep(const Source& source, unsigned index) {
   mmsghdr& received = batch_->headers[index];
   if (source.from.isBroadcast && !source.bound->HearsBroadcastsOn(ArrivalInterface(received.msg_hdr))) return;
-  Pending kept{source.socket, bytes_.size(), received.msg_len, 0, 0, false, 0};
+  Pending kept{.socket = source.socket, .offset = bytes_.size(), .length = received.msg_len};
   if ((received.msg_hdr.msg_flags & MSG_TRUNC) != 0) {
     kept.error = EMSGSIZE;
     kept.length = 0;
