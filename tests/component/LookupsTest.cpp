@@ -160,13 +160,6 @@ TEST_F(LookupsTest, AddsRemoteControllersOnce) {
   EXPECT_EQ(additions->AddRemoteController(KelBstr(L"ten").Get(), &id), E_INVALIDARG);
   EXPECT_EQ(ErrorMessage(), L"");
   EXPECT_EQ(AddRemote(L"10.0.0.6"), 12U) << "the malformed one consumed no number";
-
-  const auto sink = FakeSink::Make();
-  Subscribe(sink.Get());
-  Appear("near", "192.168.1.20");
-  sink->WaitFor(1);
-  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"192.168.1.20").Get(), &id), KEL_S_ALREADY_DYNAMIC);
-  EXPECT_EQ(id, 13U);
 }
 
 TEST_F(LookupsTest, RefreshChecksTheNumberAndPingIsNotOffered) {

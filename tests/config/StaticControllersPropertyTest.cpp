@@ -1,3 +1,5 @@
+#include "config/StaticControllers.h"
+
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
@@ -11,7 +13,7 @@
 namespace kellanseek::test {
 namespace {
 
-/// The same by walking all accepted controllers for each.
+/// What the component does with a list of controllers, by walking all accepted ones for each.
 Outcome AcceptByWalking(const std::vector<CtrlInfo>& listed, bool complete) {
   std::vector<CtrlInfo> table;
   Outcome outcome;
@@ -46,11 +48,12 @@ Outcome AcceptByWalking(const std::vector<CtrlInfo>& listed, bool complete) {
 }
 
 RC_GTEST_PROP(StaticControllersProperty, TheIndexesDecideAsTheWalkDoes, (bool complete)) {
-  const auto controllers = rc::gen::container<std::vector<CtrlInfo>>(rc::gen::apply(
-      Controller,
-      rc::gen::element<std::wstring>(L"", L"10.0.0.1", L"10.0.0.2", L"10.0.0.3", L"10.0.0.03", L"x"),
-      rc::gen::element<std::wstring>(L"", L"A", L"a", L"B"),
-      rc::gen::element<std::uint32_t>(6, kVersionUnknown)));
+  const auto controllers = rc::gen::container<std::vector<CtrlInfo>>(
+      rc::gen::apply(Controller,
+                     rc::gen::element<std::wstring>(L"", L"10.0.0.1", L"10.0.0.2", L"10.0.0.3", L"10.0.0.03",
+                                                    L"x", L"255.255.255.255"),
+                     rc::gen::element<std::wstring>(L"", L"A", L"a", L"B"),
+                     rc::gen::element<std::uint32_t>(6, kVersionUnknown)));
   const std::vector<CtrlInfo> listed = *controllers;
   RC_ASSERT(Accept(listed, complete) == AcceptByWalking(listed, complete));
 }

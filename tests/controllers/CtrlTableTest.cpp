@@ -63,30 +63,6 @@ TEST(CtrlTableTest, IdsAreNeverUsedTwice) {
   EXPECT_EQ(AllIds(table), (Ids{12, 14}));
 }
 
-TEST(CtrlTableTest, TheKindDecidesTheKey) {
-  CtrlTable table;
-  const CtrlTable::Lock lock(table);
-  Add(table, Record(L"10.0.0.1", L"{A}"));
-  Add(table, Record(L"10.0.0.1", L"{B}"));
-  Add(table, Record(L"10.0.0.2", L"{A}"));
-  Add(table, Record(L"", L""));
-  struct Case {
-    const wchar_t* address;
-    const wchar_t* systemID;
-    std::uint32_t asReal, asVirtual;
-  };
-  for (const Case& c :
-       {Case{L"10.0.0.1", L"{B}", 11, 12}, Case{L"10.0.0.2", L"{A}", 13, 11}, Case{L"10.0.0.3", L"{a}", 0, 0},
-        Case{L"", L"", 14, 14}, Case{L"10.0.0.1 ", L"{A", 0, 0}}) {
-    CtrlInfo pattern = Record(c.address, c.systemID);
-    EXPECT_EQ(IdOf(table, table.FindCtrl(pattern)), c.asReal);
-    for (const KelCtrlType type : {VC, RemoteVC}) {
-      pattern.ctrlType = type;
-      EXPECT_EQ(IdOf(table, table.FindCtrl(pattern)), c.asVirtual);
-    }
-  }
-}
-
 TEST(CtrlTableTest, OnlyTheLettersAToZAreFolded) {
   CtrlTable table;
   const CtrlTable::Lock lock(table);
@@ -103,23 +79,6 @@ TEST(CtrlTableTest, OnlyTheLettersAToZAreFolded) {
     EXPECT_EQ(IdsOf(table.AllByFoldedSystemID(c.systemID)), c.folded);
     EXPECT_EQ(IdsOf(table.AllBySystemID(c.systemID)), c.exact);
   }
-}
-
-TEST(CtrlTableTest, AWalkMayRemoveAndAddAsItGoes) {
-  CtrlTable table;
-  const CtrlTable::Lock lock(table);
-  for (int i = 0; i < 6; ++i) Add(table, Record(L"10.0.0.1", L""));
-  const CtrlTable::Iterator kept = table.Find(14);
-  Ids visited;
-  for (auto record = table.begin(); record != table.end();) {
-    visited.push_back(record->lanSeekID);
-    if (record->lanSeekID == 12) Add(table, Record(L"10.0.0.1", L""));
-    record = record->lanSeekID % 2 == 1 ? table.Remove(record) : std::next(record);
-  }
-  EXPECT_EQ(visited, (Ids{11, 12, 13, 14, 15, 16, 17}));
-  EXPECT_EQ(AllIds(table), (Ids{12, 14, 16}));
-  EXPECT_EQ(kept->lanSeekID, 14U) << "others' removal does not touch it";
-  EXPECT_EQ(IdsOf(table.AllByAddress(L"10.0.0.1")), (Ids{12, 14, 16}));
 }
 
 TEST(CtrlTableTest, TheObjectOfARemovedControllerIsReleasedAfterTheLock) {

@@ -237,22 +237,6 @@ TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
   EXPECT_EQ(sender.Take().size(), 2U + engine::kSendBurst);
 }
 
-TEST_F(RefreshCycleTest, ARecordWithoutInterfaceWaitsForAnAnswer) {
-  CtrlInfo record;
-  record.identificationType = DynamicCtrlDefinition;
-  record.ctrlStatus = CtrlAvailable;
-  record.ticksToNextAction = 1;
-  record.retriesLeft = 2;
-  const std::uint32_t id = Add(record);
-  record.heardOnInterface = 7;
-  const std::uint32_t beyond = Add(record);
-  EXPECT_EQ(SentDuring(100).size(), 0U);
-  for (const std::uint32_t each : {id, beyond}) {
-    EXPECT_EQ(Get(each).ticksToNextAction, 0);
-    EXPECT_EQ(Get(each).retriesLeft, 2);
-  }
-}
-
 TEST_F(RefreshCycleTest, SenselessTimesNeitherFloodNorOverflow) {
   for (const std::int32_t value : {0, -5, 2147483647}) {
     EngineHarness harness;

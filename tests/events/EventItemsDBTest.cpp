@@ -53,43 +53,6 @@ TEST_F(EventItemsDBTest, CookiesCountUpFromTenAndAnUnknownOneLeavesAText) {
   EXPECT_EQ(text.Text().rfind(L"Subscriber not found:EventItemsDB[", 0), 0U);
 }
 
-TEST_F(EventItemsDBTest, PendingEventsAreMerged) {
-  using Change = std::pair<KelCtrlAvailability, LanSeekEventReason>;
-  const Change added{CtrlAvailable, CtrlNew};
-  const Change updated{CtrlAvailable, CtrlUpdated};
-  const Change reconnected{CtrlAvailable, CtrlReconnected};
-  const Change removed{CtrlRemoved, CtrlLostConnection};
-  const Change unavailable{CtrlUnavailable, CtrlLostLAN};
-  const Change gaveWay{CtrlRemoved, CtrlUpdated};
-  struct Case {
-    std::vector<Change> changes;
-    Change delivered;
-  };
-  const Case cases[] = {{{added, updated}, added},
-                        {{added, updated, updated}, added},
-                        {{reconnected, updated}, reconnected},
-                        {{updated, updated}, updated},
-                        {{updated, added}, added},
-                        {{added, reconnected}, reconnected},
-                        {{added, removed}, removed},
-                        {{added, gaveWay}, gaveWay},
-                        {{removed, updated}, updated},
-                        {{unavailable, reconnected}, reconnected},
-                        {{reconnected, unavailable, updated}, updated}};
-  for (const Case& test : cases) {
-    CEventItemsDB merging;
-    ULONG cookie = 0;
-    merging.AddSubscriber(0, FakeSink::Make(), 0, &cookie);
-    for (const auto& [availability, reason] : test.changes) {
-      EXPECT_TRUE(merging.QueueEvent(11, availability, reason));
-    }
-    QueuedEvent event;
-    ASSERT_TRUE(merging.GetNextEvent(event));
-    EXPECT_EQ(Change(event.availability, event.reason), test.delivered);
-    EXPECT_FALSE(merging.GetNextEvent(event));
-  }
-}
-
 TEST_F(EventItemsDBTest, WhoComesAndGoesIsLeftOutWhileTooManyEventsWait) {
   const std::uint32_t cookie = Add();
   for (const std::uint32_t known : {11U, 12U}) database.QueueEvent(known, CtrlAvailable, CtrlNew);

@@ -33,40 +33,11 @@ class Collisions(harness.Scenario):
         self.watcher.expect("new", name="twin", address="10.1.0.11")
         self.watcher.expect_nothing_else(twin)
 
-    def test_two_devices_with_one_identity(self):
-        twin = self.appears(mac="02-00-00-00-0f-01")
-        self.withdrawn("system-id-collision")
-        twin.announce()
-        self.watcher.expect("new", name="twin")
-        self.watcher.expect_nothing_else(twin)
-
     def test_device_moves_to_another_address(self):
         moved = self.appears()
         self.withdrawn("restart")
         self.watcher.expect("new", name="twin", address=moved.address)
         self.watcher.expect_nothing_else(moved)
-
-    def test_device_gets_a_new_identity(self):
-        self.known.system_id = "{NEW}"
-        self.known.announce()
-        self.withdrawn("restart")
-        self.watcher.expect("new", systemID="{NEW}")
-        self.watcher.expect_nothing_else(self.known)
-
-    def test_device_returns_with_another_port(self):
-        self.known.fields["port"] = 4711
-        self.known.announce()
-        self.withdrawn("restart")
-        self.watcher.expect("new", port=4711)
-        self.watcher.expect_nothing_else(self.known)
-
-    def test_identity_without_its_keys_is_refused(self):
-        for missing in ({"mac": ""}, {"system_id": ""}):
-            with self.subTest(missing):
-                self.appears("10.1.0.13" if "mac" in missing else "10.1.0.14", **missing)
-        self.watcher.wait_for_trace("LanSeek::HandleCtrlCollisions. Unsufficent data in message from 10.1.0.13!")
-        self.watcher.wait_for_trace("LanSeek::HandleCtrlCollisions. Unsufficent data in message from 10.1.0.14!")
-        self.watcher.expect_nothing_else(self.known)
 
 
 if __name__ == "__main__":
