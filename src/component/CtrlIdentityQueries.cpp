@@ -42,10 +42,10 @@ HRESULT CKelLanSeek::ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone, int l
     if (lanSeekID <= kLastReservedLanSeekID) return Fail(E_INVALIDARG, {L"lanSeekID <= 10", line});
     ReadOutcome outcome;
     {
-      const CtrlTable::Lock lock(table_);
-      if (lanSeekID >= table_.NextLanSeekID()) {
+      CtrlTable::Access table(table_);
+      if (lanSeekID >= table.NextLanSeekID()) {
         outcome = {E_INVALIDARG, L"LanSeekID too large"};
-      } else if (const auto record = table_.Find(lanSeekID); record != table_.end()) {
+      } else if (const CtrlTable::Record record = table.Find(lanSeekID)) {
         outcome = read(*record);
       } else {
         outcome = gone();
@@ -56,8 +56,8 @@ HRESULT CKelLanSeek::ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone, int l
   return Guarded(readGuarded, line);
 }
 
-template <typename Output, typename Field>
-HRESULT CKelLanSeek::ReadValue(ULONG lanSeekID, Output* output, Field CtrlInfo::*field,
+template <typename Output, typename Part, typename Field>
+HRESULT CKelLanSeek::ReadValue(ULONG lanSeekID, Output* output, Field Part::*field,
                                const wchar_t* nullMessage, const wchar_t* goneMessage, int line) {
   if (output == nullptr) return Guarded([&] { return Fail(E_POINTER, {nullMessage, line}); }, line);
   return ReadRecord(

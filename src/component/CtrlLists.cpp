@@ -51,12 +51,12 @@ HRESULT CKelLanSeek::ListCtrls(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity
 std::vector<AvailableCtrlsListItem> CKelLanSeek::Snapshot(ULONG& mark, Listed listed) {
   std::vector<AvailableCtrlsListItem> items;
   const ULONG after = mark;
-  const CtrlTable::Lock lock(table_);
-  for (auto record = table_.begin(); record != table_.end(); ++record) {
-    if (record->lanSeekID <= after || !listed(*record)) continue;
+  CtrlTable::Access table(table_);
+  table.ForEach([&](CtrlTable::Record record) {
+    if (record->lanSeekID <= after || !listed(*record)) return;
     items.push_back({record->lanSeekID});
     mark = std::max<ULONG>(mark, record->lanSeekID);
-  }
+  });
   return items;
 }
 

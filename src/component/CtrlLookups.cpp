@@ -29,8 +29,8 @@ template <typename Find>
 HRESULT CKelLanSeek::LookUp(ULONG* lanSeekID, const wchar_t* notFoundMessage, Find&& find, int line) {
   std::uint32_t found = kNoCtrl;
   {
-    const CtrlTable::Lock lock(table_);
-    found = find();
+    CtrlTable::Access table(table_);
+    found = find(table);
   }
   if (found == kNoCtrl) return Fail(KEL_E_NOT_FOUND, {notFoundMessage, line});
   *lanSeekID = found;
@@ -42,8 +42,8 @@ STDMETHODIMP CKelLanSeek::GetCtrlFromSystemID(BSTR systemID, ULONG* lanSeekID) {
     if (lanSeekID == nullptr) return Fail(E_POINTER, kNullOutput);
     const std::wstring_view wanted = ViewOf(systemID);
     if (wanted.empty()) return Fail(E_INVALIDARG, kNoSystemID);
-    return LookUp(lanSeekID, L"SystemID not found", [&]() REQUIRES(table_.TableMutex()) {
-      const auto records = table_.AllByFoldedSystemID(wanted);
+    return LookUp(lanSeekID, L"SystemID not found", [&](const CtrlTable::Access& table) {
+      const auto records = table.AllByFoldedSystemID(wanted);
       // Only the first counts, listed or not.
       return records.empty() || !records.front()->published ? kNoCtrl : records.front()->lanSeekID;
     });
@@ -55,8 +55,8 @@ STDMETHODIMP CKelLanSeek::GetCtrlFromIPAddress(BSTR IPAddress, ULONG* lanSeekID)
     if (lanSeekID == nullptr) return Fail(E_POINTER, kNullOutput);
     const std::wstring wanted(ViewOf(IPAddress));
     if (wanted.empty()) return Fail(E_INVALIDARG, L"IPAddress empty");
-    return LookUp(lanSeekID, L"IP-address not found", [&]() REQUIRES(table_.TableMutex()) {
-      for (const auto& record : table_.AllByAddress(wanted)) {
+    return LookUp(lanSeekID, L"IP-address not found", [&](const CtrlTable::Access& table) {
+      for (const auto& record : table.AllByAddress(wanted)) {
         if (record->ctrlAddress != wanted) continue;
         return record->published && record->ctrlType != RemoteVC ? record->lanSeekID : kNoCtrl;
       }
@@ -70,8 +70,8 @@ STDMETHODIMP CKelLanSeek::GetUnpublishedVCFromSystemID(BSTR sysid, ULONG* lanSee
     if (lanSeekID == nullptr) return Fail(E_POINTER, L"");
     const std::wstring_view wanted = ViewOf(sysid);
     if (wanted.empty()) return Fail(E_INVALIDARG, kNoSystemID);
-    return LookUp(lanSeekID, L"No unpublished VC found", [&]() REQUIRES(table_.TableMutex()) {
-      for (const auto& record : table_.AllByFoldedSystemID(wanted)) {
+    return LookUp(lanSeekID, L"No unpublished VC found", [&](const CtrlTable::Access& table) {
+      for (const auto& record : table.AllByFoldedSystemID(wanted)) {
         if (record->ctrlType == VC && !record->published) return record->lanSeekID;
       }
       return kNoCtrl;

@@ -72,12 +72,12 @@ void CKelLanSeek::Configure() {
 }
 
 void CKelLanSeek::AddStaticControllers(std::vector<CtrlInfo> controllers) {
-  const CtrlTable::Lock lock(table_);
+  CtrlTable::Access table(table_);
   for (CtrlInfo& controller : controllers) {
-    controller.lanSeekID = table_.IssueLanSeekID();
+    controller.lanSeekID = table.IssueLanSeekID();
     bool added = false;
     try {
-      added = table_.AddCtrl(controller) != table_.end();
+      added = static_cast<bool>(table.Add(controller));
     } catch (const std::bad_alloc&) {
       added = false;
     }

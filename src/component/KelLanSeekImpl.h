@@ -160,8 +160,8 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   template <typename Read, typename Gone>
   HRESULT ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone, int line = __builtin_LINE());
   /// Reads one field as it is.
-  template <typename Output, typename Field>
-  HRESULT ReadValue(ULONG lanSeekID, Output* output, Field CtrlInfo::*field, const wchar_t* nullMessage,
+  template <typename Output, typename Part, typename Field>
+  HRESULT ReadValue(ULONG lanSeekID, Output* output, Field Part::*field, const wchar_t* nullMessage,
                     const wchar_t* goneMessage, int line = __builtin_LINE());
   HRESULT ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlInfo::*field,
                    const wchar_t* nullMessage = L"", int line = __builtin_LINE());

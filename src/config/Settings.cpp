@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "controllers/CtrlInfo.h"
+#include "controllers/PollSchedule.h"
 
 namespace kellanseek {
 namespace {
@@ -68,6 +68,10 @@ std::int32_t CKelLanSeekConfigSettings::RefreshIntervalTicks() const {
 
 std::int32_t CKelLanSeekConfigSettings::NonLocalRefreshIntervalTicks() const {
   return Ticks(SafeInterval(NonLocalRefreshInterval));
+}
+
+std::int32_t CKelLanSeekConfigSettings::NextPollTicks() const {
+  return NonLocalUpdatesEnabled != 0 ? NonLocalRefreshIntervalTicks() : kNone;
 }
 
 std::int32_t CKelLanSeekConfigSettings::RetryCount() const { return SafeRetries(Retries); }

@@ -97,12 +97,11 @@ class CKelLanSeekConfigSettings {
   /// The two refresh intervals in ticks. 0 works as one second, so that no setting floods the network.
   std::int32_t RefreshIntervalTicks() const;
   std::int32_t NonLocalRefreshIntervalTicks() const;
+  /// The time to the next poll by address; kNone, never, when nothing is polled.
+  std::int32_t NextPollTicks() const;
   /// The retry counts, at most INT32_MAX - 1, so that one more can be counted. A negative one has no end.
   std::int32_t RetryCount() const;
   std::int32_t NonLocalRetryCount() const;
-  /// One retry more and one less. What has no end stays as it is.
-  static std::int32_t OneMore(std::int32_t retries) { return retries < 0 ? retries : retries + 1; }
-  static std::int32_t OneLess(std::int32_t retries) { return retries < 0 ? retries : retries - 1; }
   /// Targeted requests per interface and tick, at least 1.
   std::uint32_t MaxRequestsPerTick() const;
   /// A configured port as sockets take it: its low 16 bits.

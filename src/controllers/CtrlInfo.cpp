@@ -25,7 +25,6 @@ void CtrlInfo::Reset() {
        {&ctrlName, &ctrlAddress, &systemName, &releasePath, &systemID, &ctrlID, &macAddress, &hostName}) {
     text->clear();
   }
-  ipAddress = platform::kNoAddress;
   lanSeekID = 0;
   ctrlType = RC;
   remotePublication = RemoteVCPublication_False;
@@ -34,15 +33,16 @@ void CtrlInfo::Reset() {
   ctrlLevel = SystemLevel;
   ctrlStatus = CtrlUnavailable;
   identificationType = StaticCtrlDefinition;
-  ticksToNextAction = retriesLeft = heardOnInterface = kNone;
+  heardOnInterface = kNone;
   heardOnAddress = 0;
   published = false;
   vcProcessID = 0;
   vcProcessStart = 0;
   vcInterface.Reset();
+  schedule_.Idle();
 }
 
-bool CtrlInfo::UpdateFrom(const CtrlInfo& newer) {
+bool CtrlState::UpdateFrom(const CtrlState& newer) {
   bool changed = TakeText(ctrlName, newer.ctrlName);
   changed |= TakeText(systemName, newer.systemName);
   changed |= TakeText(releasePath, newer.releasePath);

@@ -1,170 +1,299 @@
 #include "controllers/CtrlTable.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
+#include <vector>
 
+#include <boost/multi_index/hashed_index.hpp>
+#include <boost/multi_index/sequenced_index.hpp>
+#include <boost/multi_index_container.hpp>
+
+#include "controllers/TextKeys.h"
 #include "platform/CodePage.h"
 
 namespace kellanseek {
+namespace mi = boost::multi_index;
 namespace {
 
-bool HasKeysOf(const CtrlInfo& record, const CtrlInfo& pattern) {
-  return platform::LocaleEqual(record.macAddress, pattern.macAddress) &&
-         platform::LocaleEqual(record.ctrlAddress, pattern.ctrlAddress);
+bool HasKeysOf(const CtrlInfo& record, const CtrlInfo& described) {
+  return platform::LocaleEqual(record.macAddress, described.macAddress) &&
+         platform::LocaleEqual(record.ctrlAddress, described.ctrlAddress);
 }
 
-bool EarlierRecord(const CtrlTable::Iterator& left, const CtrlTable::Iterator& right) {
+bool EarlierRecord(const CtrlTable::Record& left, const CtrlTable::Record& right) {
   return left->lanSeekID < right->lanSeekID;
 }
 
+struct InOrder {};
+struct ById {};
+struct ByAddress {};
+struct BySystemID {};
+struct ByFoldedSystemID {};
+struct ByMac {};
+
 }  // namespace
 
-CtrlTable::Lock::Lock(CtrlTable& table) : table_(table) { table_.mutex_.Lock(); }
+/// The container lets go only of constant elements, because it could not follow a change of what it has
+/// indexed. CtrlTable::Access::Change() shows callers the part that it has not.
+struct CtrlTable::Node {
+  mutable CtrlInfo info;
+};
 
-CtrlTable::Lock::~Lock() {
+struct CtrlTable::Contents {
+  template <auto Field>
+  struct Key {
+    using result_type = std::remove_cvref_t<decltype(std::declval<CtrlInfo>().*Field)>;
+    const result_type& operator()(const Node& node) const { return node.info.*Field; }
+  };
+  template <typename Tag, typename KeyOf, typename Hash, typename Equals>
+  using Index = mi::hashed_non_unique<mi::tag<Tag>, KeyOf, Hash, Equals>;
+  using Container = mi::multi_index_container<
+      Node, mi::indexed_by<mi::sequenced<mi::tag<InOrder>>,
+                           mi::hashed_unique<mi::tag<ById>, Key<&CtrlInfo::lanSeekID>>,
+                           Index<ByAddress, Key<&CtrlInfo::ctrlAddress>, LocaleHash, LocaleEquals>,
+                           Index<BySystemID, Key<&CtrlInfo::systemID>, LocaleHash, LocaleEquals>,
+                           Index<ByFoldedSystemID, Key<&CtrlInfo::systemID>, FoldedHash, FoldedEquals>,
+                           Index<ByMac, Key<&CtrlInfo::macAddress>, LocaleHash, LocaleEquals>>>;
+
+  explicit Contents(std::size_t maxDynamicRecords)
+      : records(WithSeed(RandomSeed())), maxDynamicRecords(maxDynamicRecords) {}
+
+  static Container WithSeed(std::uint64_t seed) {
+    const auto index = [](auto key, auto hash, auto equals) {
+      constexpr std::size_t kBuckets = 0;  // as many as the container likes to begin with
+      return boost::make_tuple(kBuckets, key, hash, equals);
+    };
+    return Container(Container::ctor_args_list(boost::make_tuple(
+        Container::nth_index<0>::type::ctor_args(), Container::nth_index<1>::type::ctor_args(),
+        index(Key<&CtrlInfo::ctrlAddress>(), LocaleHash{seed}, LocaleEquals()),
+        index(Key<&CtrlInfo::systemID>(), LocaleHash{seed}, LocaleEquals()),
+        index(Key<&CtrlInfo::systemID>(), FoldedHash{seed}, FoldedEquals()),
+        index(Key<&CtrlInfo::macAddress>(), LocaleHash{seed}, LocaleEquals()))));
+  }
+
+  static Record Named(const Node& node) { return {node, node.info}; }
+  auto At(Record record) { return records.get<InOrder>().iterator_to(*record.node_); }
+
+  template <typename Tag, typename KeyText>
+  Record Earliest(const KeyText& key) const {
+    const auto [first, last] = records.get<Tag>().equal_range(key);
+    if (first == last) return {};
+    auto earliest = first;
+    for (auto it = std::next(first); it != last; ++it) {
+      if (it->info.lanSeekID < earliest->info.lanSeekID) earliest = it;
+    }
+    return Named(*earliest);
+  }
+
+  template <typename Tag, typename KeyText>
+  void Append(Records& found, const KeyText& key) const {
+    const auto [first, last] = records.get<Tag>().equal_range(key);
+    for (auto it = first; it != last; ++it) found.push_back(Named(*it));
+  }
+
+  template <typename Tag, typename KeyText>
+  Records All(const KeyText& key) const {
+    Records found;
+    Append<Tag>(found, key);
+    std::sort(found.begin(), found.end(), EarlierRecord);
+    return found;
+  }
+
+  template <typename Tag>
+  std::size_t IsHeld(const std::wstring& key, std::size_t byMoreThan) const {
+    if (key.empty()) return 0;
+    auto [first, last] = records.get<Tag>().equal_range(key);
+    for (; byMoreThan > 0 && first != last; --byMoreThan) ++first;
+    return first != last ? 1 : 0;
+  }
+  /// Counts the record's non-empty keys (system identity, MAC address, address) that more than `byMoreThan`
+  /// stored records share.
+  std::size_t KeysHeld(const CtrlInfo& record, std::size_t byMoreThan) const {
+    return IsHeld<BySystemID>(record.systemID, byMoreThan) + IsHeld<ByMac>(record.macAddress, byMoreThan) +
+           IsHeld<ByAddress>(record.ctrlAddress, byMoreThan);
+  }
+
+  Container records;
+  /// For each system identity, MAC address and address that records share, how many do besides the first.
+  std::size_t sharedKeys = 0;
+  const std::size_t maxDynamicRecords;
+  std::size_t dynamicRecords = 0;
   std::vector<KelComPtr<IUnknown>> toRelease;
-  toRelease.swap(table_.toRelease_);
+  /// Ids of all records that have a timer; in between some whose timer, or record, has gone.
+  std::vector<std::uint32_t> timers;
+};
+
+CtrlTable::CtrlTable(std::size_t maxDynamicRecords)
+    : contents_(std::make_unique<Contents>(maxDynamicRecords)) {}
+
+CtrlTable::~CtrlTable() = default;
+
+CtrlTable::Access::Access(CtrlTable& table) : table_(table), contents_(*table.contents_) {
+  table_.mutex_.Lock();
+}
+
+CtrlTable::Access::~Access() {
+  std::vector<KelComPtr<IUnknown>> toRelease;
+  toRelease.swap(contents_.toRelease);
   table_.mutex_.Unlock();
 }
 
-CtrlTable::CtrlTable(std::size_t maxDynamicRecords)
-    : records_([] {
-        namespace mi = boost::multi_index;
-        const std::uint64_t seed = RandomSeed();
-        const LocaleHash locale{seed};
-        const FoldedHash folded{seed};
-        constexpr std::size_t kBuckets = 0;  // as many as the container likes to begin with
-        const mi::member<CtrlInfo, std::wstring, &CtrlInfo::ctrlAddress> address;
-        const mi::member<CtrlInfo, std::wstring, &CtrlInfo::systemID> systemID;
-        const mi::member<CtrlInfo, std::wstring, &CtrlInfo::macAddress> macAddress;
-        return Records::ctor_args_list(boost::make_tuple(
-            Records::nth_index<0>::type::ctor_args(), Records::nth_index<1>::type::ctor_args(),
-            boost::make_tuple(kBuckets, address, locale, LocaleEquals()),
-            boost::make_tuple(kBuckets, systemID, locale, LocaleEquals()),
-            boost::make_tuple(kBuckets, systemID, folded, FoldedEquals()),
-            boost::make_tuple(kBuckets, macAddress, locale, LocaleEquals())));
-      }()),
-      maxDynamicRecords_(maxDynamicRecords) {}
+std::size_t CtrlTable::Access::Size() const { return contents_.records.size(); }
 
-template <typename Index, typename Key>
-CtrlTable::Iterator CtrlTable::First(const Key& key) {
-  const auto [first, last] = records_.get<Index>().equal_range(key);
-  if (first == last) return end();
-  auto earliest = first;
-  for (auto it = std::next(first); it != last; ++it) {
-    if (it->lanSeekID < earliest->lanSeekID) earliest = it;
-  }
-  return records_.project<InOrder>(earliest);
+CtrlTable::Record CtrlTable::Access::First() const {
+  const auto& records = contents_.records.get<InOrder>();
+  return records.empty() ? Record() : Contents::Named(records.front());
 }
 
-template <typename Index, typename Key>
-void CtrlTable::Append(Iterators& found, const Key& key) {
-  const auto [first, last] = records_.get<Index>().equal_range(key);
-  for (auto it = first; it != last; ++it) found.push_back(records_.project<InOrder>(it));
+CtrlTable::Record CtrlTable::Access::After(Record record) const {
+  const auto next = std::next(contents_.At(record));
+  return next == contents_.records.get<InOrder>().end() ? Record() : Contents::Named(*next);
 }
 
-CtrlTable::Iterator CtrlTable::Find(std::uint32_t lanSeekID) {
-  return records_.project<InOrder>(records_.get<ById>().find(lanSeekID));
+CtrlTable::Record CtrlTable::Access::Find(std::uint32_t lanSeekID) const {
+  const auto& byId = contents_.records.get<ById>();
+  const auto found = byId.find(lanSeekID);
+  return found == byId.end() ? Record() : Contents::Named(*found);
 }
 
-CtrlTable::Iterator CtrlTable::FindCtrl(const CtrlInfo& pattern) {
-  return pattern.ctrlType == RC ? FirstByAddress(pattern.ctrlAddress) : FirstBySystemID(pattern.systemID);
+CtrlTable::Record CtrlTable::Access::FindCtrl(const CtrlInfo& described) const {
+  return described.ctrlType == RC ? FirstByAddress(described.ctrlAddress)
+                                  : FirstBySystemID(described.systemID);
 }
 
-CtrlTable::Iterator CtrlTable::FirstByAddress(const std::wstring& address) {
-  return First<ByAddress>(address);
+CtrlTable::Record CtrlTable::Access::FirstByAddress(const std::wstring& address) const {
+  return contents_.Earliest<ByAddress>(address);
 }
 
-CtrlTable::Iterator CtrlTable::FirstBySystemID(const std::wstring& systemID) {
-  return First<BySystemID>(systemID);
+CtrlTable::Record CtrlTable::Access::FirstBySystemID(const std::wstring& systemID) const {
+  return contents_.Earliest<BySystemID>(systemID);
 }
 
-CtrlTable::Iterators CtrlTable::AllByAddress(const std::wstring& address) {
-  Iterators found;
-  Append<ByAddress>(found, address);
-  std::sort(found.begin(), found.end(), EarlierRecord);
-  return found;
+CtrlTable::Records CtrlTable::Access::AllByAddress(const std::wstring& address) const {
+  return contents_.All<ByAddress>(address);
 }
 
-CtrlTable::Iterators CtrlTable::AllBySystemID(const std::wstring& systemID) {
-  Iterators found;
-  Append<BySystemID>(found, systemID);
-  std::sort(found.begin(), found.end(), EarlierRecord);
-  return found;
+CtrlTable::Records CtrlTable::Access::AllBySystemID(const std::wstring& systemID) const {
+  return contents_.All<BySystemID>(systemID);
 }
 
-CtrlTable::Iterators CtrlTable::AllByFoldedSystemID(std::wstring_view systemID) {
-  Iterators found;
-  Append<ByFoldedSystemID>(found, systemID);
-  std::sort(found.begin(), found.end(), EarlierRecord);
-  return found;
+CtrlTable::Records CtrlTable::Access::AllByFoldedSystemID(std::wstring_view systemID) const {
+  return contents_.All<ByFoldedSystemID>(systemID);
 }
 
-CtrlTable::Iterators CtrlTable::Related(const CtrlInfo& pattern) {
-  Iterators found;
-  if (sharedKeys_ == 0) {
-    // Where no two records share a key, one that has all three of the pattern's is the only one there can be.
-    const Iterator known = First<BySystemID>(pattern.systemID);
-    if (known != end() && HasKeysOf(*known, pattern)) {
+CtrlTable::Records CtrlTable::Access::Related(const CtrlInfo& described) const {
+  Records found;
+  if (contents_.sharedKeys == 0) {
+    // Where no two records share a key, one that has all three is the only one there can be.
+    const Record known = FirstBySystemID(described.systemID);
+    if (known && HasKeysOf(*known, described)) {
       found.push_back(known);
       return found;
     }
   }
-  Append<BySystemID>(found, pattern.systemID);
-  Append<ByMac>(found, pattern.macAddress);
-  Append<ByAddress>(found, pattern.ctrlAddress);
+  contents_.Append<BySystemID>(found, described.systemID);
+  contents_.Append<ByMac>(found, described.macAddress);
+  contents_.Append<ByAddress>(found, described.ctrlAddress);
   std::sort(found.begin(), found.end(), EarlierRecord);
   found.erase(std::unique(found.begin(), found.end()), found.end());
   return found;
 }
 
-template <typename Index>
-std::size_t CtrlTable::IsHeld(const std::wstring& key, std::size_t byMoreThan) {
-  if (key.empty()) return 0;
-  auto [first, last] = records_.get<Index>().equal_range(key);
-  for (; byMoreThan > 0 && first != last; --byMoreThan) ++first;
-  return first != last ? 1 : 0;
+bool CtrlTable::Access::HasRoomForDynamic() const {
+  return contents_.dynamicRecords < contents_.maxDynamicRecords;
 }
 
-std::size_t CtrlTable::KeysHeld(const CtrlInfo& record, std::size_t byMoreThan) {
-  return IsHeld<BySystemID>(record.systemID, byMoreThan) + IsHeld<ByMac>(record.macAddress, byMoreThan) +
-         IsHeld<ByAddress>(record.ctrlAddress, byMoreThan);
-}
-
-void CtrlTable::SetIdentity(Iterator record, std::wstring systemID, std::wstring macAddress) {
-  sharedKeys_ -= KeysHeld(*record, 1);
-  records_.get<InOrder>().modify(record, [&](CtrlInfo& stored) {
-    stored.systemID.swap(systemID);
-    stored.macAddress.swap(macAddress);
+void CtrlTable::Access::SetIdentity(Record record, std::wstring systemID, std::wstring macAddress) {
+  contents_.sharedKeys -= contents_.KeysHeld(*record, 1);
+  contents_.records.get<InOrder>().modify(contents_.At(record), [&](Node& node) {
+    node.info.systemID.swap(systemID);
+    node.info.macAddress.swap(macAddress);
   });
-  sharedKeys_ += KeysHeld(*record, 1);
+  contents_.sharedKeys += contents_.KeysHeld(*record, 1);
 }
 
-void CtrlTable::MakeDynamic(Iterator record) {
-  if (!record->Dynamic()) ++dynamicRecords_;
-  Edit(record).identificationType = DynamicCtrlDefinition;
+void CtrlTable::Access::MakeDynamic(Record record) {
+  if (!record->Dynamic()) ++contents_.dynamicRecords;
+  record.info_->identificationType = DynamicCtrlDefinition;
 }
 
-CtrlTable::Iterator CtrlTable::AddCtrl(CtrlInfo& record) {
-  const std::size_t shared = KeysHeld(record, 0);
-  // The container takes all its memory before it moves the record.
-  const auto [position, inserted] = records_.get<InOrder>().push_back(std::move(record));
-  if (!inserted) return end();
-  sharedKeys_ += shared;
-  if (position->Dynamic()) ++dynamicRecords_;
-  return position;
+CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
+  const std::size_t shared = contents_.KeysHeld(record, 0);
+  if (contents_.timers.capacity() <= contents_.records.size())
+    contents_.timers.reserve(2 * contents_.records.size() + 1);
+  Node node{std::move(record)};
+  bool inserted = false;
+  Record added;
+  try {
+    // Takes all its memory before it moves the node.
+    const auto [position, isNew] = contents_.records.get<InOrder>().push_back(std::move(node));
+    inserted = isNew;
+    if (inserted) added = Contents::Named(*position);
+  } catch (...) {
+    record = std::move(node.info);
+    throw;
+  }
+  if (!inserted) {
+    record = std::move(node.info);
+    return {};
+  }
+  contents_.sharedKeys += shared;
+  if (added->Dynamic()) ++contents_.dynamicRecords;
+  added.info_->hasTimerEntry_ = false;
+  NoteTimer(*added.info_);
+  return added;
 }
 
-void CtrlTable::PrepareRemoval(Iterator record) {
-  if (record->vcInterface) toRelease_.reserve(toRelease_.size() + 1);
+void CtrlTable::Access::PrepareRemoval(Record record) {
+  if (record->vcInterface) contents_.toRelease.reserve(contents_.toRelease.size() + 1);
 }
 
-CtrlTable::Iterator CtrlTable::Remove(Iterator record) {
-  CtrlInfo& leaving = Edit(record);
-  if (leaving.vcInterface) toRelease_.push_back(std::move(leaving.vcInterface));
-  sharedKeys_ -= KeysHeld(leaving, 1);
-  if (leaving.Dynamic()) --dynamicRecords_;
-  return records_.get<InOrder>().erase(record);
+void CtrlTable::Access::Remove(Record record) {
+  CtrlInfo& leaving = *record.info_;
+  if (leaving.vcInterface) contents_.toRelease.push_back(std::move(leaving.vcInterface));
+  contents_.sharedKeys -= contents_.KeysHeld(leaving, 1);
+  if (leaving.Dynamic()) --contents_.dynamicRecords;
+  contents_.records.get<InOrder>().erase(contents_.At(record));
+}
+
+void CtrlTable::Access::NoteTimer(CtrlInfo& record) {
+  if (record.hasTimerEntry_ || !record.schedule_.HasTimer()) return;
+  std::vector<std::uint32_t>& timers = contents_.timers;
+  if (timers.size() == timers.capacity()) {
+    // There is room for one entry of each record, so some are of timers that have ended: a pass drops them.
+    TimerPass pass(*this);
+    while (pass.Next()) {
+    }
+  }
+  timers.push_back(record.lanSeekID);
+  record.hasTimerEntry_ = true;
+}
+
+CtrlTable::TimerPass::TimerPass(Access& table) : table_(table) {
+  std::vector<std::uint32_t>& timers = table_.contents_.timers;
+  if (!std::is_sorted(timers.begin(), timers.end())) std::sort(timers.begin(), timers.end());
+}
+
+CtrlTable::TimerPass::~TimerPass() {
+  std::vector<std::uint32_t>& timers = table_.contents_.timers;
+  timers.erase(timers.begin() + static_cast<std::ptrdiff_t>(kept_),
+               timers.begin() + static_cast<std::ptrdiff_t>(next_));
+}
+
+CtrlTable::Record CtrlTable::TimerPass::Next() {
+  std::vector<std::uint32_t>& timers = table_.contents_.timers;
+  while (next_ < timers.size()) {
+    const std::uint32_t lanSeekID = timers[next_++];
+    const Record found = table_.Find(lanSeekID);
+    if (!found) continue;
+    const bool hasTimer = found->Schedule().HasTimer();
+    found.info_->hasTimerEntry_ = hasTimer;
+    if (!hasTimer) continue;
+    timers[kept_++] = lanSeekID;
+    return found;
+  }
+  return {};
 }
 
 }  // namespace kellanseek

@@ -25,7 +25,7 @@ class RemoteVCPublisher {
   virtual bool AddRemoteVC(const CtrlInfo& record) = 0;
 
   /// Prepares every published controller anew after the interface table was rebuilt.
-  virtual void RefreshAfterReInit(CtrlTable& table) REQUIRES(table.TableMutex()) = 0;
+  virtual void RefreshAfterReInit(CtrlTable::Access& table) = 0;
 };
 
 }  // namespace kellanseek::daemon

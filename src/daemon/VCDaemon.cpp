@@ -142,12 +142,12 @@ bool CrVCDaemon::AddRemoteVC(const CtrlInfo& record) {
   return true;
 }
 
-void CrVCDaemon::RefreshAfterReInit(CtrlTable& table) {
+void CrVCDaemon::RefreshAfterReInit(CtrlTable::Access& table) {
   const platform::MutexLock lock(listLock_);
   for (auto entry = published_.begin(); entry != published_.end();) {
     entry->items.clear();
-    const auto record = table.Find(entry->lanSeekID);
-    if (record == table.end()) {
+    const CtrlTable::Record record = table.Find(entry->lanSeekID);
+    if (!record) {
       entry = published_.erase(entry);
       continue;
     }

@@ -51,7 +51,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
                                std::uint32_t lanSeekID) noexcept override;
   bool AddRemoteVC(const CtrlInfo& record) override;
-  void RefreshAfterReInit(CtrlTable& table) override REQUIRES(table.TableMutex());
+  void RefreshAfterReInit(CtrlTable::Access& table) override;
 
   /// One pass: lets `elapsed` milliseconds go by, takes in what is queued, sends what is due. Gives the
   /// milliseconds until the next pass is needed, or kNothingScheduled. The thread calls it; tests do so

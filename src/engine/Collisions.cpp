@@ -11,12 +11,7 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 /// The address that every device of a kind has on its service port.
 constexpr const wchar_t* kFixedAddress = L"192.168.125.1";
 
-/// The answer is made at most once per record and kept in the record's own ipAddress.
-bool HasFixedAddress(CtrlInfo& record) {
-  if (record.ipAddress == platform::kNoAddress)
-    record.ipAddress = record.ctrlAddress == kFixedAddress ? 1 : 0;
-  return record.ipAddress != 0;
-}
+bool HasFixedAddress(const CtrlInfo& record) { return record.ctrlAddress == kFixedAddress; }
 
 bool SameDescription(const CtrlInfo& left, const CtrlInfo& right) {
   return platform::LocaleEqual(left.ctrlID, right.ctrlID) &&
@@ -42,8 +37,8 @@ bool Collisions::Usable(const CtrlInfo& pattern) const {
   return true;
 }
 
-CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable& table, std::uint32_t messageType,
-                                                  CtrlInfo& pattern, MsgSource source) {
+CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable::Access& table, std::uint32_t messageType,
+                                                  const CtrlInfo& pattern, MsgSource source) {
   using Finding = CollisionVerdict::Finding;
   if (source == MsgSource::FromRequestSocket || source == MsgSource::FromLocalVC)
     return {Finding::NotChecked};
@@ -58,7 +53,7 @@ CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable& table, std::uint32_
 
   Walk walk{messageType, pattern, source};
   // Every rule needs a shared identity, MAC address or address; a step removes no record but its own.
-  for (const CtrlTable::Iterator position : table.Related(pattern)) {
+  for (const CtrlTable::Record position : table.Related(pattern)) {
     const Step step = Examine(table, walk, position);
     if (step == Step::Drop) return {Finding::Drop};
     if (step == Step::Accept) break;
@@ -72,7 +67,7 @@ CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable& table, std::uint32_
   return {Finding::Unknown, {}, walk.replacesAdded};
 }
 
-Collisions::Step Collisions::GiveWay(CtrlTable& table, CtrlTable::Iterator position,
+Collisions::Step Collisions::GiveWay(CtrlTable::Access& table, CtrlTable::Record position,
                                      LanSeekEventReason reason) {
   lifecycle_.RemoveActiveCtrl(table, position, reason);
   return Step::Next;
@@ -83,7 +78,7 @@ Collisions::Step Collisions::RefuseRemoteVC(const CtrlInfo& pattern) const {
   return Step::Drop;
 }
 
-Collisions::Step Collisions::Examine(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) {
+Collisions::Step Collisions::Examine(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position) {
   const CtrlInfo& pattern = walk.pattern;
   if (position->ctrlType == VC) {
     if (!platform::LocaleEqual(position->systemID, pattern.systemID)) return Step::Next;
@@ -101,8 +96,8 @@ Collisions::Step Collisions::Examine(CtrlTable& table, Walk& walk, CtrlTable::It
 }
 
 /// A configured record at the message's own address.
-Collisions::Step Collisions::ExamineDefinition(CtrlTable& table, Walk& walk, CtrlTable::Iterator position,
-                                               bool& removed) {
+Collisions::Step Collisions::ExamineDefinition(CtrlTable::Access& table, Walk& walk,
+                                               CtrlTable::Record position, bool& removed) {
   const CtrlInfo& pattern = walk.pattern;
   const bool isStatic = position->identificationType == StaticCtrlDefinition;
   if (isStatic || walk.source == MsgSource::FromNonLocalSocket) {
@@ -112,8 +107,8 @@ Collisions::Step Collisions::ExamineDefinition(CtrlTable& table, Walk& walk, Ctr
     return Step::Next;
   }
   if (position->Available()) {
-    CtrlInfo& record = table.Edit(position);
     table.MakeDynamic(position);
+    CtrlState& record = table.Change(position);
     record.heardOnInterface = pattern.heardOnInterface;
     record.heardOnAddress = pattern.heardOnAddress;
     return Step::Next;
@@ -125,7 +120,8 @@ Collisions::Step Collisions::ExamineDefinition(CtrlTable& table, Walk& walk, Ctr
   return Step::Next;
 }
 
-Collisions::Step Collisions::ExamineIdentity(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) {
+Collisions::Step Collisions::ExamineIdentity(CtrlTable::Access& table, Walk& walk,
+                                             CtrlTable::Record position) {
   const CtrlInfo& pattern = walk.pattern;
   const bool sameSystemID = platform::LocaleEqual(position->systemID, pattern.systemID);
   const bool sameMac = platform::LocaleEqual(position->macAddress, pattern.macAddress);
@@ -144,7 +140,8 @@ Collisions::Step Collisions::ExamineIdentity(CtrlTable& table, Walk& walk, CtrlT
   return Step::Next;
 }
 
-Collisions::Step Collisions::SameController(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) {
+Collisions::Step Collisions::SameController(CtrlTable::Access& table, Walk& walk,
+                                            CtrlTable::Record position) {
   walk.accepted = true;
   const std::uint32_t port = walk.pattern.commPortNumber;
   if (port != 0 && port != position->commPortNumber) {
@@ -156,7 +153,7 @@ Collisions::Step Collisions::SameController(CtrlTable& table, Walk& walk, CtrlTa
 }
 
 /// The same system identity on another device at another address.
-Collisions::Step Collisions::SameSystemID(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) {
+Collisions::Step Collisions::SameSystemID(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position) {
   const CtrlInfo& pattern = walk.pattern;
   if (pattern.heardOnAddress != 0 && pattern.heardOnAddress == position->heardOnAddress) {
     return SystemIDCollision(table, walk, position);
@@ -169,10 +166,10 @@ Collisions::Step Collisions::SameSystemID(CtrlTable& table, Walk& walk, CtrlTabl
 }
 
 /// The same controller seen over two paths.
-Collisions::Step Collisions::WhoSurvives(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) {
+Collisions::Step Collisions::WhoSurvives(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position) {
   if (position->identificationType == StaticCtrlDefinition) return Step::Drop;
   if (!walk.staticMatch) {
-    if (HasFixedAddress(table.Edit(position))) return Step::Drop;
+    if (HasFixedAddress(*position)) return Step::Drop;
     if (HasFixedAddress(walk.pattern)) return GiveWay(table, position, CtrlUpdated);
     if (walk.source == MsgSource::FromResponseSocket) return Step::Drop;
     if (position->identificationType == RemoteCtrlDefinition) return Step::Drop;
@@ -180,7 +177,8 @@ Collisions::Step Collisions::WhoSurvives(CtrlTable& table, Walk& walk, CtrlTable
   return GiveWay(table, position, CtrlUpdated);
 }
 
-Collisions::Step Collisions::SystemIDCollision(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) {
+Collisions::Step Collisions::SystemIDCollision(CtrlTable::Access& table, Walk& walk,
+                                               CtrlTable::Record position) {
   trace_.Error(L"LanSeek: System ID collision for %s and %s. SysID:%s", walk.pattern.ctrlAddress,
                position->ctrlAddress, walk.pattern.systemID);
   lifecycle_.RemoveActiveCtrl(table, position, CtrlLostSystemIdCollision);

@@ -18,7 +18,7 @@ struct CollisionVerdict {
     Known,       ///< Handle it; `record` is this controller.
   };
   Finding finding = Finding::Drop;
-  CtrlTable::Iterator record = {};
+  CtrlTable::Record record = {};
   bool replacesAdded = false;  ///< The record of a controller that a client added has made way for this one.
 };
 
@@ -29,43 +29,38 @@ class Collisions {
  public:
   Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput);
 
-  /// `pattern` has its address and interface set; the rules keep an answer of theirs in its ipAddress.
-  CollisionVerdict HandleCtrlCollisions(CtrlTable& table, std::uint32_t messageType, CtrlInfo& pattern,
-                                        MsgSource source) REQUIRES(table.TableMutex());
+  /// `pattern` has its address and interface set.
+  CollisionVerdict HandleCtrlCollisions(CtrlTable::Access& table, std::uint32_t messageType,
+                                        const CtrlInfo& pattern, MsgSource source);
 
  private:
   enum class Step { Next, Drop, Accept };
   struct Walk {
     std::uint32_t messageType;
-    CtrlInfo& pattern;
+    const CtrlInfo& pattern;
     MsgSource source;
     bool staticMatch = false;
     bool accepted = false;  ///< The walk ended with the controller itself.
     bool matched = false;
     bool replacesAdded = false;
-    CtrlTable::Iterator match = {};
+    CtrlTable::Record match = {};
 
-    void Match(CtrlTable::Iterator record) {
+    void Match(CtrlTable::Record record) {
       matched = true;
       match = record;
     }
   };
 
   bool Usable(const CtrlInfo& pattern) const;
-  Step Examine(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
-  Step ExamineDefinition(CtrlTable& table, Walk& walk, CtrlTable::Iterator position, bool& removed)
-      REQUIRES(table.TableMutex());
-  Step ExamineIdentity(CtrlTable& table, Walk& walk, CtrlTable::Iterator position)
-      REQUIRES(table.TableMutex());
-  Step SameController(CtrlTable& table, Walk& walk, CtrlTable::Iterator position)
-      REQUIRES(table.TableMutex());
-  Step SameSystemID(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
-  Step WhoSurvives(CtrlTable& table, Walk& walk, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
-  Step SystemIDCollision(CtrlTable& table, Walk& walk, CtrlTable::Iterator position)
-      REQUIRES(table.TableMutex());
+  Step Examine(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
+  Step ExamineDefinition(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position, bool& removed);
+  Step ExamineIdentity(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
+  Step SameController(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
+  Step SameSystemID(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
+  Step WhoSurvives(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
+  Step SystemIDCollision(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
   Step RefuseRemoteVC(const CtrlInfo& pattern) const;
-  Step GiveWay(CtrlTable& table, CtrlTable::Iterator position, LanSeekEventReason reason)
-      REQUIRES(table.TableMutex());
+  Step GiveWay(CtrlTable::Access& table, CtrlTable::Record position, LanSeekEventReason reason);
 
   CtrlLifecycle& lifecycle_;
   diagnostics::Tracer trace_;

@@ -60,7 +60,7 @@ void CControllerSeek::Init() {
   if (settings_.DetectInterfaceChanges != 0) addressWatch_.Begin();
   auto entries = interfaces_.SetupLanseekInterfaces();
   {
-    const CtrlTable::Lock lock(table_);
+    CtrlTable::Access table(table_);
     interfaces_.Replace(std::move(entries));
   }
   const platform::SocketError error = udp_.Startup();
@@ -137,9 +137,9 @@ void CControllerSeek::RebuildNetwork() {
 void CControllerSeek::ReplaceInterfaces() {
   const EngineLock::Scope engine(engineLock_);
   auto entries = interfaces_.SetupLanseekInterfaces();
-  const CtrlTable::Lock lock(table_);
+  CtrlTable::Access table(table_);
   interfaces_.Replace(std::move(entries));
-  lifecycle_.RevalidateAfterInterfaceChange(table_);
+  lifecycle_.RevalidateAfterInterfaceChange(table);
 }
 
 /// Ends when the sockets exist, or with the run.
@@ -149,8 +149,8 @@ void CControllerSeek::CreateSockets(diagnostics::StepTrace& failed) {
     sockets_.CreateSockets();
     // An interface without sockets has left the table, and those behind it have other positions now.
     if (interfaces_.Size() == usable) return;
-    const CtrlTable::Lock lock(table_);
-    lifecycle_.RevalidateAfterInterfaceChange(table_);
+    CtrlTable::Access table(table_);
+    lifecycle_.RevalidateAfterInterfaceChange(table);
   };
   while (!platform::RunStep(create, failed)) {
     sockets_.CloseSockets();
@@ -172,13 +172,13 @@ void CControllerSeek::RefreshThread() {
 }
 
 HRESULT CControllerSeek::AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID) {
-  const CtrlTable::Lock lock(table_);
-  return lifecycle_.AddRemoteController(table_, address, lanSeekID);
+  CtrlTable::Access table(table_);
+  return lifecycle_.AddRemoteController(table, address, lanSeekID);
 }
 
 HRESULT CControllerSeek::RefreshForID(std::uint32_t lanSeekID) {
-  const CtrlTable::Lock lock(table_);
-  return refreshCycle_.RefreshForID(table_, lanSeekID);
+  CtrlTable::Access table(table_);
+  return refreshCycle_.RefreshForID(table, lanSeekID);
 }
 
 HRESULT CControllerSeek::RegisterVC(std::wstring_view systemPath, std::wstring_view systemID,

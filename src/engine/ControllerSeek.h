@@ -67,23 +67,21 @@ class CControllerSeek {
 
   /// Adds a controller by address, or finds it: S_OK with a new id, one of the two "already known" success
   /// codes with its id, or E_INVALIDARG for a text that is no dotted IPv4 address.
-  HRESULT AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID)
-      EXCLUDES(table_.TableMutex());
+  HRESULT AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID);
 
   /// Has a controller asked at the next tick: S_OK, E_INVALIDARG for an id that was never issued, or
   /// KEL_E_LANSEEKID_NOT_IN_USE.
-  HRESULT RefreshForID(std::uint32_t lanSeekID) EXCLUDES(table_.TableMutex());
+  HRESULT RefreshForID(std::uint32_t lanSeekID);
 
   /// Registers a virtual controller of this host: S_OK, E_INVALIDARG, KEL_E_SYSTEMID_PRESENT, or E_UNEXPECTED
   /// when the object cannot be referenced. `vci` may be null.
   HRESULT RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
-                     RemoteVCPublication remotePublication, const VCInterface* vci)
-      EXCLUDES(table_.TableMutex());
+                     RemoteVCPublication remotePublication, const VCInterface* vci);
   /// Withdraws one; with `keep` its record stays, unlisted. S_OK or KEL_E_NOT_FOUND.
-  HRESULT RemoveVC(std::wstring_view systemID, bool keep) EXCLUDES(table_.TableMutex());
+  HRESULT RemoveVC(std::wstring_view systemID, bool keep);
 
   /// Handles the text that a virtual controller hands in as if it were a datagram.
-  void ForwardMessage(std::wstring_view message) EXCLUDES(table_.TableMutex());
+  void ForwardMessage(std::wstring_view message);
 
  private:
   /// Rests for a moment between bursts of requests, or until the network side stops.

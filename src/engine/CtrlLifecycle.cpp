@@ -33,73 +33,70 @@ void CtrlLifecycle::TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReas
   daemon_.QueueMessageForRemoteVC(code, 0, record.lanSeekID);
 }
 
-CtrlTable::Iterator CtrlLifecycle::RemoveActiveCtrl(CtrlTable& table, CtrlTable::Iterator position,
-                                                    LanSeekEventReason reason, bool keep) {
-  CtrlInfo& record = table.Edit(position);
-  const bool leaves = record.Dynamic() && !keep;
+void CtrlLifecycle::RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record record,
+                                     LanSeekEventReason reason, bool keep) {
+  const bool leaves = record->Dynamic() && !keep;
   // Nothing after this can fail; a removal that was told in part would be told again.
-  if (leaves) table.PrepareRemoval(position);
-  hostNames_.Forget(record.lanSeekID);
-  if (record.remotePublication != RemoteVCPublication_False && record.published)
-    TellDaemonOfRemoval(record, reason);
-  if (record.published && record.Available()) {
-    events_.QueueEvent(record.lanSeekID, record.Dynamic() ? CtrlRemoved : CtrlUnavailable, reason);
+  if (leaves) table.PrepareRemoval(record);
+  hostNames_.Forget(record->lanSeekID);
+  if (record->remotePublication != RemoteVCPublication_False && record->published)
+    TellDaemonOfRemoval(*record, reason);
+  if (record->published && record->Available()) {
+    events_.QueueEvent(record->lanSeekID, record->Dynamic() ? CtrlRemoved : CtrlUnavailable, reason);
   }
-  if (leaves) return table.Remove(position);
-  if (record.Dynamic()) {
-    record.published = false;
-    return std::next(position);
-  }
-  record.ctrlStatus = CtrlUnavailable;
-  record.published = false;
-  record.heardOnAddress = 0;
-  record.heardOnInterface = kNone;
-  record.ticksToNextAction =
-      settings_.NonLocalUpdatesEnabled != 0 ? settings_.NonLocalRefreshIntervalTicks() : kNone;
-  record.retriesLeft = kNone;
-  return std::next(position);
+  if (leaves) return table.Remove(record);
+  CtrlState& state = table.Change(record);
+  state.published = false;
+  if (record->Dynamic()) return;
+  state.ctrlStatus = CtrlUnavailable;
+  state.heardOnAddress = 0;
+  state.heardOnInterface = kNone;
+  table.ChangeSchedule(record)->AwaitNextPoll(settings_.NextPollTicks());
 }
 
-HRESULT CtrlLifecycle::AddRemoteController(CtrlTable& table, const std::wstring& address,
+HRESULT CtrlLifecycle::AddRemoteController(CtrlTable::Access& table, const std::wstring& address,
                                            std::uint32_t& lanSeekID) {
   if (platform::ParseIpv4(std::wstring_view(address)) == platform::kNoAddress) return E_INVALIDARG;
   CtrlInfo record;
   record.ctrlAddress = address;
   lanSeekID = 0;
-  const auto known = table.FindCtrl(record);
-  if (known != table.end()) {
+  const CtrlTable::Record known = table.FindCtrl(record);
+  if (known) {
     lanSeekID = known->lanSeekID;
     return known->Dynamic() ? KEL_S_ALREADY_DYNAMIC : KEL_S_ALREADY_CONFIGURED;
   }
   record.identificationType = RemoteCtrlDefinition;
   record.lanSeekID = lanSeekID = table.IssueLanSeekID();
-  record.ticksToNextAction = 0;
-  table.AddCtrl(record);
+  const CtrlTable::Record added = table.Add(record);
+  if (added) table.ChangeSchedule(added)->AwaitNextPoll(0);
   return S_OK;
 }
 
-CtrlTable::Iterator CtrlLifecycle::Revalidate(CtrlTable& table, CtrlTable::Iterator position) {
-  CtrlInfo& record = table.Edit(position);
-  if (record.ctrlType == VC || !record.Available()) return std::next(position);
+void CtrlLifecycle::Revalidate(CtrlTable::Access& table, CtrlTable::Record record) {
+  if (record->ctrlType == VC || !record->Available()) return;
 
-  if (record.identificationType == RemoteCtrlDefinition) {
-    const std::int32_t local = interfaces_.FindInterfaceForAddress(record.ctrlAddress);
-    if (local >= 0) {
-      table.MakeDynamic(position);
-      record.heardOnInterface = local;
-      record.heardOnAddress = interfaces_[static_cast<std::size_t>(local)].address;
-    }
-    return std::next(position);
+  if (record->identificationType == RemoteCtrlDefinition) {
+    const std::int32_t local = interfaces_.FindInterfaceForAddress(record->ctrlAddress);
+    if (local < 0) return;
+    table.MakeDynamic(record);
+    CtrlState& state = table.Change(record);
+    state.heardOnInterface = local;
+    state.heardOnAddress = interfaces_[static_cast<std::size_t>(local)].address;
+    return;
   }
-  const std::int32_t heardOn = interfaces_.FindInterfaceByAddress(record.heardOnAddress);
-  if (heardOn < 0 && record.heardOnInterface >= 0) return RemoveActiveCtrl(table, position, CtrlLostLAN);
-  if (heardOn >= 0) record.heardOnInterface = heardOn;
-  return std::next(position);
+  const std::int32_t heardOn = interfaces_.FindInterfaceByAddress(record->heardOnAddress);
+  if (heardOn >= 0) {
+    table.Change(record).heardOnInterface = heardOn;
+  } else if (record->heardOnInterface >= 0) {
+    RemoveActiveCtrl(table, record, CtrlLostLAN);
+  }
 }
 
-void CtrlLifecycle::RevalidateAfterInterfaceChange(CtrlTable& table) {
-  for (auto position = table.begin(); position != table.end();) {
-    position = Revalidate(table, position);
+void CtrlLifecycle::RevalidateAfterInterfaceChange(CtrlTable::Access& table) {
+  for (CtrlTable::Record record = table.First(); record;) {
+    const CtrlTable::Record next = table.After(record);
+    Revalidate(table, record);
+    record = next;
   }
   daemon_.RefreshAfterReInit(table);
 }

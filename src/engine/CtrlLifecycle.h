@@ -13,7 +13,7 @@
 
 namespace kellanseek::engine {
 
-/// What happens to a record as a whole. Others decide when, and hand the locked table in.
+/// What happens to a record as a whole. Others decide when.
 class CtrlLifecycle {
  public:
   CtrlLifecycle(const network::InterfaceTable& interfaces, const CKelLanSeekConfigSettings& settings,
@@ -21,24 +21,23 @@ class CtrlLifecycle {
                 platform::DebugOutput& debugOutput);
 
   /// Withdraws a controller, telling clients and other hosts for `reason` if they knew of it. A dynamic
-  /// record leaves the table, or stays unlisted with `keep`; any other becomes unavailable. Gives the record
-  /// at which a walk of the table goes on. Throws std::bad_alloc before anything has happened.
-  CtrlTable::Iterator RemoveActiveCtrl(CtrlTable& table, CtrlTable::Iterator record,
-                                       LanSeekEventReason reason, bool keep = false)
-      REQUIRES(table.TableMutex());
+  /// record leaves the table, or stays unlisted with `keep`; any other becomes unavailable. Throws
+  /// std::bad_alloc before anything has happened.
+  void RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record record, LanSeekEventReason reason,
+                        bool keep = false);
 
   /// Adds a controller by address, or finds it: S_OK with a new id, KEL_S_ALREADY_DYNAMIC or
   /// KEL_S_ALREADY_CONFIGURED with its id, or E_INVALIDARG for a text that is no dotted address.
-  HRESULT AddRemoteController(CtrlTable& table, const std::wstring& address, std::uint32_t& lanSeekID)
-      REQUIRES(table.TableMutex());
+  HRESULT AddRemoteController(CtrlTable::Access& table, const std::wstring& address,
+                              std::uint32_t& lanSeekID);
 
   /// Binds the available controllers to the interface table as it is now; those whose interface is gone are
   /// withdrawn. Tells the daemon.
-  void RevalidateAfterInterfaceChange(CtrlTable& table) REQUIRES(table.TableMutex());
+  void RevalidateAfterInterfaceChange(CtrlTable::Access& table);
 
  private:
   void TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReason reason);
-  CtrlTable::Iterator Revalidate(CtrlTable& table, CtrlTable::Iterator position) REQUIRES(table.TableMutex());
+  void Revalidate(CtrlTable::Access& table, CtrlTable::Record record);
 
   const network::InterfaceTable& interfaces_;
   const CKelLanSeekConfigSettings& settings_;

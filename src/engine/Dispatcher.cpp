@@ -70,18 +70,18 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
 bool Dispatcher::Dispatch(const protocol::MessageReader::Message& message, const MessageOrigin& origin) {
   using Finding = CollisionVerdict::Finding;
   CtrlInfo& pattern = message.pattern;
-  const CtrlTable::Lock lock(table_);
+  CtrlTable::Access table(table_);
   const CollisionVerdict verdict =
-      collisions_.HandleCtrlCollisions(table_, message.type, pattern, origin.source);
+      collisions_.HandleCtrlCollisions(table, message.type, pattern, origin.source);
   if (verdict.finding == Finding::Drop) return false;
 
-  CtrlTable::Iterator record = table_.end();
+  CtrlTable::Record record;
   if (verdict.finding == Finding::Known) {
     record = verdict.record;
   } else if (verdict.finding == Finding::NotChecked && origin.source != MsgSource::FromRequestSocket) {
-    record = table_.FindCtrl(pattern);
+    record = table.FindCtrl(pattern);
   }
-  Act({message, pattern, origin, record, verdict.replacesAdded});
+  Act({table, message, pattern, origin, record, verdict.replacesAdded});
   return true;
 }
 
@@ -99,23 +99,27 @@ void Dispatcher::Act(const Context& context) {
 }
 
 void Dispatcher::OnCtrlInfo(const Context& context) {
-  if (context.record == table_.end()) return OnCtrlInfoOfUnknown(context);
+  if (!context.record) return OnCtrlInfoOfUnknown(context);
   if (context.record->Dynamic()) return OnCtrlInfoOfDynamic(context);
   return OnCtrlInfoOfConfigured(context);
 }
 
 void Dispatcher::OnCtrlInfoOfDynamic(const Context& context) {
-  CtrlInfo& record = table_.Edit(context.record);
+  const CtrlInfo& record = *context.record;
+  CtrlState& state = context.table.Change(context.record);
   const bool isNew = !record.published;
   if (isNew) {
-    record.published = true;
+    state.published = true;
     if (record.ctrlType != VC) hostNames_.QueueHostNameLookup(record.lanSeekID, record.ctrlAddress);
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlNew);
   }
-  if (record.UpdateFrom(context.pattern) && !isNew)
+  if (state.UpdateFrom(context.pattern) && !isNew)
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
-  record.ticksToNextAction = record.ctrlType == VC ? settings_.Ticks(settings_.VCRefreshInterval) : kNone;
-  record.retriesLeft = kNone;
+  if (record.ctrlType == VC) {
+    context.table.ChangeSchedule(context.record)->AwaitNextPoll(settings_.Ticks(settings_.VCRefreshInterval));
+  } else {
+    context.table.ChangeSchedule(context.record)->Idle();
+  }
   if (isNew) Publish(record);
 }
 
@@ -133,36 +137,32 @@ void Dispatcher::TakeIdentity(const Context& context) {
       platform::LocaleEqual(record.macAddress, pattern.macAddress)) {
     return;
   }
-  table_.SetIdentity(context.record, pattern.systemID, pattern.macAddress);
+  context.table.SetIdentity(context.record, pattern.systemID, pattern.macAddress);
 }
 
-void Dispatcher::TakeInterface(const Context& context, CtrlInfo& record) const {
+void Dispatcher::TakeInterface(const Context& context) const {
   if (context.origin.position < 0) return;
-  record.heardOnAddress = context.origin.interfaceAddress;
-  record.heardOnInterface = context.origin.position;
-}
-
-void Dispatcher::ScheduleNextPoll(CtrlInfo& record) const {
-  record.ticksToNextAction =
-      settings_.NonLocalUpdatesEnabled != 0 ? settings_.NonLocalRefreshIntervalTicks() : kNone;
-  record.retriesLeft = kNone;
+  CtrlState& state = context.table.Change(context.record);
+  state.heardOnAddress = context.origin.interfaceAddress;
+  state.heardOnInterface = context.origin.position;
 }
 
 void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
-  CtrlInfo& record = table_.Edit(context.record);
+  const CtrlInfo& record = *context.record;
+  CtrlState& state = context.table.Change(context.record);
   const bool isBack = !record.Available() || !record.published;
   if (isBack) {
-    record.ctrlStatus = CtrlAvailable;
-    record.published = true;
+    state.ctrlStatus = CtrlAvailable;
+    state.published = true;
     TakeIdentity(context);
     hostNames_.QueueHostNameLookup(record.lanSeekID, record.ctrlAddress);
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlReconnected);
   }
-  TakeInterface(context, record);
-  if (record.UpdateFrom(context.pattern) && !isBack) {
+  TakeInterface(context);
+  if (state.UpdateFrom(context.pattern) && !isBack) {
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
   }
-  ScheduleNextPoll(record);
+  context.table.ChangeSchedule(context.record)->AwaitNextPoll(settings_.NextPollTicks());
 }
 
 void Dispatcher::TraceRefusal(const CtrlInfo& pattern) {
@@ -173,72 +173,72 @@ void Dispatcher::TraceRefusal(const CtrlInfo& pattern) {
   trace_.Error(L"LanSeek: Too many dynamic controllers. %s is not added", pattern.ctrlAddress);
 }
 
-CtrlTable::Iterator Dispatcher::AddUnknown(const Context& context, bool published) {
-  const std::uint32_t lanSeekID = table_.IssueLanSeekID();
+CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published) {
+  const std::uint32_t lanSeekID = context.table.IssueLanSeekID();
   // One that a client added has been there already.
-  if (!context.replacesAdded && !table_.HasRoomForDynamic()) {
+  if (!context.replacesAdded && !context.table.HasRoomForDynamic()) {
     TraceRefusal(context.pattern);
-    return table_.end();
+    return {};
   }
   CtrlInfo record = context.pattern;
   record.ctrlStatus = CtrlAvailable;
   record.identificationType = DynamicCtrlDefinition;
   record.published = published;
   record.lanSeekID = lanSeekID;
-  if (!published) {
-    record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
-    record.retriesLeft = settings_.OneMore(settings_.RetryCount());
+  const CtrlTable::Record added = context.table.Add(record);
+  if (!published && added) {
+    context.table.ChangeSchedule(added)->Arm(settings_.Ticks(settings_.RefreshTimeout),
+                                             PollSchedule::OneMore(settings_.RetryCount()));
   }
-  return table_.AddCtrl(record);
+  return added;
 }
 
 void Dispatcher::OnCtrlInfoOfUnknown(const Context& context) {
-  const auto added = AddUnknown(context, true);
-  if (added == table_.end()) return;
+  const CtrlTable::Record added = AddUnknown(context, true);
+  if (!added) return;
   hostNames_.QueueHostNameLookup(added->lanSeekID, added->ctrlAddress);
   events_.QueueEvent(added->lanSeekID, CtrlAvailable, CtrlNew);
 }
 
 void Dispatcher::OnCtrlAlive(const Context& context) {
-  if (context.record == table_.end()) {
+  if (!context.record) {
     if (context.pattern.ctrlType != VC) AddUnknown(context, false);
     return;
   }
   if (!context.record->Dynamic()) return OnCtrlAliveOfConfigured(context);
   if (!context.record->published || context.pattern.ctrlType == VC) return;
-  CtrlInfo& record = table_.Edit(context.record);
-  record.ticksToNextAction = kNone;
-  record.retriesLeft = kNone;
+  context.table.ChangeSchedule(context.record)->Idle();
 }
 
 void Dispatcher::OnCtrlAliveOfConfigured(const Context& context) {
-  CtrlInfo& record = table_.Edit(context.record);
-  if (!record.Available()) {
+  if (!context.record->Available()) {
     // Available, but not announced before its full identity, which is asked for at once, has come.
-    record.ctrlStatus = CtrlAvailable;
-    record.published = false;
+    CtrlState& state = context.table.Change(context.record);
+    state.ctrlStatus = CtrlAvailable;
+    state.published = false;
     TakeIdentity(context);
-    const bool byAddress = settings_.NonLocalUpdatesEnabled != 0;
-    record.ticksToNextAction = byAddress ? 0 : settings_.Ticks(settings_.RefreshTimeout);
-    record.retriesLeft =
-        settings_.OneMore(byAddress ? settings_.NonLocalRetryCount() : settings_.RetryCount());
-  } else if (record.published) {
-    ScheduleNextPoll(record);
+    auto schedule = context.table.ChangeSchedule(context.record);
+    if (settings_.NonLocalUpdatesEnabled != 0) {
+      schedule->AskNow(PollSchedule::OneMore(settings_.NonLocalRetryCount()));
+    } else {
+      schedule->Arm(settings_.Ticks(settings_.RefreshTimeout), PollSchedule::OneMore(settings_.RetryCount()));
+    }
+  } else if (context.record->published) {
+    context.table.ChangeSchedule(context.record)->AwaitNextPoll(settings_.NextPollTicks());
   }
-  TakeInterface(context, record);
+  TakeInterface(context);
 }
 
 void Dispatcher::OnLeaving(const Context& context, LanSeekEventReason reason) {
-  if (context.record == table_.end()) return;
-  CtrlInfo& record = table_.Edit(context.record);
+  if (!context.record) return;
   // A controller that was added by address leaves for good once it says so itself.
-  if (record.identificationType == RemoteCtrlDefinition) table_.MakeDynamic(context.record);
-  lifecycle_.RemoveActiveCtrl(table_, context.record, reason);
+  if (context.record->identificationType == RemoteCtrlDefinition) context.table.MakeDynamic(context.record);
+  lifecycle_.RemoveActiveCtrl(context.table, context.record, reason);
 }
 
 void Dispatcher::OnBroadcastRequest(const Context& context) {
   // The answers to another workstation's request come here too, so it serves as our own.
-  refreshCycle_.StartRefreshCycle(table_, context.origin.position, context.message.type);
+  refreshCycle_.StartRefreshCycle(context.table, context.origin.position, context.message.type);
   daemon_.QueueMessageForRemoteVC(static_cast<std::int32_t>(context.message.type), context.origin.position,
                                   0);
 }
@@ -254,8 +254,8 @@ void Dispatcher::OnTargetedRequest(const Context& context) {
 void Dispatcher::OnRequestForThisHost(const Context& context) {
   std::uint32_t lanSeekID = 0;
   if (!context.pattern.systemID.empty()) {
-    const auto known = table_.AllBySystemID(context.pattern.systemID);
-    const auto published = std::find_if(known.begin(), known.end(), [](const CtrlTable::Iterator& record) {
+    const auto known = context.table.AllBySystemID(context.pattern.systemID);
+    const auto published = std::find_if(known.begin(), known.end(), [](const CtrlTable::Record& record) {
       return record->remotePublication != RemoteVCPublication_False;
     });
     if (published == known.end()) return;
@@ -265,15 +265,14 @@ void Dispatcher::OnRequestForThisHost(const Context& context) {
 }
 
 void Dispatcher::CountRequestOfAnother(const Context& context) {
-  const auto known = table_.AllByAddress(platform::ToWide(context.message.targetAddress.View()));
-  const auto found = std::find_if(known.begin(), known.end(), [&](const CtrlTable::Iterator& record) {
+  const auto known = context.table.AllByAddress(platform::ToWide(context.message.targetAddress.View()));
+  const auto found = std::find_if(known.begin(), known.end(), [&](const CtrlTable::Record& record) {
     return context.pattern.systemID.empty() ||
            platform::LocaleEqual(record->systemID, context.pattern.systemID);
   });
   if (found == known.end()) return;
-  CtrlInfo& record = table_.Edit(*found);
-  if (settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic()) return;
-  RefreshCycle::CountRequest(record, settings_.Ticks(settings_.RefreshTimeout));
+  if (refreshCycle_.IsPolledByAddress(**found)) return;
+  context.table.ChangeSchedule(*found)->CountForeignRequest(settings_.Ticks(settings_.RefreshTimeout));
 }
 
 }  // namespace kellanseek::engine

@@ -48,38 +48,37 @@ class Dispatcher {
   /// A full identity that claims to come from a virtual controller and is refused by the collision rules
   /// leaves the engine lock held by the calling thread; a caller that waits for anything gives it back first.
   void HandleMessage(std::string_view text, std::size_t length, protocol::AddressText* sourceAddress,
-                     const MessageOrigin& origin, Scratch& scratch) EXCLUDES(table_.TableMutex());
+                     const MessageOrigin& origin, Scratch& scratch);
 
  private:
   /// One message on its way through.
   struct Context {
+    CtrlTable::Access& table;
     const protocol::MessageReader::Message& message;
     CtrlInfo& pattern;
     const MessageOrigin& origin;
-    CtrlTable::Iterator record;  ///< The stored controller; end() for an unknown one.
+    CtrlTable::Record record;    ///< The stored controller; none for an unknown one.
     bool replacesAdded = false;  ///< The unknown one was added by a client; it finds room in any case.
   };
 
-  bool Dispatch(const protocol::MessageReader::Message& message, const MessageOrigin& origin)
-      EXCLUDES(table_.TableMutex());
-  void Act(const Context& context) REQUIRES(table_.TableMutex());
-  void OnCtrlInfo(const Context& context) REQUIRES(table_.TableMutex());
-  void OnCtrlInfoOfDynamic(const Context& context) REQUIRES(table_.TableMutex());
-  void OnCtrlInfoOfConfigured(const Context& context) REQUIRES(table_.TableMutex());
-  void OnCtrlInfoOfUnknown(const Context& context) REQUIRES(table_.TableMutex());
-  void OnCtrlAlive(const Context& context) REQUIRES(table_.TableMutex());
-  void OnCtrlAliveOfConfigured(const Context& context) REQUIRES(table_.TableMutex());
-  void OnLeaving(const Context& context, LanSeekEventReason reason) REQUIRES(table_.TableMutex());
-  void OnBroadcastRequest(const Context& context) REQUIRES(table_.TableMutex());
-  void OnTargetedRequest(const Context& context) REQUIRES(table_.TableMutex());
-  void OnRequestForThisHost(const Context& context) REQUIRES(table_.TableMutex());
-  void CountRequestOfAnother(const Context& context) REQUIRES(table_.TableMutex());
+  bool Dispatch(const protocol::MessageReader::Message& message, const MessageOrigin& origin);
+  void Act(const Context& context);
+  void OnCtrlInfo(const Context& context);
+  void OnCtrlInfoOfDynamic(const Context& context);
+  void OnCtrlInfoOfConfigured(const Context& context);
+  void OnCtrlInfoOfUnknown(const Context& context);
+  void OnCtrlAlive(const Context& context);
+  void OnCtrlAliveOfConfigured(const Context& context);
+  void OnLeaving(const Context& context, LanSeekEventReason reason);
+  void OnBroadcastRequest(const Context& context);
+  void OnTargetedRequest(const Context& context);
+  void OnRequestForThisHost(const Context& context);
+  void CountRequestOfAnother(const Context& context);
 
-  void TraceRefusal(const CtrlInfo& pattern) REQUIRES(table_.TableMutex());
-  CtrlTable::Iterator AddUnknown(const Context& context, bool published) REQUIRES(table_.TableMutex());
-  void TakeIdentity(const Context& context) REQUIRES(table_.TableMutex());
-  void TakeInterface(const Context& context, CtrlInfo& record) const;
-  void ScheduleNextPoll(CtrlInfo& record) const;
+  void TraceRefusal(const CtrlInfo& pattern);
+  CtrlTable::Record AddUnknown(const Context& context, bool published);
+  void TakeIdentity(const Context& context);
+  void TakeInterface(const Context& context) const;
   void Publish(const CtrlInfo& record);
 
   CtrlTable& table_;
@@ -93,8 +92,8 @@ class Dispatcher {
   daemon::RemoteVCPublisher& daemon_;
   diagnostics::Tracer trace_;
   protocol::MessageReader reader_;
-  /// The tick from which on a controller that finds no room is traced again.
-  std::uint64_t nextRefusalTrace_ GUARDED_BY(table_.TableMutex()) = 0;
+  /// The tick from which on a controller that finds no room is traced again. Under the table lock.
+  std::uint64_t nextRefusalTrace_ = 0;
 };
 
 }  // namespace kellanseek::engine

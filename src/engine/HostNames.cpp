@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "controllers/TextKeys.h"
 #include "platform/CodePage.h"
 #include "platform/Thread.h"
 
@@ -79,10 +80,10 @@ bool HostNames::ResolveQueued() {
 }
 
 void HostNames::Store(std::uint32_t lanSeekID, const std::string& hostName) {
-  const CtrlTable::Lock lock(table_);
-  const auto found = table_.Find(lanSeekID);
-  if (found == table_.end() || !found->Available()) return;
-  CtrlInfo& record = table_.Edit(found);
+  CtrlTable::Access table(table_);
+  const CtrlTable::Record found = table.Find(lanSeekID);
+  if (!found || !found->Available()) return;
+  CtrlState& record = table.Change(found);
   const std::string known = platform::ToNarrow(record.hostName).substr(0, kMaxComparedName);
   if (!known.empty() && SameName(known, hostName)) return;
   record.hostName = platform::ToWide(hostName);

@@ -31,7 +31,7 @@ class HostNames {
 
   /// Looks up what is queued, one after the other; false when the stop event has been set. The thread calls
   /// it; tests do so without one.
-  bool ResolveQueued() EXCLUDES(queueLock_, table_.TableMutex());
+  bool ResolveQueued() EXCLUDES(queueLock_);
 
   /// The thread body: looks names up until the stop event is set.
   void HostNameThread();

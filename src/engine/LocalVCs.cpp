@@ -36,28 +36,30 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
   record.remotePublication = remotePublication;
   record.ctrlStatus = CtrlAvailable;
   record.identificationType = DynamicCtrlDefinition;
-  record.ticksToNextAction = settings_.Ticks(settings_.VCRefreshInterval);
   record.vcProcessID = processID;
   record.vcProcessStart = processes_.StartStamp(processID);
   // Outside the owner, which lets no exception pass: the object may live in a process that has just ended.
   if (!platform::RunGuarded([vci] { vci->pVC->AddRef(); })) return E_UNEXPECTED;
   record.vcInterface = KelComPtr<IUnknown>::Attach(vci->pVC);
 
-  const CtrlTable::Lock lock(table_);
-  if (table_.FirstBySystemID(record.systemID) != table_.end()) {
+  CtrlTable::Access table(table_);
+  if (table.FirstBySystemID(record.systemID)) {
     trace_.Error(L"LanSeek: Register VC failed. Ctrl with SysID %s is already in the LanSeek database\n",
                  systemID);
     return KEL_E_SYSTEMID_PRESENT;
   }
-  record.lanSeekID = table_.IssueLanSeekID();
-  return table_.AddCtrl(record) == table_.end() ? E_OUTOFMEMORY : S_OK;
+  record.lanSeekID = table.IssueLanSeekID();
+  const CtrlTable::Record added = table.Add(record);
+  if (!added) return E_OUTOFMEMORY;
+  table.ChangeSchedule(added)->AwaitNextPoll(settings_.Ticks(settings_.VCRefreshInterval));
+  return S_OK;
 }
 
 HRESULT LocalVCs::RemoveVC(std::wstring_view systemID, bool keep) {
-  const CtrlTable::Lock lock(table_);
-  const auto known = table_.FirstBySystemID(std::wstring(systemID));
-  if (known == table_.end()) return KEL_E_NOT_FOUND;
-  lifecycle_.RemoveActiveCtrl(table_, known, CtrlLostPowerDown, keep);
+  CtrlTable::Access table(table_);
+  const CtrlTable::Record known = table.FirstBySystemID(std::wstring(systemID));
+  if (!known) return KEL_E_NOT_FOUND;
+  lifecycle_.RemoveActiveCtrl(table, known, CtrlLostPowerDown, keep);
   return S_OK;
 }
 

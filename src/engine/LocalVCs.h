@@ -23,12 +23,11 @@ class LocalVCs {
   /// `vci`, its object or the identity is missing or its interface is not the one that every virtual
   /// controller offers; KEL_E_SYSTEMID_PRESENT when any record has that system identity.
   HRESULT RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
-                     RemoteVCPublication remotePublication, const VCInterface* vci)
-      EXCLUDES(table_.TableMutex());
+                     RemoteVCPublication remotePublication, const VCInterface* vci);
 
   /// Withdraws the controller with that system identity; with `keep` its record stays, unlisted. S_OK or
   /// KEL_E_NOT_FOUND.
-  HRESULT RemoveVC(std::wstring_view systemID, bool keep) EXCLUDES(table_.TableMutex());
+  HRESULT RemoveVC(std::wstring_view systemID, bool keep);
 
  private:
   CtrlTable& table_;

@@ -35,12 +35,10 @@ void RefreshCycle::BeginRun() {
 }
 
 void RefreshCycle::ArmInitialTimeouts() {
-  const CtrlTable::Lock lock(table_);
-  for (auto position = table_.begin(); position != table_.end(); ++position) {
-    CtrlInfo& record = table_.Edit(position);
-    if (!record.Available() || record.ctrlType == VC || NonLocal(record)) continue;
-    record.retriesLeft = settings_.RetryCount();
-    record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
+  CtrlTable::Access table(table_);
+  for (CtrlTable::Record record = table.First(); record; record = table.After(record)) {
+    if (!record->Available() || record->ctrlType == VC || IsPolledByAddress(*record)) continue;
+    table.ChangeSchedule(record)->Arm(settings_.Ticks(settings_.RefreshTimeout), settings_.RetryCount());
   }
 }
 
@@ -53,15 +51,15 @@ void RefreshCycle::BroadcastOnAll(protocol::LanSeekMsgType type) {
 
 void RefreshCycle::AskConfigured() {
   {
-    const CtrlTable::Lock lock(table_);
-    for (auto position = table_.begin(); position != table_.end(); ++position) {
-      CtrlInfo& record = table_.Edit(position);
-      if (record.Dynamic()) continue;
-      const bool available = record.Available();
-      record.ticksToNextAction = available ? settings_.Ticks(settings_.NonLocalRefreshTimeout)
-                                           : settings_.NonLocalRefreshIntervalTicks();
-      record.retriesLeft = available ? settings_.NonLocalRetryCount() : kNone;
-      AddByAddress(record, fullRequest_);
+    CtrlTable::Access table(table_);
+    for (CtrlTable::Record record = table.First(); record; record = table.After(record)) {
+      if (record->Dynamic()) continue;
+      if (auto schedule = table.ChangeSchedule(record); record->Available()) {
+        schedule->Arm(settings_.Ticks(settings_.NonLocalRefreshTimeout), settings_.NonLocalRetryCount());
+      } else {
+        schedule->AwaitNextPoll(settings_.NonLocalRefreshIntervalTicks());
+      }
+      AddByAddress(*record, fullRequest_);
     }
   }
   SendRequests();
@@ -84,7 +82,7 @@ void RefreshCycle::InterfacePass() {
 }
 
 bool RefreshCycle::InterfaceDue(std::size_t position) {
-  const CtrlTable::Lock lock(table_);
+  CtrlTable::Access table(table_);
   network::InterfaceEntry& entry = interfaces_[position];
   entry.requestsThisTick = 0;
   // A negative one stands still: there are no refreshes of our own.
@@ -92,63 +90,60 @@ bool RefreshCycle::InterfaceDue(std::size_t position) {
     if (entry.refreshCountdown > 0) --entry.refreshCountdown;
     return false;
   }
-  StartRefreshCycle(table_, static_cast<std::int32_t>(position), protocol::RefreshRequestMsg);
+  StartRefreshCycle(table, static_cast<std::int32_t>(position), protocol::RefreshRequestMsg);
   return true;
 }
 
 void RefreshCycle::ControllerPass() {
-  const CtrlTable::Lock lock(table_);
-  for (auto position = table_.begin(); position != table_.end();) {
-    if (position->ticksToNextAction == 0) {
-      position = Due(position);
-      continue;
-    }
-    if (position->ticksToNextAction > 0) --table_.Edit(position).ticksToNextAction;
-    ++position;
-  }
-  requests_.DropThoseGone(table_);
+  CtrlTable::Access table(table_);
+  CtrlTable::TimerPass pass(table);
+  while (const CtrlTable::Record record = pass.Next()) OnTick(table, record);
+  requests_.DropThoseGone(table);
 }
 
-CtrlTable::Iterator RefreshCycle::Due(CtrlTable::Iterator position) {
-  CtrlInfo& record = table_.Edit(position);
-  if (record.ctrlType == VC) return CheckLocalVC(position);
+void RefreshCycle::OnTick(CtrlTable::Access& table, CtrlTable::Record record) {
+  const PollSchedule::State state = table.ChangeSchedule(record)->Pass();
+  if (state == PollSchedule::State::Waiting) return;
+  if (record->ctrlType == VC) return CheckLocalVC(table, record);
+  const bool byAddress = IsPolledByAddress(*record);
   // A request that has not left yet cannot have been answered.
-  if (NonLocal(record) && requests_.Waits(record.lanSeekID)) return std::next(position);
-  if (record.retriesLeft == 0) return lifecycle_.RemoveActiveCtrl(table_, position, CtrlLostConnection);
-  if (NonLocal(record)) {
-    AskByAddress(record);
+  if (byAddress && requests_.Waits(record->lanSeekID)) return;
+  if (state == PollSchedule::State::Lost) {
+    lifecycle_.RemoveActiveCtrl(table, record, CtrlLostConnection);
+  } else if (byAddress) {
+    AskByAddress(table, record);
   } else {
-    AskByBroadcast(record);
+    AskByBroadcast(table, record);
   }
-  return std::next(position);
 }
 
-CtrlTable::Iterator RefreshCycle::CheckLocalVC(CtrlTable::Iterator position) {
-  CtrlInfo& record = table_.Edit(position);
-  if (processes_.IsRunning(record.vcProcessID, record.vcProcessStart)) {
-    record.ticksToNextAction = settings_.Ticks(settings_.VCRefreshInterval);
-    record.retriesLeft = kNone;
-    return std::next(position);
-  }
-  trace_.Error(L"LanSeek: VC %s @ %s ID: %d has terminated!", record.systemName, record.ctrlAddress,
-               record.vcProcessID);
-  // The object died with its process, so no call may be made on it.
-  static_cast<void>(record.vcInterface.Detach());
-  return lifecycle_.RemoveActiveCtrl(table_, position, CtrlLostConnection);
-}
-
-void RefreshCycle::AskByAddress(CtrlInfo& record) {
-  if (record.retriesLeft < 0 && !record.Available()) {
-    record.ticksToNextAction = settings_.NonLocalRefreshIntervalTicks();
-    AddByAddress(record, fullRequest_);
+void RefreshCycle::CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record record) {
+  if (processes_.IsRunning(record->vcProcessID, record->vcProcessStart)) {
+    table.ChangeSchedule(record)->AwaitNextPoll(settings_.Ticks(settings_.VCRefreshInterval));
     return;
   }
-  const bool first = record.retriesLeft < 0;
-  record.ticksToNextAction = settings_.Ticks(settings_.NonLocalRefreshTimeout);
-  record.retriesLeft = first ? settings_.NonLocalRetryCount() : record.retriesLeft - 1;
+  trace_.Error(L"LanSeek: VC %s @ %s ID: %d has terminated!", record->systemName, record->ctrlAddress,
+               record->vcProcessID);
+  // The object died with its process, so no call may be made on it.
+  static_cast<void>(table.Change(record).vcInterface.Detach());
+  lifecycle_.RemoveActiveCtrl(table, record, CtrlLostConnection);
+}
+
+void RefreshCycle::AskByAddress(CtrlTable::Access& table, CtrlTable::Record record) {
+  const bool first = !record->Schedule().AwaitsAnswer();
+  if (first && !record->Available()) {
+    table.ChangeSchedule(record)->AwaitNextPoll(settings_.NonLocalRefreshIntervalTicks());
+    return AddByAddress(*record, fullRequest_);
+  }
+  const std::int32_t timeout = settings_.Ticks(settings_.NonLocalRefreshTimeout);
+  if (first) {
+    table.ChangeSchedule(record)->Arm(timeout, settings_.NonLocalRetryCount());
+  } else {
+    table.ChangeSchedule(record)->Asked(timeout);
+  }
   // A repeated request asks for the full identity. So does each to a controller that is not announced yet,
   // which with retries without end cannot be told by their number.
-  AddByAddress(record, first && record.published ? refreshRequest_ : fullRequest_);
+  AddByAddress(*record, first && record->published ? refreshRequest_ : fullRequest_);
 }
 
 void RefreshCycle::AddByAddress(const CtrlInfo& record, std::string_view datagram) {
@@ -159,48 +154,49 @@ void RefreshCycle::AddByAddress(const CtrlInfo& record, std::string_view datagra
 void RefreshCycle::SendRequests() {
   const std::vector<std::uint32_t> late = requests_.Send();
   if (late.empty()) return;
-  const CtrlTable::Lock lock(table_);
+  CtrlTable::Access table(table_);
   for (const std::uint32_t lanSeekID : late) {
-    const auto found = table_.Find(lanSeekID);
+    const CtrlTable::Record found = table.Find(lanSeekID);
+    if (!found || !IsPolledByAddress(*found)) continue;
+    const PollSchedule& schedule = found->Schedule();
     // More retries than a poll has: its full identity is to be asked for at once.
-    if (found == table_.end() || !NonLocal(*found) || found->retriesLeft > settings_.NonLocalRetryCount())
-      continue;
-    CtrlInfo& record = table_.Edit(found);
-    const bool endless = settings_.NonLocalRetryCount() < 0 && record.Available();
-    record.ticksToNextAction = record.retriesLeft >= 0 || endless
-                                   ? settings_.Ticks(settings_.NonLocalRefreshTimeout)
-                                   : settings_.NonLocalRefreshIntervalTicks();
+    if (schedule.RequestsLeft() > settings_.NonLocalRetryCount()) continue;
+    const bool endless = settings_.NonLocalRetryCount() < 0 && found->Available();
+    table.ChangeSchedule(found)->Restart(schedule.AwaitsAnswer() || endless
+                                             ? settings_.Ticks(settings_.NonLocalRefreshTimeout)
+                                             : settings_.NonLocalRefreshIntervalTicks());
   }
 }
 
-void RefreshCycle::AskByBroadcast(CtrlInfo& record) {
+void RefreshCycle::AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found) {
+  const CtrlInfo& record = *found;
   if (!interfaces_.Contains(record.heardOnInterface)) return;
-  const auto position = static_cast<std::size_t>(record.heardOnInterface);
-  network::InterfaceEntry& entry = interfaces_[position];
+  const auto interface = static_cast<std::size_t>(record.heardOnInterface);
+  network::InterfaceEntry& entry = interfaces_[interface];
   if (entry.requestsThisTick >= settings_.MaxRequestsPerTick()) return;
   ++entry.requestsThisTick;
-  record.ticksToNextAction = settings_.Ticks(settings_.RefreshTimeout);
-  record.retriesLeft = settings_.OneLess(record.retriesLeft);
+  table.ChangeSchedule(found)->Asked(settings_.Ticks(settings_.RefreshTimeout));
   std::string request = protocol::BuildTargetedRequest(
       platform::ToNarrow(record.ctrlAddress),
       record.ctrlType == RemoteVC ? platform::ToNarrow(record.systemID) : std::string());
   // Empty when an identity from the network made it too long to be told in two digits.
-  if (!request.empty()) requests_.AddBroadcast(position, std::move(request));
+  if (!request.empty()) requests_.AddBroadcast(interface, std::move(request));
 }
 
-HRESULT RefreshCycle::RefreshForID(CtrlTable& table, std::uint32_t lanSeekID) const {
+HRESULT RefreshCycle::RefreshForID(CtrlTable::Access& table, std::uint32_t lanSeekID) const {
   if (lanSeekID >= table.NextLanSeekID()) return E_INVALIDARG;
-  const auto found = table.Find(lanSeekID);
-  if (found == table.end()) return KEL_E_LANSEEKID_NOT_IN_USE;
-  if (found->retriesLeft >= 0 || found->ctrlType == VC || !found->Available()) return S_OK;
-  CtrlInfo& record = table.Edit(found);
-  const bool byAddress = NonLocal(record);
-  record.ticksToNextAction = byAddress ? 0 : 1;
-  record.retriesLeft = settings_.OneMore(byAddress ? settings_.NonLocalRetryCount() : settings_.RetryCount());
+  const CtrlTable::Record found = table.Find(lanSeekID);
+  if (!found) return KEL_E_LANSEEKID_NOT_IN_USE;
+  if (found->Schedule().AwaitsAnswer() || found->ctrlType == VC || !found->Available()) return S_OK;
+  if (IsPolledByAddress(*found)) {
+    table.ChangeSchedule(found)->AskNow(PollSchedule::OneMore(settings_.NonLocalRetryCount()));
+  } else {
+    table.ChangeSchedule(found)->Arm(1, PollSchedule::OneMore(settings_.RetryCount()));
+  }
   return S_OK;
 }
 
-void RefreshCycle::StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type) {
+void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, std::uint32_t type) {
   if (!interfaces_.Contains(position)) {
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
     return;
@@ -212,14 +208,12 @@ void RefreshCycle::StartRefreshCycle(CtrlTable& table, std::int32_t position, st
   interfaces_[static_cast<std::size_t>(position)].refreshCountdown = settings_.RefreshIntervalTicks();
 
   const std::int32_t timeout = settings_.Ticks(settings_.RefreshTimeout);
-  for (auto it = table.begin(); it != table.end(); ++it) {
-    if (it->heardOnInterface != position || !it->Available() || NonLocal(*it)) continue;
-    CtrlInfo& record = table.Edit(it);
-    if (record.retriesLeft < 0) {
-      record.retriesLeft = settings_.RetryCount();
-      record.ticksToNextAction = timeout;
-    } else if (record.published || type == protocol::FullRequestMsg) {
-      CountRequest(record, timeout);
+  for (CtrlTable::Record record = table.First(); record; record = table.After(record)) {
+    if (record->heardOnInterface != position || !record->Available() || IsPolledByAddress(*record)) continue;
+    if (!record->Schedule().AwaitsAnswer()) {
+      table.ChangeSchedule(record)->Arm(timeout, settings_.RetryCount());
+    } else if (record->published || type == protocol::FullRequestMsg) {
+      table.ChangeSchedule(record)->CountForeignRequest(timeout);
     }
   }
 }

@@ -38,49 +38,40 @@ class RefreshCycle {
   explicit RefreshCycle(const Parts& parts);
 
   /// The requests with which a run of the network side begins.
-  void BeginRun() EXCLUDES(table_.TableMutex());
+  void BeginRun();
 
-  void Tick() EXCLUDES(table_.TableMutex());
+  void Tick();
   /// How often Tick() was called. Callable from any thread.
   std::uint64_t TicksSoFar() const { return ticks_.load(std::memory_order_relaxed); }
 
   /// Arms the answer timers of the controllers heard on an interface, because a full or refresh request has
   /// gone out there, this component's own or another workstation's.
-  void StartRefreshCycle(CtrlTable& table, std::int32_t position, std::uint32_t type)
-      REQUIRES(table.TableMutex());
+  void StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, std::uint32_t type);
 
   /// Has a listed controller asked at the next tick, because a client wants news of it. One that is being
   /// asked already, one that is not there and a virtual controller of this host are left as they are. S_OK,
   /// E_INVALIDARG for an id that was never issued, or KEL_E_LANSEEKID_NOT_IN_USE.
-  HRESULT RefreshForID(CtrlTable& table, std::uint32_t lanSeekID) const REQUIRES(table.TableMutex());
+  HRESULT RefreshForID(CtrlTable::Access& table, std::uint32_t lanSeekID) const;
 
-  /// Counts a request that another workstation has sent to a controller as one of our own, unless ours has
-  /// left just now. `timeout` is the time for its answer in ticks.
-  static void CountRequest(CtrlInfo& record, std::int32_t timeout) {
-    const bool answerIsDue = record.ticksToNextAction >= 0 && record.ticksToNextAction < timeout / 2;
-    if (record.retriesLeft <= 0 || !answerIsDue) return;
-    record.ticksToNextAction = timeout;
-    --record.retriesLeft;
+  /// Configured and added controllers are asked by unicast, all others by broadcasts on their interface.
+  bool IsPolledByAddress(const CtrlInfo& record) const {
+    return settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic();
   }
 
  private:
-  void ArmInitialTimeouts() EXCLUDES(table_.TableMutex());
-  void BroadcastOnAll(protocol::LanSeekMsgType type) EXCLUDES(table_.TableMutex());
-  void AskConfigured() EXCLUDES(table_.TableMutex());
-  void InterfacePass() EXCLUDES(table_.TableMutex());
-  bool InterfaceDue(std::size_t position) EXCLUDES(table_.TableMutex());
-  void ControllerPass() EXCLUDES(table_.TableMutex());
-  CtrlTable::Iterator Due(CtrlTable::Iterator position) REQUIRES(table_.TableMutex());
-  CtrlTable::Iterator CheckLocalVC(CtrlTable::Iterator position) REQUIRES(table_.TableMutex());
-  void AskByAddress(CtrlInfo& record);
+  void ArmInitialTimeouts();
+  void BroadcastOnAll(protocol::LanSeekMsgType type);
+  void AskConfigured();
+  void InterfacePass();
+  bool InterfaceDue(std::size_t position);
+  void ControllerPass();
+  void OnTick(CtrlTable::Access& table, CtrlTable::Record record);
+  void CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record record);
+  void AskByAddress(CtrlTable::Access& table, CtrlTable::Record record);
   void AddByAddress(const CtrlInfo& record, std::string_view datagram);
   /// Sends what was collected. The time of those whose request could not leave at once begins when it does.
-  void SendRequests() EXCLUDES(table_.TableMutex());
-  void AskByBroadcast(CtrlInfo& record);
-
-  bool NonLocal(const CtrlInfo& record) const {
-    return settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic();
-  }
+  void SendRequests();
+  void AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found);
 
   CtrlTable& table_;
   network::InterfaceTable& interfaces_;

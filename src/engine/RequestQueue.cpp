@@ -18,9 +18,9 @@ RequestQueue::Turn RequestQueue::TurnOf(const CtrlInfo& record) const {
   return record.Available() ? Turn::Available : Turn::Missing;
 }
 
-void RequestQueue::DropThoseGone(CtrlTable& table) {
+void RequestQueue::DropThoseGone(CtrlTable::Access& table) {
   for (auto request = byAddress_.begin(); request != byAddress_.end();) {
-    const bool gone = table.Find(request->lanSeekID) == table.end();
+    const bool gone = !table.Find(request->lanSeekID);
     request = gone ? byAddress_.erase(request) : std::next(request);
   }
 }

@@ -57,7 +57,7 @@ class RequestQueue {
   bool Waits(std::uint32_t lanSeekID) const { return byAddress_.get<ById>().count(lanSeekID) > 0; }
 
   /// Drops the requests by address for controllers whose records are gone.
-  void DropThoseGone(CtrlTable& table) REQUIRES(table.TableMutex());
+  void DropThoseGone(CtrlTable::Access& table);
 
   /// A tick has passed, which makes room for more requests to neighbours.
   void NextTick() { neighbourRoom_ = std::min(neighbourRoom_ + kNeighboursPerTick, kNeighbourBurst); }

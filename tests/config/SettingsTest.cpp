@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "config/Number.h"
+#include "controllers/PollSchedule.h"
 #include "platform/Ipv4.h"
 #include "tests/support/FakeDebugOutput.h"
 
@@ -62,8 +63,8 @@ TEST(SettingsTest, WorksWithSafeValuesWhateverIsConfigured) {
       EXPECT_TRUE(wild < 0 ? ticks == -1 : ticks >= settings.TicksPerSecond()) << wild;
     }
     for (const std::int32_t retries : {settings.RetryCount(), settings.NonLocalRetryCount()}) {
-      EXPECT_EQ(settings.OneMore(retries) - retries, wild < 0 ? 0 : 1) << wild;
-      EXPECT_EQ(settings.OneLess(retries) - retries, wild < 0 ? 0 : -1) << wild;
+      EXPECT_EQ(PollSchedule::OneMore(retries) - retries, wild < 0 ? 0 : 1) << wild;
+      EXPECT_EQ(PollSchedule::OneLess(retries) - retries, wild < 0 ? 0 : -1) << wild;
       EXPECT_EQ(retries < 0, wild < 0);
     }
     EXPECT_GE(settings.MaxRequestsPerTick(), 1U) << wild;

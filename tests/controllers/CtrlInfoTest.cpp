@@ -53,8 +53,7 @@ TEST(CtrlInfoTest, AnAnswerLeavesTheRestAlone) {
   newer.ctrlStatus = CtrlAvailable;
   newer.remotePublication = RemoteVCPublication_True;
   newer.lanSeekID = 12;
-  newer.ipAddress = 1;
-  newer.ticksToNextAction = newer.retriesLeft = newer.heardOnInterface = 3;
+  newer.heardOnInterface = 3;
   newer.heardOnAddress = 1;
   newer.published = true;
   newer.vcProcessID = 7;
@@ -62,9 +61,8 @@ TEST(CtrlInfoTest, AnAnswerLeavesTheRestAlone) {
   EXPECT_FALSE(record.UpdateFrom(newer));
   const auto kept = [](const CtrlInfo& r) {
     return std::tuple(r.systemID, r.macAddress, r.ctrlAddress, r.hostName, r.ctrlType, r.identificationType,
-                      r.Available(), r.published, r.remotePublication, r.lanSeekID, r.ipAddress,
-                      r.heardOnAddress, r.heardOnInterface, r.vcProcessID, r.ticksToNextAction,
-                      r.retriesLeft);
+                      r.Available(), r.published, r.remotePublication, r.lanSeekID, r.heardOnAddress,
+                      r.heardOnInterface, r.vcProcessID);
   };
   EXPECT_EQ(kept(record), kept(Stored()));
 }

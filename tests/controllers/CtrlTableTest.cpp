@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -14,9 +15,9 @@ namespace {
 
 using Ids = std::vector<std::uint32_t>;
 
-std::uint32_t Add(CtrlTable& table, CtrlInfo record) REQUIRES(table.TableMutex()) {
+std::uint32_t Add(CtrlTable::Access& table, CtrlInfo record) {
   record.lanSeekID = table.IssueLanSeekID();
-  return table.AddCtrl(record)->lanSeekID;
+  return table.Add(record)->lanSeekID;
 }
 
 CtrlInfo Record(const wchar_t* address, const wchar_t* systemID, const wchar_t* mac = L"") {
@@ -27,27 +28,25 @@ CtrlInfo Record(const wchar_t* address, const wchar_t* systemID, const wchar_t* 
   return record;
 }
 
-Ids IdsOf(const CtrlTable::Iterators& records) {
+Ids IdsOf(const CtrlTable::Records& records) {
   Ids ids;
-  for (const CtrlTable::Iterator& record : records) ids.push_back(record->lanSeekID);
+  for (const CtrlTable::Record& record : records) ids.push_back(record->lanSeekID);
   return ids;
 }
 
-Ids AllIds(CtrlTable& table) REQUIRES(table.TableMutex()) {
+Ids AllIds(const CtrlTable::Access& table) {
   Ids ids;
-  for (auto record = table.begin(); record != table.end(); ++record) ids.push_back(record->lanSeekID);
+  table.ForEach([&](CtrlTable::Record record) { ids.push_back(record->lanSeekID); });
   return ids;
 }
 
 /// The id of the record that a look-up gave; 0 for none.
-std::uint32_t IdOf(CtrlTable& table, CtrlTable::Iterator record) REQUIRES(table.TableMutex()) {
-  return record == table.end() ? 0 : record->lanSeekID;
-}
+std::uint32_t IdOf(CtrlTable::Record record) { return record ? record->lanSeekID : 0; }
 
 TEST(CtrlTableTest, IdsAreNeverUsedTwice) {
-  CtrlTable table;
-  EXPECT_EQ(table.NextLanSeekID(), 11U);
-  const CtrlTable::Lock lock(table);
+  CtrlTable stored;
+  EXPECT_EQ(stored.NextLanSeekID(), 11U);
+  CtrlTable::Access table(stored);
   EXPECT_EQ(Add(table, Record(L"a", L"")), 11U);
   table.Remove(table.Find(11));
   EXPECT_EQ(Add(table, Record(L"a", L"")), 12U);
@@ -55,17 +54,17 @@ TEST(CtrlTableTest, IdsAreNeverUsedTwice) {
   EXPECT_EQ(Add(table, Record(L"a", L"")), 14U);
   EXPECT_EQ(table.NextLanSeekID(), 15U);
   for (const std::uint32_t id : {0U, 10U, 11U, 13U, 15U, 0xFFFFFFFFU}) {
-    EXPECT_TRUE(table.Find(id) == table.end()) << id;
+    EXPECT_FALSE(table.Find(id)) << id;
   }
   CtrlInfo taken = Record(L"b", L"");
   taken.lanSeekID = 12;
-  EXPECT_TRUE(table.AddCtrl(taken) == table.end());
+  EXPECT_FALSE(table.Add(taken));
   EXPECT_EQ(AllIds(table), (Ids{12, 14}));
 }
 
 TEST(CtrlTableTest, OnlyTheLettersAToZAreFolded) {
-  CtrlTable table;
-  const CtrlTable::Lock lock(table);
+  CtrlTable stored;
+  CtrlTable::Access table(stored);
   for (const wchar_t* systemID : {L"{7a1c-Z}", L"{7A1C-z}", L"{7A1C-z", L"\u00C4", L"\u00E4", L"[", L""}) {
     Add(table, Record(L"", systemID));
   }
@@ -82,16 +81,16 @@ TEST(CtrlTableTest, OnlyTheLettersAToZAreFolded) {
 }
 
 TEST(CtrlTableTest, TheObjectOfARemovedControllerIsReleasedAfterTheLock) {
-  CtrlTable table;
+  CtrlTable stored;
   bool released = false;
   KelComPtr<FakeSink> object = FakeSink::Make();
   object->OnDestroyed([&] {
     // Takes the lock, as its owner's code may.
-    const CtrlTable::Lock lock(table);
+    const CtrlTable::Access table(stored);
     released = true;
   });
   {
-    const CtrlTable::Lock lock(table);
+    CtrlTable::Access table(stored);
     CtrlInfo record = Record(L"", L"{V}");
     record.vcInterface = KelComPtr<IUnknown>(object.Get());
     const std::uint32_t id = Add(table, record);
@@ -109,42 +108,54 @@ class TableAndList {
   explicit TableAndList(std::uint32_t seed) : random_(seed) {}
 
   void Change() {
-    const CtrlTable::Lock lock(table_);
+    CtrlTable::Access table(table_);
     const auto chosen = list_.empty() ? 0 : random_() % list_.size();
-    const auto what = random_() % 10;
+    const auto what = random_() % 12;
     if (list_.empty() || what < 5) {
       CtrlInfo record = Record(Text(), Text(), Text());
-      record.lanSeekID = table_.NextLanSeekID();
-      Add(table_, record);
+      record.lanSeekID = table.NextLanSeekID();
+      Add(table, record);
       list_.push_back(record);
     } else if (what < 8) {
-      table_.Remove(table_.Find(list_[chosen].lanSeekID));
+      table.Remove(table.Find(list_[chosen].lanSeekID));
       list_.erase(list_.begin() + static_cast<std::ptrdiff_t>(chosen));
+    } else if (what < 10) {
+      timers_[list_[chosen].lanSeekID] = random_() % 2 == 0;
+      auto schedule = table.ChangeSchedule(table.Find(list_[chosen].lanSeekID));
+      if (timers_[list_[chosen].lanSeekID]) {
+        schedule->AwaitNextPoll(0);
+      } else {
+        schedule->Idle();
+      }
     } else {
       list_[chosen].systemID = Text();
       list_[chosen].macAddress = Text();
-      table_.SetIdentity(table_.Find(list_[chosen].lanSeekID), list_[chosen].systemID,
-                         list_[chosen].macAddress);
+      table.SetIdentity(table.Find(list_[chosen].lanSeekID), list_[chosen].systemID,
+                        list_[chosen].macAddress);
     }
   }
 
   void Compare() {
-    const CtrlTable::Lock lock(table_);
-    EXPECT_EQ(AllIds(table_), Those([](const CtrlInfo&) { return true; }));
-    EXPECT_EQ(table_.Size(), list_.size());
+    CtrlTable::Access table(table_);
+    EXPECT_EQ(AllIds(table), Those([](const CtrlInfo&) { return true; }));
+    EXPECT_EQ(table.Size(), list_.size());
     const CtrlInfo p = Record(Text(), Text(), Text());
     const Ids byAddress = Those([&](const CtrlInfo& r) { return r.ctrlAddress == p.ctrlAddress; });
     const Ids bySystemID = Those([&](const CtrlInfo& r) { return r.systemID == p.systemID; });
-    EXPECT_EQ(IdsOf(table_.AllByAddress(p.ctrlAddress)), byAddress);
-    EXPECT_EQ(IdsOf(table_.AllBySystemID(p.systemID)), bySystemID);
-    EXPECT_EQ(IdOf(table_, table_.FirstByAddress(p.ctrlAddress)), byAddress.empty() ? 0 : byAddress.front());
-    EXPECT_EQ(IdOf(table_, table_.FirstBySystemID(p.systemID)), bySystemID.empty() ? 0 : bySystemID.front());
-    EXPECT_EQ(IdsOf(table_.AllByFoldedSystemID(p.systemID)),
+    EXPECT_EQ(IdsOf(table.AllByAddress(p.ctrlAddress)), byAddress);
+    EXPECT_EQ(IdsOf(table.AllBySystemID(p.systemID)), bySystemID);
+    EXPECT_EQ(IdOf(table.FirstByAddress(p.ctrlAddress)), byAddress.empty() ? 0 : byAddress.front());
+    EXPECT_EQ(IdOf(table.FirstBySystemID(p.systemID)), bySystemID.empty() ? 0 : bySystemID.front());
+    EXPECT_EQ(IdsOf(table.AllByFoldedSystemID(p.systemID)),
               Those([&](const CtrlInfo& r) { return Lower(r.systemID) == Lower(p.systemID); }));
-    EXPECT_EQ(IdsOf(table_.Related(p)), Those([&](const CtrlInfo& r) {
+    EXPECT_EQ(IdsOf(table.Related(p)), Those([&](const CtrlInfo& r) {
                 return r.systemID == p.systemID || r.macAddress == p.macAddress ||
                        r.ctrlAddress == p.ctrlAddress;
               }));
+    Ids timed;
+    CtrlTable::TimerPass pass(table);
+    while (const CtrlTable::Record record = pass.Next()) timed.push_back(record->lanSeekID);
+    EXPECT_EQ(timed, Those([&](const CtrlInfo& r) { return timers_[r.lanSeekID]; }));
   }
 
  private:
@@ -171,6 +182,7 @@ class TableAndList {
   std::mt19937 random_;
   CtrlTable table_;
   std::vector<CtrlInfo> list_;
+  std::map<std::uint32_t, bool> timers_;
 };
 
 TEST(CtrlTableTest, AnswersLikeAPlainListWhateverHappens) {

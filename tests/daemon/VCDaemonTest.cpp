@@ -46,9 +46,9 @@ class VCDaemonTest : public ::testing::Test {
     CtrlInfo record;
     record.ctrlType = VC;
     record.systemID = systemID;
-    const CtrlTable::Lock lock(table);
-    record.lanSeekID = table.IssueLanSeekID();
-    const CtrlInfo& added = *table.AddCtrl(record);
+    CtrlTable::Access access(table);
+    record.lanSeekID = access.IssueLanSeekID();
+    const CtrlInfo& added = *access.Add(record);
     EXPECT_TRUE(daemon.AddRemoteVC(added));
     return added;
   }
@@ -260,10 +260,10 @@ TEST_F(VCDaemonTest, ARebuildPreparesWhoIsStillThereForTheNextRequest) {
   PublishQuietly(L"vc-1");
   addresses.RemoveAddress("10.0.0.5");
   {
-    const CtrlTable::Lock lock(table);
-    table.Remove(table.Find(gone));
+    CtrlTable::Access access(table);
+    access.Remove(access.Find(gone));
     interfaces.Replace(interfaces.SetupLanseekInterfaces());
-    daemon.RefreshAfterReInit(table);
+    daemon.RefreshAfterReInit(access);
   }
   EXPECT_EQ(daemon.Step(5000), daemon::kNothingScheduled);
   EXPECT_EQ(sender.Take(), Sent{});

@@ -29,21 +29,24 @@ void EngineHarness::Forward(std::uint32_t type, std::string_view fields) {
   dispatcher.HandleMessage(datagram, datagram.size(), nullptr, {}, scratch);
 }
 
-std::uint32_t EngineHarness::Add(CtrlInfo record) {
-  const CtrlTable::Lock lock(table);
-  record.lanSeekID = table.IssueLanSeekID();
-  return table.AddCtrl(record)->lanSeekID;
+std::uint32_t EngineHarness::Add(CtrlInfo record, std::int32_t ticks, std::int32_t requests) {
+  CtrlTable::Access access(table);
+  record.lanSeekID = access.IssueLanSeekID();
+  const CtrlTable::Record added = access.Add(record);
+  access.ChangeSchedule(added)->Arm(ticks, requests);
+  return added->lanSeekID;
 }
 
 CtrlInfo EngineHarness::Get(std::uint32_t lanSeekID) {
-  const CtrlTable::Lock lock(table);
-  const auto found = table.Find(lanSeekID);
-  return found == table.end() ? CtrlInfo() : *found;
+  const CtrlTable::Access access(table);
+  const CtrlTable::Record found = access.Find(lanSeekID);
+  return found ? *found : CtrlInfo();
 }
 
 std::vector<CtrlInfo> EngineHarness::All() {
-  const CtrlTable::Lock lock(table);
-  return {table.begin(), table.end()};
+  std::vector<CtrlInfo> all;
+  CtrlTable::Access(table).ForEach([&](CtrlTable::Record record) { all.push_back(*record); });
+  return all;
 }
 
 }  // namespace kellanseek::test

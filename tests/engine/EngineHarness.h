@@ -85,7 +85,7 @@ class RecordingDaemon : public daemon::RemoteVCPublisher {
     added.push_back(record.lanSeekID);
     return addSucceeds;
   }
-  void RefreshAfterReInit(CtrlTable&) override { ++refreshes; }
+  void RefreshAfterReInit(CtrlTable::Access&) override { ++refreshes; }
 
   std::vector<Message> messages;
   std::vector<std::uint32_t> added;
@@ -117,9 +117,9 @@ class EngineHarness {
 
   void RebuildInterfaces() {
     auto entries = interfaces.SetupLanseekInterfaces();
-    const CtrlTable::Lock lock(table);
+    CtrlTable::Access access(table);
     interfaces.Replace(std::move(entries));
-    lifecycle.RevalidateAfterInterfaceChange(table);
+    lifecycle.RevalidateAfterInterfaceChange(access);
   }
 
   /// "Lanseek;" + length + type + fields, as a peer would send it.
@@ -141,8 +141,8 @@ class EngineHarness {
     for (int i = 0; i < count; ++i) refresh.Tick();
   }
 
-  /// Adds a record as the configuration or a client would; gives its id.
-  std::uint32_t Add(CtrlInfo record);
+  /// Adds a record as the configuration or a client would, with its timer where it has one; gives its id.
+  std::uint32_t Add(CtrlInfo record, std::int32_t ticks = kNone, std::int32_t requests = kNone);
   /// A copy of a record; one with id 0 when there is none.
   CtrlInfo Get(std::uint32_t lanSeekID);
   std::vector<CtrlInfo> All();

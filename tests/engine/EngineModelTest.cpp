@@ -231,8 +231,8 @@ class History {
     std::uint32_t want = 0;
     HRESULT result = S_OK;
     {
-      const CtrlTable::Lock lock(engine_.table);
-      result = engine_.lifecycle.AddRemoteController(engine_.table, Wide(address), got);
+      CtrlTable::Access table(engine_.table);
+      result = engine_.lifecycle.AddRemoteController(table, Wide(address), got);
     }
     EXPECT_EQ(result, plain_.AddRemote(Wide(address), want));
     EXPECT_EQ(got, want);
@@ -244,8 +244,8 @@ class History {
     story += "\nrefresh " + std::to_string(id);
     HRESULT result = S_OK;
     {
-      const CtrlTable::Lock lock(engine_.table);
-      result = engine_.refresh.RefreshForID(engine_.table, id);
+      CtrlTable::Access table(engine_.table);
+      result = engine_.refresh.RefreshForID(table, id);
     }
     EXPECT_EQ(result, plain_.RefreshForID(id));
   }
@@ -308,7 +308,10 @@ class History {
     ASSERT_EQ(records.size(), plain_.records.size());
     ULONG objects = static_cast<ULONG>(plain_.objectsLost);
     for (std::size_t i = 0; i < records.size(); ++i) {
-      EXPECT_EQ(Text(records[i]), Text(plain_.records[i]));
+      const PollSchedule& schedule = records[i].Schedule();
+      const PlainRecord& plain = plain_.records[i];
+      EXPECT_EQ(Text(records[i], schedule.TicksLeft(), schedule.RequestsLeft()),
+                Text(plain, plain.ticksToNextAction, plain.retriesLeft));
       const bool registered = plain_.records[i].vcProcessID != 0;
       EXPECT_EQ(records[i].vcInterface.Get() != nullptr, registered);
       objects += registered ? 2 : 0;  // The copy has one of its own.
@@ -339,17 +342,17 @@ class History {
     EXPECT_EQ(byAddress, std::exchange(plain_.byAddress, {}));
   }
 
-  static std::wstring Text(const CtrlInfo& r) {
+  static std::wstring Text(const CtrlInfo& r, std::int32_t ticks, std::int32_t requests) {
     std::wstring text;
     for (const auto* each : {&r.ctrlName, &r.ctrlAddress, &r.systemName, &r.releasePath, &r.systemID,
                              &r.ctrlID, &r.macAddress, &r.hostName}) {
       text += *each + L"|";
     }
     for (const auto number : std::initializer_list<std::int64_t>{
-             r.ipAddress, r.lanSeekID, r.ctrlType, r.remotePublication, r.versionMajor, r.versionMinor,
-             r.versionRevision, r.kelAPICompatibilityRevision, r.commPortNumber, r.ctrlLevel, r.ctrlStatus,
-             r.identificationType, r.ticksToNextAction, r.retriesLeft, r.heardOnAddress, r.heardOnInterface,
-             r.published, r.vcProcessID, static_cast<std::int64_t>(r.vcProcessStart)}) {
+             r.lanSeekID, r.ctrlType, r.remotePublication, r.versionMajor, r.versionMinor, r.versionRevision,
+             r.kelAPICompatibilityRevision, r.commPortNumber, r.ctrlLevel, r.ctrlStatus, r.identificationType,
+             ticks, requests, r.heardOnAddress, r.heardOnInterface, r.published, r.vcProcessID,
+             static_cast<std::int64_t>(r.vcProcessStart)}) {
       text += std::to_wstring(number) + L"|";
     }
     return text;

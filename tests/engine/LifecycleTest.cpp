@@ -39,10 +39,10 @@ TEST_F(LifecycleTest, WhatShouldNotHappenIsTraced) {
   vc.remotePublication = RemoteVCPublication_True;
   vc.published = true;
   const std::uint32_t id = Add(vc);
-  const CtrlTable::Lock lock(table);
-  lifecycle.RemoveActiveCtrl(table, table.Find(id), CtrlLostLAN);
+  CtrlTable::Access access(table);
+  lifecycle.RemoveActiveCtrl(access, access.Find(id), CtrlLostLAN);
   EXPECT_EQ(daemon.messages, (std::vector<RecordingDaemon::Message>{{4, 0, id}}));
-  refresh.StartRefreshCycle(table, 0, 6);
+  refresh.StartRefreshCycle(access, 0, 6);
   EXPECT_EQ(
       traces.Messages(),
       (std::vector<std::wstring>{L"LanSeek RemoveActiveCtrl. Unexpected removal reason 3 for remote VC path",
@@ -139,9 +139,8 @@ TEST_F(LifecycleTest, AShortageOfMemoryLeavesNoVirtualControllerHalfWay) {
 
   CtrlInfo taken;
   {
-    const CtrlTable::Lock lock(table);
     taken.lanSeekID = table.NextLanSeekID();
-    table.AddCtrl(taken);
+    CtrlTable::Access(table).Add(taken);
   }
   EXPECT_EQ(localVCs.RegisterVC(L"path", systemID, 1, RemoteVCPublication_True, &vci), E_OUTOFMEMORY);
   EXPECT_EQ(object.count, 1U);

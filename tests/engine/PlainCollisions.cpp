@@ -5,14 +5,11 @@ namespace {
 
 constexpr const wchar_t* kFixed = L"192.168.125.1";
 
-bool IsFixed(CtrlInfo& record) {
-  if (record.ipAddress == 0xFFFFFFFFU) record.ipAddress = record.ctrlAddress == kFixed;
-  return record.ipAddress != 0;
-}
+bool IsFixed(const PlainRecord& record) { return record.ctrlAddress == kFixed; }
 
 }  // namespace
 
-bool PlainEngine::Collide(std::uint32_t type, CtrlInfo& pattern, int source, int& out) {
+bool PlainEngine::Collide(std::uint32_t type, PlainRecord& pattern, int source, int& out) {
   out = kNotRun;
   if (source == 0 || source == 3 || (type != 1 && type != 2)) return true;
   if (pattern.ctrlAddress.empty()) {
@@ -26,7 +23,7 @@ bool PlainEngine::Collide(std::uint32_t type, CtrlInfo& pattern, int source, int
   out = -2;
   bool staticMatch = false;
   for (std::size_t i = 0; i < records.size();) {
-    CtrlInfo& r = records[i];
+    PlainRecord& r = records[i];
     const Step defined = Defined(pattern, source, i, out, staticMatch);
     if (defined == Step::Drop) return false;
     if (defined == Step::SameIndex) continue;
@@ -70,9 +67,9 @@ bool PlainEngine::Collide(std::uint32_t type, CtrlInfo& pattern, int source, int
 }
 
 /// What kind of record it is, whatever its identity.
-PlainEngine::Step PlainEngine::Defined(CtrlInfo& pattern, int source, std::size_t i, int& out,
+PlainEngine::Step PlainEngine::Defined(PlainRecord& pattern, int source, std::size_t i, int& out,
                                        bool& staticMatch) {
-  CtrlInfo& r = records[i];
+  PlainRecord& r = records[i];
   if (r.ctrlType == VC) {
     if (r.systemID != pattern.systemID) return Step::NextRecord;
     Trace(L"LanSeek: System ID collision between RC " + pattern.ctrlAddress + L" and local VC " +
@@ -100,9 +97,9 @@ PlainEngine::Step PlainEngine::Defined(CtrlInfo& pattern, int source, std::size_
   return Step::SameIndex;
 }
 
-PlainEngine::Step PlainEngine::SameSystemID(std::uint32_t type, CtrlInfo& pattern, int source, std::size_t& i,
-                                            bool staticMatch) {
-  CtrlInfo& r = records[i];
+PlainEngine::Step PlainEngine::SameSystemID(std::uint32_t type, PlainRecord& pattern, int source,
+                                            std::size_t& i, bool staticMatch) {
+  PlainRecord& r = records[i];
   const bool onOneInterface = pattern.heardOnAddress != 0 && r.heardOnAddress == pattern.heardOnAddress;
   const bool otherDescription = r.ctrlID != pattern.ctrlID || r.systemName != pattern.systemName ||
                                 r.versionMajor != pattern.versionMajor ||

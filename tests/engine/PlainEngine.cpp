@@ -32,7 +32,7 @@ void PlainEngine::SetInterfaces(std::vector<Interface> table) {
 
 void PlainEngine::Revalidate() {
   for (std::size_t i = 0; i < records.size();) {
-    CtrlInfo& r = records[i];
+    PlainRecord& r = records[i];
     if (r.ctrlType == VC || r.ctrlStatus != CtrlAvailable) {
       ++i;
     } else if (r.identificationType == RemoteCtrlDefinition) {
@@ -59,7 +59,7 @@ void PlainEngine::Revalidate() {
 }
 
 void PlainEngine::RemoveActive(std::size_t& position, LanSeekEventReason reason, bool keep) {
-  CtrlInfo& r = records[position];
+  PlainRecord& r = records[position];
   std::erase_if(namesWanted_, [&](const auto& wanted) { return wanted.first == r.lanSeekID; });
   const bool dynamic = r.identificationType == DynamicCtrlDefinition;
   if (r.remotePublication != RemoteVCPublication_False && r.published) {
@@ -84,7 +84,7 @@ void PlainEngine::RemoveActive(std::size_t& position, LanSeekEventReason reason,
   ++position;
 }
 
-int PlainEngine::FindCtrl(const CtrlInfo& pattern) const {
+int PlainEngine::FindCtrl(const PlainRecord& pattern) const {
   for (std::size_t i = 0; i < records.size(); ++i) {
     const bool same = pattern.ctrlType == RC ? records[i].ctrlAddress == pattern.ctrlAddress
                                              : records[i].systemID == pattern.systemID;
@@ -93,20 +93,20 @@ int PlainEngine::FindCtrl(const CtrlInfo& pattern) const {
   return -1;
 }
 
-void PlainEngine::Define(CtrlInfo record) {
+void PlainEngine::Define(PlainRecord record) {
   record.lanSeekID = nextId++;
   records.push_back(std::move(record));
 }
 
-HRESULT PlainEngine::Register(const CtrlInfo& identity) {
+HRESULT PlainEngine::Register(const PlainRecord& identity) {
   if (identity.systemID.empty()) return E_INVALIDARG;
-  for (const CtrlInfo& r : records) {
+  for (const PlainRecord& r : records) {
     if (r.systemID != identity.systemID) continue;
     Trace(L"LanSeek: Register VC failed. Ctrl with SysID " + identity.systemID +
           L" is already in the LanSeek database\n");
     return static_cast<HRESULT>(0xC0040703U);
   }
-  CtrlInfo vc = identity;
+  PlainRecord vc = identity;
   vc.ctrlType = VC;
   vc.ctrlStatus = CtrlAvailable;
   vc.identificationType = DynamicCtrlDefinition;
@@ -128,12 +128,12 @@ HRESULT PlainEngine::Unregister(const std::wstring& systemID, bool keep) {
 
 HRESULT PlainEngine::AddRemote(const std::wstring& address, std::uint32_t& id) {
   if (platform::ParseIpv4(std::wstring_view(address)) == 0xFFFFFFFFU) return E_INVALIDARG;
-  for (const CtrlInfo& r : records) {
+  for (const PlainRecord& r : records) {
     if (r.ctrlAddress != address) continue;
     id = r.lanSeekID;
     return r.identificationType == DynamicCtrlDefinition ? 0x00040401 : 0x00040402;
   }
-  CtrlInfo added;
+  PlainRecord added;
   added.ctrlAddress = address;
   added.identificationType = RemoteCtrlDefinition;
   added.ticksToNextAction = 0;
@@ -142,7 +142,7 @@ HRESULT PlainEngine::AddRemote(const std::wstring& address, std::uint32_t& id) {
   return S_OK;
 }
 
-void PlainEngine::WantName(const CtrlInfo& r) {
+void PlainEngine::WantName(const PlainRecord& r) {
   for (const auto& [id, address] : namesWanted_)
     if (id == r.lanSeekID) return;
   namesWanted_.emplace_back(r.lanSeekID, r.ctrlAddress);
@@ -151,7 +151,7 @@ void PlainEngine::WantName(const CtrlInfo& r) {
 void PlainEngine::FindNames() {
   for (const auto& [id, address] : std::exchange(namesWanted_, {})) {
     const auto name = names.find(address);
-    for (CtrlInfo& r : records) {
+    for (PlainRecord& r : records) {
       if (r.lanSeekID != id || r.ctrlStatus != CtrlAvailable || name == names.end()) continue;
       if (Lower(r.hostName) == Lower(name->second)) continue;
       r.hostName = name->second;
@@ -160,8 +160,8 @@ void PlainEngine::FindNames() {
   }
 }
 
-bool PlainEngine::UpdateFrom(CtrlInfo& r, const CtrlInfo& newer) {
-  const auto says = [](const CtrlInfo& c) {
+bool PlainEngine::UpdateFrom(PlainRecord& r, const PlainRecord& newer) {
+  const auto says = [](const PlainRecord& c) {
     return std::tie(c.ctrlName, c.systemName, c.releasePath, c.ctrlID, c.versionMajor, c.versionMinor,
                     c.versionRevision, c.kelAPICompatibilityRevision, c.commPortNumber, c.ctrlLevel);
   };
@@ -171,7 +171,7 @@ bool PlainEngine::UpdateFrom(CtrlInfo& r, const CtrlInfo& newer) {
   return true;
 }
 
-void PlainEngine::AddNew(CtrlInfo pattern, bool announced) {
+void PlainEngine::AddNew(PlainRecord pattern, bool announced) {
   pattern.ctrlStatus = CtrlAvailable;
   pattern.identificationType = DynamicCtrlDefinition;
   pattern.published = announced;
@@ -183,7 +183,7 @@ void PlainEngine::AddNew(CtrlInfo pattern, bool announced) {
   Event(records.back(), CtrlAvailable, CtrlNew);
 }
 
-void PlainEngine::DynamicIdentity(CtrlInfo& r, const CtrlInfo& pattern) {
+void PlainEngine::DynamicIdentity(PlainRecord& r, const PlainRecord& pattern) {
   const bool raised = !r.published;
   r.published = true;
   if (raised && r.ctrlType != VC) WantName(r);
@@ -197,9 +197,9 @@ void PlainEngine::DynamicIdentity(CtrlInfo& r, const CtrlInfo& pattern) {
   if (!daemonPublishes) Trace(L"LanSeek. Failed to publish VC remotely " + r.ctrlAddress);
 }
 
-void PlainEngine::Identity(int p, const CtrlInfo& pattern, const Origin& origin) {
+void PlainEngine::Identity(int p, const PlainRecord& pattern, const Origin& origin) {
   if (p < 0) return AddNew(pattern, true);
-  CtrlInfo& r = records[static_cast<std::size_t>(p)];
+  PlainRecord& r = records[static_cast<std::size_t>(p)];
   if (r.identificationType == DynamicCtrlDefinition) return DynamicIdentity(r, pattern);
   const bool raised = r.ctrlStatus == CtrlUnavailable || !r.published;
   if (raised) {
@@ -219,12 +219,12 @@ void PlainEngine::Identity(int p, const CtrlInfo& pattern, const Origin& origin)
   r.retriesLeft = -1;
 }
 
-void PlainEngine::Alive(int p, const CtrlInfo& pattern, const Origin& origin) {
+void PlainEngine::Alive(int p, const PlainRecord& pattern, const Origin& origin) {
   if (p < 0) {
     if (pattern.ctrlType != VC) AddNew(pattern, false);
     return;
   }
-  CtrlInfo& r = records[static_cast<std::size_t>(p)];
+  PlainRecord& r = records[static_cast<std::size_t>(p)];
   if (r.identificationType == DynamicCtrlDefinition) {
     if (r.published && pattern.ctrlType != VC) r.ticksToNextAction = r.retriesLeft = -1;
     return;
@@ -252,13 +252,13 @@ void PlainEngine::Targeted(const Message& message, const Origin& origin) {
   const platform::Ipv4 target = platform::ParseIpv4(std::wstring_view(message.target));
   if (target != 0xFFFFFFFFU && target == origin.address) {
     if (systemID.empty()) return daemonMessages.push_back({6, origin.position, 0});
-    for (const CtrlInfo& r : records) {
+    for (const PlainRecord& r : records) {
       if (r.remotePublication == RemoteVCPublication_False || r.systemID != systemID) continue;
       return daemonMessages.push_back({6, origin.position, r.lanSeekID});
     }
     return;
   }
-  for (CtrlInfo& r : records) {
+  for (PlainRecord& r : records) {
     if (r.ctrlAddress != message.target || !(systemID.empty() || r.systemID == systemID)) continue;
     if (Polls() && r.identificationType != DynamicCtrlDefinition) return;
     if (r.retriesLeft > 0 && r.ticksToNextAction < Ticks(settings_.RefreshTimeout) / 2) {
@@ -272,7 +272,7 @@ void PlainEngine::Targeted(const Message& message, const Origin& origin) {
 void PlainEngine::Handle(const Message& message, const Origin& origin) {
   const std::uint32_t type = message.type;
   if (origin.source == 2 && type != 1 && type != 2) return;
-  CtrlInfo pattern = message.pattern;
+  PlainRecord pattern = message.pattern;
   if (origin.source != 0) {
     pattern.ctrlAddress = message.from;
     pattern.heardOnAddress = origin.address;

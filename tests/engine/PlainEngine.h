@@ -13,6 +13,15 @@
 
 namespace kellanseek::test {
 
+/// A record with its two numbers of the schedule in the open.
+struct PlainRecord : CtrlInfo {
+  PlainRecord() = default;
+  PlainRecord(CtrlInfo info) : CtrlInfo(std::move(info)) {}
+
+  std::int32_t ticksToNextAction = -1;
+  std::int32_t retriesLeft = -1;
+};
+
 /// Every rule of the engine as a plain walk over a plain list, for comparison with the indexed engine. It has
 /// its own words for everything that the two must agree on, and shares none of the engine's code.
 class PlainEngine {
@@ -32,8 +41,8 @@ class PlainEngine {
   struct Message {
     std::uint32_t type = 0;
     std::wstring target;
-    CtrlInfo pattern;   ///< What its tags say.
-    std::wstring from;  ///< Empty for a message without a socket.
+    PlainRecord pattern;  ///< What its tags say.
+    std::wstring from;    ///< Empty for a message without a socket.
   };
 
   explicit PlainEngine(const CKelLanSeekConfigSettings& settings) : settings_(settings) {}
@@ -42,14 +51,14 @@ class PlainEngine {
   void Handle(const Message& message, const Origin& origin);
   void Tick();
   void BeginRun();
-  void Define(CtrlInfo record);
-  HRESULT Register(const CtrlInfo& identity);
+  void Define(PlainRecord record);
+  HRESULT Register(const PlainRecord& identity);
   HRESULT Unregister(const std::wstring& systemID, bool keep);
   HRESULT AddRemote(const std::wstring& address, std::uint32_t& id);
   HRESULT RefreshForID(std::uint32_t id);
   void FindNames();
 
-  std::vector<CtrlInfo> records;
+  std::vector<PlainRecord> records;
   std::vector<Interface> interfaces;
   std::map<std::uint32_t, std::uint64_t> processes;  ///< The start of each process that runs.
   std::map<std::wstring, std::wstring> names;        ///< What the name service knows of an address.
@@ -73,31 +82,31 @@ class PlainEngine {
   int PollTicks() const { return Polls() ? Ticks(settings_.NonLocalRefreshInterval) : -1; }
   int InterfaceFor(const std::wstring& address) const;
   void Trace(std::wstring text) { traces.push_back(std::move(text)); }
-  void Event(const CtrlInfo& r, KelCtrlAvailability status, LanSeekEventReason reason) {
+  void Event(const PlainRecord& r, KelCtrlAvailability status, LanSeekEventReason reason) {
     events.push_back({r.lanSeekID, status, reason});
   }
 
-  void WantName(const CtrlInfo& r);
+  void WantName(const PlainRecord& r);
   void RemoveActive(std::size_t& position, LanSeekEventReason reason, bool keep = false);
   void Revalidate();
-  int FindCtrl(const CtrlInfo& pattern) const;
+  int FindCtrl(const PlainRecord& pattern) const;
 
-  bool Collide(std::uint32_t type, CtrlInfo& pattern, int source, int& out);
+  bool Collide(std::uint32_t type, PlainRecord& pattern, int source, int& out);
   enum class Step { Drop, GoOn, NextRecord, SameIndex };
-  Step Defined(CtrlInfo& pattern, int source, std::size_t i, int& out, bool& staticMatch);
-  Step SameSystemID(std::uint32_t type, CtrlInfo& pattern, int source, std::size_t& i, bool staticMatch);
+  Step Defined(PlainRecord& pattern, int source, std::size_t i, int& out, bool& staticMatch);
+  Step SameSystemID(std::uint32_t type, PlainRecord& pattern, int source, std::size_t& i, bool staticMatch);
 
-  static bool UpdateFrom(CtrlInfo& r, const CtrlInfo& newer);
-  void AddNew(CtrlInfo pattern, bool published);
-  void Identity(int p, const CtrlInfo& pattern, const Origin& origin);
-  void DynamicIdentity(CtrlInfo& r, const CtrlInfo& pattern);
-  void Alive(int p, const CtrlInfo& pattern, const Origin& origin);
+  static bool UpdateFrom(PlainRecord& r, const PlainRecord& newer);
+  void AddNew(PlainRecord pattern, bool published);
+  void Identity(int p, const PlainRecord& pattern, const Origin& origin);
+  void DynamicIdentity(PlainRecord& r, const PlainRecord& pattern);
+  void Alive(int p, const PlainRecord& pattern, const Origin& origin);
   void Targeted(const Message& message, const Origin& origin);
   void StartRefreshCycle(int position, std::uint32_t type);
   bool Due(std::size_t& i);
-  void Poll(CtrlInfo& r);
-  void AskOnInterface(CtrlInfo& r);
-  void SendTo(const CtrlInfo& r, std::string_view datagram) {
+  void Poll(PlainRecord& r);
+  void AskOnInterface(PlainRecord& r);
+  void SendTo(const PlainRecord& r, std::string_view datagram) {
     byAddress.insert("to " + std::string(r.ctrlAddress.begin(), r.ctrlAddress.end()) + " " +
                      std::string(datagram));
   }

@@ -14,7 +14,7 @@ std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}
 
 HRESULT PlainEngine::RefreshForID(std::uint32_t id) {
   if (id >= nextId) return E_INVALIDARG;
-  for (CtrlInfo& r : records) {
+  for (PlainRecord& r : records) {
     if (r.lanSeekID != id) continue;
     if (r.retriesLeft >= 0 || r.ctrlType == VC || r.ctrlStatus != CtrlAvailable) return S_OK;
     const bool polled = Polls() && r.identificationType != DynamicCtrlDefinition;
@@ -30,7 +30,7 @@ void PlainEngine::StartRefreshCycle(int position, std::uint32_t type) {
     return Trace(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
   interfaces[static_cast<std::size_t>(position)].refreshCountdown = Ticks(settings_.RefreshInterval);
   const int timeout = Ticks(settings_.RefreshTimeout);
-  for (CtrlInfo& r : records) {
+  for (PlainRecord& r : records) {
     if (r.heardOnInterface != position || r.ctrlStatus != CtrlAvailable) continue;
     if (r.identificationType != DynamicCtrlDefinition && Polls()) continue;
     if (r.retriesLeft < 0) {
@@ -44,7 +44,7 @@ void PlainEngine::StartRefreshCycle(int position, std::uint32_t type) {
 }
 
 void PlainEngine::BeginRun() {
-  for (CtrlInfo& r : records) {
+  for (PlainRecord& r : records) {
     if (r.ctrlStatus != CtrlAvailable || r.ctrlType == VC) continue;
     if (Polls() && r.identificationType != DynamicCtrlDefinition) continue;
     r.retriesLeft = settings_.Retries;
@@ -55,7 +55,7 @@ void PlainEngine::BeginRun() {
     daemonMessages.push_back({5, static_cast<std::int32_t>(i), 0});
   }
   if (!Polls()) return;
-  for (CtrlInfo& r : records) {
+  for (PlainRecord& r : records) {
     if (r.identificationType == DynamicCtrlDefinition) continue;
     const bool there = r.ctrlStatus == CtrlAvailable;
     r.ticksToNextAction = Ticks(there ? settings_.NonLocalRefreshTimeout : settings_.NonLocalRefreshInterval);
@@ -76,7 +76,7 @@ void PlainEngine::Tick() {
     daemonMessages.push_back({7, static_cast<std::int32_t>(i), 0});
   }
   for (std::size_t i = 0; i < records.size();) {
-    CtrlInfo& r = records[i];
+    PlainRecord& r = records[i];
     if (r.ticksToNextAction != 0) {
       if (r.ticksToNextAction > 0) --r.ticksToNextAction;
       ++i;
@@ -88,7 +88,7 @@ void PlainEngine::Tick() {
 
 /// False when `i` names the record to go on with already.
 bool PlainEngine::Due(std::size_t& i) {
-  CtrlInfo& r = records[i];
+  PlainRecord& r = records[i];
   if (r.ctrlType == VC) {
     const auto process = processes.find(r.vcProcessID);
     if (process != processes.end() && (r.vcProcessStart == 0 || r.vcProcessStart == process->second)) {
@@ -114,7 +114,7 @@ bool PlainEngine::Due(std::size_t& i) {
   return true;
 }
 
-void PlainEngine::Poll(CtrlInfo& r) {
+void PlainEngine::Poll(PlainRecord& r) {
   if (r.retriesLeft < 0 && r.ctrlStatus == CtrlUnavailable) {
     r.ticksToNextAction = Ticks(settings_.NonLocalRefreshInterval);
     return SendTo(r, kFull);
@@ -124,7 +124,7 @@ void PlainEngine::Poll(CtrlInfo& r) {
   r.retriesLeft = r.retriesLeft < 0 ? settings_.NonLocalRetries : r.retriesLeft - 1;
 }
 
-void PlainEngine::AskOnInterface(CtrlInfo& r) {
+void PlainEngine::AskOnInterface(PlainRecord& r) {
   Interface& entry = interfaces.at(static_cast<std::size_t>(r.heardOnInterface));
   if (entry.requestsThisTick >= settings_.TickInterval * settings_.MaxRequestsPerSecond / 1000) return;
   ++entry.requestsThisTick;

@@ -122,13 +122,13 @@ TEST_F(RefreshCycleTest, RetriesWithoutEndAskForAnIdentityUntilItComes) {
   NonLocalAnswer(2, kIdentity, "10.9.9.2");
   const std::string full = "to 10.9.9.2 Lanseek;0d;5;";
   EXPECT_EQ(SentDuring(30), (std::vector<std::pair<int, std::string>>{{1, full}, {14, full}, {27, full}}));
-  EXPECT_EQ(Get(id).retriesLeft, -1);
+  EXPECT_EQ(Get(id).Schedule().RequestsLeft(), -1);
   // The time for the answer begins when the request leaves.
   sender.room = 0;
   Tick(50);
   sender.room = 1;
   Tick();
-  EXPECT_EQ(Get(id).ticksToNextAction, 12);
+  EXPECT_EQ(Get(id).Schedule().TicksLeft(), 12);
   NonLocalAnswer(1, kIdentity, "10.9.9.2");
   EXPECT_EQ(events.Take(), (Events{{id, CtrlAvailable, CtrlReconnected}}));
 }
@@ -146,7 +146,7 @@ TEST_F(RefreshCycleTest, ConfiguredControllersArePolledByAddress) {
   EXPECT_EQ(Get(available).ctrlStatus, CtrlAvailable);
   Tick();
   EXPECT_EQ(events.Take(), (Events{{available, CtrlUnavailable, CtrlLostConnection}}));
-  EXPECT_EQ(Get(available).ticksToNextAction, 128);
+  EXPECT_EQ(Get(available).Schedule().TicksLeft(), 128);
   EXPECT_EQ(SentDuring(77), (std::vector<std::pair<int, std::string>>{{77, "to 10.9.9.1 Lanseek;0d;5;"}}))
       << "an unavailable one every 32 s";
 }
@@ -163,12 +163,12 @@ TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) 
   Tick(200);
   EXPECT_EQ(sender.Take(), Sent{});
   EXPECT_EQ(Get(present).ctrlStatus, CtrlAvailable);
-  EXPECT_EQ(Get(present).retriesLeft, 2);
+  EXPECT_EQ(Get(present).Schedule().RequestsLeft(), 2);
   sender.room = 2;
   Tick();
   EXPECT_EQ(sender.Take(), (Sent{to(5), to(2)}));
-  EXPECT_EQ(Get(present).ticksToNextAction, 12);
-  EXPECT_EQ(Get(12).ticksToNextAction, 128);
+  EXPECT_EQ(Get(present).Schedule().TicksLeft(), 12);
+  EXPECT_EQ(Get(12).Schedule().TicksLeft(), 128);
   sender.room = 100;
   Tick();
   EXPECT_EQ(sender.Take(), (Sent{to(3), to(4), to(1)})) << "asked once, in their order";
@@ -186,8 +186,8 @@ TEST_F(RefreshCycleTest, NobodyWhoHasGoneIsAskedWhenTheNetworkTakesRequestsAgain
   for (int i = 0; i < 200; ++i) {
     std::uint32_t id = 0;
     {
-      const CtrlTable::Lock lock(table);
-      ASSERT_EQ(lifecycle.AddRemoteController(table, L"10.0.0.20", id), S_OK);
+      CtrlTable::Access access(table);
+      ASSERT_EQ(lifecycle.AddRemoteController(access, L"10.0.0.20", id), S_OK);
     }
     Tick();
     Answer(1, kIdentity, "10.0.0.20", 1);
@@ -209,8 +209,8 @@ TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedInBursts) {
 
   std::uint32_t added = 0;
   {
-    const CtrlTable::Lock lock(table);
-    ASSERT_EQ(lifecycle.AddRemoteController(table, L"10.0.0.240", added), S_OK);
+    CtrlTable::Access access(table);
+    ASSERT_EQ(lifecycle.AddRemoteController(access, L"10.0.0.240", added), S_OK);
   }
   const std::string toAdded = "to 10.0.0.240 Lanseek;0d;5;";
   Tick();

@@ -28,7 +28,7 @@ SimulatedWorkstation::SimulatedWorkstation(SimulatedNetwork& simulation, std::st
                  rebuildWanted_, traces_}) {
   auto entries = interfaces_.SetupLanseekInterfaces();
   {
-    const CtrlTable::Lock lock(table_);
+    const CtrlTable::Access table(table_);
     interfaces_.Replace(std::move(entries));
   }
   sockets_.CreateSockets();
@@ -53,20 +53,19 @@ void SimulatedWorkstation::Receive() {
 }
 
 void SimulatedWorkstation::Note() {
-  const CtrlTable::Lock lock(table_);
+  const CtrlTable::Access table(table_);
   for (const ClientEvent& event : events_.Take()) {
-    const auto record = table_.Find(event.lanSeekID);
-    if (record != table_.end()) addresses_[event.lanSeekID] = Narrow(record->ctrlAddress);
+    if (const CtrlTable::Record record = table.Find(event.lanSeekID))
+      addresses_[event.lanSeekID] = Narrow(record->ctrlAddress);
     told.push_back({network.Now(), addresses_[event.lanSeekID], event});
   }
 }
 
 std::vector<std::string> SimulatedWorkstation::Listed() {
-  const CtrlTable::Lock lock(table_);
   std::vector<std::string> listed;
-  for (auto record = table_.begin(); record != table_.end(); ++record) {
+  CtrlTable::Access(table_).ForEach([&](CtrlTable::Record record) {
     if (record->published && record->Available()) listed.push_back(Narrow(record->ctrlAddress));
-  }
+  });
   return listed;
 }
 
