@@ -56,7 +56,6 @@ class AddressText {
     length_ = text.copy(text_.data(), kMaxLength);
     return text.size() <= kMaxLength;
   }
-  void Clear() { length_ = 0; }
   std::string_view View() const { return {text_.data(), length_}; }
   bool Empty() const { return length_ == 0; }
 

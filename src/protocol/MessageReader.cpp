@@ -83,8 +83,6 @@ bool MessageReader::TakeField(std::string_view piece, Message& message) {
 }
 
 bool MessageReader::ParseMessage(std::string_view text, std::size_t receivedLength, Message& message) const {
-  message.hasTarget = false;
-  message.targetAddress.Clear();
   const std::size_t end = text.find('\0');
   const bool endsEarly = end != std::string_view::npos;
   text = text.substr(0, end);

@@ -15,7 +15,7 @@ class MessageReader {
  public:
   explicit MessageReader(const diagnostics::Tracer& trace) : trace_(trace) {}
 
-  /// Where a message's fields go.
+  /// Where the fields of one message go.
   struct Message {
     std::uint32_t type = 0;     ///< As sent, whatever its value.
     CtrlInfo& pattern;          ///< Reset by the caller; gets the fields.

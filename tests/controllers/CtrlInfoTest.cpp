@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <tuple>
 
 namespace kellanseek::test {
 namespace {
@@ -43,28 +42,6 @@ TEST(CtrlInfoTest, AnAnswerChangesWhatMayChange) {
   CtrlInfo newer = Stored();
   newer.ctrlLevel = BootLevel;
   ExpectTaken(newer);
-}
-
-TEST(CtrlInfoTest, AnAnswerLeavesTheRestAlone) {
-  CtrlInfo newer = Stored();
-  newer.systemID = newer.macAddress = newer.ctrlAddress = newer.hostName = L"newer";
-  newer.ctrlType = RemoteVC;
-  newer.identificationType = DynamicCtrlDefinition;
-  newer.ctrlStatus = CtrlAvailable;
-  newer.remotePublication = RemoteVCPublication_True;
-  newer.lanSeekID = 12;
-  newer.heardOnInterface = 3;
-  newer.heardOnAddress = 1;
-  newer.published = true;
-  newer.vcProcessID = 7;
-  CtrlInfo record = Stored();
-  EXPECT_FALSE(record.UpdateFrom(newer));
-  const auto kept = [](const CtrlInfo& r) {
-    return std::tuple(r.systemID, r.macAddress, r.ctrlAddress, r.hostName, r.ctrlType, r.identificationType,
-                      r.Available(), r.published, r.remotePublication, r.lanSeekID, r.heardOnAddress,
-                      r.heardOnInterface, r.vcProcessID);
-  };
-  EXPECT_EQ(kept(record), kept(Stored()));
 }
 
 }  // namespace

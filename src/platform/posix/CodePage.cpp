@@ -46,7 +46,6 @@ class Converter {
         result.push_back(replacement);
         in += sizeof(From);
         left -= sizeof(From);
-        iconv(handle_, nullptr, nullptr, nullptr, nullptr);
       }
     }
     return result;
