@@ -10,16 +10,23 @@ constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
 thread_local std::size_t allocationsLeft = kNever;
 
+void* Allocate(std::size_t size) {
+  if (allocationsLeft != kNever && allocationsLeft-- == 0) return nullptr;
+  return std::malloc(size != 0 ? size : 1);
+}
+
 }  // namespace
 
 void* operator new(std::size_t size) {
-  if (allocationsLeft != kNever && allocationsLeft-- == 0) throw std::bad_alloc();
-  if (void* const memory = std::malloc(size != 0 ? size : 1)) return memory;
+  if (void* const memory = Allocate(size)) return memory;
   throw std::bad_alloc();
 }
+// The sanitizers have one of their own, whose memory the operators below could not take back.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
 
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 
 namespace kellanseek::test {
 
