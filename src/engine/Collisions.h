@@ -4,6 +4,7 @@
 
 #include "controllers/CtrlTable.h"
 #include "diagnostics/Trace.h"
+#include "engine/CollisionRules.h"
 #include "engine/CtrlLifecycle.h"
 #include "engine/MsgSource.h"
 
@@ -29,38 +30,28 @@ class Collisions {
  public:
   Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput);
 
-  /// `pattern` has its address and interface set.
+  /// `heard` has its address and interface set.
   CollisionVerdict HandleCtrlCollisions(CtrlTable::Access& table, std::uint32_t messageType,
-                                        const CtrlInfo& pattern, MsgSource source);
+                                        const CtrlInfo& heard, MsgSource source);
 
  private:
   enum class Step { Next, Drop, Accept };
-  struct Walk {
-    std::uint32_t messageType;
-    const CtrlInfo& pattern;
-    MsgSource source;
-    bool staticMatch = false;
-    bool accepted = false;  ///< The walk ended with the controller itself.
-    bool matched = false;
+  /// One message on its way along the records that are related to it.
+  struct Comparison {
+    Heard heard;
+    CtrlTable::Record match = {};  ///< The latest record that is this controller, if any.
+    bool accepted = false;         ///< One of them ended the comparison.
     bool replacesAdded = false;
-    CtrlTable::Record match = {};
-
-    void Match(CtrlTable::Record record) {
-      matched = true;
-      match = record;
-    }
   };
 
-  bool Usable(const CtrlInfo& pattern) const;
-  Step Examine(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
-  Step ExamineDefinition(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position, bool& removed);
-  Step ExamineIdentity(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
-  Step SameController(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
-  Step SameSystemID(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
-  Step WhoSurvives(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
-  Step SystemIDCollision(CtrlTable::Access& table, Walk& walk, CtrlTable::Record position);
-  Step RefuseRemoteVC(const CtrlInfo& pattern) const;
-  Step GiveWay(CtrlTable::Access& table, CtrlTable::Record position, LanSeekEventReason reason);
+  bool HasRequiredFields(const CtrlInfo& heard) const;
+  Step CompareWith(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record);
+  Step CompareWithDefinition(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record,
+                             bool& removed);
+  Step Apply(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record, Verdict verdict);
+  Step RemoveAndGoOn(CtrlTable::Access& table, CtrlTable::Record record, LanSeekEventReason reason);
+  Step RemoveAndDrop(CtrlTable::Access& table, CtrlTable::Record record, LanSeekEventReason reason);
+  Step RefuseRemoteVC(const CtrlInfo& heard) const;
 
   CtrlLifecycle& lifecycle_;
   diagnostics::Tracer trace_;
