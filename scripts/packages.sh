@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Installing packages of the system; for sourcing.
 
 as_root() {

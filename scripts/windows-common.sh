@@ -1,9 +1,11 @@
+# shellcheck shell=bash
 # What the two Windows commands share; for sourcing from the project's root.
 
 # shellcheck source=scripts/packages.sh
 . scripts/packages.sh
 
 # The loader of 32-bit programs, where the system has one.
+# shellcheck disable=SC2034  # for those who source this
 readonly wine32=/usr/lib/wine/wine
 
 # What every program under Wine gets: no display, no messages, no offers to install something.
@@ -24,7 +26,7 @@ needs_only_the_system() {
   strangers=$(grep -ivxE '(advapi32|iphlpapi|kernel32|msvcrt|ole32|oleaut32|psapi|shell32|user32|ws2_32)\.dll' \
     <<<"$imports" || true)
   [ -z "$strangers" ] && return
-  echo "dev: $2 needs more than the system:" $strangers >&2
+  echo "dev: $2 needs more than the system: ${strangers//$'\n'/ }" >&2
   return 1
 }
 

@@ -45,7 +45,6 @@ class Plant(harness.Scenario):
         other.close()
 
     def test_collisions(self):
-        outsider = self.device(self.net, "10.1.0.11/24")
         watch = self.watch(self.here, ready_on=[self.net])
         plant = self.kelsim(self.plant_host, "--count", 4, "--delay-ms", 0, "--event", "2 same-address 2 1",
                             "--event", "4 same-identity 4 3", "--event", "6 address 3 10.1.0.77")
