@@ -34,16 +34,10 @@ CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
       interfaces_(environment.addresses, settings, environment.debugOutput),
       sockets_(environment.network, interfaces_, settings, table.TableMutex(), environment.debugOutput),
       daemon_({interfaces_, sockets_, socketsReady_, RandomNumbers(), environment.debugOutput}),
-      hostNames_(table, events, environment.reverseLookup, stopEngine_, environment.debugOutput),
-      lifecycle_(interfaces_, settings, events, hostNames_, daemon_, environment.debugOutput),
-      refreshCycle_({table, interfaces_, settings, sockets_, daemon_, lifecycle_, environment.processes,
-                     pacer_, environment.debugOutput}),
-      collisions_(lifecycle_, environment.debugOutput),
-      dispatcher_({table, settings, engineLock_, collisions_, lifecycle_, refreshCycle_, hostNames_, events,
-                   daemon_, environment.debugOutput}),
-      receiver_({environment.network, interfaces_, sockets_, settings, dispatcher_, engineLock_,
+      logic_({table, settings, interfaces_, sockets_, daemon_, events, environment.reverseLookup,
+              environment.processes, pacer_, stopEngine_, environment.debugOutput}),
+      receiver_({environment.network, interfaces_, sockets_, settings, logic_.dispatcher, logic_.engineLock,
                  socketsReady_, stopNetwork_, rebuildWanted_, environment.debugOutput}),
-      localVCs_(table, settings, lifecycle_, environment.processes, environment.debugOutput),
       addressWatch_(interfaces_, table.TableMutex(), settings, owner, environment.watchAddressChanges,
                     stopNetwork_, rebuildWanted_, environment.debugOutput) {}
 
@@ -90,7 +84,7 @@ void CControllerSeek::Start(int restart) {
     const auto watch = [this] { addressWatch_.NotifyAddrChangeLoop(); };
     diagnostics::StartThread(addressThread_, "KelAddrWatch", watch, trace_);
   }
-  const auto findNames = [this] { hostNames_.HostNameThread(); };
+  const auto findNames = [this] { logic_.hostNames.HostNameThread(); };
   diagnostics::StartThread(hostNameThread_, "KelHostNames", findNames, trace_,
                            platform::ThreadUrgency::Background);
 }
@@ -135,11 +129,11 @@ void CControllerSeek::RebuildNetwork() {
 }
 
 void CControllerSeek::ReplaceInterfaces() {
-  const EngineLock::Scope engine(engineLock_);
+  const EngineLock::Scope engine(logic_.engineLock);
   auto entries = interfaces_.SetupLanseekInterfaces();
   CtrlTable::Access table(table_);
   interfaces_.Replace(std::move(entries));
-  lifecycle_.RevalidateAfterInterfaceChange(table);
+  logic_.lifecycle.RevalidateAfterInterfaceChange(table);
 }
 
 /// Ends when the sockets exist, or with the run.
@@ -150,7 +144,7 @@ void CControllerSeek::CreateSockets(diagnostics::StepTrace& failed) {
     // An interface without sockets has left the table, and those behind it have other positions now.
     if (interfaces_.Size() == usable) return;
     CtrlTable::Access table(table_);
-    lifecycle_.RevalidateAfterInterfaceChange(table);
+    logic_.lifecycle.RevalidateAfterInterfaceChange(table);
   };
   while (!platform::RunStep(create, failed)) {
     sockets_.CloseSockets();
@@ -162,10 +156,10 @@ void CControllerSeek::RefreshThread() {
   diagnostics::StepTrace failed(trace_, L"KelRefresh");
   CreateSockets(failed);
   socketsReady_.Set();
-  platform::RunStep([this] { refreshCycle_.BeginRun(); }, failed);
+  platform::RunStep([this] { logic_.refreshCycle.BeginRun(); }, failed);
   const std::chrono::milliseconds tick(settings_.TickMilliseconds());
   while (platform::WaitForAny({&stopNetwork_}, tick).outcome == platform::WaitResult::Outcome::TimedOut) {
-    platform::RunStep([this] { refreshCycle_.Tick(); }, failed);
+    platform::RunStep([this] { logic_.refreshCycle.Tick(); }, failed);
   }
   receiverEnded_.Wait();
   sockets_.CloseSockets();
@@ -173,28 +167,28 @@ void CControllerSeek::RefreshThread() {
 
 HRESULT CControllerSeek::AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID) {
   CtrlTable::Access table(table_);
-  return lifecycle_.AddRemoteController(table, address, lanSeekID);
+  return logic_.lifecycle.AddRemoteController(table, address, lanSeekID);
 }
 
 HRESULT CControllerSeek::RefreshForID(std::uint32_t lanSeekID) {
   CtrlTable::Access table(table_);
-  return refreshCycle_.RefreshForID(table, lanSeekID);
+  return logic_.refreshCycle.RefreshForID(table, lanSeekID);
 }
 
 HRESULT CControllerSeek::RegisterVC(std::wstring_view systemPath, std::wstring_view systemID,
                                     std::uint32_t processID, RemoteVCPublication remotePublication,
                                     const VCInterface* vci) {
-  return localVCs_.RegisterVC(systemPath, systemID, processID, remotePublication, vci);
+  return logic_.localVCs.RegisterVC(systemPath, systemID, processID, remotePublication, vci);
 }
 
 HRESULT CControllerSeek::RemoveVC(std::wstring_view systemID, bool keep) {
-  return localVCs_.RemoveVC(systemID, keep);
+  return logic_.localVCs.RemoveVC(systemID, keep);
 }
 
 void CControllerSeek::ForwardMessage(std::wstring_view message) {
   Dispatcher::Scratch scratch;
   const std::string text = platform::ToNarrow(message);
-  dispatcher_.HandleMessage(text, message.size(), nullptr, MessageOrigin{}, scratch);
+  logic_.dispatcher.HandleMessage(text, message.size(), nullptr, MessageOrigin{}, scratch);
 }
 
 }  // namespace kellanseek::engine

@@ -13,15 +13,9 @@
 #include "diagnostics/StepTrace.h"
 #include "diagnostics/Trace.h"
 #include "engine/AddressWatch.h"
-#include "engine/Collisions.h"
-#include "engine/CtrlLifecycle.h"
-#include "engine/Dispatcher.h"
 #include "engine/EngineEnvironment.h"
-#include "engine/EngineLock.h"
-#include "engine/HostNames.h"
-#include "engine/LocalVCs.h"
+#include "engine/EngineLogic.h"
 #include "engine/Receiver.h"
-#include "engine/RefreshCycle.h"
 #include "events/EventQueue.h"
 #include "network/DiscoverySockets.h"
 #include "network/InterfaceTable.h"
@@ -111,18 +105,12 @@ class CControllerSeek {
   platform::Event stopEngine_{platform::Event::Kind::AutoReset};
   platform::Event rebuildWanted_{platform::Event::Kind::AutoReset};
 
-  EngineLock engineLock_;
   network::InterfaceTable interfaces_;
   network::DiscoverySockets sockets_;
   daemon::CrVCDaemon daemon_;
-  HostNames hostNames_;
-  CtrlLifecycle lifecycle_;
   Pacer pacer_{stopNetwork_};
-  RefreshCycle refreshCycle_;
-  Collisions collisions_;
-  Dispatcher dispatcher_;
+  EngineLogic logic_;
   Receiver receiver_;
-  LocalVCs localVCs_;
   AddressWatch addressWatch_;
 
   /// Held for a whole rebuild and for the first moment of a full stop, so that the two never mix.

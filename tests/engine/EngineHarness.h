@@ -10,13 +10,7 @@
 #include "config/Settings.h"
 #include "controllers/CtrlTable.h"
 #include "daemon/RemoteVCPublisher.h"
-#include "engine/Collisions.h"
-#include "engine/CtrlLifecycle.h"
-#include "engine/Dispatcher.h"
-#include "engine/EngineLock.h"
-#include "engine/HostNames.h"
-#include "engine/LocalVCs.h"
-#include "engine/RefreshCycle.h"
+#include "engine/EngineLogic.h"
 #include "events/EventQueue.h"
 #include "network/InterfaceTable.h"
 #include "network/RequestSender.h"
@@ -158,16 +152,15 @@ class EngineHarness {
   RecordingDaemon daemon;
   NoPause pacer;
   platform::Event stopEngine{platform::Event::Kind::AutoReset};
-  engine::EngineLock engineLock;
   network::InterfaceTable interfaces{addresses, settings, traces};
-  engine::HostNames hostNames{table, events, lookup, stopEngine, traces};
-  engine::CtrlLifecycle lifecycle{interfaces, settings, events, hostNames, daemon, traces};
-  engine::RefreshCycle refresh{
-      {table, interfaces, settings, sender, daemon, lifecycle, processes, pacer, traces}};
-  engine::Collisions collisions{lifecycle, traces};
-  engine::Dispatcher dispatcher{
-      {table, settings, engineLock, collisions, lifecycle, refresh, hostNames, events, daemon, traces}};
-  engine::LocalVCs localVCs{table, settings, lifecycle, processes, traces};
+  engine::EngineLogic logic{
+      {table, settings, interfaces, sender, daemon, events, lookup, processes, pacer, stopEngine, traces}};
+  engine::EngineLock& engineLock = logic.engineLock;
+  engine::HostNames& hostNames = logic.hostNames;
+  engine::CtrlLifecycle& lifecycle = logic.lifecycle;
+  engine::RefreshCycle& refresh = logic.refreshCycle;
+  engine::Dispatcher& dispatcher = logic.dispatcher;
+  engine::LocalVCs& localVCs = logic.localVCs;
 };
 
 }  // namespace kellanseek::test

@@ -24,7 +24,7 @@ SimulatedWorkstation::SimulatedWorkstation(SimulatedNetwork& simulation, std::st
       host(PluggedIn(simulation, address)),
       interfaces_(host.addresses, settings_, traces_),
       sockets_(host, interfaces_, settings_, table_.TableMutex(), traces_),
-      receiver_({host, interfaces_, sockets_, settings_, dispatcher_, engineLock_, ready_, stop_,
+      receiver_({host, interfaces_, sockets_, settings_, logic_.dispatcher, logic_.engineLock, ready_, stop_,
                  rebuildWanted_, traces_}) {
   auto entries = interfaces_.SetupLanseekInterfaces();
   {
@@ -35,9 +35,9 @@ SimulatedWorkstation::SimulatedWorkstation(SimulatedNetwork& simulation, std::st
   set_ = receiver_.BuildReceiveSet();
   datagrams_ = host.CreateReceiver(set_.sockets, protocol::kMaxDatagram);
   host.OnArrival([this] { Receive(); });
-  refresh_.BeginRun();
+  logic_.refreshCycle.BeginRun();
   network.Every(std::chrono::milliseconds(settings_.TickMilliseconds()), [this] {
-    refresh_.Tick();
+    logic_.refreshCycle.Tick();
     Note();
   });
 }

@@ -55,16 +55,10 @@ class SimulatedWorkstation {
   platform::Event stop_{platform::Event::Kind::ManualReset};
   platform::Event rebuildWanted_{platform::Event::Kind::AutoReset};
   platform::Event ready_{platform::Event::Kind::ManualReset};
-  engine::EngineLock engineLock_;
   network::InterfaceTable interfaces_;
   network::DiscoverySockets sockets_;
-  engine::HostNames hostNames_{table_, events_, lookup_, stop_, traces_};
-  engine::CtrlLifecycle lifecycle_{interfaces_, settings_, events_, hostNames_, daemon_, traces_};
-  engine::RefreshCycle refresh_{
-      {table_, interfaces_, settings_, sockets_, daemon_, lifecycle_, processes_, pacer_, traces_}};
-  engine::Collisions collisions_{lifecycle_, traces_};
-  engine::Dispatcher dispatcher_{{table_, settings_, engineLock_, collisions_, lifecycle_, refresh_,
-                                  hostNames_, events_, daemon_, traces_}};
+  engine::EngineLogic logic_{{table_, settings_, interfaces_, sockets_, daemon_, events_, lookup_, processes_,
+                              pacer_, stop_, traces_}};
   engine::Receiver receiver_;
   engine::Receiver::ReceiveSet set_;
   std::unique_ptr<platform::DatagramReceiver> datagrams_;

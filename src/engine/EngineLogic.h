@@ -1,0 +1,52 @@
+#pragma once
+
+#include "config/Settings.h"
+#include "controllers/CtrlTable.h"
+#include "daemon/RemoteVCPublisher.h"
+#include "engine/Collisions.h"
+#include "engine/CtrlLifecycle.h"
+#include "engine/Dispatcher.h"
+#include "engine/EngineLock.h"
+#include "engine/HostNames.h"
+#include "engine/LocalVCs.h"
+#include "engine/RefreshCycle.h"
+#include "engine/RequestQueue.h"
+#include "events/EventQueue.h"
+#include "network/InterfaceTable.h"
+#include "network/RequestSender.h"
+#include "platform/DebugOutput.h"
+#include "platform/Event.h"
+#include "platform/Process.h"
+#include "platform/ReverseLookup.h"
+
+namespace kellanseek::engine {
+
+/// Everything the engine decides, wired together, without threads, clocks and sockets. The engine drives it
+/// from its threads; tests, benchmarks and fuzz targets drive it on one.
+struct EngineLogic {
+  /// What it works on and calls. Everything outlives it.
+  struct Surroundings {
+    CtrlTable& table;
+    const CKelLanSeekConfigSettings& settings;
+    network::InterfaceTable& interfaces;
+    network::RequestSender& sender;
+    daemon::RemoteVCPublisher& daemon;
+    events::EventQueue& events;
+    platform::ReverseLookup& reverseLookup;
+    platform::ProcessTable& processes;
+    SendPacer& pacer;
+    platform::Event& stopEngine;  ///< Ends the host-name thread.
+    platform::DebugOutput& debugOutput;
+  };
+  explicit EngineLogic(const Surroundings& around);
+
+  EngineLock engineLock;
+  HostNames hostNames;
+  CtrlLifecycle lifecycle;
+  RefreshCycle refreshCycle;
+  Collisions collisions;
+  Dispatcher dispatcher;
+  LocalVCs localVCs;
+};
+
+}  // namespace kellanseek::engine
