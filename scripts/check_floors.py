@@ -24,6 +24,9 @@ BELOW["component"] = set(BELOW) | {"component"}
 # The tools are clients: the public headers, the platform, and for the configuration commands its parsers.
 TOOLS = {"platform", "config", "diagnostics"}
 
+# The rooms of kelseek: what talks to the component, what people and programs are told, and the commands on both.
+ROOMS = {"client": set(), "output": {"client"}, "commands": {"client", "output"}}
+
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"')
 SYSTEM_CONDITION = re.compile(r"^\s*#\s*(el)?if.*(_WIN32|__linux__|__unix__|__APPLE__)")
 KNOWS_SYSTEMS = ("src/platform/", "include/kellanseek/com")
@@ -41,6 +44,8 @@ def faults_of(path):
             yield f"{name}:{number}: a condition on the operating system; put what differs behind a header of src/platform/"
         match = INCLUDE.match(line)
         folder = match.group(1).split("/")[0] if match and "/" in match.group(1) else None
+        if parts[:2] == ["tools", "kelseek"] and parts[2] in ROOMS and folder in set(ROOMS) - ROOMS[parts[2]] - {parts[2]}:
+            yield f"{name}:{number}: {parts[2]} must not include {folder}, which stands above it"
         if folder not in BELOW:
             continue
         if parts[0] == "src" and folder != parts[1] and folder not in BELOW[parts[1]]:

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "Command.h"
-#include "ConfigCommands.h"
-#include "DiscoveryCommands.h"
-#include "Output.h"
-#include "RegisterCommand.h"
-#include "Text.h"
-#include "VcCommand.h"
+#include "client/Text.h"
+#include "commands/Command.h"
+#include "commands/ConfigCommands.h"
+#include "commands/DiscoveryCommands.h"
+#include "commands/RegisterCommand.h"
+#include "commands/VcCommand.h"
+#include "output/Output.h"
 #include "platform/Signals.h"
 #include "platform/Terminal.h"
 

@@ -1,13 +1,13 @@
-#include "Component.h"
+#include "client/Component.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "Controller.h"
-#include "Text.h"
-#include "VcCommand.h"
+#include "client/Controller.h"
+#include "client/Text.h"
+#include "commands/VcCommand.h"
 #include "platform/Process.h"
 #include "tests/component/FakeVC.h"
 

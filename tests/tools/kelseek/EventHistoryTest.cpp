@@ -1,4 +1,4 @@
-#include "EventHistory.h"
+#include "client/EventHistory.h"
 
 #include <gtest/gtest.h>
 

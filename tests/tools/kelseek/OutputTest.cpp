@@ -1,4 +1,4 @@
-#include "Output.h"
+#include "output/Output.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "EventText.h"
-#include "Listing.h"
-#include "Text.h"
+#include "client/Text.h"
+#include "output/EventText.h"
+#include "output/Listing.h"
 
 namespace kellanseek::tools {
 namespace {

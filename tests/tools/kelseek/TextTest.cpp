@@ -1,4 +1,4 @@
-#include "Text.h"
+#include "client/Text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "RegisterCommand.h"
+#include "commands/RegisterCommand.h"
 
 #include <kellanseek/KelLanSeek.h>
 
@@ -10,9 +10,9 @@
 #include <optional>
 #include <string>
 
-#include "Command.h"
-#include "Component.h"
-#include "Text.h"
+#include "client/Component.h"
+#include "client/Text.h"
+#include "commands/Command.h"
 #include "platform/Module.h"
 #include "platform/RegistryStore.h"
 

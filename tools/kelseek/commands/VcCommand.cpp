@@ -1,14 +1,14 @@
-#include "VcCommand.h"
+#include "commands/VcCommand.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cwchar>
 #include <string_view>
 
-#include "Command.h"
-#include "Component.h"
-#include "Output.h"
-#include "Text.h"
+#include "client/Component.h"
+#include "client/Text.h"
+#include "commands/Command.h"
+#include "output/Output.h"
 #include "platform/Process.h"
 
 namespace kellanseek::tools {

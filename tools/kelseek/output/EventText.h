@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Listener.h"
+#include "client/Listener.h"
 
 namespace kellanseek::tools {
 

@@ -1,4 +1,4 @@
-#include "Text.h"
+#include "client/Text.h"
 
 #include <algorithm>
 #include <array>

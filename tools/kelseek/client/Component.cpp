@@ -1,9 +1,9 @@
-#include "Component.h"
+#include "client/Component.h"
 
 #include <initializer_list>
 #include <string_view>
 
-#include "Text.h"
+#include "client/Text.h"
 #include "platform/FilePath.h"
 #include "platform/Module.h"
 #include "platform/Terminal.h"

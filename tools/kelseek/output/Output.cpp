@@ -1,4 +1,4 @@
-#include "Output.h"
+#include "output/Output.h"
 
 #include <algorithm>
 #include <atomic>
@@ -7,8 +7,8 @@
 #include <system_error>
 #include <utility>
 
-#include "Session.h"
-#include "Text.h"
+#include "client/Session.h"
+#include "client/Text.h"
 
 namespace kellanseek::tools {
 namespace {

@@ -1,9 +1,9 @@
-#include "Command.h"
-#include "Controller.h"
-#include "DiscoveryCommands.h"
-#include "Listing.h"
-#include "Output.h"
-#include "Waiting.h"
+#include "client/Controller.h"
+#include "client/Waiting.h"
+#include "commands/Command.h"
+#include "commands/DiscoveryCommands.h"
+#include "output/Listing.h"
+#include "output/Output.h"
 
 namespace kellanseek::tools {
 namespace {

@@ -1,12 +1,12 @@
-#include "Listing.h"
+#include "output/Listing.h"
 
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "Output.h"
-#include "Text.h"
-#include "Waiting.h"
+#include "client/Text.h"
+#include "client/Waiting.h"
+#include "output/Output.h"
 
 namespace kellanseek::tools {
 

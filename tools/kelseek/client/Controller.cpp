@@ -1,11 +1,11 @@
-#include "Controller.h"
+#include "client/Controller.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-#include "Text.h"
+#include "client/Text.h"
 
 namespace kellanseek::tools {
 namespace {

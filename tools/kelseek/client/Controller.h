@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Component.h"
+#include "client/Component.h"
 
 namespace kellanseek::tools {
 

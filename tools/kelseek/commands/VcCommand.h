@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Session.h"
+#include "client/Session.h"
 
 namespace CLI {
 class App;

@@ -1,12 +1,12 @@
 #include <atomic>
 #include <vector>
 
-#include "Command.h"
-#include "DiscoveryCommands.h"
-#include "EventText.h"
-#include "Listener.h"
-#include "Output.h"
-#include "Waiting.h"
+#include "client/Listener.h"
+#include "client/Waiting.h"
+#include "commands/Command.h"
+#include "commands/DiscoveryCommands.h"
+#include "output/EventText.h"
+#include "output/Output.h"
 
 namespace kellanseek::tools {
 namespace {

@@ -1,4 +1,4 @@
-#include "Waiting.h"
+#include "client/Waiting.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Session.h"
+#include "client/Session.h"
 
 namespace CLI {
 class App;

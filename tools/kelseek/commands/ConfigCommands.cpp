@@ -1,4 +1,4 @@
-#include "ConfigCommands.h"
+#include "commands/ConfigCommands.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -6,8 +6,8 @@
 #include <iterator>
 #include <string>
 
-#include "Command.h"
-#include "Text.h"
+#include "client/Text.h"
+#include "commands/Command.h"
 #include "config/ConfigCheck.h"
 #include "config/Configuration.h"
 #include "config/HostNetworks.h"

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-#include "Session.h"
+#include "client/Session.h"
 
 namespace kellanseek::tools {
 

@@ -5,7 +5,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Listener.h"
+#include "client/Listener.h"
 
 namespace kellanseek::tools {
 

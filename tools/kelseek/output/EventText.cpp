@@ -1,12 +1,12 @@
-#include "EventText.h"
+#include "output/EventText.h"
 
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "Output.h"
-#include "Text.h"
+#include "client/Text.h"
+#include "output/Output.h"
 
 namespace kellanseek::tools {
 namespace {

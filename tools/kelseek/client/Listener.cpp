@@ -1,10 +1,10 @@
-#include "Listener.h"
+#include "client/Listener.h"
 
 #include <atomic>
 #include <exception>
 #include <utility>
 
-#include "EventHistory.h"
+#include "client/EventHistory.h"
 #include "platform/Clock.h"
 #include "platform/Mutex.h"
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "Session.h"
+#include "client/Session.h"
 
 namespace kellanseek::tools {
 

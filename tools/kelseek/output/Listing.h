@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Controller.h"
+#include "client/Controller.h"
 
 namespace kellanseek::tools {
 

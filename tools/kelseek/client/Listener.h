@@ -5,8 +5,8 @@
 #include <functional>
 #include <optional>
 
-#include "Component.h"
-#include "Controller.h"
+#include "client/Component.h"
+#include "client/Controller.h"
 
 namespace kellanseek::tools {
 

@@ -1,15 +1,15 @@
 #include <atomic>
 #include <vector>
 
-#include "Command.h"
-#include "Controller.h"
-#include "DiscoveryCommands.h"
-#include "EventText.h"
-#include "Listener.h"
-#include "Listing.h"
-#include "Output.h"
-#include "Text.h"
-#include "Waiting.h"
+#include "client/Controller.h"
+#include "client/Listener.h"
+#include "client/Text.h"
+#include "client/Waiting.h"
+#include "commands/Command.h"
+#include "commands/DiscoveryCommands.h"
+#include "output/EventText.h"
+#include "output/Listing.h"
+#include "output/Output.h"
 
 namespace kellanseek::tools {
 namespace {
