@@ -5,8 +5,8 @@
 
 #include <kellanseek/com.h>
 
-#include "platform/posix/FileText.h"
-#include "platform/posix/RegistryText.h"
+#include "platform/linux/FileText.h"
+#include "platform/linux/RegistryText.h"
 
 using namespace kellanseek;
 

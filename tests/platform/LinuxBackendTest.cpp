@@ -22,7 +22,7 @@
 #include "platform/Process.h"
 #include "platform/Thread.h"
 #include "platform/UdpSocket.h"
-#include "platform/posix/BoundSocket.h"
+#include "platform/linux/BoundSocket.h"
 #include "tests/support/ScratchDirectory.h"
 
 namespace kellanseek::test {

@@ -1,4 +1,4 @@
-#include "platform/posix/RegistryFile.h"
+#include "platform/linux/RegistryFile.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

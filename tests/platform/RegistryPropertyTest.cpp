@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/posix/RegistryText.h"
+#include "platform/linux/RegistryText.h"
 
 namespace kellanseek::test {
 namespace {

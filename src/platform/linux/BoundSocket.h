@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/UdpSocket.h"
-#include "platform/posix/Descriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace kellanseek::platform {
 

@@ -4,7 +4,7 @@
 
 #include "platform/Event.h"
 #include "platform/Mutex.h"
-#include "platform/posix/Descriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace kellanseek::platform {
 

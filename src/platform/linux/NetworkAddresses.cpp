@@ -11,9 +11,9 @@
 #include <memory>
 #include <string>
 
-#include "platform/posix/Descriptor.h"
-#include "platform/posix/FileText.h"
-#include "platform/posix/InterfaceOf.h"
+#include "platform/linux/Descriptor.h"
+#include "platform/linux/FileText.h"
+#include "platform/linux/InterfaceOf.h"
 
 namespace kellanseek::platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/posix/FileText.h"
+#include "platform/linux/FileText.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <system_error>
 
-#include "platform/posix/Descriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace kellanseek::platform {
 namespace {

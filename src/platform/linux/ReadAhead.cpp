@@ -1,4 +1,4 @@
-#include "platform/posix/ReadAhead.h"
+#include "platform/linux/ReadAhead.h"
 
 #include <netinet/in.h>
 #include <poll.h>
@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/posix/EventNative.h"
-#include "platform/posix/PollTimeout.h"
+#include "platform/linux/EventNative.h"
+#include "platform/linux/PollTimeout.h"
 
 namespace kellanseek::platform {
 namespace {

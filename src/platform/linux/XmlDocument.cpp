@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/posix/FileText.h"
+#include "platform/linux/FileText.h"
 
 namespace kellanseek::platform {
 namespace {

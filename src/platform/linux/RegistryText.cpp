@@ -1,4 +1,4 @@
-#include "platform/posix/RegistryText.h"
+#include "platform/linux/RegistryText.h"
 
 #include <kellanseek/com.h>
 

@@ -10,8 +10,8 @@
 #include <system_error>
 
 #include "platform/Thread.h"
-#include "platform/posix/Descriptor.h"
-#include "platform/posix/EventNative.h"
+#include "platform/linux/Descriptor.h"
+#include "platform/linux/EventNative.h"
 
 namespace kellanseek::platform {
 namespace {

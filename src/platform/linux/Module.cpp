@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/posix/FileText.h"
+#include "platform/linux/FileText.h"
 
 namespace kellanseek::platform {
 

@@ -1,4 +1,4 @@
-#include "platform/posix/BoundSocket.h"
+#include "platform/linux/BoundSocket.h"
 
 #include <net/if.h>
 #include <netinet/in.h>
@@ -9,7 +9,7 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/posix/InterfaceOf.h"
+#include "platform/linux/InterfaceOf.h"
 
 namespace kellanseek::platform {
 namespace {

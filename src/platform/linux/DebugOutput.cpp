@@ -22,7 +22,7 @@
 #include <kellanseek/com.h>
 
 #include "platform/Mutex.h"
-#include "platform/posix/Descriptor.h"
+#include "platform/linux/Descriptor.h"
 
 namespace kellanseek::platform {
 namespace {

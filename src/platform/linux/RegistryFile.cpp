@@ -1,4 +1,4 @@
-#include "platform/posix/RegistryFile.h"
+#include "platform/linux/RegistryFile.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -15,9 +15,9 @@
 #include <thread>
 #include <utility>
 
-#include "platform/posix/Descriptor.h"
-#include "platform/posix/FileText.h"
-#include "platform/posix/RegistryText.h"
+#include "platform/linux/Descriptor.h"
+#include "platform/linux/FileText.h"
+#include "platform/linux/RegistryText.h"
 
 namespace kellanseek::platform {
 namespace {

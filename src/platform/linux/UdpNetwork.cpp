@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "platform/UdpSocket.h"
-#include "platform/posix/BoundSocket.h"
-#include "platform/posix/ReadAhead.h"
+#include "platform/linux/BoundSocket.h"
+#include "platform/linux/ReadAhead.h"
 
 namespace kellanseek::platform {
 namespace {

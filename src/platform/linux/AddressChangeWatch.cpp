@@ -7,9 +7,9 @@
 #include <iterator>
 
 #include "platform/NetworkAddresses.h"
-#include "platform/posix/Descriptor.h"
-#include "platform/posix/EventNative.h"
-#include "platform/posix/PollTimeout.h"
+#include "platform/linux/Descriptor.h"
+#include "platform/linux/EventNative.h"
+#include "platform/linux/PollTimeout.h"
 
 namespace kellanseek::platform {
 namespace {

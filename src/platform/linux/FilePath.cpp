@@ -5,8 +5,8 @@
 
 #include <cerrno>
 
-#include "platform/posix/Descriptor.h"
-#include "platform/posix/FileText.h"
+#include "platform/linux/Descriptor.h"
+#include "platform/linux/FileText.h"
 
 namespace kellanseek::platform {
 

@@ -7,8 +7,8 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/posix/EventNative.h"
-#include "platform/posix/PollTimeout.h"
+#include "platform/linux/EventNative.h"
+#include "platform/linux/PollTimeout.h"
 
 namespace kellanseek::platform {
 

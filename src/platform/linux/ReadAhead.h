@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "platform/UdpSocket.h"
-#include "platform/posix/BoundSocket.h"
+#include "platform/linux/BoundSocket.h"
 
 namespace kellanseek::platform {
 

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "platform/posix/RegistryFile.h"
+#include "platform/linux/RegistryFile.h"
 
 namespace kellanseek::platform {
 namespace {
