@@ -127,6 +127,7 @@ TEST_F(StartTest, ItsThreadsOutliveWhatFailsInThem) {
 }
 
 TEST_F(StartTest, AStaticControllerForWhichThereIsNoMemoryIsLeftOut) {
+  NEEDS_FAILING_ALLOCATIONS();
   Configure("", StaticController("10.0.0.1", "a") + StaticController("10.0.0.2", "b") +
                     StaticController("10.0.0.3", "c"));
   int leftOut[3] = {};

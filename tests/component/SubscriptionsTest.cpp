@@ -107,6 +107,7 @@ TEST_F(SubscriptionsTest, ChecksArgumentsInOrder) {
 }
 
 TEST_F(SubscriptionsTest, OneForWhichThereIsNoMemoryGetsACookieAndTheTextTells) {
+  NEEDS_FAILING_ALLOCATIONS();
   const auto sink = FakeSink::Make();
   KelEventParams parameters = {nullptr, sink.Get(), 0, 0, 0, Data};
   ULONG shortages = 0;

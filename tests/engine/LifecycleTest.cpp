@@ -96,6 +96,7 @@ TEST_F(LifecycleTest, VirtualControllersNeedAnObjectWhoseOwnerMayCallInAgain) {
 }
 
 TEST_F(LifecycleTest, AShortageOfMemoryLeavesNoVirtualControllerHalfWay) {
+  NEEDS_FAILING_ALLOCATIONS();
   const std::wstring systemID = L"an identity that is kept outside the string itself";
   Object object;
   // Its owner's code takes the table lock (and no memory).

@@ -10,6 +10,12 @@ constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
 thread_local std::size_t allocationsLeft = kNever;
 
+}  // namespace
+
+#ifndef KELLANSEEK_NO_FAILING_ALLOCATIONS
+
+namespace {
+
 void* Allocate(std::size_t size) {
   if (allocationsLeft != kNever && allocationsLeft-- == 0) return nullptr;
   return std::malloc(size != 0 ? size : 1);
@@ -27,6 +33,8 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Al
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+
+#endif
 
 namespace kellanseek::test {
 

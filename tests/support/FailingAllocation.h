@@ -4,6 +4,18 @@
 
 namespace kellanseek::test {
 
+/// Skips a test where allocations cannot be made to fail: the thread sanitizer keeps the operators to itself.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define KELLANSEEK_NO_FAILING_ALLOCATIONS 1
+#endif
+#endif
+#ifdef KELLANSEEK_NO_FAILING_ALLOCATIONS
+#define NEEDS_FAILING_ALLOCATIONS() GTEST_SKIP() << "The thread sanitizer lets nobody replace operator new."
+#else
+#define NEEDS_FAILING_ALLOCATIONS() static_cast<void>(0)
+#endif
+
 /// While it lives, one allocation of the calling thread fails: the one that comes after so many others. One
 /// at a time on each thread.
 class FailingAllocation {
