@@ -2,9 +2,10 @@
 
 #include <string>
 
-#include "config/ConfigCheck.h"
 #include "config/Configuration.h"
-#include "config/Remarks.h"
+#include "configcheck/ConfigCheck.h"
+#include "configcheck/Remarks.h"
+#include "diagnostics/NoDebugOutput.h"
 #include "tests/support/ScratchDirectory.h"
 
 namespace kellanseek::bench {
@@ -39,7 +40,7 @@ void LoadStaticControllers(benchmark::State& state) {
   const test::ScratchDirectory directory;
   const auto count = static_cast<int>(state.range(0));
   WriteControllers(directory, count);
-  config::NoDebugOutput output;
+  diagnostics::NoDebugOutput output;
   const diagnostics::Tracer trace(output, L"bench");
   for (auto _ : state) {
     CKelLanSeekConfigSettings settings;
@@ -54,7 +55,7 @@ void CheckStaticControllers(benchmark::State& state) {
   const test::ScratchDirectory directory;
   WriteControllers(directory, static_cast<int>(state.range(0)));
   for (auto _ : state) {
-    if (!config::CheckConfiguration(directory.Wide()).Clean()) state.SkipWithError("there are findings");
+    if (!configcheck::CheckConfiguration(directory.Wide()).Clean()) state.SkipWithError("there are findings");
   }
 }
 BENCHMARK(CheckStaticControllers)->Arg(10000)->Unit(benchmark::kMillisecond);

@@ -1,11 +1,13 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "config/ConfigCheck.h"
 #include "config/LanSeekConfigParser.h"
-#include "config/Remarks.h"
-#include "config/ScanFileCheck.h"
+#include "configcheck/ConfigCheck.h"
+#include "configcheck/Remarks.h"
+#include "configcheck/ScanFileCheck.h"
 #include "controllers/CtrlInfo.h"
+#include "controllers/PollSchedule.h"
+#include "diagnostics/NoDebugOutput.h"
 #include "fuzz/FuzzFile.h"
 
 using namespace kellanseek;
@@ -23,21 +25,21 @@ void Require(bool held) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const fuzz::FuzzFile file(bytes, size);
   if (!file.Valid()) return 0;
-  config::NoDebugOutput output;
+  diagnostics::NoDebugOutput output;
   CLanSeekConfigParser parser(output);
   CKelLanSeekConfigSettings settings;
   const bool opened = SUCCEEDED(parser.Init(file.Path()));
   Require(SUCCEEDED(parser.GetInformation(settings)) == opened);
   Require(settings.RefreshIntervalTicks() != 0 && settings.NonLocalRefreshIntervalTicks() != 0);
   Require(settings.Ticks(settings.RefreshTimeout) >= kNone &&
-          settings.OneMore(settings.RetryCount()) >= settings.RetryCount());
+          PollSchedule::OneMore(settings.RetryCount()) >= settings.RetryCount());
   Require(settings.DynamicDetectionEnabled != 0 ||
           (settings.InterfaceMode == UseListed && settings.SubNets.empty()));
   for (const SubNetEntry& each : settings.SubNets) Require(each.Valid());
 
   CKelLanSeekConfigSettings checked;
-  config::ConfigReport report;
-  config::CheckScanFile(file.Path(), {}, checked, report);
+  configcheck::ConfigReport report;
+  configcheck::CheckScanFile(file.Path(), {}, checked, report);
   Require(opened || !report.Clean());
   Require(checked.RequestPort == settings.RequestPort && checked.InterfaceMode == settings.InterfaceMode);
   return 0;

@@ -4,9 +4,10 @@
 #include <vector>
 
 #include "config/ControllerIdParser.h"
-#include "config/Remarks.h"
 #include "config/StaticControllers.h"
-#include "config/StaticFileCheck.h"
+#include "configcheck/Remarks.h"
+#include "configcheck/StaticFileCheck.h"
+#include "diagnostics/NoDebugOutput.h"
 #include "fuzz/FuzzFile.h"
 
 using namespace kellanseek;
@@ -24,7 +25,7 @@ void Require(bool held) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const fuzz::FuzzFile file(bytes, size);
   if (!file.Valid()) return 0;
-  config::NoDebugOutput output;
+  diagnostics::NoDebugOutput output;
   CControllerIdParser parser(output);
   std::vector<CtrlInfo> listed;
   const bool opened = SUCCEEDED(parser.Init(file.Path()));
@@ -40,8 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
       Require(platform::ParseIpv4(std::wstring_view(each.ctrlAddress)) != platform::kNoAddress);
       Require(!complete || (!each.systemID.empty() && each.Available()));
     }
-    config::ConfigReport report;
-    config::CheckStaticFile(file.Path(), settings, report);
+    configcheck::ConfigReport report;
+    configcheck::CheckStaticFile(file.Path(), settings, report);
     Require((opened && accepted.size() == listed.size()) || !report.Clean());
   }
   return 0;

@@ -13,16 +13,17 @@ BELOW = {
     "diagnostics": {"platform"},
     "controllers": {"platform"},
     "config": {"platform", "diagnostics", "controllers"},
+    "configcheck": {"platform", "diagnostics", "controllers", "config"},
     "protocol": {"platform", "diagnostics", "controllers"},
     "events": {"platform", "diagnostics", "controllers"},
     "network": {"platform", "diagnostics", "controllers", "config", "protocol", "events"},
     "daemon": {"platform", "diagnostics", "controllers", "config", "protocol", "events", "network"},
     "engine": {"platform", "diagnostics", "controllers", "config", "protocol", "events", "network", "daemon"},
 }
-BELOW["component"] = set(BELOW) | {"component"}
+BELOW["component"] = set(BELOW) - {"configcheck"} | {"component"}
 
 # The tools are clients: the public headers, the platform, and for the configuration commands its parsers.
-TOOLS = {"platform", "config", "diagnostics"}
+TOOLS = {"platform", "config", "configcheck", "diagnostics"}
 
 # The rooms of kelseek: what talks to the component, what people and programs are told, and the commands on both.
 ROOMS = {"client": set(), "output": {"client"}, "commands": {"client", "output"}}

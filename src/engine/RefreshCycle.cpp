@@ -171,8 +171,8 @@ void RefreshCycle::SendRequests() {
 void RefreshCycle::AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found) {
   const CtrlInfo& record = *found;
   if (!interfaces_.Contains(record.heardOnInterface)) return;
-  const auto interface = static_cast<std::size_t>(record.heardOnInterface);
-  network::InterfaceEntry& entry = interfaces_[interface];
+  const auto index = static_cast<std::size_t>(record.heardOnInterface);
+  network::InterfaceEntry& entry = interfaces_[index];
   if (entry.requestsThisTick >= settings_.MaxRequestsPerTick()) return;
   ++entry.requestsThisTick;
   table.ChangeSchedule(found)->Asked(settings_.Ticks(settings_.RefreshTimeout));
@@ -180,7 +180,7 @@ void RefreshCycle::AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record fo
       platform::ToNarrow(record.ctrlAddress),
       record.ctrlType == RemoteVC ? platform::ToNarrow(record.systemID) : std::string());
   // Empty when an identity from the network made it too long to be told in two digits.
-  if (!request.empty()) requests_.AddBroadcast(interface, std::move(request));
+  if (!request.empty()) requests_.AddBroadcast(index, std::move(request));
 }
 
 HRESULT RefreshCycle::RefreshForID(CtrlTable::Access& table, std::uint32_t lanSeekID) const {

@@ -1,4 +1,4 @@
-#include "config/ConfigCheck.h"
+#include "configcheck/ConfigCheck.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "config/Configuration.h"
-#include "config/DefaultConfiguration.h"
-#include "config/NearName.h"
+#include "configcheck/DefaultConfiguration.h"
+#include "configcheck/NearName.h"
 #include "platform/CodePage.h"
 #include "tests/config/ConfigFiles.h"
 #include "tests/support/FakeDebugOutput.h"
@@ -19,13 +19,13 @@
 namespace kellanseek::test {
 namespace {
 
-using config::CheckConfiguration;
-using config::ConfigReport;
+using configcheck::CheckConfiguration;
+using configcheck::ConfigReport;
 
 /// "file:line: text" of every finding.
 std::vector<std::string> Findings(const ConfigReport& report) {
   std::vector<std::string> findings;
-  for (const config::ConfigRemark& each : report.remarks) {
+  for (const configcheck::ConfigRemark& each : report.remarks) {
     if (!each.finding) continue;
     const std::wstring name = each.file.substr(each.file.find_last_of(L"/\\") + 1);
     findings.push_back(platform::ToNarrow(name) + ":" + std::to_string(each.line) + ": " +
@@ -254,7 +254,7 @@ TEST(ConfigCheckTest, AFileFullOfUnknownNamesIsToldInAHundred) {
 TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndReplaceNothing) {
   const ScratchDirectory scratch;
   std::wstring error;
-  ASSERT_TRUE(config::WriteDefaultConfiguration(scratch.Wide(), error));
+  ASSERT_TRUE(configcheck::WriteDefaultConfiguration(scratch.Wide(), error));
   EXPECT_TRUE(CheckConfiguration(scratch.Wide()).Clean());
   FakeDebugOutput traces;
   CKelLanSeekConfigSettings settings;
@@ -263,12 +263,12 @@ TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndReplaceNothing) {
   EXPECT_TRUE(traces.Messages().empty());
 
   scratch.Write("lanseekconf.xml", "mine");
-  EXPECT_FALSE(config::WriteDefaultConfiguration(scratch.Wide(), error));
+  EXPECT_FALSE(configcheck::WriteDefaultConfiguration(scratch.Wide(), error));
   EXPECT_NE(error.find(L"already there"), std::wstring::npos);
   EXPECT_EQ(scratch.Read("lanseekconf.xml"), "mine");
-  EXPECT_TRUE(config::WriteDefaultConfiguration(scratch.WideFile("missing/below"), error));
-  EXPECT_EQ(scratch.Read("missing/below/lanseekconf.xml"), config::DefaultScanConfiguration());
-  EXPECT_FALSE(config::WriteDefaultConfiguration(scratch.WideFile("lanseekconf.xml/below"), error));
+  EXPECT_TRUE(configcheck::WriteDefaultConfiguration(scratch.WideFile("missing/below"), error));
+  EXPECT_EQ(scratch.Read("missing/below/lanseekconf.xml"), configcheck::DefaultScanConfiguration());
+  EXPECT_FALSE(configcheck::WriteDefaultConfiguration(scratch.WideFile("lanseekconf.xml/below"), error));
   EXPECT_NE(error.find(L"below was not made: "), std::wstring::npos) << platform::ToNarrow(error);
 }
 
@@ -284,7 +284,7 @@ TEST(ConfigCheckTest, KnowsWhichNameWasMeant) {
                                                              {L"Colour", L""},
                                                              {L"", L""},
                                                              {L"x", L""}};
-  for (const auto& [name, meant] : cases) EXPECT_EQ(config::NearName(name, names), meant);
+  for (const auto& [name, meant] : cases) EXPECT_EQ(configcheck::NearName(name, names), meant);
 }
 
 }  // namespace

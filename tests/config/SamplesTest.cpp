@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "config/ConfigCheck.h"
-#include "config/DefaultConfiguration.h"
+#include "configcheck/ConfigCheck.h"
+#include "configcheck/DefaultConfiguration.h"
 #include "tests/config/ConfigFiles.h"
 
 namespace kellanseek::test {
@@ -53,7 +53,7 @@ TEST(SamplesTest, SchemasAndCheckAgreeOnTheSamples) {
   std::size_t samples = 0;
   for (const auto& directory : std::filesystem::directory_iterator(kDocs / "samples")) {
     const std::string path = directory.path().string();
-    const auto report = config::CheckConfiguration(std::wstring(path.begin(), path.end()));
+    const auto report = configcheck::CheckConfiguration(std::wstring(path.begin(), path.end()));
     EXPECT_TRUE(report.Clean()) << path;
     for (const char* const name : kFiles) {
       const std::filesystem::path file = directory.path() / (name + std::string(".xml"));
@@ -67,8 +67,8 @@ TEST(SamplesTest, SchemasAndCheckAgreeOnTheSamples) {
 
 TEST(SamplesTest, SchemasAcceptTheDefaultFiles) {
   const ConfigFiles files;
-  files.WriteScanFile(config::DefaultScanConfiguration());
-  files.WriteStaticFile(config::DefaultStaticControllers());
+  files.WriteScanFile(configcheck::DefaultScanConfiguration());
+  files.WriteStaticFile(configcheck::DefaultStaticControllers());
   for (const char* const name : kFiles) {
     EXPECT_TRUE(Schema(name).Accepts(files.Directory().File(name + std::string(".xml")))) << name;
   }
@@ -105,7 +105,7 @@ TEST(SamplesTest, SchemasRefuseWhatTheCheckFinds) {
     c.scan ? files.WriteSettings(c.inside) : files.WriteControllers(c.inside);
     const std::string name = c.scan ? "lanseekconf.xml" : "controllerid.xml";
     EXPECT_FALSE((c.scan ? scanSchema : staticSchema).Accepts(files.Directory().File(name))) << c.inside;
-    EXPECT_FALSE(config::CheckConfiguration(files.Directory().Wide()).Clean()) << c.inside;
+    EXPECT_FALSE(configcheck::CheckConfiguration(files.Directory().Wide()).Clean()) << c.inside;
   }
 }
 

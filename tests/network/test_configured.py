@@ -1,5 +1,6 @@
 """Controllers that are known by address, and the choice of interfaces."""
 
+import math
 import time
 
 import harness
@@ -59,7 +60,8 @@ class SwitchedOff(harness.Scenario):
         net = self.network("A")
         device = self.device(net, "10.1.9.11/16")
         absent = [{"ControllerLocAddr": f"10.1.{n // 200 + 1}.{n % 200 + 1}"} for n in range(500)]
-        here = self.station({net: "10.1.0.1/16"}, static=[*absent, entry(device)], RefreshInterval=1)
+        here = self.station({net: "10.1.0.1/16"}, static=[*absent, entry(device)], RefreshInterval=1,
+                            NonLocalRefreshTimeout=math.ceil(harness.PATIENCE))
         watch = self.watch(here, ready_on=[net])
         # Its answer to the broadcast may come before the watching begins.
         self.wait_until(lambda: [event["address"] for event in watch.events] == [device.address], "the one that is there")

@@ -8,9 +8,9 @@
 
 #include "client/Text.h"
 #include "commands/Command.h"
-#include "config/ConfigCheck.h"
 #include "config/Configuration.h"
 #include "config/HostNetworks.h"
+#include "configcheck/ConfigCheck.h"
 #include "platform/FilePath.h"
 #include "platform/NetworkAddresses.h"
 #include "platform/RegistryStore.h"
@@ -52,7 +52,7 @@ std::wstring DirectoryToCheck(const CheckOptions& options) {
   return configured;
 }
 
-std::string Line(const config::ConfigRemark& remark, bool colours) {
+std::string Line(const configcheck::ConfigRemark& remark, bool colours) {
   std::string line = Printable(remark.file);
   if (remark.line != 0) line += ":" + std::to_string(remark.line);
   const std::string text = Printable(remark.text);
@@ -61,10 +61,10 @@ std::string Line(const config::ConfigRemark& remark, bool colours) {
 }
 
 int Check(const CheckOptions& options, bool colours) {
-  const config::ConfigReport report = config::CheckConfiguration(
+  const configcheck::ConfigReport report = configcheck::CheckConfiguration(
       DirectoryToCheck(options), config::UsableNetworks(platform::SystemNetworkAddresses()));
   std::size_t findings = 0;
-  for (const config::ConfigRemark& remark : report.remarks) {
+  for (const configcheck::ConfigRemark& remark : report.remarks) {
     std::cout << Line(remark, colours) << '\n';
     if (remark.finding) ++findings;
   }
@@ -85,7 +85,7 @@ int Init(const InitOptions& options) {
   std::wstring error;
   if (options.use && complete) {
     std::cout << "Kept as they are: ";
-  } else if (config::WriteDefaultConfiguration(directory, error)) {
+  } else if (configcheck::WriteDefaultConfiguration(directory, error)) {
     std::cout << "Written: ";
   } else {
     throw CommandError(kComponentFailed, Printable(error));

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "config/ConfigCheck.h"
 #include "config/EncodedDocument.h"
+#include "configcheck/ConfigCheck.h"
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 
 /// Collects the remarks on one file.
 class Remarks {
@@ -47,7 +47,7 @@ void CheckChildren(platform::XmlNode& parent, std::wstring_view parentName,
                    Remarks& remarks);
 
 /// Reports what kept a file from being taken at all. False when there is such a thing.
-bool CheckOpened(const EncodedDocument& file, HRESULT opened, Remarks& remarks);
+bool CheckOpened(const config::EncodedDocument& file, HRESULT opened, Remarks& remarks);
 
 /// The first child of that name; null when there is none.
 std::unique_ptr<platform::XmlNode> Child(platform::XmlNode& parent, std::wstring_view name);
@@ -59,11 +59,4 @@ std::wstring NumberProblem(std::wstring_view name, std::wstring_view text);
 /// What is odd about a text that is an address: it means another than it seems to. Empty when nothing is.
 std::wstring AddressProblem(std::wstring_view name, const std::wstring& text);
 
-/// A sink for traces that nobody wants.
-class NoDebugOutput final : public platform::DebugOutput {
- public:
-  bool Enabled() const override { return false; }
-  void Write(std::wstring_view) override {}
-};
-
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck

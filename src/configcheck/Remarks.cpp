@@ -1,15 +1,15 @@
-#include "config/Remarks.h"
+#include "configcheck/Remarks.h"
 
 #include <algorithm>
 #include <memory>
 #include <set>
 #include <utility>
 
-#include "config/NearName.h"
 #include "config/Number.h"
+#include "configcheck/NearName.h"
 #include "platform/Ipv4.h"
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 namespace {
 
 constexpr std::size_t kLongestQuote = 60;
@@ -95,7 +95,7 @@ void CheckChildren(platform::XmlNode& parent, std::wstring_view parentName,
   }
 }
 
-bool CheckOpened(const EncodedDocument& file, HRESULT opened, Remarks& remarks) {
+bool CheckOpened(const config::EncodedDocument& file, HRESULT opened, Remarks& remarks) {
   if (SUCCEEDED(opened)) return true;
   if (file.Document() == nullptr) {
     remarks.Unreadable(L"The file cannot be read, so nothing of it counts. " + file.LoadProblem());
@@ -118,9 +118,9 @@ std::unique_ptr<platform::XmlNode> Child(platform::XmlNode& parent, std::wstring
 }
 
 std::wstring NumberProblem(std::wstring_view name, std::wstring_view text) {
-  if (IsNumber(text)) return {};
-  const std::wstring value = std::to_wstring(ToNumber(text));
-  if (Trimmed(text).empty()) return std::wstring(name) + L" is empty and reads as " + value + L".";
+  if (config::IsNumber(text)) return {};
+  const std::wstring value = std::to_wstring(config::ToNumber(text));
+  if (config::Trimmed(text).empty()) return std::wstring(name) + L" is empty and reads as " + value + L".";
   return std::wstring(name) + L" is " + Quoted(text) +
          L", which is not a plain decimal number of 32 bits; it reads as " + value + L".";
 }
@@ -131,4 +131,4 @@ std::wstring AddressProblem(std::wstring_view name, const std::wstring& text) {
   return std::wstring(name) + L" is " + Quoted(text) + L", which means " + meant + L".";
 }
 
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck

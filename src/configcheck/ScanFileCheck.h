@@ -3,15 +3,15 @@
 #include <string>
 #include <vector>
 
-#include "config/ConfigCheck.h"
 #include "config/Settings.h"
+#include "configcheck/ConfigCheck.h"
 #include "platform/NetworkAddresses.h"
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 
 /// Reports on the scan configuration file, and fills the settings as a component would. `host` is as in
 /// CheckConfiguration().
 void CheckScanFile(const std::wstring& file, const std::vector<platform::AddressRow>& host,
                    CKelLanSeekConfigSettings& settings, ConfigReport& report);
 
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck

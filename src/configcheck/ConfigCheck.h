@@ -6,7 +6,7 @@
 
 #include "platform/NetworkAddresses.h"
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 
 /// One thing to say of a configuration file.
 struct ConfigRemark {
@@ -37,4 +37,4 @@ ConfigReport CheckConfiguration(const std::wstring& directory,
 /// is written) or cannot be written.
 bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& error);
 
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck

@@ -1,4 +1,4 @@
-#include "config/StaticFileCheck.h"
+#include "configcheck/StaticFileCheck.h"
 
 #include <memory>
 #include <unordered_map>
@@ -7,16 +7,17 @@
 #include "config/ControllerIdParser.h"
 #include "config/IdentityElements.h"
 #include "config/Number.h"
-#include "config/Remarks.h"
 #include "config/StaticControllers.h"
+#include "configcheck/Remarks.h"
+#include "diagnostics/NoDebugOutput.h"
 #include "platform/FilePath.h"
 #include "platform/Ipv4.h"
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 namespace {
 
 using Node = std::unique_ptr<platform::XmlNode>;
-using Verdict = StaticControllerCheck::Verdict;
+using Verdict = config::StaticControllerCheck::Verdict;
 
 constexpr std::wstring_view kRoot = L"ControllerIdentities";
 constexpr std::wstring_view kEntry = L"ControllerIdentity";
@@ -32,14 +33,14 @@ class StaticFileCheck {
  public:
   StaticFileCheck(bool completeInfoMode, Remarks& remarks)
       : completeInfoMode_(completeInfoMode), check_(completeInfoMode), remarks_(remarks) {
-    for (const IdentityElement& each : IdentityElements()) known_.push_back({each.name});
+    for (const config::IdentityElement& each : config::IdentityElements()) known_.push_back({each.name});
   }
 
   void Run() {
     if (platform::KindOfPath(remarks_.File()) == platform::PathKind::Nothing) {
       return remarks_.Taken(0, L"There is no such file; there are no static controllers.");
     }
-    NoDebugOutput silence;
+    diagnostics::NoDebugOutput silence;
     CControllerIdParser parser(silence);
     const HRESULT opened = parser.Init(remarks_.File());
     if (!CheckOpened(parser.File(), opened, remarks_)) return;
@@ -71,7 +72,7 @@ class StaticFileCheck {
     CheckChildren(node, kEntry, known_, {}, remarks_);
     std::wstring text;
     bool clean = true;
-    for (const IdentityElement& each : IdentityElements()) {
+    for (const config::IdentityElement& each : config::IdentityElements()) {
       const Node element = Child(node, each.name);
       if (!element || element->Text(text) != S_OK) continue;
       const std::wstring problem = ElementProblem(each, text);
@@ -89,7 +90,7 @@ class StaticFileCheck {
     if (clean) remarks_.Taken(node.Line(), Title(controller) + L" is taken.");
   }
 
-  static std::wstring ElementProblem(const IdentityElement& element, const std::wstring& text) {
+  static std::wstring ElementProblem(const config::IdentityElement& element, const std::wstring& text) {
     const std::wstring name = element.name;
     if (element.level != nullptr) {
       if (text == L"BootLevel" || text == L"SystemLevel") return {};
@@ -99,7 +100,7 @@ class StaticFileCheck {
     if (element.number == nullptr) return {};
     std::wstring problem = NumberProblem(name, text);
     if (!problem.empty()) return problem;
-    const std::int32_t number = ToNumber(text);
+    const std::int32_t number = config::ToNumber(text);
     if (number < 0) return name + L" is negative.";
     const bool port = element.number == &CtrlInfo::commPortNumber;
     if (port && static_cast<std::uint32_t>(number) > kMaxPort)
@@ -109,8 +110,8 @@ class StaticFileCheck {
 
   /// False when some of the version numbers are given, but not so that they count.
   bool CheckVersion(platform::XmlNode& node, const CtrlInfo& controller) {
-    if (VersionKnown(controller)) return true;
-    for (const IdentityElement& each : IdentityElements()) {
+    if (config::VersionKnown(controller)) return true;
+    for (const config::IdentityElement& each : config::IdentityElements()) {
       const bool version = each.number != nullptr && each.number != &CtrlInfo::commPortNumber;
       if (!version || !Child(node, each.name)) continue;
       remarks_.Finding(
@@ -141,7 +142,8 @@ class StaticFileCheck {
     return problem.empty() && reachable && isFirst;
   }
 
-  std::wstring Rejection(const StaticControllerCheck::Decision& decision, const CtrlInfo& controller) const {
+  std::wstring Rejection(const config::StaticControllerCheck::Decision& decision,
+                         const CtrlInfo& controller) const {
     const std::wstring dropped = Title(controller) + L" is dropped: ";
     const auto earlier = [&] {
       return L"the controller of line " + std::to_wstring(acceptedLines_[decision.conflicting]);
@@ -165,7 +167,7 @@ class StaticFileCheck {
   }
 
   bool completeInfoMode_;
-  StaticControllerCheck check_;
+  config::StaticControllerCheck check_;
   Remarks& remarks_;
   std::vector<KnownElement> known_;
   std::vector<std::size_t> acceptedLines_;
@@ -180,4 +182,4 @@ void CheckStaticFile(const std::wstring& file, const CKelLanSeekConfigSettings& 
   StaticFileCheck(settings.CompleteInfoMode(), remarks).Run();
 }
 
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck

@@ -1,12 +1,12 @@
-#include "config/ConfigCheck.h"
+#include "configcheck/ConfigCheck.h"
 
 #include "config/Configuration.h"
-#include "config/Remarks.h"
-#include "config/ScanFileCheck.h"
-#include "config/StaticFileCheck.h"
+#include "configcheck/Remarks.h"
+#include "configcheck/ScanFileCheck.h"
+#include "configcheck/StaticFileCheck.h"
 #include "platform/FilePath.h"
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 
 ConfigReport CheckConfiguration(const std::wstring& directory,
                                 const std::vector<platform::AddressRow>& host) {
@@ -19,9 +19,9 @@ ConfigReport CheckConfiguration(const std::wstring& directory,
     return report;
   }
   CKelLanSeekConfigSettings settings;
-  CheckScanFile(ScanConfigurationFile(directory), host, settings, report);
-  CheckStaticFile(StaticControllerFile(directory), settings, report);
+  CheckScanFile(config::ScanConfigurationFile(directory), host, settings, report);
+  CheckStaticFile(config::StaticControllerFile(directory), settings, report);
   return report;
 }
 
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck

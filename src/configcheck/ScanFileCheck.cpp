@@ -1,4 +1,4 @@
-#include "config/ScanFileCheck.h"
+#include "configcheck/ScanFileCheck.h"
 
 #include <algorithm>
 #include <array>
@@ -10,11 +10,12 @@
 #include "config/CommunicationElements.h"
 #include "config/LanSeekConfigParser.h"
 #include "config/Number.h"
-#include "config/Remarks.h"
+#include "configcheck/Remarks.h"
+#include "diagnostics/NoDebugOutput.h"
 #include "platform/FilePath.h"
 #include "platform/Ipv4.h"
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 namespace {
 
 using Node = std::unique_ptr<platform::XmlNode>;
@@ -32,19 +33,20 @@ std::wstring NoTimer(const std::wstring& name) {
 }
 
 /// What becomes of a number outside the range that makes sense.
-std::wstring RangeProblem(const NumericElement& element, std::int32_t number) {
+std::wstring RangeProblem(const config::NumericElement& element, std::int32_t number) {
   if (number >= element.least && number <= element.most) return {};
   const std::wstring name = element.name;
   switch (element.kind) {
-    case NumericElement::Kind::Flag: return name + L" counts as 1, as every number but 0 does; write 1.";
-    case NumericElement::Kind::Port:
+    case config::NumericElement::Kind::Flag:
+      return name + L" counts as 1, as every number but 0 does; write 1.";
+    case config::NumericElement::Kind::Port:
       return name + L" is " + Number(number) + L", which no port has; sockets take its low 16 bits, " +
              Number(CKelLanSeekConfigSettings::Port(number)) + L".";
-    case NumericElement::Kind::Count:
+    case config::NumericElement::Kind::Count:
       if (number < 0)
         return name + L" is negative, so silent controllers are asked without end and never lost.";
       break;
-    case NumericElement::Kind::Seconds:
+    case config::NumericElement::Kind::Seconds:
       if (number >= element.least) break;
       if (number < 0) return name + NoTimer(name);
       if (name.ends_with(L"Interval")) return name + L" works as 1 second, the shortest interval there is.";
@@ -64,7 +66,7 @@ class ScanFileCheck {
     if (platform::KindOfPath(remarks_.File()) == platform::PathKind::Nothing) {
       return remarks_.Taken(0, L"There is no such file; every setting has its default.");
     }
-    NoDebugOutput silence;
+    diagnostics::NoDebugOutput silence;
     CLanSeekConfigParser parser(silence);
     const HRESULT opened = parser.Init(remarks_.File());
     if (!CheckOpened(parser.File(), opened, remarks_)) return;
@@ -80,13 +82,13 @@ class ScanFileCheck {
 
  private:
   void CheckRoot(platform::XmlNode& root) {
-    const NumericElement& detect = DetectInterfaceChangesElement();
+    const config::NumericElement& detect = config::DetectInterfaceChangesElement();
     std::vector<KnownElement> communication;
     std::vector<std::wstring_view> deeper = {L"SubNet", L"IPNumber", L"SubNetMask"};
     std::vector<std::wstring_view> higher = {
         L"FakeRemoteVCAs", L"ExcludeInterfaces", L"UseInterfaces", detect.name,
         L"SubNet",         L"IPNumber",          L"SubNetMask"};
-    for (const NumericElement& each : CommunicationElements()) {
+    for (const config::NumericElement& each : config::CommunicationElements()) {
       communication.push_back({each.name});
       deeper.push_back(each.name);
     }
@@ -100,7 +102,8 @@ class ScanFileCheck {
     CheckFakeRemoteVCAs(root);
     if (const Node container = Child(root, L"CommunicationSettings")) {
       CheckChildren(*container, L"CommunicationSettings", communication, higher, remarks_);
-      for (const NumericElement& each : CommunicationElements()) CheckNumber(*container, each);
+      for (const config::NumericElement& each : config::CommunicationElements())
+        CheckNumber(*container, each);
       CheckTogether(container->Line());
     }
     CheckInterfaces(root);
@@ -120,19 +123,19 @@ class ScanFileCheck {
                                           L" and is ignored: only exactly \"RC\" and \"VC\" have a meaning.");
   }
 
-  void CheckNumber(platform::XmlNode& parent, const NumericElement& element) {
+  void CheckNumber(platform::XmlNode& parent, const config::NumericElement& element) {
     const Node node = Child(parent, element.name);
     std::wstring text;
     if (!node || node->Text(text) != S_OK) return;
     std::wstring problem = NumberProblem(element.name, text);
-    const std::wstring range = RangeProblem(element, ToNumber(text));
-    if (!problem.empty() && element.kind == NumericElement::Kind::Flag) {
-      problem += ToNumber(text) == 0 ? L" This switches it off; only numbers switch a flag on." : L"";
+    const std::wstring range = RangeProblem(element, config::ToNumber(text));
+    if (!problem.empty() && element.kind == config::NumericElement::Kind::Flag) {
+      problem += config::ToNumber(text) == 0 ? L" This switches it off; only numbers switch a flag on." : L"";
     }
     if (!problem.empty() && !range.empty()) problem += L" ";
     problem += range;
     if (!problem.empty()) return remarks_.Finding(node->Line(), problem);
-    remarks_.Taken(node->Line(), element.name + (L" is " + Number(ToNumber(text))) + L".");
+    remarks_.Taken(node->Line(), element.name + (L" is " + Number(config::ToNumber(text))) + L".");
   }
 
   static bool LongerThan(std::int32_t timeout, std::int32_t interval) {
@@ -267,4 +270,4 @@ void CheckScanFile(const std::wstring& file, const std::vector<platform::Address
   ScanFileCheck(host, settings, remarks).Run();
 }
 
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck

@@ -1,10 +1,10 @@
-#include "config/NearName.h"
+#include "configcheck/NearName.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <vector>
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 namespace {
 
 constexpr std::size_t kLongestName = 64;
@@ -47,4 +47,4 @@ std::wstring_view NearName(std::wstring_view name, std::span<const std::wstring_
   return nearest;
 }
 
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck

@@ -1,14 +1,14 @@
-#include "config/DefaultConfiguration.h"
+#include "configcheck/DefaultConfiguration.h"
 
 #include <utility>
 
 #include "config/CommunicationElements.h"
-#include "config/ConfigCheck.h"
 #include "config/Configuration.h"
+#include "configcheck/ConfigCheck.h"
 #include "platform/CodePage.h"
 #include "platform/FilePath.h"
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 namespace {
 
 constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
@@ -16,7 +16,7 @@ constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-
 /// Names and comments are plain ASCII.
 std::string Narrow(const wchar_t* text) { return platform::ToNarrow(text); }
 
-void AppendElement(std::string& text, const char* indent, const NumericElement& element) {
+void AppendElement(std::string& text, const char* indent, const config::NumericElement& element) {
   const CKelLanSeekConfigSettings defaults;
   const std::string name = Narrow(element.name);
   text.append(indent).append("<!-- ").append(Narrow(element.meaning)).append(" -->\n");
@@ -36,7 +36,8 @@ std::string DefaultScanConfiguration() {
       "  <!-- What older clients are told that a remote virtual controller is: RC (a real one) or VC. -->\n"
       "  <FakeRemoteVCAs>VC</FakeRemoteVCAs>\n"
       "  <CommunicationSettings>\n";
-  for (const NumericElement& each : CommunicationElements()) AppendElement(text, "    ", each);
+  for (const config::NumericElement& each : config::CommunicationElements())
+    AppendElement(text, "    ", each);
   text +=
       "  </CommunicationSettings>\n"
       "  <!-- Which network interfaces take part in broadcast discovery; without this, all do. With "
@@ -51,7 +52,7 @@ std::string DefaultScanConfiguration() {
       "    </SubNet>\n"
       "  </UseInterfaces>\n"
       "  -->\n";
-  AppendElement(text, "  ", DetectInterfaceChangesElement());
+  AppendElement(text, "  ", config::DetectInterfaceChangesElement());
   return text + "</KelLanSeekConfigurations>\n";
 }
 
@@ -86,8 +87,8 @@ std::string DefaultStaticControllers() {
 
 bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& error) {
   const std::pair<std::wstring, std::string> files[] = {
-      {ScanConfigurationFile(directory), DefaultScanConfiguration()},
-      {StaticControllerFile(directory), DefaultStaticControllers()}};
+      {config::ScanConfigurationFile(directory), DefaultScanConfiguration()},
+      {config::StaticControllerFile(directory), DefaultStaticControllers()}};
   for (const auto& [path, content] : files) {
     if (platform::KindOfPath(path) == platform::PathKind::Nothing) continue;
     error = path + L" is already there; nothing was written.";
@@ -107,4 +108,4 @@ bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& erro
   return true;
 }
 
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck

@@ -2,13 +2,13 @@
 
 #include <string>
 
-#include "config/ConfigCheck.h"
 #include "config/Settings.h"
+#include "configcheck/ConfigCheck.h"
 
-namespace kellanseek::config {
+namespace kellanseek::configcheck {
 
 /// Reports on the static controller file as a component with those settings would take it.
 void CheckStaticFile(const std::wstring& file, const CKelLanSeekConfigSettings& settings,
                      ConfigReport& report);
 
-}  // namespace kellanseek::config
+}  // namespace kellanseek::configcheck
