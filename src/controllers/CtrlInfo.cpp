@@ -20,26 +20,15 @@ bool TakeValue(T& stored, const T& newer) {
 
 }  // namespace
 
-void CtrlInfo::Reset() {
-  for (auto* text :
-       {&ctrlName, &ctrlAddress, &systemName, &releasePath, &systemID, &ctrlID, &macAddress, &hostName}) {
+void CtrlInfo::ResetHeard() {
+  for (auto* text : {&ctrlName, &ctrlAddress, &systemName, &releasePath, &systemID, &ctrlID, &macAddress})
     text->clear();
-  }
-  lanSeekID = 0;
   ctrlType = RC;
-  remotePublication = RemoteVCPublication_False;
   versionMajor = versionMinor = versionRevision = kelAPICompatibilityRevision = kVersionUnknown;
   commPortNumber = 0;
   ctrlLevel = SystemLevel;
-  ctrlStatus = CtrlUnavailable;
-  identificationType = StaticCtrlDefinition;
   heardOnInterface = kNone;
   heardOnAddress = 0;
-  published = false;
-  vcProcessID = 0;
-  vcProcessStart = 0;
-  vcInterface.Reset();
-  schedule_.Idle();
 }
 
 bool CtrlState::UpdateFrom(const CtrlState& newer) {

@@ -56,8 +56,9 @@ struct CtrlInfo : CtrlState {
   std::uint32_t lanSeekID = 0;
   LanSeekCtrlIdentificationType identificationType = StaticCtrlDefinition;
 
-  /// Everything back to the values above. Texts keep their capacity.
-  void Reset();
+  /// What a message says, and where it was heard, back to the values above, for the next message. Texts keep
+  /// their capacity.
+  void ResetHeard();
 
   bool Dynamic() const { return identificationType == DynamicCtrlDefinition; }
 

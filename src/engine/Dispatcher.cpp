@@ -35,7 +35,7 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
                                protocol::AddressText* sourceAddress, const MessageOrigin& origin,
                                Scratch& scratch) {
   CtrlInfo& pattern = scratch.pattern;
-  pattern.Reset();
+  pattern.ResetHeard();
   protocol::MessageReader::Message message{0, pattern, sourceAddress, {}, false};
   if (!reader_.ParseMessage(text.substr(0, length), length, message)) return;
 

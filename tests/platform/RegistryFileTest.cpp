@@ -224,6 +224,8 @@ TEST_F(RegistryFileTest, WhatAUserTakesBackLeavesWhatTheMachineHas) {
       {"part of the machine's", "[C]\nx=2\nY=3\n", "[c]\ny=3\n", S_FALSE, nullptr},
       {"a comment", "[A\\B]\nn=1\n", "# mine\n[A\\B]\nn=2\n", S_OK, "# mine\n\n[A\\B]\nn=1\n"},
       {"a value that no longer counts", "[C]\nx=2\n", "[C]\nx=1\nx=2\n", S_FALSE, nullptr},
+      {"byte order marks", "\xEF\xBB\xBF[A\\B]\nn=1\n", "\xEF\xBB\xBF[A\\B]\nn=2\n[C]\nx=2\n", S_OK,
+       "\xEF\xBB\xBF[C]\nx=2\n\n[A\\B]\nn=1\n"},
       {"no store of the machine's", nullptr, "[A\\B]\nn=2\n", S_OK, nullptr},
   };
   for (const Case& c : cases) {

@@ -18,7 +18,7 @@ using protocol::MessageReader;
 class MessageReaderTest : public ::testing::Test {
  protected:
   bool Parse(std::string_view text, std::size_t length) {
-    pattern.Reset();
+    pattern.ResetHeard();
     ownAddress.Assign("10.1.1.1");
     MessageReader::Message message{0, pattern, &ownAddress, {}, false};
     const bool taken = reader.ParseMessage(text, length, message);
@@ -142,7 +142,7 @@ TEST_F(MessageReaderTest, AddressesLongerThanCanBeGenuineDropTheDatagram) {
   EXPECT_FALSE(Parse(WithFields("1:x;a:12345678901234567890;")));
   EXPECT_FALSE(Parse(WithFields("1:x;e:12345678901234567890;")));
 
-  pattern.Reset();
+  pattern.ResetHeard();
   MessageReader::Message forwarded{0, pattern, nullptr, {}, false};
   const std::string text = WithFields("e:12345678901234567890;1:kept;");
   EXPECT_TRUE(reader.ParseMessage(text, text.size(), forwarded));

@@ -104,11 +104,9 @@ class CodePage {
       if (wide.front() != kReplacement) narrow_.emplace_back(wide.front(), narrow);
     }
     std::sort(narrow_.begin(), narrow_.end());
-    const auto defined = [this](std::size_t byte) { return wide_[byte] != kReplacement; };
-    std::size_t undefined = 0;
-    for (std::size_t byte = 0; byte < wide_.size(); ++byte) undefined += defined(byte) ? 0 : 1;
     // A single-byte charset leaves a few bytes undefined; a multi-byte one all its lead bytes.
-    constexpr std::size_t kMostUndefined = 48;
+    constexpr std::ptrdiff_t kMostUndefined = 48;
+    const auto undefined = std::count(wide_.begin(), wide_.end(), kReplacement);
     return undefined <= kMostUndefined;
   }
 

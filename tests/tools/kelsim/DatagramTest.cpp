@@ -21,7 +21,7 @@ using protocol::MessageReader;
 /// Reads with the component's own reader.
 struct Taken {
   explicit Taken(const std::string& datagram) {
-    pattern.Reset();
+    pattern.ResetHeard();
     test::FakeDebugOutput traces;
     const MessageReader reader{diagnostics::Tracer(traces, L"test")};
     MessageReader::Message message{0, pattern, &address, {}, false};
