@@ -93,7 +93,6 @@ void CEventItemsWorker::Stop() {
   } else {
     thread_.Join();
   }
-  run_.reset();
 }
 
 void CEventItemsWorker::HandleEventLoop(CEventItemsDB& database, const diagnostics::Tracer& trace, Run& run) {
