@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -223,19 +224,19 @@ CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
   if (contents_.timers.capacity() <= contents_.records.size())
     contents_.timers.reserve(2 * contents_.records.size() + 1);
   Node node{std::move(record)};
-  bool inserted = false;
+  // The container takes all its memory before it moves a node, and moves none whose id is taken.
+  // NOLINTNEXTLINE(bugprone-use-after-move): the record is assigned anew.
+  const auto giveBack = [&] { record = std::move(node.info); };
   Record added;
   try {
-    // Takes all its memory before it moves the node.
     const auto [position, isNew] = contents_.records.get<InOrder>().push_back(std::move(node));
-    inserted = isNew;
-    if (inserted) added = Contents::Named(*position);
+    if (isNew) added = Contents::Named(*position);
   } catch (...) {
-    record = std::move(node.info);
+    giveBack();
     throw;
   }
-  if (!inserted) {
-    record = std::move(node.info);
+  if (!added) {
+    giveBack();
     return {};
   }
   contents_.sharedKeys += shared;

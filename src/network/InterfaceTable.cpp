@@ -75,6 +75,7 @@ std::vector<InterfaceEntry> InterfaceTable::SetupLanseekInterfaces() const {
 
 void InterfaceTable::Replace(std::vector<InterfaceEntry> entries) {
   std::vector<Key> usable;
+  usable.reserve(entries.size());
   for (const InterfaceEntry& entry : entries) usable.push_back(KeyOf(entry.address, entry.mask));
   std::sort(usable.begin(), usable.end());
   entries_ = std::move(entries);

@@ -118,7 +118,7 @@ class TraceFile {
     return Reopen();
   }
 
-  static constexpr off_t kMaxFileBytes = 10 * 1024 * 1024;
+  static constexpr off_t kMaxFileBytes = off_t{10} * 1024 * 1024;
 
   std::string path_;
   Descriptor descriptor_;
