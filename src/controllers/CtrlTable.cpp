@@ -121,6 +121,8 @@ struct CtrlTable::Contents {
   const std::size_t maxDynamicRecords;
   std::size_t dynamicRecords = 0;
   std::vector<KelComPtr<IUnknown>> toRelease;
+  Record prepared;  ///< For removal, until the table changes.
+  std::size_t keysSharedByPrepared = 0;
   /// Ids of all records that have a timer; in between some whose timer, or record, has gone.
   std::vector<std::uint32_t> timers;
 };
@@ -206,6 +208,7 @@ bool CtrlTable::Access::HasRoomForDynamic() const {
 }
 
 void CtrlTable::Access::SetIdentity(Record record, std::wstring systemID, std::wstring macAddress) {
+  contents_.prepared = {};
   contents_.sharedKeys -= contents_.KeysHeld(*record, 1);
   contents_.records.get<InOrder>().modify(contents_.At(record), [&](Node& node) {
     node.info.systemID.swap(systemID);
@@ -239,6 +242,7 @@ CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
     giveBack();
     return {};
   }
+  contents_.prepared = {};
   contents_.sharedKeys += shared;
   if (added->Dynamic()) ++contents_.dynamicRecords;
   added.info_->hasTimerEntry_ = false;
@@ -248,13 +252,18 @@ CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
 
 void CtrlTable::Access::PrepareRemoval(Record record) {
   if (record->vcInterface) contents_.toRelease.reserve(contents_.toRelease.size() + 1);
+  // Looking a text up takes memory on systems whose locales make keys for comparing.
+  contents_.keysSharedByPrepared = contents_.KeysHeld(*record, 1);
+  contents_.prepared = record;
 }
 
 void CtrlTable::Access::Remove(Record record) {
+  if (!(contents_.prepared == record)) PrepareRemoval(record);
   CtrlInfo& leaving = *record.info_;
   if (leaving.vcInterface) contents_.toRelease.push_back(std::move(leaving.vcInterface));
-  contents_.sharedKeys -= contents_.KeysHeld(leaving, 1);
+  contents_.sharedKeys -= contents_.keysSharedByPrepared;
   if (leaving.Dynamic()) --contents_.dynamicRecords;
+  contents_.prepared = {};
   contents_.records.get<InOrder>().erase(contents_.At(record));
 }
 

@@ -130,8 +130,7 @@ class CtrlTable::Access {
   Record Add(CtrlInfo& record);
   /// Sees to it that Remove() of this record does not throw. Throws std::bad_alloc.
   void PrepareRemoval(Record record);
-  /// Removes a record. Throws std::bad_alloc, with the table unchanged, when the record holds a virtual
-  /// controller's object and was not prepared.
+  /// Removes a record. Throws std::bad_alloc, with the table unchanged, when it was not prepared.
   void Remove(Record record);
 
  private:
