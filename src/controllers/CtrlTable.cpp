@@ -121,8 +121,6 @@ struct CtrlTable::Contents {
   const std::size_t maxDynamicRecords;
   std::size_t dynamicRecords = 0;
   std::vector<KelComPtr<IUnknown>> toRelease;
-  Record prepared;  ///< For removal, until the table changes.
-  std::size_t keysSharedByPrepared = 0;
   /// Ids of all records that have a timer; in between some whose timer, or record, has gone.
   std::vector<std::uint32_t> timers;
 };
@@ -208,7 +206,6 @@ bool CtrlTable::Access::HasRoomForDynamic() const {
 }
 
 void CtrlTable::Access::SetIdentity(Record record, std::wstring systemID, std::wstring macAddress) {
-  contents_.prepared = {};
   contents_.sharedKeys -= contents_.KeysHeld(*record, 1);
   contents_.records.get<InOrder>().modify(contents_.At(record), [&](Node& node) {
     node.info.systemID.swap(systemID);
@@ -242,7 +239,6 @@ CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
     giveBack();
     return {};
   }
-  contents_.prepared = {};
   contents_.sharedKeys += shared;
   if (added->Dynamic()) ++contents_.dynamicRecords;
   added.info_->hasTimerEntry_ = false;
@@ -250,21 +246,18 @@ CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
   return added;
 }
 
-void CtrlTable::Access::PrepareRemoval(Record record) {
+CtrlTable::Removal CtrlTable::Access::PrepareRemoval(Record record) {
   if (record->vcInterface) contents_.toRelease.reserve(contents_.toRelease.size() + 1);
   // Looking a text up takes memory on systems whose locales make keys for comparing.
-  contents_.keysSharedByPrepared = contents_.KeysHeld(*record, 1);
-  contents_.prepared = record;
+  return {record, contents_.KeysHeld(*record, 1)};
 }
 
-void CtrlTable::Access::Remove(Record record) {
-  if (!(contents_.prepared == record)) PrepareRemoval(record);
-  CtrlInfo& leaving = *record.info_;
+void CtrlTable::Access::Remove(const Removal& removal) {
+  CtrlInfo& leaving = *removal.record.info_;
   if (leaving.vcInterface) contents_.toRelease.push_back(std::move(leaving.vcInterface));
-  contents_.sharedKeys -= contents_.keysSharedByPrepared;
+  contents_.sharedKeys -= removal.sharedKeys;
   if (leaving.Dynamic()) --contents_.dynamicRecords;
-  contents_.prepared = {};
-  contents_.records.get<InOrder>().erase(contents_.At(record));
+  contents_.records.get<InOrder>().erase(contents_.At(removal.record));
 }
 
 void CtrlTable::Access::NoteTimer(CtrlInfo& record) {

@@ -28,6 +28,7 @@ class CtrlTable {
  public:
   class Access;
   class Record;
+  struct Removal;
   class ScheduleChange;
   class TimerPass;
   using Records = boost::container::small_vector<Record, 8>;
@@ -71,6 +72,12 @@ class CtrlTable::Record {
 
   const Node* node_ = nullptr;
   CtrlInfo* info_ = nullptr;
+};
+
+/// A removal that is prepared.
+struct CtrlTable::Removal {
+  Record record;
+  std::size_t sharedKeys = 0;  ///< How many of its keys other records share.
 };
 
 /// The table lock, and the only way to the records: whoever needs the table locked takes an Access&.
@@ -128,10 +135,13 @@ class CtrlTable::Access {
   /// id is taken. Throws std::bad_alloc. Table and `record` are then unchanged; a record that holds a virtual
   /// controller's object must outlive the Access, since it may be the one to release it.
   Record Add(CtrlInfo& record);
-  /// Sees to it that Remove() of this record does not throw. Throws std::bad_alloc.
-  void PrepareRemoval(Record record);
-  /// Removes a record. Throws std::bad_alloc, with the table unchanged, when it was not prepared.
-  void Remove(Record record);
+  /// Does all of a removal that can fail, for those who tell of it before it happens. Good until the table
+  /// is changed. Throws std::bad_alloc.
+  Removal PrepareRemoval(Record record);
+  /// Removes the record. Never throws.
+  void Remove(const Removal& removal);
+  /// Both at once. Throws std::bad_alloc, with the table unchanged.
+  void Remove(Record record) { Remove(PrepareRemoval(record)); }
 
  private:
   friend class ScheduleChange;

@@ -37,14 +37,15 @@ void CtrlLifecycle::RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record
                                      LanSeekEventReason reason, bool keep) {
   const bool leaves = record->Dynamic() && !keep;
   // Nothing after this can fail; a removal that was told in part would be told again.
-  if (leaves) table.PrepareRemoval(record);
+  CtrlTable::Removal removal;
+  if (leaves) removal = table.PrepareRemoval(record);
   hostNames_.Forget(record->lanSeekID);
   if (record->remotePublication != RemoteVCPublication_False && record->published)
     TellDaemonOfRemoval(*record, reason);
   if (record->published && record->Available()) {
     events_.QueueEvent(record->lanSeekID, record->Dynamic() ? CtrlRemoved : CtrlUnavailable, reason);
   }
-  if (leaves) return table.Remove(record);
+  if (leaves) return table.Remove(removal);
   CtrlState& state = table.Change(record);
   state.published = false;
   if (record->Dynamic()) return;
