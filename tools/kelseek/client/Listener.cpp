@@ -1,9 +1,9 @@
 #include "client/Listener.h"
 
-#include <atomic>
 #include <exception>
 #include <utility>
 
+#include "client/CountedObject.h"
 #include "client/EventHistory.h"
 #include "platform/Clock.h"
 #include "platform/Mutex.h"
@@ -11,10 +11,13 @@
 namespace kellanseek::tools {
 
 /// The component may still hold and call it for a moment after the subscription has ended.
-class Listener::Sink final : public IKelObjectEvents {
+class Listener::Sink final : public CountedObject<IKelObjectEvents> {
  public:
   Sink(const Component& component, Handler handler)
-      : seek_(&component.Seek()), identity_(&component.Identity()), handler_(std::move(handler)) {}
+      : CountedObject(IID_IKelObjectEvents),
+        seek_(&component.Seek()),
+        identity_(&component.Identity()),
+        handler_(std::move(handler)) {}
 
   void TellListed(const Component& component) EXCLUDES(mutex_) {
     const platform::MutexLock lock(mutex_);
@@ -38,23 +41,7 @@ class Listener::Sink final : public IKelObjectEvents {
     }
   }
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
-    const bool known = iid == IID_IKelObjectEvents || iid == *KelInterfaceId<IUnknown>;
-    *object = known ? this : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
-
  private:
-  ~Sink() = default;
-
   HRESULT Take(KelObjectEvent& event) REQUIRES(mutex_) {
     ULONG id = 0;
     KelCtrlAvailability availability = CtrlRemoved;
@@ -78,7 +65,6 @@ class Listener::Sink final : public IKelObjectEvents {
   platform::Mutex mutex_;
   Handler handler_ GUARDED_BY(mutex_);
   EventHistory history_ GUARDED_BY(mutex_);
-  std::atomic<ULONG> references_{1};
 };
 
 Listener::Listener(const Component& component, KelComPtr<Sink> sink)

@@ -1,11 +1,11 @@
 #include "commands/VcCommand.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cwchar>
 #include <string_view>
 
 #include "client/Component.h"
+#include "client/CountedObject.h"
 #include "client/Text.h"
 #include "commands/Command.h"
 #include "output/Output.h"
@@ -15,25 +15,9 @@ namespace kellanseek::tools {
 namespace {
 
 /// The object that a virtual controller shows to clients in its process: it only says that it is one.
-class ControllerObject final : public IUnknown {
+class ControllerObject final : public CountedObject<IUnknown> {
  public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    if (object == nullptr) return E_POINTER;
-    const bool known = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_KelVirtualController);
-    *object = known ? this : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
-
- private:
-  ~ControllerObject() = default;
-  std::atomic<ULONG> references_{1};
+  ControllerObject() : CountedObject(IID_KelVirtualController) {}
 };
 
 void AppendField(std::wstring& fields, const wchar_t* tag, const std::string& text) {
