@@ -9,21 +9,22 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 # Every floor with the floors it may include. <kellanseek/...> is open to all.
 BELOW = {
-    "platform": set(),
-    "diagnostics": {"platform"},
-    "controllers": {"platform"},
-    "config": {"platform", "diagnostics", "controllers"},
-    "configcheck": {"platform", "diagnostics", "controllers", "config"},
-    "protocol": {"platform", "diagnostics", "controllers"},
-    "events": {"platform", "diagnostics", "controllers"},
-    "network": {"platform", "diagnostics", "controllers", "config", "protocol", "events"},
-    "daemon": {"platform", "diagnostics", "controllers", "config", "protocol", "events", "network"},
-    "engine": {"platform", "diagnostics", "controllers", "config", "protocol", "events", "network", "daemon"},
+    "text": set(),
+    "platform": {"text"},
+    "diagnostics": {"text", "platform"},
+    "controllers": {"text", "platform"},
+    "config": {"text", "platform", "diagnostics", "controllers"},
+    "configcheck": {"text", "platform", "diagnostics", "controllers", "config"},
+    "protocol": {"text", "platform", "diagnostics", "controllers"},
+    "events": {"text", "platform", "diagnostics", "controllers"},
+    "network": {"text", "platform", "diagnostics", "controllers", "config", "protocol", "events"},
+    "daemon": {"text", "platform", "diagnostics", "controllers", "config", "protocol", "events", "network"},
+    "engine": {"text", "platform", "diagnostics", "controllers", "config", "protocol", "events", "network", "daemon"},
 }
 BELOW["component"] = set(BELOW) - {"configcheck"} | {"component"}
 
 # The tools are clients: the public headers, the platform, and for the configuration commands its parsers.
-TOOLS = {"platform", "config", "configcheck", "diagnostics"}
+TOOLS = {"text", "platform", "config", "configcheck", "diagnostics"}
 
 # The rooms of kelseek: what talks to the component, what people and programs are told, and the commands on both.
 ROOMS = {"client": set(), "output": {"client"}, "commands": {"client", "output"}}

@@ -1,6 +1,6 @@
 #include "config/IdentityElements.h"
 
-#include "config/Number.h"
+#include "text/Number.h"
 
 namespace kellanseek::config {
 namespace {
@@ -28,7 +28,7 @@ std::span<const IdentityElement> IdentityElements() { return kElements; }
 
 void Store(const IdentityElement& element, const std::wstring& text, CtrlInfo& record) {
   if (element.text != nullptr) record.*element.text = text;
-  if (element.number != nullptr) record.*element.number = static_cast<std::uint32_t>(ToNumber(text));
+  if (element.number != nullptr) record.*element.number = static_cast<std::uint32_t>(text::ToNumber(text));
   if (element.level != nullptr && text == L"BootLevel") record.*element.level = BootLevel;
 }
 

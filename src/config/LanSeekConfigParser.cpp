@@ -7,7 +7,7 @@
 
 #include "config/CommunicationElements.h"
 #include "config/ElementReader.h"
-#include "config/Number.h"
+#include "text/Number.h"
 
 namespace kellanseek {
 namespace {
@@ -77,7 +77,7 @@ HRESULT CLanSeekConfigParser::ReadCommunicationSettings(CKelLanSeekConfigSetting
   if (result != S_OK) return result;
   for (const config::NumericElement& element : config::CommunicationElements()) {
     result = reader.ChildText(*container, element.name, text);
-    if (result == S_OK) config::Store(element, config::ToNumber(text), settings);
+    if (result == S_OK) config::Store(element, text::ToNumber(text), settings);
   }
   return result;
 }
@@ -122,7 +122,7 @@ HRESULT CLanSeekConfigParser::ReadInterfaceSettings(std::vector<SubNetEntry>& su
   if (result != S_OK) return result;
   std::wstring text;
   result = element->Text(text);
-  if (result == S_OK) detectChanges = config::ToNumber(text) != 0 ? 1 : 0;
+  if (result == S_OK) detectChanges = text::ToNumber(text) != 0 ? 1 : 0;
   return result;
 }
 

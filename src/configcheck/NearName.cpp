@@ -4,14 +4,12 @@
 #include <cstddef>
 #include <vector>
 
+#include "text/Ascii.h"
+
 namespace kellanseek::configcheck {
 namespace {
 
 constexpr std::size_t kLongestName = 64;
-
-wchar_t Folded(wchar_t letter) {
-  return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a') : letter;
-}
 
 /// The slips between two texts: edit distance with swaps of neighbours.
 std::size_t Slips(std::wstring_view left, std::wstring_view right) {
@@ -20,7 +18,9 @@ std::size_t Slips(std::wstring_view left, std::wstring_view right) {
   for (std::size_t j = 0; j <= right.size(); ++j) slips[0][j] = j;
   for (std::size_t i = 1; i <= left.size(); ++i) {
     for (std::size_t j = 1; j <= right.size(); ++j) {
-      const auto same = [&](std::size_t l, std::size_t r) { return Folded(left[l]) == Folded(right[r]); };
+      const auto same = [&](std::size_t l, std::size_t r) {
+        return text::Folded(left[l]) == text::Folded(right[r]);
+      };
       std::size_t least = std::min(slips[i - 1][j], slips[i][j - 1]) + 1;
       least = std::min(least, slips[i - 1][j - 1] + (same(i - 1, j - 1) ? 0 : 1));
       if (i > 1 && j > 1 && same(i - 1, j - 2) && same(i - 2, j - 1)) {

@@ -5,9 +5,10 @@
 #include <set>
 #include <utility>
 
-#include "config/Number.h"
 #include "configcheck/NearName.h"
 #include "platform/Ipv4.h"
+#include "text/Ascii.h"
+#include "text/Number.h"
 
 namespace kellanseek::configcheck {
 namespace {
@@ -118,9 +119,9 @@ std::unique_ptr<platform::XmlNode> Child(platform::XmlNode& parent, std::wstring
 }
 
 std::wstring NumberProblem(std::wstring_view name, std::wstring_view text) {
-  if (config::IsNumber(text)) return {};
-  const std::wstring value = std::to_wstring(config::ToNumber(text));
-  if (config::Trimmed(text).empty()) return std::wstring(name) + L" is empty and reads as " + value + L".";
+  if (text::IsNumber(text)) return {};
+  const std::wstring value = std::to_wstring(text::ToNumber(text));
+  if (text::IsBlank(text)) return std::wstring(name) + L" is empty and reads as " + value + L".";
   return std::wstring(name) + L" is " + Quoted(text) +
          L", which is not a plain decimal number of 32 bits; it reads as " + value + L".";
 }

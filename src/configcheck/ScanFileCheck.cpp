@@ -9,11 +9,11 @@
 
 #include "config/CommunicationElements.h"
 #include "config/LanSeekConfigParser.h"
-#include "config/Number.h"
 #include "configcheck/Remarks.h"
 #include "diagnostics/NoDebugOutput.h"
 #include "platform/FilePath.h"
 #include "platform/Ipv4.h"
+#include "text/Number.h"
 
 namespace kellanseek::configcheck {
 namespace {
@@ -128,14 +128,14 @@ class ScanFileCheck {
     std::wstring text;
     if (!node || node->Text(text) != S_OK) return;
     std::wstring problem = NumberProblem(element.name, text);
-    const std::wstring range = RangeProblem(element, config::ToNumber(text));
+    const std::wstring range = RangeProblem(element, text::ToNumber(text));
     if (!problem.empty() && element.kind == config::NumericElement::Kind::Flag) {
-      problem += config::ToNumber(text) == 0 ? L" This switches it off; only numbers switch a flag on." : L"";
+      problem += text::ToNumber(text) == 0 ? L" This switches it off; only numbers switch a flag on." : L"";
     }
     if (!problem.empty() && !range.empty()) problem += L" ";
     problem += range;
     if (!problem.empty()) return remarks_.Finding(node->Line(), problem);
-    remarks_.Taken(node->Line(), element.name + (L" is " + Number(config::ToNumber(text))) + L".");
+    remarks_.Taken(node->Line(), element.name + (L" is " + Number(text::ToNumber(text))) + L".");
   }
 
   static bool LongerThan(std::int32_t timeout, std::int32_t interval) {

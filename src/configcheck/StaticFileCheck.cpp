@@ -6,12 +6,12 @@
 
 #include "config/ControllerIdParser.h"
 #include "config/IdentityElements.h"
-#include "config/Number.h"
 #include "config/StaticControllers.h"
 #include "configcheck/Remarks.h"
 #include "diagnostics/NoDebugOutput.h"
 #include "platform/FilePath.h"
 #include "platform/Ipv4.h"
+#include "text/Number.h"
 
 namespace kellanseek::configcheck {
 namespace {
@@ -100,7 +100,7 @@ class StaticFileCheck {
     if (element.number == nullptr) return {};
     std::wstring problem = NumberProblem(name, text);
     if (!problem.empty()) return problem;
-    const std::int32_t number = config::ToNumber(text);
+    const std::int32_t number = text::ToNumber(text);
     if (number < 0) return name + L" is negative.";
     const bool port = element.number == &CtrlInfo::commPortNumber;
     if (port && static_cast<std::uint32_t>(number) > kMaxPort)

@@ -4,11 +4,10 @@
 #include <random>
 
 #include "platform/CodePage.h"
+#include "text/Ascii.h"
 
 namespace kellanseek {
 namespace {
-
-wchar_t Fold(wchar_t c) { return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c; }
 
 std::uint64_t Mix(std::uint64_t hash, std::uint64_t value) {
   hash = (hash ^ value) * 0x9E3779B97F4A7C15ULL;
@@ -39,11 +38,13 @@ bool LocaleEquals::operator()(const std::wstring& left, const std::wstring& righ
   return platform::LocaleEqual(left, right);
 }
 
-std::size_t FoldedHash::operator()(std::wstring_view text) const { return Hash(text, seed, Fold); }
+std::size_t FoldedHash::operator()(std::wstring_view text) const {
+  return Hash(text, seed, text::Folded<wchar_t>);
+}
 
 bool FoldedEquals::operator()(std::wstring_view left, std::wstring_view right) const {
   return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](wchar_t a, wchar_t b) { return Fold(a) == Fold(b); });
+                    [](wchar_t a, wchar_t b) { return text::Folded(a) == text::Folded(b); });
 }
 
 std::uint64_t RandomSeed() {

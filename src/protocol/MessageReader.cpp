@@ -1,9 +1,8 @@
 #include "protocol/MessageReader.h"
 
-#include <algorithm>
-
 #include "platform/CodePage.h"
-#include "protocol/ScanNumber.h"
+#include "text/Ascii.h"
+#include "text/Number.h"
 
 namespace kellanseek::protocol {
 namespace {
@@ -19,18 +18,18 @@ bool NextPiece(std::string_view& text, std::string_view& piece) {
 bool ReadHeader(std::string_view text, std::uint32_t& claimedLength, std::uint32_t& type) {
   if (!text.starts_with(kMagic)) return false;
   text.remove_prefix(kMagic.size());
-  if (!ScanHexUntil(';', text, claimedLength)) return false;
-  return ScanHex(text, type);
+  if (!text::TakeHexUntil(';', text, claimedLength)) return false;
+  return text::TakeHex(text, type);
 }
 
 std::uint32_t Number(std::string_view value) {
   if (value.size() == 1 && value[0] >= '0' && value[0] <= '9')
     return static_cast<std::uint32_t>(value[0] - '0');
-  return static_cast<std::uint32_t>(ScanDecimal(value));
+  return static_cast<std::uint32_t>(text::ToNumber(value));
 }
 
 void TakeCtrlType(std::string_view value, CtrlInfo& pattern) {
-  const std::int32_t kind = ScanDecimal(value);
+  const std::int32_t kind = text::ToNumber(value);
   if (kind >= RC && kind <= RemoteVC) pattern.ctrlType = static_cast<KelCtrlType>(kind);
 }
 
@@ -62,8 +61,8 @@ std::uint32_t* NumberField(std::uint32_t tag, CtrlInfo& pattern) {
 bool MessageReader::TakeField(std::string_view piece, Message& message) {
   std::uint32_t tag = 0;
   std::string_view value = piece;
-  if (!ScanHexUntil(':', value, tag)) return true;
-  if (std::all_of(value.begin(), value.end(), IsSpace)) return true;
+  if (!text::TakeHexUntil(':', value, tag)) return true;
+  if (text::IsBlank(value)) return true;
 
   if (std::wstring* text = TextField(tag, message.pattern)) {
     platform::AssignWide(*text, value);
@@ -75,7 +74,7 @@ bool MessageReader::TakeField(std::string_view piece, Message& message) {
   } else if (tag == kTagOwnAddress && message.ownAddress != nullptr) {
     return message.ownAddress->Assign(value);
   } else if (tag == kTagCtrlLevel) {
-    message.pattern.ctrlLevel = ScanDecimal(value) == 1 ? BootLevel : SystemLevel;
+    message.pattern.ctrlLevel = text::ToNumber(value) == 1 ? BootLevel : SystemLevel;
   } else if (tag == kTagCtrlType) {
     TakeCtrlType(value, message.pattern);
   }

@@ -7,7 +7,6 @@
 #include <tuple>
 #include <vector>
 
-#include "config/Number.h"
 #include "controllers/PollSchedule.h"
 #include "platform/Ipv4.h"
 #include "tests/support/FakeDebugOutput.h"
@@ -19,23 +18,6 @@ constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 platform::Ipv4 Ip(const char* text) { return platform::ParseIpv4(std::string_view(text)); }
-
-TEST(SettingsTest, ConvertsNumbersAsTheStandardLibraryDoes) {
-  const auto expect = [](std::int32_t number, bool plain, const std::vector<std::wstring>& texts) {
-    for (const std::wstring& text : texts) {
-      EXPECT_EQ(config::ToNumber(text), number) << ::testing::PrintToString(text);
-      EXPECT_EQ(config::IsNumber(text), plain) << ::testing::PrintToString(text);
-    }
-  };
-  expect(42, true, {L"42", L" \t\r\n\v\f42", L"42 ", L"+42", L"042", std::wstring(36, L'0') + L"42"});
-  expect(-7, true, {L"-7"});
-  expect(0, false, {L"", L" ", L"-", L"+-7", L"- 7", L"0x1588", L"true", L"\u0661", L"\u00A07"});
-  expect(1, false, {L"1,000", L"1.9", L"1e3", L"1 and more"});
-  expect(kMax, true, {L"2147483647"});
-  expect(kMax, false, {L"2147483648", std::wstring(32, L'9')});
-  expect(kMin, true, {L"-2147483648"});
-  expect(kMin, false, {L"-2147483649", L"-" + std::wstring(32, L'9')});
-}
 
 TEST(SettingsTest, CountsTicksInWholeNumbersWithoutOverflow) {
   struct Case {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "text/Ascii.h"
 #include "tools/kelsim/Text.h"
 
 namespace kellanseek::kelsim {
@@ -43,16 +44,10 @@ std::invalid_argument Fault(const std::string& what) { return std::invalid_argum
 
 std::string Quoted(std::string_view word) { return std::string("\"").append(word).append("\""); }
 
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
-
 std::string TakeWord(std::string_view& rest) {
   const std::size_t end = std::min(rest.find_first_of(kBlanks), rest.size());
   std::string word(rest.substr(0, end));
-  rest = Trimmed(rest.substr(end));
+  rest = text::Trimmed(rest.substr(end), kBlanks);
   return word;
 }
 
@@ -104,7 +99,7 @@ void Script::AddText(const std::string& name, std::string_view text) {
 void Script::AddLine(const std::string& name, std::string_view line) { Take(name, line); }
 
 void Script::Take(const std::string& place, std::string_view line) {
-  line = Trimmed(line);
+  line = text::Trimmed(line, kBlanks);
   if (line.empty() || line.front() == '#') return;
   try {
     events_.push_back(ReadEvent(line));

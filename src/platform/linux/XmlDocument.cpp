@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "platform/linux/FileText.h"
+#include "text/Ascii.h"
 
 namespace kellanseek::platform {
 namespace {
@@ -25,6 +26,7 @@ using ParserContext = std::unique_ptr<xmlParserCtxt, FreedBy<xmlFreeParserCtxt>>
 using DocumentTree = std::unique_ptr<xmlDoc, FreedBy<xmlFreeDoc>>;
 
 constexpr int kDeepestElement = 256;
+constexpr std::string_view kXmlWhiteSpace = " \t\r\n";
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
 std::string_view Bytes(const xmlChar* text) {
@@ -89,13 +91,6 @@ bool StartsWithByteOrderMark(std::string_view bytes) {
   return bytes.starts_with(kUtf8Mark) || bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
 }
 
-std::string_view WithoutWhiteSpaceAtEnds(std::string_view text) {
-  constexpr std::string_view kXmlWhiteSpace = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kXmlWhiteSpace);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kXmlWhiteSpace) + 1 - first);
-}
-
 class LibxmlNode final : public XmlNode {
  public:
   explicit LibxmlNode(xmlNode* node) : node_(node) {}
@@ -125,7 +120,7 @@ class LibxmlNode final : public XmlNode {
     const std::unique_ptr<xmlChar, FreedBy<[](xmlChar* content) { xmlFree(content); }>> content(
         xmlNodeGetContent(node_));
     if (!content) return E_OUTOFMEMORY;
-    text = FromUtf8(WithoutWhiteSpaceAtEnds(Bytes(content.get())));
+    text = FromUtf8(text::Trimmed(Bytes(content.get()), kXmlWhiteSpace));
     return S_OK;
   }
 

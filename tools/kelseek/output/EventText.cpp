@@ -7,6 +7,7 @@
 
 #include "client/Text.h"
 #include "output/Output.h"
+#include "text/Ascii.h"
 
 namespace kellanseek::tools {
 namespace {
@@ -47,8 +48,6 @@ std::string Detail(const Event& event) {
   return detail;
 }
 
-std::string Trimmed(std::string line) { return line.erase(line.find_last_not_of(' ') + 1); }
-
 // Columns have two blanks between them even where a text is too long for its column.
 std::string Column(const std::string& text, std::size_t columns) { return Pad(text, columns - 2) + "  "; }
 
@@ -85,7 +84,8 @@ std::string EventLine(const Event& event, bool colours) {
                            Column(Printable(std::string_view(controller.address)), kAddressColumns) +
                            Column(Printable(std::string_view(controller.name)), kNameColumns) + Detail(event);
   return Paint(Column(time.substr(time.find('T') + 1), kTimeColumns), Colour::Faint, colours) +
-         Paint(Column(ReasonText(event), kReasonColumns), ColourOf(event), colours) + Trimmed(rest) + "\n";
+         Paint(Column(ReasonText(event), kReasonColumns), ColourOf(event), colours) +
+         std::string(text::TrimmedEnd(rest, " ")) + "\n";
 }
 
 std::string JsonText(const Event& event) {

@@ -9,6 +9,7 @@
 
 #include "client/Session.h"
 #include "client/Text.h"
+#include "text/Ascii.h"
 
 namespace kellanseek::tools {
 namespace {
@@ -61,8 +62,7 @@ std::string Table::Text(bool colours) const {
   for (const Row& row : rows_) {
     std::string line;
     for (std::size_t i = 0; i < widths.size(); ++i) line += Pad(row.cells[i], widths[i] + 2);
-    line.erase(line.find_last_not_of(' ') + 1);
-    text += Paint(line, row.colour, colours) + "\n";
+    text += Paint(text::TrimmedEnd(line, " "), row.colour, colours) + "\n";
   }
   return text;
 }

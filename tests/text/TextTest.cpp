@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "text/Ascii.h"
+#include "text/Number.h"
+
+namespace kellanseek::text {
+namespace {
+
+constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
+
+TEST(TextTest, DecimalNumbersScanAsInTheStandardLibrary) {
+  const std::string manyZeros(36, '0'), manyNines(32, '9');
+  struct Case {
+    std::int32_t number;
+    bool plain;
+    std::vector<std::string> texts;
+  };
+  const Case cases[] = {
+      {42, true, {"42", " \t\r\n\v\f42", "42 ", "+42", "042", manyZeros + "42"}},
+      {-7, true, {"-7"}},
+      {0,
+       false,
+       {"", " ", "-", "+-7", "- 7", "0x1588", "true",
+        "\x1F"
+        "7"}},
+      {1, false, {"1,000", "1.9", "1e3", "1 and more", "1:", "1/"}},
+      {kMax, true, {"2147483647"}},
+      {kMax, false, {"2147483648", manyNines}},
+      {kMin, true, {"-2147483648"}},
+      {kMin, false, {"-2147483649", "-" + manyNines}},
+  };
+  for (const auto& [number, plain, texts] : cases) {
+    for (const std::string& narrow : texts) {
+      const std::wstring wide(narrow.begin(), narrow.end());
+      EXPECT_EQ(ToNumber(narrow), number) << ::testing::PrintToString(narrow);
+      EXPECT_EQ(ToNumber(wide), number) << ::testing::PrintToString(narrow);
+      EXPECT_EQ(IsNumber(wide), plain) << ::testing::PrintToString(narrow);
+    }
+  }
+  // Digits and blanks of other scripts are none.
+  EXPECT_EQ(ToNumber(L"\u0661"), 0);
+  EXPECT_EQ(ToNumber(L"\u00A07"), 0);
+}
+
+TEST(TextTest, NumbersAreTakenOffTheFront) {
+  std::wstring_view decimal = L" -12;7";
+  EXPECT_EQ(TakeDecimal(decimal), -12);
+  EXPECT_EQ(decimal, L";7");
+  EXPECT_EQ(TakeDecimal(decimal), std::nullopt);
+
+  struct Case {
+    std::string_view text;
+    bool taken;
+    std::uint32_t value = 0;
+    std::string_view rest = {};
+  };
+  const Case cases[] = {
+      {"f:x", true, 0xF, "x"},
+      {" \t+0x0Af:", true, 0xAF, ""},
+      {"0x:", false},
+      {"-1:", true, 0xFFFFFFFF, ""},
+      {"-ffffffff:", true, 1, ""},
+      {"100000000:", true, 0xFFFFFFFF, ""},
+      {"-fffffffff:", true, 0xFFFFFFFF},
+      {"0000000000012:", true, 0x12, ""},
+      {"1", false},
+      {"1 :", false},
+      {"G:", false},
+      {":", false},
+      {"-:", false},
+      {"0xg:", false},
+  };
+  for (const Case& c : cases) {
+    std::string_view text = c.text;
+    std::uint32_t value = 0;
+    ASSERT_EQ(TakeHexUntil(':', text, value), c.taken) << c.text;
+    if (!c.taken) continue;
+    EXPECT_EQ(value, c.value) << c.text;
+    EXPECT_EQ(text, c.rest) << c.text;
+  }
+}
+
+TEST(TextTest, BlanksAreTrimmedAndLettersFolded) {
+  EXPECT_EQ(Trimmed(" \ta b\t\n", " \t"), "a b\t\n");
+  EXPECT_EQ(Trimmed(" \t ", " \t"), "");
+  EXPECT_EQ(Trimmed("", " "), "");
+  EXPECT_EQ(TrimmedEnd("  a  ", " "), "  a");
+  EXPECT_EQ(TrimmedEnd("  ", " "), "");
+  std::wstring folded(L"@AZ[`az{\u00C4\u0130");
+  for (wchar_t& c : folded) c = Folded(c);
+  EXPECT_EQ(folded, L"@az[`az{\u00C4\u0130");
+  for (int c = 0; c < 0x100; ++c) {
+    const bool space = c == ' ' || (c >= 9 && c <= 13);
+    EXPECT_EQ(IsSpace(static_cast<char>(c)), space) << c;
+    EXPECT_EQ(IsSpace(static_cast<wchar_t>(c)), space) << c;
+  }
+}
+
+}  // namespace
+}  // namespace kellanseek::text
