@@ -7,6 +7,7 @@
 
 #include "text/Ascii.h"
 #include "text/Number.h"
+#include "text/Utf8.h"
 
 namespace kellanseek::text {
 namespace {
@@ -100,6 +101,17 @@ TEST(TextTest, BlanksAreTrimmedAndLettersFolded) {
     EXPECT_EQ(IsSpace(static_cast<char>(c)), space) << c;
     EXPECT_EQ(IsSpace(static_cast<wchar_t>(c)), space) << c;
   }
+}
+
+TEST(TextTest, WideTextSurvivesTheWayToUtf8AndBack) {
+  std::wstring all;
+  for (char32_t code = 1; code < 0x110000; code += 37) {
+    if (code >= 0xD800 && code < 0xE000) continue;
+    if (sizeof(wchar_t) == 2 && code > 0xFFFF) break;
+    all += static_cast<wchar_t>(code);
+  }
+  EXPECT_EQ(all, FromUtf8(ToUtf8(all)));
+  EXPECT_EQ("a\ufffd", ToUtf8(std::wstring{L'a', static_cast<wchar_t>(0xDC80)}));
 }
 
 }  // namespace

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include <boost/nowide/utf/convert.hpp>
-
 #include "platform/CodePage.h"
+#include "text/Utf8.h"
 
 namespace kellanseek::kelsim {
 namespace {
@@ -17,12 +16,8 @@ bool BreaksFields(char c) { return c == ';' || (c >= 0 && c < ' '); }
 
 }  // namespace
 
-std::wstring Wide(const std::string& utf8) {
-  return boost::nowide::utf::convert_string<wchar_t>(utf8.data(), utf8.data() + utf8.size());
-}
-
 std::string FieldText(const std::string& utf8) {
-  const std::wstring wide = Wide(utf8);
+  const std::wstring wide = text::FromUtf8(utf8);
   std::string text = platform::ToNarrow(wide);
   if (platform::ToWide(text) != wide) {
     throw std::invalid_argument('"' + utf8 + "\" has characters that the controllers' code page lacks");

@@ -7,9 +7,6 @@
 
 namespace kellanseek::kelsim {
 
-/// UTF-8 to wide text; what is not valid becomes U+FFFD.
-std::wstring Wide(const std::string& utf8);
-
 /// A text that a controller can send, from UTF-8 to the ANSI code page. Throws std::invalid_argument, with
 /// the reason for people, for an empty or too long one and for what no field can hold.
 std::string FieldText(const std::string& utf8);

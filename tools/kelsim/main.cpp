@@ -8,6 +8,7 @@
 #include "platform/NetworkAddresses.h"
 #include "platform/Signals.h"
 #include "platform/Terminal.h"
+#include "text/Utf8.h"
 #include "tools/kelsim/AddressPlan.h"
 #include "tools/kelsim/Options.h"
 #include "tools/kelsim/Script.h"
@@ -32,7 +33,7 @@ Place FindPlace(const Options& options) {
   if (!rows) throw std::runtime_error("the system does not tell its addresses");
   std::optional<std::uint32_t> index;
   if (options.interfaceName) {
-    index = platform::InterfaceIndexOfName(Wide(*options.interfaceName));
+    index = platform::InterfaceIndexOfName(text::FromUtf8(*options.interfaceName));
     if (!index) throw std::runtime_error("there is no interface " + *options.interfaceName);
   }
   for (const platform::AddressRow& row : *rows) {

@@ -3,9 +3,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <bit>
+#include <boost/nowide/utf/utf.hpp>
 #include <cerrno>
 #include <cstdint>
+#include <iterator>
 #include <system_error>
 
 #include "platform/linux/Descriptor.h"
@@ -13,31 +14,10 @@
 namespace kellanseek::platform {
 namespace {
 
-constexpr std::uint32_t kEscapedByte = 0xDC00;
+namespace utf = boost::nowide::utf;
+using Bytes = utf::utf_traits<char>;
 
-/// Decodes the character at `position`, which moves behind it; false when no valid one begins there.
-bool NextCharacter(std::string_view bytes, std::size_t& position, std::uint32_t& character) {
-  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(bytes[at]); };
-  const std::uint32_t lead = byte(position);
-  const std::size_t length = lead < 0x80   ? 1
-                             : lead < 0xC2 ? 0
-                             : lead < 0xE0 ? 2
-                             : lead < 0xF0 ? 3
-                             : lead < 0xF5 ? 4
-                                           : 0;
-  if (length == 0 || bytes.size() - position < length) return false;
-  character = length == 1 ? lead : lead & (0x7FU >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    const std::uint32_t next = byte(position + i);
-    if ((next & 0xC0) != 0x80) return false;
-    character = character << 6 | (next & 0x3F);
-  }
-  const bool overlong = (length == 3 && character < 0x800) || (length == 4 && character < 0x10000);
-  const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-  if (overlong || surrogate || character > 0x10FFFF) return false;
-  position += length;
-  return true;
-}
+constexpr utf::code_point kEscapedByte = 0xDC00;
 
 int KindError(const struct stat& status) {
   if (S_ISREG(status.st_mode)) return 0;
@@ -49,10 +29,13 @@ int KindError(const struct stat& status) {
 std::wstring FromUtf8(std::string_view bytes) {
   std::wstring text;
   text.reserve(bytes.size());
-  for (std::size_t position = 0; position < bytes.size();) {
-    std::uint32_t character = 0;
-    if (!NextCharacter(bytes, position, character)) {
-      character = kEscapedByte + static_cast<unsigned char>(bytes[position++]);
+  const char* const end = bytes.data() + bytes.size();
+  for (const char* next = bytes.data(); next != end;) {
+    const char* const start = next;
+    utf::code_point character = Bytes::decode(next, end);
+    if (character == utf::illegal || character == utf::incomplete) {
+      character = kEscapedByte + static_cast<unsigned char>(*start);
+      next = start + 1;
     }
     text.push_back(static_cast<wchar_t>(character));
   }
@@ -62,25 +45,12 @@ std::wstring FromUtf8(std::string_view bytes) {
 std::string ToUtf8(std::wstring_view text) {
   std::string bytes;
   bytes.reserve(text.size());
-  const auto put = [&](std::uint32_t byte) { bytes.push_back(static_cast<char>(byte)); };
   for (const wchar_t wide : text) {
-    const std::uint32_t character = std::bit_cast<std::uint32_t>(wide);
+    const auto character = static_cast<utf::code_point>(wide);
     if (character >= kEscapedByte + 0x80 && character <= kEscapedByte + 0xFF) {
-      put(character - kEscapedByte);
-    } else if (character < 0x80) {
-      put(character);
-    } else if (character < 0x800) {
-      put(0xC0 | character >> 6);
-      put(0x80 | (character & 0x3F));
-    } else if (character < 0x10000) {
-      put(0xE0 | character >> 12);
-      put(0x80 | (character >> 6 & 0x3F));
-      put(0x80 | (character & 0x3F));
+      bytes.push_back(static_cast<char>(character - kEscapedByte));
     } else {
-      put(0xF0 | (character >> 18 & 0x07));
-      put(0x80 | (character >> 12 & 0x3F));
-      put(0x80 | (character >> 6 & 0x3F));
-      put(0x80 | (character & 0x3F));
+      Bytes::encode(character, std::back_inserter(bytes));
     }
   }
   return bytes;

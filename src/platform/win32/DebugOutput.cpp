@@ -3,6 +3,7 @@
 #include <string>
 
 #include "platform/win32/System.h"
+#include "text/Utf8.h"
 
 namespace kellanseek::platform {
 
@@ -39,7 +40,7 @@ class SystemDebugOutput final : public DebugOutput {
   void Write(std::wstring_view text) override {
     OutputDebugStringW(std::wstring(text).c_str());
     if (!copy_) return;
-    const std::string bytes = Utf8(text);
+    const std::string bytes = text::ToUtf8(text);
     DWORD written = 0;
     WriteFile(copy_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
   }

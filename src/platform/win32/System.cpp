@@ -16,14 +16,6 @@ std::wstring SystemMessage(DWORD error) {
   return text;
 }
 
-std::string Utf8(std::wstring_view text) {
-  const int length = static_cast<int>(text.size());
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-  std::string bytes(static_cast<std::size_t>(size), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
-  return bytes;
-}
-
 std::wstring EnvironmentText(const std::wstring& name) {
   std::wstring value(GetEnvironmentVariableW(name.c_str(), nullptr, 0), L'\0');
   if (value.empty()) return value;

@@ -13,7 +13,6 @@
 #include <winsock2.h>
 
 #include <string>
-#include <string_view>
 #include <utility>
 
 namespace kellanseek::platform {
@@ -46,8 +45,6 @@ class UniqueHandle {
 
 /// The system's words for one of its error codes, without the line end that it puts there.
 std::wstring SystemMessage(DWORD error);
-
-std::string Utf8(std::wstring_view text);
 
 /// A variable of the environment; empty when it is not set.
 std::wstring EnvironmentText(const std::wstring& name);

@@ -1,6 +1,7 @@
 #include "platform/Terminal.h"
 
 #include "platform/win32/System.h"
+#include "text/Utf8.h"
 
 #include <shellapi.h>
 
@@ -22,7 +23,7 @@ std::vector<std::string> ArgumentsInUtf8(int /*count*/, const char* const* /*arg
                                                            &LocalFree);
   std::vector<std::string> arguments;
   for (int index = 1; wide != nullptr && index < count; ++index) {
-    arguments.push_back(Utf8(wide.get()[index]));
+    arguments.push_back(text::ToUtf8(wide.get()[index]));
   }
   return arguments;
 }
@@ -31,7 +32,7 @@ std::optional<std::string> EnvironmentVariable(const char* name) {
   const std::string_view narrow(name);
   const std::wstring value = EnvironmentText(std::wstring(narrow.begin(), narrow.end()));
   if (value.empty()) return std::nullopt;
-  return Utf8(value);
+  return text::ToUtf8(value);
 }
 
 void UseUtf8Output() {

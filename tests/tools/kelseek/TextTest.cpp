@@ -37,16 +37,5 @@ TEST(Text, WidthIsThatOnATerminal) {
   for (const auto& one : cases) EXPECT_EQ(one.width, Width(one.text)) << one.text;
 }
 
-TEST(Text, WideTextSurvivesTheWayToUtf8AndBack) {
-  std::wstring all;
-  for (char32_t code = 1; code < 0x110000; code += 37) {
-    if (code >= 0xD800 && code < 0xE000) continue;
-    if (sizeof(wchar_t) == 2 && code > 0xFFFF) break;
-    all += static_cast<wchar_t>(code);
-  }
-  EXPECT_EQ(all, FromUtf8(ToUtf8(all)));
-  EXPECT_EQ("a\ufffd", ToUtf8(std::wstring{L'a', static_cast<wchar_t>(0xDC80)}));
-}
-
 }  // namespace
 }  // namespace kellanseek::tools

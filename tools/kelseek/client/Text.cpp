@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/nowide/utf/convert.hpp>
 #include <cstdint>
 #include <cstdio>
 
@@ -30,26 +29,17 @@ bool Within(const Range (&ranges)[size], char32_t character) {
   });
 }
 
-template <typename To, typename From>
-std::basic_string<To> Convert(std::basic_string_view<From> text) {
-  return boost::nowide::utf::convert_string<To>(text.data(), text.data() + text.size());
-}
-
 }  // namespace
-
-std::string ToUtf8(std::wstring_view text) { return Convert<char>(text); }
-
-std::wstring FromUtf8(std::string_view bytes) { return Convert<wchar_t>(bytes); }
 
 std::string Printable(std::string_view utf8) {
   std::string printable;
-  for (const char32_t character : Convert<char32_t>(utf8)) {
+  for (const char32_t character : text::CodePoints(utf8)) {
     if (Within(kUnprintable, character)) {
       std::array<char, 8> escape{};
       std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(character & 0xFFFF));
       printable += escape.data();
     } else {
-      printable += Convert<char>(std::u32string_view(&character, 1));
+      printable += ToUtf8(std::u32string_view(&character, 1));
     }
   }
   return printable;
@@ -59,7 +49,7 @@ std::string Printable(std::wstring_view text) { return Printable(ToUtf8(text)); 
 
 std::size_t Width(std::string_view utf8) {
   std::size_t width = 0;
-  for (const char32_t character : Convert<char32_t>(utf8)) {
+  for (const char32_t character : text::CodePoints(utf8)) {
     width += Within(kTwoColumns, character) ? 2 : Within(kWithoutWidth, character) ? 0 : 1;
   }
   return width;

@@ -6,11 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "text/Utf8.h"
+
 namespace kellanseek::tools {
 
-/// UTF-8 from wide text and back; what is not valid becomes U+FFFD.
-std::string ToUtf8(std::wstring_view text);
-std::wstring FromUtf8(std::string_view bytes);
+using text::FromUtf8;
+using text::ToUtf8;
 
 /// UTF-8 in which nothing can command a terminal or turn the order of its text round: control characters, and
 /// the marks for line ends and direction, become \uXXXX, which means the same in JSON.
