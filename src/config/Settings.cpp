@@ -70,10 +70,6 @@ std::int32_t CKelLanSeekConfigSettings::NonLocalRefreshIntervalTicks() const {
   return Ticks(SafeInterval(NonLocalRefreshInterval));
 }
 
-std::int32_t CKelLanSeekConfigSettings::NextPollTicks() const {
-  return NonLocalUpdatesEnabled != 0 ? NonLocalRefreshIntervalTicks() : kNone;
-}
-
 std::int32_t CKelLanSeekConfigSettings::RetryCount() const { return SafeRetries(Retries); }
 
 std::int32_t CKelLanSeekConfigSettings::NonLocalRetryCount() const { return SafeRetries(NonLocalRetries); }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -11,23 +10,6 @@
 #include "platform/Ipv4.h"
 
 namespace kellanseek {
-
-/// A flag that one thread may clear while others read it; everything else about the settings stands still by
-/// then.
-class SharedFlag {
- public:
-  constexpr SharedFlag(std::int32_t value) : value_(value) {}
-  SharedFlag(const SharedFlag& other) : value_(static_cast<std::int32_t>(other)) {}
-  SharedFlag& operator=(const SharedFlag& other) { return *this = static_cast<std::int32_t>(other); }
-  SharedFlag& operator=(std::int32_t value) {
-    value_.store(value, std::memory_order_relaxed);
-    return *this;
-  }
-  operator std::int32_t() const { return value_.load(std::memory_order_relaxed); }
-
- private:
-  std::atomic<std::int32_t> value_;
-};
 
 /// A subnet as the configuration names it: any address in it, and its mask, both as they were written.
 struct SubNetEntry {
@@ -48,8 +30,8 @@ enum InterfaceSelection : std::int32_t {
   UseListed = 2,
 };
 
-/// Every setting there is. A component object owns one, fills it once and then hands it out by reference;
-/// from then on only NonLocalUpdatesEnabled changes.
+/// Every setting there is. A component object owns one and fills it once, before the engine starts; the
+/// engine only reads it.
 ///
 /// Fields hold what was configured, however senseless: nothing is refused on the way in. The methods give the
 /// values to work with, which are always safe. Times are in seconds, flags are 0 or 1.
@@ -61,11 +43,10 @@ class CKelLanSeekConfigSettings {
   std::int32_t RefreshInterval = 60;
   std::int32_t RefreshTimeout = 4;
   std::int32_t Retries = 3;
-  std::int32_t MaxRequestsPerSecond = 48;  ///< Targeted requests that one interface may send.
-  std::int32_t TickInterval = 250;         ///< Milliseconds.
-  std::int32_t VCRefreshInterval = 1;      ///< Between two checks of a local virtual controller.
-  SharedFlag NonLocalUpdatesEnabled =
-      1;  ///< Poll configured controllers; cleared when there is no socket for it.
+  std::int32_t MaxRequestsPerSecond = 48;   ///< Targeted requests that one interface may send.
+  std::int32_t TickInterval = 250;          ///< Milliseconds.
+  std::int32_t VCRefreshInterval = 1;       ///< Between two checks of a local virtual controller.
+  std::int32_t NonLocalUpdatesEnabled = 1;  ///< Poll configured controllers; see network::AddressPolling.
   std::int32_t NonLocalPort = 5514;
   std::int32_t NonLocalRefreshInterval = 32;
   std::int32_t NonLocalRefreshTimeout = 3;
@@ -97,8 +78,6 @@ class CKelLanSeekConfigSettings {
   /// The two refresh intervals in ticks. 0 works as one second, so that no setting floods the network.
   std::int32_t RefreshIntervalTicks() const;
   std::int32_t NonLocalRefreshIntervalTicks() const;
-  /// The time to the next poll by address; kNone, never, when nothing is polled.
-  std::int32_t NextPollTicks() const;
   /// The retry counts, at most INT32_MAX - 1, so that one more can be counted. A negative one has no end.
   std::int32_t RetryCount() const;
   std::int32_t NonLocalRetryCount() const;

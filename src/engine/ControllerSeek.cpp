@@ -25,18 +25,20 @@ daemon::RandomSource RandomNumbers() {
 }  // namespace
 
 CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
-                                 CKelLanSeekConfigSettings& settings, InterfaceChangeListener& owner,
+                                 const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& owner,
                                  const EngineEnvironment& environment)
     : table_(table),
       settings_(settings),
       trace_(environment.debugOutput, kUnit),
       udp_(environment.network),
+      polling_(settings),
       interfaces_(environment.addresses, settings, environment.debugOutput),
-      sockets_(environment.network, interfaces_, settings, table.TableMutex(), environment.debugOutput),
+      sockets_(environment.network, interfaces_, settings, polling_, table.TableMutex(),
+               environment.debugOutput),
       daemon_({interfaces_, sockets_, socketsReady_, RandomNumbers(), environment.debugOutput}),
-      logic_({table, settings, interfaces_, sockets_, daemon_, events, environment.reverseLookup,
+      logic_({table, settings, polling_, interfaces_, sockets_, daemon_, events, environment.reverseLookup,
               environment.processes, pacer_, stopEngine_, environment.debugOutput}),
-      receiver_({environment.network, interfaces_, sockets_, settings, logic_.dispatcher, logic_.engineLock,
+      receiver_({environment.network, interfaces_, sockets_, logic_.dispatcher, logic_.engineLock,
                  socketsReady_, stopNetwork_, rebuildWanted_, environment.debugOutput}),
       addressWatch_(interfaces_, table.TableMutex(), settings, owner, environment.watchAddressChanges,
                     stopNetwork_, rebuildWanted_, environment.debugOutput) {}

@@ -17,6 +17,7 @@
 #include "engine/EngineLogic.h"
 #include "engine/Receiver.h"
 #include "events/EventQueue.h"
+#include "network/AddressPolling.h"
 #include "network/DiscoverySockets.h"
 #include "network/InterfaceTable.h"
 #include "platform/Event.h"
@@ -32,7 +33,7 @@ class CControllerSeek {
  public:
   /// Everything handed in outlives the engine. `owner` is told of changed interfaces on the address-change
   /// thread and answers with RebuildNetwork().
-  CControllerSeek(CtrlTable& table, events::EventQueue& events, CKelLanSeekConfigSettings& settings,
+  CControllerSeek(CtrlTable& table, events::EventQueue& events, const CKelLanSeekConfigSettings& settings,
                   InterfaceChangeListener& owner, const EngineEnvironment& environment);
   /// Stops what still runs.
   ~CControllerSeek();
@@ -95,7 +96,7 @@ class CControllerSeek {
   void RefreshThread();
 
   CtrlTable& table_;
-  CKelLanSeekConfigSettings& settings_;
+  const CKelLanSeekConfigSettings& settings_;
   diagnostics::Tracer trace_;
   platform::UdpNetwork& udp_;
 
@@ -105,6 +106,7 @@ class CControllerSeek {
   platform::Event stopEngine_{platform::Event::Kind::AutoReset};
   platform::Event rebuildWanted_{platform::Event::Kind::AutoReset};
 
+  network::AddressPolling polling_;
   network::InterfaceTable interfaces_;
   network::DiscoverySockets sockets_;
   daemon::CrVCDaemon daemon_;

@@ -10,11 +10,11 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 }  // namespace
 
 CtrlLifecycle::CtrlLifecycle(const network::InterfaceTable& interfaces,
-                             const CKelLanSeekConfigSettings& settings, events::EventQueue& events,
+                             const network::AddressPolling& polling, events::EventQueue& events,
                              HostNames& hostNames, daemon::RemoteVCPublisher& daemon,
                              platform::DebugOutput& debugOutput)
     : interfaces_(interfaces),
-      settings_(settings),
+      polling_(polling),
       events_(events),
       hostNames_(hostNames),
       daemon_(daemon),
@@ -52,7 +52,7 @@ void CtrlLifecycle::RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record
   state.ctrlStatus = CtrlUnavailable;
   state.heardOnAddress = 0;
   state.heardOnInterface = kNone;
-  table.ChangeSchedule(record)->AwaitNextPoll(settings_.NextPollTicks());
+  table.ChangeSchedule(record)->AwaitNextPoll(polling_.NextPollTicks());
 }
 
 HRESULT CtrlLifecycle::AddRemoteController(CtrlTable::Access& table, const std::wstring& address,

@@ -3,12 +3,12 @@
 #include <cstdint>
 #include <string>
 
-#include "config/Settings.h"
 #include "controllers/CtrlTable.h"
 #include "daemon/RemoteVCPublisher.h"
 #include "diagnostics/Trace.h"
 #include "engine/HostNames.h"
 #include "events/EventQueue.h"
+#include "network/AddressPolling.h"
 #include "network/InterfaceTable.h"
 
 namespace kellanseek::engine {
@@ -16,7 +16,7 @@ namespace kellanseek::engine {
 /// What happens to a record as a whole. Others decide when.
 class CtrlLifecycle {
  public:
-  CtrlLifecycle(const network::InterfaceTable& interfaces, const CKelLanSeekConfigSettings& settings,
+  CtrlLifecycle(const network::InterfaceTable& interfaces, const network::AddressPolling& polling,
                 events::EventQueue& events, HostNames& hostNames, daemon::RemoteVCPublisher& daemon,
                 platform::DebugOutput& debugOutput);
 
@@ -40,7 +40,7 @@ class CtrlLifecycle {
   void Revalidate(CtrlTable::Access& table, CtrlTable::Record record);
 
   const network::InterfaceTable& interfaces_;
-  const CKelLanSeekConfigSettings& settings_;
+  const network::AddressPolling& polling_;
   events::EventQueue& events_;
   HostNames& hostNames_;
   daemon::RemoteVCPublisher& daemon_;

@@ -21,6 +21,7 @@ bool CanBePublishedRemotely(const CtrlInfo& record) {
 Dispatcher::Dispatcher(const Parts& parts)
     : table_(parts.table),
       settings_(parts.settings),
+      polling_(parts.polling),
       engineLock_(parts.engineLock),
       collisions_(parts.collisions),
       lifecycle_(parts.lifecycle),
@@ -162,7 +163,7 @@ void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
   if (state.UpdateFrom(context.pattern) && !isBack) {
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
   }
-  context.table.ChangeSchedule(context.record)->AwaitNextPoll(settings_.NextPollTicks());
+  context.table.ChangeSchedule(context.record)->AwaitNextPoll(polling_.NextPollTicks());
 }
 
 void Dispatcher::TraceRefusal(const CtrlInfo& pattern) {
@@ -218,13 +219,13 @@ void Dispatcher::OnCtrlAliveOfConfigured(const Context& context) {
     state.published = false;
     TakeIdentity(context);
     auto schedule = context.table.ChangeSchedule(context.record);
-    if (settings_.NonLocalUpdatesEnabled != 0) {
+    if (polling_.Enabled()) {
       schedule->AskNow(PollSchedule::OneMore(settings_.NonLocalRetryCount()));
     } else {
       schedule->Arm(settings_.Ticks(settings_.RefreshTimeout), PollSchedule::OneMore(settings_.RetryCount()));
     }
   } else if (context.record->published) {
-    context.table.ChangeSchedule(context.record)->AwaitNextPoll(settings_.NextPollTicks());
+    context.table.ChangeSchedule(context.record)->AwaitNextPoll(polling_.NextPollTicks());
   }
   TakeInterface(context);
 }

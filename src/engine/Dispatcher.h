@@ -15,6 +15,7 @@
 #include "engine/MsgSource.h"
 #include "engine/RefreshCycle.h"
 #include "events/EventQueue.h"
+#include "network/AddressPolling.h"
 #include "protocol/MessageReader.h"
 
 namespace kellanseek::engine {
@@ -26,6 +27,7 @@ class Dispatcher {
   struct Parts {
     CtrlTable& table;
     const CKelLanSeekConfigSettings& settings;
+    const network::AddressPolling& polling;
     EngineLock& engineLock;
     Collisions& collisions;
     CtrlLifecycle& lifecycle;
@@ -83,6 +85,7 @@ class Dispatcher {
 
   CtrlTable& table_;
   const CKelLanSeekConfigSettings& settings_;
+  const network::AddressPolling& polling_;
   EngineLock& engineLock_;
   Collisions& collisions_;
   CtrlLifecycle& lifecycle_;

@@ -12,6 +12,7 @@
 #include "engine/RefreshCycle.h"
 #include "engine/RequestQueue.h"
 #include "events/EventQueue.h"
+#include "network/AddressPolling.h"
 #include "network/InterfaceTable.h"
 #include "network/RequestSender.h"
 #include "platform/DebugOutput.h"
@@ -28,6 +29,7 @@ struct EngineLogic {
   struct Surroundings {
     CtrlTable& table;
     const CKelLanSeekConfigSettings& settings;
+    const network::AddressPolling& polling;
     network::InterfaceTable& interfaces;
     network::RequestSender& sender;
     daemon::RemoteVCPublisher& daemon;

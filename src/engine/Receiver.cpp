@@ -29,7 +29,6 @@ Receiver::Receiver(const Parts& parts)
     : udp_(parts.udp),
       interfaces_(parts.interfaces),
       sockets_(parts.sockets),
-      settings_(parts.settings),
       dispatcher_(parts.dispatcher),
       engineLock_(parts.engineLock),
       socketsReady_(parts.socketsReady),
@@ -41,7 +40,7 @@ Receiver::Receiver(const Parts& parts)
 void Receiver::ReceiverThread() {
   // A stop may come before the sockets do.
   if (!platform::WaitForAny({&stopNetwork_, &socketsReady_}).Signalled(1)) return;
-  if (interfaces_.Size() == 0 && settings_.NonLocalUpdatesEnabled == 0) return;
+  if (interfaces_.Size() == 0 && sockets_.NonLocalSocket() == nullptr) return;
 
   ReceiveSet set;
   std::unique_ptr<platform::DatagramReceiver> receiver;

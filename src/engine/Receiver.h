@@ -4,7 +4,6 @@
 #include <memory>
 #include <vector>
 
-#include "config/Settings.h"
 #include "diagnostics/StepTrace.h"
 #include "diagnostics/Trace.h"
 #include "engine/Dispatcher.h"
@@ -25,7 +24,6 @@ class Receiver {
     platform::UdpNetwork& udp;
     const network::InterfaceTable& interfaces;
     const network::DiscoverySockets& sockets;
-    const CKelLanSeekConfigSettings& settings;
     Dispatcher& dispatcher;
     EngineLock& engineLock;
     platform::Event& socketsReady;
@@ -58,7 +56,6 @@ class Receiver {
   platform::UdpNetwork& udp_;
   const network::InterfaceTable& interfaces_;
   const network::DiscoverySockets& sockets_;
-  const CKelLanSeekConfigSettings& settings_;
   Dispatcher& dispatcher_;
   EngineLock& engineLock_;
   platform::Event& socketsReady_;

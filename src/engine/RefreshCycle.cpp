@@ -18,6 +18,7 @@ RefreshCycle::RefreshCycle(const Parts& parts)
     : table_(parts.table),
       interfaces_(parts.interfaces),
       settings_(parts.settings),
+      polling_(parts.polling),
       sender_(parts.sender),
       daemon_(parts.daemon),
       lifecycle_(parts.lifecycle),
@@ -31,7 +32,7 @@ void RefreshCycle::BeginRun() {
   requests_.Clear();
   ArmInitialTimeouts();
   BroadcastOnAll(protocol::FullRequestMsg);
-  if (settings_.NonLocalUpdatesEnabled != 0) AskConfigured();
+  if (polling_.Enabled()) AskConfigured();
 }
 
 void RefreshCycle::ArmInitialTimeouts() {

@@ -12,6 +12,7 @@
 #include "diagnostics/Trace.h"
 #include "engine/CtrlLifecycle.h"
 #include "engine/RequestQueue.h"
+#include "network/AddressPolling.h"
 #include "network/InterfaceTable.h"
 #include "network/RequestSender.h"
 #include "platform/Process.h"
@@ -28,6 +29,7 @@ class RefreshCycle {
     CtrlTable& table;
     network::InterfaceTable& interfaces;
     const CKelLanSeekConfigSettings& settings;
+    const network::AddressPolling& polling;
     network::RequestSender& sender;
     daemon::RemoteVCPublisher& daemon;
     CtrlLifecycle& lifecycle;
@@ -54,9 +56,7 @@ class RefreshCycle {
   HRESULT RefreshForID(CtrlTable::Access& table, std::uint32_t lanSeekID) const;
 
   /// Configured and added controllers are asked by unicast, all others by broadcasts on their interface.
-  bool IsPolledByAddress(const CtrlInfo& record) const {
-    return settings_.NonLocalUpdatesEnabled != 0 && !record.Dynamic();
-  }
+  bool IsPolledByAddress(const CtrlInfo& record) const { return polling_.Enabled() && !record.Dynamic(); }
 
  private:
   void ArmInitialTimeouts();
@@ -76,6 +76,7 @@ class RefreshCycle {
   CtrlTable& table_;
   network::InterfaceTable& interfaces_;
   const CKelLanSeekConfigSettings& settings_;
+  const network::AddressPolling& polling_;
   network::RequestSender& sender_;
   daemon::RemoteVCPublisher& daemon_;
   CtrlLifecycle& lifecycle_;

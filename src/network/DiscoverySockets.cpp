@@ -10,11 +10,12 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 }  // namespace
 
 DiscoverySockets::DiscoverySockets(platform::UdpNetwork& udp, InterfaceTable& interfaces,
-                                   CKelLanSeekConfigSettings& settings, platform::Mutex& tableMutex,
-                                   platform::DebugOutput& debugOutput)
+                                   const CKelLanSeekConfigSettings& settings, AddressPolling& polling,
+                                   platform::Mutex& tableMutex, platform::DebugOutput& debugOutput)
     : udp_(udp),
       interfaces_(interfaces),
       settings_(settings),
+      polling_(polling),
       tableMutex_(tableMutex),
       trace_(debugOutput, kUnit) {}
 
@@ -91,14 +92,13 @@ std::unique_ptr<platform::UdpSocket> DiscoverySockets::MakeNonLocalSocket() cons
 }
 
 void DiscoverySockets::CreateNonLocalSocket() {
-  if (settings_.NonLocalUpdatesEnabled == 0) return;
+  if (!polling_.Enabled()) return;
   if (nonLocalSocket_) {
     trace_.Error(L"Lanseek: Nonlocal socket already exists. Internal error");
     nonLocalSocket_.reset();
   }
   nonLocalSocket_ = MakeNonLocalSocket();
-  // Everybody reads this one setting, so polling by address stays off for the rest of the component's life.
-  if (!nonLocalSocket_) settings_.NonLocalUpdatesEnabled = 0;
+  if (!nonLocalSocket_) polling_.SwitchOff();
 }
 
 void DiscoverySockets::CloseSockets() {

@@ -7,6 +7,7 @@
 
 #include "config/Settings.h"
 #include "diagnostics/Trace.h"
+#include "network/AddressPolling.h"
 #include "network/AnswerSender.h"
 #include "network/InterfaceTable.h"
 #include "network/RequestSender.h"
@@ -19,16 +20,17 @@ namespace kellanseek::network {
 /// and closed by the refresh thread, while neither receiver nor daemon runs.
 class DiscoverySockets : public RequestSender, public AnswerSender {
  public:
-  /// `settings` loses its NonLocalUpdatesEnabled when the non-local socket cannot be made. `tableMutex` is
-  /// the controller table's, which is held while an interface is dropped.
-  DiscoverySockets(platform::UdpNetwork& udp, InterfaceTable& interfaces, CKelLanSeekConfigSettings& settings,
+  /// `polling` is switched off when the non-local socket cannot be made. `tableMutex` is the controller
+  /// table's, which is held while an interface is dropped.
+  DiscoverySockets(platform::UdpNetwork& udp, InterfaceTable& interfaces,
+                   const CKelLanSeekConfigSettings& settings, AddressPolling& polling,
                    platform::Mutex& tableMutex, platform::DebugOutput& debugOutput);
 
   /// Makes all sockets. An interface whose sockets cannot be made leaves the interface table.
   void CreateSockets() EXCLUDES(tableMutex_);
   void CloseSockets() EXCLUDES(tableMutex_);
 
-  /// None when non-local updates are off.
+  /// None when polling by address is off.
   platform::UdpSocket* NonLocalSocket() const { return nonLocalSocket_.get(); }
 
   void Broadcast(std::size_t position, std::string_view datagram) override;
@@ -50,7 +52,8 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
 
   platform::UdpNetwork& udp_;
   InterfaceTable& interfaces_;
-  CKelLanSeekConfigSettings& settings_;
+  const CKelLanSeekConfigSettings& settings_;
+  AddressPolling& polling_;
   platform::Mutex& tableMutex_;
   diagnostics::Tracer trace_;
   std::unique_ptr<platform::UdpSocket> nonLocalSocket_;

@@ -152,9 +152,10 @@ class EngineHarness {
   RecordingDaemon daemon;
   NoPause pacer;
   platform::Event stopEngine{platform::Event::Kind::AutoReset};
+  network::AddressPolling polling{settings};
   network::InterfaceTable interfaces{addresses, settings, traces};
-  engine::EngineLogic logic{
-      {table, settings, interfaces, sender, daemon, events, lookup, processes, pacer, stopEngine, traces}};
+  engine::EngineLogic logic{{table, settings, polling, interfaces, sender, daemon, events, lookup, processes,
+                             pacer, stopEngine, traces}};
   engine::EngineLock& engineLock = logic.engineLock;
   engine::HostNames& hostNames = logic.hostNames;
   engine::CtrlLifecycle& lifecycle = logic.lifecycle;

@@ -97,7 +97,8 @@ class History {
     if (what < 6) return BeginRun();
     if (what == 6) {
       story += "\nno polls";
-      engine_.settings.NonLocalUpdatesEnabled = 0;
+      engine_.polling.SwitchOff();
+      plain_.pollsSwitchedOff = true;
       return;
     }
     story += "\ndaemon";

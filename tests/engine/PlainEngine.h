@@ -64,6 +64,7 @@ class PlainEngine {
   std::map<std::wstring, std::wstring> names;        ///< What the name service knows of an address.
   std::uint32_t nextId = 11;
   bool daemonPublishes = true;
+  bool pollsSwitchedOff = false;
 
   std::vector<ClientEvent> events;
   std::vector<std::string> broadcasts;
@@ -78,7 +79,7 @@ class PlainEngine {
   static constexpr int kNotRun = -1;
 
   int Ticks(int seconds) const { return 1000 / settings_.TickInterval * seconds; }
-  bool Polls() const { return settings_.NonLocalUpdatesEnabled != 0; }
+  bool Polls() const { return settings_.NonLocalUpdatesEnabled != 0 && !pollsSwitchedOff; }
   int PollTicks() const { return Polls() ? Ticks(settings_.NonLocalRefreshInterval) : -1; }
   int InterfaceFor(const std::wstring& address) const;
   void Trace(std::wstring text) { traces.push_back(std::move(text)); }

@@ -23,8 +23,8 @@ SimulatedWorkstation::SimulatedWorkstation(SimulatedNetwork& simulation, std::st
     : network(simulation),
       host(PluggedIn(simulation, address)),
       interfaces_(host.addresses, settings_, traces_),
-      sockets_(host, interfaces_, settings_, table_.TableMutex(), traces_),
-      receiver_({host, interfaces_, sockets_, settings_, logic_.dispatcher, logic_.engineLock, ready_, stop_,
+      sockets_(host, interfaces_, settings_, polling_, table_.TableMutex(), traces_),
+      receiver_({host, interfaces_, sockets_, logic_.dispatcher, logic_.engineLock, ready_, stop_,
                  rebuildWanted_, traces_}) {
   auto entries = interfaces_.SetupLanseekInterfaces();
   {

@@ -98,8 +98,9 @@ class DiscoverySocketsTest : public ::testing::Test {
   FakeNetworkAddresses addresses;
   platform::Mutex tableMutex;
   ScriptedNetwork network;
+  network::AddressPolling polling{settings};
   network::InterfaceTable interfaces{addresses, settings, traces};
-  network::DiscoverySockets sockets{network, interfaces, settings, tableMutex, traces};
+  network::DiscoverySockets sockets{network, interfaces, settings, polling, tableMutex, traces};
 };
 
 class SocketCallTest : public DiscoverySocketsTest, public ::testing::WithParamInterface<int> {};
@@ -134,7 +135,7 @@ TEST_P(SocketCallTest, WhatFailsIsTracedAndCostsNoMoreThanItsInterfaceOrThePolls
   sockets.CreateSockets();
   EXPECT_EQ(traces.Messages(), trace.empty() ? Texts{} : Texts{trace});
   EXPECT_EQ(Addresses(), left);
-  EXPECT_EQ(settings.NonLocalUpdatesEnabled, polls ? 1 : 0);
+  EXPECT_EQ(polling.Enabled(), polls);
   EXPECT_EQ(sockets.NonLocalSocket() != nullptr, polls);
   EXPECT_EQ(network.open, static_cast<int>(2 * left.size()) + (polls ? 1 : 0));
   for (const std::wstring& address : left) {

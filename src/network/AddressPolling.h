@@ -1,0 +1,32 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "config/Settings.h"
+#include "controllers/PollSchedule.h"
+
+namespace kellanseek::network {
+
+/// Whether configured and added controllers are polled at their addresses: as configured, until no socket can
+/// be had for it. From then on they are asked by broadcast like all others, for the rest of the component's
+/// life, so that a controller does not change sides with every rebuild of the network side. Callable from any
+/// thread.
+class AddressPolling {
+ public:
+  explicit AddressPolling(const CKelLanSeekConfigSettings& settings) : settings_(settings) {}
+
+  bool Enabled() const {
+    return settings_.NonLocalUpdatesEnabled != 0 && !switchedOff_.load(std::memory_order_relaxed);
+  }
+  void SwitchOff() { switchedOff_.store(true, std::memory_order_relaxed); }
+
+  /// Ticks to the next poll of a controller that is idle; kNone when none is polled.
+  std::int32_t NextPollTicks() const { return Enabled() ? settings_.NonLocalRefreshIntervalTicks() : kNone; }
+
+ private:
+  const CKelLanSeekConfigSettings& settings_;
+  std::atomic<bool> switchedOff_{false};
+};
+
+}  // namespace kellanseek::network
