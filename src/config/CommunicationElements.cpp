@@ -29,27 +29,25 @@ constexpr NumericElement kCommunication[] = {
     Make<&Settings::ResponsePort>(L"ResponsePort", Kind::Port, 1, kMaxPort,
                                   L"UDP port at which answers to broadcast requests arrive."),
     Make<&Settings::NonLocalPort>(L"NonLocalPort", Kind::Port, 1, kMaxPort,
-                                  L"UDP port at which controllers that are known by address are asked."),
+                                  L"UDP port to which polls of controllers known by address are sent."),
     Make<&Settings::RefreshInterval>(L"RefreshInterval", Kind::Seconds, 1, kDay,
                                      L"Seconds between two refresh broadcasts on a local network."),
     Make<&Settings::NonLocalRefreshInterval>(
         L"NonLocalRefreshInterval", Kind::Seconds, 1, kDay,
-        L"Seconds between two requests to a controller that is known by address."),
+        L"Seconds between two requests to a controller known by address."),
     Make<&Settings::RefreshTimeout>(L"RefreshTimeout", Kind::Seconds, 1, kMinute,
-                                    L"Seconds that a controller on a local network has for its answer."),
-    Make<&Settings::NonLocalRefreshTimeout>(
-        L"NonLocalRefreshTimeout", Kind::Seconds, 1, kMinute,
-        L"Seconds that a controller known by address has for its answer."),
+                                    L"Seconds that a controller on a local network has to answer."),
+    Make<&Settings::NonLocalRefreshTimeout>(L"NonLocalRefreshTimeout", Kind::Seconds, 1, kMinute,
+                                            L"Seconds that a controller known by address has to answer."),
     Make<&Settings::DynamicDetectionEnabled>(
         L"DynamicDetectionEnabled", Kind::Flag, 0, 1,
-        L"1: find controllers by broadcast on the local networks; 0: do not."),
+        L"1: find controllers by broadcast on the local networks; 0: no broadcast discovery."),
     Make<&Settings::NonLocalUpdatesEnabled>(L"NonLocalUpdatesEnabled", Kind::Flag, 0, 1,
-                                            L"1: ask controllers that are known by address; 0: do not."),
+                                            L"1: poll controllers known by address; 0: do not poll them."),
     Make<&Settings::Retries>(L"Retries", Kind::Count, 0, kManyRetries,
                              L"How often a silent controller on a local network is asked again."),
-    Make<&Settings::NonLocalRetries>(
-        L"NonLocalRetries", Kind::Count, 0, kManyRetries,
-        L"How often a silent controller that is known by address is asked again."),
+    Make<&Settings::NonLocalRetries>(L"NonLocalRetries", Kind::Count, 0, kManyRetries,
+                                     L"How often a silent controller known by address is asked again."),
 };
 
 constexpr NumericElement kDetectInterfaceChanges = Make<&Settings::DetectInterfaceChanges>(

@@ -7,7 +7,7 @@
 
 namespace kellanseek::config {
 
-/// One number in the scan configuration file: the name of its element, and the field that it sets.
+/// A numeric element of the scan configuration file and the settings field it fills.
 struct NumericElement {
   enum class Kind { Port, Seconds, Count, Flag };
 
@@ -15,18 +15,18 @@ struct NumericElement {
   Kind kind;
   void (*store)(CKelLanSeekConfigSettings& settings, std::int32_t number);
   std::int32_t (*value)(const CKelLanSeekConfigSettings& settings);
-  std::int32_t least;  ///< The range that makes sense; others are stored all the same.
+  std::int32_t least;  ///< Bounds of the sensible range. Values outside it are stored all the same.
   std::int32_t most;
-  const wchar_t* meaning;  ///< For people, one sentence.
+  const wchar_t* meaning;  ///< One sentence for the user.
 };
 
-/// The numbers under "CommunicationSettings", in the order in which they are read.
+/// The children of "CommunicationSettings", in reading order.
 std::span<const NumericElement> CommunicationElements();
 
-/// The number directly under the root.
+/// "DetectInterfaceChanges", a child of the root element.
 const NumericElement& DetectInterfaceChangesElement();
 
-/// Stores a number as the element wants it: flags become 0 or 1.
+/// Stores `number` in the element's field. A flag is stored as 0 or 1.
 void Store(const NumericElement& element, std::int32_t number, CKelLanSeekConfigSettings& settings);
 
 }  // namespace kellanseek::config

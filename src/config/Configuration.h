@@ -10,20 +10,20 @@
 
 namespace kellanseek::config {
 
-/// The directory that components of this host read, as the registry has it. S_FALSE when none is set, a
-/// failure when it is longer than 259 characters or the registry cannot be read.
+/// Reads the configuration directory of this host's components from the registry. Returns S_FALSE if none is
+/// set, a failure code if its path exceeds 259 characters or the registry cannot be read.
 HRESULT ConfiguredDirectory(platform::RegistryStore& registry, std::wstring& directory);
-/// Points the components of this host that start from now on to a directory. E_INVALIDARG when its path is
-/// too long; what RegistryStore::Write gives.
+/// Sets the configuration directory for components created from now on. Returns E_INVALIDARG if the path
+/// exceeds 259 characters, otherwise the result of RegistryStore::Write().
 HRESULT SetConfiguredDirectory(platform::RegistryStore& registry, const std::wstring& directory);
 
-/// The two files of a configuration directory. The directory is taken as it stands.
+/// Full paths of the two files in `directory`. The directory need not exist.
 std::wstring ScanConfigurationFile(const std::wstring& directory);
 std::wstring StaticControllerFile(const std::wstring& directory);
 
-/// Reads both files: fills the settings, and gives the static controllers to start with, in the order of the
-/// file and without a lanSeekID. A file that is missing or rejected leaves what it would have set. `trace` is
-/// for what is wrong with static controllers; the parsers trace on its output.
+/// Reads both files. Fills `settings` and returns the static controllers to start with, in file order and
+/// without a lanSeekID. A missing or rejected file is no error: the settings keep their values, or the list
+/// is empty. Rejected controllers are traced through `trace`, the parsers' failures on its output.
 std::vector<CtrlInfo> LoadConfiguration(const std::wstring& directory, CKelLanSeekConfigSettings& settings,
                                         const diagnostics::Tracer& trace);
 

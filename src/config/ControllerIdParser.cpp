@@ -29,7 +29,8 @@ constexpr config::RejectionMessages kRejections = {
 
 using Node = std::unique_ptr<platform::XmlNode>;
 
-/// What is left to do for the versions once all four were looked for.
+/// Completes the version numbers after all four elements have been read. The rule depends on whether the
+/// compatibility revision is absent (S_FALSE) or could not be read (a failure).
 void SettleVersions(CtrlInfo& record, HRESULT compatibilityRead) {
   if (compatibilityRead == S_FALSE) record.kelAPICompatibilityRevision = record.versionRevision;
   if (config::VersionKnown(record)) return;

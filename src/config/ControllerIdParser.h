@@ -8,8 +8,9 @@
 
 namespace kellanseek {
 
-/// Reads the static controller file. Results are S_OK, S_FALSE for an element that is not there, or a failure
-/// code; what fails is traced, and nothing throws. For one thread, while a component object starts.
+/// Parser for the static controller file. Methods return S_OK, S_FALSE for an absent element, or a failure
+/// code; they trace failures and never throw. Not thread-safe: used by one thread, while the component object
+/// starts.
 class CControllerIdParser {
  public:
   explicit CControllerIdParser(platform::DebugOutput& output,
@@ -17,8 +18,8 @@ class CControllerIdParser {
 
   /// Loads the file and checks its encoding; on success the parser is valid.
   HRESULT Init(const std::wstring& path);
-  /// Appends one record for each controller of the file, in its order, as it is written there: nothing is
-  /// checked. After a failure the list is of no use. E_FAIL unless the parser is valid.
+  /// Appends one record per controller in file order, unchecked. Returns E_FAIL if the parser is not valid.
+  /// After any failure the contents of `list` are meaningless.
   HRESULT GetInformation(std::vector<CtrlInfo>& list);
 
   const config::EncodedDocument& File() const { return file_; }

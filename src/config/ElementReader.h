@@ -8,19 +8,19 @@
 
 namespace kellanseek::config {
 
-/// Reads child elements by name and traces what fails, in the words of one parser.
+/// Reads child elements by name. Traces failures with the message texts of the parser that uses it.
 class ElementReader {
  public:
-  /// `lookupFailed` and `textFailed` are the messages up to the element's name; the rest is " failed".
+  /// Both texts are the parts of a message before the element's name, which " failed" follows.
   ElementReader(const diagnostics::Tracer& trace, const wchar_t* lookupFailed, const wchar_t* textFailed)
       : trace_(trace), lookupFailed_(lookupFailed), textFailed_(textFailed) {}
 
-  /// The first child with that name; a failure is traced.
+  /// Finds the first child of that name. Returns S_FALSE if there is none; traces a failure.
   HRESULT Select(platform::XmlNode& parent, const wchar_t* name,
                  std::unique_ptr<platform::XmlNode>& child) const;
-  /// The text of the element with that name; a failure is traced.
+  /// Reads the text of `element`; `name` is used only to trace a failure.
   HRESULT Text(platform::XmlNode& element, const wchar_t* name, std::wstring& text) const;
-  /// Both. S_OK exactly when `text` was read, S_FALSE when there is no such child.
+  /// Select() and Text() in one. Returns S_OK only if `text` was read, S_FALSE if there is no such child.
   HRESULT ChildText(platform::XmlNode& parent, const wchar_t* name, std::wstring& text) const;
 
  private:

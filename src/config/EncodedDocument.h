@@ -11,29 +11,30 @@ namespace kellanseek::config {
 
 using XmlDocumentFactory = std::function<HRESULT(std::unique_ptr<platform::XmlDocument>&)>;
 
-/// What is said when a file is rejected, by the step that failed.
+/// Trace messages for a rejected file, one for each step that can fail.
 struct RejectionMessages {
   const wchar_t* firstChild;
   const wchar_t* attributes;
   const wchar_t* encodingAttribute;
-  const wchar_t* encodingText;  ///< Null: a declaration that cannot be read counts as an empty encoding.
+  const wchar_t* encodingText;  ///< Null if an unreadable encoding counts as an empty one.
   const wchar_t* wrongEncoding;
   const wchar_t* missing;
 };
 
-/// A configuration file, loaded as a whole, that has an XML declaration with the encoding ISO-8859-1.
+/// A configuration file: an XML document, loaded as a whole, whose declaration names the encoding ISO-8859-1.
 class EncodedDocument {
  public:
-  /// Loads a file. E_INVALIDARG without a message when it cannot be loaded, or with one when its encoding is
-  /// another; E_FAIL with a message when no encoding is declared; the XML library's failure otherwise.
+  /// Loads the file and checks its encoding. Returns E_INVALIDARG if it cannot be loaded (not traced, because
+  /// both files are optional) or declares another encoding, E_FAIL if it declares none, otherwise the failure
+  /// code of the XML library.
   HRESULT Open(const std::wstring& path, const XmlDocumentFactory& create, const RejectionMessages& messages,
                const diagnostics::Tracer& trace);
 
-  /// Open() has succeeded.
+  /// Whether Open() has succeeded.
   bool Valid() const { return valid_; }
-  /// In words, why the file could not be loaded; empty when it was loaded, or there is no XML library.
+  /// Why the file could not be loaded, for the user. Empty if it was loaded, or if there is no XML library.
   const std::wstring& LoadProblem() const { return loadProblem_; }
-  /// The loaded document, also when its encoding was rejected; null when nothing could be loaded.
+  /// The loaded document, even if its encoding was rejected. Null if nothing was loaded.
   platform::XmlDocument* Document() const { return loadProblem_.empty() ? document_.get() : nullptr; }
 
  private:

@@ -5,8 +5,8 @@ namespace kellanseek::config {
 bool Usable(const platform::AddressRow& row, const platform::InterfaceRow& interfaceRow) {
   if (interfaceRow.adminStatus != platform::kInterfaceUp) return false;
   if (interfaceRow.type == platform::kLoopbackInterface) return false;
-  // The last value is compared with an address in network byte order, so it is not 127.0.0.1 on a
-  // little-endian host; the loopback is left out by its type.
+  // Addresses are in network byte order, so on a little-endian host the constant is 1.0.0.127, not 127.0.0.1.
+  // The loopback interface is excluded by its type.
   constexpr platform::Ipv4 kExcluded = 0x7F000001;
   return row.address != 0 && row.address != platform::kNoAddress && row.address != kExcluded;
 }

@@ -6,10 +6,10 @@
 
 namespace kellanseek::config {
 
-/// Whether an address of the host can take part in broadcast discovery, before the configuration selects.
+/// Whether an address of this host qualifies for broadcast discovery, regardless of the configured selection.
 bool Usable(const platform::AddressRow& row, const platform::InterfaceRow& interfaceRow);
 
-/// The addresses of the host that can, as they are now; none when the system cannot say.
+/// The addresses of this host that currently qualify. Empty if the system cannot list them.
 std::vector<platform::AddressRow> UsableNetworks(platform::NetworkAddresses& addresses);
 
 }  // namespace kellanseek::config

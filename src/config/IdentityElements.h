@@ -8,8 +8,8 @@
 
 namespace kellanseek::config {
 
-/// One element of a controller in the static controller file. Exactly one of `text`, `number` and `level` is
-/// set.
+/// A child element of a controller in the static controller file. Exactly one of `text`, `number` and `level`
+/// is set.
 struct IdentityElement {
   const wchar_t* name;
   std::wstring CtrlInfo::*text = nullptr;
@@ -17,14 +17,14 @@ struct IdentityElement {
   KelCtrlLevel CtrlInfo::*level = nullptr;
 };
 
-/// All elements of a controller, in the order in which they are read.
+/// All child elements of a controller, in reading order.
 std::span<const IdentityElement> IdentityElements();
 
-/// Stores an element's text in a record as the element wants it.
+/// Converts the element's text and stores it in its field of `record`.
 void Store(const IdentityElement& element, const std::wstring& text, CtrlInfo& record);
 
-/// A controller is either of a known version or of none: without a major version other than 0, a minor
-/// version and a revision, nothing is known of any of the four numbers.
+/// Whether the version is known as a whole: a major version other than 0, a minor version and a revision.
+/// Otherwise none of the four version numbers counts.
 bool VersionKnown(const CtrlInfo& record);
 
 }  // namespace kellanseek::config

@@ -9,8 +9,9 @@
 
 namespace kellanseek {
 
-/// Reads the scan configuration file. Results are S_OK, S_FALSE for an element that is not there, or a
-/// failure code; what fails is traced, and nothing throws. For one thread, while a component object starts.
+/// Parser for the scan configuration file. Methods return S_OK, S_FALSE for an absent element, or a failure
+/// code; they trace failures and never throw. Not thread-safe: used by one thread, while the component object
+/// starts.
 class CLanSeekConfigParser {
  public:
   explicit CLanSeekConfigParser(platform::DebugOutput& output,
@@ -18,11 +19,11 @@ class CLanSeekConfigParser {
 
   /// Loads the file and checks its encoding; on success the parser is valid.
   HRESULT Init(const std::wstring& path);
-  /// Fills the settings with what the file names and validates the result; what it does not name stays as it
-  /// is. E_FAIL unless the parser is valid.
+  /// Overwrites the settings that the file names and validates the result. Returns E_FAIL if the parser is
+  /// not valid.
   HRESULT GetInformation(CKelLanSeekConfigSettings& settings);
 
-  /// The two halves of GetInformation().
+  /// The two steps of GetInformation(), without the validation.
   HRESULT GetCommunicationSettings(CKelLanSeekConfigSettings& settings);
   HRESULT GetInterfaceSettings(std::vector<SubNetEntry>& subNets, std::int32_t& interfaceMode,
                                std::int32_t& detectChanges);

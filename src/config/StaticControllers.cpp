@@ -50,7 +50,7 @@ StaticControllerCheck::Decision StaticControllerCheck::Judge(const CtrlInfo& con
   if (completeInfoMode_ && controller.systemID.empty()) return {Verdict::NoSystemID};
   if (completeInfoMode_ && controller.versionMajor == kVersionUnknown) return {Verdict::NoVersion};
 
-  // The earliest accepted controller that is in conflict decides, and in one that is so twice the address.
+  // The earliest accepted controller that conflicts is reported; if it conflicts on both keys, the address.
   const auto sameAddress = byAddress_.find(controller.ctrlAddress);
   const auto sameSystem = completeInfoMode_ ? bySystemID_.find(controller.systemID) : bySystemID_.end();
   const std::size_t addressAt = sameAddress == byAddress_.end() ? accepted_ : sameAddress->second;

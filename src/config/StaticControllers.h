@@ -11,9 +11,8 @@
 
 namespace kellanseek::config {
 
-/// Decides, controller by controller in the order of the file, which static controllers are taken. Without
-/// broadcasts and polls nothing on the network will complete or correct them, so then they must be complete
-/// in themselves.
+/// Decides, in file order, which static controllers to accept. In complete-info mode the network will neither
+/// complete nor correct them, so they need a system ID and a version, and system IDs must differ.
 class StaticControllerCheck {
  public:
   enum class Verdict {
@@ -27,12 +26,12 @@ class StaticControllerCheck {
   };
   struct Decision {
     Verdict verdict = Verdict::Accepted;
-    std::size_t conflicting = 0;  ///< For the two conflicts: which of the accepted ones, counted from 0.
+    std::size_t conflicting = 0;  ///< For a conflict: index of the earlier controller among the accepted.
   };
 
   explicit StaticControllerCheck(bool completeInfoMode);
 
-  /// Decides on the next controller; an accepted one takes part in the conflicts of later ones.
+  /// Decides on the next controller. An accepted controller counts in the conflicts of later ones.
   Decision Decide(const CtrlInfo& controller);
 
  private:
@@ -46,8 +45,7 @@ class StaticControllerCheck {
   Positions bySystemID_;
 };
 
-/// The static controllers to start with, ready to be put into the table under a lanSeekID each. Every other
-/// one gives a trace with the reason.
+/// Returns the accepted controllers, without lanSeekIDs, and traces the reason for each rejected one.
 std::vector<CtrlInfo> AcceptStaticControllers(std::vector<CtrlInfo> listed,
                                               const CKelLanSeekConfigSettings& settings,
                                               const diagnostics::Tracer& trace);
