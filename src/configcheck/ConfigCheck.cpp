@@ -14,7 +14,7 @@ ConfigReport CheckConfiguration(const std::wstring& directory,
   const platform::PathKind kind = platform::KindOfPath(directory);
   if (kind != platform::PathKind::Directory) {
     Remarks(report, directory)
-        .Unreadable(kind == platform::PathKind::Nothing ? L"There is no such directory."
+        .Unreadable(kind == platform::PathKind::Nothing ? L"The directory does not exist."
                                                         : L"This is not a directory.");
     return report;
   }

@@ -8,32 +8,30 @@
 
 namespace kellanseek::configcheck {
 
-/// One thing to say of a configuration file.
+/// One remark on a configuration file.
 struct ConfigRemark {
-  bool finding = false;  ///< Something is ignored, rejected or senseless; otherwise just what is taken.
-  std::wstring file;     ///< Its path, as a component that is pointed to the directory would open it.
-  std::size_t line =
-      0;              ///< Counted from 1; 0 when the remark is not about one line, or the line is not known.
-  std::wstring text;  ///< A sentence or two for people.
+  bool finding = false;  ///< Something is ignored, rejected or senseless. False: accepted as written.
+  std::wstring file;     ///< Full path, as a component using the directory would open it.
+  std::size_t line = 0;  ///< Counted from 1; 0 if the remark concerns no single line or the line is unknown.
+  std::wstring text;     ///< One or two sentences for the user.
 };
 
-/// All that there is to say, in the order of the files.
+/// All remarks, in the order of the files.
 struct ConfigReport {
   std::vector<ConfigRemark> remarks;
-  bool unreadable = false;  ///< The directory, or a file that is there, cannot be read at all.
+  bool unreadable = false;  ///< The directory or an existing file cannot be read at all.
 
   bool Clean() const;
 };
 
-/// Says what a component would make of a configuration directory: what it takes from the two files, and what
-/// it ignores or rejects, and why. It is the component's own parsers and checks that decide. `host` are the
-/// networks of the host that it could search, with which the lists of networks are compared; without any
-/// nothing is.
+/// Reports how a component would read a configuration directory: what it accepts, and what it ignores or
+/// rejects, with the reasons. The component's own parsers and checks decide. `host` holds the networks that
+/// this host can search; the interface lists are compared with them unless it is empty.
 ConfigReport CheckConfiguration(const std::wstring& directory,
                                 const std::vector<platform::AddressRow>& host = {});
 
-/// Writes both files into a directory, with every setting at its default and a comment to each. The directory
-/// is made when it is not there. False, with the reason in words, when a file is already there (then nothing
+/// Writes both files into a directory, with every setting at its default and a comment on each. Creates the
+/// directory if necessary. Returns false, with the reason in `error`, if a file already exists (then nothing
 /// is written) or cannot be written.
 bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& error);
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
 
-/// Names and comments are plain ASCII.
+/// The names and comments passed here are plain ASCII.
 std::string Narrow(const wchar_t* text) { return platform::ToNarrow(text); }
 
 void AppendElement(std::string& text, const char* indent, const config::NumericElement& element) {
@@ -29,22 +29,24 @@ void AppendElement(std::string& text, const char* indent, const config::NumericE
 std::string DefaultScanConfiguration() {
   std::string text = kDeclaration;
   text +=
-      "<!-- Every setting of this file is optional; what is not here has its default, which is what stands "
-      "here\n"
-      "     now. Numbers are decimal. A component reads the file once, when it is created. -->\n"
+      "<!-- Every setting in this file is optional. The values below are the defaults. Numbers are decimal.\n"
+      "     A component reads the file once, when it is created. -->\n"
       "<KelLanSeekConfigurations>\n"
-      "  <!-- What older clients are told that a remote virtual controller is: RC (a real one) or VC. -->\n"
+      "  <!-- The kind of controller that older clients see in a remote virtual controller: RC (a real one) "
+      "or "
+      "VC. -->\n"
       "  <FakeRemoteVCAs>VC</FakeRemoteVCAs>\n"
       "  <CommunicationSettings>\n";
   for (const config::NumericElement& each : config::CommunicationElements())
     AppendElement(text, "    ", each);
   text +=
       "  </CommunicationSettings>\n"
-      "  <!-- Which network interfaces take part in broadcast discovery; without this, all do. With "
-      "UseInterfaces\n"
-      "       only those in one of the subnets, with ExcludeInterfaces all but those. IPNumber is any "
-      "address of\n"
-      "       the subnet, SubNetMask the interface's own mask.\n"
+      "  <!-- The network interfaces that take part in broadcast discovery: all of them, unless the file "
+      "has\n"
+      "       UseInterfaces (only those in one of the subnets) or ExcludeInterfaces (all but those). "
+      "IPNumber "
+      "is\n"
+      "       any address of the subnet, SubNetMask the interface's own mask.\n"
       "  <UseInterfaces>\n"
       "    <SubNet>\n"
       "      <IPNumber>192.168.1.0</IPNumber>\n"
@@ -58,11 +60,11 @@ std::string DefaultScanConfiguration() {
 
 std::string DefaultStaticControllers() {
   return std::string(kDeclaration) +
-         "<!-- Controllers that are known without being found by broadcast. Only ControllerLocAddr is "
-         "needed, as long\n"
-         "     as NonLocalUpdatesEnabled or DynamicDetectionEnabled is 1; otherwise also SystemIdentity and "
-         "the three\n"
-         "     version numbers. -->\n"
+         "<!-- Controllers to list without finding them by broadcast. Each needs a ControllerLocAddr. If "
+         "both\n"
+         "     NonLocalUpdatesEnabled and DynamicDetectionEnabled are 0, it also needs a SystemIdentity and "
+         "the\n"
+         "     three version numbers. -->\n"
          "<ControllerIdentities>\n"
          "  <!--\n"
          "  <ControllerIdentity>\n"
@@ -91,18 +93,18 @@ bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& erro
       {config::StaticControllerFile(directory), DefaultStaticControllers()}};
   for (const auto& [path, content] : files) {
     if (platform::KindOfPath(path) == platform::PathKind::Nothing) continue;
-    error = path + L" is already there; nothing was written.";
+    error = path + L" already exists; nothing was written.";
     return false;
   }
   std::wstring why;
   if (FAILED(platform::MakeDirectory(directory, why))) {
-    error = L"The directory " + directory + L" was not made: " + why;
+    error = L"The directory " + directory + L" was not created: " + why;
     return false;
   }
   for (const auto& [path, content] : files) {
     const HRESULT created = platform::CreateNewFile(path, content, why);
     if (created == S_OK) continue;
-    error = path + L" was not written: " + (created == S_FALSE ? L"it is already there." : why);
+    error = path + L" was not written: " + (created == S_FALSE ? L"it already exists." : why);
     return false;
   }
   return true;

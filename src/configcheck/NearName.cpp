@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kLongestName = 64;
 
-/// The slips between two texts: edit distance with swaps of neighbours.
+/// Edit distance; swapping two neighbouring characters counts as one edit.
 std::size_t Slips(std::wstring_view left, std::wstring_view right) {
   std::vector<std::vector<std::size_t>> slips(left.size() + 1, std::vector<std::size_t>(right.size() + 1));
   for (std::size_t i = 0; i <= left.size(); ++i) slips[i][0] = i;

@@ -15,20 +15,20 @@ namespace {
 
 constexpr std::size_t kLongestQuote = 60;
 
-/// Every name is looked for among all children, so there must not be as many names as a file has room for.
+/// The children are searched for every name, so the number of names must not grow with the size of the file.
 constexpr std::size_t kMostUnknownNames = 100;
 
 std::wstring UnknownNameText(std::wstring_view name, const std::vector<std::wstring_view>& here,
                              const std::vector<std::wstring_view>& elsewhere) {
-  std::wstring text = L"Element " + Quoted(name) + L" is not known here and is ignored.";
+  std::wstring text = L"Element " + Quoted(name) + L" is unknown here and is ignored.";
   if (std::find(elsewhere.begin(), elsewhere.end(), name) != elsewhere.end()) {
-    return text + L" It belongs at another place of the file.";
+    return text + L" It belongs elsewhere in the file.";
   }
   const std::wstring_view likelyHere = NearName(name, here);
   if (!likelyHere.empty()) return text + L" Did you mean " + Quoted(likelyHere) + L"?";
   const std::wstring_view likelyElsewhere = NearName(name, elsewhere);
   if (!likelyElsewhere.empty()) {
-    text += L" Did you mean " + Quoted(likelyElsewhere) + L", which belongs at another place of the file?";
+    text += L" Did you mean " + Quoted(likelyElsewhere) + L", which belongs elsewhere in the file?";
   }
   return text;
 }
@@ -40,7 +40,7 @@ bool ConfigReport::Clean() const {
          std::none_of(remarks.begin(), remarks.end(), [](const ConfigRemark& each) { return each.finding; });
 }
 
-void Remarks::Taken(std::size_t line, std::wstring text) {
+void Remarks::Accepted(std::size_t line, std::wstring text) {
   report_.remarks.push_back({false, file_, line, std::move(text)});
 }
 
@@ -78,28 +78,28 @@ void CheckChildren(platform::XmlNode& parent, std::wstring_view parentName,
     if (FAILED(parent.SelectNodes(name, nodes))) continue;
     const std::wstring text =
         isKnown ? L"Element " + Quoted(name) +
-                      L" is there more than once; only the first counts, this one is ignored."
+                      L" appears more than once; only the first counts, and this one is ignored."
                 : UnknownNameText(name, here, elsewhere);
     for (std::size_t i = isKnown ? 1 : 0; i < nodes.size(); ++i) remarks.Finding(nodes[i]->Line(), text);
     std::vector<std::wstring> inside;
     if (isKnown && expected->holdsText && !nodes.empty() && SUCCEEDED(nodes.front()->ChildNames(inside)) &&
         !inside.empty()) {
-      remarks.Finding(nodes.front()->Line(), L"Element " + Quoted(name) + L" has the element " +
+      remarks.Finding(nodes.front()->Line(), L"Element " + Quoted(name) + L" contains the element " +
                                                  Quoted(inside.front()) +
-                                                 L" inside, whose text counts as a part of its own.");
+                                                 L", whose text is read as part of its own.");
     }
   }
   if (unknownNames > kMostUnknownNames) {
     remarks.Finding(parent.Line(), std::to_wstring(unknownNames - kMostUnknownNames) +
-                                       L" more names of elements in " + Quoted(parentName) +
-                                       L" are not known and are ignored.");
+                                       L" more element names in " + Quoted(parentName) +
+                                       L" are unknown and ignored.");
   }
 }
 
 bool CheckOpened(const config::EncodedDocument& file, HRESULT opened, Remarks& remarks) {
   if (SUCCEEDED(opened)) return true;
   if (file.Document() == nullptr) {
-    remarks.Unreadable(L"The file cannot be read, so nothing of it counts. " + file.LoadProblem());
+    remarks.Unreadable(L"The file cannot be read and is ignored. " + file.LoadProblem());
     return false;
   }
   std::wstring encoding;
@@ -121,9 +121,9 @@ std::unique_ptr<platform::XmlNode> Child(platform::XmlNode& parent, std::wstring
 std::wstring NumberProblem(std::wstring_view name, std::wstring_view text) {
   if (text::IsNumber(text)) return {};
   const std::wstring value = std::to_wstring(text::ToNumber(text));
-  if (text::IsBlank(text)) return std::wstring(name) + L" is empty and reads as " + value + L".";
+  if (text::IsBlank(text)) return std::wstring(name) + L" is empty and is read as " + value + L".";
   return std::wstring(name) + L" is " + Quoted(text) +
-         L", which is not a plain decimal number of 32 bits; it reads as " + value + L".";
+         L", which is not a plain 32-bit decimal number; it is read as " + value + L".";
 }
 
 std::wstring AddressProblem(std::wstring_view name, const std::wstring& text) {

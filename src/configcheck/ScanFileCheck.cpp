@@ -24,35 +24,36 @@ constexpr std::wstring_view kRoot = L"KelLanSeekConfigurations";
 
 std::wstring Number(std::int64_t number) { return std::to_wstring(number); }
 
-/// What a negative time means.
-std::wstring NoTimer(const std::wstring& name) {
+/// The effect of a negative time.
+std::wstring NegativeTimeEffect(const std::wstring& name) {
   if (name == L"RefreshInterval") return L" is negative, so no refresh is ever broadcast.";
   if (name.ends_with(L"Interval"))
     return L" is negative, so controllers known by address are not asked periodically.";
-  return L" is negative, so no answer is waited for: silent controllers are not asked again and never lost.";
+  return L" is negative, so answers have no deadline: silent controllers are not asked again and are never "
+         L"lost.";
 }
 
-/// What becomes of a number outside the range that makes sense.
+/// The effect of a number outside the sensible range.
 std::wstring RangeProblem(const config::NumericElement& element, std::int32_t number) {
   if (number >= element.least && number <= element.most) return {};
   const std::wstring name = element.name;
   switch (element.kind) {
     case config::NumericElement::Kind::Flag:
-      return name + L" counts as 1, as every number but 0 does; write 1.";
+      return name + L" counts as 1, like every number except 0; write 1.";
     case config::NumericElement::Kind::Port:
-      return name + L" is " + Number(number) + L", which no port has; sockets take its low 16 bits, " +
+      return name + L" is " + Number(number) + L", which is not a valid port; sockets use its low 16 bits, " +
              Number(CKelLanSeekConfigSettings::Port(number)) + L".";
     case config::NumericElement::Kind::Count:
       if (number < 0)
-        return name + L" is negative, so silent controllers are asked without end and never lost.";
+        return name + L" is negative, so silent controllers are asked for ever and are never lost.";
       break;
     case config::NumericElement::Kind::Seconds:
       if (number >= element.least) break;
-      if (number < 0) return name + NoTimer(name);
-      if (name.ends_with(L"Interval")) return name + L" works as 1 second, the shortest interval there is.";
-      return name + L" leaves controllers no time for an answer.";
+      if (number < 0) return name + NegativeTimeEffect(name);
+      if (name.ends_with(L"Interval")) return name + L" counts as 1 second, the shortest interval.";
+      return name + L" leaves controllers no time to answer.";
   }
-  return name + L" is out of any sensible range (" + Number(element.least) + L" to " + Number(element.most) +
+  return name + L" is outside the sensible range (" + Number(element.least) + L" to " + Number(element.most) +
          L").";
 }
 
@@ -64,7 +65,7 @@ class ScanFileCheck {
 
   void Run() {
     if (platform::KindOfPath(remarks_.File()) == platform::PathKind::Nothing) {
-      return remarks_.Taken(0, L"There is no such file; every setting has its default.");
+      return remarks_.Accepted(0, L"The file does not exist; every setting has its default.");
     }
     diagnostics::NoDebugOutput silence;
     CLanSeekConfigParser parser(silence);
@@ -74,8 +75,8 @@ class ScanFileCheck {
     parser.GetInformation(settings_);
     Node root;
     if (parser.File().Document()->SelectRoot(std::wstring(kRoot), root) != S_OK) {
-      return remarks_.Finding(
-          0, L"The document element is not " + Quoted(kRoot) + L", so nothing of the file counts.");
+      return remarks_.Finding(0,
+                              L"The document element is not " + Quoted(kRoot) + L", so the file is ignored.");
     }
     CheckRoot(*root);
   }
@@ -85,7 +86,7 @@ class ScanFileCheck {
     const config::NumericElement& detect = config::DetectInterfaceChangesElement();
     std::vector<KnownElement> communication;
     std::vector<std::wstring_view> deeper = {L"SubNet", L"IPNumber", L"SubNetMask"};
-    std::vector<std::wstring_view> higher = {
+    std::vector<std::wstring_view> shallower = {
         L"FakeRemoteVCAs", L"ExcludeInterfaces", L"UseInterfaces", detect.name,
         L"SubNet",         L"IPNumber",          L"SubNetMask"};
     for (const config::NumericElement& each : config::CommunicationElements()) {
@@ -101,10 +102,10 @@ class ScanFileCheck {
                   deeper, remarks_);
     CheckFakeRemoteVCAs(root);
     if (const Node container = Child(root, L"CommunicationSettings")) {
-      CheckChildren(*container, L"CommunicationSettings", communication, higher, remarks_);
+      CheckChildren(*container, L"CommunicationSettings", communication, shallower, remarks_);
       for (const config::NumericElement& each : config::CommunicationElements())
         CheckNumber(*container, each);
-      CheckTogether(container->Line());
+      CheckCombinations(container->Line());
     }
     CheckInterfaces(root);
     CheckNumber(root, detect);
@@ -116,11 +117,11 @@ class ScanFileCheck {
     if (!element || element->Text(text) != S_OK) return;
     const std::wstring kind = settings_.FakeRemoteVCAs == RC ? L"real" : L"virtual";
     if (text == L"RC" || text == L"VC") {
-      return remarks_.Taken(
-          element->Line(), L"Older clients are told that remote virtual controllers are " + kind + L" ones.");
+      return remarks_.Accepted(element->Line(),
+                               L"Older clients see remote virtual controllers as " + kind + L" ones.");
     }
     remarks_.Finding(element->Line(), L"FakeRemoteVCAs is " + Quoted(text) +
-                                          L" and is ignored: only exactly \"RC\" and \"VC\" have a meaning.");
+                                          L" and is ignored: it must be exactly \"RC\" or \"VC\".");
   }
 
   void CheckNumber(platform::XmlNode& parent, const config::NumericElement& element) {
@@ -135,15 +136,15 @@ class ScanFileCheck {
     if (!problem.empty() && !range.empty()) problem += L" ";
     problem += range;
     if (!problem.empty()) return remarks_.Finding(node->Line(), problem);
-    remarks_.Taken(node->Line(), element.name + (L" is " + Number(text::ToNumber(text))) + L".");
+    remarks_.Accepted(node->Line(), element.name + (L" is " + Number(text::ToNumber(text))) + L".");
   }
 
   static bool LongerThan(std::int32_t timeout, std::int32_t interval) {
     return interval >= 0 && timeout > interval;
   }
 
-  /// Settings that make sense each but not with one another.
-  void CheckTogether(std::size_t line) {
+  /// Reports settings that make sense on their own but not in combination.
+  void CheckCombinations(std::size_t line) {
     using Settings = CKelLanSeekConfigSettings;
     if (Settings::Port(settings_.RequestPort) == Settings::Port(settings_.ResponsePort)) {
       remarks_.Finding(
@@ -169,56 +170,56 @@ class ScanFileCheck {
     const Node exclude = Child(root, L"ExcludeInterfaces");
     const Node use = Child(root, L"UseInterfaces");
     if (exclude && use) {
-      remarks_.Finding(use->Line(), L"UseInterfaces is ignored because there is also ExcludeInterfaces.");
+      remarks_.Finding(use->Line(), L"UseInterfaces is ignored because ExcludeInterfaces is present.");
     }
     const Node& container = exclude ? exclude : use;
     if (!container) return;
-    const std::wstring what = exclude ? L"ExcludeInterfaces" : L"UseInterfaces";
+    const std::wstring name = exclude ? L"ExcludeInterfaces" : L"UseInterfaces";
     if (configured_.DynamicDetectionEnabled == 0) {
-      remarks_.Finding(container->Line(), what + L" has no effect because DynamicDetectionEnabled is 0.");
+      remarks_.Finding(container->Line(), name + L" has no effect because DynamicDetectionEnabled is 0.");
     }
-    CheckChildren(*container, what, {{L"SubNet", true}}, {L"IPNumber", L"SubNetMask"}, remarks_);
+    CheckChildren(*container, name, {{L"SubNet", true}}, {L"IPNumber", L"SubNetMask"}, remarks_);
     std::vector<Node> nodes;
     if (container->SelectNodes(L"SubNet", nodes) != S_OK) return;
     std::size_t usable = 0;
     for (const Node& node : nodes) {
       if (CheckSubNet(*node, exclude != nullptr)) ++usable;
     }
-    if (usable > 0) return CheckAgainstHost(container->Line(), what);
+    if (usable > 0) return CheckAgainstHost(container->Line(), name);
     remarks_.Finding(container->Line(),
-                     exclude ? L"ExcludeInterfaces names no usable subnet; no interface is left out."
+                     exclude ? L"ExcludeInterfaces names no usable subnet; no interface is excluded."
                              : L"UseInterfaces names no usable subnet; this switches broadcast "
                                L"discovery off.");
   }
 
-  /// What the list of networks, which is the one that counts, comes to on this host.
+  /// Compares the effective interface list with the networks of this host.
   void CheckAgainstHost(std::size_t line, const std::wstring& list) {
     if (configured_.DynamicDetectionEnabled == 0) return;
     if (host_.empty()) {
-      return remarks_.Taken(line,
-                            list + L" is not compared with this host, which has no usable network now.");
+      return remarks_.Accepted(line,
+                               list + L" is not compared with this host, which has no usable network now.");
     }
     std::wstring all;
-    bool some = false;
-    bool everyOne = true;
+    bool anySelected = false;
+    bool allSelected = true;
     for (const platform::AddressRow& row : host_) {
       const bool selected = settings_.Selects(row.address, row.mask);
-      some = some || selected;
-      everyOne = everyOne && selected;
+      anySelected = anySelected || selected;
+      allSelected = allSelected && selected;
       all += (all.empty() ? L" This host has " : L", ") + platform::FormatIpv4Wide(row.address) +
              L" with mask " + platform::FormatIpv4Wide(row.mask);
     }
     const bool exclude = settings_.InterfaceMode == ExcludeListed;
-    const wchar_t* const without = L" so nothing is found by broadcast here.";
-    if (!some && exclude) {
-      remarks_.Finding(line, list + L" leaves out every network of this host," + without + all + L".");
-    } else if (!some || (everyOne && exclude)) {
+    const wchar_t* const noDiscovery = L" so broadcast discovery finds nothing here.";
+    if (!anySelected && exclude) {
+      remarks_.Finding(line, list + L" excludes every network of this host," + noDiscovery + all + L".");
+    } else if (!anySelected || (allSelected && exclude)) {
       remarks_.Finding(line, list + L" matches no network of this host," +
-                                 (exclude ? L" so none is left out here." : without) + all + L".");
+                                 (exclude ? L" so it excludes none." : noDiscovery) + all + L".");
     }
   }
 
-  /// True when the entry is taken.
+  /// Returns whether the component keeps the entry.
   bool CheckSubNet(platform::XmlNode& node, bool excluded) {
     CheckChildren(node, L"SubNet", {{L"IPNumber"}, {L"SubNetMask"}}, {}, remarks_);
     SubNetEntry entry;
@@ -231,10 +232,11 @@ class ScanFileCheck {
       }
     }
     if (!entry.Valid()) {
-      remarks_.Finding(node.Line(), L"SubNet with IPNumber " + Quoted(entry.IPNumber) + L" and SubNetMask " +
-                                        Quoted(entry.SubNetMask) +
-                                        L" is removed as bad: both must be dotted IPv4 addresses other than "
-                                        L"255.255.255.255.");
+      remarks_.Finding(node.Line(),
+                       L"SubNet with IPNumber " + Quoted(entry.IPNumber) + L" and SubNetMask " +
+                           Quoted(entry.SubNetMask) +
+                           L" is invalid and is removed: both must be dotted IPv4 addresses other than "
+                           L"255.255.255.255.");
       return false;
     }
     bool plain = true;
@@ -247,18 +249,17 @@ class ScanFileCheck {
     const std::uint32_t mask = platform::HostOrder(platform::ParseIpv4(std::wstring_view(entry.SubNetMask)));
     if (std::countl_one(mask) + std::countr_zero(mask) < 32) {
       remarks_.Finding(node.Line(),
-                       L"SubNetMask " + entry.SubNetMask + L" has a gap, so no interface has that mask.");
+                       L"SubNetMask " + entry.SubNetMask + L" has a gap, so no interface can have it.");
     } else if (plain) {
-      remarks_.Taken(node.Line(), L"Interfaces in the subnet of " + entry.IPNumber + L" with mask " +
-                                      entry.SubNetMask + (excluded ? L" are left out." : L" are used."));
+      remarks_.Accepted(node.Line(), L"Interfaces in the subnet of " + entry.IPNumber + L" with mask " +
+                                         entry.SubNetMask + (excluded ? L" are excluded." : L" are used."));
     }
     return true;
   }
 
   const std::vector<platform::AddressRow>& host_;
   CKelLanSeekConfigSettings& settings_;
-  CKelLanSeekConfigSettings
-      configured_;  ///< As the file has them, before the interface selection is settled.
+  CKelLanSeekConfigSettings configured_;  ///< As in the file, before ValidateInterfaces().
   Remarks& remarks_;
 };
 

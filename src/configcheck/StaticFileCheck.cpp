@@ -38,7 +38,7 @@ class StaticFileCheck {
 
   void Run() {
     if (platform::KindOfPath(remarks_.File()) == platform::PathKind::Nothing) {
-      return remarks_.Taken(0, L"There is no such file; there are no static controllers.");
+      return remarks_.Accepted(0, L"The file does not exist; there are no static controllers.");
     }
     diagnostics::NoDebugOutput silence;
     CControllerIdParser parser(silence);
@@ -46,8 +46,8 @@ class StaticFileCheck {
     if (!CheckOpened(parser.File(), opened, remarks_)) return;
     Node root;
     if (parser.File().Document()->SelectRoot(std::wstring(kRoot), root) != S_OK) {
-      return remarks_.Finding(
-          0, L"The document element is not " + Quoted(kRoot) + L", so nothing of the file counts.");
+      return remarks_.Finding(0,
+                              L"The document element is not " + Quoted(kRoot) + L", so the file is ignored.");
     }
     std::vector<CtrlInfo> listed;
     std::vector<Node> nodes;
@@ -59,9 +59,9 @@ class StaticFileCheck {
     for (const KnownElement& each : known_) elsewhere.push_back(each.name);
     CheckChildren(*root, kRoot, {{kEntry, true}}, elsewhere, remarks_);
     if (completeInfoMode_) {
-      remarks_.Taken(
+      remarks_.Accepted(
           0,
-          L"Neither broadcast discovery nor polling is on: this file is all that will be known of its "
+          L"Neither broadcast discovery nor polling is on, so this file is the only source for its "
           L"controllers, so each needs a system identity and a version.");
     }
     for (std::size_t i = 0; i < listed.size(); ++i) CheckEntry(*nodes[i], listed[i]);
@@ -87,7 +87,7 @@ class StaticFileCheck {
     }
     acceptedLines_.push_back(node.Line());
     clean = CheckAddress(node, controller) && clean;
-    if (clean) remarks_.Taken(node.Line(), Title(controller) + L" is taken.");
+    if (clean) remarks_.Accepted(node.Line(), Title(controller) + L" is accepted.");
   }
 
   static std::wstring ElementProblem(const config::IdentityElement& element, const std::wstring& text) {
@@ -95,7 +95,7 @@ class StaticFileCheck {
     if (element.level != nullptr) {
       if (text == L"BootLevel" || text == L"SystemLevel") return {};
       return name + L" is " + Quoted(text) +
-             L" and counts as \"SystemLevel\": only exactly \"BootLevel\" does not.";
+             L" and counts as \"SystemLevel\", like every text except \"BootLevel\".";
     }
     if (element.number == nullptr) return {};
     std::wstring problem = NumberProblem(name, text);
@@ -104,11 +104,11 @@ class StaticFileCheck {
     if (number < 0) return name + L" is negative.";
     const bool port = element.number == &CtrlInfo::commPortNumber;
     if (port && static_cast<std::uint32_t>(number) > kMaxPort)
-      return name + L" is no port: the highest is 65535.";
+      return name + L" is not a valid port: the highest is 65535.";
     return {};
   }
 
-  /// False when some of the version numbers are given, but not so that they count.
+  /// Returns false if some version numbers are given but the version as a whole is unknown.
   bool CheckVersion(platform::XmlNode& node, const CtrlInfo& controller) {
     if (config::VersionKnown(controller)) return true;
     for (const config::IdentityElement& each : config::IdentityElements()) {
@@ -116,14 +116,14 @@ class StaticFileCheck {
       if (!version || !Child(node, each.name)) continue;
       remarks_.Finding(
           node.Line(),
-          L"The version counts as not known: it needs a MajorVersion other than 0, a MinorVersion and a "
+          L"The version counts as unknown: it needs a MajorVersion other than 0, a MinorVersion and a "
           L"Revision.");
       return false;
     }
     return true;
   }
 
-  /// False when an address that was accepted is hardly meant so.
+  /// Returns false if an accepted address is probably a mistake.
   bool CheckAddress(platform::XmlNode& node, const CtrlInfo& controller) {
     const platform::Ipv4 address = platform::ParseIpv4(std::wstring_view(controller.ctrlAddress));
     const std::wstring problem = AddressProblem(L"ControllerLocAddr", controller.ctrlAddress);
@@ -153,9 +153,10 @@ class StaticFileCheck {
       case Verdict::NoAddress: return L"The controller is dropped: it has no ControllerLocAddr.";
       case Verdict::InvalidAddress:
         return L"The controller is dropped: its ControllerLocAddr " + Quoted(controller.ctrlAddress) +
-               L" is no IPv4 address.";
+               L" is not an IPv4 address.";
       case Verdict::NoSystemID:
-        return dropped + L"it has no SystemIdentity, which it needs because nothing asks for it.";
+        return dropped +
+               L"it has no SystemIdentity, which it needs because the network is never asked for it.";
       case Verdict::NoVersion:
         return dropped +
                L"it has no version (MajorVersion, MinorVersion, Revision), which it needs because nothing "

@@ -7,7 +7,7 @@
 
 namespace kellanseek::configcheck {
 
-/// Reports on the static controller file as a component with those settings would take it.
+/// Reports how a component with these settings would read the static controller file.
 void CheckStaticFile(const std::wstring& file, const CKelLanSeekConfigSettings& settings,
                      ConfigReport& report);
 

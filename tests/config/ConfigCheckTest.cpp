@@ -34,7 +34,8 @@ std::vector<std::string> Findings(const ConfigReport& report) {
   return findings;
 }
 
-/// Whether each finding is the expected one of that file: "line: words", with the words somewhere in it.
+/// Matches the findings with the expected ones, "LINE: WORDS": a finding on that line that contains the
+/// words.
 ::testing::AssertionResult AreThese(const std::vector<std::string>& findings, const std::string& file,
                                     const std::vector<std::string>& expected) {
   const auto matches = [&](const std::string& finding, const std::string& pattern) {
@@ -53,7 +54,7 @@ std::vector<std::string> Findings(const ConfigReport& report) {
 const std::string kScanFile = "lanseekconf.xml";
 const std::string kStaticFile = "controllerid.xml";
 
-/// Every finding says which element it is about.
+/// Every finding names its element.
 void ExpectElementsNamed(const std::vector<std::string>& findings) {
   static const std::regex element("Element \"|[A-Z][a-z]+[A-Z]|Retries|IPNumber");
   for (const std::string& each : findings) EXPECT_TRUE(std::regex_search(each, element)) << each;
@@ -67,7 +68,8 @@ std::vector<platform::AddressRow> Host(const std::vector<std::string_view>& addr
   return rows;
 }
 
-/// What is found on a host in a scan file with `inside`, which begins on line 2, behind the root.
+/// Expects these findings for a scan file with `inside` below its root, from line 2, on a host with these
+/// addresses.
 void ExpectOnHost(const char* what, const std::string& inside, const std::vector<std::string_view>& addresses,
                   const std::vector<std::string>& findings) {
   const ConfigFiles files;
@@ -83,38 +85,38 @@ void ExpectInScanFile(const char* what, const std::string& inside, const std::ve
   ExpectOnHost(what, inside, {}, findings);
 }
 
-TEST(ConfigCheckTest, FindsWhatTheScanFileDoesNotMean) {
+TEST(ConfigCheckTest, ReportsScanFileElementsWithoutTheIntendedEffect) {
   const auto expect = ExpectInScanFile;
   const auto numbers = CommunicationSettings;
   expect("nothing", "", {});
   expect("misspelt", numbers("RequestPrt=1;retries=2;Colour=red"),
-         {"5: \"Colour\" is not known here and is ignored.", "3: Did you mean \"RequestPort\"?",
+         {"5: \"Colour\" is unknown here and is ignored.", "3: Did you mean \"RequestPort\"?",
           "4: Did you mean \"Retries\"?"});
-  expect("at another place", Elements("Retries=1"), {"2: It belongs at another place"});
+  expect("at another place", Elements("Retries=1"), {"2: It belongs elsewhere"});
   expect("twice", numbers("Retries=1;Retries=2"), {"4: only the first counts"});
-  expect("an element in a text", numbers("Retries=1<b>2</b>"), {"3: \"b\" inside, whose text counts"});
+  expect("an element in a text", numbers("Retries=1<b>2</b>"), {"3: \"b\", whose text is read as part"});
   expect("the same ports", numbers("RequestPort=5513"), {"2: cannot be told apart"});
   expect("swapped ports", numbers("RequestPort=5513;ResponsePort=5512"),
          {"2: look swapped: 5513, 5512 and 5514 are"});
   expect("numbers that are read as others",
          numbers("RequestPort=0x1588;ResponsePort=70000;NonLocalUpdatesEnabled=true;Retries;"
                  "NonLocalRetries=99999999999"),
-         {"3: RequestPort is \"0x1588\", which is not a plain decimal number of 32 bits; it reads as 0.",
-          "4: ResponsePort is 70000, which no port has; sockets take its low 16 bits, 4464",
-          "5: \"true\", which is not a plain decimal number of 32 bits; it reads as 0. This switches it off",
-          "6: Retries is empty and reads as 0.", "7: reads as 2147483647"});
+         {"3: RequestPort is \"0x1588\", which is not a plain 32-bit decimal number; it is read as 0.",
+          "4: ResponsePort is 70000, which is not a valid port; sockets use its low 16 bits, 4464",
+          "5: \"true\", which is not a plain 32-bit decimal number; it is read as 0. This switches it off",
+          "6: Retries is empty and is read as 0.", "7: is read as 2147483647"});
   expect("flag as another number", Elements("DetectInterfaceChanges=5"), {"2: counts as 1"});
   expect("negative", numbers("RefreshInterval=-1;NonLocalRefreshInterval=-1;RefreshTimeout=-1;Retries=-1"),
-         {"3: no refresh is ever broadcast", "4: not asked periodically", "5: not asked again and never lost",
-          "6: without end and never lost"});
+         {"3: no refresh is ever broadcast", "4: not asked periodically",
+          "5: not asked again and are never lost", "6: for ever and are never lost"});
   expect("out of range", numbers("RefreshInterval=0;NonLocalRefreshInterval=86401;RefreshTimeout=0"),
-         {"3: works as 1 second", "4: any sensible range (1 to 86400)", "5: no time for an answer"});
+         {"3: counts as 1 second", "4: outside the sensible range (1 to 86400)", "5: no time to answer"});
   expect("too long", numbers("RefreshTimeout=61"),
-         {"3: out of any sensible range (1 to 60)", "2: RefreshTimeout is longer"});
-  expect("another kind", Elements("FakeRemoteVCAs=rc"), {"2: only exactly \"RC\""});
+         {"3: outside the sensible range (1 to 60)", "2: RefreshTimeout is longer"});
+  expect("another kind", Elements("FakeRemoteVCAs=rc"), {"2: exactly \"RC\""});
 }
 
-TEST(ConfigCheckTest, FindsSelectionsOfInterfacesThatDoNotSelect) {
+TEST(ConfigCheckTest, ReportsIneffectiveInterfaceSelections) {
   const auto expect = ExpectInScanFile;
   const std::string ten = SubNet("10.0.0.0", "255.0.0.0");
   expect("both selections", In("UseInterfaces", SubNet("x", "y")) + In("ExcludeInterfaces", ten),
@@ -129,7 +131,7 @@ TEST(ConfigCheckTest, FindsSelectionsOfInterfacesThatDoNotSelect) {
                {"5: has no effect because DynamicDetectionEnabled is 0"});
 }
 
-TEST(ConfigCheckTest, ComparesTheListOfNetworksWithTheHost) {
+TEST(ConfigCheckTest, ComparesInterfaceListsWithTheHost) {
   const auto expect = [](const char* list, const std::vector<std::string_view>& addresses,
                          const std::vector<std::string>& findings) {
     ExpectOnHost(list, In(list, SubNet("10.0.0.0", "255.0.0.0")), addresses, findings);
@@ -138,18 +140,17 @@ TEST(ConfigCheckTest, ComparesTheListOfNetworksWithTheHost) {
   const char* const exclude = "ExcludeInterfaces";
   expect(use, {"10.0.0.1", "10.0.0.2"}, {});
   expect(use, {"11.0.0.1", "10.0.0.1"}, {});
-  expect(
-      use, {"11.0.0.1", "12.0.0.1"},
-      {"2: UseInterfaces matches no network of this host, so nothing is found by broadcast here. This host "
-       "has 11.0.0.1 with mask 255.0.0.0, 12.0.0.1 with mask 255.0.0.0."});
+  expect(use, {"11.0.0.1", "12.0.0.1"},
+         {"2: UseInterfaces matches no network of this host, so broadcast discovery finds nothing here. This "
+          "host "
+          "has 11.0.0.1 with mask 255.0.0.0, 12.0.0.1 with mask 255.0.0.0."});
   expect(exclude, {"11.0.0.1", "10.0.0.1"}, {});
   expect(exclude, {"10.0.0.1", "10.0.0.2"},
-         {"2: leaves out every network of this host, so nothing is found"});
-  expect(exclude, {"11.0.0.1"},
-         {"2: matches no network of this host, so none is left out here. This host has"});
+         {"2: excludes every network of this host, so broadcast discovery finds nothing"});
+  expect(exclude, {"11.0.0.1"}, {"2: matches no network of this host, so it excludes none. This host has"});
 }
 
-/// What is found in a file of static controllers with `inside`, which begins on line 2, behind the root.
+/// Expects these findings for a static controller file with `inside` below its root, from line 2.
 void ExpectInStaticFile(const char* what, bool complete, const std::string& inside,
                         const std::vector<std::string>& expected) {
   const ConfigFiles files;
@@ -159,7 +160,7 @@ void ExpectInStaticFile(const char* what, bool complete, const std::string& insi
   EXPECT_TRUE(AreThese(findings, kStaticFile, expected)) << what;
   ExpectElementsNamed(findings);
 
-  // What is said to be dropped is what the component drops.
+  // The component must drop exactly the controllers reported as dropped.
   FakeDebugOutput traces;
   CKelLanSeekConfigSettings settings;
   config::LoadConfiguration(files.Directory().Wide(), settings, {traces, L"KelLanSeekImpl"});
@@ -169,7 +170,7 @@ void ExpectInStaticFile(const char* what, bool complete, const std::string& insi
   EXPECT_EQ(traces.Messages().size(), static_cast<std::size_t>(dropped)) << what;
 }
 
-TEST(ConfigCheckTest, FindsWhyStaticControllersAreDropped) {
+TEST(ConfigCheckTest, ReportsWhyStaticControllersAreDropped) {
   const auto expect = ExpectInStaticFile;
   const auto at = [](const std::string& address, const std::string& more = "") {
     return ControllerIdentity("ControllerLocAddr=" + address + ";" + more);
@@ -178,7 +179,7 @@ TEST(ConfigCheckTest, FindsWhyStaticControllersAreDropped) {
   expect("nothing", false, "", {});
   expect("good", true, at("10.0.0.1", whole), {});
   expect("no address", false, ControllerIdentity(""), {"2: it has no ControllerLocAddr"});
-  expect("no such address", false, at("plc7"), {"2: \"plc7\" is no IPv4 address"});
+  expect("no such address", false, at("plc7"), {"2: \"plc7\" is not an IPv4 address"});
   expect("the same address", false, at("10.0.0.1") + at("10.0.0.1"),
          {"5: the controller of line 2 has the same ControllerLocAddr"});
   expect("the same address in other words", false, at("10.0.0.1") + at("10.1"),
@@ -188,34 +189,35 @@ TEST(ConfigCheckTest, FindsWhyStaticControllersAreDropped) {
          {"2: it has no SystemIdentity", "5: it has no version (MajorVersion, "});
   expect("the same system", true, at("10.0.0.1", whole) + at("10.0.0.2", whole),
          {"9: the controller of line 2 has the same SystemIdentity"});
-  expect("half a version", false, at("10.0.0.1", "MajorVersion=6"), {"2: The version counts as not known"});
+  expect("half a version", false, at("10.0.0.1", "MajorVersion=6"), {"2: The version counts as unknown"});
   expect("odd elements", false, at("10.0.0.1", "ControllerLevel=boot;CommPortNumber=99999;SystemNam=x"),
-         {"6: Did you mean \"SystemName\"?", "5: no port", "4: counts as \"SystemLevel\""});
-  expect("elements of a controller outside of one", false, Elements("SystemName=x"), {"2: another place"});
+         {"6: Did you mean \"SystemName\"?", "5: not a valid port", "4: counts as \"SystemLevel\""});
+  expect("elements of a controller outside of one", false, Elements("SystemName=x"),
+         {"2: belongs elsewhere"});
 }
 
-TEST(ConfigCheckTest, WhiteSpaceAroundATextMeansNothing) {
+TEST(ConfigCheckTest, WhiteSpaceAroundTextIsIgnored) {
   const ConfigFiles files;
   files.WriteControllers(ControllerIdentity("ControllerLocAddr=\n  10.0.0.1\n"));
   files.WriteSettings(In("UseInterfaces", SubNet("192.168.1.0 ", "\n255.255.255.0")));
   FakeDebugOutput traces;
   CKelLanSeekConfigSettings settings;
-  const auto taken =
+  const auto accepted =
       config::LoadConfiguration(files.Directory().Wide(), settings, {traces, L"KelLanSeekImpl"});
-  ASSERT_EQ(taken.size(), 1U);
-  EXPECT_EQ(taken.front().ctrlAddress, L"10.0.0.1");
+  ASSERT_EQ(accepted.size(), 1U);
+  EXPECT_EQ(accepted.front().ctrlAddress, L"10.0.0.1");
   EXPECT_EQ(settings.DynamicDetectionEnabled, 1);
   EXPECT_EQ(settings.SubNets.size(), 1U);
   EXPECT_TRUE(Findings(CheckConfiguration(files.Directory().Wide())).empty());
 }
 
-TEST(ConfigCheckTest, TellsAFileThatIsRejectedFromOneThatCannotBeRead) {
+TEST(ConfigCheckTest, DistinguishesRejectedFromUnreadableFiles) {
   struct Case {
     std::string content;
     bool unreadable;
     std::vector<std::string> findings;
   };
-  // Wine's parser does not say where it stopped.
+  // Wine's parser does not report the line of an error.
   const std::string where = UnderWine() ? "cannot be read" : "line 2";
   const Case cases[] = {
       {"<KelLanSeekConfigurations/>", false, {"1: does not begin with a declaration"}},
@@ -238,20 +240,20 @@ TEST(ConfigCheckTest, TellsAFileThatIsRejectedFromOneThatCannotBeRead) {
   EXPECT_TRUE(CheckConfiguration(empty.WideFile("file")).unreadable);
 }
 
-TEST(ConfigCheckTest, AFileFullOfUnknownNamesIsToldInAHundred) {
+TEST(ConfigCheckTest, ListsAtMostAHundredUnknownNames) {
   std::string inside;
   for (int i = 1000; i < 3000; ++i) inside += "<Extra" + std::to_string(i) + "/>\n";
   const ConfigFiles files;
   files.WriteSettings(inside + Elements("Extra1000"));
   const std::vector<std::string> findings = Findings(CheckConfiguration(files.Directory().Wide()));
   ASSERT_EQ(findings.size(), 102U);
-  EXPECT_NE(findings[1].find("\"Extra1000\" is not known here"), std::string::npos) << findings[1];
-  EXPECT_NE(findings.back().find("1900 more names of elements in \"KelLanSeekConfigurations\""),
+  EXPECT_NE(findings[1].find("\"Extra1000\" is unknown here"), std::string::npos) << findings[1];
+  EXPECT_NE(findings.back().find("1900 more element names in \"KelLanSeekConfigurations\""),
             std::string::npos)
       << findings.back();
 }
 
-TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndReplaceNothing) {
+TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndNeverOverwrite) {
   const ScratchDirectory scratch;
   std::wstring error;
   ASSERT_TRUE(configcheck::WriteDefaultConfiguration(scratch.Wide(), error));
@@ -264,15 +266,15 @@ TEST(ConfigCheckTest, DefaultFilesSetDefaultsAndReplaceNothing) {
 
   scratch.Write("lanseekconf.xml", "mine");
   EXPECT_FALSE(configcheck::WriteDefaultConfiguration(scratch.Wide(), error));
-  EXPECT_NE(error.find(L"already there"), std::wstring::npos);
+  EXPECT_NE(error.find(L"already exists"), std::wstring::npos);
   EXPECT_EQ(scratch.Read("lanseekconf.xml"), "mine");
   EXPECT_TRUE(configcheck::WriteDefaultConfiguration(scratch.WideFile("missing/below"), error));
   EXPECT_EQ(scratch.Read("missing/below/lanseekconf.xml"), configcheck::DefaultScanConfiguration());
   EXPECT_FALSE(configcheck::WriteDefaultConfiguration(scratch.WideFile("lanseekconf.xml/below"), error));
-  EXPECT_NE(error.find(L"below was not made: "), std::wstring::npos) << platform::ToNarrow(error);
+  EXPECT_NE(error.find(L"below was not created: "), std::wstring::npos) << platform::ToNarrow(error);
 }
 
-TEST(ConfigCheckTest, KnowsWhichNameWasMeant) {
+TEST(ConfigCheckTest, SuggestsTheNearestName) {
   const std::vector<std::wstring_view> names = {L"RequestPort", L"ResponsePort", L"Retries",
                                                 L"RefreshInterval"};
   const std::pair<const wchar_t*, const wchar_t*> cases[] = {{L"requestport", L"RequestPort"},

@@ -113,7 +113,7 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(0, self.run_kelseek("init-config", str(directory)).returncode)
         again = self.run_kelseek("init-config", str(directory))
         self.assertEqual(COMPONENT_FAILED, again.returncode)
-        self.assertIn("already there", again.stderr)
+        self.assertIn("already exists", again.stderr)
         for _ in range(2):
             self.assertEqual(0, self.run_kelseek("init-config", "--use", str(directory)).returncode)
         check(0, "clean")
