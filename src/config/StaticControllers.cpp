@@ -39,8 +39,8 @@ void TraceRejection(Verdict verdict, const std::wstring& address, const std::wst
 
 StaticControllerCheck::StaticControllerCheck(bool completeInfoMode)
     : completeInfoMode_(completeInfoMode),
-      byAddress_(0, LocaleHash{RandomSeed()}),
-      bySystemID_(0, LocaleHash{RandomSeed()}) {}
+      byAddress_(0, LocaleHash{RandomKey()}),
+      bySystemID_(0, LocaleHash{RandomKey()}) {}
 
 StaticControllerCheck::Decision StaticControllerCheck::Judge(const CtrlInfo& controller) const {
   if (controller.ctrlAddress.empty()) return {Verdict::NoAddress};

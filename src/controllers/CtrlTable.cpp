@@ -58,19 +58,19 @@ struct CtrlTable::Contents {
                            Index<ByMac, Key<&CtrlInfo::macAddress>, LocaleHash, LocaleEquals>>>;
 
   explicit Contents(std::size_t maxDynamicRecords)
-      : records(WithSeed(RandomSeed())), maxDynamicRecords(maxDynamicRecords) {}
+      : records(WithKey(RandomKey())), maxDynamicRecords(maxDynamicRecords) {}
 
-  static Container WithSeed(std::uint64_t seed) {
-    const auto index = [](auto key, auto hash, auto equals) {
+  static Container WithKey(const text::SipKey& key) {
+    const auto index = [](auto keyOf, auto hash, auto equals) {
       constexpr std::size_t kBuckets = 0;  // as many as the container likes to begin with
-      return boost::make_tuple(kBuckets, key, hash, equals);
+      return boost::make_tuple(kBuckets, keyOf, hash, equals);
     };
     return Container(Container::ctor_args_list(boost::make_tuple(
         Container::nth_index<0>::type::ctor_args(), Container::nth_index<1>::type::ctor_args(),
-        index(Key<&CtrlInfo::ctrlAddress>(), LocaleHash{seed}, LocaleEquals()),
-        index(Key<&CtrlInfo::systemID>(), LocaleHash{seed}, LocaleEquals()),
-        index(Key<&CtrlInfo::systemID>(), FoldedHash{seed}, FoldedEquals()),
-        index(Key<&CtrlInfo::macAddress>(), LocaleHash{seed}, LocaleEquals()))));
+        index(Key<&CtrlInfo::ctrlAddress>(), LocaleHash{key}, LocaleEquals()),
+        index(Key<&CtrlInfo::systemID>(), LocaleHash{key}, LocaleEquals()),
+        index(Key<&CtrlInfo::systemID>(), FoldedHash{key}, FoldedEquals()),
+        index(Key<&CtrlInfo::macAddress>(), LocaleHash{key}, LocaleEquals()))));
   }
 
   static Record Named(const Node& node) { return {node, node.info}; }

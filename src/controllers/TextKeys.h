@@ -1,16 +1,17 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "text/SipHash.h"
+
 namespace kellanseek {
 
-/// Hash and equality of record texts under the user's default locale. The hash is keyed with a random seed,
-/// so nobody on the network can choose texts that all land in one bucket.
+/// Hash and equality of record texts under the user's default locale. The hash has a random key, so nobody on
+/// the network can choose texts that all land in one bucket.
 struct LocaleHash {
-  std::uint64_t seed = 0;
+  text::SipKey key;
   std::size_t operator()(const std::wstring& text) const;
 };
 struct LocaleEquals {
@@ -19,14 +20,14 @@ struct LocaleEquals {
 
 /// Hash and equality without regard to the case of A to Z.
 struct FoldedHash {
-  std::uint64_t seed = 0;
+  text::SipKey key;
   std::size_t operator()(std::wstring_view text) const;
 };
 struct FoldedEquals {
   bool operator()(std::wstring_view left, std::wstring_view right) const;
 };
 
-/// A seed that differs from process to process.
-std::uint64_t RandomSeed();
+/// A key that nobody can guess.
+text::SipKey RandomKey();
 
 }  // namespace kellanseek

@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <limits>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "text/Ascii.h"
 #include "text/Number.h"
+#include "text/SipHash.h"
 #include "text/Utf8.h"
 
 namespace kellanseek::text {
@@ -112,6 +116,33 @@ TEST(TextTest, WideTextSurvivesTheWayToUtf8AndBack) {
   }
   EXPECT_EQ(all, FromUtf8(ToUtf8(all)));
   EXPECT_EQ("a\ufffd", ToUtf8(std::wstring{L'a', static_cast<wchar_t>(0xDC80)}));
+}
+
+TEST(TextTest, TheKeyedHashIsSipHash) {
+  const SipKey counted{0x0706050403020100, 0x0f0e0d0c0b0a0908};
+  const std::string bytes("\0\1\2\3\4\5\6\7\x8\x9\xa\xb\xc\xd\xe", 15);
+  // The reference implementation's, of texts that fill no word, nearly a word, one and nearly two.
+  const std::pair<std::size_t, std::uint64_t> published[] = {
+      {0, 0x726fdb47dd0e0e31}, {7, 0xab0200f58b01d137}, {8, 0x93f5f5799a932462}, {15, 0xa129ca6149be45e5}};
+  for (const auto& [size, hash] : published) {
+    EXPECT_EQ((SipHash<2, 4>(counted, std::string_view(bytes).substr(0, size))), hash) << size;
+  }
+  EXPECT_EQ(SipHash(SipKey{}, std::string_view("siphash")), 0x8264ceeccb16bcbe);
+
+  // No character of a text goes unheard, wherever it stands.
+  std::set<std::uint64_t> hashes;
+  for (std::size_t size = 0; size <= 7; ++size) {
+    std::u32string text(size, U'a');
+    hashes.insert(SipHash(counted, std::u32string_view(text)));
+    for (char32_t& c : text) {
+      const char32_t before = std::exchange(c, U'\U00100061');
+      hashes.insert(SipHash(counted, std::u32string_view(text)));
+      c = before;
+    }
+  }
+  EXPECT_EQ(hashes.size(), 8U + 28U);
+  EXPECT_EQ(SipHash(counted, std::wstring_view(L"aBc"), Folded<wchar_t>),
+            SipHash(counted, std::wstring_view(L"abc")));
 }
 
 }  // namespace
