@@ -7,6 +7,7 @@
 #include <string>
 
 #include "client/Text.h"
+#include "client/Waiting.h"
 #include "commands/Command.h"
 #include "config/Configuration.h"
 #include "config/HostNetworks.h"
@@ -69,9 +70,7 @@ int Check(const CheckOptions& options, bool colours) {
     if (remark.finding) ++findings;
   }
   if (report.unreadable) return kUnreadable;
-  std::cout << (findings == 0 ? "clean"
-                              : std::to_string(findings) + (findings == 1 ? " finding" : " findings"))
-            << '\n';
+  std::cout << (findings == 0 ? "clean" : Count(findings, "finding")) << '\n';
   return report.Clean() ? kFound : kNothingFound;
 }
 
