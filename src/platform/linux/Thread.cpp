@@ -9,13 +9,14 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <exception>
 #include <new>
 #include <string>
 #include <system_error>
 #include <utility>
 
 #include <kellanseek/com.h>
+
+#include "platform/StepCall.h"
 
 namespace kellanseek::platform {
 namespace {
@@ -101,31 +102,11 @@ void KeepModuleLoaded() {
   if (module != nullptr) dlclose(module);
 }
 
-void Tell(void (*report)(void*, std::string_view), void* argument, std::string_view what) {
-  try {
-    report(argument, what);
-  } catch (const std::exception&) {
-    // The step is lost all the same.
-  }
-}
-
 }  // namespace
 
 bool CallStep(void (*step)(void*), void* stepArgument, void (*report)(void*, std::string_view),
               void* reportArgument) {
-  try {
-    step(stepArgument);
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  } catch (const std::exception& failure) {
-    Tell(report, reportArgument, failure.what());
-  } catch (const abi::__forced_unwind&) {
-    throw;
-  } catch (...) {
-    Tell(report, reportArgument, "unknown exception");
-  }
-  return false;
+  return CallStepUnless<abi::__forced_unwind>(step, stepArgument, report, reportArgument);
 }
 
 Thread::~Thread() { Join(); }

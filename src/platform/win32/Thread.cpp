@@ -1,11 +1,11 @@
 #include "platform/Thread.h"
 
-#include <exception>
 #include <memory>
 #include <new>
 #include <string>
 #include <system_error>
 
+#include "platform/StepCall.h"
 #include "platform/win32/Apartment.h"
 #include "platform/win32/System.h"
 
@@ -28,29 +28,14 @@ void Apply(ThreadUrgency urgency) {
   if (urgency == ThreadUrgency::Prompt) SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_ABOVE_NORMAL);
 }
 
-void Tell(void (*report)(void*, std::string_view), void* argument, std::string_view what) {
-  try {
-    report(argument, what);
-  } catch (const std::exception&) {
-    // The step is lost all the same.
-  }
-}
+/// No exception ends a thread here.
+struct NoSuchEnd {};
 
 }  // namespace
 
 bool CallStep(void (*step)(void*), void* stepArgument, void (*report)(void*, std::string_view),
               void* reportArgument) {
-  try {
-    step(stepArgument);
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  } catch (const std::exception& failure) {
-    Tell(report, reportArgument, failure.what());
-  } catch (...) {
-    Tell(report, reportArgument, "unknown exception");
-  }
-  return false;
+  return CallStepUnless<NoSuchEnd>(step, stepArgument, report, reportArgument);
 }
 
 Thread::~Thread() { Join(); }
