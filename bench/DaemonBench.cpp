@@ -8,6 +8,7 @@
 
 #include "config/Settings.h"
 #include "daemon/VCDaemon.h"
+#include "network/HostInterfaces.h"
 #include "platform/UdpSocket.h"
 #include "tests/support/FakeDebugOutput.h"
 #include "tests/support/FakeNetworkAddresses.h"
@@ -48,11 +49,15 @@ void AnswerForPublished(benchmark::State& state) {
   addresses.AddAddress(2, "10.0.0.5", "255.255.255.0");
   const CKelLanSeekConfigSettings settings;
   test::FakeDebugOutput traces;
-  network::InterfaceTable interfaces{addresses, settings, traces};
-  interfaces.Replace(interfaces.SetupLanseekInterfaces());
   SystemAnswers answers;
   platform::Event ready{platform::Event::Kind::ManualReset};
-  daemon::CrVCDaemon daemon{{interfaces, answers, ready, [] { return 0U; }, traces}};
+  daemon::CrVCDaemon daemon{{answers, ready, [] { return 0U; }, traces}};
+  {
+    CtrlTable table;
+    CtrlTable::Access access(table);
+    daemon.RefreshAfterReInit(access,
+                              network::HostInterfaces(addresses, settings, traces).SetupLanseekInterfaces());
+  }
   for (std::int64_t i = 0; i < state.range(0); ++i) {
     CtrlInfo record;
     record.ctrlType = VC;

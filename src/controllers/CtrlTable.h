@@ -42,9 +42,6 @@ class CtrlTable {
   /// The id that the next new controller gets. Needs no lock.
   std::uint32_t NextLanSeekID() const { return nextLanSeekID_.load(std::memory_order_relaxed); }
 
-  /// Guards the interface table, too.
-  platform::Mutex& TableMutex() RETURN_CAPABILITY(mutex_) { return mutex_; }
-
  private:
   struct Node;
   struct Contents;

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "controllers/CtrlTable.h"
+#include "network/InterfaceTable.h"
 
 namespace kellanseek::daemon {
 
@@ -24,8 +25,8 @@ class RemoteVCPublisher {
   /// that failed; throws std::bad_alloc.
   virtual bool AddRemoteVC(const CtrlInfo& record) = 0;
 
-  /// Prepares every published controller anew after the interface table was rebuilt.
-  virtual void RefreshAfterReInit(CtrlTable::Access& table) = 0;
+  /// Prepares every published controller anew for the interfaces of another table.
+  virtual void RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) = 0;
 };
 
 }  // namespace kellanseek::daemon

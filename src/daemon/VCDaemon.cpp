@@ -43,8 +43,7 @@ std::int32_t ElapsedBetween(std::uint32_t last, std::uint32_t now) {
 }
 
 CrVCDaemon::CrVCDaemon(Parts parts)
-    : interfaces_(parts.interfaces),
-      sender_(parts.sender),
+    : sender_(parts.sender),
       socketsReady_(parts.socketsReady),
       random_(std::move(parts.random)),
       trace_(parts.debugOutput, kUnit),
@@ -111,8 +110,7 @@ void CrVCDaemon::TraceTooLong(RemoteVCEntry& entry) const {
 }
 
 void CrVCDaemon::BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& record) const {
-  for (std::size_t position = 0; position < interfaces_.Size(); ++position) {
-    const std::string& macText = interfaces_[position].macText;
+  for (const std::string& macText : macTexts_) {
     PublicationItem item;
     item.fullMessage = BuildFullMessage(record, macText);
     item.shortMessage = BuildShortMessage(record, macText);
@@ -125,13 +123,13 @@ bool CrVCDaemon::AddRemoteVC(const CtrlInfo& record) {
   RemoteVCEntry entry;
   entry.lanSeekID = record.lanSeekID;
   entry.systemID = record.systemID;
+  const platform::MutexLock lock(listLock_);
   try {
     BuildInterfaceMessages(entry, record);
   } catch (const std::bad_alloc&) {
     return false;
   }
   try {
-    const platform::MutexLock lock(listLock_);
     published_.push_back(std::move(entry));
     active_.store(true, std::memory_order_relaxed);
   } catch (const std::bad_alloc&) {
@@ -142,8 +140,11 @@ bool CrVCDaemon::AddRemoteVC(const CtrlInfo& record) {
   return true;
 }
 
-void CrVCDaemon::RefreshAfterReInit(CtrlTable::Access& table) {
+void CrVCDaemon::RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) {
+  std::vector<std::string> macTexts;
+  for (const network::InterfaceEntry& entry : interfaces.Entries()) macTexts.push_back(entry.macText);
   const platform::MutexLock lock(listLock_);
+  macTexts_ = std::move(macTexts);
   for (auto entry = published_.begin(); entry != published_.end();) {
     entry->items.clear();
     const CtrlTable::Record record = table.Find(entry->lanSeekID);
@@ -190,7 +191,7 @@ bool CrVCDaemon::Acceptable(const DaemonMessage& message) const {
     trace_.Error(L"LanSeek RemoteVCDaemonLoop. Unknown message type %d", message.type);
     return false;
   }
-  if (!interfaces_.Contains(message.interfaceIndex)) {
+  if (message.interfaceIndex < 0 || static_cast<std::size_t>(message.interfaceIndex) >= macTexts_.size()) {
     trace_.Error(L"LanSeek RemoteVCDaemonLoop. Bad interface index %d", message.interfaceIndex);
     return false;
   }

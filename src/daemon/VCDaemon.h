@@ -36,7 +36,6 @@ std::int32_t ElapsedBetween(std::uint32_t last, std::uint32_t now);
 class CrVCDaemon : public RemoteVCPublisher {
  public:
   struct Parts {
-    const network::InterfaceTable& interfaces;
     network::AnswerSender& sender;
     platform::Event& socketsReady;
     RandomSource random;
@@ -51,7 +50,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
                                std::uint32_t lanSeekID) noexcept override;
   bool AddRemoteVC(const CtrlInfo& record) override;
-  void RefreshAfterReInit(CtrlTable::Access& table) override;
+  void RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) override;
 
   /// One pass: lets `elapsed` milliseconds go by, takes in what is queued, sends what is due. Gives the
   /// milliseconds until the next pass is needed, or kNothingScheduled. The thread calls it; tests do so
@@ -84,7 +83,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   };
 
   void RemoteVCDaemonLoop();
-  void BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& record) const;
+  void BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& record) const REQUIRES(listLock_);
   void TraceTooLong(RemoteVCEntry& entry) const;
   void LetTimePass(std::int32_t elapsed) REQUIRES(listLock_);
   /// Whether the same message waits already, with no removal behind it.
@@ -97,7 +96,6 @@ class CrVCDaemon : public RemoteVCPublisher {
   void SendPending(RemoteVCEntry& entry);
   void SendRVCResponse(RemoteVCEntry& entry, std::size_t position);
 
-  const network::InterfaceTable& interfaces_;
   network::AnswerSender& sender_;
   platform::Event& socketsReady_;
   RandomSource random_;
@@ -111,6 +109,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   std::atomic<bool> active_{false};  ///< At least one controller is published; else messages are dropped.
   platform::Mutex listLock_;
   std::vector<RemoteVCEntry> published_ GUARDED_BY(listLock_);
+  std::vector<std::string> macTexts_ GUARDED_BY(listLock_);  ///< Of the interfaces, by position.
   platform::Thread thread_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <utility>
+#include <vector>
 
 #include "platform/Thread.h"
 
@@ -18,12 +19,13 @@ constexpr std::chrono::milliseconds kAfterFailure{1000};
 
 }  // namespace
 
-AddressWatch::AddressWatch(network::InterfaceTable& interfaces, platform::Mutex& tableMutex,
+AddressWatch::AddressWatch(const network::HostInterfaces& host, CtrlTable& table, RunInterfaces& interfaces,
                            const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
                            WatchMaker makeWatch, platform::Event& stopWatch, platform::Event& rebuildWanted,
                            platform::DebugOutput& debugOutput)
-    : interfaces_(interfaces),
-      tableMutex_(tableMutex),
+    : host_(host),
+      table_(table),
+      interfaces_(interfaces),
       settings_(settings),
       listener_(listener),
       makeWatch_(std::move(makeWatch)),
@@ -66,8 +68,14 @@ AddressWatch::Outcome AddressWatch::WaitWith(platform::AddressChangeWatch& watch
 void AddressWatch::Check(Occasion occasion) {
   // Stays owed when something fails on the way.
   const bool owed = std::exchange(rebuildOwed_, true);
-  if (owed || interfaces_.InterfacesChanged(tableMutex_, occasion)) listener_.OnInterfacesChanged();
+  if (owed || InterfacesChanged(occasion)) listener_.OnInterfacesChanged();
   rebuildOwed_ = false;
+}
+
+bool AddressWatch::InterfacesChanged(Occasion occasion) {
+  std::vector<network::InterfaceKey> usable = host_.UsableKeys();
+  CtrlTable::Access table(table_);
+  return interfaces_.Changed(table, std::move(usable), occasion);
 }
 
 }  // namespace kellanseek::engine

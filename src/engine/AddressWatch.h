@@ -4,11 +4,12 @@
 #include <memory>
 
 #include "config/Settings.h"
+#include "controllers/CtrlTable.h"
 #include "diagnostics/StepTrace.h"
 #include "diagnostics/Trace.h"
-#include "network/InterfaceTable.h"
+#include "engine/RunInterfaces.h"
+#include "network/HostInterfaces.h"
 #include "platform/Event.h"
-#include "platform/Mutex.h"
 #include "platform/NetworkAddresses.h"
 
 namespace kellanseek::engine {
@@ -27,9 +28,9 @@ class AddressWatch {
  public:
   using WatchMaker = std::function<std::unique_ptr<platform::AddressChangeWatch>()>;
 
-  /// `tableMutex` is the controller table's; `stopWatch` is set for good, once, when the engine stops, and
+  /// `stopWatch` is set for good, once, when the engine stops, and
   /// `rebuildWanted` (auto reset) by whoever needs a rebuild.
-  AddressWatch(network::InterfaceTable& interfaces, platform::Mutex& tableMutex,
+  AddressWatch(const network::HostInterfaces& host, CtrlTable& table, RunInterfaces& interfaces,
                const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
                WatchMaker makeWatch, platform::Event& stopWatch, platform::Event& rebuildWanted,
                platform::DebugOutput& debugOutput);
@@ -42,14 +43,16 @@ class AddressWatch {
   void NotifyAddrChangeLoop();
 
  private:
-  using Occasion = network::InterfaceTable::Occasion;
+  using Occasion = RunInterfaces::Occasion;
   using Outcome = platform::AddressChangeWatch::Outcome;
   /// Waits for the next occasion to compare; Stopped or Failed when there is none any more.
   Outcome WaitWith(platform::AddressChangeWatch& watch);
   void Check(Occasion occasion);
+  bool InterfacesChanged(Occasion occasion);
 
-  network::InterfaceTable& interfaces_;
-  platform::Mutex& tableMutex_;
+  const network::HostInterfaces& host_;
+  CtrlTable& table_;
+  RunInterfaces& interfaces_;
   const CKelLanSeekConfigSettings& settings_;
   InterfaceChangeListener& listener_;
   WatchMaker makeWatch_;

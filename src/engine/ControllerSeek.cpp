@@ -4,6 +4,7 @@
 #include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "diagnostics/StartThread.h"
 #include "platform/CodePage.h"
@@ -32,15 +33,14 @@ CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
       trace_(environment.debugOutput, kUnit),
       udp_(environment.network),
       polling_(settings),
-      interfaces_(environment.addresses, settings, environment.debugOutput),
-      sockets_(environment.network, interfaces_, settings, polling_, table.TableMutex(),
-               environment.debugOutput),
-      daemon_({interfaces_, sockets_, socketsReady_, RandomNumbers(), environment.debugOutput}),
-      logic_({table, settings, polling_, interfaces_, sockets_, daemon_, events, environment.reverseLookup,
+      host_(environment.addresses, settings, environment.debugOutput),
+      sockets_(environment.network, settings, polling_, environment.debugOutput),
+      daemon_({sockets_, socketsReady_, RandomNumbers(), environment.debugOutput}),
+      logic_({table, settings, polling_, sockets_, daemon_, events, environment.reverseLookup,
               environment.processes, pacer_, stopEngine_, environment.debugOutput}),
-      receiver_({environment.network, interfaces_, sockets_, logic_.dispatcher, logic_.engineLock,
-                 socketsReady_, stopNetwork_, rebuildWanted_, environment.debugOutput}),
-      addressWatch_(interfaces_, table.TableMutex(), settings, owner, environment.watchAddressChanges,
+      receiver_({environment.network, sockets_, logic_.dispatcher, logic_.engineLock, socketsReady_,
+                 stopNetwork_, rebuildWanted_, environment.debugOutput}),
+      addressWatch_(host_, table, logic_.interfaces, settings, owner, environment.watchAddressChanges,
                     stopNetwork_, rebuildWanted_, environment.debugOutput) {}
 
 CControllerSeek::~CControllerSeek() {
@@ -54,10 +54,10 @@ bool CControllerSeek::Pacer::Pause() {
 
 void CControllerSeek::Init() {
   if (settings_.DetectInterfaceChanges != 0) addressWatch_.Begin();
-  auto entries = interfaces_.SetupLanseekInterfaces();
+  auto usable = host_.SetupLanseekInterfaces();
   {
     CtrlTable::Access table(table_);
-    interfaces_.Replace(std::move(entries));
+    logic_.UseInterfaces(table, std::move(usable));
   }
   const platform::SocketError error = udp_.Startup();
   socketLibraryStarted_ = true;
@@ -132,21 +132,26 @@ void CControllerSeek::RebuildNetwork() {
 
 void CControllerSeek::ReplaceInterfaces() {
   const EngineLock::Scope engine(logic_.engineLock);
-  auto entries = interfaces_.SetupLanseekInterfaces();
+  auto usable = host_.SetupLanseekInterfaces();
   CtrlTable::Access table(table_);
-  interfaces_.Replace(std::move(entries));
-  logic_.lifecycle.RevalidateAfterInterfaceChange(table);
+  logic_.UseInterfaces(table, std::move(usable));
+}
+
+std::vector<network::InterfaceEntry> CControllerSeek::PresentInterfaces() {
+  const CtrlTable::Access table(table_);
+  return logic_.interfaces.Table(table).Entries();
 }
 
 /// Ends when the sockets exist, or with the run.
 void CControllerSeek::CreateSockets(diagnostics::StepTrace& failed) {
-  const std::size_t usable = interfaces_.Size();
-  const auto create = [this, usable] {
-    sockets_.CreateSockets();
-    // An interface without sockets has left the table, and those behind it have other positions now.
-    if (interfaces_.Size() == usable) return;
+  std::vector<network::InterfaceEntry> usable = PresentInterfaces();
+  const std::size_t wanted = usable.size();
+  const auto create = [&] {
+    sockets_.CreateSockets(usable);
+    if (usable.size() == wanted) return;
+    // Those behind an interface that was refused have other positions now.
     CtrlTable::Access table(table_);
-    logic_.lifecycle.RevalidateAfterInterfaceChange(table);
+    logic_.NarrowInterfaces(table, sockets_.Interfaces());
   };
   while (!platform::RunStep(create, failed)) {
     sockets_.CloseSockets();

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 #include <kellanseek/KelLanSeek.h>
 
@@ -19,7 +20,7 @@
 #include "events/EventQueue.h"
 #include "network/AddressPolling.h"
 #include "network/DiscoverySockets.h"
-#include "network/InterfaceTable.h"
+#include "network/HostInterfaces.h"
 #include "platform/Event.h"
 #include "platform/Mutex.h"
 #include "platform/Thread.h"
@@ -92,6 +93,7 @@ class CControllerSeek {
   void StartNetwork();
   void StopNetwork(int restart);
   void ReplaceInterfaces();
+  std::vector<network::InterfaceEntry> PresentInterfaces();
   void CreateSockets(diagnostics::StepTrace& failed);
   void RefreshThread();
 
@@ -107,7 +109,7 @@ class CControllerSeek {
   platform::Event rebuildWanted_{platform::Event::Kind::AutoReset};
 
   network::AddressPolling polling_;
-  network::InterfaceTable interfaces_;
+  network::HostInterfaces host_;
   network::DiscoverySockets sockets_;
   daemon::CrVCDaemon daemon_;
   Pacer pacer_{stopNetwork_};

@@ -9,12 +9,10 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 }  // namespace
 
-CtrlLifecycle::CtrlLifecycle(const network::InterfaceTable& interfaces,
-                             const network::AddressPolling& polling, events::EventQueue& events,
+CtrlLifecycle::CtrlLifecycle(const network::AddressPolling& polling, events::EventQueue& events,
                              HostNames& hostNames, daemon::RemoteVCPublisher& daemon,
                              platform::DebugOutput& debugOutput)
-    : interfaces_(interfaces),
-      polling_(polling),
+    : polling_(polling),
       events_(events),
       hostNames_(hostNames),
       daemon_(daemon),
@@ -73,19 +71,20 @@ HRESULT CtrlLifecycle::AddRemoteController(CtrlTable::Access& table, const std::
   return S_OK;
 }
 
-void CtrlLifecycle::Revalidate(CtrlTable::Access& table, CtrlTable::Record record) {
+void CtrlLifecycle::Revalidate(CtrlTable::Access& table, CtrlTable::Record record,
+                               const network::InterfaceTable& interfaces) {
   if (record->ctrlType == VC || !record->Available()) return;
 
   if (record->identificationType == RemoteCtrlDefinition) {
-    const std::int32_t local = interfaces_.FindInterfaceForAddress(record->ctrlAddress);
+    const std::int32_t local = interfaces.FindInterfaceForAddress(record->ctrlAddress);
     if (local < 0) return;
     table.MakeDynamic(record);
     CtrlState& state = table.Change(record);
     state.heardOnInterface = local;
-    state.heardOnAddress = interfaces_[static_cast<std::size_t>(local)].address;
+    state.heardOnAddress = interfaces[static_cast<std::size_t>(local)].address;
     return;
   }
-  const std::int32_t heardOn = interfaces_.FindInterfaceByAddress(record->heardOnAddress);
+  const std::int32_t heardOn = interfaces.FindInterfaceByAddress(record->heardOnAddress);
   if (heardOn >= 0) {
     table.Change(record).heardOnInterface = heardOn;
   } else if (record->heardOnInterface >= 0) {
@@ -93,13 +92,14 @@ void CtrlLifecycle::Revalidate(CtrlTable::Access& table, CtrlTable::Record recor
   }
 }
 
-void CtrlLifecycle::RevalidateAfterInterfaceChange(CtrlTable::Access& table) {
+void CtrlLifecycle::RevalidateAfterInterfaceChange(CtrlTable::Access& table,
+                                                   const network::InterfaceTable& interfaces) {
   for (CtrlTable::Record record = table.First(); record;) {
     const CtrlTable::Record next = table.After(record);
-    Revalidate(table, record);
+    Revalidate(table, record, interfaces);
     record = next;
   }
-  daemon_.RefreshAfterReInit(table);
+  daemon_.RefreshAfterReInit(table, interfaces);
 }
 
 }  // namespace kellanseek::engine

@@ -16,9 +16,8 @@ namespace kellanseek::engine {
 /// What happens to a record as a whole. Others decide when.
 class CtrlLifecycle {
  public:
-  CtrlLifecycle(const network::InterfaceTable& interfaces, const network::AddressPolling& polling,
-                events::EventQueue& events, HostNames& hostNames, daemon::RemoteVCPublisher& daemon,
-                platform::DebugOutput& debugOutput);
+  CtrlLifecycle(const network::AddressPolling& polling, events::EventQueue& events, HostNames& hostNames,
+                daemon::RemoteVCPublisher& daemon, platform::DebugOutput& debugOutput);
 
   /// Withdraws a controller, telling clients and other hosts for `reason` if they knew of it. A dynamic
   /// record leaves the table, or stays unlisted with `keep`; any other becomes unavailable. Throws
@@ -31,15 +30,15 @@ class CtrlLifecycle {
   HRESULT AddRemoteController(CtrlTable::Access& table, const std::wstring& address,
                               std::uint32_t& lanSeekID);
 
-  /// Binds the available controllers to the interface table as it is now; those whose interface is gone are
-  /// withdrawn. Tells the daemon.
-  void RevalidateAfterInterfaceChange(CtrlTable::Access& table);
+  /// Binds the available controllers to a new interface table; those whose interface is gone are withdrawn.
+  /// Tells the daemon.
+  void RevalidateAfterInterfaceChange(CtrlTable::Access& table, const network::InterfaceTable& interfaces);
 
  private:
   void TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReason reason);
-  void Revalidate(CtrlTable::Access& table, CtrlTable::Record record);
+  void Revalidate(CtrlTable::Access& table, CtrlTable::Record record,
+                  const network::InterfaceTable& interfaces);
 
-  const network::InterfaceTable& interfaces_;
   const network::AddressPolling& polling_;
   events::EventQueue& events_;
   HostNames& hostNames_;

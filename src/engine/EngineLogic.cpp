@@ -1,16 +1,28 @@
 #include "engine/EngineLogic.h"
 
+#include <utility>
+
 namespace kellanseek::engine {
 
 EngineLogic::EngineLogic(const Surroundings& around)
     : hostNames(around.table, around.events, around.reverseLookup, around.stopEngine, around.debugOutput),
-      lifecycle(around.interfaces, around.polling, around.events, hostNames, around.daemon,
-                around.debugOutput),
-      refreshCycle({around.table, around.interfaces, around.settings, around.polling, around.sender,
-                    around.daemon, lifecycle, around.processes, around.pacer, around.debugOutput}),
+      lifecycle(around.polling, around.events, hostNames, around.daemon, around.debugOutput),
+      refreshCycle({around.table, interfaces, around.settings, around.polling, around.sender, around.daemon,
+                    lifecycle, around.processes, around.pacer, around.debugOutput}),
       collisions(lifecycle, around.debugOutput),
       dispatcher({around.table, around.settings, around.polling, engineLock, collisions, lifecycle,
                   refreshCycle, hostNames, around.events, around.daemon, around.debugOutput}),
-      localVCs(around.table, around.settings, lifecycle, around.processes, around.debugOutput) {}
+      localVCs(around.table, around.settings, lifecycle, around.processes, around.debugOutput),
+      settings_(around.settings) {}
+
+void EngineLogic::UseInterfaces(CtrlTable::Access& table, network::InterfaceTable usable) {
+  interfaces.Replace(table, std::move(usable), settings_.RefreshIntervalTicks());
+  lifecycle.RevalidateAfterInterfaceChange(table, interfaces.Table(table));
+}
+
+void EngineLogic::NarrowInterfaces(CtrlTable::Access& table, network::InterfaceTable opened) {
+  interfaces.Narrow(table, std::move(opened), settings_.RefreshIntervalTicks());
+  lifecycle.RevalidateAfterInterfaceChange(table, interfaces.Table(table));
+}
 
 }  // namespace kellanseek::engine

@@ -11,6 +11,7 @@
 #include "engine/LocalVCs.h"
 #include "engine/RefreshCycle.h"
 #include "engine/RequestQueue.h"
+#include "engine/RunInterfaces.h"
 #include "events/EventQueue.h"
 #include "network/AddressPolling.h"
 #include "network/InterfaceTable.h"
@@ -30,7 +31,6 @@ struct EngineLogic {
     CtrlTable& table;
     const CKelLanSeekConfigSettings& settings;
     const network::AddressPolling& polling;
-    network::InterfaceTable& interfaces;
     network::RequestSender& sender;
     daemon::RemoteVCPublisher& daemon;
     events::EventQueue& events;
@@ -42,13 +42,22 @@ struct EngineLogic {
   };
   explicit EngineLogic(const Surroundings& around);
 
+  /// Goes over to the host's usable interfaces, for the next run of the network side.
+  void UseInterfaces(CtrlTable::Access& table, network::InterfaceTable usable);
+  /// Goes on with those of them that the run could open.
+  void NarrowInterfaces(CtrlTable::Access& table, network::InterfaceTable opened);
+
   EngineLock engineLock;
+  RunInterfaces interfaces;
   HostNames hostNames;
   CtrlLifecycle lifecycle;
   RefreshCycle refreshCycle;
   Collisions collisions;
   Dispatcher dispatcher;
   LocalVCs localVCs;
+
+ private:
+  const CKelLanSeekConfigSettings& settings_;
 };
 
 }  // namespace kellanseek::engine

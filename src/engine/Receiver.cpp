@@ -27,7 +27,6 @@ constexpr std::size_t kMaxInterfaceSockets = 64;
 
 Receiver::Receiver(const Parts& parts)
     : udp_(parts.udp),
-      interfaces_(parts.interfaces),
       sockets_(parts.sockets),
       dispatcher_(parts.dispatcher),
       engineLock_(parts.engineLock),
@@ -40,7 +39,7 @@ Receiver::Receiver(const Parts& parts)
 void Receiver::ReceiverThread() {
   // A stop may come before the sockets do.
   if (!platform::WaitForAny({&stopNetwork_, &socketsReady_}).Signalled(1)) return;
-  if (interfaces_.Size() == 0 && sockets_.NonLocalSocket() == nullptr) return;
+  if (sockets_.Interfaces().Size() == 0 && sockets_.NonLocalSocket() == nullptr) return;
 
   ReceiveSet set;
   std::unique_ptr<platform::DatagramReceiver> receiver;
@@ -86,11 +85,12 @@ Receiver::ReceiveSet Receiver::BuildReceiveSet() const {
     set.sockets.push_back(socket);
     set.origins.push_back(origin);
   };
-  for (std::size_t i = 0; i < interfaces_.Size() && set.sockets.size() < kMaxInterfaceSockets; ++i) {
-    const network::InterfaceEntry& entry = interfaces_[i];
+  const network::InterfaceTable& interfaces = sockets_.Interfaces();
+  for (std::size_t i = 0; i < interfaces.Size() && set.sockets.size() < kMaxInterfaceSockets; ++i) {
+    const platform::Ipv4 address = interfaces[i].address;
     const auto position = static_cast<std::int32_t>(i);
-    add(entry.requestSocket.get(), {MsgSource::FromRequestSocket, position, entry.address});
-    add(entry.responseSocket.get(), {MsgSource::FromResponseSocket, position, entry.address});
+    add(sockets_.RequestSocket(i), {MsgSource::FromRequestSocket, position, address});
+    add(sockets_.ResponseSocket(i), {MsgSource::FromResponseSocket, position, address});
   }
   add(sockets_.NonLocalSocket(), {MsgSource::FromNonLocalSocket, kNone, 0});
   return set;
@@ -128,16 +128,18 @@ bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& o
     trace_.Error(L"LanSeek receive: IP-address is not available. Skip message");
     return false;
   }
-  if (origin.position >= 0 && interfaces_.FindInterfaceByAddress(received.source) >= 0) return false;
+  if (origin.position >= 0 && sockets_.Interfaces().FindInterfaceByAddress(received.source) >= 0)
+    return false;
   return FromOwnSubnet(received.source, origin);
 }
 
 /// A broadcast also arrives on the interface that owns the sender's subnet, and is handled there. A sender in
 /// no local subnet has been routed here, and is welcome.
 bool Receiver::FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const {
-  if (origin.position < 0 || interfaces_[static_cast<std::size_t>(origin.position)].Contains(source))
+  const network::InterfaceTable& interfaces = sockets_.Interfaces();
+  if (origin.position < 0 || interfaces[static_cast<std::size_t>(origin.position)].Contains(source))
     return true;
-  return !interfaces_.IsNeighbour(source);
+  return !interfaces.IsNeighbour(source);
 }
 
 }  // namespace kellanseek::engine

@@ -10,7 +10,6 @@
 #include "engine/EngineLock.h"
 #include "engine/MsgSource.h"
 #include "network/DiscoverySockets.h"
-#include "network/InterfaceTable.h"
 #include "platform/Event.h"
 #include "platform/UdpSocket.h"
 
@@ -22,7 +21,6 @@ class Receiver {
  public:
   struct Parts {
     platform::UdpNetwork& udp;
-    const network::InterfaceTable& interfaces;
     const network::DiscoverySockets& sockets;
     Dispatcher& dispatcher;
     EngineLock& engineLock;
@@ -54,7 +52,6 @@ class Receiver {
   bool FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const;
 
   platform::UdpNetwork& udp_;
-  const network::InterfaceTable& interfaces_;
   const network::DiscoverySockets& sockets_;
   Dispatcher& dispatcher_;
   EngineLock& engineLock_;

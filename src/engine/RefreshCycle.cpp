@@ -44,7 +44,8 @@ void RefreshCycle::ArmInitialTimeouts() {
 }
 
 void RefreshCycle::BroadcastOnAll(protocol::LanSeekMsgType type) {
-  for (std::size_t position = 0; position < interfaces_.Size(); ++position) {
+  const std::size_t count = InterfaceCount();
+  for (std::size_t position = 0; position < count; ++position) {
     sender_.Broadcast(position, type == protocol::FullRequestMsg ? fullRequest_ : refreshRequest_);
     daemon_.QueueMessageForRemoteVC(static_cast<std::int32_t>(type), static_cast<std::int32_t>(position), 0);
   }
@@ -60,7 +61,7 @@ void RefreshCycle::AskConfigured() {
       } else {
         schedule->AwaitNextPoll(settings_.NonLocalRefreshIntervalTicks());
       }
-      AddByAddress(*record, fullRequest_);
+      AddByAddress(table, *record, fullRequest_);
     }
   }
   SendRequests();
@@ -74,8 +75,14 @@ void RefreshCycle::Tick() {
   SendRequests();
 }
 
+std::size_t RefreshCycle::InterfaceCount() {
+  const CtrlTable::Access table(table_);
+  return interfaces_.Table(table).Size();
+}
+
 void RefreshCycle::InterfacePass() {
-  for (std::size_t position = 0; position < interfaces_.Size(); ++position) {
+  const std::size_t count = InterfaceCount();
+  for (std::size_t position = 0; position < count; ++position) {
     if (!InterfaceDue(position)) continue;
     sender_.Broadcast(position, refreshRequest_);
     daemon_.QueueMessageForRemoteVC(protocol::RefreshRequestMsg, static_cast<std::int32_t>(position), 0);
@@ -84,11 +91,11 @@ void RefreshCycle::InterfacePass() {
 
 bool RefreshCycle::InterfaceDue(std::size_t position) {
   CtrlTable::Access table(table_);
-  network::InterfaceEntry& entry = interfaces_[position];
-  entry.requestsThisTick = 0;
+  RunInterfaces::Counters& counters = interfaces_.CountersOf(table, position);
+  counters.requestsThisTick = 0;
   // A negative one stands still: there are no refreshes of our own.
-  if (entry.refreshCountdown != 0) {
-    if (entry.refreshCountdown > 0) --entry.refreshCountdown;
+  if (counters.refreshCountdown != 0) {
+    if (counters.refreshCountdown > 0) --counters.refreshCountdown;
     return false;
   }
   StartRefreshCycle(table, static_cast<std::int32_t>(position), protocol::RefreshRequestMsg);
@@ -134,7 +141,7 @@ void RefreshCycle::AskByAddress(CtrlTable::Access& table, CtrlTable::Record reco
   const bool first = !record->Schedule().AwaitsAnswer();
   if (first && !record->Available()) {
     table.ChangeSchedule(record)->AwaitNextPoll(settings_.NonLocalRefreshIntervalTicks());
-    return AddByAddress(*record, fullRequest_);
+    return AddByAddress(table, *record, fullRequest_);
   }
   const std::int32_t timeout = settings_.Ticks(settings_.NonLocalRefreshTimeout);
   if (first) {
@@ -144,11 +151,11 @@ void RefreshCycle::AskByAddress(CtrlTable::Access& table, CtrlTable::Record reco
   }
   // A repeated request asks for the full identity. So does each to a controller that is not announced yet,
   // which with retries without end cannot be told by their number.
-  AddByAddress(*record, first && record->published ? refreshRequest_ : fullRequest_);
+  AddByAddress(table, *record, first && record->published ? refreshRequest_ : fullRequest_);
 }
 
-void RefreshCycle::AddByAddress(const CtrlInfo& record, std::string_view datagram) {
-  const bool isNeighbour = interfaces_.FindInterfaceForAddress(record.ctrlAddress) >= 0;
+void RefreshCycle::AddByAddress(CtrlTable::Access& table, const CtrlInfo& record, std::string_view datagram) {
+  const bool isNeighbour = interfaces_.Table(table).FindInterfaceForAddress(record.ctrlAddress) >= 0;
   requests_.AddByAddress(record, isNeighbour, datagram);
 }
 
@@ -171,11 +178,11 @@ void RefreshCycle::SendRequests() {
 
 void RefreshCycle::AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found) {
   const CtrlInfo& record = *found;
-  if (!interfaces_.Contains(record.heardOnInterface)) return;
+  if (!interfaces_.Table(table).Contains(record.heardOnInterface)) return;
   const auto index = static_cast<std::size_t>(record.heardOnInterface);
-  network::InterfaceEntry& entry = interfaces_[index];
-  if (entry.requestsThisTick >= settings_.MaxRequestsPerTick()) return;
-  ++entry.requestsThisTick;
+  RunInterfaces::Counters& counters = interfaces_.CountersOf(table, index);
+  if (counters.requestsThisTick >= settings_.MaxRequestsPerTick()) return;
+  ++counters.requestsThisTick;
   table.ChangeSchedule(found)->Asked(settings_.Ticks(settings_.RefreshTimeout));
   std::string request = protocol::BuildTargetedRequest(
       platform::ToNarrow(record.ctrlAddress),
@@ -198,7 +205,7 @@ HRESULT RefreshCycle::RefreshForID(CtrlTable::Access& table, std::uint32_t lanSe
 }
 
 void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, std::uint32_t type) {
-  if (!interfaces_.Contains(position)) {
+  if (!interfaces_.Table(table).Contains(position)) {
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
     return;
   }
@@ -206,7 +213,8 @@ void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t posi
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad message type");
     return;
   }
-  interfaces_[static_cast<std::size_t>(position)].refreshCountdown = settings_.RefreshIntervalTicks();
+  interfaces_.CountersOf(table, static_cast<std::size_t>(position)).refreshCountdown =
+      settings_.RefreshIntervalTicks();
 
   const std::int32_t timeout = settings_.Ticks(settings_.RefreshTimeout);
   for (CtrlTable::Record record = table.First(); record; record = table.After(record)) {

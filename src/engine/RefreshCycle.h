@@ -12,8 +12,8 @@
 #include "diagnostics/Trace.h"
 #include "engine/CtrlLifecycle.h"
 #include "engine/RequestQueue.h"
+#include "engine/RunInterfaces.h"
 #include "network/AddressPolling.h"
-#include "network/InterfaceTable.h"
 #include "network/RequestSender.h"
 #include "platform/Process.h"
 #include "protocol/Message.h"
@@ -27,7 +27,7 @@ class RefreshCycle {
  public:
   struct Parts {
     CtrlTable& table;
-    network::InterfaceTable& interfaces;
+    RunInterfaces& interfaces;
     const CKelLanSeekConfigSettings& settings;
     const network::AddressPolling& polling;
     network::RequestSender& sender;
@@ -62,19 +62,20 @@ class RefreshCycle {
   void ArmInitialTimeouts();
   void BroadcastOnAll(protocol::LanSeekMsgType type);
   void AskConfigured();
+  std::size_t InterfaceCount();
   void InterfacePass();
   bool InterfaceDue(std::size_t position);
   void ControllerPass();
   void OnTick(CtrlTable::Access& table, CtrlTable::Record record);
   void CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record record);
   void AskByAddress(CtrlTable::Access& table, CtrlTable::Record record);
-  void AddByAddress(const CtrlInfo& record, std::string_view datagram);
+  void AddByAddress(CtrlTable::Access& table, const CtrlInfo& record, std::string_view datagram);
   /// Sends what was collected. The time of those whose request could not leave at once begins when it does.
   void SendRequests();
   void AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found);
 
   CtrlTable& table_;
-  network::InterfaceTable& interfaces_;
+  RunInterfaces& interfaces_;
   const CKelLanSeekConfigSettings& settings_;
   const network::AddressPolling& polling_;
   network::RequestSender& sender_;

@@ -14,8 +14,8 @@ class AnswerSender {
   virtual ~AnswerSender() = default;
 
   /// Broadcasts a datagram to the response port on the interface at that position, from its request socket.
-  /// 0, or the socket's error with `destination` filled in. Does nothing, successfully, when there is no such
-  /// interface or its socket is not open.
+  /// 0, or the socket's error with `destination` filled in. Does nothing, successfully, when no interface is
+  /// open there.
   virtual platform::SocketError Answer(std::size_t position, std::string_view datagram,
                                        platform::Ipv4& destination) = 0;
 };

@@ -9,15 +9,9 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 }  // namespace
 
-DiscoverySockets::DiscoverySockets(platform::UdpNetwork& udp, InterfaceTable& interfaces,
-                                   const CKelLanSeekConfigSettings& settings, AddressPolling& polling,
-                                   platform::Mutex& tableMutex, platform::DebugOutput& debugOutput)
-    : udp_(udp),
-      interfaces_(interfaces),
-      settings_(settings),
-      polling_(polling),
-      tableMutex_(tableMutex),
-      trace_(debugOutput, kUnit) {}
+DiscoverySockets::DiscoverySockets(platform::UdpNetwork& udp, const CKelLanSeekConfigSettings& settings,
+                                   AddressPolling& polling, platform::DebugOutput& debugOutput)
+    : udp_(udp), settings_(settings), polling_(polling), trace_(debugOutput, kUnit) {}
 
 std::unique_ptr<platform::UdpSocket> DiscoverySockets::CreateSocket(const Binding& binding,
                                                                     std::uint16_t port) const {
@@ -54,21 +48,20 @@ std::unique_ptr<platform::UdpSocket> DiscoverySockets::CreateSocket(const Bindin
   return socket;
 }
 
-void DiscoverySockets::CreateSockets() {
-  for (std::size_t position = 0; position < interfaces_.Size();) {
-    InterfaceEntry& entry = interfaces_[position];
-    const Binding binding{entry.addressText, entry.mask, !entry.addressText.empty()};
+void DiscoverySockets::CreateSockets(std::vector<InterfaceEntry>& usable) {
+  pairs_.clear();
+  for (auto entry = usable.begin(); entry != usable.end();) {
+    const Binding binding{entry->addressText, entry->mask, !entry->addressText.empty()};
     auto request = CreateSocket(binding, settings_.Port(settings_.RequestPort));
     auto response = request ? CreateSocket(binding, settings_.Port(settings_.ResponsePort)) : nullptr;
-    const platform::MutexLock lock(tableMutex_);
     if (!response) {
-      interfaces_.Remove(position);
+      entry = usable.erase(entry);
       continue;
     }
-    entry.requestSocket = std::move(request);
-    entry.responseSocket = std::move(response);
-    ++position;
+    pairs_.push_back({std::move(response), std::move(request)});
+    ++entry;
   }
+  interfaces_ = InterfaceTable(usable);
   CreateNonLocalSocket();
 }
 
@@ -102,20 +95,16 @@ void DiscoverySockets::CreateNonLocalSocket() {
 }
 
 void DiscoverySockets::CloseSockets() {
-  const platform::MutexLock lock(tableMutex_);
-  for (std::size_t position = 0; position < interfaces_.Size(); ++position) {
-    interfaces_[position].requestSocket.reset();
-    interfaces_[position].responseSocket.reset();
-  }
+  interfaces_ = {};
+  pairs_.clear();
   nonLocalSocket_.reset();
 }
 
 void DiscoverySockets::Broadcast(std::size_t position, std::string_view datagram) {
-  const InterfaceEntry& entry = interfaces_[position];
-  if (!entry.responseSocket) return;
-  Report(
-      entry.responseSocket->SendTo(datagram, entry.broadcastAddress, settings_.Port(settings_.RequestPort)),
-      L"dynamic", entry.broadcastAddress);
+  if (position >= pairs_.size()) return;
+  const platform::Ipv4 destination = interfaces_[position].broadcastAddress;
+  Report(pairs_[position].response->SendTo(datagram, destination, settings_.Port(settings_.RequestPort)),
+         L"dynamic", destination);
 }
 
 bool DiscoverySockets::SendToAddressText(const std::wstring& address, std::string_view datagram) {
@@ -137,11 +126,9 @@ void DiscoverySockets::Report(platform::SocketError error, const wchar_t* kind,
 
 platform::SocketError DiscoverySockets::Answer(std::size_t position, std::string_view datagram,
                                                platform::Ipv4& destination) {
-  if (position >= interfaces_.Size()) return 0;
-  const InterfaceEntry& entry = interfaces_[position];
-  destination = entry.broadcastAddress;
-  if (!entry.requestSocket) return 0;
-  return entry.requestSocket->SendTo(datagram, destination, settings_.Port(settings_.ResponsePort));
+  if (position >= pairs_.size()) return 0;
+  destination = interfaces_[position].broadcastAddress;
+  return pairs_[position].request->SendTo(datagram, destination, settings_.Port(settings_.ResponsePort));
 }
 
 }  // namespace kellanseek::network

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "config/Settings.h"
 #include "diagnostics/Trace.h"
@@ -11,25 +12,27 @@
 #include "network/AnswerSender.h"
 #include "network/InterfaceTable.h"
 #include "network/RequestSender.h"
-#include "platform/Mutex.h"
 #include "platform/UdpSocket.h"
 
 namespace kellanseek::network {
 
-/// The sockets of discovery: two for each interface, and one for controllers that are asked by address. Made
-/// and closed by the refresh thread, while neither receiver nor daemon runs.
+/// The sockets of discovery: two for each interface, and one for controllers that are asked by address.
+/// Between opening and closing, all else may be called from several threads at once.
 class DiscoverySockets : public RequestSender, public AnswerSender {
  public:
-  /// `polling` is switched off when the non-local socket cannot be made. `tableMutex` is the controller
-  /// table's, which is held while an interface is dropped.
-  DiscoverySockets(platform::UdpNetwork& udp, InterfaceTable& interfaces,
-                   const CKelLanSeekConfigSettings& settings, AddressPolling& polling,
-                   platform::Mutex& tableMutex, platform::DebugOutput& debugOutput);
+  /// `polling` is switched off when the non-local socket cannot be made.
+  DiscoverySockets(platform::UdpNetwork& udp, const CKelLanSeekConfigSettings& settings,
+                   AddressPolling& polling, platform::DebugOutput& debugOutput);
 
-  /// Makes all sockets. An interface whose sockets cannot be made leaves the interface table.
-  void CreateSockets() EXCLUDES(tableMutex_);
-  void CloseSockets() EXCLUDES(tableMutex_);
+  /// Opens the sockets for all interfaces of `usable`; those that are refused leave it. What an exception
+  /// leaves open is for CloseSockets().
+  void CreateSockets(std::vector<InterfaceEntry>& usable);
+  void CloseSockets();
 
+  /// The interfaces that have been opened. Each has both sockets.
+  const InterfaceTable& Interfaces() const { return interfaces_; }
+  platform::UdpSocket* RequestSocket(std::size_t position) const { return pairs_[position].request.get(); }
+  platform::UdpSocket* ResponseSocket(std::size_t position) const { return pairs_[position].response.get(); }
   /// None when polling by address is off.
   platform::UdpSocket* NonLocalSocket() const { return nonLocalSocket_.get(); }
 
@@ -44,6 +47,10 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
     platform::Ipv4 mask;
     bool bindToAddress;
   };
+  struct Pair {
+    std::unique_ptr<platform::UdpSocket> response;  ///< Sends requests, receives answers.
+    std::unique_ptr<platform::UdpSocket> request;   ///< Receives the requests of other workstations.
+  };
 
   std::unique_ptr<platform::UdpSocket> CreateSocket(const Binding& binding, std::uint16_t port) const;
   void CreateNonLocalSocket();
@@ -51,11 +58,11 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
   void Report(platform::SocketError error, const wchar_t* kind, platform::Ipv4 destination) const;
 
   platform::UdpNetwork& udp_;
-  InterfaceTable& interfaces_;
   const CKelLanSeekConfigSettings& settings_;
   AddressPolling& polling_;
-  platform::Mutex& tableMutex_;
   diagnostics::Tracer trace_;
+  InterfaceTable interfaces_;
+  std::vector<Pair> pairs_;  ///< One for each interface.
   std::unique_ptr<platform::UdpSocket> nonLocalSocket_;
 };
 

@@ -9,6 +9,7 @@
 
 #include "config/Settings.h"
 #include "daemon/Publication.h"
+#include "network/HostInterfaces.h"
 #include "tests/support/FakeDebugOutput.h"
 #include "tests/support/FakeNetworkAddresses.h"
 
@@ -38,7 +39,12 @@ class VCDaemonTest : public ::testing::Test {
     addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
     addresses.AddInterface(2, {0x02, 0x00, 0x00, 0x00, 0x00, 0x02});
     addresses.AddAddress(2, "10.0.0.5", "255.255.255.0");
-    interfaces.Replace(interfaces.SetupLanseekInterfaces());
+    Rebuild();
+  }
+
+  void Rebuild() {
+    CtrlTable::Access access(table);
+    daemon.RefreshAfterReInit(access, host.SetupLanseekInterfaces());
   }
 
   /// A record with that system identity, in the table so that a rebuild finds it; published.
@@ -65,12 +71,12 @@ class VCDaemonTest : public ::testing::Test {
   FakeDebugOutput traces;
   FakeNetworkAddresses addresses;
   CtrlTable table;
-  network::InterfaceTable interfaces{addresses, settings, traces};
+  network::HostInterfaces host{addresses, settings, traces};
   RecordingAnswers sender;
   platform::Event socketsReady{platform::Event::Kind::ManualReset};
   std::uint32_t randomNumber = 300;
   bool randomFails = false;
-  daemon::CrVCDaemon daemon{{interfaces, sender, socketsReady,
+  daemon::CrVCDaemon daemon{{sender, socketsReady,
                              [this] {
                                if (randomFails) throw std::runtime_error("broken");
                                return randomNumber;
@@ -262,9 +268,8 @@ TEST_F(VCDaemonTest, ARebuildPreparesWhoIsStillThereForTheNextRequest) {
   {
     CtrlTable::Access access(table);
     access.Remove(access.Find(gone));
-    interfaces.Replace(interfaces.SetupLanseekInterfaces());
-    daemon.RefreshAfterReInit(access);
   }
+  Rebuild();
   EXPECT_EQ(daemon.Step(5000), daemon::kNothingScheduled);
   EXPECT_EQ(sender.Take(), Sent{});
   Queue(7, 0);

@@ -34,7 +34,20 @@ class AddressWatchTest : public ::testing::Test, protected engine::InterfaceChan
     addresses.AddInterface(1, {0, 1, 2, 3, 4, 5});
     addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
     addresses.AddAddress(1, "10.0.0.5", "255.255.255.0");
-    interfaces.Replace(interfaces.SetupLanseekInterfaces());
+    LookAgain();
+  }
+
+  void LookAgain() {
+    network::InterfaceTable usable = host.SetupLanseekInterfaces();
+    CtrlTable::Access access(table);
+    interfaces.Replace(access, std::move(usable), 0);
+  }
+  /// The first interface could not be opened.
+  void RefuseOne() {
+    CtrlTable::Access access(table);
+    auto opened = interfaces.Table(access).Entries();
+    opened.erase(opened.begin());
+    interfaces.Narrow(access, network::InterfaceTable(std::move(opened)), 0);
   }
 
   /// Waits as written, then the end; gives how often the network side was rebuilt.
@@ -49,7 +62,7 @@ class AddressWatchTest : public ::testing::Test, protected engine::InterfaceChan
   void OnInterfacesChanged() override {
     ++rebuilds;
     if (const auto failure = std::exchange(rebuildFailure, nullptr)) failure();
-    interfaces.Replace(interfaces.SetupLanseekInterfaces());
+    LookAgain();
   }
 
   class Watch : public platform::AddressChangeWatch {
@@ -75,21 +88,22 @@ class AddressWatchTest : public ::testing::Test, protected engine::InterfaceChan
   CKelLanSeekConfigSettings settings;
   FakeDebugOutput traces;
   FakeNetworkAddresses addresses;
-  platform::Mutex tableMutex;
   platform::Event stop{platform::Event::Kind::ManualReset};
   platform::Event rebuildWanted{platform::Event::Kind::AutoReset};
-  network::InterfaceTable interfaces{addresses, settings, traces};
+  CtrlTable table;
+  network::HostInterfaces host{addresses, settings, traces};
+  engine::RunInterfaces interfaces;
   std::function<std::unique_ptr<platform::AddressChangeWatch>()> make = [this] {
     return std::make_unique<Watch>(*this);
   };
-  engine::AddressWatch watch{interfaces, tableMutex,    settings, *this, [this] { return make(); },
-                             stop,       rebuildWanted, traces};
+  engine::AddressWatch watch{host, table,         interfaces, settings, *this, [this] { return make(); },
+                             stop, rebuildWanted, traces};
 };
 
 TEST_F(AddressWatchTest, RebuildsWhenTheAddressesAreOthersOrWhenAsked) {
   const auto comes = [&] { addresses.AddAddress(1, "172.16.0.1", "255.255.0.0"); };
   const auto goes = [&] { addresses.RemoveAddress("172.16.0.1"); };
-  const auto refused = [&] { interfaces.Remove(0); };
+  const auto refused = [&] { RefuseOne(); };
   EXPECT_EQ(Run({{Outcome::Changed}, {Outcome::TimedOut}}), 0);
   EXPECT_EQ(limits, (std::vector<long long>(3, 120000))) << "compared every two minutes";
   EXPECT_EQ(Run({{Outcome::Changed, comes}, {Outcome::Changed}, {Outcome::TimedOut}}), 1);

@@ -12,6 +12,7 @@
 #include "daemon/RemoteVCPublisher.h"
 #include "engine/EngineLogic.h"
 #include "events/EventQueue.h"
+#include "network/HostInterfaces.h"
 #include "network/InterfaceTable.h"
 #include "network/RequestSender.h"
 #include "platform/Event.h"
@@ -79,7 +80,7 @@ class RecordingDaemon : public daemon::RemoteVCPublisher {
     added.push_back(record.lanSeekID);
     return addSucceeds;
   }
-  void RefreshAfterReInit(CtrlTable::Access&) override { ++refreshes; }
+  void RefreshAfterReInit(CtrlTable::Access&, const network::InterfaceTable&) override { ++refreshes; }
 
   std::vector<Message> messages;
   std::vector<std::uint32_t> added;
@@ -110,10 +111,13 @@ class EngineHarness {
   }
 
   void RebuildInterfaces() {
-    auto entries = interfaces.SetupLanseekInterfaces();
+    interfaces = host.SetupLanseekInterfaces();
     CtrlTable::Access access(table);
-    interfaces.Replace(std::move(entries));
-    lifecycle.RevalidateAfterInterfaceChange(access);
+    logic.UseInterfaces(access, interfaces);
+  }
+  std::int32_t RefreshCountdown(std::size_t position) {
+    CtrlTable::Access access(table);
+    return logic.interfaces.CountersOf(access, position).refreshCountdown;
   }
 
   /// "Lanseek;" + length + type + fields, as a peer would send it.
@@ -153,9 +157,10 @@ class EngineHarness {
   NoPause pacer;
   platform::Event stopEngine{platform::Event::Kind::AutoReset};
   network::AddressPolling polling{settings};
-  network::InterfaceTable interfaces{addresses, settings, traces};
-  engine::EngineLogic logic{{table, settings, polling, interfaces, sender, daemon, events, lookup, processes,
-                             pacer, stopEngine, traces}};
+  network::HostInterfaces host{addresses, settings, traces};
+  network::InterfaceTable interfaces;
+  engine::EngineLogic logic{
+      {table, settings, polling, sender, daemon, events, lookup, processes, pacer, stopEngine, traces}};
   engine::EngineLock& engineLock = logic.engineLock;
   engine::HostNames& hostNames = logic.hostNames;
   engine::CtrlLifecycle& lifecycle = logic.lifecycle;

@@ -319,7 +319,7 @@ class History {
     }
     EXPECT_EQ(object_.count, objects);
     for (std::size_t i = 0; i < plain_.interfaces.size(); ++i)
-      EXPECT_EQ(engine_.interfaces[i].refreshCountdown, plain_.interfaces[i].refreshCountdown);
+      EXPECT_EQ(engine_.RefreshCountdown(i), plain_.interfaces[i].refreshCountdown);
   }
 
   void CompareTraces() {

@@ -55,16 +55,20 @@ TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   addresses.AddAddress(4, "0.0.0.0", "255.0.0.0");
   const auto texts = [&] {
     std::wstring all;
-    for (const auto& entry : interfaces.SetupLanseekInterfaces()) all += entry.addressText + L" ";
+    const network::InterfaceTable usable = host.SetupLanseekInterfaces();
+    for (const network::InterfaceEntry& entry : usable.Entries()) all += entry.addressText + L" ";
     return all;
   };
   EXPECT_EQ(texts(), L"192.168.1.5 10.0.0.5 172.16.0.1 ");
   EXPECT_EQ(traces.Messages().back(),
             L"LanSeek SetupLanseekInterfaces. Strange MAC-address for interface 172.16.0.1");
-  EXPECT_EQ(interfaces.SetupLanseekInterfaces()[2].macText, "aa:bb:cc:dd:00:00");
-  EXPECT_EQ(interfaces.SetupLanseekInterfaces()[0].macText, "00:1a:2b:3c:4d:5e");
-  EXPECT_EQ(interfaces.SetupLanseekInterfaces()[0].broadcastAddress, platform::ParseIpv4("192.168.1.255"));
-  EXPECT_TRUE(interfaces.InterfacesChanged(table.TableMutex(), network::InterfaceTable::Occasion::Notice));
+  EXPECT_EQ(host.SetupLanseekInterfaces()[2].macText, "aa:bb:cc:dd:00:00");
+  EXPECT_EQ(host.SetupLanseekInterfaces()[0].macText, "00:1a:2b:3c:4d:5e");
+  EXPECT_EQ(host.SetupLanseekInterfaces()[0].broadcastAddress, platform::ParseIpv4("192.168.1.255"));
+  {
+    CtrlTable::Access access(table);
+    EXPECT_TRUE(logic.interfaces.Changed(access, host.UsableKeys(), engine::RunInterfaces::Occasion::Notice));
+  }
 
   settings.SubNets = {{L"10.0.0.77", L"255.255.255.0"}, {L"172.16.0.0", L"255.255.255.0"}};
   settings.InterfaceMode = UseListed;

@@ -113,7 +113,7 @@ TEST_F(RefreshCycleTest, ANegativeRefreshIntervalOutlivesTheRequestsOfOthers) {
   RebuildInterfaces();
   Receive(Datagram(7, ""), "192.168.1.9", engine::MsgSource::FromRequestSocket, 0);
   EXPECT_EQ(SentDuring(300).size(), 0U);
-  EXPECT_EQ(interfaces[0].refreshCountdown, -1);
+  EXPECT_EQ(RefreshCountdown(0), -1);
 }
 
 TEST_F(RefreshCycleTest, RetriesWithoutEndAskForAnIdentityUntilItComes) {

@@ -22,16 +22,16 @@ std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}
 SimulatedWorkstation::SimulatedWorkstation(SimulatedNetwork& simulation, std::string_view address)
     : network(simulation),
       host(PluggedIn(simulation, address)),
-      interfaces_(host.addresses, settings_, traces_),
-      sockets_(host, interfaces_, settings_, polling_, table_.TableMutex(), traces_),
-      receiver_({host, interfaces_, sockets_, logic_.dispatcher, logic_.engineLock, ready_, stop_,
-                 rebuildWanted_, traces_}) {
-  auto entries = interfaces_.SetupLanseekInterfaces();
+      sockets_(host, settings_, polling_, traces_),
+      receiver_(
+          {host, sockets_, logic_.dispatcher, logic_.engineLock, ready_, stop_, rebuildWanted_, traces_}) {
+  auto usable =
+      network::HostInterfaces(host.addresses, settings_, traces_).SetupLanseekInterfaces().Entries();
+  sockets_.CreateSockets(usable);
   {
-    const CtrlTable::Access table(table_);
-    interfaces_.Replace(std::move(entries));
+    CtrlTable::Access table(table_);
+    logic_.UseInterfaces(table, sockets_.Interfaces());
   }
-  sockets_.CreateSockets();
   set_ = receiver_.BuildReceiveSet();
   datagrams_ = host.CreateReceiver(set_.sockets, protocol::kMaxDatagram);
   host.OnArrival([this] { Receive(); });

@@ -56,10 +56,9 @@ class SimulatedWorkstation {
   platform::Event rebuildWanted_{platform::Event::Kind::AutoReset};
   platform::Event ready_{platform::Event::Kind::ManualReset};
   network::AddressPolling polling_{settings_};
-  network::InterfaceTable interfaces_;
   network::DiscoverySockets sockets_;
-  engine::EngineLogic logic_{{table_, settings_, polling_, interfaces_, sockets_, daemon_, events_, lookup_,
-                              processes_, pacer_, stop_, traces_}};
+  engine::EngineLogic logic_{
+      {table_, settings_, polling_, sockets_, daemon_, events_, lookup_, processes_, pacer_, stop_, traces_}};
   engine::Receiver receiver_;
   engine::Receiver::ReceiveSet set_;
   std::unique_ptr<platform::DatagramReceiver> datagrams_;

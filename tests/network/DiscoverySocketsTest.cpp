@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "network/HostInterfaces.h"
 #include "tests/support/FakeDebugOutput.h"
 #include "tests/support/FakeNetworkAddresses.h"
 
@@ -84,23 +85,22 @@ class DiscoverySocketsTest : public ::testing::Test {
       addresses.AddInterface(index, {0, 1, 2, 3, 4, 5});
       addresses.AddAddress(index, address, "255.255.255.0");
     }
-    Rebuild();
+    interfaces = network::HostInterfaces(addresses, settings, traces).SetupLanseekInterfaces().Entries();
   }
-  void Rebuild() { interfaces.Replace(interfaces.SetupLanseekInterfaces()); }
+  void Open() { sockets.CreateSockets(interfaces); }
   Texts Addresses() const {
     Texts texts;
-    for (std::size_t i = 0; i < interfaces.Size(); ++i) texts.push_back(interfaces[i].addressText);
+    for (const auto& entry : sockets.Interfaces().Entries()) texts.push_back(entry.addressText);
     return texts;
   }
 
   CKelLanSeekConfigSettings settings;
   FakeDebugOutput traces;
   FakeNetworkAddresses addresses;
-  platform::Mutex tableMutex;
   ScriptedNetwork network;
   network::AddressPolling polling{settings};
-  network::InterfaceTable interfaces{addresses, settings, traces};
-  network::DiscoverySockets sockets{network, interfaces, settings, polling, tableMutex, traces};
+  std::vector<network::InterfaceEntry> interfaces;
+  network::DiscoverySockets sockets{network, settings, polling, traces};
 };
 
 class SocketCallTest : public DiscoverySocketsTest, public ::testing::WithParamInterface<int> {};
@@ -132,7 +132,7 @@ TEST_P(SocketCallTest, WhatFailsIsTracedAndCostsNoMoreThanItsInterfaceOrThePolls
     polls = call == 17;
   }
   network.callThatFails = call;
-  sockets.CreateSockets();
+  Open();
   EXPECT_EQ(traces.Messages(), trace.empty() ? Texts{} : Texts{trace});
   EXPECT_EQ(Addresses(), left);
   EXPECT_EQ(polling.Enabled(), polls);
@@ -152,7 +152,7 @@ TEST_F(DiscoverySocketsTest, AnInterfaceWithoutAddressIsBoundToAnyAndOneThatCann
   interfaces[0].addressText = L"";
   interfaces[1].addressText = L"10.0.0.";
   settings.NonLocalUpdatesEnabled = 0;
-  sockets.CreateSockets();
+  Open();
   EXPECT_EQ(network.bound,
             (std::vector<std::string>{"0.0.0.0:5512 255.255.255.0", "0.0.0.0:5513 255.255.255.0"}));
   EXPECT_EQ(Addresses(), Texts{L""});
@@ -167,7 +167,7 @@ TEST_F(DiscoverySocketsTest, WhatIsSentLeavesFromTheRightSocketAndItsFailureIsTr
   };
   const Texts failed = {L"LanSeek: Sender Failed to send data (dynamic request) addr=0xa0000ff. Error=77",
                         L"LanSeek: Sender Failed to send data (static request) addr=0xa090909. Error=77"};
-  sockets.CreateSockets();
+  Open();
   for (const Case& c : {Case{0, true, {}}, Case{kExpected, true, {}}, Case{kError, true, failed},
                         Case{platform::kNoRoom, false, failed}}) {
     SCOPED_TRACE(c.error);
@@ -194,8 +194,8 @@ TEST_F(DiscoverySocketsTest, WhatIsSentLeavesFromTheRightSocketAndItsFailureIsTr
 }
 
 TEST_F(DiscoverySocketsTest, OpeningTwiceReplacesTheSockets) {
-  sockets.CreateSockets();
-  sockets.CreateSockets();
+  Open();
+  Open();
   EXPECT_EQ(traces.Messages(), Texts{L"Lanseek: Nonlocal socket already exists. Internal error"});
   EXPECT_EQ(network.open, 5);
 }
