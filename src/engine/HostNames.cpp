@@ -3,6 +3,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "controllers/TextKeys.h"
 #include "platform/CodePage.h"
@@ -34,23 +35,27 @@ HostNames::HostNames(CtrlTable& table, events::EventQueue& events, platform::Rev
       failed_(diagnostics::Tracer(debugOutput, kUnit), L"KelHostNames") {}
 
 void HostNames::QueueHostNameLookup(std::uint32_t lanSeekID, const std::wstring& address) {
+  Queue one{{lanSeekID, address}};
   {
     const platform::MutexLock lock(queueLock_);
-    queue_.push_back({lanSeekID, address});
+    if (byId_.try_emplace(lanSeekID, one.begin()).second) queue_.splice(queue_.end(), one);
   }
   queued_.Set();
 }
 
 void HostNames::Forget(std::uint32_t lanSeekID) {
   const platform::MutexLock lock(queueLock_);
-  queue_.get<ById>().erase(lanSeekID);
+  const auto found = byId_.find(lanSeekID);
+  if (found == byId_.end()) return;
+  queue_.erase(found->second);
+  byId_.erase(found);
 }
 
-bool HostNames::TakeNext(Pending& next) {
+bool HostNames::TakeNext(Queue& next) {
   const platform::MutexLock lock(queueLock_);
   if (queue_.empty()) return false;
-  next = queue_.front();
-  queue_.pop_front();
+  byId_.erase(queue_.front().lanSeekID);
+  next.splice(next.end(), queue_, queue_.begin());
   return true;
 }
 
@@ -64,19 +69,18 @@ void HostNames::HostNameThread() {
 }
 
 bool HostNames::ResolveQueued() {
-  for (;;) {
-    Pending next;
-    bool taken = false;
+  Queue next;
+  while (TakeNext(next)) {
+    const Pending controller = std::move(next.front());
+    next.clear();
     std::optional<std::string> hostName;
-    const auto lookUp = [&] {
-      taken = TakeNext(next);
-      if (taken) hostName = lookup_.HostName(platform::ParseIpv4(std::wstring_view(next.address)));
-    };
-    const bool done = platform::RunStep(lookUp, failed_);
-    if (!taken) return true;  // What could not be taken for lack of memory waits for the next that is queued.
+    const bool done = platform::RunStep(
+        [&] { hostName = lookup_.HostName(platform::ParseIpv4(std::wstring_view(controller.address))); },
+        failed_);
     if (stopEngine_.TryWait()) return false;
-    if (done && hostName) platform::RunStep([&] { Store(next.lanSeekID, *hostName); }, failed_);
+    if (done && hostName) platform::RunStep([&] { Store(controller.lanSeekID, *hostName); }, failed_);
   }
+  return true;
 }
 
 void HostNames::Store(std::uint32_t lanSeekID, const std::string& hostName) {

@@ -1,12 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <list>
 #include <string>
-
-#include <boost/multi_index/hashed_index.hpp>
-#include <boost/multi_index/member.hpp>
-#include <boost/multi_index/sequenced_index.hpp>
-#include <boost/multi_index_container.hpp>
+#include <unordered_map>
 
 #include "controllers/CtrlTable.h"
 #include "diagnostics/StepTrace.h"
@@ -17,8 +14,8 @@
 
 namespace kellanseek::engine {
 
-/// Finds the host names of controllers, one after the other, on a thread of its own, so that a slow name
-/// service holds nobody else up.
+/// Looks up the host names of controllers one after the other on a thread of its own, so that a slow name
+/// service delays nothing else.
 class HostNames {
  public:
   HostNames(CtrlTable& table, events::EventQueue& events, platform::ReverseLookup& lookup,
@@ -29,8 +26,8 @@ class HostNames {
   /// Drops the look-up queued for a controller. Callable with the table lock held.
   void Forget(std::uint32_t lanSeekID) EXCLUDES(queueLock_);
 
-  /// Looks up what is queued, one after the other; false when the stop event has been set. The thread calls
-  /// it; tests do so without one.
+  /// Looks up all queued names. Returns false when the stop event has been set. Called by the thread, and by
+  /// tests without one.
   bool ResolveQueued() EXCLUDES(queueLock_);
 
   /// The thread body: looks names up until the stop event is set.
@@ -41,15 +38,10 @@ class HostNames {
     std::uint32_t lanSeekID = 0;
     std::wstring address;
   };
-  struct ById {};
-  using Queue = boost::multi_index_container<
-      Pending, boost::multi_index::indexed_by<
-                   boost::multi_index::sequenced<>,
-                   boost::multi_index::hashed_unique<
-                       boost::multi_index::tag<ById>,
-                       boost::multi_index::member<Pending, std::uint32_t, &Pending::lanSeekID>>>>;
+  using Queue = std::list<Pending>;
 
-  bool TakeNext(Pending& next) EXCLUDES(queueLock_);
+  /// Moves the oldest element of the queue to `next`, which is empty; false when nothing is queued.
+  bool TakeNext(Queue& next) EXCLUDES(queueLock_);
   void Store(std::uint32_t lanSeekID, const std::string& hostName);
 
   CtrlTable& table_;
@@ -60,6 +52,7 @@ class HostNames {
   platform::Event queued_{platform::Event::Kind::AutoReset};
   platform::Mutex queueLock_;
   Queue queue_ GUARDED_BY(queueLock_);
+  std::unordered_map<std::uint32_t, Queue::iterator> byId_ GUARDED_BY(queueLock_);
 };
 
 }  // namespace kellanseek::engine

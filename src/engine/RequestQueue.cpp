@@ -1,14 +1,15 @@
 #include "engine/RequestQueue.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace kellanseek::engine {
 
 void RequestQueue::AddByAddress(const CtrlInfo& record, bool isNeighbour, std::string_view datagram) {
   if (Waits(record.lanSeekID)) return;
-  byAddress_.insert(
-      {TurnOf(record), nextNumber_++, record.lanSeekID, isNeighbour, record.ctrlAddress, datagram});
+  AddressRequests one{{nextNumber_++, record.lanSeekID, isNeighbour, record.ctrlAddress, datagram}};
+  waiting_.insert(record.lanSeekID);
+  AddressRequests& queue = byAddress_.at(static_cast<std::size_t>(TurnOf(record)));
+  queue.splice(queue.end(), one);
 }
 
 RequestQueue::Turn RequestQueue::TurnOf(const CtrlInfo& record) const {
@@ -19,54 +20,59 @@ RequestQueue::Turn RequestQueue::TurnOf(const CtrlInfo& record) const {
 }
 
 void RequestQueue::DropThoseGone(CtrlTable::Access& table) {
-  for (auto request = byAddress_.begin(); request != byAddress_.end();) {
-    const bool gone = !table.Find(request->lanSeekID);
-    request = gone ? byAddress_.erase(request) : std::next(request);
-  }
+  for (AddressRequests& queue : byAddress_)
+    queue.remove_if([&](const AddressRequest& request) {
+      return !table.Find(request.lanSeekID) && waiting_.erase(request.lanSeekID) > 0;
+    });
 }
 
 std::vector<std::uint32_t> RequestQueue::Send() {
   sent_ = 0;
-  if (!SendBroadcasts()) return {};
-  return SendByAddress();
+  std::vector<std::uint32_t> late;
+  if (!SendBroadcasts()) return late;
+  const std::uint64_t firstNew = std::exchange(firstNew_, nextNumber_);
+  for (const Turn turn : {Turn::JustAdded, Turn::Available, Turn::Missing})
+    if (!SendQueue(turn, firstNew, late)) break;
+  return late;
 }
 
 bool RequestQueue::SendBroadcasts() {
   for (const BroadcastRequest& request : std::exchange(broadcasts_, {})) {
     sender_.Broadcast(request.position, request.datagram);
-    if (!Breathe()) return false;
+    if (!PauseAfterBurst()) return false;
   }
   return true;
 }
 
-std::vector<std::uint32_t> RequestQueue::SendByAddress() {
-  std::vector<std::uint32_t> late;
-  const std::uint64_t firstNew = std::exchange(firstNew_, nextNumber_);
-  for (auto request = byAddress_.begin(); request != byAddress_.end();) {
+bool RequestQueue::SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std::uint32_t>& late) {
+  AddressRequests& queue = byAddress_.at(static_cast<std::size_t>(turn));
+  for (auto request = queue.begin(); request != queue.end();) {
     if (request->isNeighbour && neighbourRoom_ == 0) {
       ++request;
       continue;
     }
-    if (!SendOne(*request)) break;
+    if (!SendOne(*request)) return false;
     if (request->isNeighbour) --neighbourRoom_;
-    if (request->turn == Turn::JustAdded)
-      lastAdditionAsked_ = std::max(lastAdditionAsked_, request->lanSeekID);
+    if (turn == Turn::JustAdded) lastAdditionAsked_ = std::max(lastAdditionAsked_, request->lanSeekID);
     if (request->number < firstNew) late.push_back(request->lanSeekID);
-    request = byAddress_.erase(request);
-    if (!Breathe()) break;
+    waiting_.erase(request->lanSeekID);
+    request = queue.erase(request);
+    if (!PauseAfterBurst()) return false;
   }
-  return late;
+  return true;
 }
 
 bool RequestQueue::SendOne(const AddressRequest& request) {
   if (sender_.SendToAddressText(request.address, request.datagram)) return true;
-  // What is on its way out gets a moment to leave; what waits for a neighbour takes longer than a tick.
+  // A full send buffer empties within a pause, unless it holds datagrams for neighbours that do not answer:
+  // those take longer than a tick to expire, and the next tick tries again.
   return pacer_.Pause() && sender_.SendToAddressText(request.address, request.datagram);
 }
 
 void RequestQueue::Clear() {
   broadcasts_.clear();
-  byAddress_.clear();
+  for (AddressRequests& queue : byAddress_) queue.clear();
+  waiting_.clear();
 }
 
 }  // namespace kellanseek::engine
