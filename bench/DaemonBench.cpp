@@ -40,7 +40,7 @@ class SystemAnswers : public network::AnswerSender {
 /// A full request on each of two interfaces, and the pass in which all the answers of so many controllers are
 /// due.
 void AnswerForPublished(benchmark::State& state) {
-  constexpr std::int32_t kFullRequest = 5;
+  constexpr auto kFullRequest = protocol::MessageType::FullRequestMsg;
   constexpr std::int32_t kLongestDelay = 3200;
   test::FakeNetworkAddresses addresses;
   addresses.AddInterface(1, {2, 0, 0, 0, 0, 1});

@@ -55,8 +55,8 @@ void Take(test::EngineHarness& engine, std::string_view piece) {
     case 'T': return engine.Tick(1 + static_cast<int>(text.size() % 16));
     default: break;
   }
-  engine::Dispatcher::Scratch scratch;
-  engine.dispatcher.HandleMessage(text, text.size(), nullptr, {}, scratch);
+  protocol::Message message;
+  engine.dispatcher.HandleMessage(text, text.size(), std::nullopt, {}, message);
   engine.engineLock.ReleaseAll();
 }
 

@@ -17,7 +17,7 @@ namespace kellanseek {
 namespace mi = boost::multi_index;
 namespace {
 
-bool HasKeysOf(const CtrlInfo& record, const CtrlInfo& described) {
+bool HasKeysOf(const CtrlKeys& record, const CtrlKeys& described) {
   return platform::LocaleEqual(record.macAddress, described.macAddress) &&
          platform::LocaleEqual(record.ctrlAddress, described.ctrlAddress);
 }
@@ -110,7 +110,7 @@ struct CtrlTable::Contents {
   }
   /// Counts the record's non-empty keys (system identity, MAC address, address) that more than `byMoreThan`
   /// stored records share.
-  std::size_t KeysHeld(const CtrlInfo& record, std::size_t byMoreThan) const {
+  std::size_t KeysHeld(const CtrlKeys& record, std::size_t byMoreThan) const {
     return IsHeld<BySystemID>(record.systemID, byMoreThan) + IsHeld<ByMac>(record.macAddress, byMoreThan) +
            IsHeld<ByAddress>(record.ctrlAddress, byMoreThan);
   }
@@ -158,7 +158,7 @@ CtrlTable::Record CtrlTable::Access::Find(std::uint32_t lanSeekID) const {
   return found == byId.end() ? Record() : Contents::Named(*found);
 }
 
-CtrlTable::Record CtrlTable::Access::FindCtrl(const CtrlInfo& described) const {
+CtrlTable::Record CtrlTable::Access::FindCtrl(const CtrlKeys& described) const {
   return described.ctrlType == RC ? FirstByAddress(described.ctrlAddress)
                                   : FirstBySystemID(described.systemID);
 }
@@ -183,7 +183,7 @@ CtrlTable::Records CtrlTable::Access::AllByFoldedSystemID(std::wstring_view syst
   return contents_.All<ByFoldedSystemID>(systemID);
 }
 
-CtrlTable::Records CtrlTable::Access::Related(const CtrlInfo& described) const {
+CtrlTable::Records CtrlTable::Access::Related(const CtrlKeys& described) const {
   Records found;
   if (contents_.sharedKeys == 0) {
     // Where no two records share a key, one that has all three is the only one there can be.
@@ -221,6 +221,8 @@ void CtrlTable::Access::MakeDynamic(Record record) {
 
 CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
   const std::size_t shared = contents_.KeysHeld(record, 0);
+  record.address_ = record.ctrlAddress.empty() ? platform::kNoAddress
+                                               : platform::ParseIpv4(std::wstring_view(record.ctrlAddress));
   if (contents_.timers.capacity() <= contents_.records.size())
     contents_.timers.reserve(2 * contents_.records.size() + 1);
   Node node{std::move(record)};

@@ -104,7 +104,7 @@ class CtrlTable::Access {
   Record Find(std::uint32_t lanSeekID) const;
   /// The stored record of the controller that is described: a real controller is found by address, any other
   /// by system identity.
-  Record FindCtrl(const CtrlInfo& described) const;
+  Record FindCtrl(const CtrlKeys& described) const;
   /// The first record with that address, or that system identity.
   Record FirstByAddress(const std::wstring& address) const;
   Record FirstBySystemID(const std::wstring& systemID) const;
@@ -114,7 +114,7 @@ class CtrlTable::Access {
   /// The records with that system identity, in order, A to Z taken as a to z.
   Records AllByFoldedSystemID(std::wstring_view systemID) const;
   /// The records that share the described controller's system identity, MAC address or address, in order.
-  Records Related(const CtrlInfo& described) const;
+  Records Related(const CtrlKeys& described) const;
 
   /// Whether a message may add one more dynamic record. Who registers, configures or adds a controller does
   /// not ask.

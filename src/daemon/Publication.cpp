@@ -1,23 +1,30 @@
 #include "daemon/Publication.h"
 
 #include "platform/CodePage.h"
+#include "protocol/Fields.h"
 #include "protocol/MessageWriter.h"
 
 namespace kellanseek::daemon {
 namespace {
 
+using protocol::IdentityField;
+using protocol::MessageType;
 using protocol::MessageWriter;
 
 void AppendText(MessageWriter& message, std::uint32_t tag, const std::wstring& text) {
   if (!text.empty()) message.Text(tag, platform::ToNarrow(text));
 }
 
-void AppendVersion(MessageWriter& message, std::uint32_t tag, std::uint32_t number) {
-  if (number != kVersionUnknown) message.Number(tag, number);
+void AppendField(MessageWriter& message, const IdentityField& field, const CtrlInfo& record) {
+  if (field.text != nullptr) AppendText(message, field.tag, record.*field.text);
+  if (field.key != nullptr) AppendText(message, field.tag, record.*field.key);
+  if (field.number != nullptr && record.*field.number != field.unreported)
+    message.Number(field.tag, record.*field.number);
 }
 
-void AppendPortMacAndKind(MessageWriter& message, const CtrlInfo& record, std::string_view macText) {
-  if (record.commPortNumber != 0) message.Number(protocol::kTagCommPortNumber, record.commPortNumber);
+/// The last two fields of an answer. The controller is reached through the interface, whose MAC address
+/// therefore takes the place of the record's.
+void AppendMacAndKind(MessageWriter& message, std::string_view macText) {
   if (!macText.empty()) message.Text(protocol::kTagMacAddress, macText);
   message.Number(protocol::kTagCtrlType, RemoteVC);
 }
@@ -31,30 +38,26 @@ std::string TakeIfFits(MessageWriter& message, std::size_t limit) {
 }  // namespace
 
 std::string BuildFullMessage(const CtrlInfo& record, std::string_view macText) {
-  MessageWriter message(MessageWriter::LengthDigits::Three, protocol::CtrlInfoMsg);
-  AppendText(message, protocol::kTagCtrlName, record.ctrlName);
-  AppendText(message, protocol::kTagCtrlID, record.ctrlID);
-  // The system name stands twice in a row; receivers expect the message byte for byte so.
-  AppendText(message, protocol::kTagSystemName, record.systemName);
-  AppendText(message, protocol::kTagSystemName, record.systemName);
-  AppendText(message, protocol::kTagSystemID, record.systemID);
-  AppendText(message, protocol::kTagReleasePath, record.releasePath);
-  AppendVersion(message, protocol::kTagVersionMajor, record.versionMajor);
-  AppendVersion(message, protocol::kTagVersionMinor, record.versionMinor);
-  AppendVersion(message, protocol::kTagVersionRevision, record.versionRevision);
-  AppendVersion(message, protocol::kTagKelAPICompatibilityRevision, record.kelAPICompatibilityRevision);
-  AppendPortMacAndKind(message, record, macText);
+  MessageWriter message(MessageWriter::LengthDigits::Three, MessageType::CtrlInfoMsg);
+  for (const IdentityField& field : protocol::kIdentityFields) {
+    if (field.tag == protocol::kTagMacAddress) continue;
+    AppendField(message, field, record);
+    // The system name stands twice in a row; receivers expect the message byte for byte so.
+    if (field.tag == protocol::kTagSystemName) AppendField(message, field, record);
+  }
+  AppendMacAndKind(message, macText);
   return TakeIfFits(message, kMaxFullMessage);
 }
 
 std::string BuildShortMessage(const CtrlInfo& record, std::string_view macText) {
-  MessageWriter message(MessageWriter::LengthDigits::Three, protocol::CtrlAliveMsg);
+  MessageWriter message(MessageWriter::LengthDigits::Three, MessageType::CtrlAliveMsg);
   AppendText(message, protocol::kTagSystemID, record.systemID);
-  AppendPortMacAndKind(message, record, macText);
+  if (record.commPortNumber != 0) message.Number(protocol::kTagCommPortNumber, record.commPortNumber);
+  AppendMacAndKind(message, macText);
   return TakeIfFits(message, kMaxShortMessage);
 }
 
-std::string BuildNotice(std::uint32_t type, const std::wstring& systemID) {
+std::string BuildNotice(MessageType type, const std::wstring& systemID) {
   MessageWriter message(MessageWriter::LengthDigits::Three, type);
   message.Text(protocol::kTagSystemID, platform::ToNarrow(systemID));
   message.Number(protocol::kTagCtrlType, RemoteVC);

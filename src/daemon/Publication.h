@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "controllers/CtrlInfo.h"
+#include "protocol/Message.h"
 
 namespace kellanseek::daemon {
 
@@ -22,6 +22,6 @@ std::string BuildFullMessage(const CtrlInfo& record, std::string_view macText);
 std::string BuildShortMessage(const CtrlInfo& record, std::string_view macText);
 
 /// A restart or power-down notice. Empty when the identity is too long.
-std::string BuildNotice(std::uint32_t type, const std::wstring& systemID);
+std::string BuildNotice(protocol::MessageType type, const std::wstring& systemID);
 
 }  // namespace kellanseek::daemon

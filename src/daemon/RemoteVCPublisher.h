@@ -4,21 +4,19 @@
 
 #include "controllers/CtrlTable.h"
 #include "network/InterfaceTable.h"
+#include "protocol/Message.h"
 
 namespace kellanseek::daemon {
-
-/// A virtual controller that was lost without notice of its own; the other message codes are datagram types.
-inline constexpr std::int32_t kUnpublishMsg = 100;
 
 /// Publishes virtual controllers of this host to others. All operations may be called from any thread.
 class RemoteVCPublisher {
  public:
   virtual ~RemoteVCPublisher() = default;
 
-  /// Queues a message for the daemon: a request seen on the interface at `interfaceIndex`, or the removal of
-  /// a published controller. `lanSeekID` 0 means all. True when it was queued, or when nothing is published;
-  /// a shortage of memory loses the message and no more.
-  virtual bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
+  /// Queues a message for the daemon: a request seen on the interface at `interfaceIndex`, or the notice by
+  /// which a published controller leaves, whatever the index. `lanSeekID` 0 means all. True when it was
+  /// queued, or when nothing is published; a shortage of memory loses the message and no more.
+  virtual bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
                                        std::uint32_t lanSeekID) noexcept = 0;
 
   /// Publishes the controller of a record on every interface. Called with the table lock held. False when

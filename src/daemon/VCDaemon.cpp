@@ -14,11 +14,9 @@
 namespace kellanseek::daemon {
 namespace {
 
-constexpr const wchar_t* kUnit = L"rVCDaemon";
+using protocol::MessageType;
 
-constexpr std::int32_t kPendingNone = 0;
-constexpr std::int32_t kPendingFull = 1;
-constexpr std::int32_t kPendingShort = 2;
+constexpr const wchar_t* kUnit = L"rVCDaemon";
 
 constexpr std::uint32_t kMinDelay = 200;      ///< Milliseconds before an answer, at least;
 constexpr std::uint32_t kDelaySpread = 3000;  ///< and the range of the random rest.
@@ -26,13 +24,13 @@ constexpr std::int32_t kDueThreshold = 10;    ///< A countdown this short is not
 constexpr std::int32_t kAgainAfterFailure = 1000;
 constexpr std::uint32_t kMaxElapsed = 0x7FFFFFFE;
 
-bool IsRemoval(std::int32_t type) {
-  return type == protocol::CtrlRestartMsg || type == protocol::CtrlPowerDownMsg || type == kUnpublishMsg;
+bool IsNotice(MessageType type) {
+  return type == MessageType::CtrlRestartMsg || type == MessageType::CtrlPowerDownMsg;
 }
 
-bool IsRequest(std::int32_t type) {
-  return type == protocol::FullRequestMsg || type == protocol::TargetedRequestMsg ||
-         type == protocol::RefreshRequestMsg;
+bool IsRequest(MessageType type) {
+  return type == MessageType::FullRequestMsg || type == MessageType::TargetedRequestMsg ||
+         type == MessageType::RefreshRequestMsg;
 }
 
 }  // namespace
@@ -83,12 +81,12 @@ void CrVCDaemon::RemoteVCDaemonLoop() {
 bool CrVCDaemon::Waits(const DaemonMessage& message) const {
   for (auto waiting = queue_.rbegin(); waiting != queue_.rend(); ++waiting) {
     if (*waiting == message) return true;
-    if (IsRemoval(waiting->type)) return false;
+    if (IsNotice(waiting->type)) return false;
   }
   return false;
 }
 
-bool CrVCDaemon::QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
+bool CrVCDaemon::QueueMessageForRemoteVC(MessageType type, std::int32_t interfaceIndex,
                                          std::uint32_t lanSeekID) noexcept {
   if (!active_.load(std::memory_order_relaxed)) return true;
   try {
@@ -186,9 +184,10 @@ std::vector<CrVCDaemon::DaemonMessage> CrVCDaemon::TakeQueue() {
 }
 
 bool CrVCDaemon::Acceptable(const DaemonMessage& message) const {
-  if (IsRemoval(message.type)) return true;
+  if (IsNotice(message.type)) return true;
   if (!IsRequest(message.type)) {
-    trace_.Error(L"LanSeek RemoteVCDaemonLoop. Unknown message type %d", message.type);
+    trace_.Error(L"LanSeek RemoteVCDaemonLoop. Unknown message type %d",
+                 static_cast<std::uint32_t>(message.type));
     return false;
   }
   if (message.interfaceIndex < 0 || static_cast<std::size_t>(message.interfaceIndex) >= macTexts_.size()) {
@@ -197,7 +196,7 @@ bool CrVCDaemon::Acceptable(const DaemonMessage& message) const {
   }
   // Who is meant by a targeted request without identity is only clear when there is just one.
   const bool ambiguous =
-      message.type == protocol::TargetedRequestMsg && message.lanSeekID == 0 && published_.size() != 1;
+      message.type == MessageType::TargetedRequestMsg && message.lanSeekID == 0 && published_.size() != 1;
   return !ambiguous;
 }
 
@@ -211,25 +210,23 @@ void CrVCDaemon::Handle(const DaemonMessage& message) {
 }
 
 void CrVCDaemon::Mark(RemoteVCEntry& entry, const DaemonMessage& message) {
-  if (IsRemoval(message.type)) {
-    const std::int32_t notice =
-        message.type == kUnpublishMsg ? static_cast<std::int32_t>(protocol::CtrlPowerDownMsg) : message.type;
-    for (PublicationItem& item : entry.items) item.pending = notice;
+  if (IsNotice(message.type)) {
+    for (PublicationItem& item : entry.items) item.pending = message.type;
     entry.countdown = 0;
     entry.remove = true;
     return;
   }
   const auto position = static_cast<std::size_t>(message.interfaceIndex);
   if (position >= entry.items.size()) return;
-  std::int32_t& pending = entry.items[position].pending;
-  if (message.type == protocol::RefreshRequestMsg) {
-    if (pending == kPendingNone) pending = kPendingShort;
-  } else if (pending == kPendingNone || pending == kPendingShort) {
-    pending = kPendingFull;
+  std::optional<MessageType>& pending = entry.items[position].pending;
+  // A full answer says all that a short one says. Nothing takes the place of a notice.
+  if (message.type == MessageType::RefreshRequestMsg) {
+    if (!pending) pending = MessageType::CtrlAliveMsg;
+  } else if (!pending || pending == MessageType::CtrlAliveMsg) {
+    pending = MessageType::CtrlInfoMsg;
   }
-  if (entry.countdown == kNothingScheduled && pending != kPendingNone) {
+  if (entry.countdown == kNothingScheduled)
     entry.countdown = static_cast<std::int32_t>(random_() % kDelaySpread + kMinDelay);
-  }
 }
 
 std::int32_t CrVCDaemon::SendDue() {
@@ -246,9 +243,9 @@ std::int32_t CrVCDaemon::SendDue() {
 
 void CrVCDaemon::SendPending(RemoteVCEntry& entry) {
   for (std::size_t position = 0; position < entry.items.size(); ++position) {
-    if (entry.items[position].pending == kPendingNone) continue;
+    if (!entry.items[position].pending) continue;
     SendRVCResponse(entry, position);
-    entry.items[position].pending = kPendingNone;
+    entry.items[position].pending.reset();
   }
   entry.countdown = kNothingScheduled;
 }
@@ -257,10 +254,10 @@ void CrVCDaemon::SendRVCResponse(RemoteVCEntry& entry, std::size_t position) {
   const PublicationItem& item = entry.items[position];
   std::string notice;
   std::string_view datagram = item.fullMessage;
-  if (item.pending == kPendingShort) {
+  if (item.pending == MessageType::CtrlAliveMsg) {
     datagram = item.shortMessage;
-  } else if (item.pending != kPendingFull) {
-    notice = BuildNotice(static_cast<std::uint32_t>(item.pending), entry.systemID);
+  } else if (item.pending != MessageType::CtrlInfoMsg) {
+    notice = BuildNotice(*item.pending, entry.systemID);
     if (notice.empty()) TraceTooLong(entry);
     datagram = notice;
   }

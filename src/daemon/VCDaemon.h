@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "platform/Event.h"
 #include "platform/Mutex.h"
 #include "platform/Thread.h"
+#include "protocol/Message.h"
 
 namespace kellanseek::daemon {
 
@@ -47,7 +49,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   void StartThread();
   void StopThread();
 
-  bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
+  bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
                                std::uint32_t lanSeekID) noexcept override;
   bool AddRemoteVC(const CtrlInfo& record) override;
   void RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) override;
@@ -59,22 +61,23 @@ class CrVCDaemon : public RemoteVCPublisher {
 
  private:
   struct DaemonMessage {
-    std::int32_t type = 0;
+    protocol::MessageType type{};
     std::int32_t interfaceIndex = 0;
     std::uint32_t lanSeekID = 0;
     bool operator==(const DaemonMessage&) const = default;
   };
 
-  /// What is sent for one controller on one interface. Pending: 0 nothing, 1 full, 2 short, 3 or 4 a notice.
+  /// What is sent for one controller on one interface.
   struct PublicationItem {
     std::string fullMessage;
     std::string shortMessage;
-    std::int32_t pending = 1;
+    /// The datagram to be sent: full, short or a notice. A new publication introduces itself in full.
+    std::optional<protocol::MessageType> pending = protocol::MessageType::CtrlInfoMsg;
   };
 
   struct RemoteVCEntry {
-    std::int32_t countdown =
-        0;  ///< Milliseconds until what is pending is sent; -1 when nothing is scheduled.
+    /// Milliseconds until what is pending is sent, or kNothingScheduled.
+    std::int32_t countdown = 0;
     std::uint32_t lanSeekID = 0;
     std::wstring systemID;  ///< For the notice, after the record is gone.
     bool remove = false;    ///< To be dropped after what is pending has been sent.

@@ -27,7 +27,7 @@ constexpr Relation kRelations[] = {
     /* S M A */ Relation::Same,
 };
 
-Relation RelationOf(const CtrlInfo& known, const CtrlInfo& heard) {
+Relation RelationOf(const CtrlKeys& known, const CtrlKeys& heard) {
   const bool sameSystemID = platform::LocaleEqual(known.systemID, heard.systemID);
   const bool sameMac = platform::LocaleEqual(known.macAddress, heard.macAddress);
   const bool sameAddress = platform::LocaleEqual(known.ctrlAddress, heard.ctrlAddress);
@@ -35,12 +35,12 @@ Relation RelationOf(const CtrlInfo& known, const CtrlInfo& heard) {
 }
 
 bool OnOneNetwork(const CtrlInfo& known, const Heard& heard) {
-  return heard.controller.heardOnAddress != 0 && heard.controller.heardOnAddress == known.heardOnAddress;
+  return heard.origin.interfaceAddress != 0 && heard.origin.interfaceAddress == known.heardOnAddress;
 }
 
 bool DescriptionsDiffer(const CtrlInfo& known, const Heard& heard) {
   if (!heard.isFullIdentity || !known.published) return false;
-  const CtrlInfo& other = heard.controller;
+  const Identity& other = heard.controller;
   return !platform::LocaleEqual(known.ctrlID, other.ctrlID) ||
          !platform::LocaleEqual(known.systemName, other.systemName) ||
          known.versionMajor != other.versionMajor || known.versionMinor != other.versionMinor ||
@@ -69,7 +69,7 @@ constexpr SecondPathRule kSecondPathRules[] = {
     {[](const CtrlInfo&, const Heard& heard) { return heard.controller.ctrlAddress == kServicePortAddress; },
      Verdict::RemoveReplaced},
     // Of two paths that are equally good the first stays, or the two would take turns at every refresh.
-    {[](const CtrlInfo&, const Heard& heard) { return heard.source == MsgSource::FromResponseSocket; },
+    {[](const CtrlInfo&, const Heard& heard) { return heard.origin.source == MsgSource::FromResponseSocket; },
      Verdict::Drop},
     {[](const CtrlInfo& known, const Heard&) { return known.identificationType == RemoteCtrlDefinition; },
      Verdict::Drop},

@@ -7,10 +7,10 @@
 
 namespace kellanseek::engine {
 
-/// A controller's description of itself, as it was heard.
+/// A controller's account of itself, and how it was heard.
 struct Heard {
-  const CtrlInfo& controller;
-  MsgSource source = MsgSource::FromResponseSocket;
+  const Identity& controller;
+  const MessageOrigin& origin;
   bool isFullIdentity = false;
   bool isConfigured = false;  ///< A record of the configuration file has this address.
 };

@@ -1,10 +1,11 @@
 #include "engine/Collisions.h"
 
 #include "platform/CodePage.h"
-#include "protocol/Message.h"
 
 namespace kellanseek::engine {
 namespace {
+
+using protocol::MessageType;
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
@@ -13,7 +14,7 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 Collisions::Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput)
     : lifecycle_(lifecycle), trace_(debugOutput, kUnit) {}
 
-bool Collisions::HasRequiredFields(const CtrlInfo& heard) const {
+bool Collisions::HasRequiredFields(const Identity& heard) const {
   if (heard.ctrlAddress.empty()) {
     trace_.Error(L"LanSeek::HandleCtrlCollisions. No source address in message!");
     return false;
@@ -25,21 +26,20 @@ bool Collisions::HasRequiredFields(const CtrlInfo& heard) const {
   return true;
 }
 
-CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable::Access& table, std::uint32_t messageType,
-                                                  const CtrlInfo& heard, MsgSource source) {
+CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable::Access& table, MessageType type,
+                                                  const Identity& heard, const MessageOrigin& origin) {
   using Finding = CollisionVerdict::Finding;
-  if (source == MsgSource::FromRequestSocket || source == MsgSource::FromLocalVC)
+  if (origin.source == MsgSource::FromRequestSocket || origin.source == MsgSource::FromLocalVC)
     return {Finding::NotChecked};
-  if (source != MsgSource::FromResponseSocket && source != MsgSource::FromNonLocalSocket) {
+  if (origin.source != MsgSource::FromResponseSocket && origin.source != MsgSource::FromNonLocalSocket) {
     trace_.Error(L"LanSeek. Internal error HandleCtrlCollisions. Unknown detection type %d",
-                 static_cast<std::int32_t>(source));
+                 static_cast<std::int32_t>(origin.source));
     return {Finding::Drop};
   }
-  if (messageType != protocol::CtrlInfoMsg && messageType != protocol::CtrlAliveMsg)
-    return {Finding::NotChecked};
+  if (type != MessageType::CtrlInfoMsg && type != MessageType::CtrlAliveMsg) return {Finding::NotChecked};
   if (!HasRequiredFields(heard)) return {Finding::Drop};
 
-  Comparison comparison{{heard, source, messageType == protocol::CtrlInfoMsg}};
+  Comparison comparison{{heard, origin, type == MessageType::CtrlInfoMsg}};
   // Every rule needs a shared identity, MAC address or address; a step removes no record but its own.
   for (const CtrlTable::Record record : table.Related(heard)) {
     const Step step = CompareWith(table, comparison, record);
@@ -48,7 +48,7 @@ CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable::Access& table, std:
   }
   if (comparison.match) return {Finding::Known, comparison.match};
   // An answer to a request by address belongs to one of those that are asked by address.
-  if (source == MsgSource::FromNonLocalSocket && !comparison.accepted) {
+  if (origin.source == MsgSource::FromNonLocalSocket && !comparison.accepted) {
     trace_.Error(L"LanSeek: Message from static handling (%s) does not match any known controller!",
                  heard.ctrlAddress);
     return {Finding::Drop};
@@ -58,7 +58,7 @@ CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable::Access& table, std:
 
 Collisions::Step Collisions::CompareWith(CtrlTable::Access& table, Comparison& comparison,
                                          CtrlTable::Record record) {
-  const CtrlInfo& heard = comparison.heard.controller;
+  const Identity& heard = comparison.heard.controller;
   if (record->ctrlType == VC) {
     if (!platform::LocaleEqual(record->systemID, heard.systemID)) return Step::Next;
     trace_.Error(L"LanSeek: System ID collision between RC %s and local VC %s. SysID:%s", heard.ctrlAddress,
@@ -77,9 +77,9 @@ Collisions::Step Collisions::CompareWith(CtrlTable::Access& table, Comparison& c
 /// A configured or added record at the message's own address.
 Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Comparison& comparison,
                                                    CtrlTable::Record record, bool& removed) {
-  const CtrlInfo& heard = comparison.heard.controller;
+  const Identity& heard = comparison.heard.controller;
   const bool isStatic = record->identificationType == StaticCtrlDefinition;
-  if (isStatic || comparison.heard.source == MsgSource::FromNonLocalSocket) {
+  if (isStatic || comparison.heard.origin.source == MsgSource::FromNonLocalSocket) {
     if (heard.ctrlType == RemoteVC) return RefuseRemoteVC(heard);
     comparison.match = record;
     comparison.heard.isConfigured |= isStatic;
@@ -89,8 +89,8 @@ Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Com
   if (record->Available()) {
     table.MakeDynamic(record);
     CtrlState& state = table.Change(record);
-    state.heardOnInterface = heard.heardOnInterface;
-    state.heardOnAddress = heard.heardOnAddress;
+    state.heardOnInterface = comparison.heard.origin.position;
+    state.heardOnAddress = comparison.heard.origin.interfaceAddress;
     return Step::Next;
   }
   // It comes back at once as a new dynamic controller, under a new id.
@@ -102,7 +102,7 @@ Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Com
 
 Collisions::Step Collisions::Apply(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record,
                                    Verdict verdict) {
-  const CtrlInfo& heard = comparison.heard.controller;
+  const Identity& heard = comparison.heard.controller;
   switch (verdict) {
     case Verdict::GoOn: return Step::Next;
     case Verdict::Drop: return Step::Drop;
@@ -140,7 +140,7 @@ Collisions::Step Collisions::RemoveAndDrop(CtrlTable::Access& table, CtrlTable::
   return Step::Drop;
 }
 
-Collisions::Step Collisions::RefuseRemoteVC(const CtrlInfo& heard) const {
+Collisions::Step Collisions::RefuseRemoteVC(const Identity& heard) const {
   trace_.Error(L"LanSeek: Non-local handling of remote VC not supported. IP %s", heard.ctrlAddress);
   return Step::Drop;
 }

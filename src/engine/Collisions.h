@@ -1,12 +1,11 @@
 #pragma once
 
-#include <cstdint>
-
 #include "controllers/CtrlTable.h"
 #include "diagnostics/Trace.h"
 #include "engine/CollisionRules.h"
 #include "engine/CtrlLifecycle.h"
 #include "engine/MsgSource.h"
+#include "protocol/Message.h"
 
 namespace kellanseek::engine {
 
@@ -30,9 +29,9 @@ class Collisions {
  public:
   Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput);
 
-  /// `heard` has its address and interface set.
-  CollisionVerdict HandleCtrlCollisions(CtrlTable::Access& table, std::uint32_t messageType,
-                                        const CtrlInfo& heard, MsgSource source);
+  /// `heard` has its address set.
+  CollisionVerdict HandleCtrlCollisions(CtrlTable::Access& table, protocol::MessageType type,
+                                        const Identity& heard, const MessageOrigin& origin);
 
  private:
   enum class Step { Next, Drop, Accept };
@@ -44,14 +43,14 @@ class Collisions {
     bool replacesAdded = false;
   };
 
-  bool HasRequiredFields(const CtrlInfo& heard) const;
+  bool HasRequiredFields(const Identity& heard) const;
   Step CompareWith(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record);
   Step CompareWithDefinition(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record,
                              bool& removed);
   Step Apply(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record, Verdict verdict);
   Step RemoveAndGoOn(CtrlTable::Access& table, CtrlTable::Record record, LanSeekEventReason reason);
   Step RemoveAndDrop(CtrlTable::Access& table, CtrlTable::Record record, LanSeekEventReason reason);
-  Step RefuseRemoteVC(const CtrlInfo& heard) const;
+  Step RefuseRemoteVC(const Identity& heard) const;
 
   CtrlLifecycle& lifecycle_;
   diagnostics::Tracer trace_;

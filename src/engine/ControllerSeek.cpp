@@ -193,9 +193,9 @@ HRESULT CControllerSeek::RemoveVC(std::wstring_view systemID, bool keep) {
 }
 
 void CControllerSeek::ForwardMessage(std::wstring_view message) {
-  Dispatcher::Scratch scratch;
+  protocol::Message parsed;
   const std::string text = platform::ToNarrow(message);
-  logic_.dispatcher.HandleMessage(text, message.size(), nullptr, MessageOrigin{}, scratch);
+  logic_.dispatcher.HandleMessage(text, message.size(), std::nullopt, MessageOrigin{}, parsed);
 }
 
 }  // namespace kellanseek::engine

@@ -19,16 +19,15 @@ CtrlLifecycle::CtrlLifecycle(const network::AddressPolling& polling, events::Eve
       trace_(debugOutput, kUnit) {}
 
 void CtrlLifecycle::TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReason reason) {
-  std::int32_t code = protocol::CtrlPowerDownMsg;
-  if (reason == CtrlLostConnection) {
-    code = daemon::kUnpublishMsg;
-  } else if (reason == CtrlLostRestart) {
-    code = protocol::CtrlRestartMsg;
-  } else if (reason != CtrlLostPowerDown) {
+  using protocol::MessageType;
+  // Other hosts need not know that its process died: for them it is switched off.
+  if (reason != CtrlLostConnection && reason != CtrlLostRestart && reason != CtrlLostPowerDown) {
     trace_.Error(L"LanSeek RemoveActiveCtrl. Unexpected removal reason %d for remote VC %s",
                  static_cast<std::int32_t>(reason), record.ctrlAddress);
   }
-  daemon_.QueueMessageForRemoteVC(code, 0, record.lanSeekID);
+  const MessageType notice =
+      reason == CtrlLostRestart ? MessageType::CtrlRestartMsg : MessageType::CtrlPowerDownMsg;
+  daemon_.QueueMessageForRemoteVC(notice, 0, record.lanSeekID);
 }
 
 void CtrlLifecycle::RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record record,
@@ -76,7 +75,7 @@ void CtrlLifecycle::Revalidate(CtrlTable::Access& table, CtrlTable::Record recor
   if (record->ctrlType == VC || !record->Available()) return;
 
   if (record->identificationType == RemoteCtrlDefinition) {
-    const std::int32_t local = interfaces.FindInterfaceForAddress(record->ctrlAddress);
+    const std::int32_t local = interfaces.FindInterfaceForAddress(record->Address());
     if (local < 0) return;
     table.MakeDynamic(record);
     CtrlState& state = table.Change(record);

@@ -1,11 +1,16 @@
 #include "engine/Dispatcher.h"
 
 #include <algorithm>
+#include <string>
 
 #include "platform/CodePage.h"
+#include "protocol/Fields.h"
+#include "protocol/MessageReader.h"
 
 namespace kellanseek::engine {
 namespace {
+
+using protocol::MessageType;
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
@@ -29,29 +34,38 @@ Dispatcher::Dispatcher(const Parts& parts)
       hostNames_(parts.hostNames),
       events_(parts.events),
       daemon_(parts.daemon),
-      trace_(parts.debugOutput, kUnit),
-      reader_(trace_) {}
+      trace_(parts.debugOutput, kUnit) {}
+
+bool Dispatcher::Read(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
+                      const MessageOrigin& origin, protocol::Message& message) const {
+  using Outcome = protocol::ParseResult::Outcome;
+  const protocol::ParseResult parsed = protocol::ParseMessage(text.substr(0, length), length, message);
+  if (parsed.outcome == Outcome::LengthMismatch) {
+    trace_.Error(L"LanSeek: Message length mismatch. Received %d, claimed %d, strlen %d", length,
+                 parsed.claimedLength, parsed.textLength);
+  }
+  if (parsed.outcome != Outcome::Accepted) return false;
+  // Of a message that was handed in, no address counts.
+  if (sender && message.ownAddressTooLong) return false;
+  return origin.source != MsgSource::FromNonLocalSocket || message.type == MessageType::CtrlInfoMsg ||
+         message.type == MessageType::CtrlAliveMsg;
+}
 
 void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
-                               protocol::AddressText* sourceAddress, const MessageOrigin& origin,
-                               Scratch& scratch) {
-  CtrlInfo& pattern = scratch.pattern;
-  pattern.ResetHeard();
-  protocol::MessageReader::Message message{0, pattern, sourceAddress, {}, false};
-  if (!reader_.ParseMessage(text.substr(0, length), length, message)) return;
-
-  const bool isAnswer = message.type == protocol::CtrlInfoMsg || message.type == protocol::CtrlAliveMsg;
-  if (origin.source == MsgSource::FromNonLocalSocket && !isAnswer) return;
+                               std::optional<platform::Ipv4> sender, const MessageOrigin& origin,
+                               protocol::Message& reused) {
+  protocol::Message& message = reused;
+  if (!Read(text, length, sender, origin, message)) return;
 
   // What comes to a request socket is a request: only its interface counts, not who sent it.
-  if (origin.source != MsgSource::FromRequestSocket) {
-    if (sourceAddress != nullptr) platform::AssignWide(pattern.ctrlAddress, sourceAddress->View());
-    pattern.heardOnAddress = origin.interfaceAddress;
-    pattern.heardOnInterface = origin.position;
-    if (origin.source == MsgSource::FromLocalVC) pattern.ctrlType = VC;
+  if (sender && origin.source != MsgSource::FromRequestSocket) {
+    const std::string source = platform::FormatIpv4(*sender);
+    platform::AssignWide(message.identity.ctrlAddress,
+                         message.ownAddress ? message.ownAddress->View() : source);
   }
+  if (origin.source == MsgSource::FromLocalVC) message.identity.ctrlType = VC;
 
-  const bool needsEngineLock = pattern.ctrlType == VC && message.type == protocol::CtrlInfoMsg;
+  const bool needsEngineLock = message.identity.ctrlType == VC && message.type == MessageType::CtrlInfoMsg;
   if (!needsEngineLock) {
     Dispatch(message, origin);
     return;
@@ -68,33 +82,32 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
   if (handled) engineLock_.Release();
 }
 
-bool Dispatcher::Dispatch(const protocol::MessageReader::Message& message, const MessageOrigin& origin) {
+bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin& origin) {
   using Finding = CollisionVerdict::Finding;
-  CtrlInfo& pattern = message.pattern;
   CtrlTable::Access table(table_);
   const CollisionVerdict verdict =
-      collisions_.HandleCtrlCollisions(table, message.type, pattern, origin.source);
+      collisions_.HandleCtrlCollisions(table, message.type, message.identity, origin);
   if (verdict.finding == Finding::Drop) return false;
 
   CtrlTable::Record record;
   if (verdict.finding == Finding::Known) {
     record = verdict.record;
   } else if (verdict.finding == Finding::NotChecked && origin.source != MsgSource::FromRequestSocket) {
-    record = table.FindCtrl(pattern);
+    record = table.FindCtrl(message.identity);
   }
-  Act({table, message, pattern, origin, record, verdict.replacesAdded});
+  Act({table, message, origin, record, verdict.replacesAdded});
   return true;
 }
 
 void Dispatcher::Act(const Context& context) {
   switch (context.message.type) {
-    case protocol::CtrlInfoMsg: return OnCtrlInfo(context);
-    case protocol::CtrlAliveMsg: return OnCtrlAlive(context);
-    case protocol::CtrlRestartMsg: return OnLeaving(context, CtrlLostRestart);
-    case protocol::CtrlPowerDownMsg: return OnLeaving(context, CtrlLostPowerDown);
-    case protocol::FullRequestMsg:
-    case protocol::RefreshRequestMsg: return OnBroadcastRequest(context);
-    case protocol::TargetedRequestMsg: return OnTargetedRequest(context);
+    case MessageType::CtrlInfoMsg: return OnCtrlInfo(context);
+    case MessageType::CtrlAliveMsg: return OnCtrlAlive(context);
+    case MessageType::CtrlRestartMsg: return OnLeaving(context, CtrlLostRestart);
+    case MessageType::CtrlPowerDownMsg: return OnLeaving(context, CtrlLostPowerDown);
+    case MessageType::FullRequestMsg:
+    case MessageType::RefreshRequestMsg: return OnBroadcastRequest(context);
+    case MessageType::TargetedRequestMsg: return OnTargetedRequest(context);
     default: return;
   }
 }
@@ -111,10 +124,10 @@ void Dispatcher::OnCtrlInfoOfDynamic(const Context& context) {
   const bool isNew = !record.published;
   if (isNew) {
     state.published = true;
-    if (record.ctrlType != VC) hostNames_.QueueHostNameLookup(record.lanSeekID, record.ctrlAddress);
+    if (record.ctrlType != VC) hostNames_.QueueHostNameLookup(record.lanSeekID, record.Address());
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlNew);
   }
-  if (state.UpdateFrom(context.pattern) && !isNew)
+  if (protocol::UpdateFrom(state, context.message.identity) && !isNew)
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
   if (record.ctrlType == VC) {
     context.table.ChangeSchedule(context.record)->AwaitNextPoll(settings_.Ticks(settings_.VCRefreshInterval));
@@ -132,13 +145,13 @@ void Dispatcher::Publish(const CtrlInfo& record) {
 }
 
 void Dispatcher::TakeIdentity(const Context& context) {
-  const CtrlInfo& pattern = context.pattern;
+  const Identity& heard = context.message.identity;
   const CtrlInfo& record = *context.record;
-  if (platform::LocaleEqual(record.systemID, pattern.systemID) &&
-      platform::LocaleEqual(record.macAddress, pattern.macAddress)) {
+  if (platform::LocaleEqual(record.systemID, heard.systemID) &&
+      platform::LocaleEqual(record.macAddress, heard.macAddress)) {
     return;
   }
-  context.table.SetIdentity(context.record, pattern.systemID, pattern.macAddress);
+  context.table.SetIdentity(context.record, heard.systemID, heard.macAddress);
 }
 
 void Dispatcher::TakeInterface(const Context& context) const {
@@ -156,32 +169,37 @@ void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
     state.ctrlStatus = CtrlAvailable;
     state.published = true;
     TakeIdentity(context);
-    hostNames_.QueueHostNameLookup(record.lanSeekID, record.ctrlAddress);
+    hostNames_.QueueHostNameLookup(record.lanSeekID, record.Address());
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlReconnected);
   }
   TakeInterface(context);
-  if (state.UpdateFrom(context.pattern) && !isBack) {
+  if (protocol::UpdateFrom(state, context.message.identity) && !isBack) {
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
   }
   context.table.ChangeSchedule(context.record)->AwaitNextPoll(polling_.NextPollTicks());
 }
 
-void Dispatcher::TraceRefusal(const CtrlInfo& pattern) {
+void Dispatcher::TraceRefusal(const Identity& identity) {
   // Who floods the table would flood the traces as well.
   const std::uint64_t now = refreshCycle_.TicksSoFar();
   if (now < nextRefusalTrace_) return;
   nextRefusalTrace_ = now + static_cast<std::uint64_t>(settings_.Ticks(kSecondsBetweenRefusalTraces));
-  trace_.Error(L"LanSeek: Too many dynamic controllers. %s is not added", pattern.ctrlAddress);
+  trace_.Error(L"LanSeek: Too many dynamic controllers. %s is not added", identity.ctrlAddress);
 }
 
 CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published) {
   const std::uint32_t lanSeekID = context.table.IssueLanSeekID();
   // One that a client added has been there already.
   if (!context.replacesAdded && !context.table.HasRoomForDynamic()) {
-    TraceRefusal(context.pattern);
+    TraceRefusal(context.message.identity);
     return {};
   }
-  CtrlInfo record = context.pattern;
+  CtrlInfo record;
+  static_cast<CtrlKeys&>(record) = context.message.identity;
+  static_cast<CtrlDescription&>(record) = context.message.identity;
+  // A message to a request socket comes from nowhere.
+  if (context.origin.source != MsgSource::FromRequestSocket)
+    static_cast<HeardOn&>(record) = {context.origin.interfaceAddress, context.origin.position};
   record.ctrlStatus = CtrlAvailable;
   record.identificationType = DynamicCtrlDefinition;
   record.published = published;
@@ -197,17 +215,17 @@ CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published)
 void Dispatcher::OnCtrlInfoOfUnknown(const Context& context) {
   const CtrlTable::Record added = AddUnknown(context, true);
   if (!added) return;
-  hostNames_.QueueHostNameLookup(added->lanSeekID, added->ctrlAddress);
+  hostNames_.QueueHostNameLookup(added->lanSeekID, added->Address());
   events_.QueueEvent(added->lanSeekID, CtrlAvailable, CtrlNew);
 }
 
 void Dispatcher::OnCtrlAlive(const Context& context) {
   if (!context.record) {
-    if (context.pattern.ctrlType != VC) AddUnknown(context, false);
+    if (context.message.identity.ctrlType != VC) AddUnknown(context, false);
     return;
   }
   if (!context.record->Dynamic()) return OnCtrlAliveOfConfigured(context);
-  if (!context.record->published || context.pattern.ctrlType == VC) return;
+  if (!context.record->published || context.message.identity.ctrlType == VC) return;
   context.table.ChangeSchedule(context.record)->Idle();
 }
 
@@ -240,13 +258,12 @@ void Dispatcher::OnLeaving(const Context& context, LanSeekEventReason reason) {
 void Dispatcher::OnBroadcastRequest(const Context& context) {
   // The answers to another workstation's request come here too, so it serves as our own.
   refreshCycle_.StartRefreshCycle(context.table, context.origin.position, context.message.type);
-  daemon_.QueueMessageForRemoteVC(static_cast<std::int32_t>(context.message.type), context.origin.position,
-                                  0);
+  daemon_.QueueMessageForRemoteVC(context.message.type, context.origin.position, 0);
 }
 
 void Dispatcher::OnTargetedRequest(const Context& context) {
-  if (!context.message.hasTarget) return;
-  const platform::Ipv4 target = platform::ParseIpv4(context.message.targetAddress.View());
+  if (!context.message.target) return;
+  const platform::Ipv4 target = platform::ParseIpv4(context.message.target->View());
   if (target != platform::kNoAddress && target == context.origin.interfaceAddress)
     return OnRequestForThisHost(context);
   CountRequestOfAnother(context);
@@ -254,22 +271,22 @@ void Dispatcher::OnTargetedRequest(const Context& context) {
 
 void Dispatcher::OnRequestForThisHost(const Context& context) {
   std::uint32_t lanSeekID = 0;
-  if (!context.pattern.systemID.empty()) {
-    const auto known = context.table.AllBySystemID(context.pattern.systemID);
+  if (!context.message.identity.systemID.empty()) {
+    const auto known = context.table.AllBySystemID(context.message.identity.systemID);
     const auto published = std::find_if(known.begin(), known.end(), [](const CtrlTable::Record& record) {
       return record->remotePublication != RemoteVCPublication_False;
     });
     if (published == known.end()) return;
     lanSeekID = (*published)->lanSeekID;
   }
-  daemon_.QueueMessageForRemoteVC(protocol::TargetedRequestMsg, context.origin.position, lanSeekID);
+  daemon_.QueueMessageForRemoteVC(MessageType::TargetedRequestMsg, context.origin.position, lanSeekID);
 }
 
 void Dispatcher::CountRequestOfAnother(const Context& context) {
-  const auto known = context.table.AllByAddress(platform::ToWide(context.message.targetAddress.View()));
+  const auto known = context.table.AllByAddress(platform::ToWide(context.message.target->View()));
   const auto found = std::find_if(known.begin(), known.end(), [&](const CtrlTable::Record& record) {
-    return context.pattern.systemID.empty() ||
-           platform::LocaleEqual(record->systemID, context.pattern.systemID);
+    return context.message.identity.systemID.empty() ||
+           platform::LocaleEqual(record->systemID, context.message.identity.systemID);
   });
   if (found == known.end()) return;
   if (refreshCycle_.IsPolledByAddress(**found)) return;

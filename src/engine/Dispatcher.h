@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "config/Settings.h"
@@ -16,7 +17,7 @@
 #include "engine/RefreshCycle.h"
 #include "events/EventQueue.h"
 #include "network/AddressPolling.h"
-#include "protocol/MessageReader.h"
+#include "protocol/Message.h"
 
 namespace kellanseek::engine {
 
@@ -39,31 +40,29 @@ class Dispatcher {
   };
   explicit Dispatcher(const Parts& parts);
 
-  /// What one caller reuses from message to message, so that an unchanged controller costs no allocation.
-  struct Scratch {
-    CtrlInfo pattern;
-  };
-
-  /// Handles a message of `length` bytes, of which `text` holds what there is. `sourceAddress` is where it
-  /// came from; null when there is no such address.
+  /// Handles a message of `length` bytes, of which `text` holds what there is. `sender` is the address it
+  /// came from; none for a message that was handed in. What `reused` holds does not matter; from call to call
+  /// it spares an unchanged controller all allocations.
   ///
   /// A full identity that claims to come from a virtual controller and is refused by the collision rules
   /// leaves the engine lock held by the calling thread; a caller that waits for anything gives it back first.
-  void HandleMessage(std::string_view text, std::size_t length, protocol::AddressText* sourceAddress,
-                     const MessageOrigin& origin, Scratch& scratch);
+  void HandleMessage(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
+                     const MessageOrigin& origin, protocol::Message& reused);
 
  private:
   /// One message on its way through.
   struct Context {
     CtrlTable::Access& table;
-    const protocol::MessageReader::Message& message;
-    CtrlInfo& pattern;
+    const protocol::Message& message;
     const MessageOrigin& origin;
     CtrlTable::Record record;    ///< The stored controller; none for an unknown one.
     bool replacesAdded = false;  ///< The unknown one was added by a client; it finds room in any case.
   };
 
-  bool Dispatch(const protocol::MessageReader::Message& message, const MessageOrigin& origin);
+  /// Whether the message is well-formed and of use; traces a length mismatch.
+  bool Read(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
+            const MessageOrigin& origin, protocol::Message& message) const;
+  bool Dispatch(const protocol::Message& message, const MessageOrigin& origin);
   void Act(const Context& context);
   void OnCtrlInfo(const Context& context);
   void OnCtrlInfoOfDynamic(const Context& context);
@@ -77,7 +76,7 @@ class Dispatcher {
   void OnRequestForThisHost(const Context& context);
   void CountRequestOfAnother(const Context& context);
 
-  void TraceRefusal(const CtrlInfo& pattern);
+  void TraceRefusal(const Identity& identity);
   CtrlTable::Record AddUnknown(const Context& context, bool published);
   void TakeIdentity(const Context& context);
   void TakeInterface(const Context& context) const;
@@ -94,7 +93,6 @@ class Dispatcher {
   events::EventQueue& events_;
   daemon::RemoteVCPublisher& daemon_;
   diagnostics::Tracer trace_;
-  protocol::MessageReader reader_;
   /// The tick from which on a controller that finds no room is traced again. Under the table lock.
   std::uint64_t nextRefusalTrace_ = 0;
 };

@@ -34,7 +34,7 @@ HostNames::HostNames(CtrlTable& table, events::EventQueue& events, platform::Rev
       stopEngine_(stopEngine),
       failed_(diagnostics::Tracer(debugOutput, kUnit), L"KelHostNames") {}
 
-void HostNames::QueueHostNameLookup(std::uint32_t lanSeekID, const std::wstring& address) {
+void HostNames::QueueHostNameLookup(std::uint32_t lanSeekID, platform::Ipv4 address) {
   Queue one{{lanSeekID, address}};
   {
     const platform::MutexLock lock(queueLock_);
@@ -74,9 +74,7 @@ bool HostNames::ResolveQueued() {
     const Pending controller = std::move(next.front());
     next.clear();
     std::optional<std::string> hostName;
-    const bool done = platform::RunStep(
-        [&] { hostName = lookup_.HostName(platform::ParseIpv4(std::wstring_view(controller.address))); },
-        failed_);
+    const bool done = platform::RunStep([&] { hostName = lookup_.HostName(controller.address); }, failed_);
     if (stopEngine_.TryWait()) return false;
     if (done && hostName) platform::RunStep([&] { Store(controller.lanSeekID, *hostName); }, failed_);
   }

@@ -9,6 +9,7 @@
 #include "diagnostics/StepTrace.h"
 #include "events/EventQueue.h"
 #include "platform/Event.h"
+#include "platform/Ipv4.h"
 #include "platform/Mutex.h"
 #include "platform/ReverseLookup.h"
 
@@ -22,7 +23,7 @@ class HostNames {
             platform::Event& stopEngine, platform::DebugOutput& debugOutput);
 
   /// Queues a look-up, unless one for that controller waits already. Callable with the table lock held.
-  void QueueHostNameLookup(std::uint32_t lanSeekID, const std::wstring& address) EXCLUDES(queueLock_);
+  void QueueHostNameLookup(std::uint32_t lanSeekID, platform::Ipv4 address) EXCLUDES(queueLock_);
   /// Drops the look-up queued for a controller. Callable with the table lock held.
   void Forget(std::uint32_t lanSeekID) EXCLUDES(queueLock_);
 
@@ -36,7 +37,7 @@ class HostNames {
  private:
   struct Pending {
     std::uint32_t lanSeekID = 0;
-    std::wstring address;
+    platform::Ipv4 address = platform::kNoAddress;
   };
   using Queue = std::list<Pending>;
 

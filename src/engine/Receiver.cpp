@@ -112,10 +112,9 @@ void Receiver::Handle(const platform::Received& received, const ReceiveSet& set)
   }
   if (!Wanted(received, origin)) return;
 
-  protocol::AddressText source(platform::FormatIpv4(received.source));
   const auto handle = [&] {
-    dispatcher_.HandleMessage({received.text.data(), received.text.size()}, received.text.size(), &source,
-                              origin, scratch_);
+    dispatcher_.HandleMessage({received.text.data(), received.text.size()}, received.text.size(),
+                              received.source, origin, message_);
   };
   // A step of its own, so that one message that cannot be handled does not make those behind it wait. Its
   // controller will be asked again.

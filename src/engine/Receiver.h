@@ -60,7 +60,7 @@ class Receiver {
   platform::Event& rebuildWanted_;
   diagnostics::Tracer trace_;
   diagnostics::StepTrace failed_;
-  Dispatcher::Scratch scratch_;
+  protocol::Message message_;
   unsigned failedWaits_ = 0;  ///< In a row, over runs of the network side.
 };
 

@@ -10,6 +10,8 @@
 namespace kellanseek::engine {
 namespace {
 
+using protocol::MessageType;
+
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 }  // namespace
@@ -24,14 +26,14 @@ RefreshCycle::RefreshCycle(const Parts& parts)
       lifecycle_(parts.lifecycle),
       processes_(parts.processes),
       trace_(parts.debugOutput, kUnit),
-      fullRequest_(protocol::BuildRequest(protocol::FullRequestMsg)),
-      refreshRequest_(protocol::BuildRequest(protocol::RefreshRequestMsg)),
+      fullRequest_(protocol::BuildRequest(MessageType::FullRequestMsg)),
+      refreshRequest_(protocol::BuildRequest(MessageType::RefreshRequestMsg)),
       requests_(parts.sender, parts.pacer) {}
 
 void RefreshCycle::BeginRun() {
   requests_.Clear();
   ArmInitialTimeouts();
-  BroadcastOnAll(protocol::FullRequestMsg);
+  BroadcastOnAll(MessageType::FullRequestMsg);
   if (polling_.Enabled()) AskConfigured();
 }
 
@@ -43,11 +45,11 @@ void RefreshCycle::ArmInitialTimeouts() {
   }
 }
 
-void RefreshCycle::BroadcastOnAll(protocol::LanSeekMsgType type) {
+void RefreshCycle::BroadcastOnAll(MessageType type) {
   const std::size_t count = InterfaceCount();
   for (std::size_t position = 0; position < count; ++position) {
-    sender_.Broadcast(position, type == protocol::FullRequestMsg ? fullRequest_ : refreshRequest_);
-    daemon_.QueueMessageForRemoteVC(static_cast<std::int32_t>(type), static_cast<std::int32_t>(position), 0);
+    sender_.Broadcast(position, type == MessageType::FullRequestMsg ? fullRequest_ : refreshRequest_);
+    daemon_.QueueMessageForRemoteVC(type, static_cast<std::int32_t>(position), 0);
   }
 }
 
@@ -85,7 +87,7 @@ void RefreshCycle::InterfacePass() {
   for (std::size_t position = 0; position < count; ++position) {
     if (!InterfaceDue(position)) continue;
     sender_.Broadcast(position, refreshRequest_);
-    daemon_.QueueMessageForRemoteVC(protocol::RefreshRequestMsg, static_cast<std::int32_t>(position), 0);
+    daemon_.QueueMessageForRemoteVC(MessageType::RefreshRequestMsg, static_cast<std::int32_t>(position), 0);
   }
 }
 
@@ -98,7 +100,7 @@ bool RefreshCycle::InterfaceDue(std::size_t position) {
     if (counters.refreshCountdown > 0) --counters.refreshCountdown;
     return false;
   }
-  StartRefreshCycle(table, static_cast<std::int32_t>(position), protocol::RefreshRequestMsg);
+  StartRefreshCycle(table, static_cast<std::int32_t>(position), MessageType::RefreshRequestMsg);
   return true;
 }
 
@@ -155,7 +157,7 @@ void RefreshCycle::AskByAddress(CtrlTable::Access& table, CtrlTable::Record reco
 }
 
 void RefreshCycle::AddByAddress(CtrlTable::Access& table, const CtrlInfo& record, std::string_view datagram) {
-  const bool isNeighbour = interfaces_.Table(table).FindInterfaceForAddress(record.ctrlAddress) >= 0;
+  const bool isNeighbour = interfaces_.Table(table).FindInterfaceForAddress(record.Address()) >= 0;
   requests_.AddByAddress(record, isNeighbour, datagram);
 }
 
@@ -204,12 +206,12 @@ HRESULT RefreshCycle::RefreshForID(CtrlTable::Access& table, std::uint32_t lanSe
   return S_OK;
 }
 
-void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, std::uint32_t type) {
+void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, MessageType type) {
   if (!interfaces_.Table(table).Contains(position)) {
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
     return;
   }
-  if (type != protocol::FullRequestMsg && type != protocol::RefreshRequestMsg) {
+  if (type != MessageType::FullRequestMsg && type != MessageType::RefreshRequestMsg) {
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad message type");
     return;
   }
@@ -221,7 +223,7 @@ void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t posi
     if (record->heardOnInterface != position || !record->Available() || IsPolledByAddress(*record)) continue;
     if (!record->Schedule().AwaitsAnswer()) {
       table.ChangeSchedule(record)->Arm(timeout, settings_.RetryCount());
-    } else if (record->published || type == protocol::FullRequestMsg) {
+    } else if (record->published || type == MessageType::FullRequestMsg) {
       table.ChangeSchedule(record)->CountForeignRequest(timeout);
     }
   }

@@ -48,7 +48,7 @@ class RefreshCycle {
 
   /// Arms the answer timers of the controllers heard on an interface, because a full or refresh request has
   /// gone out there, this component's own or another workstation's.
-  void StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, std::uint32_t type);
+  void StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, protocol::MessageType type);
 
   /// Has a listed controller asked at the next tick, because a client wants news of it. One that is being
   /// asked already, one that is not there and a virtual controller of this host are left as they are. S_OK,
@@ -60,7 +60,7 @@ class RefreshCycle {
 
  private:
   void ArmInitialTimeouts();
-  void BroadcastOnAll(protocol::LanSeekMsgType type);
+  void BroadcastOnAll(protocol::MessageType type);
   void AskConfigured();
   std::size_t InterfaceCount();
   void InterfacePass();

@@ -6,7 +6,7 @@ namespace kellanseek::engine {
 
 void RequestQueue::AddByAddress(const CtrlInfo& record, bool isNeighbour, std::string_view datagram) {
   if (Waits(record.lanSeekID)) return;
-  AddressRequests one{{nextNumber_++, record.lanSeekID, isNeighbour, record.ctrlAddress, datagram}};
+  AddressRequests one{{nextNumber_++, record.lanSeekID, isNeighbour, record.Address(), datagram}};
   waiting_.insert(record.lanSeekID);
   AddressRequests& queue = byAddress_.at(static_cast<std::size_t>(TurnOf(record)));
   queue.splice(queue.end(), one);
@@ -63,10 +63,10 @@ bool RequestQueue::SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std:
 }
 
 bool RequestQueue::SendOne(const AddressRequest& request) {
-  if (sender_.SendToAddressText(request.address, request.datagram)) return true;
+  if (sender_.SendToAddress(request.address, request.datagram)) return true;
   // A full send buffer empties within a pause, unless it holds datagrams for neighbours that do not answer:
   // those take longer than a tick to expire, and the next tick tries again.
-  return pacer_.Pause() && sender_.SendToAddressText(request.address, request.datagram);
+  return pacer_.Pause() && sender_.SendToAddress(request.address, request.datagram);
 }
 
 void RequestQueue::Clear() {

@@ -76,7 +76,7 @@ class RequestQueue {
     std::uint64_t number = 0;  ///< Counts up.
     std::uint32_t lanSeekID = 0;
     bool isNeighbour = false;
-    std::wstring address;
+    platform::Ipv4 address = platform::kNoAddress;
     std::string_view datagram;
   };
   using AddressRequests = std::list<AddressRequest>;

@@ -107,13 +107,12 @@ void DiscoverySockets::Broadcast(std::size_t position, std::string_view datagram
          L"dynamic", destination);
 }
 
-bool DiscoverySockets::SendToAddressText(const std::wstring& address, std::string_view datagram) {
+bool DiscoverySockets::SendToAddress(platform::Ipv4 address, std::string_view datagram) {
   if (!nonLocalSocket_) return true;
-  const platform::Ipv4 destination = platform::ParseIpv4(std::wstring_view(address));
   const platform::SocketError error =
-      nonLocalSocket_->TrySendTo(datagram, destination, settings_.Port(settings_.NonLocalPort));
+      nonLocalSocket_->TrySendTo(datagram, address, settings_.Port(settings_.NonLocalPort));
   if (error == platform::kNoRoom) return false;
-  Report(error, L"static", destination);
+  Report(error, L"static", address);
   return true;
 }
 

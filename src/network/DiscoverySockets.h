@@ -37,7 +37,7 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
   platform::UdpSocket* NonLocalSocket() const { return nonLocalSocket_.get(); }
 
   void Broadcast(std::size_t position, std::string_view datagram) override;
-  bool SendToAddressText(const std::wstring& address, std::string_view datagram) override;
+  bool SendToAddress(platform::Ipv4 address, std::string_view datagram) override;
   platform::SocketError Answer(std::size_t position, std::string_view datagram,
                                platform::Ipv4& destination) override;
 

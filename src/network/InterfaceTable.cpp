@@ -24,9 +24,8 @@ bool InterfaceTable::IsNeighbour(platform::Ipv4 address) const {
                      [&](const InterfaceEntry& entry) { return entry.Contains(address); });
 }
 
-std::int32_t InterfaceTable::FindInterfaceForAddress(const std::wstring& text) const {
-  const platform::Ipv4 address = platform::ParseIpv4(std::wstring_view(text));
-  if (text.empty() || address == platform::kNoAddress) return -1;
+std::int32_t InterfaceTable::FindInterfaceForAddress(platform::Ipv4 address) const {
+  if (address == platform::kNoAddress) return -1;
   const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const InterfaceEntry& entry) {
     return entry.mask != platform::kNoAddress && entry.address != platform::kNoAddress &&
            entry.Contains(address);

@@ -37,8 +37,8 @@ class InterfaceTable {
 
   /// First entry with that address; -1 for none and for address 0.
   std::int32_t FindInterfaceByAddress(platform::Ipv4 address) const;
-  /// First entry whose subnet contains the dotted address; -1 for none and for a text that is no address.
-  std::int32_t FindInterfaceForAddress(const std::wstring& address) const;
+  /// First entry whose subnet contains the address; -1 for none and for kNoAddress.
+  std::int32_t FindInterfaceForAddress(platform::Ipv4 address) const;
 
   /// Whether an address lies in the subnet of any entry.
   bool IsNeighbour(platform::Ipv4 address) const;

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 #include <string_view>
+
+#include "platform/Ipv4.h"
 
 namespace kellanseek::network {
 
@@ -16,7 +17,7 @@ class RequestSender {
   virtual void Broadcast(std::size_t position, std::string_view datagram) = 0;
   /// Sends a request to one controller by address, from the non-local socket. False when the system has no
   /// room for it now: nothing was sent, and it may be tried again.
-  virtual bool SendToAddressText(const std::wstring& address, std::string_view datagram) = 0;
+  virtual bool SendToAddress(platform::Ipv4 address, std::string_view datagram) = 0;
 };
 
 }  // namespace kellanseek::network

@@ -3,12 +3,15 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
+
+#include "controllers/Identity.h"
 
 namespace kellanseek::protocol {
 
 /// The datagram types.
-enum LanSeekMsgType : std::uint32_t {
+enum class MessageType : std::uint32_t {
   CtrlInfoMsg = 1,         ///< A controller's full identity.
   CtrlAliveMsg = 2,        ///< A controller's short presence answer.
   CtrlRestartMsg = 3,      ///< A controller is restarting.
@@ -16,25 +19,6 @@ enum LanSeekMsgType : std::uint32_t {
   FullRequestMsg = 5,      ///< All controllers are to identify themselves.
   TargetedRequestMsg = 6,  ///< The controller at the named address is to identify itself.
   RefreshRequestMsg = 7,   ///< All controllers are to confirm that they are still there.
-};
-
-/// The field tags that are written or read.
-enum FieldTag : std::uint32_t {
-  kTagCtrlName = 0x1,
-  kTagCtrlID = 0x2,
-  kTagSystemName = 0x3,
-  kTagSystemID = 0x4,
-  kTagReleasePath = 0x5,
-  kTagVersionMajor = 0x7,
-  kTagVersionMinor = 0x8,
-  kTagMacAddress = 0x9,
-  kTagTargetAddress = 0xa,
-  kTagCommPortNumber = 0xb,
-  kTagCtrlLevel = 0xc,
-  kTagOwnAddress = 0xe,
-  kTagVersionRevision = 0xf,
-  kTagKelAPICompatibilityRevision = 0x10,
-  kTagCtrlType = 0x11,
 };
 
 /// Every datagram begins with this.
@@ -57,11 +41,19 @@ class AddressText {
     return text.size() <= kMaxLength;
   }
   std::string_view View() const { return {text_.data(), length_}; }
-  bool Empty() const { return length_ == 0; }
 
  private:
   std::array<char, kMaxLength> text_ = {};
   std::size_t length_ = 0;
+};
+
+/// What one datagram says. A value for reuse: reading the next one into it allocates only for longer texts.
+struct Message {
+  MessageType type = MessageType::CtrlInfoMsg;  ///< As sent, which may be no enumerator.
+  Identity identity;                            ///< Its ctrlAddress is never set.
+  std::optional<AddressText> ownAddress;        ///< The sender's own address, tag e.
+  bool ownAddressTooLong = false;               ///< Tag e was longer than an address can be.
+  std::optional<AddressText> target;            ///< The address of the controller that is asked, tag a.
 };
 
 }  // namespace kellanseek::protocol

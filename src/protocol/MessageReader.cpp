@@ -1,6 +1,9 @@
 #include "protocol/MessageReader.h"
 
+#include <array>
+
 #include "platform/CodePage.h"
+#include "protocol/Fields.h"
 #include "text/Ascii.h"
 #include "text/Number.h"
 
@@ -28,80 +31,83 @@ std::uint32_t Number(std::string_view value) {
   return static_cast<std::uint32_t>(text::ToNumber(value));
 }
 
-void TakeCtrlType(std::string_view value, CtrlInfo& pattern) {
+/// The rows of kIdentityFields by tag.
+constexpr auto kFieldsByTag = [] {
+  std::array<const IdentityField*, kTagCtrlType> byTag{};
+  for (const IdentityField& field : kIdentityFields) byTag.at(field.tag) = &field;
+  return byTag;
+}();
+
+/// False when the tag is none of a text or number that is taken as it stands.
+bool ReadIdentityField(std::uint32_t tag, std::string_view value, Identity& identity) {
+  const IdentityField* const field = tag < kFieldsByTag.size() ? kFieldsByTag.at(tag) : nullptr;
+  if (field == nullptr) return false;
+  if (field->text != nullptr) platform::AssignWide(identity.*field->text, value);
+  if (field->key != nullptr) platform::AssignWide(identity.*field->key, value);
+  if (field->number != nullptr) identity.*field->number = Number(value);
+  return true;
+}
+
+void ReadCtrlType(std::string_view value, Identity& identity) {
   const std::int32_t kind = text::ToNumber(value);
-  if (kind >= RC && kind <= RemoteVC) pattern.ctrlType = static_cast<KelCtrlType>(kind);
+  if (kind >= RC && kind <= RemoteVC) identity.ctrlType = static_cast<KelCtrlType>(kind);
 }
 
-std::wstring* TextField(std::uint32_t tag, CtrlInfo& pattern) {
-  switch (tag) {
-    case kTagCtrlName: return &pattern.ctrlName;
-    case kTagCtrlID: return &pattern.ctrlID;
-    case kTagSystemName: return &pattern.systemName;
-    case kTagSystemID: return &pattern.systemID;
-    case kTagReleasePath: return &pattern.releasePath;
-    case kTagMacAddress: return &pattern.macAddress;
-    default: return nullptr;
-  }
-}
-
-std::uint32_t* NumberField(std::uint32_t tag, CtrlInfo& pattern) {
-  switch (tag) {
-    case kTagVersionMajor: return &pattern.versionMajor;
-    case kTagVersionMinor: return &pattern.versionMinor;
-    case kTagVersionRevision: return &pattern.versionRevision;
-    case kTagKelAPICompatibilityRevision: return &pattern.kelAPICompatibilityRevision;
-    case kTagCommPortNumber: return &pattern.commPortNumber;
-    default: return nullptr;
-  }
-}
-
-}  // namespace
-
-bool MessageReader::TakeField(std::string_view piece, Message& message) {
+/// False when the datagram is to be dropped for this field.
+bool ReadField(std::string_view piece, Message& message) {
   std::uint32_t tag = 0;
   std::string_view value = piece;
-  if (!text::TakeHexUntil(':', value, tag)) return true;
-  if (text::IsBlank(value)) return true;
-
-  if (std::wstring* text = TextField(tag, message.pattern)) {
-    platform::AssignWide(*text, value);
-  } else if (std::uint32_t* number = NumberField(tag, message.pattern)) {
-    *number = Number(value);
-  } else if (tag == kTagTargetAddress) {
-    message.hasTarget = true;
-    return message.targetAddress.Assign(value);
-  } else if (tag == kTagOwnAddress && message.ownAddress != nullptr) {
-    return message.ownAddress->Assign(value);
-  } else if (tag == kTagCtrlLevel) {
-    message.pattern.ctrlLevel = text::ToNumber(value) == 1 ? BootLevel : SystemLevel;
-  } else if (tag == kTagCtrlType) {
-    TakeCtrlType(value, message.pattern);
+  if (!text::TakeHexUntil(':', value, tag) || text::IsBlank(value)) return true;
+  if (ReadIdentityField(tag, value, message.identity)) return true;
+  switch (tag) {
+    case kTagTargetAddress: return message.target.emplace().Assign(value);
+    case kTagOwnAddress: message.ownAddressTooLong |= !message.ownAddress.emplace().Assign(value); break;
+    case kTagCtrlLevel: message.identity.ctrlLevel = text::ToNumber(value) == 1 ? BootLevel : SystemLevel; break;
+    case kTagCtrlType: ReadCtrlType(value, message.identity); break;
+    default: break;
   }
   return true;
 }
 
-bool MessageReader::ParseMessage(std::string_view text, std::size_t receivedLength, Message& message) const {
-  const std::size_t end = text.find('\0');
-  const bool endsEarly = end != std::string_view::npos;
-  text = text.substr(0, end);
-
-  std::uint32_t claimedLength = 0;
-  if (!ReadHeader(text, claimedLength, message.type)) return false;
-  // What stands behind a NUL cannot be read, so a length that counts it is not the length of the message.
-  if (claimedLength != receivedLength || endsEarly) {
-    trace_.Error(L"LanSeek: Message length mismatch. Received %d, claimed %d, strlen %d", receivedLength,
-                 claimedLength, text.size());
-    return false;
-  }
+/// False when the datagram is to be dropped.
+bool ReadFields(std::string_view text, Message& message) {
   std::string_view piece;
   for (int header = 0; header < 3; ++header) {
     if (!NextPiece(text, piece)) return true;
   }
   while (NextPiece(text, piece)) {
-    if (!TakeField(piece, message)) return false;
+    if (!ReadField(piece, message)) return false;
   }
   return true;
+}
+
+void Clear(Message& message) {
+  Reset(message.identity);
+  message.ownAddress.reset();
+  message.ownAddressTooLong = false;
+  message.target.reset();
+}
+
+}  // namespace
+
+ParseResult ParseMessage(std::string_view text, std::size_t receivedLength, Message& message) {
+  using Outcome = ParseResult::Outcome;
+  Clear(message);
+  const std::size_t end = text.find('\0');
+  const bool endsEarly = end != std::string_view::npos;
+  text = text.substr(0, end);
+
+  ParseResult result{Outcome::Dropped, 0, text.size()};
+  std::uint32_t type = 0;
+  if (!ReadHeader(text, result.claimedLength, type)) return result;
+  message.type = static_cast<MessageType>(type);
+  // What stands behind a NUL cannot be read, so a length that counts it is not the length of the message.
+  if (result.claimedLength != receivedLength || endsEarly) {
+    result.outcome = Outcome::LengthMismatch;
+  } else if (ReadFields(text, message)) {
+    result.outcome = Outcome::Accepted;
+  }
+  return result;
 }
 
 }  // namespace kellanseek::protocol

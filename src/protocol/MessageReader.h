@@ -4,35 +4,24 @@
 #include <cstdint>
 #include <string_view>
 
-#include "controllers/CtrlInfo.h"
-#include "diagnostics/Trace.h"
 #include "protocol/Message.h"
 
 namespace kellanseek::protocol {
 
-/// Reads datagrams. Pure and bounded: nothing but the record's texts is allocated. Callable from any thread.
-class MessageReader {
- public:
-  explicit MessageReader(const diagnostics::Tracer& trace) : trace_(trace) {}
-
-  /// Where the fields of one message go.
-  struct Message {
-    std::uint32_t type = 0;     ///< As sent, whatever its value.
-    CtrlInfo& pattern;          ///< Reset by the caller; gets the fields.
-    AddressText* ownAddress;    ///< Gets tag e; null when that tag is to be ignored.
-    AddressText targetAddress;  ///< Gets tag a.
-    bool hasTarget = false;     ///< Tag a was seen.
+struct ParseResult {
+  enum class Outcome : std::uint8_t {
+    Accepted,
+    Dropped,         ///< No header, or a target address longer than an address can be.
+    LengthMismatch,  ///< The datagram claims another length than it has.
   };
-
-  /// Reads a datagram of `receivedLength` bytes, of which `text` is all that counts (it ends at a NUL byte
-  /// all the same). False for a datagram that is to be dropped: no header, a claimed length that is not the
-  /// received one (traced), or an address longer than can be genuine. Other malformed fields are skipped.
-  bool ParseMessage(std::string_view text, std::size_t receivedLength, Message& message) const;
-
- private:
-  static bool TakeField(std::string_view piece, Message& message);
-
-  diagnostics::Tracer trace_;
+  Outcome outcome = Outcome::Dropped;
+  std::uint32_t claimedLength = 0;
+  std::size_t textLength = 0;  ///< Up to the first NUL byte.
 };
+
+/// Reads a datagram of `receivedLength` bytes, of which `text` is all that counts (and it ends at a NUL byte
+/// all the same), into `message`, whatever that held. Malformed fields are skipped. Pure; allocates nothing
+/// but the message's texts. Any thread.
+ParseResult ParseMessage(std::string_view text, std::size_t receivedLength, Message& message);
 
 }  // namespace kellanseek::protocol

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <utility>
 
+#include "protocol/Fields.h"
+
 namespace kellanseek::protocol {
 namespace {
 
@@ -15,10 +17,10 @@ void AppendNumber(std::string& text, std::uint32_t number, int base) {
 
 }  // namespace
 
-MessageWriter::MessageWriter(LengthDigits digits, std::uint32_t type)
+MessageWriter::MessageWriter(LengthDigits digits, MessageType type)
     : digits_(static_cast<std::size_t>(digits)), text_(kMagic) {
   text_.append(digits_, '0').push_back(';');
-  AppendNumber(text_, type, 16);
+  AppendNumber(text_, static_cast<std::uint32_t>(type), 16);
   text_.push_back(';');
 }
 
@@ -49,12 +51,12 @@ std::string MessageWriter::Take() {
   return std::exchange(text_, {});
 }
 
-std::string BuildRequest(LanSeekMsgType type) {
+std::string BuildRequest(MessageType type) {
   return MessageWriter(MessageWriter::LengthDigits::Two, type).Take();
 }
 
 std::string BuildTargetedRequest(std::string_view address, std::string_view systemID) {
-  MessageWriter request(MessageWriter::LengthDigits::Two, TargetedRequestMsg);
+  MessageWriter request(MessageWriter::LengthDigits::Two, MessageType::TargetedRequestMsg);
   request.Text(kTagTargetAddress, address.substr(0, kMaxRequestAddress));
   if (!systemID.empty()) request.Text(kTagSystemID, systemID);
   return request.Take();

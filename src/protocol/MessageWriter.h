@@ -16,7 +16,7 @@ class MessageWriter {
   /// Requests carry two length digits, which limits them to kMaxRequest bytes; answers carry three.
   enum class LengthDigits { Two = 2, Three = 3 };
 
-  MessageWriter(LengthDigits digits, std::uint32_t type);
+  MessageWriter(LengthDigits digits, MessageType type);
 
   MessageWriter& Text(std::uint32_t tag, std::string_view value);
   MessageWriter& Number(std::uint32_t tag, std::uint32_t value);
@@ -32,7 +32,7 @@ class MessageWriter {
 };
 
 /// A request to all controllers (FullRequestMsg or RefreshRequestMsg).
-std::string BuildRequest(LanSeekMsgType type);
+std::string BuildRequest(MessageType type);
 
 /// The request to the one controller at `address`; a remote virtual controller is named by its system
 /// identity too (empty for any other). Texts are in the ANSI code page. Empty when the request would be too

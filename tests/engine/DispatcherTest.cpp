@@ -97,11 +97,10 @@ TEST_F(SmallTableTest, ForgedIdentitiesFillTheTableUpToALimit) {
 }
 
 TEST_F(DispatcherTest, ARefusedVirtualControllerLeavesTheEngineLockToBeGivenBack) {
-  protocol::AddressText source(kSource);
-  engine::Dispatcher::Scratch scratch;
+  protocol::Message message;
   const std::string datagram = Datagram(1, "11:2;");
-  dispatcher.HandleMessage(datagram, datagram.size(), &source, {MsgSource::FromResponseSocket, 0, 0},
-                           scratch);
+  dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(kSource),
+                           {MsgSource::FromResponseSocket, 0, 0}, message);
 
   EXPECT_TRUE(engineLock.HeldByThisThread());
   engineLock.ReleaseAll();

@@ -15,18 +15,18 @@ std::string EngineHarness::Datagram(std::uint32_t type, std::string_view fields)
 
 void EngineHarness::Receive(std::string_view datagram, std::string_view source, engine::MsgSource from,
                             std::int32_t position) {
-  protocol::AddressText address(source);
-  engine::Dispatcher::Scratch scratch;
+  protocol::Message message;
   const platform::Ipv4 interfaceAddress =
       position >= 0 ? interfaces[static_cast<std::size_t>(position)].address : 0;
-  dispatcher.HandleMessage(datagram, datagram.size(), &address, {from, position, interfaceAddress}, scratch);
+  dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(source),
+                           {from, position, interfaceAddress}, message);
   engineLock.ReleaseAll();
 }
 
 void EngineHarness::Forward(std::uint32_t type, std::string_view fields) {
-  engine::Dispatcher::Scratch scratch;
+  protocol::Message message;
   const std::string datagram = Datagram(type, fields);
-  dispatcher.HandleMessage(datagram, datagram.size(), nullptr, {}, scratch);
+  dispatcher.HandleMessage(datagram, datagram.size(), std::nullopt, {}, message);
 }
 
 std::uint32_t EngineHarness::Add(CtrlInfo record, std::int32_t ticks, std::int32_t requests) {

@@ -50,10 +50,10 @@ class RecordingSender : public network::RequestSender {
   void Broadcast(std::size_t position, std::string_view datagram) override {
     sent.push_back("broadcast " + std::to_string(position) + " " + std::string(datagram));
   }
-  bool SendToAddressText(const std::wstring& address, std::string_view datagram) override {
+  bool SendToAddress(platform::Ipv4 address, std::string_view datagram) override {
     if (room == 0) return false;
     --room;
-    sent.push_back("to " + std::string(address.begin(), address.end()) + " " + std::string(datagram));
+    sent.push_back("to " + platform::FormatIpv4(address) + " " + std::string(datagram));
     return true;
   }
   std::vector<std::string> Take() { return std::exchange(sent, {}); }
@@ -71,9 +71,9 @@ class RecordingDaemon : public daemon::RemoteVCPublisher {
     std::uint32_t lanSeekID = 0;
     bool operator==(const Message&) const = default;
   };
-  bool QueueMessageForRemoteVC(std::int32_t type, std::int32_t interfaceIndex,
+  bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
                                std::uint32_t lanSeekID) noexcept override {
-    messages.push_back({type, interfaceIndex, lanSeekID});
+    messages.push_back({static_cast<std::int32_t>(type), interfaceIndex, lanSeekID});
     return true;
   }
   bool AddRemoteVC(const CtrlInfo& record) override {

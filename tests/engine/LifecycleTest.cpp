@@ -42,7 +42,7 @@ TEST_F(LifecycleTest, WhatShouldNotHappenIsTraced) {
   CtrlTable::Access access(table);
   lifecycle.RemoveActiveCtrl(access, access.Find(id), CtrlLostLAN);
   EXPECT_EQ(daemon.messages, (std::vector<RecordingDaemon::Message>{{4, 0, id}}));
-  refresh.StartRefreshCycle(access, 0, 6);
+  refresh.StartRefreshCycle(access, 0, protocol::MessageType::TargetedRequestMsg);
   EXPECT_EQ(
       traces.Messages(),
       (std::vector<std::wstring>{L"LanSeek RemoveActiveCtrl. Unexpected removal reason 3 for remote VC path",
@@ -163,10 +163,10 @@ TEST_F(LifecycleTest, HostNamesAreFoundOnceAndNotForThoseWhoLeft) {
     Answer(4, "", "192.168.1.21");
     Answer(4, "", "10.7.7.7");
     NonLocalAnswer(1, "4:c;9:c;", "10.7.7.7");
-    hostNames.QueueHostNameLookup(11, L"192.168.1.20");
+    hostNames.QueueHostNameLookup(11, platform::ParseIpv4("192.168.1.20"));
   }
   lookup.OnLookup([&, count = 0](platform::Ipv4) mutable {
-    if (++count == 1) hostNames.QueueHostNameLookup(11, L"192.168.1.20");
+    if (++count == 1) hostNames.QueueHostNameLookup(11, platform::ParseIpv4("192.168.1.20"));
     if (count == 2) throw std::runtime_error("broken");
     if (count == 3) lookup.SetName("192.168.1.20", "CELL-HOST");
   });

@@ -66,7 +66,7 @@ void PlainEngine::RemoveActive(std::size_t& position, LanSeekEventReason reason,
     if (reason != 2 && reason != 4 && reason != 5)
       Trace(L"LanSeek RemoveActiveCtrl. Unexpected removal reason " + std::to_wstring(reason) +
             L" for remote VC " + r.ctrlAddress);
-    daemonMessages.push_back({reason == 2 ? 100 : reason == 4 ? 3 : 4, 0, r.lanSeekID});
+    daemonMessages.push_back({reason == 4 ? 3 : 4, 0, r.lanSeekID});
   }
   if (r.published && r.ctrlStatus == CtrlAvailable) Event(r, dynamic ? CtrlRemoved : CtrlUnavailable, reason);
   if (dynamic && !keep) {

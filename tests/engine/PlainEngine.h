@@ -108,8 +108,8 @@ class PlainEngine {
   void Poll(PlainRecord& r);
   void AskOnInterface(PlainRecord& r);
   void SendTo(const PlainRecord& r, std::string_view datagram) {
-    byAddress.insert("to " + std::string(r.ctrlAddress.begin(), r.ctrlAddress.end()) + " " +
-                     std::string(datagram));
+    byAddress.insert("to " + platform::FormatIpv4(platform::ParseIpv4(std::wstring_view(r.ctrlAddress))) +
+                     " " + std::string(datagram));
   }
 
   const CKelLanSeekConfigSettings& settings_;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "protocol/Fields.h"
 #include "protocol/MessageWriter.h"
 
 namespace kellanseek::test {
@@ -96,7 +97,7 @@ SimulatedController::SimulatedController(SimulatedNetwork& network, std::string_
   host_.OnArrival([this] { Receive(); });
 }
 
-void SimulatedController::Say(protocol::LanSeekMsgType type) {
+void SimulatedController::Say(protocol::MessageType type) {
   using protocol::MessageWriter;
   const CKelLanSeekConfigSettings settings;
   const std::string datagram = MessageWriter(MessageWriter::LengthDigits::Three, type)
@@ -109,16 +110,16 @@ void SimulatedController::Say(protocol::LanSeekMsgType type) {
 }
 
 void SimulatedController::Receive() {
-  static const std::string kFull = protocol::BuildRequest(protocol::FullRequestMsg);
-  static const std::string kRefresh = protocol::BuildRequest(protocol::RefreshRequestMsg);
+  static const std::string kFull = protocol::BuildRequest(protocol::MessageType::FullRequestMsg);
+  static const std::string kRefresh = protocol::BuildRequest(protocol::MessageType::RefreshRequestMsg);
   const std::string targeted = protocol::BuildTargetedRequest(address_, "");
   for (;;) {
     const platform::Received received = datagrams_->ReceiveOne(never_, std::chrono::milliseconds(0));
     if (received.outcome != platform::Received::Outcome::Datagram) return;
     const std::string_view text(received.text.data(), received.text.size());
     if (silent_) continue;
-    if (text == kFull || text == targeted) Say(protocol::CtrlInfoMsg);
-    if (text == kRefresh) Say(protocol::CtrlAliveMsg);
+    if (text == kFull || text == targeted) Say(protocol::MessageType::CtrlInfoMsg);
+    if (text == kRefresh) Say(protocol::MessageType::CtrlAliveMsg);
   }
 }
 

@@ -75,7 +75,7 @@ class SimulatedController {
   void Rename(std::string name) { name_ = std::move(name); }
   void SetSilent(bool silent) { silent_ = silent; }
   /// Says something to everybody, asked or not.
-  void Say(protocol::LanSeekMsgType type);
+  void Say(protocol::MessageType type);
 
  private:
   void Receive();

@@ -176,11 +176,11 @@ TEST_F(SimulatedPlantTest, DuplicatesAndReorderingTellNoOtherStory) {
     SimulatedController& changing = *controllers[static_cast<std::size_t>(turn) % 3];
     change(changing, [&](auto& each) {
       each.Rename("name " + std::to_string(turn));
-      each.Say(protocol::CtrlInfoMsg);
+      each.Say(protocol::MessageType::CtrlInfoMsg);
     });
-    change(changing, [](auto& each) { each.Say(protocol::CtrlInfoMsg); });
-    change(changing, [](auto& each) { each.Say(protocol::CtrlRestartMsg); });
-    change(changing, [](auto& each) { each.Say(protocol::CtrlInfoMsg); });
+    change(changing, [](auto& each) { each.Say(protocol::MessageType::CtrlInfoMsg); });
+    change(changing, [](auto& each) { each.Say(protocol::MessageType::CtrlRestartMsg); });
+    change(changing, [](auto& each) { each.Say(protocol::MessageType::CtrlInfoMsg); });
   }
   for (const SimulatedWorkstation* station : stations) {
     for (std::size_t i = 0; i < controllers.size(); ++i) {

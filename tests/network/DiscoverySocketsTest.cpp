@@ -178,7 +178,7 @@ TEST_F(DiscoverySocketsTest, WhatIsSentLeavesFromTheRightSocketAndItsFailureIsTr
     EXPECT_EQ(sockets.Answer(1, "answer", destination), network.sendError);
     EXPECT_EQ(platform::FormatIpv4(destination), "10.0.0.255");
     network.sendError = c.error;
-    EXPECT_EQ(sockets.SendToAddressText(L"10.9.9.9", "one"), c.left);
+    EXPECT_EQ(sockets.SendToAddress(platform::ParseIpv4("10.9.9.9"), "one"), c.left);
     EXPECT_EQ(traces.Messages(), c.traces);
     EXPECT_EQ(network.sent, (std::vector<std::string>{"10.0.0.5:5513 > 10.0.0.255:5512 all",
                                                       "10.0.0.5:5512 > 10.0.0.255:5513 answer",
@@ -188,7 +188,7 @@ TEST_F(DiscoverySocketsTest, WhatIsSentLeavesFromTheRightSocketAndItsFailureIsTr
   network.sent.clear();
   Ipv4 destination = 0;
   sockets.Broadcast(1, "all");
-  EXPECT_TRUE(sockets.SendToAddressText(L"10.9.9.9", "one"));
+  EXPECT_TRUE(sockets.SendToAddress(platform::ParseIpv4("10.9.9.9"), "one"));
   for (const std::size_t position : {1U, 2U}) EXPECT_EQ(sockets.Answer(position, "answer", destination), 0);
   EXPECT_TRUE(network.sent.empty());
 }

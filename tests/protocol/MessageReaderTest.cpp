@@ -6,28 +6,20 @@
 #include <utility>
 #include <vector>
 
+#include "protocol/Fields.h"
 #include "protocol/MessageWriter.h"
-#include "tests/support/FakeDebugOutput.h"
 
 namespace kellanseek::test {
 namespace {
 
-using protocol::AddressText;
-using protocol::MessageReader;
+using protocol::MessageType;
+using Outcome = protocol::ParseResult::Outcome;
 
 class MessageReaderTest : public ::testing::Test {
  protected:
-  bool Parse(std::string_view text, std::size_t length) {
-    pattern.ResetHeard();
-    ownAddress.Assign("10.1.1.1");
-    MessageReader::Message message{0, pattern, &ownAddress, {}, false};
-    const bool taken = reader.ParseMessage(text, length, message);
-    type = message.type;
-    target = message.targetAddress.View();
-    hasTarget = message.hasTarget;
-    return taken;
+  bool Parse(std::string_view text) {
+    return protocol::ParseMessage(text, text.size(), message).outcome == Outcome::Accepted;
   }
-  bool Parse(std::string_view text) { return Parse(text, text.size()); }
 
   /// A datagram of type 1 with these fields, its length filled in.
   static std::string WithFields(const std::string& fields) {
@@ -37,36 +29,31 @@ class MessageReaderTest : public ::testing::Test {
     return header + fields;
   }
 
-  /// What the record has by now.
+  /// What the message has by now.
   std::vector<std::wstring> Texts() const {
-    return {pattern.ctrlName, pattern.ctrlID,      pattern.systemName,
-            pattern.systemID, pattern.releasePath, pattern.macAddress};
+    return {identity.ctrlName, identity.ctrlID,      identity.systemName,
+            identity.systemID, identity.releasePath, identity.macAddress};
   }
   std::vector<std::uint32_t> Numbers() const {
-    return {pattern.versionMajor, pattern.versionMinor, pattern.versionRevision,
-            pattern.kelAPICompatibilityRevision, pattern.commPortNumber};
+    return {identity.versionMajor, identity.versionMinor, identity.versionRevision,
+            identity.kelAPICompatibilityRevision, identity.commPortNumber};
   }
 
-  FakeDebugOutput traces;
-  MessageReader reader{diagnostics::Tracer(traces, L"dynamicinfo")};
-  CtrlInfo pattern;
-  AddressText ownAddress;
-  std::uint32_t type = 0;
-  std::string target;
-  bool hasTarget = false;
+  protocol::Message message;
+  const Identity& identity = message.identity;
 };
 
 TEST_F(MessageReaderTest, TakesTheWholeIdentity) {
   ASSERT_TRUE(
       Parse("Lanseek;76;1;1:Cell7;2:ctrl-0042;3:Line2;4:{7A1C-22};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-0a-11-2c;"
             "b:0;c:0;f:2;10:5;11:1;"));
-  EXPECT_EQ(type, 1U);
+  EXPECT_EQ(message.type, MessageType::CtrlInfoMsg);
   EXPECT_EQ(Texts(), (std::vector<std::wstring>{L"Cell7", L"ctrl-0042", L"Line2", L"{7A1C-22}",
                                                 L"/hd0a/Line2", L"00-80-f4-0a-11-2c"}));
   EXPECT_EQ(Numbers(), (std::vector<std::uint32_t>{6, 10, 2, 5, 0}));
-  EXPECT_EQ(pattern.ctrlLevel, SystemLevel);
-  EXPECT_EQ(pattern.ctrlType, RC);
-  EXPECT_EQ(ownAddress.View(), "10.1.1.1");
+  EXPECT_EQ(identity.ctrlLevel, SystemLevel);
+  EXPECT_EQ(identity.ctrlType, RC);
+  EXPECT_FALSE(message.ownAddress || message.target);
 }
 
 TEST_F(MessageReaderTest, ScansTheHeaderAsTheCLibraryDoes) {
@@ -80,7 +67,7 @@ TEST_F(MessageReaderTest, ScansTheHeaderAsTheCLibraryDoes) {
       {"Lanseek;15;-ffffffff;", 1}, {"Lanseek;16;-fffffffff;", 0xFFFFFFFFU}};
   for (const auto& [text, expected] : taken) {
     EXPECT_TRUE(Parse(text)) << text;
-    EXPECT_EQ(type, expected) << text;
+    EXPECT_EQ(message.type, static_cast<MessageType>(expected)) << text;
   }
   for (const std::string_view text :
        {"Lanseek;17;123456789abcd"sv, "Lanseek;18;123456789abcdef"sv, "lanseek;0d;5;"sv, "Lanseek0d;5;"sv,
@@ -91,16 +78,22 @@ TEST_F(MessageReaderTest, ScansTheHeaderAsTheCLibraryDoes) {
   }
 }
 
-TEST_F(MessageReaderTest, TracesAClaimedLengthThatIsNotTheReceivedOne) {
+TEST_F(MessageReaderTest, ReportsAClaimedLengthThatIsNotTheReceivedOne) {
   using namespace std::literals;
-  EXPECT_FALSE(Parse("Lanseek;0e;5;"));
-  EXPECT_FALSE(Parse("Lanseek;0d;5;\0\0"sv));
-  EXPECT_FALSE(Parse("lanseek;0e;5;"));
-  EXPECT_FALSE(Parse("Lanseek;18;1;1:a\0;2:b;;;"sv)) << "an embedded NUL that the length counts";
-  EXPECT_EQ(traces.Messages(), (std::vector<std::wstring>{
-                                   L"LanSeek: Message length mismatch. Received 13, claimed 14, strlen 13",
-                                   L"LanSeek: Message length mismatch. Received 15, claimed 13, strlen 13",
-                                   L"LanSeek: Message length mismatch. Received 24, claimed 24, strlen 16"}));
+  struct Case {
+    std::string_view text;
+    std::uint32_t claimed;
+    std::size_t textLength;
+  };
+  for (const Case& c : {Case{"Lanseek;0e;5;", 14, 13}, Case{"Lanseek;0d;5;\0\0"sv, 13, 13},
+                        // An embedded NUL that the length counts.
+                        Case{"Lanseek;18;1;1:a\0;2:b;;;"sv, 24, 16}}) {
+    const protocol::ParseResult result = protocol::ParseMessage(c.text, c.text.size(), message);
+    EXPECT_EQ(result.outcome, Outcome::LengthMismatch) << c.text;
+    EXPECT_EQ(result.claimedLength, c.claimed);
+    EXPECT_EQ(result.textLength, c.textLength);
+  }
+  EXPECT_EQ(protocol::ParseMessage("lanseek;0e;5;", 13, message).outcome, Outcome::Dropped);
 }
 
 TEST_F(MessageReaderTest, SkipsMalformedFieldsAndKeepsTheOthers) {
@@ -114,8 +107,8 @@ TEST_F(MessageReaderTest, SkipsMalformedFieldsAndKeepsTheOthers) {
 TEST_F(MessageReaderTest, TakesValuesWholeAndTheLastOfATagTwice) {
   const std::string longName(600, 'n');
   ASSERT_TRUE(Parse(WithFields("1:first;1:" + longName + ":with: colons;2:caf\xe9 \x80;")));
-  EXPECT_EQ(pattern.ctrlName, std::wstring(600, L'n') + L":with: colons");
-  EXPECT_EQ(pattern.ctrlID, L"caf\u00e9 \u20ac");
+  EXPECT_EQ(identity.ctrlName, std::wstring(600, L'n') + L":with: colons");
+  EXPECT_EQ(identity.ctrlID, L"caf\u00e9 \u20ac");
 }
 
 TEST_F(MessageReaderTest, ReadsLevelAndKind) {
@@ -129,37 +122,66 @@ TEST_F(MessageReaderTest, ReadsLevelAndKind) {
                         Case{"c: +1z;11:3;11:-1;", BootLevel, RemoteVC}}) {
     SCOPED_TRACE(c.fields);
     ASSERT_TRUE(Parse(WithFields(c.fields)));
-    EXPECT_EQ(pattern.ctrlLevel, c.level);
-    EXPECT_EQ(pattern.ctrlType, c.kind);
+    EXPECT_EQ(identity.ctrlLevel, c.level);
+    EXPECT_EQ(identity.ctrlType, c.kind);
   }
 }
 
-TEST_F(MessageReaderTest, AddressesLongerThanCanBeGenuineDropTheDatagram) {
+TEST_F(MessageReaderTest, ReportsAddressesLongerThanCanBeGenuine) {
   ASSERT_TRUE(Parse(WithFields("a:1234567890123456789;e:abcdefghijklmnopqrs;")));
-  EXPECT_TRUE(hasTarget);
-  EXPECT_EQ(target, "1234567890123456789");
-  EXPECT_EQ(ownAddress.View(), "abcdefghijklmnopqrs");
+  EXPECT_EQ(message.target.value().View(), "1234567890123456789");
+  EXPECT_EQ(message.ownAddress.value().View(), "abcdefghijklmnopqrs");
+  EXPECT_FALSE(message.ownAddressTooLong);
+  EXPECT_TRUE(Parse(WithFields("e:12345678901234567890;e:10.1.1.1;1:read on;")));
+  EXPECT_TRUE(message.ownAddressTooLong);
+  EXPECT_EQ(identity.ctrlName, L"read on");
   EXPECT_FALSE(Parse(WithFields("1:x;a:12345678901234567890;")));
-  EXPECT_FALSE(Parse(WithFields("1:x;e:12345678901234567890;")));
-
-  pattern.ResetHeard();
-  MessageReader::Message forwarded{0, pattern, nullptr, {}, false};
-  const std::string text = WithFields("e:12345678901234567890;1:kept;");
-  EXPECT_TRUE(reader.ParseMessage(text, text.size(), forwarded));
-  EXPECT_EQ(pattern.ctrlName, L"kept");
+  ASSERT_TRUE(Parse(WithFields("")));
+  EXPECT_FALSE(message.ownAddress || message.target || message.ownAddressTooLong) << "of the last message";
 }
 
 TEST_F(MessageReaderTest, SurvivesAThousandBytesOfAnything) {
   for (const char filler : {';', ':', ' ', '0', 'a', '\0', '\xff', '-'}) {
     const std::string text = "Lanseek;3e8;1;" + std::string(1000 - 14, filler);
     EXPECT_EQ(Parse(text), filler != '\0') << static_cast<int>(filler);
-    EXPECT_EQ(pattern.ctrlName, L"");
+    EXPECT_EQ(identity.ctrlName, L"");
   }
 }
 
+TEST(Fields, AFreshMessageChangesWhatMayChange) {
+  CtrlDescription newer;
+  const auto expectUpdate = [&](const char* what) {
+    CtrlDescription stored;
+    stored.ctrlName = stored.systemName = stored.releasePath = stored.ctrlID = L"stored";
+    EXPECT_TRUE(protocol::UpdateFrom(stored, newer)) << what;
+    EXPECT_FALSE(protocol::UpdateFrom(stored, newer)) << what << " was reported, but not taken over";
+  };
+  for (const auto text : {&CtrlDescription::ctrlName, &CtrlDescription::systemName,
+                          &CtrlDescription::releasePath, &CtrlDescription::ctrlID}) {
+    for (const wchar_t* const value : {L"newer", L"Stored", L""}) {
+      newer = CtrlDescription{L"stored", L"stored", L"stored", L"stored"};
+      newer.*text = value;
+      expectUpdate("text");
+    }
+  }
+  newer = CtrlDescription{L"stored", L"stored", L"stored", L"stored"};
+  const CtrlDescription same = newer;
+  EXPECT_FALSE(protocol::UpdateFrom(newer, same));
+  for (const auto number :
+       {&CtrlDescription::versionMajor, &CtrlDescription::versionMinor, &CtrlDescription::versionRevision,
+        &CtrlDescription::kelAPICompatibilityRevision, &CtrlDescription::commPortNumber}) {
+    newer = same;
+    newer.*number = 6;
+    expectUpdate("number");
+  }
+  newer = same;
+  newer.ctrlLevel = BootLevel;
+  expectUpdate("level");
+}
+
 TEST(MessageWriter, BuildsRequestsByteForByte) {
-  EXPECT_EQ(protocol::BuildRequest(protocol::FullRequestMsg), "Lanseek;0d;5;");
-  EXPECT_EQ(protocol::BuildRequest(protocol::RefreshRequestMsg), "Lanseek;0d;7;");
+  EXPECT_EQ(protocol::BuildRequest(MessageType::FullRequestMsg), "Lanseek;0d;5;");
+  EXPECT_EQ(protocol::BuildRequest(MessageType::RefreshRequestMsg), "Lanseek;0d;7;");
   EXPECT_EQ(protocol::BuildTargetedRequest("192.168.1.10", ""), "Lanseek;1c;6;a:192.168.1.10;");
   EXPECT_EQ(protocol::BuildTargetedRequest("10.0.0.7", ""), "Lanseek;18;6;a:10.0.0.7;");
   EXPECT_EQ(protocol::BuildTargetedRequest("10.0.0.7", "12-34567"), "Lanseek;23;6;a:10.0.0.7;4:12-34567;");

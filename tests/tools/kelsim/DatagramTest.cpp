@@ -8,30 +8,20 @@
 
 #include "protocol/MessageReader.h"
 #include "protocol/MessageWriter.h"
-#include "tests/support/FakeDebugOutput.h"
 #include "tools/kelsim/Controller.h"
 #include "tools/kelsim/Text.h"
 
 namespace kellanseek::kelsim {
 namespace {
 
-using protocol::AddressText;
-using protocol::MessageReader;
-
 /// Reads with the component's own reader.
 struct Taken {
-  explicit Taken(const std::string& datagram) {
-    pattern.ResetHeard();
-    test::FakeDebugOutput traces;
-    const MessageReader reader{diagnostics::Tracer(traces, L"test")};
-    MessageReader::Message message{0, pattern, &address, {}, false};
-    accepted = reader.ParseMessage(datagram, datagram.size(), message);
-    type = message.type;
-  }
-  bool accepted = false;
-  std::uint32_t type = 0;
-  CtrlInfo pattern;
-  AddressText address{"10.9.9.9"};
+  explicit Taken(const std::string& datagram)
+      : accepted(protocol::ParseMessage(datagram, datagram.size(), message).outcome ==
+                 protocol::ParseResult::Outcome::Accepted) {}
+  protocol::Message message;
+  const Identity& pattern = message.identity;
+  bool accepted;
 };
 
 TEST(Datagram, LengthHasTwoDigitsOrThree) {
@@ -62,8 +52,8 @@ TEST(Datagram, TheComponentUnderstandsAnIdentity) {
   controller.address = platform::ParseIpv4("10.1.2.3");
   const Taken taken(BuildDatagram(controller, MessageType::Identity));
   ASSERT_TRUE(taken.accepted);
-  EXPECT_EQ(taken.type, 1U);
-  const CtrlInfo& p = taken.pattern;
+  EXPECT_EQ(taken.message.type, protocol::MessageType::CtrlInfoMsg);
+  const Identity& p = taken.pattern;
   EXPECT_EQ((std::vector{p.ctrlName, p.ctrlID, p.systemName, p.systemID, p.releasePath, p.macAddress}),
             (std::vector<std::wstring>{L"Zelle Süd", L"ctrl-4660", L"Line466", L"{7A1C-4660}",
                                        L"/hd0a/Line466", L"02-7a-00-00-12-34"}));
@@ -71,9 +61,9 @@ TEST(Datagram, TheComponentUnderstandsAnIdentity) {
             (std::vector<std::uint32_t>{6, 10, 2, 5}));
   EXPECT_EQ(p.ctrlLevel, SystemLevel);
   EXPECT_EQ(p.ctrlType, RC);
-  EXPECT_EQ(taken.address.View(), "10.1.2.3");
+  EXPECT_EQ(taken.message.ownAddress.value().View(), "10.1.2.3");
   controller.tellsAddress = false;
-  EXPECT_EQ(Taken(BuildDatagram(controller, MessageType::Identity)).address.View(), "10.9.9.9")
+  EXPECT_FALSE(Taken(BuildDatagram(controller, MessageType::Identity)).message.ownAddress)
       << "at its host's address it leaves the address out";
 }
 
@@ -85,10 +75,10 @@ TEST(Datagram, ShortMessagesCarryWhatTheRecordIsFoundBy) {
       controller.tellsAddress = tellsAddress;
       const Taken taken(BuildDatagram(controller, type));
       ASSERT_TRUE(taken.accepted);
-      EXPECT_EQ(taken.type, static_cast<std::uint32_t>(type));
+      EXPECT_EQ(static_cast<std::uint32_t>(taken.message.type), static_cast<std::uint32_t>(type));
       EXPECT_EQ(taken.pattern.systemID, L"{7A1C-0007}");
       EXPECT_EQ(taken.pattern.macAddress.empty(), type != MessageType::Presence);
-      EXPECT_EQ(taken.address.View(), tellsAddress ? "10.1.2.3" : "10.9.9.9");
+      EXPECT_EQ(taken.message.ownAddress.has_value(), tellsAddress);
     }
   }
 }
@@ -105,8 +95,9 @@ TEST(Datagram, TheLongestIdentityFits) {
 }
 
 TEST(Datagram, ReadsTheRequestsOfTheComponent) {
-  for (const auto& [built, type] : {std::pair{protocol::FullRequestMsg, MessageType::FullRequest},
-                                    std::pair{protocol::RefreshRequestMsg, MessageType::RefreshRequest}}) {
+  for (const auto& [built, type] :
+       {std::pair{protocol::MessageType::FullRequestMsg, MessageType::FullRequest},
+        std::pair{protocol::MessageType::RefreshRequestMsg, MessageType::RefreshRequest}}) {
     const std::string request(protocol::BuildRequest(built));
     ASSERT_TRUE(ReadRequest(request));
     EXPECT_EQ(ReadRequest(request)->type, type);
