@@ -6,7 +6,7 @@
 
 namespace kellanseek::platform {
 
-/// Milliseconds since some fixed moment, as a counter that wraps around. Monotonic between wraps.
+/// Milliseconds since an unspecified moment. Monotonic, except that the counter wraps around.
 std::uint32_t TickCount();
 
 /// The host's local time (not UTC) in 100 ns steps since 1601-01-01.

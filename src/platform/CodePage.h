@@ -5,25 +5,25 @@
 
 namespace kellanseek::platform {
 
-/// Converts single-byte (ANSI code page) text to wide text, replacing the content of `wide`; bytes that the
-/// code page does not define become U+FFFD or the platform's own replacement. Keeps the capacity of `wide`,
-/// so a reused string is not allocated again. Embedded NULs are converted like any other byte.
+/// Converts text in the ANSI code page to wide text and stores it in `wide`. Bytes that the code page does
+/// not define become U+FFFD or the system's own replacement; embedded NULs are converted like any other byte.
+/// Reuses the capacity of `wide`, so a reused string needs no allocation.
 ///
-/// The code page is the thread's ANSI code page; on Linux windows-1252, or the iconv charset named by the
-/// environment variable KELLANSEEK_CODEPAGE when the process starts to use it (an unknown name falls back to
-/// windows-1252). All functions here may be called from any thread.
+/// The code page is the thread's ANSI code page on Windows. On Linux it is windows-1252, or the iconv charset
+/// that the environment variable KELLANSEEK_CODEPAGE names at the first use (windows-1252 if that is
+/// unknown). All functions here are thread-safe.
 void AssignWide(std::wstring& wide, std::string_view narrow);
 std::wstring ToWide(std::string_view narrow);
 
-/// Converts wide text to the ANSI code page; characters that it cannot hold become '?'.
+/// Converts wide text to the ANSI code page. Characters missing from it become '?'.
 std::string ToNarrow(std::wstring_view wide);
 
-/// Equality of two texts under the user's default locale, case-sensitive.
+/// Compares two texts under the user's default locale, case-sensitively.
 bool LocaleEqual(std::wstring_view left, std::wstring_view right);
 
-/// A key that is equal for two texts exactly when LocaleEqual says so. Where the locale compares texts
-/// character by character the text is its own key and `storage` stays untouched; otherwise the key is built
-/// in `storage`.
+/// Returns a key for `text`: two keys are equal exactly if LocaleEqual() holds for the texts. Where the
+/// locale compares character by character the text is its own key and `storage` stays unused; otherwise the
+/// key is built in `storage`. The result is valid as long as both arguments are.
 std::wstring_view LocaleKey(std::wstring_view text, std::wstring& storage);
 
 }  // namespace kellanseek::platform

@@ -4,20 +4,22 @@
 
 namespace kellanseek::platform {
 
-/// Where diagnostic texts go. Write() is one write to the output channel and may be called from any thread.
+/// Sink for diagnostic texts. Each Write() is one write to the output channel. Thread-safe.
 class DebugOutput {
  public:
   virtual ~DebugOutput() = default;
 
-  /// False when nobody could ever see what is written; callers may then skip making the text.
+  /// False if no text can reach a reader, so callers may skip composing it.
   virtual bool Enabled() const = 0;
   virtual void Write(std::wstring_view text) = 0;
 };
 
-/// The process's debugger output channel. On Linux the sink that the environment variable KELLANSEEK_TRACE
-/// names when it is first used: "stderr", "syslog" or "file:PATH" (appended to, and turned over once at
-/// 10 MiB). Nothing is written when it is unset; a value that means nothing is told in one line on stderr.
-/// On Windows what debuggers read, and a copy to "stderr" or "file:PATH" when that is set.
+/// The debugger output channel of the process.
+///
+/// On Linux: the sink that the environment variable KELLANSEEK_TRACE names at the first use, "stderr",
+/// "syslog" or "file:PATH" (appended to; renamed to PATH.1 at 10 MiB). Nothing is written if it is unset; an
+/// invalid value is reported by one line on stderr. On Windows: the system's debugger output, with a copy to
+/// the sink if the variable names "stderr" or "file:PATH".
 DebugOutput& ProcessDebugOutput();
 
 }  // namespace kellanseek::platform

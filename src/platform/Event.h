@@ -8,8 +8,8 @@
 
 namespace kellanseek::platform {
 
-/// A flag that threads wait for. A manual-reset event stays signalled until Reset(); an auto-reset event is
-/// cleared by the one wait that it ends. All operations may be called from any thread.
+/// A flag that threads can wait for. A manual-reset event stays signalled until Reset(); an auto-reset event
+/// is cleared by the wait that it ends. Thread-safe.
 class Event {
  public:
   enum class Kind { ManualReset, AutoReset };
@@ -22,12 +22,12 @@ class Event {
   void Set();
   void Reset();
 
-  /// Tests the event without waiting; like a wait, a success clears an auto-reset event.
+  /// Tests the event without waiting. Like a wait, a successful test clears an auto-reset event.
   bool TryWait();
-  /// Waits without limit.
+  /// Waits without a time-out.
   void Wait();
 
-  /// The system's own object, for the other parts of this floor only.
+  /// The system object, for use inside this folder only.
   struct Native;
   Native& native() { return *native_; }
 
@@ -35,17 +35,17 @@ class Event {
   std::unique_ptr<Native> native_;
 };
 
-/// How a wait for several events ended.
+/// The result of a wait for several events.
 struct WaitResult {
   enum class Outcome { Signalled, TimedOut, Failed };
   Outcome outcome = Outcome::Failed;
-  std::size_t index = 0;  ///< Position of the event that ended the wait, when signalled.
+  std::size_t index = 0;  ///< If signalled: index of the event that ended the wait.
 
   bool Signalled(std::size_t position) const { return outcome == Outcome::Signalled && index == position; }
 };
 
-/// Waits until one of the events is signalled, or until the time-out has passed (no time-out: without limit).
-/// Of several signalled events the first in the list ends the wait, and only that one is cleared.
+/// Waits until one of the events is signalled or the time-out passes (nullopt: no time-out). If several are
+/// signalled, the first in the list ends the wait and only that one is cleared.
 WaitResult WaitForAny(std::initializer_list<Event*> events,
                       std::optional<std::chrono::milliseconds> timeout = std::nullopt);
 

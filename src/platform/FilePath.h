@@ -7,22 +7,22 @@
 
 namespace kellanseek::platform {
 
-/// What stands between a directory and the name of a file in it.
+/// Separates a directory from the name of a file in it.
 std::wstring_view PathSeparator();
 
 enum class PathKind {
-  Nothing,  ///< There is nothing under that name.
+  Nothing,  ///< Nothing exists under that name.
   Directory,
-  Other,  ///< A file, or something that the system tells nothing about.
+  Other,  ///< A file, or an entry the system gives no information about.
 };
 PathKind KindOfPath(const std::wstring& path);
 
-/// Makes a directory and its parents, as far as they are not there. On failure `why` gets the reason in
-/// words. That a file bears the name is found by whoever uses it.
+/// Creates a directory and its missing parents. On failure stores the reason in `why`. Succeeds if a file has
+/// the name: the caller's own access will fail.
 HRESULT MakeDirectory(const std::wstring& path, std::wstring& why);
 
-/// Creates a file with that content. S_FALSE when there is something under that name, which then stays as it
-/// is; a failure leaves no file, and `why` gets the reason in words.
+/// Creates a file with this content. Returns S_FALSE and changes nothing if the name is taken. On failure
+/// leaves no file and stores the reason in `why`.
 HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::wstring& why);
 
 }  // namespace kellanseek::platform

@@ -5,12 +5,12 @@
 
 namespace kellanseek::platform {
 
-/// Calls `call(argument)`. False when the call ended in an exception, whoever threw it: on Windows also one
-/// of another compiler, and one of the system, such as the access to memory that is gone. What the callee
-/// held is then lost.
+/// Calls `call(argument)`. Returns false if the call ended in an exception: any C++ exception, on Windows
+/// also those of other compilers and of the system, such as an access violation. Locks and memory that the
+/// callee held are then lost.
 bool CallGuarded(void (*call)(void*), void* argument);
 
-/// Runs code of a client, which must not take the process down nor leave by an exception.
+/// Runs a client's code, which must neither end the process nor let an exception escape.
 template <typename Call>
 bool RunGuarded(Call&& call) {
   using Plain = std::remove_reference_t<Call>;

@@ -7,16 +7,16 @@
 
 namespace kellanseek::platform {
 
-/// An IPv4 address or mask in network byte order, as the socket interface keeps it.
+/// An IPv4 address or mask in network byte order, as in the socket interface.
 using Ipv4 = std::uint32_t;
 
-/// The address that stands for "none" and is also the limited broadcast address.
+/// Stands for "no address". It is also the limited broadcast address.
 inline constexpr Ipv4 kNoAddress = 0xFFFFFFFFU;
 
-/// The classic dotted-address conversion (one to four parts; decimal, octal with a leading 0, hexadecimal
-/// with 0x). kNoAddress for anything else, so "255.255.255.255" cannot be told from a malformed text.
+/// The classic dotted-address conversion: one to four parts, each decimal, octal (leading 0) or hexadecimal
+/// (0x). Returns kNoAddress for anything else, so "255.255.255.255" looks like malformed text.
 Ipv4 ParseIpv4(std::string_view text);
-/// The same for a wide text; a character outside the code page makes it malformed.
+/// The same for wide text. A character outside the code page makes it malformed.
 Ipv4 ParseIpv4(std::wstring_view text);
 
 /// "a.b.c.d"

@@ -4,13 +4,13 @@
 
 namespace kellanseek::platform {
 
-/// What lets an object that belongs to no thread be used in every apartment of its process without a stub:
-/// the free-threaded marshaller, as a part of `object`, which it does not reference. Null where the system
-/// has no apartments, and when memory is out.
+/// Creates the free-threaded marshaller, aggregated by `object`, which it does not reference. It lets every
+/// apartment of the process use an object that belongs to no thread without a stub. Returns null where the
+/// system has no apartments, and if memory is exhausted.
 KelComPtr<IUnknown> FreeThreadedMarshaler(IUnknown& object);
 
-/// Answers a query for the marshalling interface from that part; E_NOINTERFACE for any other, and when there
-/// is none.
+/// Answers QueryInterface for the marshalling interface. Returns E_NOINTERFACE for any other interface, and
+/// if `marshaler` is null.
 HRESULT QueryMarshaler(IUnknown* marshaler, REFIID iid, void** object);
 
 }  // namespace kellanseek::platform

@@ -6,15 +6,15 @@
 
 namespace kellanseek::platform {
 
-/// The full path of the module (shared library or program) that this code was linked into; empty when the
-/// system does not say.
+/// The full path of the module (shared library or program) that contains this code. Empty if the system
+/// cannot tell.
 std::wstring CurrentModulePath();
 
-/// An exported function without arguments, as those by which a component is registered.
+/// An exported function without arguments, such as DllRegisterServer().
 using ModuleFunction = HRESULT(STDAPICALLTYPE*)();
 
-/// Loads the module at `path`, which then stays loaded, and finds a function by name. Null when that fails;
-/// `why` has the reason in words.
+/// Loads the module at `path`, never to unload it, and looks up a function. On failure returns null and
+/// stores the reason in `why`.
 ModuleFunction FindModuleFunction(const std::wstring& path, const char* name, std::wstring& why);
 
 }  // namespace kellanseek::platform

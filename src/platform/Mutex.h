@@ -21,7 +21,7 @@
 
 namespace kellanseek::platform {
 
-/// A mutex that clang's thread-safety analysis knows. Not re-entrant.
+/// A mutex annotated for Clang's thread-safety analysis. Not recursive.
 class KELLANSEEK_TSA(capability("mutex")) Mutex {
  public:
   Mutex() = default;
@@ -35,7 +35,7 @@ class KELLANSEEK_TSA(capability("mutex")) Mutex {
   std::mutex mutex_;
 };
 
-/// Holds a Mutex for the life of a scope.
+/// Locks a Mutex for the lifetime of a scope.
 class KELLANSEEK_TSA(scoped_lockable) MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.Lock(); }

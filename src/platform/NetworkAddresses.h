@@ -21,9 +21,9 @@ struct AddressRow {
   std::uint32_t interfaceIndex = 0;
 };
 
-/// What the system says of one network interface.
+/// The properties of one network interface.
 struct InterfaceRow {
-  std::uint32_t adminStatus = 0;  ///< kInterfaceUp when the administrator has it up.
+  std::uint32_t adminStatus = 0;  ///< kInterfaceUp if the administrator has enabled it.
   std::uint32_t type = 0;         ///< kLoopbackInterface for the software loopback.
   std::array<std::uint8_t, 32> physicalAddress = {};
   std::size_t physicalAddressLength = 0;  ///< Bytes of physicalAddress that hold the address.
@@ -32,34 +32,34 @@ struct InterfaceRow {
 inline constexpr std::uint32_t kInterfaceUp = 1;
 inline constexpr std::uint32_t kLoopbackInterface = 24;
 
-/// The host's IPv4 addresses and interfaces, in the system's own order. Callable from any thread.
+/// The host's IPv4 addresses and interfaces, in the system's order. Thread-safe.
 class NetworkAddresses {
  public:
   virtual ~NetworkAddresses() = default;
 
-  /// The address rows; none when the system could not say.
+  /// The address rows; nullopt if the system cannot list them.
   virtual std::optional<std::vector<AddressRow>> Addresses() = 0;
-  /// The interface row of an interface index; none when the system could not say.
+  /// The row of an interface; nullopt if the system has none or cannot tell.
   virtual std::optional<InterfaceRow> Interface(std::uint32_t interfaceIndex) = 0;
 };
 
-/// Tells, from its making on, when the host's addresses may have changed. For one thread, which need not be
-/// the one that makes it.
+/// Reports that the host's addresses may have changed since its construction or the last wait. For one
+/// thread, which need not be the one that created it.
 class AddressChangeWatch {
  public:
   enum class Outcome { Changed, TimedOut, Woken, Stopped, Failed };
 
   virtual ~AddressChangeWatch() = default;
 
-  /// Waits for an address change, one of the two events or the time-out. Changes before the first wait and
-  /// between two are not missed: the next wait ends at once. Notices that arrive together end one wait.
+  /// Waits for an address change, one of the two events or the time-out. A change between two waits, or
+  /// before the first, ends the next wait at once. Several notices in quick succession end one wait.
   virtual Outcome Wait(Event& stop, Event& wake, std::chrono::milliseconds timeout) = 0;
 };
 
 NetworkAddresses& SystemNetworkAddresses();
-/// The index of the interface that people know by this name ("eth0", "Ethernet 2"); none when there is none.
+/// The index of the interface with this display name ("eth0", "Ethernet 2"); nullopt if there is none.
 std::optional<std::uint32_t> InterfaceIndexOfName(const std::wstring& name);
-/// None when the system refuses the notification.
+/// Returns null if the system refuses the notification.
 std::unique_ptr<AddressChangeWatch> WatchAddressChanges();
 
 }  // namespace kellanseek::platform

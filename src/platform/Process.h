@@ -4,17 +4,17 @@
 
 namespace kellanseek::platform {
 
-/// Tells whether processes of this host are alive. Callable from any thread.
+/// Information about processes of this host. Thread-safe.
 class ProcessTable {
  public:
   virtual ~ProcessTable() = default;
 
-  /// A number that tells two processes apart which have had the same id one after the other; 0 when the
-  /// process does not run or the system cannot say.
+  /// Distinguishes processes that have had the same id one after the other. Returns 0 if the process is not
+  /// running or the system cannot tell.
   virtual std::uint64_t StartStamp(std::uint32_t processId) = 0;
 
-  /// Whether the id names a running process. A process that has ended but is not yet collected does not run.
-  /// With a start stamp other than 0, another process that has taken the id over does not count.
+  /// Whether the id belongs to a running process. A process that has ended but is not yet reaped does not
+  /// count; with a non-zero start stamp, neither does another process that has reused the id.
   virtual bool IsRunning(std::uint32_t processId, std::uint64_t startStamp) = 0;
 };
 

@@ -8,36 +8,35 @@
 
 namespace kellanseek::platform {
 
-/// The system's store of keys and values: on Windows the registry, elsewhere a text file (see
-/// kellanseek/com.h for its place). Keys are full paths that begin with a root name, for example
-/// L"HKEY_CLASSES_ROOT\\CLSID\\{...}"; key and value names compare without regard to case. An empty value
-/// name is the key's default value. Callable from any thread; changes made by several processes at once are
-/// all kept.
+/// The system's store of keys and values: the registry on Windows, a text file elsewhere
+/// (kellanseek/com/registry.h has its path and format). Keys are full paths that begin with a root name, such
+/// as L"HKEY_CLASSES_ROOT\\CLSID\\{...}"; names of keys and values are case-insensitive. The empty value name
+/// is the key's default value. Thread-safe; concurrent changes by several processes are all kept.
 ///
-/// Results are S_OK, S_FALSE for a key or value that is not there, or a failure code.
+/// Methods return S_OK, S_FALSE if the key or value does not exist, or a failure code.
 class RegistryStore {
  public:
   virtual ~RegistryStore() = default;
 
-  /// Reads a value as text. A text longer than `maxLength` characters is a failure.
+  /// Reads a value as text. Fails if it has more than `maxLength` characters.
   virtual HRESULT Read(const std::wstring& key, const std::wstring& name, std::size_t maxLength,
                        std::wstring& value) = 0;
-  /// Writes a text value, making the key when it is not there.
+  /// Writes a text value. Creates the key if necessary.
   virtual HRESULT Write(const std::wstring& key, const std::wstring& name, const std::wstring& value) = 0;
   /// Removes a key with all its values and subkeys.
   virtual HRESULT RemoveTree(const std::wstring& key) = 0;
-  /// Takes back what was written to a key by a user who has a store of their own in the place of the
-  /// machine's: the key holds again what the machine's has. S_FALSE when they have none, or no such key in
-  /// it. Where users have no such store the key is removed.
+  /// Undoes a user's own changes to a key. A user whose own store replaces the machine's gets the machine's
+  /// content of the key back; returns S_FALSE if that user has no store, or no such key in it. On systems
+  /// without user stores, removes the key.
   virtual HRESULT TakeBack(const std::wstring& key) { return RemoveTree(key); }
-  /// Removes a user's own store when it says nothing that the machine's does not. S_FALSE when there is none,
-  /// or it says more.
+  /// Removes the user's own store if it adds nothing to the machine's. Returns S_FALSE if there is none or it
+  /// adds something.
   virtual HRESULT DropNeedlessStore() { return S_FALSE; }
-  /// The file in which changes are made now; empty when it is none.
+  /// The file that changes currently go to; empty if the store is not a file.
   virtual std::wstring FileOfChanges() { return {}; }
-  /// Whether programs of the other word size have that key, where the system keeps two sets of keys for them.
+  /// Whether the key exists for programs of the other word size, on systems that keep separate keys for them.
   virtual bool HasForOtherSize(const std::wstring& /*key*/) { return false; }
-  /// In words, why the last failing call of this thread failed (for people at a terminal).
+  /// The reason for the calling thread's last failure, for the user.
   virtual std::wstring LastErrorText() = 0;
 };
 

@@ -7,13 +7,13 @@
 
 namespace kellanseek::platform {
 
-/// Finds host names. Callable from any thread.
+/// Looks up host names. Thread-safe.
 class ReverseLookup {
  public:
   virtual ~ReverseLookup() = default;
 
-  /// The host name of an address, in the ANSI code page; blocks as long as the name service takes. None when
-  /// there is no name.
+  /// The host name of an address, in the ANSI code page; nullopt if it has none. Blocks until the name
+  /// service answers, possibly for many seconds.
   virtual std::optional<std::string> HostName(Ipv4 address) = 0;
 };
 

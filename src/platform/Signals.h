@@ -6,12 +6,12 @@
 
 namespace kellanseek::platform {
 
-/// While it lives, a request to end the program (Ctrl-C, termination, the end of its terminal) sets an event
-/// in place of ending it; a second request ends it at once. Made before the program starts any thread, and
-/// once at a time.
+/// During its lifetime, the first request to end the program (Ctrl-C, termination, closing the terminal) sets
+/// an event instead; a second request ends the program at once. Create it before any thread, and only one at
+/// a time.
 class StopSignals {
  public:
-  /// `stop` outlives this object.
+  /// `stop` must outlive this object.
   explicit StopSignals(Event& stop);
   ~StopSignals();
   StopSignals(const StopSignals&) = delete;

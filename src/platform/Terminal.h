@@ -6,22 +6,21 @@
 
 namespace kellanseek::platform {
 
-/// The arguments of the program after its name, in UTF-8, from what main() was given.
+/// The program's arguments without its name, in UTF-8. `count` and `arguments` are those of main().
 std::vector<std::string> ArgumentsInUtf8(int count, const char* const* arguments);
 
-/// A variable of the environment, in UTF-8; none when it is not set or empty.
+/// An environment variable in UTF-8; nullopt if it is unset or empty.
 std::optional<std::string> EnvironmentVariable(const char* name);
 
-/// Makes standard output take UTF-8 where it is a terminal.
+/// Switches standard output to UTF-8 if it is a terminal.
 void UseUtf8Output();
 
-/// Keeps the places of standard streams that were closed when the program began, so that no file or socket
-/// opened later receives what is meant for them: writing to them goes on to fail. Called before anything is
-/// opened.
+/// Occupies the descriptors of standard streams that were closed at the start, so that no file or socket
+/// opened later takes their place and receives the program's output. Writing to such a stream keeps failing.
+/// Call it before opening anything.
 void ReserveClosedStreams();
 
-/// Whether standard output is a terminal that understands escape sequences, which this call may have to
-/// switch on.
+/// Whether standard output is a terminal that understands escape sequences. Switches them on where necessary.
 bool OutputTakesColours();
 
 }  // namespace kellanseek::platform

@@ -9,23 +9,22 @@
 
 namespace kellanseek::platform {
 
-/// How a thread competes for the processor with the threads of its process and with other programs.
+/// How a thread competes for the processor, within its process and with other programs.
 enum class ThreadUrgency {
   Normal,
-  Prompt,      ///< Little to do, but at once: runs soon after what it waits for has happened.
-  Background,  ///< May take what the others leave.
+  Prompt,      ///< Little work, but due at once: scheduled soon after its wait ends.
+  Background,  ///< Runs when nothing else wants to.
 };
 
-/// Calls `step`; false when it ended in an exception. `report` is handed what the exception says of itself,
-/// unless memory ran out, since telling takes memory as well. The end of the thread itself (pthread_exit, a
-/// cancellation) goes through.
+/// Calls `step` and returns false if it ended in an exception. Passes the exception's text to `report`,
+/// unless memory ran out, because reporting takes memory too. Lets the end of the thread itself
+/// (pthread_exit, cancellation) pass through.
 bool CallStep(void (*step)(void*), void* stepArgument, void (*report)(void*, std::string_view),
               void* reportArgument);
 
-/// Runs one step of a thread's loop. A step that ends in an exception is lost, as a datagram may be, and the
-/// thread goes on with the next one: it has nobody to report to, and without it discovery would stand still.
-/// False when that happened; `report` has been called with the exception's own text then, unless memory ran
-/// out.
+/// Runs one step of a thread's loop. An exception costs that step but not the thread: no caller waits for the
+/// engine's threads, so without one discovery would stop silently. Returns false after an exception. `report`
+/// has then received its text, unless memory ran out.
 template <typename Step, typename Report>
 bool RunStep(Step step, Report&& report) {
   using PlainReport = std::remove_reference_t<Report>;
@@ -34,9 +33,8 @@ bool RunStep(Step step, Report&& report) {
                   std::addressof(report));
 }
 
-/// A named thread, closed to the application's signals, that is a member of the multithreaded COM apartment
-/// from before its body runs until after it has ended. The owner joins it: destruction waits for the body to
-/// end. Not for use by several threads at once.
+/// A named thread that takes none of the application's signals and belongs to the multithreaded COM apartment
+/// while its body runs. The owner joins it: the destructor waits for the body to end. Not thread-safe.
 class Thread {
  public:
   Thread() = default;
@@ -44,17 +42,16 @@ class Thread {
   Thread(Thread&&) noexcept = default;
   Thread& operator=(Thread&&) = delete;
 
-  /// Starts the thread. `name` (at most 15 characters) is what a debugger shows. Gives the system's reason
-  /// when it has no thread left (this one is then not running), and no error otherwise. A system that refuses
-  /// the urgency takes it as Normal.
+  /// Starts the thread. A debugger shows `name`, of at most 15 characters. Returns the system's error if no
+  /// thread can be created. If the system refuses the urgency, the thread runs as Normal.
   [[nodiscard]] std::error_code Start(const char* name, std::function<void()> body,
                                       ThreadUrgency urgency = ThreadUrgency::Normal);
   bool Running() const { return thread_.joinable(); }
-  /// True when called on this very thread.
+  /// Whether the caller runs on this thread.
   bool IsCurrent() const { return thread_.get_id() == std::this_thread::get_id(); }
-  /// Waits for the body to end; does nothing when no thread runs.
+  /// Waits for the body to end. Does nothing if no thread runs.
   void Join();
-  /// Lets a running thread go its own way; used only when the thread itself tears its owner down.
+  /// Gives up a running thread. Only for a thread that destroys its own owner, which cannot join itself.
   void Detach();
 
  private:

@@ -9,47 +9,48 @@
 
 namespace kellanseek::platform {
 
-/// One node of a loaded document; valid while the document lives. Names are case-sensitive. The operations
-/// give S_OK, S_FALSE for "not found" (outputs untouched), or a failure code; "not found" is never a failure.
+/// A node of a loaded document, valid during the document's lifetime. Names are case-sensitive. Methods
+/// return S_OK, S_FALSE for "not found" (outputs unchanged) or a failure code; "not found" is never a
+/// failure.
 class XmlNode {
  public:
   virtual ~XmlNode() = default;
 
-  /// The first child element with that name.
+  /// Finds the first child element with that name.
   virtual HRESULT SelectSingleNode(const std::wstring& name, std::unique_ptr<XmlNode>& child) = 0;
-  /// All child elements with that name, in document order (possibly none: still S_OK).
+  /// Lists all child elements with that name, in document order. S_OK even if there are none.
   virtual HRESULT SelectNodes(const std::wstring& name, std::vector<std::unique_ptr<XmlNode>>& children) = 0;
-  /// The text of the node and everything below it, without white space at its ends.
+  /// The text of the node and its descendants, without leading and trailing white space.
   virtual HRESULT Text(std::wstring& text) = 0;
-  /// The names of all child elements, in document order, each once per element.
+  /// The names of all child elements in document order, repetitions included.
   virtual HRESULT ChildNames(std::vector<std::wstring>& names) = 0;
-  /// The line of the file on which the element begins, counted from 1; 0 when the system does not say.
+  /// The line on which the element begins, counted from 1; 0 if the XML library does not record it.
   virtual std::size_t Line() const = 0;
 };
 
-/// An XML document that is read as a whole before anything is taken from it. Nothing outside the file is ever
-/// read: no network, no external entities. For one thread.
+/// An XML document that is parsed as a whole before anything is read from it. Never reads anything outside
+/// the file: no network, no external entities. Not thread-safe.
 class XmlDocument {
  public:
   virtual ~XmlDocument() = default;
 
-  /// Loads and parses the file completely. A file that is missing, unreadable, larger than kMaxFileBytes or
-  /// not well-formed is a failure. `why` gets the reason in words, with the line where there is one.
+  /// Loads and parses the file. Fails if it is missing, unreadable, larger than kMaxFileBytes or not
+  /// well-formed; `why` then holds the reason, with the line if known.
   virtual HRESULT Load(const std::wstring& path, std::wstring& why) = 0;
 
-  /// The declaration's encoding, in the steps in which it can fail.
+  /// The steps of reading the declared encoding, for its trace messages.
   enum class EncodingStep { FirstChild, Attributes, EncodingAttribute, Text };
-  /// S_OK with the text; S_FALSE when a node on the way is missing (there is no declaration, or one without
-  /// an encoding); a failure code when the system failed at `failedAt`.
+  /// Reads the encoding from the XML declaration. Returns S_FALSE if a node on the way is missing (no
+  /// declaration, or no encoding in it), or a failure code, with the failed step in `failedAt`.
   virtual HRESULT DeclaredEncoding(std::wstring& encoding, EncodingStep& failedAt) = 0;
 
-  /// The document element when it has that name.
+  /// Returns the document element if it has that name.
   virtual HRESULT SelectRoot(const std::wstring& name, std::unique_ptr<XmlNode>& root) = 0;
 
   static constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
 };
 
-/// A new empty document, or a failure code with none.
+/// Creates an empty document. On failure `document` is null.
 HRESULT CreateXmlDocument(std::unique_ptr<XmlDocument>& document);
 
 }  // namespace kellanseek::platform

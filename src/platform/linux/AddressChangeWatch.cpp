@@ -16,12 +16,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// Notices that follow each other this closely belong together;
+/// One change causes several notices. Notices this close together count as one.
 constexpr milliseconds kQuiet{100};
-/// but no series of them holds the answer up for longer than this.
+/// Longest time for which a series of notices delays the result.
 constexpr milliseconds kLongestBurst{400};
 
-/// Listens to rtnetlink. The socket queues notices from its creation on, so none is missed between two waits.
+/// Listens to rtnetlink. The socket queues notices from its creation on, so none is lost between two waits.
 class RouteNetlinkWatch : public AddressChangeWatch {
  public:
   explicit RouteNetlinkWatch(Descriptor socket) : socket_(std::move(socket)) {}
@@ -55,8 +55,8 @@ class RouteNetlinkWatch : public AddressChangeWatch {
     }
   }
 
-  /// What changed is not read: the addresses are compared as a whole. An overrun (ENOBUFS) is a change as
-  /// well.
+  /// Discards the notices unread, because the caller compares the addresses as a whole. An overrun (ENOBUFS)
+  /// counts as a change too.
   void Drain() const {
     char notice[8192];
     while (recv(socket_.get(), notice, sizeof notice, MSG_DONTWAIT) > 0 || errno == ENOBUFS) errno = 0;

@@ -60,7 +60,7 @@ SocketError BoundSocket::Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) {
   address_ = address;
   broadcast_ = address | ~mask;
   CurrentInterface();
-  // Networks of one or two hosts have no broadcast address of their own.
+  // Subnets of one or two addresses have no broadcast address.
   const bool hasBroadcast = mask != kNoAddress && HostOrder(~mask) > 1;
   if (hasBroadcast) {
     if (const SocketError error = BindBroadcast(directed_, broadcast_, port); error != 0) return error;
@@ -103,7 +103,7 @@ SocketError BoundSocket::Send(std::string_view bytes, Ipv4 destination, std::uin
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(in_pktinfo))] = {};
   const unsigned via = IsBroadcast(destination) ? CurrentInterface() : 0;
   if (via != 0) {
-    // Where two interfaces share a subnet the routing table alone would choose.
+    // If two interfaces share a subnet, the routing table alone might choose the other one.
     message.msg_control = control;
     message.msg_controllen = sizeof control;
     cmsghdr* header = CMSG_FIRSTHDR(&message);

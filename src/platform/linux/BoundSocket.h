@@ -10,9 +10,9 @@
 
 namespace kellanseek::platform {
 
-/// A UdpSocket as Linux needs it. A descriptor bound to a unicast address hears no broadcast, so beside the
-/// one that sends and takes unicasts there is one for the subnet's directed broadcasts and one for limited
-/// broadcasts; what they hear on another interface is dropped.
+/// UdpSocket for Linux. A descriptor bound to a unicast address receives no broadcast, so two more
+/// descriptors receive the subnet's directed broadcasts and the limited broadcasts. Broadcasts that arrive on
+/// other interfaces are dropped.
 class BoundSocket : public UdpSocket {
  public:
   explicit BoundSocket(Descriptor descriptor) : unicast_(std::move(descriptor)) {}
@@ -25,14 +25,14 @@ class BoundSocket : public UdpSocket {
   }
   SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override;
 
-  /// A descriptor to read, and whether only what arrives on the address's own interface counts.
+  /// A descriptor to read. Broadcasts count only if they arrive on the address's own interface.
   struct Source {
     int descriptor = -1;
     bool isBroadcast = false;
   };
   std::vector<Source> Sources() const;
 
-  /// Whether broadcasts that arrive on that interface are for this socket.
+  /// Whether this socket receives the broadcasts that arrive on that interface.
   bool HearsBroadcastsOn(unsigned interfaceIndex) const;
 
  private:
@@ -47,8 +47,9 @@ class BoundSocket : public UdpSocket {
   bool reuse_ = false;
   Ipv4 address_ = 0;
   Ipv4 broadcast_ = 0;
-  /// The interface that had the address when last asked, which is done now and then: an address that moves at
-  /// once to another interface is the same address to everybody else, and nobody binds it anew. 0 for none.
+  /// The interface that holds the address, 0 if none. Refreshed from time to time, because the address may
+  /// move to another interface (a bridge, for instance) without any change that would make the engine bind it
+  /// anew.
   mutable std::atomic<unsigned> interfaceIndex_{0};
   mutable std::atomic<std::chrono::steady_clock::time_point> asked_{};
 };

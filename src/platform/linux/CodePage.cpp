@@ -17,7 +17,7 @@ namespace {
 constexpr const char* kDefaultCharset = "WINDOWS-1252";
 constexpr wchar_t kReplacement = L'\uFFFD';
 
-/// One direction of iconv, for one conversion at a time.
+/// Converts in one direction with iconv. Not thread-safe.
 class Converter {
  public:
   Converter(const char* to, const char* from) : handle_(iconv_open(to, from)) {}
@@ -29,7 +29,7 @@ class Converter {
 
   bool Valid() const { return reinterpret_cast<std::intptr_t>(handle_) != -1; }
 
-  /// Converts what it can; bytes on which the charset fails are skipped one unit at a time and replaced.
+  /// Converts the text. Skips units that the charset rejects, one at a time, and replaces each.
   template <typename From, typename To>
   std::basic_string<To> Convert(std::basic_string_view<From> text, To replacement) {
     std::basic_string<To> result;
@@ -55,7 +55,7 @@ class Converter {
   iconv_t handle_;
 };
 
-/// The process's code page. Single-byte charsets become tables; the others go through iconv each time.
+/// The code page of the process. Single-byte charsets are converted by tables, others by iconv.
 class CodePage {
  public:
   CodePage() {
@@ -93,7 +93,7 @@ class CodePage {
     return found != narrow_.end() && found->first == c ? found->second : '?';
   }
 
-  /// False for a charset in which some byte is only the beginning of a character.
+  /// Returns false for a charset in which a byte can be a part of a character.
   bool FillTables() {
     Converter converter("WCHAR_T", charset_.c_str());
     for (std::size_t byte = 0; byte < wide_.size(); ++byte) {
@@ -104,7 +104,8 @@ class CodePage {
       if (wide.front() != kReplacement) narrow_.emplace_back(wide.front(), narrow);
     }
     std::sort(narrow_.begin(), narrow_.end());
-    // A single-byte charset leaves a few bytes undefined; a multi-byte one all its lead bytes.
+    // A single-byte charset leaves a few bytes undefined; in a multi-byte charset all lead bytes look
+    // undefined.
     constexpr std::ptrdiff_t kMostUndefined = 48;
     const auto undefined = std::count(wide_.begin(), wide_.end(), kReplacement);
     return undefined <= kMostUndefined;

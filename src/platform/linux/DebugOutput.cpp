@@ -29,8 +29,8 @@ namespace {
 
 constexpr std::string_view kFilePrefix = "file:";
 
-/// Keeps SIGPIPE from the calling thread for its life: a trace that nobody reads any more must not end the
-/// process, which is not ours.
+/// Suppresses SIGPIPE in the calling thread: a trace whose reader has gone must not end the process, which is
+/// not ours.
 class NoBrokenPipeSignal {
  public:
   NoBrokenPipeSignal() {
@@ -54,9 +54,8 @@ class NoBrokenPipeSignal {
   bool wasPending_ = false;
 };
 
-/// Writes what can be written without a wait and drops the rest: the descriptor may be a pipe whose reader is
-/// slow, or a terminal that somebody has stopped. It is not made non-blocking itself, because the program's
-/// own standard error would be so too.
+/// Writes as much as possible without waiting and drops the rest: the descriptor may be a pipe with a slow
+/// reader or a stopped terminal. It is not made non-blocking, because the program shares standard error.
 void WriteWithoutWait(int descriptor, std::string_view bytes) {
   const NoBrokenPipeSignal guard;
   while (!bytes.empty()) {
@@ -69,7 +68,7 @@ void WriteWithoutWait(int descriptor, std::string_view bytes) {
   }
 }
 
-/// "2026-01-31T12:00:00.000Z 4711:4712 ": the time, the process and the thread.
+/// "2026-01-31T12:00:00.000Z 4711:4712 ": time, process and thread.
 std::string Heading() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -83,12 +82,12 @@ std::string Heading() {
   return std::string(date, length) + rest;
 }
 
-/// A file that is appended to and, at its greatest size, turns into PATH.1 in place of an earlier one.
+/// A file that is appended to. At its maximum size it is renamed to PATH.1, replacing an earlier one.
 class TraceFile {
  public:
-  /// False, with errno set, when it cannot be opened.
+  /// Returns false, with errno set, if the file cannot be opened.
   bool Open(std::string_view path) {
-    // The program may change its directory.
+    // An absolute path, because the program may change its current directory.
     std::error_code error;
     path_ = std::filesystem::absolute(path, error).string();
     return !error && Reopen();
@@ -100,7 +99,7 @@ class TraceFile {
 
  private:
   bool Reopen() {
-    // A FIFO that nobody reads fails at once instead of waiting for a reader.
+    // O_NONBLOCK: opening a FIFO without a reader fails instead of waiting for one.
     constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     descriptor_ = Descriptor(open(path_.c_str(), kFlags, 0644));
     return static_cast<bool>(descriptor_);
@@ -113,7 +112,7 @@ class TraceFile {
     struct stat named {};
     const bool isOurs =
         stat(path_.c_str(), &named) == 0 && named.st_dev == ours.st_dev && named.st_ino == ours.st_ino;
-    // Otherwise another process that traces to it was quicker.
+    // If the names differ, another process that traces to this file has already renamed it.
     if (isOurs && rename(path_.c_str(), (path_ + ".1").c_str()) != 0) return false;
     return Reopen();
   }
@@ -124,12 +123,12 @@ class TraceFile {
   Descriptor descriptor_;
 };
 
-/// The sink that KELLANSEEK_TRACE names. A message comes in pieces, of which the last is a line end alone; it
-/// is written as a whole, so that those of several threads do not mix.
+/// The sink that KELLANSEEK_TRACE selects. A message arrives in pieces, of which the last is a lone line
+/// break. It is written as a whole, so that messages of several threads do not mix.
 class TraceSink : public DebugOutput {
  public:
   TraceSink() {
-    // A program with raised privileges lets nobody choose which file it writes.
+    // In a program with raised privileges the environment must not choose a file to write.
     const char* named = ::secure_getenv("KELLANSEEK_TRACE");
     const std::string_view sink = named != nullptr ? named : "";
     if (sink.empty()) return;
@@ -172,7 +171,7 @@ class TraceSink : public DebugOutput {
   void WriteWhole(std::string message) REQUIRES(mutex_) {
     if (kind_ == Kind::StandardError) return WriteWithoutWait(standardError_.get(), message);
     if (kind_ == Kind::File) return file_.Write(message);
-    // A log entry is a line.
+    // A log entry is a single line.
     message.pop_back();
     std::replace(message.begin(), message.end(), '\n', ' ');
     ::syslog(LOG_USER | LOG_WARNING, "%s", message.c_str());
@@ -182,7 +181,8 @@ class TraceSink : public DebugOutput {
   Descriptor standardError_;
   Mutex mutex_;
   TraceFile file_ GUARDED_BY(mutex_);
-  /// What each thread has begun. Not thread-local: that would keep the module loaded until the thread ends.
+  /// Incomplete messages by thread. Not thread_local: that would keep the module loaded until the thread
+  /// ends.
   std::map<pid_t, std::string> messages_ GUARDED_BY(mutex_);
 };
 

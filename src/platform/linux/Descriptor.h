@@ -6,7 +6,7 @@
 
 namespace kellanseek::platform {
 
-/// Owns one file descriptor; -1 stands for "none".
+/// Owns a file descriptor; -1 stands for none.
 class Descriptor {
  public:
   Descriptor() = default;

@@ -8,11 +8,11 @@
 
 namespace kellanseek::platform {
 
-/// The flag answers tests without a system call; the descriptor is readable exactly while the flag is set.
+/// The flag answers tests without a system call. The descriptor is readable exactly while the flag is set.
 struct Event::Native {
   explicit Native(Kind eventKind);
 
-  /// Takes the signal, if there is one.
+  /// Tests the event and, if it is an auto-reset event, clears it.
   bool TryTake();
 
   const Kind kind;

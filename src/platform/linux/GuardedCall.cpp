@@ -9,7 +9,7 @@ bool CallGuarded(void (*call)(void*), void* argument) {
     call(argument);
     return true;
   } catch (const abi::__forced_unwind&) {
-    throw;  // No exception, but the end of the thread: the C library does not let anybody keep it.
+    throw;  // Not an exception but the end of the thread; the C library aborts if it is swallowed.
   } catch (...) {
     return false;
   }

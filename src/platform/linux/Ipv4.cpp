@@ -10,7 +10,7 @@
 namespace kellanseek::platform {
 
 Ipv4 ParseIpv4(std::string_view text) {
-  // inet_addr takes white space after the address as its end; here that makes it malformed.
+  // inet_addr accepts an address followed by white space; here that counts as malformed.
   constexpr std::size_t kLongest = 63;
   if (text.empty() || text.size() > kLongest ||
       text.find_first_of(std::string_view(" \t\n\v\f\r\0", 7)) != text.npos) {

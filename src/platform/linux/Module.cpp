@@ -15,12 +15,13 @@ std::wstring CurrentModulePath() {
     return {};
   const std::filesystem::path name(info.dli_fname);
   std::error_code error;
-  // A program that was found by its bare name has no other; a library always comes with its place.
+  // A name without a directory is a program found through PATH; a library always has its directory.
   if (!name.has_parent_path()) {
     const auto program = std::filesystem::canonical("/proc/self/exe", error);
     return error ? std::wstring() : FromUtf8(program.string());
   }
-  // The name by which it was loaded stays: links to the file of a certain version outlive that version.
+  // The file name stays as loaded, links unresolved: a link survives an update that replaces the versioned
+  // file.
   const auto directory = std::filesystem::canonical(name.parent_path(), error);
   return error ? std::wstring() : FromUtf8((directory / name.filename()).string());
 }

@@ -27,7 +27,7 @@ Ipv4 AddressIn(const sockaddr* socketAddress) {
   return inet.sin_addr.s_addr;
 }
 
-/// The name of an address may be an alias of its interface: "eth0:1".
+/// Strips the label of an alias ("eth0:1") from the interface name that getifaddrs returns with an address.
 unsigned IndexOfName(const std::string& name) {
   return if_nametoindex(name.substr(0, name.find(':')).c_str());
 }

@@ -6,7 +6,7 @@
 
 namespace kellanseek::platform {
 
-/// A moment until which something waits, which outlasts interrupted waits; or no limit.
+/// The end of a wait with a time-out, which interrupted waits do not extend; or no limit.
 class Deadline {
  public:
   explicit Deadline(std::optional<std::chrono::milliseconds> timeout) {
@@ -15,7 +15,7 @@ class Deadline {
 
   bool Limited() const { return end_.has_value(); }
   bool Passed() const { return end_ && std::chrono::steady_clock::now() >= *end_; }
-  /// What is left, for ppoll; never negative.
+  /// The remaining time, for ppoll. Never negative.
   timespec Left() const {
     if (!end_) return {};
     const auto left =

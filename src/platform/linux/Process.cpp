@@ -13,17 +13,17 @@
 namespace kellanseek::platform {
 namespace {
 
-/// What /proc says of a process.
+/// The state of a process according to /proc.
 struct ProcessState {
   bool readable = false;
   bool ended = false;
-  std::uint64_t start = 0;  ///< Clock ticks after the start of the system.
+  std::uint64_t start = 0;  ///< Clock ticks since the system started.
 };
 
 ProcessState ReadState(std::uint32_t processId) {
   std::ifstream file("/proc/" + std::to_string(processId) + "/stat");
   const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  // The program's name stands in parentheses and may itself hold some, and spaces and line breaks.
+  // The program's name is in parentheses and may itself contain parentheses, spaces and line breaks.
   const std::size_t nameEnd = text.rfind(')');
   if (nameEnd == std::string::npos) return {};
   std::istringstream rest(text.substr(nameEnd + 1));
@@ -35,7 +35,7 @@ ProcessState ReadState(std::uint32_t processId) {
   std::int64_t threads = 0;
   rest >> threads >> skipped;
   ProcessState result;
-  // The state is that of the first thread, which may end before the others do.
+  // The state is that of the first thread, which may end before the others.
   result.ended = (state == 'Z' && threads <= 1) || state == 'X' || state == 'x';
   result.readable = static_cast<bool>(rest >> result.start);
   return result;
@@ -53,7 +53,7 @@ class Processes : public ProcessTable {
       return false;
     if (kill(static_cast<pid_t>(processId), 0) != 0 && errno == ESRCH) return false;
     const ProcessState state = ReadState(processId);
-    // Another user's process may be hidden; that it takes signals is then all there is to know.
+    // Another user's process may be hidden from /proc; kill() has then shown at least that the id exists.
     if (!state.readable) return true;
     return !state.ended && (startStamp == 0 || state.start == startStamp);
   }

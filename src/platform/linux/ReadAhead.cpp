@@ -15,11 +15,11 @@
 namespace kellanseek::platform {
 namespace {
 
-constexpr unsigned kBatch = 64;             ///< Datagrams read with one call.
-constexpr std::size_t kMostPending = 8192;  ///< Read ahead; what is beyond waits in the kernel.
+constexpr unsigned kBatch = 64;             ///< Datagrams read by one call.
+constexpr std::size_t kMostPending = 8192;  ///< Datagrams read ahead. Further ones stay in the kernel.
 constexpr std::size_t kHandedBetweenReads = 32;
 
-/// The interface on which a datagram arrived; 0 when the kernel did not say.
+/// The interface on which a datagram arrived; 0 if the kernel did not report it.
 unsigned ArrivalInterface(msghdr& header) {
   for (cmsghdr* part = CMSG_FIRSTHDR(&header); part != nullptr; part = CMSG_NXTHDR(&header, part)) {
     if (part->cmsg_level != IPPROTO_IP || part->cmsg_type != IP_PKTINFO) continue;
@@ -32,7 +32,7 @@ unsigned ArrivalInterface(msghdr& header) {
 
 }  // namespace
 
-/// Where one call of recvmmsg puts things.
+/// The buffers of one recvmmsg call.
 struct ReadAheadReceiver::Batch {
   explicit Batch(std::size_t capacity) : buffers(kBatch * capacity) {
     for (unsigned i = 0; i < kBatch; ++i) {
@@ -104,8 +104,7 @@ Received ReadAheadReceiver::WaitUntilReadable(Event& stop, std::chrono::millisec
     waited.outcome = Received::Outcome::WaitFailed;
     waited.error = errno;
   } else if (ready > 0 && descriptors.front().revents == 0) {
-    // A descriptor that the program has closed under us ends every wait, and there is nothing to read from
-    // it.
+    // A descriptor that the program has closed under us ends every wait but delivers no datagram.
     const auto lost = std::count_if(descriptors.begin(), descriptors.end(),
                                     [](const pollfd& each) { return (each.revents & POLLNVAL) != 0; });
     waited.outcome = ready > lost ? Received::Outcome::Datagram : Received::Outcome::WaitFailed;

@@ -9,9 +9,8 @@
 
 namespace kellanseek::platform {
 
-/// Reads what the kernel has into memory of its own, many datagrams with one call, and hands them on one at a
-/// time: a kernel's default buffer holds only some 250 small datagrams, so it must be emptied faster than
-/// they are handled.
+/// Copies datagrams out of the kernel in batches and returns them one at a time. The kernel's default buffer
+/// holds only some 250 small datagrams, so it must be emptied faster than they are handled.
 class ReadAheadReceiver : public DatagramReceiver {
  public:
   ReadAheadReceiver(const std::vector<UdpSocket*>& sockets, std::size_t capacity);
@@ -36,7 +35,7 @@ class ReadAheadReceiver : public DatagramReceiver {
   };
   struct Batch;
 
-  /// Nothing, WaitFailed, or Datagram when there may be something to read.
+  /// Returns Nothing, WaitFailed, or Datagram if there may be something to read.
   Received WaitUntilReadable(Event& stop, std::chrono::milliseconds timeout);
   void ReadReady();
   void DropHandedOn();
@@ -49,8 +48,8 @@ class ReadAheadReceiver : public DatagramReceiver {
   std::unique_ptr<Batch> batch_;
   std::vector<Pending> pending_;
   std::vector<char> bytes_;
-  std::size_t next_ = 0;           ///< The first of `pending_` that has not been handed on.
-  std::size_t sinceLastRead_ = 0;  ///< Handed on since the kernel was last asked.
+  std::size_t next_ = 0;           ///< Index of the first datagram in `pending_` not yet returned.
+  std::size_t sinceLastRead_ = 0;  ///< Datagrams returned since the last read from the kernel.
 };
 
 }  // namespace kellanseek::platform

@@ -26,8 +26,8 @@ constexpr std::chrono::milliseconds kLockPatience(5000);
 constexpr std::chrono::milliseconds kLockRetry(10);
 constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
 
-/// Why the last call of this thread failed. Of a type without a destructor, which would keep the module
-/// loaded for as long as the thread lives.
+/// The reason for the calling thread's last failure. An array, because a thread_local with a destructor would
+/// keep the module loaded until the thread ends.
 thread_local std::array<wchar_t, 512> lastError = {};
 
 HRESULT Fail(HRESULT result, const std::wstring& text) {
@@ -43,14 +43,14 @@ HRESULT Fail(int error, const wchar_t* doing, const std::string& path) {
               std::wstring(L"Cannot ") + doing + L" " + FromUtf8(path) + L": " + ErrorText(error));
 }
 
-/// The text as the store holds it; none when it would not be read back as it is.
+/// The text in the store's encoding; nullopt if the store would not return it unchanged.
 std::optional<std::string> Stored(const std::wstring& text, bool (*acceptable)(std::string_view)) {
   std::string bytes = ToUtf8(text);
   if (!acceptable(bytes) || FromUtf8(bytes) != text) return std::nullopt;
   return bytes;
 }
 
-/// The file that a path means once symbolic links are followed, so that replacing it keeps the links.
+/// Resolves symbolic links, so that replacing the file keeps the links to it.
 std::string Resolved(const std::string& path) {
   char* const resolved = ::realpath(path.c_str(), nullptr);
   if (resolved == nullptr) return path;
@@ -59,8 +59,8 @@ std::string Resolved(const std::string& path) {
   return result;
 }
 
-/// Waits its turn among the writers of a file. The lock file stays: removing it would let two writers hold
-/// one each.
+/// Waits for the file's other writers. The lock file is never removed, because two writers could then each
+/// hold a lock on a file of their own.
 HRESULT LockWriters(const std::string& path, Descriptor& lock) {
   lock = Descriptor(
       ::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
@@ -76,7 +76,7 @@ HRESULT LockWriters(const std::string& path, Descriptor& lock) {
   return S_OK;
 }
 
-/// Puts a new content in the place of a file, as a whole or not at all.
+/// Replaces the content of a file, as a whole or not at all.
 int ReplaceFile(const std::string& path, std::string_view content) {
   struct stat present = {};
   const bool exists = ::stat(path.c_str(), &present) == 0;
@@ -86,7 +86,7 @@ int ReplaceFile(const std::string& path, std::string_view content) {
     const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!file) return errno;
     error = WriteAll(file.get(), content);
-    // A file of another user stays that user's where the system allows it.
+    // Keeps the owner where the system permits it; otherwise the file becomes the writer's.
     if (error == 0 && exists && ::fchown(file.get(), present.st_uid, present.st_gid) != 0) error = 0;
     const mode_t mode = exists ? present.st_mode & 0777 : S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
     if (error == 0 && ::fchmod(file.get(), mode) != 0) error = errno;
@@ -192,7 +192,7 @@ HRESULT RegistryFile::DropNeedlessStore() {
   if (SUCCEEDED(read)) read = ReadMachine(machine);
   if (FAILED(read)) return read;
   if (!IsPartOfRegistry(store, machine)) return S_FALSE;
-  // A link goes, and what it stands for stays: that is somebody's work.
+  // If the path is a symbolic link, only the link is removed; its target is somebody's own file.
   if (::unlink(path_.c_str()) == 0) return S_OK;
   return errno == ENOENT ? S_FALSE : Fail(errno, L"remove", path_);
 }
@@ -215,7 +215,7 @@ HRESULT RegistryFile::ReadForChange(const std::string& path, std::string& store)
   const int error = ReadRegularFile(path, com::kMaxRegistryBytes, store);
   if (error == ENOENT) return ReadMachine(store);
   if (error != 0) return Fail(error, L"read", path);
-  // Renaming would succeed where writing is not wanted.
+  // The rename below would succeed even on a file that must not be written.
   struct stat present = {};
   const bool exists = ::stat(path.c_str(), &present) == 0;
   if (exists &&

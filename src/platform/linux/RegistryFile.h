@@ -6,13 +6,12 @@
 
 namespace kellanseek::platform {
 
-/// The registry store in one text file (kellanseek/com/registry.h has its form). A change waits a few seconds
-/// for other writers, puts a whole new file in the place of the old one and keeps every line that it does not
-/// concern; the file's directory is made when it is not there. Nothing is removed from a file that is not
-/// there.
+/// A registry store in a text file (format: kellanseek/com/registry.h). A change waits a few seconds for
+/// other writers, replaces the file as a whole and keeps all unrelated lines. Writing creates the file and
+/// its directory if necessary; removing does not.
 class RegistryFile final : public RegistryStore {
  public:
-  /// `machine` names the file that this one takes the place of, and whose content it begins with; empty for
+  /// `machine` is the path of the store that this one replaces and starts as a copy of; empty if there is
   /// none.
   explicit RegistryFile(std::string path, std::string machine = {});
 
@@ -26,11 +25,11 @@ class RegistryFile final : public RegistryStore {
   std::wstring LastErrorText() override;
 
  private:
-  /// Replaces the store by what `edit` makes of it, while no other writer is at it; S_FALSE when it makes
+  /// Replaces the store by the result of `edit`, under the writers' lock. Returns S_FALSE if `edit` returns
   /// nothing.
   template <typename Edit>
   HRESULT Change(Edit edit);
-  /// The same for what `edit` makes of the store and the UTF-8 of a key; S_FALSE also when there is no store.
+  /// The same for an `edit` of the store and a key in UTF-8. Also returns S_FALSE if there is no store.
   template <typename Edit>
   HRESULT ChangeTree(const std::wstring& key, Edit edit);
   HRESULT ReadForChange(const std::string& path, std::string& store);

@@ -20,9 +20,9 @@ bool MayWrite(const std::string& path) {
   return errno == ENOENT && (::geteuid() == 0 || Writable(path.substr(0, path.rfind('/'))));
 }
 
-/// Where a change of this process's store goes. That is where it is read from, except that a user who may not
-/// write the machine's store gets one of their own, which from then on takes its place and so begins as its
-/// copy.
+/// The store that receives this process's changes: the one it reads, except that a user who may not write the
+/// machine's store gets a store of their own. That store replaces the machine's from then on, so it begins as
+/// a copy of it.
 RegistryFile StoreForChange() {
   const std::string path = com::RegistryStorePath();
   const char* const home = ::secure_getenv("HOME");

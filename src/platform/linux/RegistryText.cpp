@@ -19,10 +19,10 @@ struct Line {
   enum class Kind { Header, Value, Blank, Other };
 
   Kind kind = Kind::Other;
-  std::string_view whole;  ///< With its end.
-  std::string_view text;   ///< Without.
-  std::string_view key;    ///< The section it is in or begins; empty for none.
-  std::string_view name;   ///< Of a value.
+  std::string_view whole;  ///< With its line end.
+  std::string_view text;   ///< Without its line end.
+  std::string_view key;    ///< The section it belongs to or begins; empty if none.
+  std::string_view name;   ///< The name, if the line sets a value.
 };
 
 Line Classify(std::string_view text, std::string_view section) {
@@ -43,7 +43,7 @@ Line Classify(std::string_view text, std::string_view section) {
   return line;
 }
 
-/// The lines of a store that does not begin with a byte order mark.
+/// Splits a store without a byte order mark into classified lines.
 std::vector<Line> Lines(std::string_view store) {
   std::vector<Line> lines;
   std::string_view section;
@@ -88,13 +88,13 @@ std::string Folded(std::string_view text) {
   return folded;
 }
 
-/// The values that count, of a key with its subkeys or, without a key, all.
+/// The effective values below a key and its subkeys, or of the whole store if `tree` is empty.
 std::map<std::pair<std::string, std::string>, Value> Values(std::string_view store,
                                                             std::string_view tree = {}) {
   std::map<std::pair<std::string, std::string>, Value> values;
   TakeByteOrderMark(store);
   for (const Line& line : Lines(store)) {
-    // A value without a name is none that is ever found.
+    // A value with an empty name cannot be looked up.
     if (line.kind != Line::Kind::Value || line.key.empty() || line.name.empty()) continue;
     if (!tree.empty() && !InTree(line.key, tree)) continue;
     values[{Folded(line.key), Folded(line.name)}] = {line.key, line.name,
@@ -160,7 +160,7 @@ std::optional<std::string> WithoutRegistryTree(std::string_view store, std::stri
     result.append(line.whole);
   }
   if (!found) return std::nullopt;
-  // A mark inside the text has no meaning, and gets none by becoming the first thing in it.
+  // A byte order mark inside the text is meaningless and must not become one by moving to the front.
   if (!store.starts_with(kByteOrderMark) && result.starts_with(kByteOrderMark)) return "\n" + result;
   return result;
 }

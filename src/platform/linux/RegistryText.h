@@ -6,25 +6,25 @@
 
 namespace kellanseek::platform {
 
-/// The text of a registry store (kellanseek/com/registry.h has its form) with one value set. Every other line
-/// stays as it is. `key`, `name` and `value` are UTF-8 that IsRegistryKey(), IsRegistryName() and
-/// IsRegistryValue() accept; an empty name is the key's default value.
+/// Returns the text of a registry store (format: kellanseek/com/registry.h) with one value set and all other
+/// lines unchanged. `key`, `name` and `value` must be UTF-8 accepted by IsRegistryKey(), IsRegistryName() and
+/// IsRegistryValue(); an empty name is the key's default value.
 std::string WithRegistryValue(std::string_view store, std::string_view key, std::string_view name,
                               std::string_view value);
 
-/// The text without a key, its values and its subkeys; comments and lines of no meaning stay. None when the
-/// key is not there.
+/// Returns the text without a key, its values and its subkeys; comments and meaningless lines stay. Returns
+/// nullopt if the key does not exist.
 std::optional<std::string> WithoutRegistryTree(std::string_view store, std::string_view key);
 
-/// The text in which a key, with its subkeys, has the values that it has in another store. None when the key
-/// is not there.
+/// Returns the text with the values of a key and its subkeys taken from another store. Returns nullopt if the
+/// key does not exist.
 std::optional<std::string> WithRegistryTreeOf(std::string_view store, std::string_view other,
                                               std::string_view key);
 
-/// Whether every value and every comment of a store is in another one too.
+/// Whether every value and every comment of `store` also occurs in `other`.
 bool IsPartOfRegistry(std::string_view store, std::string_view other);
 
-/// Whether a text can stand in a store and be read back as it is.
+/// Whether a store can hold the text and return it unchanged.
 bool IsRegistryKey(std::string_view key);
 bool IsRegistryName(std::string_view name);
 bool IsRegistryValue(std::string_view value);

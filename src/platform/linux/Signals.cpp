@@ -25,8 +25,8 @@ sigset_t EndingSignals() {
 
 }  // namespace
 
-/// The signals are blocked in every thread and read from a descriptor instead, so that no code of the program
-/// runs inside a signal handler.
+/// The signals are blocked in every thread and read from a descriptor, so that no code of the program runs
+/// inside a signal handler.
 struct StopSignals::Native {
   explicit Native(Event& stopEvent) : stop(stopEvent) {
     const sigset_t signals = EndingSignals();
@@ -39,7 +39,7 @@ struct StopSignals::Native {
       error = thread.Start("signals", [this] { Listen(); });
     }
     if (!error) return;
-    // Nobody would listen to them.
+    // Without a reader, the program could no longer be ended by these signals.
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     throw std::system_error(error, "cannot listen to signals");
   }

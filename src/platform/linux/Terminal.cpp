@@ -24,7 +24,7 @@ void UseUtf8Output() {}
 void ReserveClosedStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(stream, F_GETFD) >= 0) continue;
-    // A new descriptor gets the lowest free number, which is this one.
+    // A new descriptor gets the lowest free number, which is that of the stream.
     if (::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0) return;
   }
 }

@@ -21,7 +21,7 @@
 namespace kellanseek::platform {
 namespace {
 
-/// The kernel's sched_attr in its first version; the C library does not declare it.
+/// The first version of the kernel's sched_attr, which the C library does not declare.
 struct SchedulingAttributes {
   std::uint32_t size = sizeof(SchedulingAttributes);
   std::uint32_t policy = 0;
@@ -33,7 +33,7 @@ struct SchedulingAttributes {
   std::uint64_t period = 0;
 };
 
-/// A thread that asks for short turns gets them sooner (Linux 6.12 and later; others ignore it).
+/// Requests short time slices, which the scheduler grants sooner (Linux 6.12 and later; ignored before).
 void AskForShortTurns() {
   constexpr std::uint64_t kShortestTurn = 100'000;  // ns
   SchedulingAttributes attributes;
@@ -50,7 +50,7 @@ void Apply(ThreadUrgency urgency) {
   }
 }
 
-/// Membership of the multithreaded apartment for the life of a scope.
+/// Keeps the calling thread in the multithreaded apartment for the lifetime of a scope.
 class MultithreadedApartment {
  public:
   MultithreadedApartment() { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
@@ -67,15 +67,15 @@ void Run(const std::string& name, ThreadUrgency urgency, const std::function<voi
   try {
     body();
   } catch (const abi::__forced_unwind&) {
-    throw;  // The thread ends here and now, and the C library does not let anybody keep it.
+    throw;  // The end of the thread; the C library aborts if it is swallowed.
   } catch (...) {
-    // The process is our client's: a body that fails ends its thread, not the process.
+    // The process is the client's: a failing body may end its thread only.
   }
 }
 
-/// While it lives, threads are started with all signals blocked, so that none of the application's handlers
-/// ever runs on a thread that the application does not know of. Signals of faults stay as they are: the
-/// kernel delivers them to the thread at fault whatever it blocks, and a crash handler must see them.
+/// Blocks all signals in threads started during its lifetime, so that none of the application's handlers runs
+/// on a thread unknown to it. Signals of faults stay unblocked: the kernel delivers them to the faulting
+/// thread regardless, and a crash handler must see them.
 class SignalsBlockedAtStart {
  public:
   SignalsBlockedAtStart() {
@@ -92,8 +92,8 @@ class SignalsBlockedAtStart {
   sigset_t before_{};
 };
 
-/// Nobody waits for a detached thread, so nobody can tell when it has left the code of this module: from now
-/// on the module stays.
+/// A detached thread is never joined, so the module must stay loaded: its unloading could pull the code from
+/// under the thread.
 void KeepModuleLoaded() {
   Dl_info info{};
   if (dladdr(reinterpret_cast<const void*>(&KeepModuleLoaded), &info) == 0 || info.dli_fname == nullptr)

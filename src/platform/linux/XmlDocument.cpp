@@ -46,7 +46,7 @@ std::wstring QualifiedName(const xmlNode& node) {
   return name + FromUtf8(Bytes(node.name));
 }
 
-/// What went wrong first while a document was read; the library's context carries a pointer to it.
+/// The first problem found while a document is parsed. The library's context points to it.
 struct ParseTrouble {
   bool stopped = false;
   std::wstring text;
@@ -63,12 +63,12 @@ void Stop(void* context, const wchar_t* why) {
   xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
 }
 
-/// Entities are of no use in these files, and are how a small file becomes a large one.
+/// These files have no use for entities, and entities can make a small file expand into a huge document.
 void RefuseEntity(void* context, const xmlChar*, int, const xmlChar*, const xmlChar*, xmlChar*) {
   Stop(context, L"The file declares entities, which are not allowed.");
 }
 
-/// The library has no limit on depth when it has none on size.
+/// Limits the depth, because the library's own limit goes away together with its limit on size.
 void StartElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
                   int namespaceCount, const xmlChar** namespaces, int attributeCount, int defaultedCount,
                   const xmlChar** attributes) {
@@ -158,7 +158,7 @@ class LibxmlDocument final : public XmlDocument {
   HRESULT DeclaredEncoding(std::wstring& encoding, EncodingStep& failedAt) override {
     failedAt = EncodingStep::FirstChild;
     if (!tree_) return E_FAIL;
-    // What the library says of "standalone" is -1 exactly when the document has no declaration.
+    // The library sets "standalone" to -1 only if the document has no declaration.
     if (tree_->standalone == -1) return S_FALSE;
     failedAt = EncodingStep::EncodingAttribute;
     if (tree_->encoding == nullptr) return S_FALSE;

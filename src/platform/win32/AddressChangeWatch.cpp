@@ -17,8 +17,8 @@ namespace {
 
 constexpr DWORD kCancelMilliseconds = 1000;
 
-/// A request for word of the next change, made of the IP helper. While it is outstanding the system may write
-/// to it at any time, so it must not move and must not go.
+/// A pending IP helper notification of the next address change. The system may write to the object at any
+/// time while it is pending, so it must neither move nor be destroyed.
 class ChangeRequest {
  public:
   ChangeRequest() : changed_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
@@ -26,7 +26,7 @@ class ChangeRequest {
   bool Usable() const { return static_cast<bool>(changed_); }
   HANDLE Changed() const { return changed_.get(); }
 
-  /// A refused request may be made again; until then it tells of nothing.
+  /// Requests a notification. If the system refuses, nothing is reported until the next call.
   void Ask() {
     ResetEvent(changed_.get());
     overlapped_ = {};
@@ -37,7 +37,7 @@ class ChangeRequest {
   }
   bool Outstanding() const { return outstanding_; }
 
-  /// False when the system does not let go of it.
+  /// Returns false if the system does not release the request.
   bool Cancel() {
     if (!outstanding_) return true;
     const bool cancelled = CancelIPChangeNotify(&overlapped_) != FALSE;
@@ -51,7 +51,7 @@ class ChangeRequest {
   bool outstanding_ = false;
 };
 
-/// The same request, made of Winsock.
+/// The same notification from Winsock.
 class ListChangeRequest {
  public:
   ListChangeRequest() : changed_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
@@ -80,7 +80,7 @@ class ListChangeRequest {
   }
   bool Outstanding() const { return outstanding_; }
 
-  /// False when the system does not let go of it.
+  /// Returns false if the system does not release the request.
   bool Cancel() {
     if (!outstanding_) return true;
     CancelIoEx(reinterpret_cast<HANDLE>(socket_), &overlapped_);
@@ -97,15 +97,15 @@ class ListChangeRequest {
   bool outstanding_ = false;
 };
 
-/// Requests that the system did not let go of. Each serves the next watch, so that there are never more of
-/// them than there were watches at a time.
+/// Requests that the system did not release. Later watches reuse them, so their number never exceeds that of
+/// the watches alive at one time.
 class KeptRequests {
  public:
   void Put(std::unique_ptr<ChangeRequest> request) {
     const MutexLock lock(mutex_);
     requests_.push_back(std::move(request));
   }
-  /// Null when there is none.
+  /// Null if there is none.
   std::unique_ptr<ChangeRequest> Take() {
     const MutexLock lock(mutex_);
     if (requests_.empty()) return nullptr;
@@ -119,16 +119,16 @@ class KeptRequests {
   std::vector<std::unique_ptr<ChangeRequest>> requests_ GUARDED_BY(mutex_);
 };
 
-/// Outlives the module: the system may still write to what is in it.
+/// Never destroyed: the system may still write to the kept requests after the module has been unloaded.
 KeptRequests& ProcessKeptRequests() {
   static auto* const kept = new KeptRequests;
   return *kept;
 }
 
-/// Both the IP helper and Winsock are asked: there are systems on which only one of them ever answers. A
-/// request is renewed as soon as it has ended, so that what happens until the next wait ends that wait. The
-/// system gives up requests of a thread that ends, as that of the maker may; the event is set then, which
-/// counts as a notice, and the waiting thread asks again.
+/// Uses both the IP helper and Winsock, because on some systems only one of them ever answers. A request is
+/// renewed as soon as it completes, so a change between two waits ends the next one. The system cancels the
+/// requests of a thread that ends, possibly the creator's; that sets the event, counts as a notice, and the
+/// waiting thread renews the request.
 class SystemWatch final : public AddressChangeWatch {
  public:
   explicit SystemWatch(std::unique_ptr<ChangeRequest> request)
@@ -158,7 +158,7 @@ class SystemWatch final : public AddressChangeWatch {
   }
 
  private:
-  /// What was refused.
+  /// Renews the requests that are not pending.
   void AskAgain() {
     if (!request_->Outstanding()) request_->Ask();
     if (listRequest_->Usable() && !listRequest_->Outstanding()) listRequest_->Ask();

@@ -6,8 +6,8 @@
 
 namespace kellanseek::platform {
 
-/// Makes the calling thread a member of the multithreaded COM apartment for the life of a scope. A thread
-/// that has joined a single-threaded one stays there, which serves as well.
+/// Keeps the calling thread in the multithreaded COM apartment for the lifetime of a scope. A thread that is
+/// already in a single-threaded apartment stays there, which serves as well.
 class MultithreadedApartment {
  public:
   MultithreadedApartment() : joined_(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}

@@ -12,7 +12,8 @@ constexpr std::size_t kUsualKey = 256;
 
 int Length(std::size_t size) { return static_cast<int>(size); }
 
-/// Converts into at least `narrow.size()` characters, which always suffice; gives the number written.
+/// Converts into a buffer of at least `narrow.size()` characters, which always suffices. Returns the number
+/// written.
 std::size_t Widen(std::string_view narrow, wchar_t* wide) {
   if (narrow.empty()) return 0;
   const int written = MultiByteToWideChar(CP_THREAD_ACP, 0, narrow.data(), Length(narrow.size()), wide,
@@ -20,8 +21,8 @@ std::size_t Widen(std::string_view narrow, wchar_t* wide) {
   return static_cast<std::size_t>(std::max(written, 0));
 }
 
-/// A null `narrow` asks for the size. The flag and the default character are refused by the few code pages
-/// that can hold every character.
+/// With `narrow` null, returns the size needed. Code pages that can encode every character refuse the flag
+/// and the default character, hence the second call.
 int Narrow(std::wstring_view wide, char* narrow, int capacity) {
   const int exact = WideCharToMultiByte(CP_THREAD_ACP, WC_NO_BEST_FIT_CHARS, wide.data(), Length(wide.size()),
                                         narrow, capacity, "?", nullptr);
@@ -30,7 +31,7 @@ int Narrow(std::wstring_view wide, char* narrow, int capacity) {
                              nullptr);
 }
 
-/// The user's sort key of a text, as it lies in memory.
+/// Stores the sort key of a text under the user's locale, a byte string, in `key`.
 int SortKey(std::wstring_view text, wchar_t* key, std::size_t capacity) {
   return LCMapStringW(LOCALE_USER_DEFAULT, LCMAP_SORTKEY, text.data(), Length(text.size()), key,
                       Length(capacity * sizeof(wchar_t)));
@@ -67,7 +68,7 @@ bool LocaleEqual(std::wstring_view left, std::wstring_view right) {
 
 std::wstring_view LocaleKey(std::wstring_view text, std::wstring& storage) {
   if (text.empty()) return text;
-  // Most names fit at the first try; the system says how much the others need.
+  // Most names fit the first buffer; for others the system returns the size needed.
   storage.assign(kUsualKey, L'\0');
   int bytes = SortKey(text, storage.data(), storage.size());
   if (bytes == 0) {

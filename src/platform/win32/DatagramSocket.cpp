@@ -3,7 +3,7 @@
 namespace kellanseek::platform {
 
 SOCKET MakeDatagramSocket() {
-  // Systems before Windows 7 SP1 know no sockets that are not inherited from the beginning.
+  // Systems before Windows 7 SP1 cannot create a socket that is not inherited.
   constexpr DWORD kNoHandleInherit = 0x80;
   constexpr DWORD kPlain = WSA_FLAG_OVERLAPPED;
   const SOCKET made = WSASocketW(AF_INET, SOCK_DGRAM, 0, nullptr, 0, kPlain | kNoHandleInherit);

@@ -4,9 +4,8 @@
 
 namespace kellanseek::platform {
 
-/// A new IPv4 datagram socket, for overlapped use too, that programs started by this process do not inherit:
-/// they would keep its port. INVALID_SOCKET, with the reason in WSAGetLastError(), when there is none to be
-/// had.
+/// Creates an IPv4 datagram socket that supports overlapped calls. It is not inherited by child processes,
+/// which would keep its port in use. On failure returns INVALID_SOCKET, with the reason in WSAGetLastError().
 SOCKET MakeDatagramSocket();
 
 }  // namespace kellanseek::platform

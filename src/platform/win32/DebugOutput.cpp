@@ -18,8 +18,8 @@ UniqueHandle StandardError() {
              : UniqueHandle();
 }
 
-/// The system's own channel: a debugger, or a viewer that may be opened at any time. What KELLANSEEK_TRACE
-/// names gets a copy.
+/// The system's debugger output, which a viewer may be reading at any time, and a copy to the sink that
+/// KELLANSEEK_TRACE selects.
 class SystemDebugOutput final : public DebugOutput {
  public:
   SystemDebugOutput() {

@@ -1,6 +1,5 @@
 #include "platform/win32/System.h"
 
-// The module keeps no state of its own, so attaching and detaching have nothing to set up or take down.
-// Threads of the client are told of all the same: the run-time libraries linked into the module free what
-// they keep for them.
+// The module has no state to set up or tear down. Thread notifications stay on, because the run-time
+// libraries linked into it use them to free their per-thread data.
 extern "C" BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD /*reason*/, void* /*reserved*/) { return TRUE; }

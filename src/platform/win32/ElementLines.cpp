@@ -8,7 +8,7 @@ namespace kellanseek::platform {
 
 namespace {
 
-/// In encodings of two bytes what is looked for here stands between NULs.
+/// In two-byte encodings the ASCII characters of the markup alternate with NULs.
 std::string WithoutNuls(std::string_view document) {
   std::string text;
   text.reserve(document.size());
@@ -17,7 +17,7 @@ std::string WithoutNuls(std::string_view document) {
   return text;
 }
 
-/// The end of a start tag; a ">" between quotes does not end it.
+/// The end of a start tag. A ">" inside quotes does not end it.
 std::size_t EndOfStartTag(std::string_view markup) {
   char quote = '\0';
   for (std::size_t at = 0; at < markup.size(); ++at) {
@@ -38,7 +38,7 @@ std::size_t EndAfter(std::string_view markup, std::string_view terminator) {
   return found == std::string_view::npos ? markup.size() : found + terminator.size();
 }
 
-/// The length of what begins with the "<" at the front.
+/// The length of the markup that begins with the "<" at the front.
 std::size_t MarkupLength(std::string_view markup) {
   if (markup.starts_with("<!--")) return EndAfter(markup, "-->");
   if (markup.starts_with("<![CDATA[")) return EndAfter(markup, "]]>");

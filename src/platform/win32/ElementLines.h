@@ -6,20 +6,20 @@
 
 namespace kellanseek::platform {
 
-/// The lines on which the elements of a well-formed document begin, in the shape of its tree: the XML library
-/// of the system keeps none.
+/// The starting lines of the elements of a well-formed document, as a tree of the same shape. The system's
+/// XML library does not record them.
 class ElementLines {
  public:
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   static constexpr std::size_t kRoot = 0;
 
-  /// Knows nothing; every line is 0.
+  /// Without a document every line is 0.
   ElementLines() = default;
   explicit ElementLines(std::string_view document);
 
-  /// How deep the elements are nested; 1 for a document of nothing but its root.
+  /// Nesting depth of the elements; 1 if there is only the root.
   std::size_t Depth() const { return depth_; }
-  /// Counted from 1; 0 for an element that is not known.
+  /// Counted from 1; 0 for an unknown element.
   std::size_t LineOf(std::size_t element) const { return Known(element) ? elements_[element].line : 0; }
   std::size_t FirstChild(std::size_t element) const {
     return Known(element) ? elements_[element].firstChild : kNone;

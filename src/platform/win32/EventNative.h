@@ -8,10 +8,10 @@
 
 namespace kellanseek::platform {
 
-/// Something that sleeps where the event's handle cannot be waited for, and is to be shaken awake by Set().
+/// A sleeper that cannot wait for the event's handle and must be woken by Set().
 class Waker {
  public:
-  /// Called on the thread that sets the event; must not block.
+  /// Called by the thread that sets the event. Must not block.
   virtual void Wake() = 0;
 
  protected:
@@ -30,8 +30,8 @@ struct Event::Native {
   std::vector<Waker*> wakers GUARDED_BY(lock);
 };
 
-/// Keeps a waker attached to an event for the life of a scope. Test the event after this has been made: from
-/// then on no Set() goes unnoticed.
+/// Keeps a waker attached to an event for the lifetime of a scope. Test the event after construction: every
+/// later Set() calls the waker.
 class AttachedWaker {
  public:
   AttachedWaker(Event& event, Waker& waker) : event_(event), waker_(waker) { event_.native().Attach(waker_); }

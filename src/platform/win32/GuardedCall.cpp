@@ -14,7 +14,7 @@ struct Guarded {
   bool thrown;
 };
 
-/// The compiler's own exceptions end here; what is left is for the system's way of handling them.
+/// Catches this compiler's own exceptions and leaves the others to the system's structured handling.
 void CatchOwn(void* argument) {
   auto& guarded = *static_cast<Guarded*>(argument);
   try {
@@ -29,7 +29,7 @@ void CatchOwn(void* argument) {
 bool CallGuarded(void (*call)(void*), void* argument) {
   Guarded guarded = {call, argument, false};
   const unsigned long code = KelStructuredCall(&CatchOwn, &guarded);
-  // The page that guards the end of the stack is spent; without it the next overflow would end the process.
+  // Restores the guard page of the stack; without it the next overflow would end the process.
   if (code == EXCEPTION_STACK_OVERFLOW) _resetstkoflw();
   return code == 0 && !guarded.thrown;
 }

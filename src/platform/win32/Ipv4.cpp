@@ -1,7 +1,7 @@
 #include "platform/Ipv4.h"
 
 #ifndef _WINSOCK_DEPRECATED_NO_WARNINGS
-#define _WINSOCK_DEPRECATED_NO_WARNINGS  // inet_addr is wanted for the forms that its successors refuse.
+#define _WINSOCK_DEPRECATED_NO_WARNINGS  // inet_addr accepts forms of an address that its successors refuse.
 #endif
 #include "platform/CodePage.h"
 #include "platform/win32/System.h"
@@ -22,7 +22,7 @@ Text Dotted(Ipv4 address, Text dot, ToText toText) {
 }  // namespace
 
 Ipv4 ParseIpv4(std::string_view text) {
-  // The system takes an empty or blank text for 0.0.0.0, and stops at a NUL or a blank after the address.
+  // inet_addr takes empty or blank text for 0.0.0.0 and stops at a NUL or a blank after the address.
   if (text.find_first_not_of("0123456789abcdefABCDEFxX.") != std::string_view::npos || text.empty()) {
     return kNoAddress;
   }

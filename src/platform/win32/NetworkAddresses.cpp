@@ -11,15 +11,15 @@ namespace kellanseek::platform {
 
 namespace {
 
-/// The address table as the system lays it out, in a buffer that fits it.
+/// The address table in the system's layout, in a buffer of the right size.
 class AddressTable {
  public:
-  /// The system's result code; an empty table when the system has nothing to list.
+  /// Returns the system's result code. The table is empty if the system lists no address.
   DWORD Load() {
     ULONG size = 0;
     DWORD result = GetIpAddrTable(nullptr, &size, FALSE);
     if (size == 0) return NO_ERROR;
-    // The table may grow between the two calls.
+    // The table may have grown since its size was read.
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
       words_.assign(size / sizeof(DWORD) + 1, 0);
       result = GetIpAddrTable(Table(), &size, FALSE);

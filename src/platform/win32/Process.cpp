@@ -8,8 +8,8 @@ namespace {
 
 constexpr DWORD kQueryAndRead = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;
 
-/// An exit code of its own may equal STILL_ACTIVE, so where the rights allow it the process object is asked
-/// too.
+/// A process may have exited with the code STILL_ACTIVE, so the process object is tested too where the rights
+/// allow.
 bool HasEnded(HANDLE process, DWORD processId) {
   DWORD exitCode = 0;
   if (GetExitCodeProcess(process, &exitCode) == FALSE) return false;

@@ -23,12 +23,12 @@ struct Root {
   std::wstring_view name;
   HKEY key;
   REGSAM view;
-  std::wstring_view under = {};  ///< Where below the key it stands; empty, or with a separator at its end.
+  std::wstring_view under = {};  ///< Path below `key`; empty, or with a separator at its end.
 };
 
-/// The machine's settings are shared by programs of both sizes and lie in the 32-bit view. Classes are not: a
-/// module serves programs of its own size, and is registered where those look. What the system shows as
-/// HKEY_CLASSES_ROOT has the user's classes in it too, which hide the machine's; written are the machine's.
+/// The machine's settings are shared by programs of both word sizes and lie in the 32-bit view. Classes are
+/// not: a module serves programs of its own size and is registered for them alone. HKEY_CLASSES_ROOT also
+/// shows the user's classes, which hide the machine's, so it stands for the machine's classes here.
 const std::array<Root, 4>& Roots() {
   static const std::array<Root, 4> roots = {
       {{L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY},
@@ -38,7 +38,7 @@ const std::array<Root, 4>& Roots() {
   return roots;
 }
 
-/// A full key name, taken apart.
+/// A full key path, split into its root and the rest.
 struct KeyPath {
   const Root* root = nullptr;
   std::wstring subkey;
@@ -94,7 +94,7 @@ class SystemRegistry final : public RegistryStore {
     if (const LSTATUS status = open.Open(Parse(key), KEY_QUERY_VALUE); status != ERROR_SUCCESS) {
       return Outcome(status);
     }
-    // The type is not looked at; a value that was stored without its end is ended by the zeroed buffer.
+    // The type is ignored. The zeroed buffer terminates a value stored without its NUL.
     std::vector<wchar_t> text(maxLength + 2, L'\0');
     DWORD bytes = static_cast<DWORD>((maxLength + 1) * sizeof(wchar_t));
     const LSTATUS status = RegQueryValueExW(open.get(), name.c_str(), nullptr, nullptr,
@@ -142,7 +142,7 @@ class SystemRegistry final : public RegistryStore {
   std::wstring LastErrorText() override { return SystemMessage(static_cast<DWORD>(lastError)); }
 
  private:
-  /// For a write nothing is merely "not there".
+  /// Turns "not found" into a failure: a write has no such outcome.
   static HRESULT Failure(LSTATUS status) {
     const HRESULT result = Outcome(status);
     if (result != S_FALSE) return result;

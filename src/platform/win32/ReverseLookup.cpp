@@ -1,7 +1,7 @@
 #include "platform/ReverseLookup.h"
 
 #ifndef _WINSOCK_DEPRECATED_NO_WARNINGS
-#define _WINSOCK_DEPRECATED_NO_WARNINGS  // gethostbyaddr also asks the local network's own name services.
+#define _WINSOCK_DEPRECATED_NO_WARNINGS  // gethostbyaddr also uses the name services of the local network.
 #endif
 #include "platform/win32/System.h"
 

@@ -7,21 +7,21 @@ namespace kellanseek::platform {
 
 namespace {
 
-/// The system calls the handler without a context, so what it works on has to stand here.
-Mutex theMutex;
-Event* theStop GUARDED_BY(theMutex) = nullptr;
+/// Global, because the system passes no context to the handler.
+Mutex stopMutex;
+Event* stopEvent GUARDED_BY(stopMutex) = nullptr;
 
-bool AskToStop() {
-  const MutexLock lock(theMutex);
-  if (theStop == nullptr || theStop->TryWait()) return false;
-  theStop->Set();
+bool RequestStop() {
+  const MutexLock lock(stopMutex);
+  if (stopEvent == nullptr || stopEvent->TryWait()) return false;
+  stopEvent->Set();
   return true;
 }
 
 BOOL WINAPI Handle(DWORD request) {
-  if (!AskToStop()) return FALSE;
-  // The end of the console, or of the session, ends the program as soon as this returns; it gets about five
-  // seconds.
+  if (!RequestStop()) return FALSE;
+  // When the console closes or the session ends, the system ends the program as soon as the handler returns,
+  // or after about five seconds. So wait here to let the program finish.
   constexpr DWORD kLongerThanGranted = 10000;
   if (request != CTRL_C_EVENT && request != CTRL_BREAK_EVENT) Sleep(kLongerThanGranted);
   return TRUE;
@@ -31,14 +31,14 @@ BOOL WINAPI Handle(DWORD request) {
 
 struct StopSignals::Native {
   explicit Native(Event& stop) {
-    const MutexLock lock(theMutex);
-    theStop = &stop;
+    const MutexLock lock(stopMutex);
+    stopEvent = &stop;
     SetConsoleCtrlHandler(&Handle, TRUE);
   }
   ~Native() {
     SetConsoleCtrlHandler(&Handle, FALSE);
-    const MutexLock lock(theMutex);
-    theStop = nullptr;
+    const MutexLock lock(stopMutex);
+    stopEvent = nullptr;
   }
 };
 

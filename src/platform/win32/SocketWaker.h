@@ -4,8 +4,8 @@
 
 namespace kellanseek::platform {
 
-/// A datagram socket connected to itself on the loopback: put into a set that is waited for with select, it
-/// ends the wait when Wake() is called. Where the system refuses it, waits run to their time-out instead.
+/// A loopback datagram socket connected to itself. Wake() makes it readable and so ends a select that
+/// includes it. If the system refuses the socket, waits run to their time-out.
 class SocketWaker final : public Waker {
  public:
   SocketWaker();
@@ -17,7 +17,7 @@ class SocketWaker final : public Waker {
 
   bool Usable() const { return socket_ != INVALID_SOCKET; }
   SOCKET Socket() const { return socket_; }
-  /// Takes off what past calls of Wake() have left.
+  /// Discards the datagrams of past Wake() calls.
   void Drain();
 
  private:

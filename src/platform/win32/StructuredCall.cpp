@@ -16,7 +16,7 @@ extern "C" unsigned long KelStructuredCall(void (*call)(void*), void* argument) 
 
 #elif defined(__x86_64__)
 
-// GCC has no words for structured exceptions; its assembler can name the handler of a function.
+// GCC has no syntax for structured exceptions, but its assembler can name a function's handler.
 asm(R"(
     .text
     .globl KelStructuredCall
@@ -45,8 +45,8 @@ KelStructuredCallEnd:
 
 extern "C" void KelStructuredCallEnd();
 
-// Unwinds to the end of the call with the exception's code as its result. The second time it is called for an
-// exception is while it unwinds.
+// Unwinds to the end of the call, which then returns the exception's code. While unwinding, the system calls
+// the handler again; that call does nothing.
 extern "C" EXCEPTION_DISPOSITION KelStructuredCallHandler(EXCEPTION_RECORD* record, void* frame,
                                                           CONTEXT* /*context*/,
                                                           DISPATCHER_CONTEXT* dispatcher) {
@@ -61,7 +61,8 @@ extern "C" EXCEPTION_DISPOSITION KelStructuredCallHandler(EXCEPTION_RECORD* reco
 
 #elif defined(__i386__)
 
-// A registration of the handler on the stack: previous, handler, and the frame pointer for the way back.
+// Registers the handler on the stack: the previous registration, the handler, and the frame pointer to return
+// to.
 asm(R"(
     .text
     .globl _KelStructuredCall

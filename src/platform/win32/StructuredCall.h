@@ -1,5 +1,5 @@
 #pragma once
 
-/// Calls `call(argument)`: 0, or the code of the structured exception that came out of it (1 for one whose
-/// code is 0). A function with a plain name, since for some compilers it is written in assembler.
+/// Calls `call(argument)`. Returns 0, or the code of the structured exception that ended the call (1 if that
+/// code is 0). Has C linkage because some compilers need it written in assembler.
 extern "C" unsigned long KelStructuredCall(void (*call)(void*), void* argument);

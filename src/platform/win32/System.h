@@ -1,7 +1,7 @@
 #pragma once
 
-// The Windows headers in the one order that works, and the owners of what they hand out. For this folder
-// only.
+// Includes the Windows headers in the one order that works and defines RAII owners for their handles. For use
+// in this folder only.
 
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN
@@ -17,7 +17,7 @@
 
 namespace kellanseek::platform {
 
-/// Owns one kernel object handle; null and INVALID_HANDLE_VALUE both stand for "none".
+/// Owns a kernel object handle. Null and INVALID_HANDLE_VALUE both stand for none.
 class UniqueHandle {
  public:
   UniqueHandle() = default;
@@ -43,19 +43,19 @@ class UniqueHandle {
   HANDLE handle_ = nullptr;
 };
 
-/// The system's words for one of its error codes, without the line end that it puts there.
+/// The system's message for an error code, without its line end.
 std::wstring SystemMessage(DWORD error);
 
-/// A variable of the environment; empty when it is not set.
+/// An environment variable; empty if it is not set.
 std::wstring EnvironmentText(const std::wstring& name);
 
-/// The address of an exported function of a loaded system module, for functions that older systems lack; null
-/// when it is not there.
+/// The address of an exported function of a loaded system module, or null. For functions that older systems
+/// lack.
 template <typename Function>
 Function* FindSystemFunction(const wchar_t* module, const char* name) {
   const HMODULE handle = GetModuleHandleW(module);
   if (handle == nullptr) return nullptr;
-  // By way of void*: a direct cast between function types of different signatures draws a warning.
+  // Through void*, because a direct cast between function types draws a warning.
   return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(handle, name)));
 }
 

@@ -17,7 +17,7 @@ bool OutputIsConsole(DWORD& mode) { return GetConsoleMode(GetStdHandle(STD_OUTPU
 }  // namespace
 
 std::vector<std::string> ArgumentsInUtf8(int /*count*/, const char* const* /*arguments*/) {
-  // What main() is given is in the ANSI code page, which need not hold what was typed.
+  // The arguments of main() are in the ANSI code page, which may lack characters of the command line.
   int count = 0;
   const std::unique_ptr<LPWSTR, decltype(&LocalFree)> wide(CommandLineToArgvW(GetCommandLineW(), &count),
                                                            &LocalFree);
@@ -40,7 +40,7 @@ void UseUtf8Output() {
   if (OutputIsConsole(mode)) SetConsoleOutputCP(CP_UTF8);
 }
 
-// A handle of a file is never taken for that of a stream.
+// A new file handle never takes the place of a standard stream's.
 void ReserveClosedStreams() {}
 
 bool OutputTakesColours() {

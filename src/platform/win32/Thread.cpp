@@ -15,7 +15,7 @@ namespace {
 
 void NameThisThread(const std::string& name) {
   using SetDescription = HRESULT WINAPI(HANDLE, PCWSTR);
-  // Windows 10 has it, older systems do not.
+  // Windows 10 and later.
   auto* const setDescription = FindSystemFunction<SetDescription>(L"kernel32.dll", "SetThreadDescription");
   if (setDescription == nullptr) return;
   const std::wstring wide(name.begin(), name.end());
@@ -23,12 +23,11 @@ void NameThisThread(const std::string& name) {
 }
 
 void Apply(ThreadUrgency urgency) {
-  // Background stays as it is: a thread of low priority may be kept waiting for seconds with a lock in its
-  // hand.
+  // Background is ignored: a low-priority thread that holds a lock may be starved for seconds.
   if (urgency == ThreadUrgency::Prompt) SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_ABOVE_NORMAL);
 }
 
-/// No exception ends a thread here.
+/// On this system no exception stands for the end of a thread.
 struct NoSuchEnd {};
 
 }  // namespace
@@ -50,9 +49,9 @@ std::error_code Thread::Start(const char* name, std::function<void()> body, Thre
       try {
         body();
       } catch (...) {
-        // The process is our client's: a body that fails ends its thread, not the process.
+        // The process is the client's: a failing body may end its thread only.
       }
-      body = nullptr;  // What the body holds goes while the apartment still stands.
+      body = nullptr;  // Destroys what the body captured while the thread is still in the apartment.
     });
   } catch (const std::system_error& error) {
     return error.code();
@@ -68,8 +67,8 @@ void Thread::Join() {
 
 void Thread::Detach() {
   if (!thread_.joinable()) return;
-  // Nobody waits for the thread any more, so its last instructions may run after the last object is gone. The
-  // module must not be unloaded under them; it stays loaded from here on.
+  // A detached thread is never joined, so its last instructions may run after the last object is gone. The
+  // module must stay loaded for them.
   HMODULE module = nullptr;
   GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
                      reinterpret_cast<LPCWSTR>(&NameThisThread), &module);

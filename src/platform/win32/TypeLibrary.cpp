@@ -13,7 +13,7 @@ namespace {
 
 constexpr const wchar_t* kOleAutomation = L"OLEAUT32.DLL";
 
-/// Without an index behind the path the system takes the first type library resource.
+/// A path without a resource index selects the first type library resource.
 HRESULT LoadModuleTypeLibrary(std::wstring& path, KelComPtr<ITypeLib>& library) {
   path = CurrentModulePath();
   return LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Put());
@@ -25,8 +25,8 @@ std::wstring Text(const GUID& guid) {
   return text.data();
 }
 
-/// The registration of one type library: its keys are shared by programs of both sizes, but for one with the
-/// file for each size, and the keys of the interfaces, which each size has for itself.
+/// The registration of one type library. Programs of both word sizes share its keys, except for the file name
+/// of each size and the keys of the interfaces, which exist once for each size.
 class TypeLibraryKeys {
  public:
   TypeLibraryKeys(bool perUser, const TLIBATTR& identity)
@@ -39,8 +39,8 @@ class TypeLibraryKeys {
     return SystemRegistryStore().Read(FileKey(!k64Bit), L"", kMaxPath, path) == S_OK;
   }
 
-  /// Removes what is this size's alone. The system's own function takes the other size's interfaces away,
-  /// too.
+  /// Removes the keys of this word size only. The system's own function would remove the other size's
+  /// interfaces too.
   HRESULT RemoveForThisSize(ITypeLib& library) const {
     HRESULT first = SystemRegistryStore().RemoveTree(FileKey(k64Bit));
     for (UINT index = 0; index < library.GetTypeInfoCount(); ++index) {
@@ -101,8 +101,8 @@ HRESULT UnregisterModuleTypeLibrary(bool perUser) {
   KelBstr registered;
   const bool known = SUCCEEDED(QueryPathOfRegTypeLib(identity.guid, identity.wMajorVerNum,
                                                      identity.wMinorVerNum, identity.lcid, registered.Put()));
-  // What a user has registered is hidden from programs with an administrator's rights; it is tried all the
-  // same.
+  // The system hides a user's registrations from programs with administrator rights, so the removal is
+  // attempted even if the library looks unregistered.
   if (!known && !perUser) return S_OK;
   using Unregister = HRESULT WINAPI(REFGUID, WORD, WORD, LCID, SYSKIND);
   Unregister* unregister = &UnRegisterTypeLib;

@@ -21,8 +21,8 @@ sockaddr_in SocketAddress(Ipv4 address, std::uint16_t port) {
   return result;
 }
 
-/// A bound socket receives the unicasts to its interface address and the broadcasts of that interface by the
-/// system's own rules.
+/// The system itself delivers to a bound socket the unicasts to its address and the broadcasts of its
+/// interface.
 class WinsockSocket final : public UdpSocket {
  public:
   explicit WinsockSocket(SOCKET socket) : socket_(socket) {}
@@ -66,7 +66,7 @@ class WinsockSocket final : public UdpSocket {
   SOCKET socket_;
 };
 
-/// A set for select of any size: its count, then the handles, laid out as the system's own fd_set.
+/// A set of any size for select: a count, then the handles, laid out like the system's fd_set.
 class SocketSet {
  public:
   explicit SocketSet(std::size_t capacity) { words_.reserve(capacity + 1); }
@@ -130,7 +130,7 @@ class SelectReceiver final : public DatagramReceiver {
   }
 
  private:
-  /// What select gives: the number of ready sockets, 0 when the time is over, or SOCKET_ERROR.
+  /// Returns the number of ready sockets, 0 after the time-out, or SOCKET_ERROR.
   int WaitUntilReady(std::chrono::milliseconds timeout) {
     ready_.Clear();
     for (const SOCKET socket : sockets_) ready_.Add(socket);
@@ -176,7 +176,7 @@ class WinsockNetwork final : public UdpNetwork {
   }
 
   void Cleanup() override {
-    // The library counts successful starts only; the clean-up that belongs to a failed one must not reach it.
+    // The library counts successful starts only, so the Cleanup() of a failed one must not reach it.
     int failed = failedStartups_.load();
     while (failed > 0) {
       if (failedStartups_.compare_exchange_weak(failed, failed - 1)) return;

@@ -13,16 +13,15 @@ namespace kellanseek::platform {
 
 namespace {
 
-// The interface's identifier, here because not every compiler has an import library for it.
+// Defined here because not every compiler has an import library with it.
 constexpr IID kDomDocument2 = {0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
 
-/// Deeper documents are refused; the older versions of the library have no limit.
+/// Limit on nesting. Older versions of the XML library have none.
 constexpr std::size_t kDeepestElement = 256;
 
 using NodePointer = KelComPtr<IXMLDOMNode>;
 
-/// The XML library answers S_FALSE with a null output for "not there"; a success without an object means the
-/// same.
+/// The XML library reports "not found" as S_FALSE with a null output, or as success without an object.
 template <typename Pointer>
 HRESULT FoundOrNot(HRESULT result, const Pointer& pointer) {
   if (FAILED(result)) return result;
@@ -36,14 +35,14 @@ HRESULT HasName(IXMLDOMNode& node, const std::wstring& name) {
   return nodeName.Text() == name ? S_OK : S_FALSE;
 }
 
-/// A node of the library, and which element it is among the lines.
+/// A node of the library and its index in the element lines.
 struct Located {
   NodePointer node;
   std::size_t element = ElementLines::kNone;
 };
 
-/// Calls `visit(child)` with each child element in document order until it gives something else than S_FALSE,
-/// and gives that; S_FALSE at the end.
+/// Calls `visit(child)` for each child element in document order until it returns something other than
+/// S_FALSE, and returns that; otherwise S_FALSE.
 template <typename Visit>
 HRESULT ForEachChildElement(const Located& parent, const ElementLines& lines, Visit visit) {
   Located child = {NodePointer(), lines.FirstChild(parent.element)};
@@ -65,7 +64,7 @@ HRESULT ForEachChildElement(const Located& parent, const ElementLines& lines, Vi
   return FAILED(result) ? result : S_FALSE;
 }
 
-/// The value of `name="value"` in the text of an XML declaration, which the parser has found well-formed.
+/// The value of `name="value"` in the text of an XML declaration known to be well-formed.
 HRESULT DeclaredValue(const std::wstring& declaration, const std::wstring& name, std::wstring& value) {
   const std::size_t found = declaration.find(name);
   if (found == std::wstring::npos) return S_FALSE;
@@ -79,7 +78,7 @@ HRESULT DeclaredValue(const std::wstring& declaration, const std::wstring& name,
 
 class MsxmlNode final : public XmlNode {
  public:
-  /// `lines` outlives the node.
+  /// `lines` must outlive the node.
   MsxmlNode(Located place, const ElementLines& lines) : place_(std::move(place)), lines_(lines) {}
 
   HRESULT SelectSingleNode(const std::wstring& name, std::unique_ptr<XmlNode>& child) override {
@@ -129,8 +128,8 @@ class MsxmlNode final : public XmlNode {
   const ElementLines& lines_;
 };
 
-/// Whether the bytes of a document could declare an entity: those are of no use in these files, and are how a
-/// small file becomes a large one. NULs are passed over, so that two-byte encodings are seen through.
+/// Whether the document may declare entities. These files have no use for them, and entities can make a small
+/// file expand into a huge document. Ignores NULs, so that two-byte encodings are covered.
 bool DeclaresEntities(std::string_view bytes) {
   constexpr std::string_view kDeclaration = "<!ENTITY";
   std::size_t matched = 0;
@@ -142,8 +141,8 @@ bool DeclaresEntities(std::string_view bytes) {
   return false;
 }
 
-/// Whether a document that begins with the mark of UTF-8 declares an encoding of another family. Not every
-/// version of the XML library minds.
+/// Whether a document with the UTF-8 byte order mark declares an encoding of another family. Some versions of
+/// the XML library accept that.
 bool ContradictsItsMark(std::string_view bytes) {
   constexpr std::string_view kMark = "\xEF\xBB\xBF";
   constexpr std::string_view kDeclaration = "<?xml";
@@ -155,7 +154,7 @@ bool ContradictsItsMark(std::string_view bytes) {
   return encoding.size() < 3 || CompareStringOrdinal(encoding.data(), 3, L"UTF", 3, TRUE) != CSTR_EQUAL;
 }
 
-/// The bytes of a file as the array that the XML library loads from.
+/// The bytes of a file in the array type that the XML library loads from.
 class FileBytes {
  public:
   FileBytes() { VariantInit(&bytes_); }
@@ -165,7 +164,7 @@ class FileBytes {
 
   const VARIANT& Array() const { return bytes_; }
 
-  /// What was read, for the life of this object.
+  /// The bytes read. Valid during the lifetime of this object.
   std::string_view Text() const {
     if (bytes_.vt != (VT_ARRAY | VT_UI1)) return {};
     return {static_cast<const char*>(bytes_.parray->pvData), bytes_.parray->rgsabound[0].cElements};
@@ -194,7 +193,7 @@ class FileBytes {
 
 class MsxmlDocument final : public XmlDocument {
  public:
-  /// Takes the newest XML library that is installed; none of them is needed at link time.
+  /// Creates a document with the newest installed XML library. The module links to none of them.
   HRESULT Create() {
     HRESULT result = E_FAIL;
     for (const wchar_t* progId : {L"Msxml2.DOMDocument.6.0", L"Msxml2.DOMDocument.3.0"}) {
@@ -255,8 +254,7 @@ class MsxmlDocument final : public XmlDocument {
     const std::wstring name = L"encoding";
     const KelBstr nameText(name);
     result = FoundOrNot(attributes->getNamedItem(nameText.Get(), attribute.Put()), attribute);
-    // Some implementations of the library list no attributes for the declaration; its text has them all the
-    // same.
+    // Some versions of the library list no attributes for the declaration, although its text has them.
     if (result == S_FALSE) return FromDeclarationText(*declaration, name, encoding);
     if (result != S_OK) return result;
     failedAt = EncodingStep::Text;
@@ -295,8 +293,8 @@ class MsxmlDocument final : public XmlDocument {
     return line == 0 ? text : L"line " + std::to_wstring(line) + L": " + text;
   }
 
-  /// The thread that creates a component need not have joined COM, as where the module is loaded by its path;
-  /// the XML library cannot do without.
+  /// The creating thread may not have initialised COM, for example if the module was loaded by its path; the
+  /// XML library needs it.
   MultithreadedApartment apartment_;
   KelComPtr<IXMLDOMDocument2> document_;
   ElementLines lines_;
