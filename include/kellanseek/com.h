@@ -1,22 +1,22 @@
 #pragma once
 
-// The COM base that the KelLanSeek component and its clients share.
+// The COM base types shared by the KelLanSeek component and its clients.
 //
-// On Windows this is the system's own: the headers below are included and nothing they have is added to. They
-// are included lean (WIN32_LEAN_AND_MEAN, NOMINMAX); a client that wants more of <windows.h> includes it
+// On Windows these are the system's own: the headers below are included and nothing is added to them. They
+// are included lean (WIN32_LEAN_AND_MEAN, NOMINMAX); a client that needs more of <windows.h> includes it
 // first.
 //
-// Elsewhere the parts under kellanseek/com/ give the same names with the same meaning, as far as an
-// in-process component needs them: base types and status codes, IUnknown and IClassFactory, BSTR, VARIANT and
-// the task allocator, and creating an object by class identifier. Everything is inline and stands on malloc
-// and free, so client and component need share no library but the C library.
+// On other systems the headers under kellanseek/com/ define the same names with the same meaning, as far as
+// an in-process component needs them: base types and status codes, IUnknown and IClassFactory, BSTR, VARIANT
+// and the task allocator, and the creation of objects by class identifier. Everything is inline and uses only
+// malloc and free, so client and component need share no library except the C library.
 //
-// On both systems there are also, all beginning with Kel:
+// On both systems the header also defines, all beginning with Kel:
 //   KelGuid, KelInterfaceId, KEL_DECLARE_INTERFACE   identifiers, tied to the interface types they name
 //   KelComPtr, KelBstr                               owners of a reference and of a BSTR
 //   KelCreateInstanceFromModule                      an object from a module that need not be registered
 
-// MSVC tells its language version by a macro of its own; the standard one stays at C++98 there by default.
+// MSVC keeps __cplusplus at C++98 by default and reports the language version in a macro of its own.
 #if defined(_MSVC_LANG) ? _MSVC_LANG < 201703L : __cplusplus < 201703L
 #error "The KelLanSeek headers need C++17 or later (-std=c++17, /std:c++17)"
 #endif
@@ -60,7 +60,7 @@
 
 #include <kellanseek/com/owners.h>
 
-// KEL_UUID and KEL_UUIDOF give the compilers that know __uuidof what they need for it; see
+// KEL_UUID and KEL_UUIDOF declare the identifier to compilers that support __uuidof; see
 // KEL_DECLARE_INTERFACE.
 #if defined(_MSC_VER)
 #define KEL_UUID(text) __declspec(uuid(text))

@@ -1,6 +1,6 @@
 #pragma once
 
-// Joining COM, identifiers as text, and creating objects, as Windows' own headers give them. Part of
+// COM initialisation, identifiers as text, and the creation of objects, as in Windows' own headers. Part of
 // kellanseek/com.h.
 
 #include <dlfcn.h>
@@ -23,7 +23,7 @@ struct ThreadApartment {
   DWORD model = COINIT_MULTITHREADED;
 };
 
-/// One per thread and module; hidden, so that a module which has it can still be unloaded.
+/// One per thread and module. Hidden, because an exported thread-local object would keep the module loaded.
 [[gnu::visibility("hidden")]] inline ThreadApartment& CurrentApartment() {
   thread_local ThreadApartment apartment;
   return apartment;
@@ -38,7 +38,8 @@ inline int HexValue(OLECHAR digit) {
   return -1;
 }
 
-/// Reads "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}"; false, and `guid` untouched, for any other text.
+/// Parses "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}". Returns false and leaves `guid` unchanged for any other
+/// text.
 inline bool ParseGuid(std::wstring_view text, GUID& guid) {
   constexpr std::wstring_view kForm = L"{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}";
   if (text.size() != kForm.size()) return false;
@@ -62,7 +63,7 @@ inline bool ParseGuid(std::wstring_view text, GUID& guid) {
   return true;
 }
 
-/// The identifier in braces and capitals.
+/// The identifier in braces, in capitals.
 inline std::string GuidText(REFGUID guid) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text = "{";
@@ -81,7 +82,7 @@ inline std::string GuidText(REFGUID guid) {
   return text + '}';
 }
 
-/// UTF-8; what is no code point becomes a question mark.
+/// Converts to UTF-8. Invalid code points become question marks.
 inline std::string Utf8(std::wstring_view text) {
   std::string bytes;
   for (const wchar_t character : text) {
@@ -110,13 +111,13 @@ inline std::string Utf8(std::wstring_view text) {
 
 using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
 
-/// The class object of `clsid` from the module at `path`, which stays loaded for good.
+/// Returns the class object of `clsid` from the module at `path`, which is never unloaded.
 inline HRESULT ClassObjectFromModule(const char* path, REFCLSID clsid, REFIID iid, void** object) {
   void* const module = ::dlopen(path, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (module == nullptr) return CO_E_DLLNOTFOUND;
   const auto getClassObject = reinterpret_cast<GetClassObject>(::dlsym(module, "DllGetClassObject"));
   const HRESULT result = getClassObject == nullptr ? CO_E_ERRORINDLL : getClassObject(clsid, iid, object);
-  // The module counts as opened once less, and stays all the same.
+  // Balances dlopen; RTLD_NODELETE keeps the module loaded.
   ::dlclose(module);
   return result;
 }
@@ -128,7 +129,7 @@ inline HRESULT CreateFromFactory(IClassFactory* factory, IUnknown* outer, REFIID
   return result;
 }
 
-/// Runs `body`, turning what it throws into a result.
+/// Runs `body` and converts exceptions to result codes.
 template <typename Body>
 HRESULT Guarded(Body body) noexcept {
   try {
@@ -142,10 +143,10 @@ HRESULT Guarded(Body body) noexcept {
 
 }  // namespace kellanseek::com
 
-/// Joins COM on the calling thread: S_OK the first time, S_FALSE after that, RPC_E_CHANGED_MODE when the
-/// thread has joined with the other model. Each success is paired with one CoUninitialize. There are no
-/// apartments here: every thread may call every object, whichever model it named, and creating an object
-/// needs no joining; programs that also run on Windows join anyway. `reserved` is null.
+/// Initialises COM for the calling thread. Returns S_OK the first time, S_FALSE after that, and
+/// RPC_E_CHANGED_MODE if the thread is initialised with the other model. Balance each success with one
+/// CoUninitialize. There are no apartments here: every thread may call every object, whatever its model, and
+/// creating objects works without this call; portable programs make it for Windows. `reserved` must be null.
 inline HRESULT CoInitializeEx(void* reserved, DWORD model) {
   if (reserved != nullptr) return E_INVALIDARG;
   kellanseek::com::ThreadApartment& apartment = kellanseek::com::CurrentApartment();
@@ -155,14 +156,14 @@ inline HRESULT CoInitializeEx(void* reserved, DWORD model) {
   return apartment.joined++ == 0 ? S_OK : S_FALSE;
 }
 
-/// Takes one CoInitializeEx of the calling thread back; one too many does nothing.
+/// Undoes one CoInitializeEx of the calling thread. A surplus call does nothing.
 inline void CoUninitialize() {
   kellanseek::com::ThreadApartment& apartment = kellanseek::com::CurrentApartment();
   if (apartment.joined > 0) --apartment.joined;
 }
 
-/// Writes the identifier in braces and capitals, with a zero at its end: 39 characters, which is also the
-/// result; 0, and nothing written, when `capacity` is less.
+/// Writes the identifier in braces, in capitals and zero-terminated, and returns its length of 39 characters.
+/// Writes nothing and returns 0 if `capacity` is less.
 inline int StringFromGUID2(REFGUID guid, LPOLESTR text, int capacity) {
   constexpr int kNeeded = kellanseek::com::kGuidTextLength + 1;
   if (text == nullptr || capacity < kNeeded) return 0;
@@ -172,8 +173,8 @@ inline int StringFromGUID2(REFGUID guid, LPOLESTR text, int capacity) {
   return kNeeded;
 }
 
-/// The class identifier that the registry store has for a programmatic one. S_OK; E_INVALIDARG for a null
-/// pointer; CO_E_CLASSSTRING, with zeros in `*clsid`, when there is none.
+/// Looks up the class identifier of a ProgID in the registry store. Returns S_OK; E_INVALIDARG for a null
+/// pointer; CO_E_CLASSSTRING, with `*clsid` zeroed, if the ProgID is not registered.
 inline HRESULT CLSIDFromProgID(LPCOLESTR progID, CLSID* clsid) {
   if (progID == nullptr || clsid == nullptr) return E_INVALIDARG;
   *clsid = GUID_NULL;
@@ -185,9 +186,9 @@ inline HRESULT CLSIDFromProgID(LPCOLESTR progID, CLSID* clsid) {
   });
 }
 
-/// Reads an identifier in braces, or looks a programmatic one up when the text does not begin with a brace.
-/// S_OK; E_INVALIDARG when `clsid` is null; CO_E_CLASSSTRING for any other text. Zeros for a null text, and
-/// on failure.
+/// Parses an identifier in braces, or looks up a ProgID if the text does not begin with a brace. Returns
+/// S_OK; E_INVALIDARG if `clsid` is null; CO_E_CLASSSTRING for any other text. `*clsid` is zero for a null
+/// text and on failure.
 inline HRESULT CLSIDFromString(LPCOLESTR text, CLSID* clsid) {
   if (clsid == nullptr) return E_INVALIDARG;
   *clsid = GUID_NULL;
@@ -196,11 +197,11 @@ inline HRESULT CLSIDFromString(LPCOLESTR text, CLSID* clsid) {
   return kellanseek::com::ParseGuid(text, *clsid) ? S_OK : CO_E_CLASSSTRING;
 }
 
-/// The class object of a registered class: the module that the registry store names for it is loaded and
-/// asked. The module stays loaded. E_POINTER when `object` is null; REGDB_E_CLASSNOTREG when the class is not
-/// registered or `context` leaves in-process modules out; CO_E_DLLNOTFOUND when the module is not named by
-/// its full path or does not load (dlerror has the reason); CO_E_ERRORINDLL when it is not a component; else
-/// what the component answers. Callable from any thread. `reserved` is null.
+/// Returns the class object of a registered class. Loads the module named in the registry store and never
+/// unloads it. Returns E_POINTER if `object` is null; REGDB_E_CLASSNOTREG if the class is not registered or
+/// `context` excludes in-process modules; CO_E_DLLNOTFOUND if the module is not registered by its full path
+/// or does not load (dlerror has the reason); CO_E_ERRORINDLL if it is not a component; otherwise the
+/// component's result. Thread-safe. `reserved` must be null.
 inline HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* reserved, REFIID iid, void** object) {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
@@ -216,8 +217,8 @@ inline HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, void* reserved, R
   });
 }
 
-/// Creates an object of a registered class, inside the controlling object `outer` where that is not null
-/// (then `iid` is that of IUnknown). Results as CoGetClassObject; `*object` is null on failure.
+/// Creates an object of a registered class, aggregated by `outer` unless that is null (`iid` must then be
+/// that of IUnknown). Results as for CoGetClassObject; `*object` is null on failure.
 inline HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID iid, void** object) {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
@@ -227,11 +228,11 @@ inline HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, 
   return kellanseek::com::CreateFromFactory(static_cast<IClassFactory*>(factory), outer, iid, object);
 }
 
-/// Loads the module at `path` and creates an object of class `clsid` from it, registered or not. A path
-/// without a slash is looked for where the system looks for libraries. The module stays loaded. E_POINTER
-/// when `object` or `path` is null; CO_E_DLLNOTFOUND when the module does not load (dlerror has the reason);
-/// CO_E_ERRORINDLL when it is not a component; else what the component answers. `*object` is null on failure.
-/// Callable from any thread.
+/// Loads the module at `path` and creates an object of class `clsid` from it; the class need not be
+/// registered. The system's library search applies to a path without a slash. The module is never unloaded.
+/// Returns E_POINTER if `object` or `path` is null; CO_E_DLLNOTFOUND if the module does not load (dlerror has
+/// the reason); CO_E_ERRORINDLL if it is not a component; otherwise the component's result. `*object` is null
+/// on failure. Thread-safe.
 inline HRESULT KelCreateInstanceFromModule(const char* path, REFCLSID clsid, REFIID iid, void** object) {
   if (path == nullptr || object == nullptr) return E_POINTER;
   *object = nullptr;
@@ -241,7 +242,7 @@ inline HRESULT KelCreateInstanceFromModule(const char* path, REFCLSID clsid, REF
   return kellanseek::com::CreateFromFactory(static_cast<IClassFactory*>(factory), nullptr, iid, object);
 }
 
-/// The same with a wide path, which is taken as UTF-8.
+/// The same for a wide path, which is converted to UTF-8.
 inline HRESULT KelCreateInstanceFromModule(const wchar_t* path, REFCLSID clsid, REFIID iid, void** object) {
   if (path == nullptr || object == nullptr) return E_POINTER;
   *object = nullptr;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The task allocator, BSTR and VARIANT, as Windows' own headers give them. Part of kellanseek/com.h.
+// The task allocator, BSTR and VARIANT, as in Windows' own headers. Part of kellanseek/com.h.
 
 #include <cstdlib>
 #include <limits>
@@ -8,13 +8,14 @@
 
 #include <kellanseek/com/base.h>
 
-/// The allocator for memory that one side of an interface allocates and the other frees: malloc and free.
+/// The allocator for memory that one side of an interface allocates and the other frees. Uses malloc and
+/// free.
 inline void* CoTaskMemAlloc(std::size_t size) { return std::malloc(size == 0 ? 1 : size); }
 inline void CoTaskMemFree(void* memory) { std::free(memory); }
 
-/// A counted text. It points at its first character; the 4 bytes before that hold its length in bytes,
-/// without the zero character that follows the text. The block from malloc begins with those 4 bytes. A null
-/// BSTR is an absent text of length 0. Whoever receives one frees it with SysFreeString.
+/// A counted text. The pointer is to its first character; the 4 bytes before that hold its length in bytes,
+/// without the terminating zero. The malloc block starts at those 4 bytes. A null BSTR means that there is no
+/// text and has the length 0. The receiver frees it with SysFreeString.
 using BSTR = OLECHAR*;
 
 namespace kellanseek::com {
@@ -23,8 +24,8 @@ inline constexpr std::size_t kBstrPrefix = sizeof(std::uint32_t);
 
 }  // namespace kellanseek::com
 
-/// `bytes` bytes from `text`, or zeros where that is null. Null when memory is out or the length does not
-/// fit.
+/// Allocates a BSTR of `bytes` bytes, copied from `text` or zeroed if that is null. Returns null if memory is
+/// exhausted or the length does not fit.
 inline BSTR SysAllocStringByteLen(const char* text, UINT bytes) {
   using kellanseek::com::kBstrPrefix;
   const std::uint32_t length = bytes;
@@ -36,14 +37,14 @@ inline BSTR SysAllocStringByteLen(const char* text, UINT bytes) {
   return reinterpret_cast<BSTR>(block + kBstrPrefix);
 }
 
-/// `length` characters from `text`, zero characters included, or zeros where that is null.
+/// Allocates a BSTR of `length` characters, copied from `text`, zeros included, or zeroed if that is null.
 inline BSTR SysAllocStringLen(const OLECHAR* text, UINT length) {
   if (length > std::numeric_limits<std::uint32_t>::max() / sizeof(OLECHAR)) return nullptr;
   return SysAllocStringByteLen(reinterpret_cast<const char*>(text),
                                static_cast<UINT>(length * sizeof(OLECHAR)));
 }
 
-/// The text up to its zero character; null for null.
+/// Copies a zero-terminated text. Returns null for null.
 inline BSTR SysAllocString(const OLECHAR* text) {
   if (text == nullptr) return nullptr;
   const std::size_t length = std::char_traits<OLECHAR>::length(text);
@@ -55,7 +56,7 @@ inline void SysFreeString(BSTR text) {
   if (text != nullptr) std::free(reinterpret_cast<char*>(text) - kellanseek::com::kBstrPrefix);
 }
 
-/// Length in bytes, and in characters; 0 for null.
+/// The length in bytes and in characters; 0 for null.
 inline UINT SysStringByteLen(BSTR text) {
   if (text == nullptr) return 0;
   std::uint32_t length = 0;
@@ -66,8 +67,7 @@ inline UINT SysStringLen(BSTR text) { return static_cast<UINT>(SysStringByteLen(
 
 using VARTYPE = std::uint16_t;
 
-/// What a VARIANT holds. Only the kinds that the component's interfaces use, and the two flags that may be on
-/// one.
+/// The types of a VARIANT: only those that the component's interfaces use, and the two flags.
 enum VARENUM : int {
   VT_EMPTY = 0,
   VT_NULL = 1,
@@ -78,7 +78,7 @@ enum VARENUM : int {
   VT_BYREF = 0x4000,
 };
 
-/// The largest member of a VARIANT; it is here for the size, which is 16 bytes where pointers have 4, else
+/// Gives VARIANT the size of its largest member in Windows' headers: 16 bytes with 4-byte pointers, otherwise
 /// 24.
 struct KelVariantRecord {
   void* pvRecord;
@@ -104,11 +104,11 @@ static_assert(offsetof(VARIANT, bstrVal) == 8 && sizeof(VARIANT) == 8 + 2 * (siz
 
 using VARIANTARG = VARIANT;
 
-/// Makes `value` empty without looking at what was there.
+/// Makes `value` empty, regardless of its content.
 inline void VariantInit(VARIANT* value) { *value = VARIANT{}; }
 
-/// Frees what `value` owns and makes it empty. What is held by reference is not owned. E_INVALIDARG for null;
-/// DISP_E_BADVARTYPE, and nothing changes, for kinds that are not among the above.
+/// Frees the memory that `value` owns, which excludes anything held by reference, and makes it empty. Returns
+/// E_INVALIDARG for null; DISP_E_BADVARTYPE, without changes, for a type not listed above.
 inline HRESULT VariantClear(VARIANT* value) {
   if (value == nullptr) return E_INVALIDARG;
   const int kind = value->vt & VT_TYPEMASK;

@@ -1,7 +1,6 @@
 #pragma once
 
-// Base types, status codes and the root interfaces, as Windows' own headers give them. Part of
-// kellanseek/com.h.
+// Base types, status codes and the root interfaces, as in Windows' own headers. Part of kellanseek/com.h.
 
 #include <cstddef>
 #include <cstdint>
@@ -40,7 +39,7 @@ using LPCOLESTR = const OLECHAR*;
 #define STDAPI extern "C" [[gnu::visibility("default")]] HRESULT STDAPICALLTYPE
 #define PURE = 0
 
-/// A moment in 100 ns steps since 1601-01-01, in two halves.
+/// A time in 100 ns steps since 1601-01-01, in two halves.
 struct FILETIME {
   DWORD dwLowDateTime;
   DWORD dwHighDateTime;
@@ -99,13 +98,13 @@ constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
                                             : static_cast<HRESULT>((error & 0xFFFFU) | 0x80070000U);
 }
 
-/// Reference counting and the way from one interface of an object to another. As every interface it has no
-/// virtual destructor: an object ends itself when its last reference is released.
+/// Reference counting and access to the object's interfaces. Like every interface it has no virtual
+/// destructor: an object destroys itself when its last reference is released.
 struct IUnknown {
-  /// S_OK with a new reference in `*object`; E_NOINTERFACE, E_POINTER, with null there where there is a
-  /// there.
+  /// On success stores a pointer with a new reference in `*object`. Returns E_NOINTERFACE, with `*object`
+  /// null, if the interface is not supported, and E_POINTER if `object` is null.
   virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) = 0;
-  /// Adds a reference, releases one. Callable from any thread; the results are for diagnostics only.
+  /// Add and release a reference. Thread-safe; the results are for diagnostics only.
   virtual ULONG STDMETHODCALLTYPE AddRef() = 0;
   virtual ULONG STDMETHODCALLTYPE Release() = 0;
 };

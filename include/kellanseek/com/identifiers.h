@@ -1,6 +1,6 @@
 #pragma once
 
-// Identifiers written as text, and interfaces tied to theirs. Part of kellanseek/com.h, on every system.
+// Identifiers as text, and their association with interface types. Part of kellanseek/com.h, on every system.
 
 #include <cstdint>
 
@@ -20,8 +20,8 @@ constexpr std::uint32_t HexNumber(const char* text, int digits) {
 
 }  // namespace kellanseek::com
 
-/// The identifier "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX". It is for constants: a text of another form does
-/// not compile where a constant is made of it, and throws elsewhere.
+/// Converts "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX" to a GUID. Intended for constants: any other form is a
+/// compile-time error in a constant expression and throws elsewhere.
 constexpr GUID KelGuid(const char (&text)[37]) {
   using kellanseek::com::HexNumber;
   if (text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') throw "misplaced hyphen";
@@ -48,8 +48,8 @@ inline constexpr IID kIidClassFactory = KelGuid("00000001-0000-0000-C000-0000000
 
 }  // namespace kellanseek::com
 
-/// Points to the identifier of an interface type. KEL_DECLARE_INTERFACE gives a type one; naming that of
-/// another type does not compile.
+/// Pointer to the identifier of an interface type declared with KEL_DECLARE_INTERFACE. Other types do not
+/// compile.
 template <typename Interface>
 inline constexpr const IID* KelInterfaceId = kellanseek::com::NoInterfaceId<Interface>();
 
@@ -58,9 +58,9 @@ inline constexpr const IID* KelInterfaceId<IUnknown> = &kellanseek::com::kIidUnk
 template <>
 inline constexpr const IID* KelInterfaceId<IClassFactory> = &kellanseek::com::kIidClassFactory;
 
-/// Declares the interface `type`, its identifier as the constant IID_<type>, and ties the two together for
-/// KelInterfaceId, and for __uuidof where the compiler has that.
-// NOLINTBEGIN(bugprone-macro-parentheses): what is declared cannot stand in parentheses.
+/// Declares the interface `type` and the constant IID_<type>, and associates the two for KelInterfaceId and,
+/// where the compiler supports it, __uuidof.
+// NOLINTBEGIN(bugprone-macro-parentheses): the declared name cannot be parenthesised.
 #define KEL_DECLARE_INTERFACE(type, text)                         \
   struct KEL_UUID(text) type;                                     \
   inline constexpr IID IID_##type = KelGuid(text);                \

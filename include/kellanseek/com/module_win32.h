@@ -1,6 +1,6 @@
 #pragma once
 
-// An object from a module that is not registered, on Windows. Part of kellanseek/com.h.
+// Creation of objects from an unregistered module on Windows. Part of kellanseek/com.h.
 
 namespace kellanseek::com {
 
@@ -22,17 +22,17 @@ inline HRESULT CreateFromModule(HMODULE module, REFCLSID clsid, REFIID iid, void
 
 }  // namespace kellanseek::com
 
-/// Loads the module at `path` and creates an object of class `clsid` from it, registered or not. The module
-/// stays loaded. E_POINTER when `object` or `path` is null; the system's code as an HRESULT when the module
-/// does not load; CO_E_ERRORINDLL when it is not a component; else what the component answers. `*object` is
-/// null on failure. For threads of the multithreaded apartment, whose object it is: nothing stands
-/// between it and the caller.
+/// Loads the module at `path` and creates an object of class `clsid` from it; the class need not be
+/// registered. The module is never unloaded. Returns E_POINTER if `object` or `path` is null; the system's
+/// code as an HRESULT if the module does not load; CO_E_ERRORINDLL if it is not a component; otherwise the
+/// component's result. `*object` is null on failure. Call it from the multithreaded apartment: the object is
+/// returned without a proxy.
 inline HRESULT KelCreateInstanceFromModule(const wchar_t* path, REFCLSID clsid, REFIID iid, void** object) {
   if (path == nullptr || object == nullptr) return E_POINTER;
   return kellanseek::com::CreateFromModule(LoadLibraryW(path), clsid, iid, object);
 }
 
-/// The same with a path in the ANSI code page.
+/// The same for a path in the ANSI code page.
 inline HRESULT KelCreateInstanceFromModule(const char* path, REFCLSID clsid, REFIID iid, void** object) {
   if (path == nullptr || object == nullptr) return E_POINTER;
   return kellanseek::com::CreateFromModule(LoadLibraryA(path), clsid, iid, object);

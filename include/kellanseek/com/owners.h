@@ -1,7 +1,7 @@
 #pragma once
 
-// Owners of a counted reference and of a BSTR, for clients and the component alike. Part of kellanseek/com.h,
-// on every system. As with any value, one owner is for one thread at a time.
+// Owners of a COM reference and of a BSTR, for clients and the component. Part of kellanseek/com.h, on every
+// system. As with any value, a single owner is not thread-safe.
 
 #include <cstddef>
 #include <new>
@@ -10,19 +10,19 @@
 #include <type_traits>
 #include <utility>
 
-/// Owns one reference to a COM object, or none. Never throws.
+/// Owns a reference to a COM object, or none. Never throws.
 template <typename Interface>
 class KelComPtr {
  public:
   constexpr KelComPtr() noexcept = default;
   constexpr KelComPtr(std::nullptr_t) noexcept {}
-  /// Takes a reference of its own; to take over the caller's use Attach.
+  /// Adds a reference. Use Attach() to take over the caller's.
   explicit KelComPtr(Interface* object) noexcept : object_(object) {
     if (object_ != nullptr) object_->AddRef();
   }
   KelComPtr(const KelComPtr& other) noexcept : KelComPtr(other.object_) {}
   KelComPtr(KelComPtr&& other) noexcept : object_(other.Detach()) {}
-  /// From an owner of a derived interface.
+  /// Converts from an owner of a derived interface.
   template <typename Derived, typename = std::enable_if_t<std::is_convertible_v<Derived*, Interface*>>>
   KelComPtr(const KelComPtr<Derived>& other) noexcept : KelComPtr(static_cast<Interface*>(other.Get())) {}
   template <typename Derived, typename = std::enable_if_t<std::is_convertible_v<Derived*, Interface*>>>
@@ -34,15 +34,15 @@ class KelComPtr {
     return *this;
   }
 
-  /// Takes over a reference that the caller holds.
+  /// Takes over the caller's reference.
   static KelComPtr Attach(Interface* object) noexcept {
     KelComPtr owner;
     owner.object_ = object;
     return owner;
   }
-  /// Hands the reference to the caller.
+  /// Gives up the reference to the caller.
   [[nodiscard]] Interface* Detach() noexcept { return std::exchange(object_, nullptr); }
-  /// Lets the reference go. The owner is empty before the object hears of it.
+  /// Releases the reference. The owner is already empty when the object's Release runs.
   void Reset() noexcept {
     if (Interface* const old = Detach(); old != nullptr) old->Release();
   }
@@ -52,14 +52,15 @@ class KelComPtr {
   Interface& operator*() const noexcept { return *object_; }
   explicit operator bool() const noexcept { return object_ != nullptr; }
 
-  /// Where an output parameter puts a reference; what was held before is let go.
+  /// Address for an output parameter. Releases the current reference first.
   Interface** Put() noexcept {
     Reset();
     return &object_;
   }
   void** PutVoid() noexcept { return reinterpret_cast<void**>(Put()); }
 
-  /// Another interface of the object, with the result of QueryInterface; E_POINTER when nothing is held.
+  /// Queries the object for another interface. Returns the result of QueryInterface; E_POINTER if the owner
+  /// is empty.
   template <typename Other>
   HRESULT QueryTo(KelComPtr<Other>& other) const noexcept {
     KelComPtr<Other> found;
@@ -68,7 +69,7 @@ class KelComPtr {
     other = std::move(found);
     return result;
   }
-  /// The same without the reason: empty when the object has no such interface.
+  /// The same without the result code: empty if the object does not support the interface.
   template <typename Other>
   KelComPtr<Other> As() const noexcept {
     KelComPtr<Other> other;
@@ -82,7 +83,7 @@ class KelComPtr {
   friend bool operator==(const KelComPtr& left, const Interface* right) noexcept {
     return left.object_ == right;
   }
-  // C++20 would derive the rest from these two; C++17 does not.
+  // C++20 derives the other comparisons from these two; C++17 does not.
   friend bool operator==(const Interface* left, const KelComPtr& right) noexcept { return right == left; }
   friend bool operator!=(const KelComPtr& left, const KelComPtr& right) noexcept { return !(left == right); }
   friend bool operator!=(const KelComPtr& left, const Interface* right) noexcept { return !(left == right); }
@@ -92,11 +93,11 @@ class KelComPtr {
   Interface* object_ = nullptr;
 };
 
-/// Owns a BSTR, or none. Making one from a text throws std::bad_alloc when memory is out.
+/// Owns a BSTR, or none. Construction from a text throws std::bad_alloc if memory is exhausted.
 class KelBstr {
  public:
   constexpr KelBstr() noexcept = default;
-  /// A copy of `text`, zero characters included. An empty text gives a BSTR of length 0, not a null one.
+  /// Copies `text`, zeros included. An empty text becomes a BSTR of length 0, not null.
   explicit KelBstr(std::wstring_view text) : text_(Copy(text)) {}
   KelBstr(const KelBstr& other) : text_(other.text_ == nullptr ? nullptr : Copy(other.View())) {}
   KelBstr(KelBstr&& other) noexcept : text_(other.Detach()) {}
@@ -107,24 +108,24 @@ class KelBstr {
     return *this;
   }
 
-  /// Takes over a BSTR that the caller would have had to free.
+  /// Takes over a BSTR that the caller would have to free.
   static KelBstr Attach(BSTR text) noexcept {
     KelBstr owner;
     owner.text_ = text;
     return owner;
   }
-  /// Hands the BSTR to the caller, who frees it.
+  /// Gives up the BSTR to the caller, who frees it.
   [[nodiscard]] BSTR Detach() noexcept { return std::exchange(text_, nullptr); }
 
   BSTR Get() const noexcept { return text_; }
   explicit operator bool() const noexcept { return text_ != nullptr; }
-  /// The text; empty for none. Valid while the owner holds it.
+  /// The text; empty if there is none. Valid during the lifetime of this owner's BSTR.
   std::wstring_view View() const noexcept {
     return text_ == nullptr ? std::wstring_view() : std::wstring_view(text_, SysStringLen(text_));
   }
   std::wstring Text() const { return std::wstring(View()); }
 
-  /// Where an output parameter puts a BSTR; what was held before is freed.
+  /// Address for an output parameter. Frees the current BSTR first.
   BSTR* Put() noexcept {
     SysFreeString(Detach());
     return &text_;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Reads the registry store: the text file that stands for the registry where there is none. Part of
+// Reader for the registry store: the text file that replaces the registry on systems without one. Part of
 // kellanseek/com.h.
 //
 //   # a comment; so is a line that begins with ;
@@ -9,10 +9,10 @@
 //   ThreadingModel=Free
 //
 // The file is UTF-8, with or without a byte order mark. A section names a full key and may occur more than
-// once. A line is "name=value", or "@=value" for the key's default value; the name ends at the first "=",
-// blanks around it do not count, and the value is everything after it to the end of the line, verbatim but
-// for a carriage return at the very end. Of several lines with one name the last counts. Key and value names
-// compare without regard to the case of A to Z. Lines that are none of these are passed over.
+// once. A line is "name=value", or "@=value" for the key's default value. The name ends at the first "=",
+// without the blanks around it; the value is everything after that, except a carriage return at the end of
+// the line. Of several lines with one name the last counts. Names of keys and values are compared without
+// regard to the case of A to Z. All other lines are ignored.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -26,7 +26,7 @@
 
 namespace kellanseek::com {
 
-/// A store larger than this is not read.
+/// Size limit; a larger store is not read.
 inline constexpr std::size_t kMaxRegistryBytes = std::size_t{4} << 20;
 
 inline char FoldCase(char letter) {
@@ -47,7 +47,7 @@ inline std::string_view TrimBlanks(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
 }
 
-/// Takes the next line off `text`, without its end.
+/// Removes the next line from `text` and returns it without its line end.
 inline std::string_view TakeLine(std::string_view& text) {
   const std::size_t end = text.find('\n');
   std::string_view line = text.substr(0, end);
@@ -56,7 +56,7 @@ inline std::string_view TakeLine(std::string_view& text) {
   return line;
 }
 
-/// The value `name` of `key` in the text of a store; an empty name is the default value.
+/// Looks up the value `name` of `key` in the text of a store. An empty name is the default value.
 inline std::optional<std::string_view> FindRegistryValue(std::string_view store, std::string_view key,
                                                          std::string_view name) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
@@ -79,11 +79,11 @@ inline std::optional<std::string_view> FindRegistryValue(std::string_view store,
   return value;
 }
 
-/// The store of all users.
+/// Path of the store for all users.
 inline constexpr const char* kMachineRegistryPath = "/etc/kellanseek/registry";
 
-/// Where the store is: $KELLANSEEK_REGISTRY, else ~/.config/kellanseek/registry where that exists, else that
-/// of all users. A program with raised privileges listens to none of its environment.
+/// Path of this process's store: $KELLANSEEK_REGISTRY, else ~/.config/kellanseek/registry if it exists, else
+/// the store for all users. A program with raised privileges ignores its environment.
 inline std::string RegistryStorePath() {
   if (const char* const named = secure_getenv("KELLANSEEK_REGISTRY"); named != nullptr && *named != '\0')
     return named;
@@ -94,7 +94,7 @@ inline std::string RegistryStorePath() {
   return kMachineRegistryPath;
 }
 
-/// Closes what it is given.
+/// Closes a file.
 class DescriptorOwner {
  public:
   explicit DescriptorOwner(int descriptor) : descriptor_(descriptor) {}
@@ -109,7 +109,7 @@ class DescriptorOwner {
   int descriptor_;
 };
 
-/// The whole file, or nothing when it is missing, unreadable, not a plain file, or larger than
+/// The whole file; nothing if it is missing, unreadable, not a regular file, or larger than
 /// kMaxRegistryBytes.
 inline std::optional<std::string> ReadRegistryStore(const std::string& path) {
   const DescriptorOwner file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
@@ -127,7 +127,7 @@ inline std::optional<std::string> ReadRegistryStore(const std::string& path) {
   return std::nullopt;
 }
 
-/// The default value of `key` in the store of this process.
+/// The default value of `key` in this process's store.
 inline std::optional<std::string> ReadRegistryDefault(std::string_view key) {
   const std::optional<std::string> store = ReadRegistryStore(RegistryStorePath());
   if (!store) return std::nullopt;
