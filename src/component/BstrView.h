@@ -6,7 +6,7 @@
 
 namespace kellanseek {
 
-/// The text of a BSTR; empty for a null one. Valid as long as the BSTR.
+/// The text of a BSTR; empty for null. Valid as long as the BSTR.
 inline std::wstring_view ViewOf(BSTR text) {
   return text == nullptr ? std::wstring_view() : std::wstring_view(text, SysStringLen(text));
 }

@@ -9,11 +9,11 @@
 
 namespace kellanseek {
 
-/// Creates component objects. Keeps the module loaded while it lives, and while a client has it locked.
+/// Creates component objects. Keeps the module loaded during its lifetime and while a client has locked it.
 class ClassFactory final : public IClassFactory {
  public:
-  /// A factory in `*object`; E_POINTER, E_NOINTERFACE, E_OUTOFMEMORY. `module` and what `environment` refers
-  /// to outlive the factory and its objects.
+  /// Creates a factory. E_POINTER, E_NOINTERFACE, E_OUTOFMEMORY. `module` and the references in `environment`
+  /// must outlive the factory and its objects.
   static HRESULT Create(REFIID iid, void** object, const ComponentEnvironment& environment,
                         ComponentModule& module) noexcept;
 

@@ -5,7 +5,7 @@
 
 namespace kellanseek {
 
-/// What the component asks of the operating system. Everything that it refers to outlives the component.
+/// The operating system services that the component uses. They must outlive the component.
 struct ComponentEnvironment {
   engine::EngineEnvironment engine;
   platform::RegistryStore& registry;

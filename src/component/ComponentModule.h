@@ -5,8 +5,8 @@
 
 namespace kellanseek {
 
-/// Counts what keeps the module loaded: objects, lists, class factories and clients' locks. Outlives them
-/// all.
+/// Counts the reasons to keep the module loaded: objects, lists, class factories and clients' locks. Must
+/// outlive all of them. Thread-safe.
 class ComponentModule {
  public:
   constexpr ComponentModule() = default;
@@ -21,7 +21,7 @@ class ComponentModule {
   std::atomic<long> locks_{0};
 };
 
-/// Keeps the module loaded for the life of a scope or an object.
+/// Keeps the module loaded for the lifetime of a scope or an object.
 class ModuleLock {
  public:
   explicit ModuleLock(ComponentModule& module) : module_(module) { module_.Lock(); }

@@ -9,15 +9,15 @@ namespace {
 
 constexpr const wchar_t* kNoMessage = L"";
 constexpr const wchar_t* kGone = L"LanSeekID no longer in use";
-/// Three of the queries put a full stop behind it.
+/// Three of the queries end the text with a full stop.
 constexpr const wchar_t* kGoneStop = L"LanSeekID no longer in use.";
 constexpr const wchar_t* kNotVC = L"Controller at LanSeekID is not a VC";
 constexpr const wchar_t* kNoVersion = L"Controller version not available";
 
-/// An absent text is a null BSTR.
+/// Copies a text to a BSTR; an empty text becomes a null BSTR.
 BSTR CopyText(const std::wstring& text) { return text.empty() ? nullptr : KelBstr(text).Detach(); }
 
-/// An identifier in memory that a client frees.
+/// Owns an identifier in task memory, to be freed by a client.
 class TaskGuid {
  public:
   explicit TaskGuid(REFGUID guid) : guid_(static_cast<GUID*>(CoTaskMemAlloc(sizeof(GUID)))) {

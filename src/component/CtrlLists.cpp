@@ -8,7 +8,7 @@
 namespace kellanseek {
 namespace {
 
-/// The only number of elements that may be asked for.
+/// The only supported value of KelRetrievalParams::noOfElts.
 constexpr LONG kRetrieveAll = -2;
 
 bool Published(const CtrlInfo& record) { return record.published; }

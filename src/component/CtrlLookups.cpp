@@ -11,10 +11,10 @@ namespace {
 constexpr const wchar_t* kNullOutput = L"lanSeekID == NULL";
 constexpr const wchar_t* kNoSystemID = L"SystemID is NULL or have length 0";
 
-/// What the look-ups use for "none": an id that is never issued.
+/// Returned by look-ups without a match. Never issued as an id.
 constexpr std::uint32_t kNoCtrl = 0;
 
-/// "1.1.1.1" and "255.255.255.255".
+/// The lengths of "1.1.1.1" and "255.255.255.255".
 constexpr std::size_t kShortestAddress = 7;
 constexpr std::size_t kLongestAddress = 15;
 
@@ -44,7 +44,7 @@ STDMETHODIMP CKelLanSeek::GetCtrlFromSystemID(BSTR systemID, ULONG* lanSeekID) {
     if (wanted.empty()) return Fail(E_INVALIDARG, kNoSystemID);
     return LookUp(lanSeekID, L"SystemID not found", [&](const CtrlTable::Access& table) {
       const auto records = table.AllByFoldedSystemID(wanted);
-      // Only the first counts, listed or not.
+      // Only the first record counts: an unlisted one hides later ones.
       return records.empty() || !records.front()->published ? kNoCtrl : records.front()->lanSeekID;
     });
   });

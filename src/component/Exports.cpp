@@ -16,7 +16,7 @@ namespace {
 
 using namespace kellanseek;
 
-/// The one count for the whole module; there is nowhere else for it to live.
+/// The module's only count. A global, because the exported functions receive no context.
 constinit ComponentModule theModule;
 
 ComponentEnvironment SystemComponentEnvironment() {
@@ -28,7 +28,7 @@ void TraceFailure(const std::wstring& why) {
     diagnostics::Tracer(platform::ProcessDebugOutput(), kKelLanSeekUnit).LongError(L"%s", why);
 }
 
-/// Runs the body of an export and turns what it throws into a failure.
+/// Runs the body of an exported function and converts exceptions to failure codes.
 template <typename Body>
 HRESULT Guarded(Body&& body) noexcept {
   try {

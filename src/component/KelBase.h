@@ -6,7 +6,7 @@
 
 namespace kellanseek {
 
-/// Offers the last error text of an object to its clients.
+/// Makes the object's last error text available to clients.
 class CKelBase : public IKelBase {
  public:
   explicit CKelBase(diagnostics::CKelObjectBase& holder) : holder_(holder) {}

@@ -14,16 +14,17 @@
 #include "component/ComponentModule.h"
 #include "platform/Marshaler.h"
 
-/// The items of a list at a stroke, for code in this process that knows of it.
+/// Bulk access to the items, for in-process callers.
 KEL_DECLARE_INTERFACE(IKelEnumInternal, "CF7736A6-3D57-444A-8F55-8D2F360E3DE3");
 struct IKelEnumInternal : IUnknown {
-  /// The number of items, and the list's own array, valid while the list lives. Either output may be null.
+  /// Returns the number of items and the list's own array, valid during the lifetime of the list. Either
+  /// output may be null.
   virtual HRESULT STDMETHODCALLTYPE GetItems(ULONG* count, const AvailableCtrlsListItem** items) = 0;
 };
 
 namespace kellanseek {
 
-// The underscores belong to the names by which the policies are known.
+// The policies are known by these names, underscores included.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 
 /// Copies items.
@@ -31,13 +32,13 @@ struct _KelCopyAvailableCtrlsListItem {
   static void Copy(AvailableCtrlsListItem* to, const AvailableCtrlsListItem& from) { *to = from; }
 };
 
-/// Orders items: no mode puts one before another.
+/// Orders items: in every mode all items are equal.
 template <typename Item>
 struct _KelCmp {
   static bool Before(INT /*mode*/, const Item& /*left*/, const Item& /*right*/) { return false; }
 };
 
-/// Admits items: every mode admits all.
+/// Filters items: every mode admits all.
 template <typename Item>
 struct _KelFilter {
   static bool Admits(INT /*mode*/, const Item& /*item*/) { return true; }
@@ -45,20 +46,20 @@ struct _KelFilter {
 
 // NOLINTEND(bugprone-reserved-identifier)
 
-/// A list of items that a client walks through. Not synchronised.
+/// An enumerator over a list of items. Not thread-safe.
 template <typename Base, typename Item, typename CopyPolicy, typename CmpPolicy, typename FilterPolicy>
 class KelEnumImpl : public Base {
  public:
   enum class Ownership {
-    Taken = 2,   ///< The items were handed over.
-    Copied = 3,  ///< The items are a copy of another list's.
+    Taken = 2,   ///< The items were moved in.
+    Copied = 3,  ///< The items were copied from another list.
   };
 
   KelEnumImpl() = default;
   KelEnumImpl(const KelEnumImpl&) = delete;
   KelEnumImpl& operator=(const KelEnumImpl&) = delete;
 
-  /// Fills the list; it stands at the start. `owner`, which may be null, is kept alive as long as the list.
+  /// Fills the list and moves to its start. The list keeps `owner`, which may be null, alive.
   void Init(std::vector<Item> items, Ownership ownership, KelComPtr<IUnknown> owner) {
     items_ = std::move(items);
     ownership_ = ownership;
@@ -116,8 +117,8 @@ class KelEnumImpl : public Base {
   std::size_t Count() const { return items_ ? items_->size() : 0; }
   const Item* Items() const { return items_ ? items_->data() : nullptr; }
 
-  /// Gives `clone` a copy of the items, and the position. The clone of a copy keeps this list alive, any
-  /// other what this list keeps alive. Throws std::bad_alloc.
+  /// Copies the items and the position to `clone`. The clone of a copy keeps this list alive; any other clone
+  /// keeps this list's owner alive. Throws std::bad_alloc.
   void CopyTo(KelEnumImpl& clone) {
     if (items_) {
       clone.Init(*items_, Ownership::Copied,
@@ -129,7 +130,7 @@ class KelEnumImpl : public Base {
   }
 
  private:
-  /// Moves to the next item that the filter admits; false at the end.
+  /// Advances to the next item admitted by the filter. Returns false at the end.
   bool FindAdmitted() {
     while (current_ < Count() && filterActive_ && !FilterPolicy::Admits(filterMode_, (*items_)[current_]))
       ++current_;
@@ -144,13 +145,13 @@ class KelEnumImpl : public Base {
   bool filterActive_ = false;
 };
 
-/// The same as a counted object, which keeps the module loaded. It goes to other apartments as it is: the
-/// system's marshaller for type libraries has no notion of an array for RemNext.
+/// A reference-counted KelEnumImpl that keeps the module loaded. Other apartments use it without a proxy,
+/// because the system's type-library marshaller does not support the array of RemNext.
 template <typename Base, typename Item, typename CopyPolicy, typename CmpPolicy, typename FilterPolicy>
 class KelEnum final : public KelEnumImpl<Base, Item, CopyPolicy, CmpPolicy, FilterPolicy>,
                       public IKelEnumInternal {
  public:
-  /// An empty list with one reference; null when memory is out.
+  /// Creates an empty list with one reference. Returns null if memory is exhausted.
   static KelComPtr<KelEnum> Create(ComponentModule& module) {
     auto created = KelComPtr<KelEnum>::Attach(new (std::nothrow) KelEnum(module));
     if (created) created->marshaler_ = platform::FreeThreadedMarshaler(*static_cast<Base*>(created.Get()));

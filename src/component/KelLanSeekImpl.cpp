@@ -12,7 +12,7 @@
 namespace kellanseek {
 namespace {
 
-/// The count of an object that is being destroyed: what still comes and goes does not destroy it again.
+/// The reference count during destruction, so high that temporary references do not destroy the object again.
 constexpr ULONG kDestroying = 0x40000000;
 
 }  // namespace
@@ -26,7 +26,7 @@ HRESULT CKelLanSeek::Create(IUnknown* outer, REFIID iid, void** object,
   HRESULT result = S_OK;
   try {
     created = new CKelLanSeek(outer, environment, module);
-    // Whoever takes and releases a reference during the start must not end the object.
+    // References taken and released during the start must not destroy the object.
     created->AddOwnRef();
     created->FinalConstruct();
     created->references_.fetch_sub(1, std::memory_order_relaxed);
@@ -34,7 +34,7 @@ HRESULT CKelLanSeek::Create(IUnknown* outer, REFIID iid, void** object,
   } catch (const std::bad_alloc&) {
     result = E_OUTOFMEMORY;
   } catch (const std::exception& error) {
-    // As of a system that has no event left for the object.
+    // For instance if the system has no event left for the object.
     diagnostics::Tracer(environment.engine.debugOutput, kKelLanSeekUnit)
         .LongError(L"CKelLanSeek::Create. Failed: %s", error.what());
     result = E_UNEXPECTED;
@@ -93,8 +93,8 @@ void CKelLanSeek::FinalRelease() {
 }
 
 void CKelLanSeek::Destroy() noexcept {
-  // A child made by fork has none of the threads, and locks that they held stay locked there: nothing of the
-  // object can be stopped or destroyed, so it stays.
+  // A child created by fork has none of the threads, and locks that they held stay locked in it. Stopping or
+  // destroying anything could hang, so the object stays as it is.
   if (platform::CurrentProcessId() != process_) return;
   references_.store(kDestroying, std::memory_order_relaxed);
   if (engine_.OnReceiverThread()) return DestroyElsewhere();
@@ -111,7 +111,7 @@ void CKelLanSeek::DestroyElsewhere() noexcept {
     };
     if (diagnostics::StartThread(ending, "KelRelease", end, trace_)) ending.Detach();
   } catch (const std::bad_alloc&) {
-    // As without a thread to be had: the object stays, and the module with it.
+    // As without a thread: the object is not destroyed, so the module stays loaded.
   }
 }
 

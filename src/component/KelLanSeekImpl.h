@@ -24,12 +24,12 @@
 
 namespace kellanseek {
 
-/// The source unit that error texts and traces of the component object name.
+/// The source unit in the component object's error texts and traces.
 inline constexpr const wchar_t* kKelLanSeekUnit = L"KelLanSeekImpl";
 
-/// The component object: owns the controller table, the engine, the subscriptions and the settings, and
-/// answers the calls of clients. What the methods do is told in kellanseek/KelLanSeek.h. No exception leaves
-/// a method, and no lock is held while a sink is called or released.
+/// The component object. Owns the controller table, the engine, the subscriptions and the settings, and
+/// answers client calls; see kellanseek/KelLanSeek.h for the methods. No exception leaves a method, and no
+/// lock is held while a sink is called or released.
 class CKelLanSeek final : public IKelCtrlIdentity3,
                           public IKelLanSeek2,
                           public IKelLanSeekSubscribe,
@@ -39,11 +39,11 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
                           public CKelBase,
                           private engine::InterfaceChangeListener {
  public:
-  /// Creates and starts an object, inside the controlling object `outer` where that is not null (then `iid`
-  /// is that of IUnknown). E_POINTER; CLASS_E_NOAGGREGATION; E_NOINTERFACE; E_OUTOFMEMORY;
-  /// E_UNEXPECTED, with the reason traced, when the system has no event left. What is wrong with the
-  /// configuration is traced and no failure, and so are threads that the system does not give. `module` and
-  /// what `environment` refers to outlive the object.
+  /// Creates and starts an object, aggregated by `outer` unless that is null (`iid` must then be that of
+  /// IUnknown). E_POINTER; CLASS_E_NOAGGREGATION; E_NOINTERFACE; E_OUTOFMEMORY; E_UNEXPECTED, with the reason
+  /// traced, if the system has no event left. Errors in the configuration, and threads that the system
+  /// refuses, are traced and do not fail the creation. `module` and the references in `environment` must
+  /// outlive the object.
   static HRESULT Create(IUnknown* outer, REFIID iid, void** object, const ComponentEnvironment& environment,
                         ComponentModule& module) noexcept;
 
@@ -97,8 +97,8 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   STDMETHODIMP AddRemoteController(BSTR ip, ULONG* lanSeekID) override;
 
  private:
-  /// What an aggregating object holds: its references are those of this object itself, and so is its
-  /// IUnknown. All other interfaces belong to the aggregating object.
+  /// The IUnknown that an aggregating object holds. It counts this object's own references and returns its
+  /// interfaces; all other interfaces delegate to the aggregating object.
   class InnerUnknown : public IUnknown {
    public:
     explicit InnerUnknown(CKelLanSeek& owner) : owner_(owner) {}
@@ -110,7 +110,7 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
     CKelLanSeek& owner_;
   };
 
-  /// How a read of a record went: its result, and the message of a failure.
+  /// Result of reading a record, with the message of a failure.
   struct ReadOutcome {
     HRESULT result = S_OK;
     const wchar_t* message = L"";
@@ -123,9 +123,9 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   IUnknown* FindInterface(REFIID iid);
   ULONG AddOwnRef();
   ULONG ReleaseOwn();
-  /// Stops and destroys the object; in another process than its maker's it does nothing.
+  /// Stops and destroys the object. Does nothing in a process other than the creator's.
   void Destroy() noexcept;
-  /// Leaves the end to a thread of its own.
+  /// Runs the destruction on a thread of its own, because the receiver thread cannot wait for its own end.
   void DestroyElsewhere() noexcept;
 
   void FinalConstruct();
@@ -134,10 +134,10 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   void AddStaticControllers(std::vector<CtrlInfo> controllers);
   void OnInterfacesChanged() override;
 
-  // An error text names a line of the method that the client called. So what several methods share takes the
-  // line of its caller, as `line`, which callers leave out.
+  // An error text names a line of the method that the client called, so shared helpers take the line of their
+  // caller in the defaulted parameter `line`.
 
-  /// Runs the body of a method and turns what it throws into a failure.
+  /// Runs the body of a method and converts exceptions to failures.
   template <typename Body>
   HRESULT Guarded(Body&& body, int line = __builtin_LINE()) noexcept {
     try {
@@ -150,23 +150,23 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   }
   HRESULT ReportCaught(HRESULT result, int line) noexcept;
 
-  /// Stores a failure with its message and the caller's line, and gives its result back.
+  /// Stores a failure with its message and the caller's line. Returns `result`.
   HRESULT Fail(HRESULT result, diagnostics::ErrorMessage message) {
     return diagnostics::ReportError(*this, result, kKelLanSeekUnit, message);
   }
 
-  /// The way in which all queries read: `read` is handed the controller's record with the table locked;
-  /// `gone` is asked instead when the controller is no longer known. Both give a ReadOutcome.
+  /// The common form of all queries. Calls `read` with the controller's record, under the table lock, or
+  /// `gone` if the controller no longer exists. Both return a ReadOutcome.
   template <typename Read, typename Gone>
   HRESULT ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone, int line = __builtin_LINE());
-  /// Reads one field as it is.
+  /// Reads one field unchanged.
   template <typename Output, typename Part, typename Field>
   HRESULT ReadValue(ULONG lanSeekID, Output* output, Field Part::*field, const wchar_t* nullMessage,
                     const wchar_t* goneMessage, int line = __builtin_LINE());
   HRESULT ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlInfo::*field,
                    const wchar_t* nullMessage = L"", int line = __builtin_LINE());
 
-  /// A number that a controller may not have reported, and where it goes.
+  /// A number that a controller may not have reported, and its destination.
   struct VersionPart {
     ULONG* output;
     std::uint32_t CtrlInfo::*field;
@@ -179,17 +179,17 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
                     int line = __builtin_LINE());
   std::vector<AvailableCtrlsListItem> Snapshot(ULONG& mark, Listed listed);
 
-  /// Looks a controller up: `find` is called with the table locked and gives the record's id, or 0 for none.
+  /// Looks up a controller. `find` is called under the table lock and returns the record's id, or 0 for none.
   template <typename Find>
   HRESULT LookUp(ULONG* lanSeekID, const wchar_t* notFoundMessage, Find&& find, int line = __builtin_LINE());
   HRESULT FindByURL(std::wstring_view url, ULONG* lanSeekID);
   HRESULT RemoveVC(BSTR systemID, bool keep, int line = __builtin_LINE());
 
   const ModuleLock moduleLock_;
-  const std::uint32_t process_;  ///< The one that made the object.
+  const std::uint32_t process_;  ///< The creator's.
   std::atomic<ULONG> references_{0};
   InnerUnknown inner_{*this};
-  /// Whose references and interfaces the outside sees; the inner one's unless aggregated.
+  /// The object whose references and interfaces clients see: `inner_` unless aggregated.
   IUnknown* const controlling_;
 
   platform::RegistryStore& registry_;

@@ -63,7 +63,7 @@ HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope s
     if (FAILED(result)) why = L"Could not write " + entry.key + L": " + registry.LastErrorText();
     return result;
   };
-  // A registration that is there is not given up for one that the store does not take: the path comes first.
+  // Writes the path first: if the store refuses it, an existing registration stays intact.
   HRESULT result = write({ClassKey(scope) + L"\\InprocServer32", kDefaultValue, modulePath});
   if (FAILED(result)) return result;
   result = registry.RemoveTree(ClassKey(scope));
@@ -87,7 +87,7 @@ HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope
   };
   const auto takeBack = [&](const std::wstring& key) { note(registry.TakeBack(key), key); };
   takeBack(ClassKey(scope));
-  // The names of a class are the same for programs of both sizes, where the class itself is not.
+  // Both word sizes share the ProgIDs, but not the class. They stay as long as the other size is registered.
   if (!registry.HasForOtherSize(ClassKey(scope))) {
     takeBack(ClassesKey(scope, kProgID));
     takeBack(ClassesKey(scope, kVersionedProgID));

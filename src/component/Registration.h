@@ -10,14 +10,13 @@ namespace kellanseek {
 
 enum class RegistrationScope { Machine, User };
 
-/// Writes the keys by which the class is found, so that it is created from the module at `modulePath`, for
-/// every user or for the calling one alone. Registering again replaces what was there. On failure `why` says
-/// in words what could not be written.
+/// Registers the class, implemented by the module at `modulePath`, for all users or for the calling user
+/// alone. Replaces an earlier registration. On failure `why` says what could not be written.
 HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope scope,
                           const std::wstring& modulePath, std::wstring& why);
 
-/// Removes them, and a store of the user's own that says nothing else. What is not there is no failure, and
-/// what a user has not registered themselves stays.
+/// Removes the keys, and the user's own store if it then adds nothing. Succeeds if nothing is registered.
+/// Keys that the user did not register stay.
 HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope scope, std::wstring& why);
 
 }  // namespace kellanseek

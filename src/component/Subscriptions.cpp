@@ -8,7 +8,7 @@
 namespace kellanseek {
 namespace {
 
-/// The text ends at its first zero character.
+/// The text up to its first zero character.
 std::wstring_view EventTextOf(BSTR text) {
   const std::wstring_view all = ViewOf(text);
   return all.substr(0, all.find(L'\0'));
@@ -30,7 +30,7 @@ STDMETHODIMP CKelLanSeek::Subscribe(KelEventParams* pRep, ULONG* cookie) {
     if (FAILED(result)) {
       return Fail(result, L"CKelLanSeek::Subscribe, Failed to QueryInterface to IID_IKelObjectEvents");
     }
-    // The cookie is given out even when the subscription fails; the text alone tells.
+    // The cookie is returned even if the subscription fails; only the error text reports the failure.
     if (FAILED(events_.AddSubscriber(pRep->subscriptionType, std::move(sink), pRep->userDef, cookie))) {
       TakeErrorFrom(events_, kKelLanSeekUnit);
     }
@@ -40,7 +40,7 @@ STDMETHODIMP CKelLanSeek::Subscribe(KelEventParams* pRep, ULONG* cookie) {
 
 STDMETHODIMP CKelLanSeek::Unsubscribe(ULONG dw) {
   return Guarded([&]() -> HRESULT {
-    // Releasing the sink may end this object, so nothing of it is touched after a success.
+    // Releasing the sink may destroy this object, so nothing of it may be used after a success.
     const HRESULT result = events_.RemoveSubscriber(dw);
     if (FAILED(result)) TakeErrorFrom(events_, kKelLanSeekUnit);
     return result;

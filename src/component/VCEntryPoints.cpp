@@ -20,7 +20,7 @@ STDMETHODIMP CKelLanSeek::UnRegister(BSTR systemID) { return RemoveVC(systemID, 
 STDMETHODIMP CKelLanSeek::PreUnRegister(BSTR systemID) { return RemoveVC(systemID, true); }
 
 HRESULT CKelLanSeek::RemoveVC(BSTR systemID, bool keep, int line) {
-  // Removing a virtual controller releases its object, and that may be the last to hold this one.
+  // Removing a virtual controller releases its object, which may hold the last reference to this one.
   const KelComPtr<IUnknown> self(controlling_);
   const auto remove = [&]() -> HRESULT {
     const HRESULT result = engine_.RemoveVC(ViewOf(systemID), keep);

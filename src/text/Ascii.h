@@ -5,7 +5,7 @@
 
 namespace kellanseek::text {
 
-// What ASCII says of a character, whatever the locale; all other characters are letters without a case.
+// ASCII character classes, independent of the locale. Any other character counts as a letter without case.
 
 /// The white space of the C library.
 template <typename Char>
@@ -18,7 +18,7 @@ constexpr bool IsDigit(Char c) {
   return c >= Char{'0'} && c <= Char{'9'};
 }
 
-/// The lowercase letter of A to Z; any other character stays.
+/// The lowercase form of A to Z; any other character unchanged.
 template <typename Char>
 constexpr Char Folded(Char c) {
   return c >= Char{'A'} && c <= Char{'Z'} ? static_cast<Char>(c - Char{'A'} + Char{'a'}) : c;
@@ -29,13 +29,13 @@ constexpr bool IsBlank(std::basic_string_view<Char> text) {
   return std::all_of(text.begin(), text.end(), IsSpace<Char>);
 }
 
-/// The text without the characters of `blanks` at its end.
+/// The text without trailing characters of `blanks`.
 constexpr std::string_view TrimmedEnd(std::string_view text, std::string_view blanks) {
   return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
-/// The text without the characters of `blanks` at its ends. What counts as blank differs between the formats
-/// that are read, so each caller names its own.
+/// The text without leading and trailing characters of `blanks`. File formats differ in what counts as blank,
+/// so each caller passes its own set.
 constexpr std::string_view Trimmed(std::string_view text, std::string_view blanks) {
   text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
   return TrimmedEnd(text, blanks);

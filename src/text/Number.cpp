@@ -26,7 +26,7 @@ constexpr std::array<std::uint8_t, 256> kHexDigits = [] {
 
 std::uint32_t HexDigit(char c) { return kHexDigits[static_cast<unsigned char>(c)]; }
 
-/// Removes white space and a sign; true for a minus.
+/// Removes leading white space and a sign. Returns true for a minus.
 template <typename Char>
 bool TakeSign(std::basic_string_view<Char>& text) {
   while (!text.empty() && IsSpace(text.front())) text.remove_prefix(1);
@@ -36,8 +36,8 @@ bool TakeSign(std::basic_string_view<Char>& text) {
   return minus;
 }
 
-/// The number at the front of `text`, which it removes; beyond 32 bits a number just as far outside them as
-/// is needed to tell. Nothing when there are no digits.
+/// Reads the number at the front of `text` and removes it. A number beyond 32 bits is clamped, but stays
+/// outside the range so that callers notice. Returns nothing if there are no digits.
 template <typename Char>
 std::optional<std::int64_t> Scan(std::basic_string_view<Char>& text) {
   const bool minus = TakeSign(text);
@@ -79,7 +79,7 @@ bool TakeHex(std::string_view& text, std::uint32_t& value) {
     number = std::min(number * 16 + HexDigit(text.front()), kLargest + 1);
     text.remove_prefix(1);
   } while (!text.empty() && HexDigit(text.front()) != kNoDigit);
-  // As the C library scans: a number that is too large is the largest one, whatever its sign.
+  // As in the C library, a number that is too large becomes the largest one, whatever its sign.
   value = static_cast<std::uint32_t>(number > kLargest ? kLargest : minus ? 0 - number : number);
   return true;
 }

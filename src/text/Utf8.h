@@ -5,8 +5,8 @@
 
 namespace kellanseek::text {
 
-// UTF-8 to and from the other encodings of Unicode; wide text is UTF-16 or UTF-32, as the system has it. What
-// is not valid becomes U+FFFD.
+// Conversions between UTF-8 and the other encodings of Unicode. Wide text is UTF-16 or UTF-32, depending on
+// the system. Invalid input becomes U+FFFD.
 
 std::string ToUtf8(std::wstring_view text);
 std::string ToUtf8(std::u32string_view text);
