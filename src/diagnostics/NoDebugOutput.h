@@ -6,7 +6,7 @@
 
 namespace kellanseek::diagnostics {
 
-/// A sink for traces that nobody wants.
+/// A sink that discards traces.
 class NoDebugOutput final : public platform::DebugOutput {
  public:
   bool Enabled() const override { return false; }

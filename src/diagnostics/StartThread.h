@@ -7,8 +7,8 @@
 
 namespace kellanseek::diagnostics {
 
-/// Starts a thread of the component. False when the system has none, which is traced with the thread's name
-/// and the system's reason: the component does without it.
+/// Starts a thread of the component. If the system refuses, traces the thread's name and the reason and
+/// returns false: the component works without that thread.
 bool StartThread(platform::Thread& thread, const char* name, std::function<void()> body, const Tracer& trace,
                  platform::ThreadUrgency urgency = platform::ThreadUrgency::Normal);
 

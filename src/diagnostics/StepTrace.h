@@ -9,14 +9,14 @@
 
 namespace kellanseek::diagnostics {
 
-/// Tells of the exceptions that end single steps of a thread's loop, once a minute at most: what fails once
-/// may fail with every step. To be handed to platform::RunStep(). For one thread.
+/// Traces exceptions that end single steps of a thread's loop, at most once a minute, because the same
+/// failure may recur with every step. Passed to platform::RunStep(). Not thread-safe.
 class StepTrace {
  public:
-  /// Gives milliseconds; may wrap around.
+  /// Returns milliseconds; may wrap around.
   using Clock = std::uint32_t (*)();
 
-  /// `thread` is the thread's name, a literal.
+  /// `thread` is the thread's name and must be a literal.
   StepTrace(const Tracer& tracer, const wchar_t* thread, Clock clock = &platform::TickCount)
       : tracer_(tracer), thread_(thread), clock_(clock) {}
 

@@ -5,7 +5,7 @@
 namespace kellanseek::diagnostics {
 namespace {
 
-/// A text that grows in a buffer and drops what finds no room.
+/// A text that grows in a fixed buffer and drops what does not fit.
 class BoundedText {
  public:
   explicit BoundedText(std::span<wchar_t> buffer) : buffer_(buffer) {}
@@ -81,7 +81,7 @@ void Tracer::Write(std::wstring_view message) const noexcept {
     try {
       output_->Write(piece);
     } catch (...) {
-      // The output may need memory that is not there. Whoever traces has more to do than that.
+      // The output may have run out of memory. A trace must not fail the work that it describes.
     }
   }
 }
