@@ -20,17 +20,17 @@ struct HeardOn {
 /// The process and the object of a virtual controller of this host.
 struct VirtualProcess {
   std::uint32_t vcProcessID = 0;
-  /// Tells the process from a later one with the same id; 0 when not known.
+  /// Distinguishes the process from a later one with the same id; 0 if unknown.
   std::uint64_t vcProcessStart = 0;
   KelComPtr<IUnknown> vcInterface;
 };
 
 /// Everything about a stored controller that may change while it is stored.
 struct CtrlState : CtrlDescription, HeardOn, VirtualProcess {
-  std::wstring hostName;  ///< Found by reverse look-up.
+  std::wstring hostName;  ///< From a reverse look-up.
   RemoteVCPublication remotePublication = RemoteVCPublication_False;
-  KelCtrlAvailability ctrlStatus = CtrlUnavailable;  ///< Never CtrlRemoved; that only travels in events.
-  bool published = false;                            ///< Clients have been told of it, and it is listed.
+  KelCtrlAvailability ctrlStatus = CtrlUnavailable;  ///< Never CtrlRemoved, which occurs only in events.
+  bool published = false;                            ///< Reported to clients and therefore listed.
 
   bool Available() const { return ctrlStatus == CtrlAvailable; }
 };
@@ -46,7 +46,7 @@ struct CtrlInfo : CtrlKeys, CtrlState {
   /// kNoAddress.
   platform::Ipv4 Address() const { return address_; }
 
-  /// When it is asked next; the table changes it, because it keeps those that have a timer at hand.
+  /// When the controller is asked next. Changed through the table, which keeps track of running timers.
   const PollSchedule& Schedule() const { return schedule_; }
 
  private:
@@ -54,7 +54,7 @@ struct CtrlInfo : CtrlKeys, CtrlState {
 
   platform::Ipv4 address_ = platform::kNoAddress;
   PollSchedule schedule_;
-  bool hasTimerEntry_ = false;  ///< The table's list of timers holds this record's id.
+  bool hasTimerEntry_ = false;  ///< The table's list of timers contains this record's id.
 };
 
 }  // namespace kellanseek

@@ -35,8 +35,8 @@ struct ByMac {};
 
 }  // namespace
 
-/// The container lets go only of constant elements, because it could not follow a change of what it has
-/// indexed. CtrlTable::Access::Change() shows callers the part that it has not.
+/// The container returns its elements as const, because it could not follow a change of an indexed field.
+/// Access::Change() exposes only the fields without an index.
 struct CtrlTable::Node {
   mutable CtrlInfo info;
 };
@@ -62,7 +62,7 @@ struct CtrlTable::Contents {
 
   static Container WithKey(const text::SipKey& key) {
     const auto index = [](auto keyOf, auto hash, auto equals) {
-      constexpr std::size_t kBuckets = 0;  // as many as the container likes to begin with
+      constexpr std::size_t kBuckets = 0;  // the container's default
       return boost::make_tuple(kBuckets, keyOf, hash, equals);
     };
     return Container(Container::ctor_args_list(boost::make_tuple(
@@ -116,12 +116,12 @@ struct CtrlTable::Contents {
   }
 
   Container records;
-  /// For each system identity, MAC address and address that records share, how many do besides the first.
+  /// For each key that several records share, the number of those records minus one; summed over all keys.
   std::size_t sharedKeys = 0;
   const std::size_t maxDynamicRecords;
   std::size_t dynamicRecords = 0;
   std::vector<KelComPtr<IUnknown>> toRelease;
-  /// Ids of all records that have a timer; in between some whose timer, or record, has gone.
+  /// Ids of all records with a timer, and some stale ids: of records whose timer has ended, or that are gone.
   std::vector<std::uint32_t> timers;
 };
 
@@ -186,7 +186,7 @@ CtrlTable::Records CtrlTable::Access::AllByFoldedSystemID(std::wstring_view syst
 CtrlTable::Records CtrlTable::Access::Related(const CtrlKeys& described) const {
   Records found;
   if (contents_.sharedKeys == 0) {
-    // Where no two records share a key, one that has all three is the only one there can be.
+    // If no two records share a key, a record with all three keys is the only related one.
     const Record known = FirstBySystemID(described.systemID);
     if (known && HasKeysOf(*known, described)) {
       found.push_back(known);
@@ -226,7 +226,7 @@ CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
   if (contents_.timers.capacity() <= contents_.records.size())
     contents_.timers.reserve(2 * contents_.records.size() + 1);
   Node node{std::move(record)};
-  // The container takes all its memory before it moves a node, and moves none whose id is taken.
+  // The container allocates all memory before it moves a node, and moves none if the id is taken.
   // NOLINTNEXTLINE(bugprone-use-after-move): the record is assigned anew.
   const auto giveBack = [&] { record = std::move(node.info); };
   Record added;
@@ -250,7 +250,7 @@ CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
 
 CtrlTable::Removal CtrlTable::Access::PrepareRemoval(Record record) {
   if (record->vcInterface) contents_.toRelease.reserve(contents_.toRelease.size() + 1);
-  // Looking a text up takes memory on systems whose locales make keys for comparing.
+  // Looking up a text allocates memory on systems where locale comparison needs a key.
   return {record, contents_.KeysHeld(*record, 1)};
 }
 
@@ -266,7 +266,7 @@ void CtrlTable::Access::NoteTimer(CtrlInfo& record) {
   if (record.hasTimerEntry_ || !record.schedule_.HasTimer()) return;
   std::vector<std::uint32_t>& timers = contents_.timers;
   if (timers.size() == timers.capacity()) {
-    // There is room for one entry of each record, so some are of timers that have ended: a pass drops them.
+    // The capacity covers one entry per record, so some entries are stale; a pass drops them.
     TimerPass pass(*this);
     while (pass.Next()) {
     }

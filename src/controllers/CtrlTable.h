@@ -14,16 +14,17 @@
 
 namespace kellanseek {
 
-/// Ids up to this one are never issued.
+/// The greatest id that is never issued.
 inline constexpr std::uint32_t kLastReservedLanSeekID = 10;
 
-/// Dynamic records up to which messages may add more.
+/// Messages from the network add dynamic records only up to this number, so that a forger cannot fill the
+/// memory.
 inline constexpr std::size_t kMaxDynamicRecords = 65536;
 
-/// All known controllers in the order in which they became known, which is also the order of their
-/// lanSeekIDs: an id is issued, under the table lock, only for the record that is added next.
+/// All known controllers, in the order in which they became known. That is also the order of their
+/// lanSeekIDs, because an id is issued, under the table lock, only for the record added next.
 ///
-/// The records are reached through an Access, which holds the table lock for its life.
+/// Records are reached through an Access, which holds the table lock during its lifetime.
 class CtrlTable {
  public:
   class Access;
@@ -33,13 +34,13 @@ class CtrlTable {
   class TimerPass;
   using Records = boost::container::small_vector<Record, 8>;
 
-  /// With another limit for tests, which reach it sooner.
+  /// Tests pass a smaller limit, which they reach sooner.
   explicit CtrlTable(std::size_t maxDynamicRecords = kMaxDynamicRecords);
   ~CtrlTable();
   CtrlTable(const CtrlTable&) = delete;
   CtrlTable& operator=(const CtrlTable&) = delete;
 
-  /// The id that the next new controller gets. Needs no lock.
+  /// The id of the next new controller. Needs no lock.
   std::uint32_t NextLanSeekID() const { return nextLanSeekID_.load(std::memory_order_relaxed); }
 
  private:
@@ -51,8 +52,8 @@ class CtrlTable {
   const std::unique_ptr<Contents> contents_;
 };
 
-/// Names a record of the table, or none. Valid as long as that record is in the table, whatever happens to
-/// others; to be used with the Access it came from.
+/// Refers to a record of the table, or to none. Valid while the record is in the table, whatever happens to
+/// other records. Use it only with the Access it came from.
 class CtrlTable::Record {
  public:
   Record() = default;
@@ -71,16 +72,17 @@ class CtrlTable::Record {
   CtrlInfo* info_ = nullptr;
 };
 
-/// A removal that is prepared.
+/// A prepared removal.
 struct CtrlTable::Removal {
   Record record;
-  std::size_t sharedKeys = 0;  ///< How many of its keys other records share.
+  std::size_t sharedKeys = 0;  ///< Number of its keys that other records share.
 };
 
-/// The table lock, and the only way to the records: whoever needs the table locked takes an Access&.
+/// Holds the table lock, and is the only way to the records: a function that needs the table locked takes an
+/// Access&.
 ///
-/// References to the objects of virtual controllers whose records were removed meanwhile are released after
-/// the lock, since releasing one runs its owner's code.
+/// Releases the objects of removed virtual controllers after unlocking, because releasing an object runs its
+/// owner's code.
 class CtrlTable::Access {
  public:
   explicit Access(CtrlTable& table) NO_THREAD_SAFETY_ANALYSIS;
@@ -89,11 +91,11 @@ class CtrlTable::Access {
   Access& operator=(const Access&) = delete;
 
   std::uint32_t NextLanSeekID() const { return table_.NextLanSeekID(); }
-  /// Issues an id; it is never issued again, whether or not a record is added under it.
+  /// Issues an id. It is never issued again, even if no record is added under it.
   std::uint32_t IssueLanSeekID() { return table_.nextLanSeekID_.fetch_add(1, std::memory_order_relaxed); }
 
   std::size_t Size() const;
-  /// The records in order; none after the last. To remove a record on the way, fetch the next one first.
+  /// The records in order; none after the last. To remove a record during a walk, fetch the next one first.
   Record First() const;
   Record After(Record record) const;
   template <typename Visit>
@@ -102,55 +104,57 @@ class CtrlTable::Access {
   }
 
   Record Find(std::uint32_t lanSeekID) const;
-  /// The stored record of the controller that is described: a real controller is found by address, any other
-  /// by system identity.
+  /// The stored record of a controller. A real controller is found by its address, any other by its system
+  /// identity.
   Record FindCtrl(const CtrlKeys& described) const;
-  /// The first record with that address, or that system identity.
+  /// The first record with this address or system identity.
   Record FirstByAddress(const std::wstring& address) const;
   Record FirstBySystemID(const std::wstring& systemID) const;
-  /// All records with that address, or that system identity, in order.
+  /// All records with this address or system identity, in order.
   Records AllByAddress(const std::wstring& address) const;
   Records AllBySystemID(const std::wstring& systemID) const;
-  /// The records with that system identity, in order, A to Z taken as a to z.
+  /// The records with this system identity, in order, regardless of the case of A to Z.
   Records AllByFoldedSystemID(std::wstring_view systemID) const;
-  /// The records that share the described controller's system identity, MAC address or address, in order.
+  /// The records that share the system identity, MAC address or address of `described`, in order.
   Records Related(const CtrlKeys& described) const;
 
-  /// Whether a message may add one more dynamic record. Who registers, configures or adds a controller does
-  /// not ask.
+  /// Whether a message may add another dynamic record. The limit does not apply to controllers that are
+  /// registered, configured or added by a client.
   bool HasRoomForDynamic() const;
 
-  /// A record's state, for changing it. What records are found by is not part of it.
+  /// A record's state, for changing it. The keys are not part of it, because the container could not follow.
   CtrlState& Change(Record record) { return *record.info_; }
   ScheduleChange ChangeSchedule(Record record);
-  /// Changes the two keys that can change during the life of a record.
+  /// Changes the two keys that may change during the life of a record.
   void SetIdentity(Record record, std::wstring systemID, std::wstring macAddress);
-  /// A configured or added controller turns into a dynamic one.
+  /// Makes a configured or added controller dynamic.
   void MakeDynamic(Record record);
 
-  /// Moves a record to the end of the table under its lanSeekID, which was issued just before. None when the
-  /// id is taken. Throws std::bad_alloc. Table and `record` are then unchanged; a record that holds a virtual
-  /// controller's object must outlive the Access, since it may be the one to release it.
+  /// Moves a record to the end of the table, under the lanSeekID issued for it just before. Returns none if
+  /// the id is taken; throws std::bad_alloc. In both cases the table and `record` are unchanged. A record
+  /// that holds a virtual controller's object must outlive the Access, because it may then be the one to
+  /// release it.
   Record Add(CtrlInfo& record);
-  /// Does all of a removal that can fail, for those who tell of it before it happens. Good until the table
-  /// is changed. Throws std::bad_alloc.
+  /// Does everything in a removal that can fail, for callers that announce it before it happens. Valid until
+  /// the table changes. Throws std::bad_alloc.
   Removal PrepareRemoval(Record record);
   /// Removes the record. Never throws.
   void Remove(const Removal& removal);
-  /// Both at once. Throws std::bad_alloc, with the table unchanged.
+  /// Prepares and removes in one step. Throws std::bad_alloc, with the table unchanged.
   void Remove(Record record) { Remove(PrepareRemoval(record)); }
 
  private:
   friend class ScheduleChange;
   friend class TimerPass;
-  /// Sees to it that the list of timers holds the record if it has one. Never throws: Add() has made room.
+  /// Ensures that the list of timers contains the record if its timer runs. Never throws: Add() reserved the
+  /// memory.
   void NoteTimer(CtrlInfo& record);
 
   CtrlTable& table_;
   Contents& contents_;
 };
 
-/// A record's schedule, for one statement of change.
+/// Access to a record's schedule for a single change; updates the list of timers afterwards.
 class CtrlTable::ScheduleChange {
  public:
   ScheduleChange(Access& table, CtrlInfo& record) : table_(table), record_(record) {}
@@ -168,8 +172,8 @@ inline CtrlTable::ScheduleChange CtrlTable::Access::ChangeSchedule(Record record
   return {*this, *record.info_};
 }
 
-/// A pass over the records that have a timer, in order; idle ones cost nothing. The record that came last may
-/// be changed and removed, no other.
+/// A pass over the records with a timer, in order. Idle records cost nothing. Only the record returned last
+/// may be changed or removed during the pass.
 class CtrlTable::TimerPass {
  public:
   explicit TimerPass(Access& table);
@@ -182,7 +186,7 @@ class CtrlTable::TimerPass {
  private:
   Access& table_;
   std::size_t next_ = 0;
-  std::size_t kept_ = 0;  ///< Entries before this one stand; those from here to next_ are to go.
+  std::size_t kept_ = 0;  ///< Entries before this index are kept; those up to next_ are dropped.
 };
 
 }  // namespace kellanseek

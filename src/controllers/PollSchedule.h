@@ -4,50 +4,49 @@
 
 namespace kellanseek {
 
-/// No timer, no outstanding request, no interface.
+/// Stands for no timer, no outstanding request, or no interface.
 inline constexpr std::int32_t kNone = -1;
 
-/// When one controller is asked next, and how often it may stay silent before it counts as lost: two numbers,
-/// without a clock. Whoever owns the clock calls Pass() once for each tick. Intervals and time-outs are in
-/// ticks, and a negative one is no timer. A negative number of requests means that none is outstanding, or,
-/// for settings that say so, that there is no end to them.
+/// Decides when a controller is asked next and how often it may stay silent before it counts as lost.
+/// Consists of two numbers and no clock: the caller calls Pass() once per tick. Intervals and time-outs are
+/// in ticks; a negative one means no timer. A negative number of requests means that none is outstanding or,
+/// if so configured, that they never run out.
 class PollSchedule {
  public:
   enum class State {
-    Waiting,  ///< Its time has not come, or there is no timer.
-    Due,      ///< It is to be asked now, and stays due until one of the transitions below.
+    Waiting,  ///< Its time has not come, or it has no timer.
+    Due,      ///< To be asked now. Stays due until one of the transitions below.
     Lost,     ///< It has left its last request unanswered.
   };
 
-  /// Nobody asks: the controller has just answered, and only a broadcast refresh starts the next round.
+  /// No timer: the controller has just answered, and the next broadcast refresh starts the next round.
   void Idle() { *this = {}; }
-  /// The controller has just been heard, or is away: it is asked after `interval`, and nothing is
-  /// outstanding.
+  /// The controller has just been heard, or is away: ask it after `interval`. No request is outstanding.
   void AwaitNextPoll(std::int32_t interval) { Set(interval, kNone); }
-  /// It is asked at the next tick, and then as if each of `requests` were a repetition.
+  /// Ask it at the next tick. It gets `requests` requests in all, each counted like a repetition.
   void AskNow(std::int32_t requests) { Set(0, requests); }
-  /// A request has gone out, or counts as gone: the answer may take `timeout`, and after it `requests` more
+  /// A request has been sent, or counts as sent. The answer may take `timeout`, after which `requests` more
   /// are sent.
   void Arm(std::int32_t timeout, std::int32_t requests) { Set(timeout, requests); }
-  /// A request that another workstation has sent serves as one of ours, unless ours has left just now: then
-  /// one answer is still on its way, and both would be counted for it.
+  /// Counts a request of another workstation as one of ours, so that several workstations do not each hammer
+  /// a silent controller. Ignored if ours has just been sent: both requests may then get one answer.
   void CountForeignRequest(std::int32_t timeout);
   /// One of the outstanding requests has been sent.
   void Asked(std::int32_t timeout) { Set(timeout, OneLess(requestsLeft_)); }
-  /// The request that was counted as sent leaves only now, so its time begins anew.
+  /// A request that was already counted as sent leaves only now, so the time to answer starts again.
   void Restart(std::int32_t time) { ticksLeft_ = time; }
 
-  /// One tick has passed. `Due` and `Lost` come back at every further tick until somebody acts on them.
+  /// Advances by one tick. `Due` and `Lost` are returned at every further tick until the caller acts on them.
   State Pass();
 
   bool HasTimer() const { return ticksLeft_ >= 0; }
-  /// Whether a request is outstanding. Requests without end count as none.
+  /// Whether a request is outstanding. Requests that never run out do not count.
   bool AwaitsAnswer() const { return requestsLeft_ >= 0; }
 
   std::int32_t TicksLeft() const { return ticksLeft_; }
   std::int32_t RequestsLeft() const { return requestsLeft_; }
 
-  /// One request more and one less; requests without end stay as they are.
+  /// Add and subtract one request. A count that never runs out stays as it is.
   static std::int32_t OneMore(std::int32_t requests) { return requests < 0 ? requests : requests + 1; }
   static std::int32_t OneLess(std::int32_t requests) { return requests < 0 ? requests : requests - 1; }
 

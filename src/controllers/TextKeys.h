@@ -8,8 +8,8 @@
 
 namespace kellanseek {
 
-/// Hash and equality of record texts under the user's default locale. The hash has a random key, so nobody on
-/// the network can choose texts that all land in one bucket.
+/// Hash and equality of record texts under the user's default locale. The hash has a random key, so that
+/// nobody on the network can choose texts that share one bucket.
 struct LocaleHash {
   text::SipKey key;
   std::size_t operator()(const std::wstring& text) const;
@@ -27,7 +27,7 @@ struct FoldedEquals {
   bool operator()(std::wstring_view left, std::wstring_view right) const;
 };
 
-/// A key that nobody can guess.
+/// A random key that nobody can guess.
 text::SipKey RandomKey();
 
 }  // namespace kellanseek
