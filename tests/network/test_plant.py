@@ -83,8 +83,8 @@ class Plant(harness.Scenario):
     def test_what_cannot_be_played_is_refused(self):
         faulty = self.script("1 silent 1", "2 silnt 1", "3 loss 1 200")
         cases = [
-            (("--script", faulty), 2, ":2: there is no action"),
-            (("--event", "1 silent 26"), 2, "\"26\" is no controller"),
+            (("--script", faulty), 2, ":2: unknown action"),
+            (("--event", "1 silent 26"), 2, "\"26\" is not a controller"),
             (("--count", 0), 2, "--count"),
             (("--count", 300), 2, "--base-address"),
             (("--own-address", "--count", 2), 2, "--own-address"),

@@ -13,8 +13,8 @@ std::vector<Ipv4> ConsecutiveAddresses(Ipv4 base, std::uint32_t count) {
   constexpr std::uint32_t kLast = 0xFFFFFFFEU;
   const std::uint32_t first = HostOrder(base);
   if (count != 0 && kLast - first < count - 1) {
-    throw std::invalid_argument(std::to_string(count) + " addresses from " + platform::FormatIpv4(base) +
-                                " on are more than there are");
+    throw std::invalid_argument(std::to_string(count) + " addresses starting with " +
+                                platform::FormatIpv4(base) + " exceed the address space");
   }
   std::vector<Ipv4> addresses;
   addresses.reserve(count);
@@ -26,11 +26,11 @@ std::vector<Ipv4> AddressesInSubnet(Ipv4 own, Ipv4 mask, std::uint32_t skipped, 
   const std::uint32_t hostBits = ~HostOrder(mask);
   const std::uint32_t subnet = HostOrder(own) & ~hostBits;
   const std::uint64_t ownHost = HostOrder(own) & hostBits;
-  // Neither the subnet's own address, nor its broadcast address, nor ours.
+  // Excludes the subnet's address, its broadcast address and our own.
   const std::uint32_t hosts = hostBits < 2 ? 1 : hostBits - 1;
   if (std::uint64_t{skipped} + count > hosts - 1) {
     throw std::invalid_argument("the subnet of " + platform::FormatIpv4(own) + " has no room for " +
-                                std::to_string(count) + " more controllers: say --base-address");
+                                std::to_string(count) + " more controllers; use --base-address");
   }
   std::vector<Ipv4> addresses;
   addresses.reserve(count);

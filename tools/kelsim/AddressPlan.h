@@ -7,13 +7,12 @@
 
 namespace kellanseek::kelsim {
 
-/// `count` consecutive addresses from `base` on. Throws std::invalid_argument where the address space ends
-/// first.
+/// Returns `count` consecutive addresses starting with `base`. Throws std::invalid_argument if the address
+/// space has too few.
 std::vector<platform::Ipv4> ConsecutiveAddresses(platform::Ipv4 base, std::uint32_t count);
 
-/// `count` addresses of hosts in the subnet of `own`: those that follow it, then from the subnet's first on;
-/// without `own` itself. Leaves out the first `skipped` of them. Throws std::invalid_argument when there are
-/// not so many.
+/// Returns `count` host addresses in the subnet of `own`: the ones after `own`, then from the subnet's first
+/// on, excluding `own` and the first `skipped`. Throws std::invalid_argument if the subnet has too few.
 std::vector<platform::Ipv4> AddressesInSubnet(platform::Ipv4 own, platform::Ipv4 mask, std::uint32_t skipped,
                                               std::uint32_t count);
 

@@ -13,7 +13,7 @@ struct Version {
 };
 constexpr Version kVersion{6, 10, 2, 5};
 
-std::string AddressTold(const Controller& controller) {
+std::string OwnAddressField(const Controller& controller) {
   return controller.tellsAddress ? platform::FormatIpv4(controller.address) : std::string();
 }
 
@@ -29,7 +29,7 @@ std::string BuildIdentity(const Controller& controller) {
       .Text(Tag::MacAddress, controller.macAddress)
       .Number(Tag::CommPort, 0)
       .Number(Tag::Level, 0)
-      .Text(Tag::OwnAddress, AddressTold(controller))
+      .Text(Tag::OwnAddress, OwnAddressField(controller))
       .Number(Tag::VersionRevision, kVersion.revision)
       .Number(Tag::CompatibilityRevision, kVersion.compatibilityRevision)
       .Number(Tag::Kind, kRealController)
@@ -40,7 +40,7 @@ std::string BuildShort(const Controller& controller, MessageType type) {
   DatagramWriter writer(type);
   writer.Text(Tag::SystemId, controller.systemId);
   if (type == MessageType::Presence) writer.Text(Tag::MacAddress, controller.macAddress);
-  return writer.Text(Tag::OwnAddress, AddressTold(controller)).Number(Tag::Kind, kRealController).Take();
+  return writer.Text(Tag::OwnAddress, OwnAddressField(controller)).Number(Tag::Kind, kRealController).Take();
 }
 
 template <typename... Arguments>

@@ -11,12 +11,12 @@
 
 namespace kellanseek::kelsim {
 
-/// Time since the plant was started.
+/// Time since the start of the plant.
 using Moment = std::chrono::milliseconds;
 
-/// One simulated controller. Texts are in the ANSI code page, as they are sent.
+/// A simulated controller. Texts are in the ANSI code page, as on the wire.
 struct Controller {
-  std::uint32_t number = 0;  ///< What people call it by.
+  std::uint32_t number = 0;  ///< Its number in scripts and messages.
   std::string name;
   std::string ctrlId;
   std::string systemName;
@@ -25,23 +25,22 @@ struct Controller {
   std::string macAddress;
   platform::Ipv4 address = 0;
   bool tellsAddress =
-      true;  ///< The address goes into every datagram, since the host that sends has another one.
-  std::size_t speaker = 0;  ///< The place at this host that it hears and speaks at.
+      true;  ///< Put the address into every datagram, because the sending host has another one.
+  std::size_t speaker = 0;  ///< Index of the host address that it uses.
 
   bool powered = true;
   bool silent = false;
-  std::uint32_t lossPercent = 0;  ///< So many of its datagrams get lost.
-  std::optional<Moment> returns;  ///< When a restart that is under way ends.
-  std::optional<MessageType>
-      announcementToCome;  ///< The broadcast that is waiting for its random delay to pass.
+  std::uint32_t lossPercent = 0;                  ///< Percentage of its datagrams that get lost.
+  std::optional<Moment> returns;                  ///< End of a restart in progress.
+  std::optional<MessageType> announcementToCome;  ///< The broadcast that waits for its random delay.
 
   bool Speaks() const { return powered && !silent; }
 };
 
-/// The controller with this number as it leaves the factory.
+/// Creates the controller with this number in its initial state.
 Controller NewController(std::uint32_t number);
 
-/// Its full identity, or its short presence, or a notice that it restarts or powers down.
+/// Builds its full identity, its short presence, or its notice of a restart or power-down.
 std::string BuildDatagram(const Controller& controller, MessageType type);
 
 }  // namespace kellanseek::kelsim

@@ -13,7 +13,8 @@ std::string Digits(std::uint32_t value, int base) {
   return {text, std::to_chars(text, text + sizeof text, value, base).ptr};
 }
 
-/// Takes the text up to the next separator off the front of `rest`; none when there is no separator.
+/// Removes the text up to the next separator from `rest`, with the separator. Returns nullopt if there is
+/// none.
 std::optional<std::string_view> TakePiece(std::string_view& rest, char separator) {
   const std::size_t end = rest.find(separator);
   if (end == std::string_view::npos) return std::nullopt;

@@ -10,7 +10,7 @@
 
 namespace kellanseek::kelsim {
 
-/// What a datagram is.
+/// The types of messages.
 enum class MessageType : std::uint32_t {
   Identity = 1,
   Presence = 2,
@@ -21,7 +21,7 @@ enum class MessageType : std::uint32_t {
   RefreshRequest = 7,
 };
 
-/// What a field of a datagram holds.
+/// The fields of a message.
 enum class Tag : std::uint32_t {
   Name = 0x1,
   CtrlId = 0x2,
@@ -40,35 +40,35 @@ enum class Tag : std::uint32_t {
   Kind = 0x11,
 };
 
-/// No workstation takes in a longer one.
+/// Workstations reject longer datagrams.
 inline constexpr std::size_t kMaxDatagram = 1000;
 
-/// Builds one datagram, its fields in the order of the calls. Texts are in the ANSI code page and hold no
-/// semicolon.
+/// Builds a datagram with its fields in the order of the calls. Texts must be in the ANSI code page and
+/// contain no semicolon.
 class DatagramWriter {
  public:
   explicit DatagramWriter(MessageType type);
 
-  /// An empty text leaves the field out.
+  /// Omits the field if the text is empty.
   DatagramWriter& Text(Tag tag, std::string_view value);
   DatagramWriter& Number(Tag tag, std::uint32_t value);
 
-  /// The datagram with its own length in two hexadecimal digits, or three where two cannot hold it; empty
-  /// when it would be longer than kMaxDatagram.
+  /// Returns the datagram, with its own length in two hexadecimal digits, or three if necessary. Returns an
+  /// empty text if it would be longer than kMaxDatagram.
   std::string Take() const;
 
  private:
-  std::string rest_;  ///< Everything behind the length.
+  std::string rest_;  ///< Everything after the length.
 };
 
 /// A workstation's request.
 struct Request {
   MessageType type = MessageType::FullRequest;
-  platform::Ipv4 target = platform::kNoAddress;  ///< Of a targeted request: who is to answer.
-  std::string_view systemId = {};                ///< Of a targeted request: its identity too, unless empty.
+  platform::Ipv4 target = platform::kNoAddress;  ///< Of a targeted request: the controller's address.
+  std::string_view systemId = {};  ///< Of a targeted request: its system identity, unless empty.
 };
 
-/// Reads a request; none for anything that is not a well-formed one. The result points into `text`.
+/// Reads a request. Returns nullopt for anything except a well-formed request. The result refers to `text`.
 std::optional<Request> ReadRequest(std::string_view text);
 
 }  // namespace kellanseek::kelsim

@@ -7,7 +7,7 @@
 
 namespace kellanseek::kelsim {
 
-/// What can happen to a controller.
+/// Something that can happen to a controller.
 enum class Action {
   Announce,
   Restart,
@@ -26,16 +26,17 @@ enum class Action {
   SetLoss,
 };
 
-/// Something that happens to the controllers with the numbers `first` to `last`.
+/// An event that affects the controllers with the numbers `first` to `last`.
 struct LifeEvent {
   Moment at = {};
   Action action = Action::Announce;
   std::uint32_t first = 0;
   std::uint32_t last = 0;
-  std::string text = {};    ///< The new text, in the ANSI code page.
-  std::uint32_t value = 0;  ///< The new address (of `first`; the others follow), the other controller's
-                            ///< number, the percentage, or how many milliseconds a restart takes.
-  std::string told = {};    ///< What people are told when it happens, in UTF-8.
+  std::string text = {};  ///< The new text, in the ANSI code page.
+  /// The new address (of `first`; the others follow), the other controller's number, the percentage, or the
+  /// duration of a restart in milliseconds.
+  std::uint32_t value = 0;
+  std::string description = {};  ///< The line printed when it happens, in UTF-8.
 };
 
 inline constexpr std::uint32_t kRestartMilliseconds = 2000;

@@ -14,7 +14,7 @@ constexpr int kWrongUse = 2;
 constexpr std::uint32_t kMostControllers = 100'000;
 constexpr std::uint32_t kMostDelay = 60'000;
 
-/// The options whose values are converted, as they were written.
+/// Option values as written, before their conversion.
 struct Written {
   std::string interfaceName, address, baseAddress, script;
   std::vector<std::string> listen;
@@ -33,24 +33,23 @@ std::string AddressFault(const std::string& text) {
 const CLI::Validator kAddress(AddressFault, "A.B.C.D");
 
 void AddPlace(CLI::App& app, Written& written, Options& options) {
-  CLI::Option* const interfaceName = app.add_option(
-      "--interface", written.interfaceName, "Speak on this interface (default: the first that is up)");
+  CLI::Option* const interfaceName = app.add_option("--interface", written.interfaceName,
+                                                    "Send on this interface (default: the first that is up)");
   CLI::Option* const address =
-      app.add_option("--address", written.address, "Speak from this address of this host")->check(kAddress);
+      app.add_option("--address", written.address, "Send from this address of this host")->check(kAddress);
   CLI::Option* const listen =
-      app.add_option(
-             "--listen", written.listen,
-             "One controller at each of these addresses of this host, for polls by unicast only; with a "
-             "larger --count the rest is at the addresses that follow the last")
+      app.add_option("--listen", written.listen,
+                     "One controller at each of these addresses of this host, answering polls only; with a "
+                     "larger --count the others take the addresses after the last")
           ->check(kAddress)
           ->expected(1)
           ->take_all();
   CLI::Option* const base =
       app.add_option("--base-address", written.baseAddress,
-                     "Address of the first controller (default: what follows our own address in its subnet)")
+                     "Address of the first controller (default: the address after this host's in its subnet)")
           ->check(kAddress);
   CLI::Option* const own =
-      app.add_flag("--own-address", options.ownAddress, "One controller that has the address of this host");
+      app.add_flag("--own-address", options.ownAddress, "One controller, at the address of this host");
   interfaceName->excludes(address, listen);
   address->excludes(listen);
   base->excludes(listen, own);
@@ -58,30 +57,31 @@ void AddPlace(CLI::App& app, Written& written, Options& options) {
 }
 
 void AddPorts(CLI::App& app, Options& options) {
-  app.add_option("--request-port", options.requestPort, "Where requests are heard")
+  app.add_option("--request-port", options.requestPort, "UDP port for requests")
       ->check(CLI::Range(1, 65535))
       ->capture_default_str();
-  app.add_option("--response-port", options.responsePort, "Where answers are broadcast to")
+  app.add_option("--response-port", options.responsePort, "UDP port for broadcast answers")
       ->capture_default_str();
-  app.add_option("--non-local-port", options.nonLocalPort, "Where polls are heard; 0 for none")
+  app.add_option("--non-local-port", options.nonLocalPort, "UDP port for polls; 0: no polls")
       ->capture_default_str();
 }
 
 void AddBehaviour(CLI::App& app, Written& written, Options& options) {
-  app.add_option("--delay-ms", options.delayMilliseconds, "Answers wait a random time of at most this")
+  app.add_option("--delay-ms", options.delayMilliseconds,
+                 "Longest random delay of an answer, in milliseconds")
       ->check(CLI::Range(kMostDelay))
       ->capture_default_str();
-  app.add_option("--seed", options.seed, "Seed of all that is random")->capture_default_str();
-  app.add_option("--loss", options.lossPercent, "So many percent of all datagrams get lost")
+  app.add_option("--seed", options.seed, "Seed of all random choices")->capture_default_str();
+  app.add_option("--loss", options.lossPercent, "Percentage of all datagrams that get lost")
       ->check(CLI::Range(100U))
       ->capture_default_str();
   app.add_option("--script", written.script,
-                 "File of events: a line each, TIME ACTION CONTROLLER [ARGUMENT]");
-  app.add_option("--event", options.events, "One such line; may be given again")->expected(1)->take_all();
-  app.add_option("--life", options.lifeSeconds, "Something happens to some controller every so many seconds")
+                 "File of events, one per line: TIME ACTION CONTROLLER [ARGUMENT]");
+  app.add_option("--event", options.events, "A single event; may be repeated")->expected(1)->take_all();
+  app.add_option("--life", options.lifeSeconds, "Interval of random events, in seconds")
       ->check(CLI::Range(0.01, 1e6));
   app.add_flag("--no-announce", written.silentStart, "Do not announce the controllers at the start");
-  app.add_flag("--quiet,-q", options.quiet, "Do not tell what happens");
+  app.add_flag("--quiet,-q", options.quiet, "Print nothing but errors");
 }
 
 std::optional<std::string> IfGiven(const std::string& text) {
@@ -100,10 +100,9 @@ void TakeCount(const CLI::Option& given, Options& options) {
   if (options.ownAddress && options.count != 1) {
     throw CLI::ValidationError(
         "--own-address",
-        "there is one controller at this host's own address, not --count " + std::to_string(options.count));
+        "only one controller fits at this host's own address, not --count " + std::to_string(options.count));
   }
-  if (options.count < listening)
-    throw CLI::ValidationError("--count", "there are more addresses to listen at");
+  if (options.count < listening) throw CLI::ValidationError("--count", "--listen names more addresses");
 }
 
 }  // namespace
@@ -111,12 +110,13 @@ void TakeCount(const CLI::Option& given, Options& options) {
 std::optional<Options> ReadOptions(const std::vector<std::string>& arguments, int& exitCode) {
   Options options;
   Written written;
-  CLI::App app("A simulated plant: answers discovery requests as so many controllers would, until Ctrl-C.",
-               "kelsim");
-  CLI::Option* const count = app.add_option("--count", options.count, "How many controllers")
+  CLI::App app("A simulated plant: many controllers that answer discovery requests, until Ctrl-C.", "kelsim");
+  CLI::Option* const count = app.add_option("--count", options.count, "Number of controllers")
                                  ->check(CLI::Range(1U, kMostControllers))
                                  ->capture_default_str();
-  app.add_option("--first", options.first, "Number of the first controller, from which its identity follows")
+  app.add_option(
+         "--first", options.first,
+         "Number of the first controller; names, identities and MAC addresses derive from the numbers")
       ->check(CLI::Range(1U, 1'000'000'000U))
       ->capture_default_str();
   AddPlace(app, written, options);

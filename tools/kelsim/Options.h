@@ -9,7 +9,7 @@
 
 namespace kellanseek::kelsim {
 
-/// What the program was asked for.
+/// The program's options.
 struct Options {
   std::uint32_t count = 25;
   std::uint32_t first = 1;
@@ -28,13 +28,13 @@ struct Options {
   std::uint32_t lossPercent = 0;
   bool announce = true;
   bool quiet = false;
-  double lifeSeconds = 0;  ///< 0: no random life.
+  double lifeSeconds = 0;  ///< Interval; 0: no random events.
   std::optional<std::string> script = {};
   std::vector<std::string> events = {};
 };
 
-/// Reads the arguments, in UTF-8 and without the program's name. None when the program is to end now, with
-/// `exitCode` (help was asked for, or the use is wrong; either is told already).
+/// Reads the arguments, in UTF-8 and without the program's name. Returns nullopt if the program should exit
+/// with `exitCode`: after printing the help, or an error in the usage.
 std::optional<Options> ReadOptions(const std::vector<std::string>& arguments, int& exitCode);
 
 }  // namespace kellanseek::kelsim

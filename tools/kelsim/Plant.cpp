@@ -5,14 +5,14 @@
 namespace kellanseek::kelsim {
 namespace {
 
-/// Polls that come faster than their answers go out are not remembered without end.
+/// Bounds the answers waiting for their delay, in case polls arrive faster than answers leave.
 constexpr std::size_t kMostAnswersToCome = 200'000;
 
 MessageType AnswerTo(MessageType request) {
   return request == MessageType::RefreshRequest ? MessageType::Presence : MessageType::Identity;
 }
 
-bool IsMeant(const Controller& controller, const Request& request) {
+bool IsAddressed(const Controller& controller, const Request& request) {
   if (request.type != MessageType::TargetedRequest) return true;
   return controller.address == request.target &&
          (request.systemId.empty() || request.systemId == controller.systemId);
@@ -26,7 +26,7 @@ Plant::Plant(std::vector<Controller> controllers, const Settings& settings)
 void Plant::Hear(const Request& request, std::size_t speaker, std::optional<Endpoint> from, Moment now) {
   for (std::size_t i = 0; i < controllers_.size(); ++i) {
     const Controller& controller = controllers_[i];
-    if (controller.speaker != speaker || !controller.Speaks() || !IsMeant(controller, request)) continue;
+    if (controller.speaker != speaker || !controller.Speaks() || !IsAddressed(controller, request)) continue;
     if (from) {
       AnswerOne(i, AnswerTo(request.type), *from, now);
     } else {
@@ -55,12 +55,12 @@ void Plant::Step(Moment now, std::size_t most, Outcome& outcome) {
   while (!agenda_.empty() && agenda_.top().at <= now && outcome.datagrams.size() < most) {
     const Task task = agenda_.top().task;
     agenda_.pop();
-    std::visit([&](const auto& one) { Do(one, now, outcome); }, task);
+    std::visit([&](const auto& one) { Run(one, now, outcome); }, task);
   }
 }
 
 Moment Plant::RandomDelay() {
-  // The standard's distributions differ from one library to the next.
+  // Not a standard distribution: their results differ between libraries.
   const std::uint64_t choices = std::uint64_t{settings_.mostDelayMilliseconds} + 1;
   return Moment(static_cast<Moment::rep>(random_() % choices));
 }
@@ -68,7 +68,7 @@ Moment Plant::RandomDelay() {
 void Plant::AnswerAll(std::size_t index, MessageType type, Moment now) {
   Controller& controller = controllers_[index];
   if (!settings_.broadcasts || !controller.Speaks()) return;
-  // One broadcast answers everybody who has asked by then; a full identity says all that a presence says.
+  // One broadcast answers every request so far; a full identity includes everything in a presence.
   if (controller.announcementToCome) {
     if (type == MessageType::Identity) controller.announcementToCome = type;
     return;
@@ -83,19 +83,19 @@ void Plant::AnswerOne(std::size_t index, MessageType type, const Endpoint& to, M
   Add(now + RandomDelay(), Answer{index, type, to});
 }
 
-void Plant::Do(const Announcement& announcement, Moment, Outcome& outcome) {
+void Plant::Run(const Announcement& announcement, Moment, Outcome& outcome) {
   Controller& controller = controllers_[announcement.controller];
   const MessageType type = *std::exchange(controller.announcementToCome, std::nullopt);
   if (controller.Speaks()) Send(controller, type, std::nullopt, outcome);
 }
 
-void Plant::Do(const Answer& answer, Moment, Outcome& outcome) {
+void Plant::Run(const Answer& answer, Moment, Outcome& outcome) {
   --answersToCome_;
   const Controller& controller = controllers_[answer.controller];
   if (controller.Speaks()) Send(controller, answer.type, answer.to, outcome);
 }
 
-void Plant::Do(const Return& ending, Moment now, Outcome&) {
+void Plant::Run(const Return& ending, Moment now, Outcome&) {
   Controller& controller = controllers_[ending.controller];
   if (!controller.returns || *controller.returns > now) return;
   controller.returns.reset();
@@ -103,24 +103,24 @@ void Plant::Do(const Return& ending, Moment now, Outcome&) {
   AnswerAll(ending.controller, MessageType::Identity, now);
 }
 
-void Plant::Do(const LifeEvent& event, Moment now, Outcome& outcome) {
+void Plant::Run(const LifeEvent& event, Moment now, Outcome& outcome) {
   const std::uint32_t firstNumber = controllers_[0].number;
   for (std::uint32_t number = event.first; number <= event.last; ++number) {
-    Happen(event, number - firstNumber, now, outcome);
+    Apply(event, number - firstNumber, now, outcome);
   }
   outcome.events.push_back(event);
 }
 
-void Plant::Happen(const LifeEvent& event, std::size_t index, Moment now, Outcome& outcome) {
+void Plant::Apply(const LifeEvent& event, std::size_t index, Moment now, Outcome& outcome) {
   Controller& controller = controllers_[index];
   switch (event.action) {
     case Action::Restart:
       if (!controller.powered) return;
-      Leave(event, controller, outcome);
+      ShutDown(event, controller, outcome);
       controller.returns = now + Moment(event.value);
       Add(*controller.returns, Return{index});
       return;
-    case Action::PowerDown: Leave(event, controller, outcome); return;
+    case Action::PowerDown: ShutDown(event, controller, outcome); return;
     case Action::FallSilent: controller.silent = true; return;
     case Action::Speak: controller.silent = false; return;
     case Action::SetLoss: controller.lossPercent = event.value; return;
@@ -144,13 +144,13 @@ void Plant::Change(const LifeEvent& event, Controller& controller) const {
       controller.address =
           platform::NetworkOrder(platform::HostOrder(event.value) + controller.number - event.first);
       break;
-    case Action::ShareAddress: controller.address = Numbered(event.value).address; break;
-    case Action::ShareSystemId: controller.systemId = Numbered(event.value).systemId; break;
+    case Action::ShareAddress: controller.address = ControllerWithNumber(event.value).address; break;
+    case Action::ShareSystemId: controller.systemId = ControllerWithNumber(event.value).systemId; break;
     default: break;
   }
 }
 
-void Plant::Leave(const LifeEvent& event, Controller& controller, Outcome& outcome) {
+void Plant::ShutDown(const LifeEvent& event, Controller& controller, Outcome& outcome) {
   const bool restarts = event.action == Action::Restart;
   if (controller.Speaks() && settings_.broadcasts) {
     Send(controller, restarts ? MessageType::Restart : MessageType::PowerDown, std::nullopt, outcome);

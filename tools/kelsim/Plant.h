@@ -19,43 +19,42 @@ struct Endpoint {
   std::uint16_t port = 0;
 };
 
-/// A datagram that is to be sent now.
+/// A datagram to be sent now.
 struct Outgoing {
   std::size_t speaker = 0;
   std::string text;
-  std::optional<Endpoint> to;  ///< None: everybody on the network, at the response port.
+  std::optional<Endpoint> to;  ///< None: broadcast to the response port.
 };
 
-/// What a step of the plant brought about.
+/// The results of a step: datagrams to send and events to report.
 struct Outcome {
   std::vector<Outgoing> datagrams;
   std::vector<LifeEvent> events;
 };
 
-/// The simulated controllers: what they answer to requests, and what happens to them. Knows no clock and no
-/// socket; the same seed and the same calls give the same outcome everywhere.
+/// The simulated controllers: their answers to requests and the events that change them. Uses no clock and no
+/// socket, so the same seed and the same calls produce the same results on every system.
 class Plant {
  public:
   struct Settings {
-    std::uint32_t mostDelayMilliseconds = 0;  ///< An answer waits a random time of at most this.
+    std::uint32_t mostDelayMilliseconds = 0;  ///< The longest random delay of an answer.
     std::uint32_t seed = 1;
-    bool broadcasts = true;  ///< False for controllers that can be polled but say nothing to a network.
+    bool broadcasts = true;  ///< False for controllers that answer polls only.
   };
 
-  /// Numbers of the controllers are consecutive.
+  /// The controllers must have consecutive numbers.
   Plant(std::vector<Controller> controllers, const Settings& settings);
 
-  /// A request reached a speaker. `from` is given when it was a poll of this very address: the answer goes
-  /// there.
+  /// Handles a request received by a speaker. `from` is set for a poll, whose answer goes to the sender.
   void Hear(const Request& request, std::size_t speaker, std::optional<Endpoint> from, Moment now);
 
-  /// Makes every controller that speaks send its identity.
+  /// Every controller that is on and not silent broadcasts its identity.
   void AnnounceAll(Moment now);
   void Schedule(LifeEvent event);
 
-  /// When the next step has something to do; none when only a request can bring that about.
+  /// The time of the next task; nullopt if nothing happens before the next request.
   std::optional<Moment> NextDue() const;
-  /// Does what is due, until `most` datagrams are to be sent; what is still due then is for the next step.
+  /// Runs the tasks that are due, until `most` datagrams are ready; the rest waits for the next step.
   void Step(Moment now, std::size_t most, Outcome& outcome);
 
   const std::vector<Controller>& Controllers() const { return controllers_; }
@@ -90,16 +89,16 @@ class Plant {
   void AnswerAll(std::size_t index, MessageType type, Moment now);
   void AnswerOne(std::size_t index, MessageType type, const Endpoint& to, Moment now);
 
-  void Do(const Announcement& announcement, Moment now, Outcome& outcome);
-  void Do(const Answer& answer, Moment now, Outcome& outcome);
-  void Do(const Return& ending, Moment now, Outcome& outcome);
-  void Do(const LifeEvent& event, Moment now, Outcome& outcome);
-  void Happen(const LifeEvent& event, std::size_t index, Moment now, Outcome& outcome);
-  /// Changes what the controller says of itself.
+  void Run(const Announcement& announcement, Moment now, Outcome& outcome);
+  void Run(const Answer& answer, Moment now, Outcome& outcome);
+  void Run(const Return& ending, Moment now, Outcome& outcome);
+  void Run(const LifeEvent& event, Moment now, Outcome& outcome);
+  void Apply(const LifeEvent& event, std::size_t index, Moment now, Outcome& outcome);
+  /// Changes the controller's identity.
   void Change(const LifeEvent& event, Controller& controller) const;
-  void Leave(const LifeEvent& event, Controller& controller, Outcome& outcome);
+  void ShutDown(const LifeEvent& event, Controller& controller, Outcome& outcome);
   void Send(const Controller& controller, MessageType type, std::optional<Endpoint> to, Outcome& outcome);
-  const Controller& Numbered(std::uint32_t number) const {
+  const Controller& ControllerWithNumber(std::uint32_t number) const {
     return controllers_[number - controllers_[0].number];
   }
 

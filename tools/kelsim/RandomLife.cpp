@@ -4,14 +4,14 @@ namespace kellanseek::kelsim {
 namespace {
 
 constexpr Moment kPoweredDown{10'000};
-/// Long enough for workstations with usual settings to notice.
+/// Long enough for workstations with default settings to notice.
 constexpr Moment kSilent{120'000};
 
 }  // namespace
 
 LifeEvent RandomLife::Event(Moment at, Action action, std::uint32_t number, const char* word) {
   LifeEvent event{at, action, number, number};
-  event.told = word + (' ' + std::to_string(number));
+  event.description = word + (' ' + std::to_string(number));
   return event;
 }
 
@@ -23,7 +23,7 @@ std::vector<LifeEvent> RandomLife::Next() {
     case 0: {
       LifeEvent rename = Event(at, Action::Rename, number, "rename");
       rename.text = "Cell" + std::to_string(number) + " v" + std::to_string(++renamed_);
-      rename.told += ' ' + rename.text;
+      rename.description += ' ' + rename.text;
       return {rename};
     }
     case 1: {

@@ -8,15 +8,15 @@
 
 namespace kellanseek::kelsim {
 
-/// Makes something happen to some controller in every period: it is renamed, restarts, powers down and comes
-/// back, or falls silent and speaks again. The same seed gives the same life.
+/// Generates one random event per period: a controller is renamed, restarts, powers down and returns, or
+/// falls silent and speaks again. The same seed produces the same events.
 class RandomLife {
  public:
   RandomLife(std::uint32_t firstNumber, std::uint32_t count, Moment period, std::uint32_t seed)
       : first_(firstNumber), count_(count), period_(period), next_(period), random_(seed) {}
 
   Moment NextAt() const { return next_; }
-  /// The events of the next period: what happens at NextAt(), and what follows from it later.
+  /// The events of the next period: one at NextAt(), and its consequences later.
   std::vector<LifeEvent> Next();
 
  private:

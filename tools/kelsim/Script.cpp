@@ -62,9 +62,9 @@ std::optional<Number> ReadWhole(std::string_view word) {
 Moment ReadSeconds(std::string_view word, std::string_view whole) {
   constexpr double kMost = 1e6;
   const auto seconds = ReadWhole<double>(word);
-  // Written so that "nan" fails too.
+  // The condition is negated so that NaN fails too.
   if (!seconds || !(*seconds >= 0 && *seconds <= kMost)) {
-    throw Fault(Quoted(whole) + " is no time in seconds from 0 to 1000000");
+    throw Fault(Quoted(whole) + " is not a time in seconds from 0 to 1000000");
   }
   return Moment(std::llround(*seconds * 1000));
 }
@@ -81,7 +81,7 @@ Action ReadAction(std::string_view word) {
     known.append(known.empty() ? "" : ", ").append(verb.word);
   }
   throw Fault(word.empty() ? "an action is missing after the time"
-                           : "there is no action " + Quoted(word) + "; there are " + known);
+                           : "unknown action " + Quoted(word) + "; the actions are " + known);
 }
 
 }  // namespace
@@ -112,7 +112,7 @@ void Script::Take(const std::string& place, std::string_view line) {
 LifeEvent Script::ReadEvent(std::string_view line) {
   LifeEvent event;
   event.at = ReadTime(TakeWord(line));
-  event.told = line;
+  event.description = line;
   event.action = ReadAction(TakeWord(line));
   ReadControllers(TakeWord(line), event);
   ReadArgument(std::string(line), event);
@@ -140,16 +140,16 @@ void Script::ReadControllers(const std::string& word, LifeEvent& event) const {
 std::uint32_t Script::ReadNumber(const std::string& word) const {
   const auto number = ReadWhole<std::uint32_t>(word);
   if (number && *number >= subject_.first && *number <= subject_.last) return *number;
-  throw Fault((word.empty() ? "a controller is missing" : Quoted(word) + " is no controller") +
-              "; there are " + std::to_string(subject_.first) + " to " + std::to_string(subject_.last) +
-              ", ranges like 3-7, and all");
+  throw Fault((word.empty() ? "a controller is missing" : Quoted(word) + " is not a controller") +
+              "; the controllers are " + std::to_string(subject_.first) + " to " +
+              std::to_string(subject_.last) + ", ranges like 3-7, and all");
 }
 
 void Script::ReadArgument(const std::string& argument, LifeEvent& event) const {
   const Verb& verb = VerbOf(event.action);
   switch (verb.argument) {
     case Argument::None:
-      if (!argument.empty()) throw Fault(Quoted(verb.word) + " takes nothing but the controller");
+      if (!argument.empty()) throw Fault(Quoted(verb.word) + " takes no argument after the controller");
       return;
     case Argument::Duration:
       event.value = argument.empty() ? kRestartMilliseconds
@@ -163,7 +163,7 @@ void Script::ReadArgument(const std::string& argument, LifeEvent& event) const {
       return;
     case Argument::Percent: {
       const auto percent = ReadWhole<std::uint32_t>(argument);
-      if (!percent || *percent > 100) throw Fault(Quoted(argument) + " is no percentage from 0 to 100");
+      if (!percent || *percent > 100) throw Fault(Quoted(argument) + " is not a percentage from 0 to 100");
       event.value = *percent;
       return;
     }
@@ -171,7 +171,7 @@ void Script::ReadArgument(const std::string& argument, LifeEvent& event) const {
 }
 
 void Script::RequireMovable() const {
-  if (!subject_.movable) throw Fault("these controllers have addresses of this host and cannot get others");
+  if (!subject_.movable) throw Fault("these controllers have addresses of this host, which cannot change");
 }
 
 void Script::ReadAddress(const std::string& argument, LifeEvent& event) const {
@@ -179,7 +179,7 @@ void Script::ReadAddress(const std::string& argument, LifeEvent& event) const {
   event.value = DottedAddress(argument);
   const std::uint32_t more = event.last - event.first;
   if (platform::HostOrder(platform::kNoAddress) - platform::HostOrder(event.value) <= more) {
-    throw Fault("there are not so many addresses from " + argument + " on");
+    throw Fault("too few addresses from " + argument + " on");
   }
 }
 

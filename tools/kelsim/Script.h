@@ -9,21 +9,21 @@
 
 namespace kellanseek::kelsim {
 
-/// Reads what is to happen to the plant: one event in a line, "TIME ACTION CONTROLLER [ARGUMENT]".
+/// Parses scripted events, one per line: "TIME ACTION CONTROLLER [ARGUMENT]".
 class Script {
  public:
-  /// What the script is about.
+  /// The plant that the script is for.
   struct Subject {
     std::uint32_t first = 1;  ///< Numbers of the plant's controllers.
     std::uint32_t last = 1;
-    bool movable = true;  ///< Controllers can get other addresses.
+    bool movable = true;  ///< The controllers' addresses may change.
   };
 
   explicit Script(const Subject& subject) : subject_(subject) {}
 
-  /// Adds the events of a text in UTF-8. Its faults are added to Faults() as "NAME:LINE: what is wrong".
+  /// Adds the events of a text in UTF-8. Errors are added to Faults() as "NAME:LINE: REASON".
   void AddText(const std::string& name, std::string_view text);
-  /// Adds the event of a single line; a fault is told as "NAME: what is wrong".
+  /// Adds the event of a single line. An error is added as "NAME: REASON".
   void AddLine(const std::string& name, std::string_view line);
 
   const std::vector<LifeEvent>& Events() const { return events_; }

@@ -6,7 +6,7 @@
 namespace kellanseek::kelsim {
 namespace {
 
-/// So many datagrams go out before requests are looked for again.
+/// Datagrams sent before the next look for requests.
 constexpr std::size_t kMostAtOnce = 256;
 constexpr std::chrono::milliseconds kLongestWait{1000};
 
@@ -16,9 +16,9 @@ Simulation::Tally Simulation::Run(platform::Event& stop, bool announce) {
   begin_ = std::chrono::steady_clock::now();
   if (announce) plant_.AnnounceAll({});
   while (!stop.TryWait()) {
-    Live();
-    Act();
-    Listen(stop);
+    ScheduleRandomEvents();
+    RunDueTasks();
+    HandleNextRequest(stop);
   }
   return tally_;
 }
@@ -27,15 +27,15 @@ Moment Simulation::Now() const {
   return std::chrono::duration_cast<Moment>(std::chrono::steady_clock::now() - begin_);
 }
 
-void Simulation::Live() {
+void Simulation::ScheduleRandomEvents() {
   while (life_ && life_->NextAt() <= Now()) {
     for (LifeEvent& event : life_->Next()) plant_.Schedule(std::move(event));
   }
 }
 
-void Simulation::Act() {
+void Simulation::RunDueTasks() {
   plant_.Step(Now(), kMostAtOnce, outcome_);
-  for (const LifeEvent& event : outcome_.events) Tell(event);
+  for (const LifeEvent& event : outcome_.events) Print(event);
   for (const Outgoing& datagram : outcome_.datagrams) {
     ++(speakers_.Send(datagram) ? tally_.sent : tally_.failed);
   }
@@ -48,7 +48,7 @@ std::chrono::milliseconds Simulation::UntilNextDue() const {
   return std::max(next - Now(), Moment{});
 }
 
-void Simulation::Listen(platform::Event& stop) {
+void Simulation::HandleNextRequest(platform::Event& stop) {
   const auto heard = speakers_.Hear(stop, UntilNextDue());
   const auto request = heard ? ReadRequest(heard->text) : std::nullopt;
   if (!request) return;
@@ -56,9 +56,9 @@ void Simulation::Listen(platform::Event& stop) {
   plant_.Hear(*request, heard->speaker, heard->pollFrom, Now());
 }
 
-void Simulation::Tell(const LifeEvent& event) const {
+void Simulation::Print(const LifeEvent& event) const {
   if (quiet_) return;
-  std::printf("%7.1f s  %s\n", static_cast<double>(event.at.count()) / 1000, event.told.c_str());
+  std::printf("%7.1f s  %s\n", static_cast<double>(event.at.count()) / 1000, event.description.c_str());
   std::fflush(stdout);
 }
 

@@ -11,30 +11,30 @@
 
 namespace kellanseek::kelsim {
 
-/// Lets a plant live on real sockets, on the calling thread.
+/// Runs a plant on real sockets, on the calling thread.
 class Simulation {
  public:
-  /// What it came to.
+  /// Counts for the summary.
   struct Tally {
     std::uint64_t requests = 0;
     std::uint64_t sent = 0;
     std::uint64_t failed = 0;
   };
 
-  /// All that is handed in outlives this object. With `quiet`, events are not told on standard output.
+  /// The references must outlive this object. With `quiet`, events are not printed.
   Simulation(Plant& plant, Speakers& speakers, const std::optional<RandomLife>& life, bool quiet)
       : plant_(plant), speakers_(speakers), life_(life), quiet_(quiet) {}
 
-  /// Returns after `stop` (manual reset) was set.
+  /// Returns once `stop` (manual reset) is set.
   Tally Run(platform::Event& stop, bool announce);
 
  private:
   Moment Now() const;
   std::chrono::milliseconds UntilNextDue() const;
-  void Live();
-  void Act();
-  void Listen(platform::Event& stop);
-  void Tell(const LifeEvent& event) const;
+  void ScheduleRandomEvents();
+  void RunDueTasks();
+  void HandleNextRequest(platform::Event& stop);
+  void Print(const LifeEvent& event) const;
 
   Plant& plant_;
   Speakers& speakers_;

@@ -29,13 +29,13 @@ Speakers::Speakers(platform::UdpNetwork& network, const std::vector<Place>& plac
     : library_(network), responsePort_(ports.response) {
   const bool several = places.size() > 1;
   for (std::size_t i = 0; i < places.size(); ++i) {
-    Voice voice{nullptr, nullptr, places[i].address | ~places[i].mask};
-    if (broadcasts) voice.toAll = Open(i, places[i], ports.request, false, true);
-    if (ports.nonLocal != 0) voice.toOne = Open(i, places[i], ports.nonLocal, true, several);
-    voices_.push_back(voice);
+    SendingSockets sending{nullptr, nullptr, places[i].address | ~places[i].mask};
+    if (broadcasts) sending.toAll = Open(i, places[i], ports.request, false, true);
+    if (ports.nonLocal != 0) sending.toOne = Open(i, places[i], ports.nonLocal, true, several);
+    sending_.push_back(sending);
   }
   std::vector<platform::UdpSocket*> sockets;
-  for (const Ears& ears : ears_) sockets.push_back(ears.socket.get());
+  for (const ListeningSocket& listening : listening_) sockets.push_back(listening.socket.get());
   receiver_ = network.CreateReceiver(std::move(sockets), kMaxDatagram);
 }
 
@@ -49,23 +49,23 @@ platform::UdpSocket* Speakers::Open(std::size_t speaker, const Place& place, std
   if (error == 0) error = socket->SetBroadcast();
   if (error == 0) error = socket->Bind(place.address, place.mask, port);
   if (error != 0) throw Failure(what + " cannot be used", error);
-  ears_.push_back({speaker, polls, std::move(socket)});
-  return ears_.back().socket.get();
+  listening_.push_back({speaker, polls, std::move(socket)});
+  return listening_.back().socket.get();
 }
 
 std::optional<Heard> Speakers::Hear(platform::Event& stop, std::chrono::milliseconds most) {
   const Received received = receiver_->ReceiveOne(stop, most);
   if (received.outcome != Received::Outcome::Datagram || !received.sourceIsIpv4) return std::nullopt;
-  const Ears& ears = ears_[received.socket];
-  Heard heard{{received.text.data(), received.text.size()}, ears.speaker, std::nullopt};
-  if (ears.polls) heard.pollFrom = Endpoint{received.source, received.sourcePort};
+  const ListeningSocket& listening = listening_[received.socket];
+  Heard heard{{received.text.data(), received.text.size()}, listening.speaker, std::nullopt};
+  if (listening.polls) heard.pollFrom = Endpoint{received.source, received.sourcePort};
   return heard;
 }
 
 bool Speakers::Send(const Outgoing& datagram) {
-  const Voice& voice = voices_[datagram.speaker];
-  const Endpoint to = datagram.to.value_or(Endpoint{voice.broadcast, responsePort_});
-  platform::UdpSocket* const socket = datagram.to ? voice.toOne : voice.toAll;
+  const SendingSockets& sending = sending_[datagram.speaker];
+  const Endpoint to = datagram.to.value_or(Endpoint{sending.broadcast, responsePort_});
+  platform::UdpSocket* const socket = datagram.to ? sending.toOne : sending.toAll;
   return socket != nullptr && socket->SendTo(datagram.text, to.address, to.port) == 0;
 }
 

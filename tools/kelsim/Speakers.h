@@ -14,20 +14,20 @@
 
 namespace kellanseek::kelsim {
 
-/// An address of this host that controllers hear and speak at.
+/// An address of this host that controllers use.
 struct Place {
   platform::Ipv4 address = 0;
   platform::Ipv4 mask = platform::kNoAddress;
 };
 
-/// What was heard.
+/// A received datagram.
 struct Heard {
-  std::string_view text;  ///< Valid until the next is waited for.
+  std::string_view text;  ///< Valid until the next Hear().
   std::size_t speaker = 0;
-  std::optional<Endpoint> pollFrom;  ///< Given when it came to the port for polls.
+  std::optional<Endpoint> pollFrom;  ///< Set if it arrived at the port for polls.
 };
 
-/// The sockets of the plant.
+/// The sockets of the plant. Not thread-safe.
 class Speakers {
  public:
   struct Ports {
@@ -36,18 +36,19 @@ class Speakers {
     std::uint16_t nonLocal = 0;  ///< 0: no polls.
   };
 
-  /// With `broadcasts`, requests to everybody are heard and answered on the places' networks; without, only
-  /// polls are. Throws std::runtime_error when a socket cannot be had. The network outlives this object.
+  /// With `broadcasts`, handles broadcast requests and answers by broadcast on the networks of `places`;
+  /// without, polls only. Throws std::runtime_error if a socket cannot be opened. The network must outlive
+  /// this object.
   Speakers(platform::UdpNetwork& network, const std::vector<Place>& places, const Ports& ports,
            bool broadcasts);
 
-  /// Waits at most so long for a datagram.
+  /// Waits at most `most` for a datagram.
   std::optional<Heard> Hear(platform::Event& stop, std::chrono::milliseconds most);
-  /// False when the system did not take it.
+  /// Returns false if the system refused the datagram.
   bool Send(const Outgoing& datagram);
 
  private:
-  /// Keeps the socket library started.
+  /// Keeps the socket library initialised.
   struct Library {
     explicit Library(platform::UdpNetwork& network);
     ~Library();
@@ -55,12 +56,12 @@ class Speakers {
     Library& operator=(const Library&) = delete;
     platform::UdpNetwork& network;
   };
-  struct Ears {
+  struct ListeningSocket {
     std::size_t speaker = 0;
     bool polls = false;
     std::unique_ptr<platform::UdpSocket> socket;
   };
-  struct Voice {
+  struct SendingSockets {
     platform::UdpSocket* toAll = nullptr;
     platform::UdpSocket* toOne = nullptr;
     platform::Ipv4 broadcast = 0;
@@ -71,8 +72,8 @@ class Speakers {
 
   Library library_;
   std::uint16_t responsePort_;
-  std::vector<Ears> ears_;
-  std::vector<Voice> voices_;
+  std::vector<ListeningSocket> listening_;
+  std::vector<SendingSockets> sending_;
   std::unique_ptr<platform::DatagramReceiver> receiver_;
 };
 

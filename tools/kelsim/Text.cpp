@@ -9,7 +9,7 @@
 namespace kellanseek::kelsim {
 namespace {
 
-/// Keeps the longest identity well below the largest datagram.
+/// Keeps the longest identity well below the datagram limit.
 constexpr std::size_t kLongestField = 100;
 
 bool BreaksFields(char c) { return c == ';' || (c >= 0 && c < ' '); }
@@ -27,7 +27,7 @@ std::string FieldText(const std::string& utf8) {
     throw std::invalid_argument("a text has at most " + std::to_string(kLongestField) + " characters");
   }
   if (std::any_of(text.begin(), text.end(), BreaksFields)) {
-    throw std::invalid_argument("a text has neither semicolons nor control characters");
+    throw std::invalid_argument("a text must not contain semicolons or control characters");
   }
   return text;
 }
@@ -35,7 +35,7 @@ std::string FieldText(const std::string& utf8) {
 platform::Ipv4 DottedAddress(const std::string& text) {
   const platform::Ipv4 address = platform::ParseIpv4(text);
   if (address == platform::kNoAddress || platform::FormatIpv4(address) != text) {
-    throw std::invalid_argument('"' + text + "\" is no address like 10.1.0.20");
+    throw std::invalid_argument('"' + text + "\" is not an address like 10.1.0.20");
   }
   return address;
 }

@@ -27,10 +27,10 @@ bool IsUsable(const platform::AddressRow& row) {
          interface->type != platform::kLoopbackInterface;
 }
 
-/// The address of this host that the controllers speak from.
+/// The address of this host that the controllers send from.
 Place FindPlace(const Options& options) {
   const auto rows = platform::SystemNetworkAddresses().Addresses();
-  if (!rows) throw std::runtime_error("the system does not tell its addresses");
+  if (!rows) throw std::runtime_error("the system cannot list this host's addresses");
   std::optional<std::uint32_t> index;
   if (options.interfaceName) {
     index = platform::InterfaceIndexOfName(text::FromUtf8(*options.interfaceName));
@@ -46,7 +46,7 @@ Place FindPlace(const Options& options) {
     throw std::runtime_error("this host has no address " + platform::FormatIpv4(*options.address));
   throw std::runtime_error(
       index ? "the interface " + *options.interfaceName + " has no IPv4 address"
-            : "no interface but the loopback has an IPv4 address: say --address or --listen");
+            : "no interface except the loopback has an IPv4 address; use --address or --listen");
 }
 
 std::vector<Place> FindPlaces(const Options& options) {
@@ -102,22 +102,22 @@ Script ReadScript(const Options& options) {
   return script;
 }
 
-void TellBeginning(const Plant& plant, const std::vector<Place>& places) {
+void PrintStart(const Plant& plant, const std::vector<Place>& places) {
   const auto& controllers = plant.Controllers();
-  std::printf("%zu controllers, %s at %s to %s at %s, speak from %s\n", controllers.size(),
+  std::printf("%zu controllers, %s at %s to %s at %s, sending from %s\n", controllers.size(),
               controllers.front().name.c_str(), platform::FormatIpv4(controllers.front().address).c_str(),
               controllers.back().name.c_str(), platform::FormatIpv4(controllers.back().address).c_str(),
               places.size() > 1 ? "their own addresses" : platform::FormatIpv4(places[0].address).c_str());
   std::fflush(stdout);
 }
 
-void TellEnd(const Simulation::Tally& tally, std::uint64_t lost) {
+void PrintSummary(const Simulation::Tally& tally, std::uint64_t lost) {
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
-  std::printf("heard %llu requests; sent %llu datagrams, lost %llu on purpose, failed to send %llu\n",
+  std::printf("received %llu requests; sent %llu datagrams, dropped %llu on purpose, failed to send %llu\n",
               number(tally.requests), number(tally.sent), number(lost), number(tally.failed));
 }
 
-void Play(const Options& options, const Script& script, platform::Event& stop) {
+void RunPlant(const Options& options, const Script& script, platform::Event& stop) {
   const std::vector<Place> places = FindPlaces(options);
   const bool broadcasts = options.listen.empty();
   Plant plant(MakeControllers(options, PlanAddresses(options, places)),
@@ -130,10 +130,10 @@ void Play(const Options& options, const Script& script, platform::Event& stop) {
     const Moment period(static_cast<Moment::rep>(options.lifeSeconds * 1000));
     life.emplace(options.first, options.count, period, options.seed);
   }
-  if (!options.quiet) TellBeginning(plant, places);
+  if (!options.quiet) PrintStart(plant, places);
   const Simulation::Tally tally =
       Simulation(plant, speakers, life, options.quiet).Run(stop, options.announce);
-  if (!options.quiet) TellEnd(tally, plant.Lost());
+  if (!options.quiet) PrintSummary(tally, plant.Lost());
 }
 
 int Run(int count, const char* const* arguments) {
@@ -146,7 +146,7 @@ int Run(int count, const char* const* arguments) {
   if (!script.Faults().empty()) return kWrongUse;
   platform::Event stop(platform::Event::Kind::ManualReset);
   const platform::StopSignals signals(stop);
-  Play(*options, script, stop);
+  RunPlant(*options, script, stop);
   return 0;
 }
 

@@ -23,10 +23,10 @@ struct InSubnet {
   const char* mask;
   std::uint32_t skipped;
   std::uint32_t count;
-  std::vector<std::string> expected;  ///< None: it is refused.
+  std::vector<std::string> expected;  ///< Empty: must be refused.
 };
 
-TEST(AddressPlan, FollowsTheOwnAddressAroundTheSubnet) {
+TEST(AddressPlan, WrapsAroundTheSubnetAfterTheOwnAddress) {
   const InSubnet cases[] = {
       {"10.1.0.9", "255.255.255.0", 0, 2, {"10.1.0.10", "10.1.0.11"}},
       {"10.1.0.9", "255.255.255.0", 3, 1, {"10.1.0.13"}},

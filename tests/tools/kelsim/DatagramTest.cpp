@@ -14,7 +14,7 @@
 namespace kellanseek::kelsim {
 namespace {
 
-/// Reads with the component's own reader.
+/// Parses a datagram with the component's own reader.
 struct Taken {
   explicit Taken(const std::string& datagram)
       : accepted(protocol::ParseMessage(datagram, datagram.size(), message).outcome ==

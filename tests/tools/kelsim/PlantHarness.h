@@ -27,15 +27,15 @@ inline std::string Field(const std::string& datagram, const std::string& tag) {
   return datagram.substr(begin, datagram.find(';', begin) - begin);
 }
 
-/// "10.0.0.3 says 1", and " to PORT" where it does not go to everybody.
-inline std::string Told(const Outgoing& datagram) {
+/// "ADDRESS says TYPE", followed by " to PORT" for a unicast.
+inline std::string Summary(const Outgoing& datagram) {
   const std::size_t type = datagram.text.find(';', 8) + 1;
-  std::string told = Field(datagram.text, "e") + " says " + datagram.text.substr(type, 1);
-  if (datagram.to) told += " to " + std::to_string(datagram.to->port);
-  return told;
+  std::string summary = Field(datagram.text, "e") + " says " + datagram.text.substr(type, 1);
+  if (datagram.to) summary += " to " + std::to_string(datagram.to->port);
+  return summary;
 }
 
-/// A plant with a clock of its own, and what its controllers said.
+/// A plant with a simulated clock that records its datagrams.
 class PlantHarness {
  public:
   explicit PlantHarness(std::vector<Controller> controllers, const Plant::Settings& settings = {})
@@ -53,11 +53,11 @@ class PlantHarness {
     plant_.Hear(ReadRequest(request).value(), speaker, from, now);
   }
 
-  /// Lets the time pass, and gives what was said until then.
+  /// Advances the clock and returns summaries of the datagrams sent until then.
   std::vector<std::string> Until(std::int64_t milliseconds) {
-    std::vector<std::string> told;
-    for (const Outgoing& datagram : DatagramsUntil(milliseconds)) told.push_back(Told(datagram));
-    return told;
+    std::vector<std::string> summaries;
+    for (const Outgoing& datagram : DatagramsUntil(milliseconds)) summaries.push_back(Summary(datagram));
+    return summaries;
   }
 
   std::vector<Outgoing> DatagramsUntil(std::int64_t milliseconds) {

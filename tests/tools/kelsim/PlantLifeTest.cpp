@@ -9,7 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(PlantLife, ARestartIsToldAndEndsWithTheIdentity) {
+TEST(PlantLife, ARestartIsAnnouncedAndEndsWithTheIdentity) {
   PlantHarness harness(Controllers(2));
   harness.Script("1 restart 2\n10 restart 2 0.5");
   EXPECT_THAT(harness.Until(1000), ElementsAre("10.0.0.2 says 3"));
@@ -31,7 +31,7 @@ TEST(PlantLife, PowerDownLastsUntilPowerUp) {
   EXPECT_EQ(Field(datagrams[0].text, "1"), "later");
 }
 
-TEST(PlantLife, APowerDownDuringARestartIsNotUndoneByIt) {
+TEST(PlantLife, ARestartDoesNotEndAPowerDownThatFollowsIt) {
   PlantHarness harness(Controllers(1));
   harness.Script("1 restart 1 2\n2 power-down 1\n5 restart 1 2\n6 power-up 1\n7 restart 1 1.5");
   EXPECT_THAT(harness.Until(5999), ElementsAre("10.0.0.1 says 3"));
@@ -39,7 +39,7 @@ TEST(PlantLife, APowerDownDuringARestartIsNotUndoneByIt) {
   EXPECT_THAT(harness.Until(20'000), ElementsAre("10.0.0.1 says 1"));
 }
 
-TEST(PlantLife, ASilentOneTellsNothingNotEvenThatItLeaves) {
+TEST(PlantLife, ASilentControllerSendsNothingNotEvenAPowerDownNotice) {
   PlantHarness harness(Controllers(2));
   harness.Script("1 silent 1\n2 rename 1 unheard\n3 power-down 1\n4 power-up 1\n5 announce 1\n9 speak 1");
   harness.Until(1000);
@@ -51,7 +51,7 @@ TEST(PlantLife, ASilentOneTellsNothingNotEvenThatItLeaves) {
   EXPECT_THAT(harness.Until(9000), ElementsAre("10.0.0.1 says 1"));
 }
 
-TEST(PlantLife, AnswersUnderWayDieWithTheController) {
+TEST(PlantLife, PowerDownDropsWaitingAnswers) {
   for (const char* script : {"1 silent 1", "1 power-down 1", "1 restart 1 500"}) {
     PlantHarness harness(Controllers(1), {60'000, 3, true});
     harness.Hear(kFull);
@@ -122,8 +122,8 @@ TEST(PlantLife, EventsAreReportedWhenTheyHappen) {
   EXPECT_TRUE(outcome.events.empty());
   plant.Step(Moment(5000), 10, outcome);
   ASSERT_EQ(outcome.events.size(), 2U);
-  EXPECT_EQ(outcome.events[0].told, "silent 2");
-  EXPECT_EQ(outcome.events[1].told, "rename 1 b");
+  EXPECT_EQ(outcome.events[0].description, "silent 2");
+  EXPECT_EQ(outcome.events[1].description, "rename 1 b");
 }
 
 }  // namespace

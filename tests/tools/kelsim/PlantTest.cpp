@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 constexpr Endpoint kPoller{0x0100000A, 40000};
 
-TEST(PlantAnswers, WhoAnswersWhatToWhich) {
+TEST(PlantAnswers, AnswersEachRequestFromTheAddressedControllers) {
   struct Case {
     const char* request;
     std::optional<Endpoint> from;
@@ -45,7 +45,7 @@ TEST(PlantAnswers, WhoAnswersWhatToWhich) {
   }
 }
 
-TEST(PlantAnswers, OneAnswerServesAllWhoAskedMeanwhile) {
+TEST(PlantAnswers, OneBroadcastAnswersAllWaitingRequests) {
   struct Case {
     std::vector<const char*> requests;
     std::string answer;
@@ -65,7 +65,7 @@ TEST(PlantAnswers, OneAnswerServesAllWhoAskedMeanwhile) {
   }
 }
 
-TEST(PlantAnswers, EveryPollIsAnsweredWhereItCameFrom) {
+TEST(PlantAnswers, AnswersEveryPollToItsSender) {
   PlantHarness harness(Controllers(1));
   harness.Hear(kFull, Endpoint{1, 10});
   harness.Hear(kRefresh, Endpoint{1, 20});
@@ -94,7 +94,7 @@ TEST(PlantAnswers, DelaysSpreadOverTheWholeRangeAndFollowTheSeed) {
   EXPECT_NE(times(2), first);
 }
 
-TEST(PlantAnswers, AStepEndsAtItsLimitAndTheNextGoesOn) {
+TEST(PlantAnswers, AStepStopsAtItsLimitAndTheNextContinues) {
   Plant plant(Controllers(10), {});
   plant.Hear(*ReadRequest(kFull), 0, std::nullopt, {});
   Outcome outcome;
@@ -109,18 +109,18 @@ TEST(PlantAnswers, AStepEndsAtItsLimitAndTheNextGoesOn) {
   EXPECT_EQ(addresses.size(), 10U);
 }
 
-TEST(PlantAnswers, AControllerHearsOnlyWhatReachesItsAddress) {
+TEST(PlantAnswers, AControllerAnswersOnlyItsOwnSpeaker) {
   std::vector<Controller> controllers = Controllers(3);
   for (std::size_t i = 0; i < 3; ++i) controllers[i].speaker = i;
   PlantHarness harness(std::move(controllers), {0, 1, false});
   harness.Hear(kFull, kPoller, 1);
   const auto datagrams = harness.DatagramsUntil(0);
   ASSERT_EQ(datagrams.size(), 1U);
-  EXPECT_EQ(Told(datagrams[0]), "10.0.0.2 says 1 to 40000");
+  EXPECT_EQ(Summary(datagrams[0]), "10.0.0.2 says 1 to 40000");
   EXPECT_EQ(datagrams[0].speaker, 1U);
 }
 
-TEST(PlantAnswers, APlantForPollsBroadcastsNothing) {
+TEST(PlantAnswers, APollOnlyPlantBroadcastsNothing) {
   PlantHarness harness(Controllers(2), {0, 1, false});
   harness.plant().AnnounceAll({});
   harness.Script("1 rename 1 other\n2 restart all 1\n5 power-down all\n6 power-up all");
@@ -131,7 +131,7 @@ TEST(PlantAnswers, APlantForPollsBroadcastsNothing) {
   EXPECT_EQ(Field(datagrams[0].text, "1"), "other");
 }
 
-TEST(PlantAnswers, PollsWithoutEndAreForgotten) {
+TEST(PlantAnswers, BoundsTheNumberOfWaitingAnswers) {
   PlantHarness harness(Controllers(1000), {1000, 1, true});
   for (int i = 0; i < 300; ++i) harness.Hear(kFull, kPoller);
   EXPECT_EQ(harness.DatagramsUntil(1000).size(), 200'000U);
@@ -139,7 +139,7 @@ TEST(PlantAnswers, PollsWithoutEndAreForgotten) {
   EXPECT_EQ(harness.DatagramsUntil(2000).size(), 1000U) << "and there is room again";
 }
 
-TEST(PlantAnswers, LossTakesItsShareOfAllThatIsSaid) {
+TEST(PlantAnswers, LossDropsTheConfiguredShareOfDatagrams) {
   for (const std::uint32_t percent : {0U, 30U, 100U}) {
     std::vector<Controller> controllers = Controllers(1000);
     for (Controller& controller : controllers) controller.lossPercent = percent;

@@ -9,7 +9,7 @@
 namespace kellanseek::kelsim {
 namespace {
 
-TEST(RandomLife, EveryKindOfEventReachesEveryControllerAndWhoeverLeavesComesBack) {
+TEST(RandomLife, EveryEventReachesEveryControllerAndAbsencesEnd) {
   RandomLife life(11, 5, Moment(250), 1);
   std::set<std::pair<Action, std::uint32_t>> seen;
   std::map<std::pair<Action, std::uint32_t>, int> away;
@@ -32,12 +32,12 @@ TEST(RandomLife, EveryKindOfEventReachesEveryControllerAndWhoeverLeavesComesBack
   for (const auto& [what, count] : away) EXPECT_EQ(count, 0) << what.second;
 }
 
-TEST(RandomLife, TheSeedDecides) {
+TEST(RandomLife, TheSameSeedProducesTheSameEvents) {
   const auto tale = [](std::uint32_t seed) {
     RandomLife life(1, 50, Moment(1000), seed);
-    std::string told;
-    for (int i = 0; i < 20; ++i) told += life.Next().front().told + '\n';
-    return told;
+    std::string events;
+    for (int i = 0; i < 20; ++i) events += life.Next().front().description + '\n';
+    return events;
   };
   EXPECT_EQ(tale(7), tale(7));
   EXPECT_NE(tale(7), tale(8));
