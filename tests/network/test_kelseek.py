@@ -69,7 +69,7 @@ class Commands(harness.Scenario):
         self.configure(self.here, static=[{"ControllerLocAddr": device.address}], DynamicDetectionEnabled=0)
         silent = self.kelseek(self.here, "add", device.address, "--wait", "0.3", kind=harness.Said)
         self.assertEqual((NOTHING_FOUND, ""), silent.result())
-        self.assertIn("configured already, but no answer", silent.errors())
+        self.assertIn("already configured, but no answer", silent.errors())
 
     def test_configuration_is_checked_against_the_host(self):
         self.configure(self.here, UseInterfaces=["10.2.0.0/24"])

@@ -24,13 +24,12 @@ void AddCommands(CLI::App& app, Session& session) {
   app.require_subcommand(0, 1);
   app.fallthrough();
   app.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return "kelseek: " + Printable(std::string_view(error.what())) + "; kelseek --help tells more\n";
+    return "kelseek: " + Printable(std::string_view(error.what())) + "; see kelseek --help\n";
   });
   app.set_version_flag("--version", "kelseek " KELLANSEEK_VERSION);
-  app.add_option(
-         "--module", session.module,
-         "The component's file; without it that of the variable KELLANSEEK_MODULE, else the one beside this "
-         "program, else the registered one")
+  app.add_option("--module", session.module,
+                 "The component's file (default: the value of KELLANSEEK_MODULE, else the file beside this "
+                 "program, else the registered component)")
       ->type_name("PATH");
   AddListCommand(app, session);
   AddWatchCommand(app, session);
@@ -56,13 +55,13 @@ int Run(std::vector<std::string> arguments) {
   platform::UseUtf8Output();
   Session session;
   session.colours = !platform::EnvironmentVariable("NO_COLOR") && platform::OutputTakesColours();
-  CLI::App app("Finds the industrial controllers that can be reached from this host.", "kelseek");
+  CLI::App app("Find the industrial controllers reachable from this host.", "kelseek");
   AddCommands(app, session);
   std::reverse(arguments.begin(), arguments.end());  // the order in which the parser consumes them
   try {
     app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
-    // Help and version go out like all other output, so that a failure is noticed with its reason.
+    // Help and version are written like all other output, so that a failed write is reported.
     std::ostringstream output;
     const int code = app.exit(error, output, std::cerr) == 0 ? kFound : kWrongUse;
     Write(output.str());

@@ -19,7 +19,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-TEST(ComponentOfATool, FailureTellsWhatTheComponentSays) {
+TEST(ComponentOfATool, ErrorsIncludeTheComponentsErrorText) {
   Session session;
   session.module = KELLANSEEK_MODULE;
   const Component component(session);
@@ -33,7 +33,7 @@ TEST(ComponentOfATool, FailureTellsWhatTheComponentSays) {
     EXPECT_THAT(error.what(),
                 AllOf(StartsWith("looking up: SystemID is NULL or have length 0"), EndsWith("(0x80070057)")));
   }
-  component.Check(KEL_S_ALREADY_DYNAMIC, "a success of its own kind");
+  component.Check(KEL_S_ALREADY_DYNAMIC, "a success with another code");
 }
 
 TEST(ComponentOfATool, UnknownControllersAreNotFound) {
@@ -45,13 +45,13 @@ TEST(ComponentOfATool, UnknownControllersAreNotFound) {
   }
   try {
     AddRemote(component, "255.255.255.255");
-    FAIL() << "an address that is none was taken";
+    FAIL() << "an invalid address was accepted";
   } catch (const CommandError& error) {
     EXPECT_EQ(kWrongUse, error.Code());
   }
 }
 
-TEST(ComponentOfATool, ControllersAreFoundByNameUnlessSeveralHaveIt) {
+TEST(ComponentOfATool, FindsControllersByNameOnlyIfItIsUnique) {
   Session session;
   session.module = KELLANSEEK_MODULE;
   const Component component(session);
@@ -83,7 +83,7 @@ TEST(ComponentOfATool, ControllersAreFoundByNameUnlessSeveralHaveIt) {
   start("cell", "{5A-4}");
   try {
     FindController(component, "cell");
-    FAIL() << "a name of two was taken";
+    FAIL() << "an ambiguous name was accepted";
   } catch (const CommandError& error) {
     EXPECT_EQ(kWrongUse, error.Code());
     EXPECT_THAT(error.what(), AllOf(HasSubstr("/vc/{5A-1}"), HasSubstr("/vc/{5A-4}")));

@@ -17,7 +17,7 @@ Controller Cell(const std::string& name, KelCtrlAvailability availability = Ctrl
 }
 
 // An event in one line: reason, state, name, and the name before.
-std::string Told(const std::optional<Event>& event) {
+std::string Summary(const std::optional<Event>& event) {
   if (!event) return "nothing";
   const std::string reason = event->reason ? NameOf(*event->reason) : "known";
   const std::string before = event->before ? " was " + event->before->name : "";
@@ -28,7 +28,7 @@ class EventHistoryTest : public testing::Test {
  protected:
   std::string Changed(KelCtrlAvailability availability, LanSeekEventReason reason,
                       std::optional<Controller> now) {
-    return Told(history_.Changed(11, availability, reason, std::move(now)));
+    return Summary(history_.Changed(11, availability, reason, std::move(now)));
   }
 
   EventHistory history_;
@@ -36,7 +36,7 @@ class EventHistoryTest : public testing::Test {
 
 TEST_F(EventHistoryTest, RemembersWhatAControllerWas) {
   EXPECT_EQ("new available a", Changed(CtrlAvailable, CtrlNew, Cell("a")));
-  EXPECT_EQ("nothing", Told(history_.Listed(Cell("a")))) << "the event came ahead of the listing";
+  EXPECT_EQ("nothing", Summary(history_.Listed(Cell("a")))) << "the event came ahead of the listing";
   EXPECT_EQ("updated available b was a", Changed(CtrlAvailable, CtrlUpdated, Cell("b")));
   EXPECT_EQ("lost-connection unavailable b was b", Changed(CtrlUnavailable, CtrlLostConnection, Cell("b")));
   EXPECT_EQ("restart removed b was b", Changed(CtrlRemoved, CtrlLostRestart, std::nullopt));
@@ -44,7 +44,7 @@ TEST_F(EventHistoryTest, RemembersWhatAControllerWas) {
 }
 
 TEST_F(EventHistoryTest, ListedAtTheStartIsNewOnce) {
-  EXPECT_EQ("new available a", Told(history_.Listed(Cell("a"))));
+  EXPECT_EQ("new available a", Summary(history_.Listed(Cell("a"))));
   EXPECT_EQ("nothing", Changed(CtrlAvailable, CtrlNew, Cell("a")));
   EXPECT_EQ("updated available b was a", Changed(CtrlAvailable, CtrlUpdated, Cell("b")));
 }
@@ -55,7 +55,7 @@ TEST_F(EventHistoryTest, ChangeMergedIntoTheLateNewEventIsAnUpdate) {
 }
 
 TEST_F(EventHistoryTest, SilentControllerThatWasListedIsKnownNotNew) {
-  EXPECT_EQ("known unavailable a", Told(history_.Listed(Cell("a", CtrlUnavailable))));
+  EXPECT_EQ("known unavailable a", Summary(history_.Listed(Cell("a", CtrlUnavailable))));
   EXPECT_EQ("reconnected available a was a", Changed(CtrlAvailable, CtrlReconnected, Cell("a")));
 }
 

@@ -51,7 +51,7 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-TEST(Output, NoTextOfTheNetworkReachesTheTerminalRaw) {
+TEST(Output, EscapesTextsFromTheNetwork) {
   const Event event = EventOf(CtrlNew, Hostile());
   const std::string outputs[] = {EventLine(event, false),       JsonText(event) + "\n",
                                  JsonText(event.controller, 2), ListingText({Hostile()}, 1, false),
@@ -63,7 +63,7 @@ TEST(Output, NoTextOfTheNetworkReachesTheTerminalRaw) {
   EXPECT_EQ(1U, Lines(outputs[1]).size());
 }
 
-TEST(Output, IdsAreShownOnlyWhereTheyTellTheControllersOfOneStreamApart) {
+TEST(Output, PrintsIdsOnlyInEventStreams) {
   const Controller controller = Plain(98765, "cell");
   const Event event = EventOf(CtrlNew, controller);
   EXPECT_EQ(98765, nlohmann::json::parse(JsonText(event))["id"]);
@@ -74,7 +74,7 @@ TEST(Output, IdsAreShownOnlyWhereTheyTellTheControllersOfOneStreamApart) {
   EXPECT_THAT(DetailText(Plain(11, ""), false), StartsWith("controller 10.1.0.11\n"));
 }
 
-TEST(Output, JsonMeansTheTextsAsTheyCame) {
+TEST(Output, JsonPreservesTheTexts) {
   const Controller controller = Hostile();
   const auto json = nlohmann::json::parse(JsonText(controller));
   EXPECT_EQ(controller.name, json["name"]);
@@ -83,7 +83,7 @@ TEST(Output, JsonMeansTheTextsAsTheyCame) {
   EXPECT_FALSE(nlohmann::json::parse(JsonText(EventOf(std::nullopt, controller))).contains("reason"));
 }
 
-TEST(Output, ColumnsAlignWhateverTheNames) {
+TEST(Output, ColumnsAlignForAnyNames) {
   const std::vector<Controller> controllers = {Plain(11, "cell"), Plain(12, "Zelle S\u00fcd"),
                                                Plain(13, "\u30bb\u30eb")};
   const auto column = [](const std::string& line) { return Width(line.substr(0, line.find("10.1.0.11"))); };
@@ -100,11 +100,11 @@ TEST(Output, ColumnsAlignWhateverTheNames) {
   EXPECT_EQ(heading.find("DETAIL"), events[0].find("{5A}"));
 }
 
-TEST(Output, TextTooLongForItsColumnRunsIntoNoOther) {
+TEST(Output, OverlongTextStaysSeparateFromTheNextColumn) {
   EXPECT_THAT(EventLine(EventOf(CtrlNew, Plain(11, std::string(40, 'n'))), false), HasSubstr("nnn  {5A}\n"));
 }
 
-TEST(Output, ListSaysHowManyAndHowLong) {
+TEST(Output, ListEndsWithCountAndTime) {
   Controller silent = Plain(12, "b");
   silent.availability = CtrlUnavailable;
   EXPECT_THAT(ListingText({Plain(11, "a"), silent}, 2.04, false),
@@ -114,7 +114,7 @@ TEST(Output, ListSaysHowManyAndHowLong) {
   EXPECT_EQ("No controllers; listened for 2.0 s.\n", ListingText({}, 2, false));
 }
 
-TEST(Output, UpdateSaysWhatChanged) {
+TEST(Output, UpdateListsTheChanges) {
   Event event = EventOf(CtrlUpdated, Plain(11, "after"));
   event.before = Plain(11, "be\x1b");
   event.controller.version = "6.10.2";
@@ -122,14 +122,14 @@ TEST(Output, UpdateSaysWhatChanged) {
               EndsWith("  name \"be\\u001b\" -> \"after\", version \"\" -> \"6.10.2\"\n"));
 }
 
-TEST(Output, ColoursOnlyWhereTheyAreWanted) {
+TEST(Output, UsesColoursOnlyOnRequest) {
   const Event event = EventOf(CtrlLostConnection, Plain(11, "a"));
   EXPECT_THAT(EventLine(event, true), HasSubstr("\x1b[31mlost-connection"));
   EXPECT_THAT(EventLine(event, false) + EventHeading(false) + DetailText(event.controller, false),
               Not(HasSubstr("\x1b")));
 }
 
-TEST(Output, TimesAreWrittenAsDates) {
+TEST(Output, FormatsTimesAsDates) {
   const struct {
     std::uint64_t ticks;
     const char* text;

@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(Text, NothingThatCommandsATerminalIsPrinted) {
+TEST(Text, EscapesEverythingThatControlsATerminal) {
   const struct {
     std::string text;
     std::string printed;
@@ -29,7 +29,7 @@ TEST(Text, NothingThatCommandsATerminalIsPrinted) {
   for (const auto& one : cases) EXPECT_EQ(one.printed, Printable(std::string_view(one.text)));
 }
 
-TEST(Text, WidthIsThatOnATerminal) {
+TEST(Text, WidthMatchesATerminal) {
   const struct {
     std::string text;
     std::size_t width;

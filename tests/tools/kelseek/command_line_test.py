@@ -1,4 +1,4 @@
-"""What kelseek answers to its arguments where no network is needed.  command_line_test.py KELSEEK"""
+"""Tests kelseek's arguments, messages and exit codes, as far as they need no network.  command_line_test.py KELSEEK"""
 
 import os
 import pathlib
@@ -26,7 +26,7 @@ class CommandLine(unittest.TestCase):
         return subprocess.run([program, *arguments], capture_output=True, text=True, timeout=30, cwd=self.folder,
                               env={**os.environ, **registry, **environment})
 
-    def test_wrong_use_is_told_as_such(self):
+    def test_wrong_use_is_reported(self):
         for arguments in ([], ["lst"], ["list", "extra"], ["list", "--wait", "-1"], ["list", "--wait", "soon"], ["show"],
                           ["list", "--wait", "nan"], ["refresh", "--wait", "-nan"], ["watch", "--seconds", "inf"],
                           ["add"], ["add", "10.1.0"], ["add", "10.1.0.256"], ["add", "host"], ["watch", "--seconds", "x"],
@@ -74,8 +74,8 @@ class CommandLine(unittest.TestCase):
         self.assert_refused(broken, self.run_kelseek("add", "10.1.0.1", "--module", broken, KELLANSEEK_MODULE=missing))
         self.assert_refused("./broken.so", self.run_kelseek("refresh", "--module", "broken.so"))
 
-    def test_component_is_looked_for_around_the_program(self):
-        # The working directory is none of the places.
+    def test_component_is_found_beside_the_program(self):
+        # The working directory must not be searched.
         self.broken_component(MODULE_NAME)
         home = self.folder / "grün"
         (home / "bin").mkdir(parents=True)
@@ -85,7 +85,7 @@ class CommandLine(unittest.TestCase):
         for how in (named, found):
             alone = self.run_kelseek("list", **how)
             self.assertEqual(COMPONENT_FAILED, alone.returncode)
-            self.assertIn("the registered one does not come up", alone.stderr)
+            self.assertIn("the registered one cannot be created", alone.stderr)
         for place in (("grün", "lib", MODULE_NAME), ("grün", "bin", MODULE_NAME)):
             path = self.broken_component(*place)
             for how in (named, found):
@@ -133,7 +133,7 @@ class CommandLine(unittest.TestCase):
         self.assertIn(f"/{MODULE_NAME}\nThreadingModel=Free\n", registry.read_text())
         self.assert_said("unregister", f" is no longer registered in {registry}.\n")
         self.assertEqual("[HKEY_CURRENT_USER\\Other]\nkept=yes", registry.read_text().strip())
-        self.assert_said("unregister", f"^{registry} has no registration to take back; nothing was changed.\n")
+        self.assert_said("unregister", f"^{registry} contains no registration; nothing was changed.\n")
         self.assert_said("register", " is registered in ")
         registry.chmod(0o444)
         for command in ("register", "unregister"):
@@ -157,11 +157,11 @@ class CommandLine(unittest.TestCase):
         own.parent.mkdir(parents=True)
         user = {"KELLANSEEK_REGISTRY": "", "HOME": str(self.folder)}
         own.write_text("[HKEY_CURRENT_USER\\Other]\nkept=yes\n")
-        self.assert_said("unregister", f"^{own} has no registration to take back; nothing was changed.\n", **user)
+        self.assert_said("unregister", f"^{own} contains no registration; nothing was changed.\n", **user)
         self.assertEqual("[HKEY_CURRENT_USER\\Other]\nkept=yes\n", own.read_text())
         own.write_text("")
         self.assert_said("register", f" is registered in {own}.\n", **user)
-        self.assert_said("unregister", f" no longer registered in {own}.\nThat file had nothing else", **user)
+        self.assert_said("unregister", f" no longer registered in {own}.\nThat file contained nothing else", **user)
         self.assertFalse(own.exists())
 
     def test_staged_component_is_registered_for_where_it_will_be(self):

@@ -8,27 +8,28 @@
 
 namespace kellanseek::tools {
 
-/// The module to work with: what --module or the environment variable KELLANSEEK_MODULE names, else the
-/// component's file beside the program or in its library directory. Empty when there is none of these: then
-/// the registered class is meant.
+/// The path of the component's module: the value of --module or of the environment variable
+/// KELLANSEEK_MODULE, else the component's file beside the program or in its library directory. Empty if
+/// there is none of these: then use the registered class.
 std::wstring ModulePath(const Session& session);
 
-/// One object of the component, which works from here on. Throws CommandError when there is none to be had.
+/// An object of the component, which works during the lifetime of this one. The constructor throws
+/// CommandError if it cannot be created.
 class Component {
  public:
   explicit Component(const Session& session);
 
-  /// Throws CommandError with what was attempted, the object's last error text and the code, for a failure.
+  /// For a failure, throws CommandError with the attempted action, the object's last error text and the code.
   void Check(HRESULT result, const std::string& attempted) const;
 
   IKelLanSeek& Seek() const { return *seek_; }
   IKelCtrlIdentity3& Identity() const { return *identity_; }
 
-  /// Another interface of the object. Throws CommandError when it has none such.
+  /// Queries the object for another interface. Throws CommandError if it is not supported.
   template <typename Interface>
   KelComPtr<Interface> Get() const {
     KelComPtr<Interface> other;
-    Check(seek_.QueryTo(other), "asking the component for an interface");
+    Check(seek_.QueryTo(other), "querying an interface of the component");
     return other;
   }
 

@@ -48,8 +48,10 @@ std::string NumberText(const std::optional<Value>& number) {
   return number ? std::to_string(*number) : "";
 }
 
-/// The one of this name. What the user means by the name of several cannot be told.
-std::optional<Controller> OnlyOneNamed(const std::string& name, const std::vector<Controller>& controllers) {
+/// The only controller with this name. Throws CommandError if there are several, because the intended one is
+/// unknown.
+std::optional<Controller> FindByUniqueName(const std::string& name,
+                                           const std::vector<Controller>& controllers) {
   std::vector<Controller> named;
   std::copy_if(controllers.begin(), controllers.end(), std::back_inserter(named),
                [&name](const Controller& controller) { return controller.name == name; });
@@ -79,7 +81,7 @@ std::optional<Controller> ReadController(IKelCtrlIdentity3& identity, ULONG id) 
   ReadVersions(identity, controller);
   ULONG process = 0;
   if (controller.kind == VC && SUCCEEDED(identity.GetVCProcessID(id, &process))) controller.process = process;
-  // Asked for last: it tells of a controller that went while it was being read.
+  // Read last, because it reveals a controller that disappeared while it was being read.
   const HRESULT result = identity.GetCtrlStatus(id, &controller.availability);
   if (FAILED(result) || controller.availability == CtrlRemoved) return std::nullopt;
   return controller;
@@ -112,10 +114,10 @@ std::optional<Controller> FindController(const Component& component, const std::
   if (auto controller = LookUpController(component, which)) return controller;
   if (which.empty()) return std::nullopt;
   const std::vector<Controller> listed = ListedControllers(component);
-  const auto there = std::find_if(listed.begin(), listed.end(), [&which](const Controller& controller) {
+  const auto match = std::find_if(listed.begin(), listed.end(), [&which](const Controller& controller) {
     return controller.address == which;
   });
-  return there != listed.end() ? *there : OnlyOneNamed(which, listed);
+  return match != listed.end() ? *match : FindByUniqueName(which, listed);
 }
 
 AddedController AddRemote(const Component& component, const std::string& address) {
@@ -124,7 +126,7 @@ AddedController AddRemote(const Component& component, const std::string& address
   added.result = configuration->AddRemoteController(KelBstr(FromUtf8(address)).Get(), &added.id);
   if (added.result == E_INVALIDARG) {
     throw CommandError(kWrongUse,
-                       Printable(std::string_view(address)) + " cannot be the address of a controller");
+                       Printable(std::string_view(address)) + " is not a valid controller address");
   }
   component.Check(added.result, "adding " + Printable(std::string_view(address)));
   return added;
@@ -167,7 +169,7 @@ const char* NameOf(LanSeekEventReason reason) {
   return index < std::size(kNames) ? kNames[index] : "?";
 }
 
-std::string Called(const Controller& controller) {
+std::string DisplayName(const Controller& controller) {
   const std::string& name = !controller.name.empty()      ? controller.name
                             : !controller.address.empty() ? controller.address
                                                           : controller.systemID;
@@ -220,7 +222,7 @@ nlohmann::ordered_json ToJson(const Controller& controller) {
 std::string JsonText(const nlohmann::ordered_json& json, int indent) {
   const std::string text = json.dump(indent);
   std::string printable;
-  // Line ends are the only control characters that are not inside of texts.
+  // The only control characters outside texts are line ends.
   for (std::size_t start = 0; start <= text.size();) {
     const std::size_t end = std::min(text.find('\n', start), text.size());
     printable += Printable(std::string_view(text).substr(start, end - start));

@@ -11,8 +11,8 @@
 
 namespace kellanseek::tools {
 
-/// What the component tells of one controller at one time. Texts are UTF-8 as they came, not yet safe to
-/// print.
+/// A controller's properties at one moment. Texts are UTF-8 as received; pass them through Printable() before
+/// printing.
 struct Controller {
   ULONG id = 0;
   KelCtrlType kind = RC;
@@ -27,31 +27,31 @@ struct Controller {
   std::string systemName;
   std::string releasePath;
   std::string controllerID;
-  std::string version;  ///< "5.12.1", or empty when it was not reported.
+  std::string version;  ///< "5.12.1"; empty if it was not reported.
   std::optional<ULONG> kelAPIRevision;
   ULONG port = 0;
-  std::optional<ULONG> process;  ///< Of a virtual controller on this host.
+  std::optional<ULONG> process;  ///< Process id of a virtual controller on this host.
 
   bool operator==(const Controller&) const = default;
 };
 
-/// None when the controller is no longer known.
+/// Reads all properties. Returns nullopt if the controller is no longer known.
 std::optional<Controller> ReadController(IKelCtrlIdentity3& identity, ULONG id);
 
-/// The controllers that are listed, in the order in which they became known.
+/// The listed controllers, in the order in which they became known.
 std::vector<Controller> ListedControllers(const Component& component);
 
-/// The listed controller with this address or system identity. Costs no walk.
+/// Finds a listed controller by its address or system identity, without reading the list.
 std::optional<Controller> LookUpController(const Component& component, const std::string& which);
-/// The same, and with a walk also a virtual one of another host by its address, or the one of this name.
-/// Throws CommandError when several have the name.
+/// Like LookUpController(), then searches the list for the address (of a virtual controller on another host)
+/// and the name. Throws CommandError if several controllers have the name.
 std::optional<Controller> FindController(const Component& component, const std::string& which);
 
 struct AddedController {
   ULONG id = 0;
-  HRESULT result = S_OK;  ///< Tells whether it was known already.
+  HRESULT result = S_OK;  ///< Whether it was already known.
 };
-/// Has the component ask the controller at an address. Throws CommandError when it refuses.
+/// Adds the controller at an address. Throws CommandError if the component refuses.
 AddedController AddRemote(const Component& component, const std::string& address);
 
 const char* NameOf(KelCtrlType kind);
@@ -60,24 +60,24 @@ const char* NameOf(KelCtrlAvailability availability);
 const char* NameOf(KelCtrlLevel level);
 const char* NameOf(LanSeekEventReason reason);
 
-/// What people call it, safe to print: its name or, while it has told none, its address or system identity.
-std::string Called(const Controller& controller);
+/// The controller's name or, if it has none yet, its address or system identity. Safe to print.
+std::string DisplayName(const Controller& controller);
 
 struct Property {
   const char* label;
-  std::string value;  ///< Safe to print; empty when there is none.
+  std::string value;  ///< Safe to print; empty if unknown.
 };
-/// All properties but the id, which no other process knows it by, for people, always the same ones in the
-/// same order.
+/// All properties for the user, always the same ones in the same order. Without the id, which has no meaning
+/// outside this process.
 std::vector<Property> Describe(const Controller& controller);
 
-/// What is different: `name "a" -> "b", port 0 -> 80`. Empty when nothing is.
+/// The differences, such as `name "a" -> "b", port 0 -> 80`. Empty if there are none.
 std::string Changes(const Controller& before, const Controller& after);
 
-/// Without the id.
+/// All properties except the id.
 nlohmann::ordered_json ToJson(const Controller& controller);
 
-/// JSON in UTF-8 in which nothing can command a terminal; `indent` below 0 for one line.
+/// JSON in UTF-8, safe to print. A negative `indent` puts it on one line.
 std::string JsonText(const nlohmann::ordered_json& json, int indent = -1);
 std::string JsonText(const Controller& controller, int indent = -1);
 

@@ -6,8 +6,8 @@
 
 namespace kellanseek::tools {
 
-/// What every object has that the component calls: a count of references, and the way to its one interface.
-/// It begins with one reference and deletes itself with the last.
+/// Implements IUnknown for an object with one interface that the component calls. Starts with one reference
+/// and deletes itself with the last.
 template <typename Interface>
 class CountedObject : public Interface {
  public:

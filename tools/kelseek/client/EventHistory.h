@@ -9,15 +9,15 @@
 
 namespace kellanseek::tools {
 
-/// Turns what the component tells into events for people: with the state before, and with each controller new
-/// once.
+/// Converts the component's notifications to events with the previous state. Reports each controller as new
+/// only once. Not thread-safe.
 class EventHistory {
  public:
-  /// A controller that is listed at the start. None when it has been told of already.
+  /// A controller listed at the start. Returns nullopt if it has already been reported.
   std::optional<Event> Listed(const Controller& controller);
 
-  /// News of the controller `id`; `now` is its state, none when it is gone. None when the news are told
-  /// already.
+  /// A notification about the controller `id`. `now` is its state, nullopt if it is gone. Returns nullopt if
+  /// there is nothing new to report.
   std::optional<Event> Changed(ULONG id, KelCtrlAvailability availability, LanSeekEventReason reason,
                                std::optional<Controller> now);
 

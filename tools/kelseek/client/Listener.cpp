@@ -10,7 +10,7 @@
 
 namespace kellanseek::tools {
 
-/// The component may still hold and call it for a moment after the subscription has ended.
+/// A reference-counted object of its own, because the component may call it briefly after Unsubscribe.
 class Listener::Sink final : public CountedObject<IKelObjectEvents> {
  public:
   Sink(const Component& component, Handler handler)
@@ -19,14 +19,14 @@ class Listener::Sink final : public CountedObject<IKelObjectEvents> {
         identity_(&component.Identity()),
         handler_(std::move(handler)) {}
 
-  void TellListed(const Component& component) EXCLUDES(mutex_) {
+  void ReportListed(const Component& component) EXCLUDES(mutex_) {
     const platform::MutexLock lock(mutex_);
     for (const Controller& controller : ListedControllers(component)) {
-      Tell(history_.Listed(controller), platform::LocalFileTime());
+      Report(history_.Listed(controller), platform::LocalFileTime());
     }
   }
 
-  /// Waits for a call that is running; what comes later goes unheard.
+  /// Waits for a running call. Later calls do nothing.
   void Close() EXCLUDES(mutex_) {
     const platform::MutexLock lock(mutex_);
     handler_ = nullptr;
@@ -35,31 +35,31 @@ class Listener::Sink final : public CountedObject<IKelObjectEvents> {
   HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) override EXCLUDES(mutex_) {
     const platform::MutexLock lock(mutex_);
     try {
-      return handler_ ? Take(*event) : S_OK;
+      return handler_ ? Handle(*event) : S_OK;
     } catch (const std::exception&) {
       return E_FAIL;
     }
   }
 
  private:
-  HRESULT Take(KelObjectEvent& event) REQUIRES(mutex_) {
+  HRESULT Handle(KelObjectEvent& event) REQUIRES(mutex_) {
     ULONG id = 0;
     KelCtrlAvailability availability = CtrlRemoved;
     LanSeekEventReason reason = CtrlNew;
     const HRESULT result = seek_->UnpackSubscriptionData(&event.data, &id, &availability, &reason);
     if (FAILED(result)) return result;
-    Tell(history_.Changed(id, availability, reason, ReadController(*identity_, id)), event.time);
+    Report(history_.Changed(id, availability, reason, ReadController(*identity_, id)), event.time);
     return S_OK;
   }
 
-  void Tell(std::optional<Event> event, const FILETIME& time) REQUIRES(mutex_) {
+  void Report(std::optional<Event> event, const FILETIME& time) REQUIRES(mutex_) {
     if (!event) return;
     event->time = time;
     handler_(*event);
   }
 
-  // Without a reference to the component: the component has one to this. Only used while there is a handler,
-  // and then the listener keeps the component.
+  // Not owning: the component holds a reference to this sink. Used only while there is a handler, and during
+  // that time the listener keeps the component alive.
   IKelLanSeek* seek_;
   IKelCtrlIdentity3* identity_;
   platform::Mutex mutex_;
@@ -77,7 +77,7 @@ Listener::Listener(const Component& component, KelComPtr<Sink> sink)
 
 Listener::Listener(const Component& component, Handler handler)
     : Listener(component, KelComPtr<Sink>::Attach(new Sink(component, std::move(handler)))) {
-  sink_->TellListed(component);
+  sink_->ReportListed(component);
 }
 
 Listener::~Listener() {

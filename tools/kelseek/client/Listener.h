@@ -10,20 +10,20 @@
 
 namespace kellanseek::tools {
 
-/// A change of one controller.
+/// A change of a controller.
 struct Event {
   std::optional<LanSeekEventReason>
       reason;             ///< None for a silent controller that was listed from the beginning.
-  Controller controller;  ///< As it is now; one that is gone, as it was before.
+  Controller controller;  ///< The current state; if it is gone, the last known one.
   std::optional<Controller> before;
   FILETIME time{};  ///< Local time.
 };
 
-/// Hears the changes of all controllers from its construction to its destruction, and before those of the
-/// controllers that are listed at its start. No controller is told twice as new.
+/// Reports the controllers already listed at construction, then every change until destruction. Reports no
+/// controller as new twice.
 class Listener {
  public:
-  /// Called for one event at a time, on the constructing thread and on a thread of the component's.
+  /// Called for one event at a time, on the constructing thread and on a thread of the component.
   using Handler = std::function<void(const Event&)>;
 
   Listener(const Component& component, Handler handler);

@@ -9,13 +9,13 @@
 namespace kellanseek::tools {
 
 enum ExitCode : int {
-  kFound = 0,            ///< Done; something was found where something was looked for.
-  kNothingFound = 1,     ///< Done, without a find. For a check: it has findings.
-  kWrongUse = 2,         ///< The arguments cannot be meant.
-  kComponentFailed = 3,  ///< The component, or the system below it, refused.
+  kFound = 0,            ///< Success. A search has found something.
+  kNothingFound = 1,     ///< Success, but a search has found nothing, or a check has findings.
+  kWrongUse = 2,         ///< Invalid arguments.
+  kComponentFailed = 3,  ///< The component or the system failed.
 };
 
-/// Ends a command: main() prints the text, which is UTF-8 and safe to print, and exits with the code.
+/// Ends a command. main() prints the text, which must be UTF-8 and safe to print, and exits with the code.
 class CommandError : public std::runtime_error {
  public:
   CommandError(ExitCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
@@ -25,13 +25,13 @@ class CommandError : public std::runtime_error {
   ExitCode code_;
 };
 
-/// What every command has from the program. Outlives them all.
+/// State shared by the program and its command. Outlives every command.
 struct Session {
-  std::string module;    ///< --module, or none; UTF-8.
-  bool colours = false;  ///< Output is a terminal that shall have colours.
+  std::string module;    ///< Value of --module in UTF-8; empty if not given.
+  bool colours = false;  ///< Use colours, because output goes to a terminal.
   platform::Event stop{
       platform::Event::Kind::ManualReset};  ///< The user wants an end; every wait includes it.
-  std::function<int()> run;                 ///< The chosen command, which gives the exit code.
+  std::function<int()> run;                 ///< The chosen command. Returns the exit code.
 };
 
 }  // namespace kellanseek::tools

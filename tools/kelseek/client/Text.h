@@ -13,15 +13,15 @@ namespace kellanseek::tools {
 using text::FromUtf8;
 using text::ToUtf8;
 
-/// UTF-8 in which nothing can command a terminal or turn the order of its text round: control characters, and
-/// the marks for line ends and direction, become \uXXXX, which means the same in JSON.
+/// Makes a text safe to print: controllers choose their texts freely, so control characters and the marks for
+/// line ends and text direction become \uXXXX, which has the same meaning in JSON. Returns UTF-8.
 std::string Printable(std::string_view utf8);
 std::string Printable(std::wstring_view text);
 
-/// How many columns of a terminal a printable text takes.
+/// The number of terminal columns that a printable text occupies.
 std::size_t Width(std::string_view utf8);
 
-/// A code in hexadecimal: "0x80004005".
+/// An HRESULT in hexadecimal, such as "0x80004005".
 std::string CodeText(HRESULT result);
 
 }  // namespace kellanseek::tools

@@ -7,15 +7,15 @@
 
 namespace kellanseek::tools {
 
-/// A span of time that begins with its construction. Waiting in it ends early when the user wants an end.
+/// A span of time that starts at construction. Waits end early if the user stops the program.
 class TimeSpan {
  public:
   TimeSpan(Session& session, double seconds);
 
-  /// Waits for its end.
+  /// Waits until the span ends.
   void WaitForEnd();
-  /// Waits until `done()` says so, which is asked at once and whenever `changed` is set; false when the span
-  /// ended first.
+  /// Waits until `done()` returns true, testing it at once and whenever `changed` is set. Returns false if
+  /// the span ended first.
   template <typename Done>
   bool WaitUntil(platform::Event& changed, Done done) {
     while (!done()) {
@@ -24,7 +24,7 @@ class TimeSpan {
     return true;
   }
 
-  /// Seconds since its begin.
+  /// Seconds since the start.
   double Elapsed() const;
 
  private:

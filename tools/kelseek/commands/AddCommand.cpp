@@ -15,9 +15,9 @@ struct AddOptions : SearchOptions {
   std::string address;
 };
 
-const char* Remark(HRESULT result) {
-  if (result == KEL_S_ALREADY_DYNAMIC) return "found on the network already";
-  if (result == KEL_S_ALREADY_CONFIGURED) return "configured already";
+const char* ResultText(HRESULT result) {
+  if (result == KEL_S_ALREADY_DYNAMIC) return "already found on the network";
+  if (result == KEL_S_ALREADY_CONFIGURED) return "already configured";
   return "added";
 }
 
@@ -33,13 +33,13 @@ int Add(Session& session, const AddOptions& options) {
     return controller && controller->availability == CtrlAvailable;
   });
   if (!answered) {
-    throw CommandError(kNothingFound, options.address + ": " + Remark(added.result) +
+    throw CommandError(kNothingFound, options.address + ": " + ResultText(added.result) +
                                           ", but no answer within " + SecondsText(waiting.Elapsed()));
   }
   if (options.json) {
     Write(JsonText(*controller, 2) + "\n");
   } else {
-    Write(options.address + ": " + Remark(added.result) + ", answered after " +
+    Write(options.address + ": " + ResultText(added.result) + ", answered after " +
           SecondsText(waiting.Elapsed()) + "\n" + DetailText(*controller, session.colours));
   }
   return kFound;
@@ -49,10 +49,10 @@ int Add(Session& session, const AddOptions& options) {
 
 void AddAddCommand(CLI::App& app, Session& session) {
   AddCommand<AddOptions>(
-      app, session, "add", "Asks a controller that broadcasts do not reach, by its address",
+      app, session, "add", "Ask a controller that broadcasts do not reach, by its address",
       [](CLI::App& command, AddOptions& options) {
         command.add_option("address", options.address, "IPv4 address")->required()->check(CLI::ValidIPV4);
-        BindSearchOptions(command, options, "How long it has for its answer");
+        BindSearchOptions(command, options, "Time for its answer");
       },
       [&session](const AddOptions& options) { return Add(session, options); });
 }

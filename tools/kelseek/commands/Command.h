@@ -8,8 +8,8 @@
 
 namespace kellanseek::tools {
 
-/// Adds a subcommand. Its arguments are bound to `options`, which lives as long as the command does;
-/// `bind(command, options)` adds them, `run(options)` is called once all are read and gives the exit code.
+/// Adds a subcommand. `bind(command, options)` adds its arguments; `run(options)` is called after parsing and
+/// returns the exit code. `options` lives as long as the command.
 template <typename Options, typename Bind, typename Run>
 void AddCommand(CLI::App& app, Session& session, const std::string& name, const std::string& description,
                 Bind bind, Run run) {
@@ -20,19 +20,19 @@ void AddCommand(CLI::App& app, Session& session, const std::string& name, const 
       [&session, options, run] { session.run = [options, run]() -> int { return run(*options); }; });
 }
 
-/// A check for a number of seconds that is sensible.
+/// Accepts 0 to 86400 seconds.
 inline CLI::Validator Seconds() {
   const auto check = [](const std::string& text) -> std::string {
     constexpr double kDay = 86400;
     double seconds = -1;
-    // Comparisons with what is not a number are false, so the ones that accept are made.
+    // The comparisons are in accepting form, so that NaN, for which they are false, is rejected.
     const bool sensible = CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= kDay;
     return sensible ? "" : text + " is not between 0 and 86400 seconds";
   };
   return {check, "0 to 86400"};
 }
 
-/// What all commands that look for controllers can be told.
+/// Options common to all commands that search for controllers.
 struct SearchOptions {
   double wait = 2;  ///< Seconds.
   bool json = false;
@@ -42,7 +42,7 @@ inline void BindSearchOptions(CLI::App& command, SearchOptions& options, const s
       ->type_name("SECONDS")
       ->check(Seconds())
       ->capture_default_str();
-  command.add_flag("--json", options.json, "Output for programs");
+  command.add_flag("--json", options.json, "Print JSON");
 }
 
 }  // namespace kellanseek::tools

@@ -30,7 +30,7 @@ struct InitOptions {
   bool use = false;
 };
 
-/// Components that read the path later have another working directory.
+/// Components read the registry later, with another working directory, so a relative path would be wrong.
 std::wstring Absolute(const std::string& directory) {
   const std::filesystem::path path(std::u8string(directory.begin(), directory.end()));
   const std::u8string absolute = (std::filesystem::absolute(path) / "").parent_path().u8string();
@@ -43,12 +43,13 @@ std::wstring DirectoryToCheck(const CheckOptions& options) {
   std::wstring configured;
   const HRESULT result = config::ConfiguredDirectory(registry, configured);
   if (FAILED(result)) {
-    throw CommandError(kWrongUse, "components of this host find no configuration directory: " +
+    throw CommandError(kWrongUse, "the configuration directory of this host cannot be read: " +
                                       Printable(registry.LastErrorText()) + " (" + CodeText(result) + ")");
   }
   if (result != S_OK) {
-    throw CommandError(kWrongUse,
-                       "no configuration directory is set on this host: name one, or see init-config --use");
+    throw CommandError(
+        kWrongUse,
+        "no configuration directory is set on this host; name one, or set it with init-config --use");
   }
   return configured;
 }
@@ -83,7 +84,7 @@ int Init(const InitOptions& options) {
   });
   std::wstring error;
   if (options.use && complete) {
-    std::cout << "Kept as they are: ";
+    std::cout << "Unchanged: ";
   } else if (configcheck::WriteDefaultConfiguration(directory, error)) {
     std::cout << "Written: ";
   } else {
@@ -94,11 +95,11 @@ int Init(const InitOptions& options) {
   platform::RegistryStore& registry = platform::SystemRegistryStore();
   const HRESULT result = config::SetConfiguredDirectory(registry, directory);
   if (FAILED(result)) {
-    throw CommandError(kComponentFailed,
-                       "the registry does not take the directory: " + Printable(registry.LastErrorText()) +
-                           " (" + CodeText(result) + ")");
+    throw CommandError(kComponentFailed, "the directory cannot be stored in the registry: " +
+                                             Printable(registry.LastErrorText()) + " (" + CodeText(result) +
+                                             ")");
   }
-  std::cout << "Components that start from now on read " << Printable(directory) << ".\n";
+  std::cout << "Components created from now on read " << Printable(directory) << ".\n";
   return kFound;
 }
 
@@ -107,25 +108,26 @@ int Init(const InitOptions& options) {
 void AddConfigCommands(CLI::App& app, Session& session) {
   AddCommand<CheckOptions>(
       app, session, "check-config",
-      "Say what the component makes of its two files on this host. Exit 0: clean, 1: findings, 2: unreadable",
+      "Report how the component reads its two files on this host. Exit 0: clean, 1: findings, 2: unreadable",
       [](CLI::App& command, CheckOptions& options) {
         command
             .add_option("directory", options.directory,
-                        "Where the files are; by default what this host is set to")
+                        "Directory of the files (default: this host's configuration directory)")
             ->type_name("DIR");
       },
       [&session](const CheckOptions& options) { return Check(options, session.colours); });
   AddCommand<InitOptions>(
-      app, session, "init-config", "Write both files with every setting at its default, commented",
+      app, session, "init-config", "Write both files with every setting at its default and a comment on each",
       [](CLI::App& command, InitOptions& options) {
         command
-            .add_option("directory", options.directory,
-                        "Where to write; it is made when it is not there, and nothing in it is overwritten")
+            .add_option(
+                "directory", options.directory,
+                "Directory to write to; created if necessary, and existing files are never overwritten")
             ->type_name("DIR")
             ->required();
         command.add_flag(
             "--use", options.use,
-            "Also point the components of this host to it; both files may be there already then");
+            "Also make it this host's configuration directory; both files may then exist already");
       },
       [](const InitOptions& options) { return Init(options); });
 }

@@ -8,7 +8,7 @@ class App;
 
 namespace kellanseek::tools {
 
-/// `check-config` and `init-config`: the two files of a configuration directory.
+/// `check-config` and `init-config`, for the two files of a configuration directory.
 void AddConfigCommands(CLI::App& app, Session& session);
 
 }  // namespace kellanseek::tools

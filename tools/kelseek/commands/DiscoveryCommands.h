@@ -8,15 +8,15 @@ class App;
 
 namespace kellanseek::tools {
 
-/// list: the controllers that are there.
+/// list: the controllers known after a time.
 void AddListCommand(CLI::App& app, Session& session);
-/// watch: the controllers as they come, change and go.
+/// watch: every change, as it happens.
 void AddWatchCommand(CLI::App& app, Session& session);
-/// show: everything known of one.
+/// show: all properties of one controller.
 void AddShowCommand(CLI::App& app, Session& session);
-/// add: one that broadcasts do not reach.
+/// add: a controller that broadcasts do not reach.
 void AddAddCommand(CLI::App& app, Session& session);
-/// refresh: asks them whether they are still there.
+/// refresh: requests answers from known controllers.
 void AddRefreshCommand(CLI::App& app, Session& session);
 
 }  // namespace kellanseek::tools

@@ -23,9 +23,9 @@ int List(Session& session, const SearchOptions& options) {
 
 void AddListCommand(CLI::App& app, Session& session) {
   AddCommand<SearchOptions>(
-      app, session, "list", "Lists the controllers that are there",
+      app, session, "list", "List the controllers",
       [](CLI::App& command, SearchOptions& options) {
-        BindSearchOptions(command, options, "How long to listen before answering");
+        BindSearchOptions(command, options, "Time to listen before listing");
       },
       [&session](const SearchOptions& options) { return List(session, options); });
 }

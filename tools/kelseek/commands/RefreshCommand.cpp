@@ -18,7 +18,7 @@ struct RefreshOptions : SearchOptions {
   std::vector<std::string> which;
 };
 
-std::vector<Controller> Chosen(const Component& component, const std::vector<std::string>& which) {
+std::vector<Controller> SelectControllers(const Component& component, const std::vector<std::string>& which) {
   if (which.empty()) return ListedControllers(component);
   std::vector<Controller> chosen;
   for (const std::string& one : which) {
@@ -39,13 +39,13 @@ std::vector<Controller> StillKnown(const Component& component, const std::vector
   return known;
 }
 
-// Gives the number of those that were still there to be asked.
+// Returns the number of controllers that still existed.
 std::size_t Ask(const Component& component, const std::vector<Controller>& controllers) {
   std::size_t asked = 0;
   for (const Controller& controller : controllers) {
     const HRESULT result = component.Seek().RefreshForID(controller.id);
     if (result == KEL_E_LANSEEKID_NOT_IN_USE) continue;
-    component.Check(result, "refreshing " + Called(controller));
+    component.Check(result, "refreshing " + DisplayName(controller));
     ++asked;
   }
   return asked;
@@ -62,7 +62,7 @@ int Refresh(Session& session, const RefreshOptions& options) {
     ++news;
   });
   TimeSpan(session, options.wait).WaitForEnd();
-  const std::vector<Controller> controllers = Chosen(component, options.which);
+  const std::vector<Controller> controllers = SelectControllers(component, options.which);
   asking = true;
   const std::size_t asked = Ask(component, controllers);
   TimeSpan answering(session, options.wait);
@@ -80,11 +80,11 @@ int Refresh(Session& session, const RefreshOptions& options) {
 
 void AddRefreshCommand(CLI::App& app, Session& session) {
   AddCommand<RefreshOptions>(
-      app, session, "refresh", "Asks controllers whether they are still there, and tells what has changed",
+      app, session, "refresh", "Ask controllers for an answer and report what has changed",
       [](CLI::App& command, RefreshOptions& options) {
         command.add_option("controller", options.which,
-                           "Names, addresses or system identities; without any, all");
-        BindSearchOptions(command, options, "How long to listen before asking, and again after it");
+                           "Names, addresses or system identities (default: all controllers)");
+        BindSearchOptions(command, options, "Time to listen before asking, and again afterwards");
       },
       [&session](const RefreshOptions& options) { return Refresh(session, options); });
 }

@@ -27,7 +27,8 @@ std::wstring ModuleKey() {
   return std::wstring(L"HKEY_CLASSES_ROOT\\CLSID\\") + id.data() + L"\\InprocServer32";
 }
 
-/// Why the registry does not take the module: another write fails for the same reason.
+/// The reason for a refused registration. The module does not report it, but another write fails for the same
+/// reason.
 std::string Reason(const std::wstring& module) {
   platform::RegistryStore& registry = platform::SystemRegistryStore();
   const std::wstring key = L"HKEY_CLASSES_ROOT\\KelLanSeek.Nobody";
@@ -37,11 +38,11 @@ std::string Reason(const std::wstring& module) {
   return "";
 }
 
-/// Has the module, whose path this gives, do one of the two.
+/// Calls one of the module's two registration functions. Returns the module's path.
 std::wstring CallModule(const Session& session, const char* function, const char* attempt) {
   std::wstring module = ModulePath(session);
   if (module.empty()) {
-    throw CommandError(kWrongUse, "the component is not beside this program; --module PATH names it");
+    throw CommandError(kWrongUse, "there is no component beside this program; use --module PATH");
   }
   std::wstring why;
   const platform::ModuleFunction call = platform::FindModuleFunction(module, function, why);
@@ -55,9 +56,9 @@ std::wstring CallModule(const Session& session, const char* function, const char
   return module;
 }
 
-std::string In(const std::wstring& file) { return file.empty() ? "" : " in " + Printable(file); }
+std::string InFile(const std::wstring& file) { return file.empty() ? "" : " in " + Printable(file); }
 
-/// None when there is no such file.
+/// The content of a file; nullopt if it does not exist.
 std::optional<std::string> Content(const std::wstring& file) {
   const std::string path = ToUtf8(file);
   std::ifstream stream(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
@@ -68,7 +69,7 @@ std::optional<std::string> Content(const std::wstring& file) {
 int Register(const Session& session) {
   const std::wstring file = platform::SystemRegistryStore().FileOfChanges();
   const std::wstring module = CallModule(session, "DllRegisterServer", "registering");
-  std::cout << Printable(module) << " is registered" << In(file) << ".\n";
+  std::cout << Printable(module) << " is registered" << InFile(file) << ".\n";
   return kFound;
 }
 
@@ -80,11 +81,11 @@ int Unregister(const Session& session) {
   const std::wstring module = CallModule(session, "DllUnregisterServer", "unregistering");
   const auto after = Content(file);
   if (!file.empty() && before == after) {
-    std::cout << Printable(file) << " has no registration to take back; nothing was changed.\n";
+    std::cout << Printable(file) << " contains no registration; nothing was changed.\n";
   } else {
-    std::cout << Printable(module) << " is no longer registered" << In(file) << ".\n";
+    std::cout << Printable(module) << " is no longer registered" << InFile(file) << ".\n";
   }
-  if (before && !after) std::cout << "That file had nothing else in it, and is gone.\n";
+  if (before && !after) std::cout << "That file contained nothing else and was deleted.\n";
   std::wstring left;
   if (registry.Read(ModuleKey(), L"", kMaxPath, left) == S_OK)
     std::cout << Printable(left) << " stays registered for all users.\n";
@@ -96,9 +97,9 @@ int Unregister(const Session& session) {
 void AddRegisterCommands(CLI::App& app, Session& session) {
   const auto bind = [](CLI::App&, NoOptions&) {};
   AddCommand<NoOptions>(app, session, "register",
-                        "Register the component, so that clients create it without a path", bind,
+                        "Register the component, so that clients find it without a path", bind,
                         [&session](const NoOptions&) { return Register(session); });
-  AddCommand<NoOptions>(app, session, "unregister", "Take the registration of the component back", bind,
+  AddCommand<NoOptions>(app, session, "unregister", "Remove the component's registration", bind,
                         [&session](const NoOptions&) { return Unregister(session); });
 }
 

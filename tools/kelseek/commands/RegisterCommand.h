@@ -8,7 +8,7 @@ class App;
 
 namespace kellanseek::tools {
 
-/// `register` and `unregister`: the component as a class that clients create without a path.
+/// `register` and `unregister`, for the component's class.
 void AddRegisterCommands(CLI::App& app, Session& session);
 
 }  // namespace kellanseek::tools

@@ -22,7 +22,7 @@ int Show(Session& session, const ShowOptions& options) {
   std::optional<Controller> found;
   searching.WaitUntil(changed,
                       [&] { return (found = LookUpController(component, options.which)).has_value(); });
-  // Only now it is known whether a name belongs to one alone.
+  // Names are resolved only now: earlier, a second controller with the name might still have been unknown.
   if (!found) found = FindController(component, options.which);
   if (!found) {
     throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(options.which)) +
@@ -36,11 +36,10 @@ int Show(Session& session, const ShowOptions& options) {
 
 void AddShowCommand(CLI::App& app, Session& session) {
   AddCommand<ShowOptions>(
-      app, session, "show", "Shows everything known of one controller",
+      app, session, "show", "Show all properties of one controller",
       [](CLI::App& command, ShowOptions& options) {
         command.add_option("controller", options.which, "Its name, address or system identity")->required();
-        BindSearchOptions(command, options,
-                          "How long to look for it; a name is looked up at the end of that");
+        BindSearchOptions(command, options, "Time to search; a name is resolved at its end");
       },
       [&session](const ShowOptions& options) { return Show(session, options); });
 }

@@ -14,7 +14,7 @@
 namespace kellanseek::tools {
 namespace {
 
-/// The object that a virtual controller shows to clients in its process: it only says that it is one.
+/// The virtual controller's object. Its interface has no methods and merely identifies it.
 class ControllerObject final : public CountedObject<IUnknown> {
  public:
   ControllerObject() : CountedObject(IID_KelVirtualController) {}
@@ -27,7 +27,7 @@ void AppendField(std::wstring& fields, const wchar_t* tag, const std::string& te
   if (wide.find_first_not_of(L' ') == std::wstring::npos ||
       std::any_of(wide.begin(), wide.end(), separates)) {
     throw CommandError(kWrongUse, "\"" + Printable(text) +
-                                      "\" cannot be part of a message: it is blank, or has a "
+                                      "\" cannot be part of a message: it is blank, or contains a "
                                       "semicolon or a control character");
   }
   fields += std::wstring(tag) + L":" + wide + L";";
@@ -43,14 +43,14 @@ void AppendVersion(std::wstring& fields, const std::string& version) {
     const bool digits =
         !number.empty() && number.size() < 6 && number.find_first_not_of("0123456789") == number.npos;
     if (part == std::size(kTags) || !digits) {
-      throw CommandError(kWrongUse, "\"" + Printable(version) + "\" is no version such as 6.10.2");
+      throw CommandError(kWrongUse, "\"" + Printable(version) + "\" is not a version like 6.10.2");
     }
     AppendField(fields, kTags[part], number);
     start = end + 1;
   }
 }
 
-/// The controller's life: registered when made, withdrawn when destroyed.
+/// Registers the controller at construction and withdraws it at destruction.
 class Registration {
  public:
   Registration(const Component& component, const VirtualController& controller)
@@ -86,12 +86,12 @@ int RunController(Session& session, const VirtualController& controller) {
   component.Check(component.Seek().GetCtrlFromSystemID(KelBstr(FromUtf8(controller.systemID)).Get(), &id),
                   "looking the controller up");
   const std::string name = Printable(controller.name);
-  const bool told =
+  const bool written =
       Write(name + " (" + Printable(controller.systemID) + ") runs in process " +
             std::to_string(platform::CurrentProcessId()) +
             (controller.publish ? ", published to other hosts" : ", known in this process only") +
             ". Ctrl-C withdraws it.\n");
-  if (!told) return kComponentFailed;
+  if (!written) return kComponentFailed;
   session.stop.Wait();
   Write(name + " is withdrawn.\n");
   return kFound;
@@ -106,7 +106,7 @@ std::wstring IdentityMessage(const VirtualController& controller) {
   AppendField(fields, L"4", controller.systemID);
   AppendVersion(fields, controller.software);
   fields += L"11:2;";
-  // The length counts itself, as two digits or more.
+  // The length includes its own digits, of which there are at least two.
   const std::wstring_view head = L"Lanseek;";
   const std::wstring rest = L";1;" + fields;
   std::size_t digits = 2;
@@ -121,18 +121,16 @@ void AddVcCommands(CLI::App& app, Session& session) {
   CLI::App& vc = *app.add_subcommand("vc", "Virtual controllers of this host");
   vc.require_subcommand(1);
   AddCommand<VirtualController>(
-      vc, session, "run", "Be a virtual controller until Ctrl-C",
+      vc, session, "run", "Run a virtual controller until Ctrl-C",
       [](CLI::App& command, VirtualController& controller) {
         command.add_option("--name", controller.name, "Its name")->required();
-        command.add_option("--system-id", controller.systemID, "Its system identity, unlike any other's")
+        command.add_option("--system-id", controller.systemID, "Its system identity, which must be unique")
             ->required();
-        command
-            .add_option("--path", controller.path,
-                        "Its system path, which stands where others have an address")
+        command.add_option("--path", controller.path, "Its system path, listed in place of an address")
             ->default_str("/virtual/NAME");
         command.add_option("--system-name", controller.systemName, "The name of its system");
-        command.add_option("--software", controller.software, "Its software version, such as 6.10.2");
-        command.add_flag("--publish", controller.publish, "Let other hosts list it");
+        command.add_option("--software", controller.software, "Its software version, for example 6.10.2");
+        command.add_flag("--publish", controller.publish, "Publish it to other hosts");
       },
       [&session](VirtualController& controller) {
         if (controller.path.empty()) controller.path = "/virtual/" + controller.name;

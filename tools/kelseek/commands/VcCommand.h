@@ -10,21 +10,21 @@ class App;
 
 namespace kellanseek::tools {
 
-/// What a virtual controller says of itself.
+/// The properties of a virtual controller.
 struct VirtualController {
   std::string name;
   std::string systemID;
   std::string path;
   std::string systemName;
-  std::string software;  ///< "MAJOR.MINOR[.REVISION]", or nothing.
+  std::string software;  ///< "MAJOR.MINOR[.REVISION]", or empty.
   bool publish = false;
 };
 
-/// The identity message that the controller hands to the component. Throws CommandError when a text cannot be
-/// part of a message or the version is none.
+/// Builds the controller's identity message. Throws CommandError if a text cannot be part of a message, or
+/// the version is malformed.
 std::wstring IdentityMessage(const VirtualController& controller);
 
-/// `vc run`: a virtual controller that lives as long as the program does.
+/// `vc run`: a virtual controller for the lifetime of the program.
 void AddVcCommands(CLI::App& app, Session& session);
 
 }  // namespace kellanseek::tools

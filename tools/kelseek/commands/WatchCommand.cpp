@@ -20,13 +20,13 @@ struct WatchOptions {
 int Watch(Session& session, const WatchOptions& options) {
   const Component component(session);
   std::atomic<bool> anyFound = false;
-  const auto tell = [&session](const std::string& text) {
+  const auto print = [&session](const std::string& text) {
     if (!Write(text)) session.stop.Set();
   };
-  if (!options.json) tell(EventHeading(session.colours));
+  if (!options.json) print(EventHeading(session.colours));
   const Listener listener(component, [&](const Event& event) {
     anyFound = true;
-    tell(options.json ? JsonText(event) + "\n" : EventLine(event, session.colours));
+    print(options.json ? JsonText(event) + "\n" : EventLine(event, session.colours));
   });
   for (const std::string& address : options.remote) AddRemote(component, address);
   if (options.seconds) {
@@ -41,15 +41,15 @@ int Watch(Session& session, const WatchOptions& options) {
 
 void AddWatchCommand(CLI::App& app, Session& session) {
   AddCommand<WatchOptions>(
-      app, session, "watch", "Tells the controllers as they come, change and go, until Ctrl-C",
+      app, session, "watch", "Report controllers as they come, change and go, until Ctrl-C",
       [](CLI::App& command, WatchOptions& options) {
         command.add_flag("--json", options.json, "One JSON object per line");
-        command.add_option("--seconds", options.seconds, "Ends by itself")
+        command.add_option("--seconds", options.seconds, "End after this time")
             ->type_name("SECONDS")
             ->check(Seconds());
         command
             .add_option("--add", options.remote,
-                        "Also asks the controller at this IPv4 address; any number of times")
+                        "Also ask the controller at this IPv4 address; may be repeated")
             ->type_name("ADDRESS")
             ->expected(1)
             ->take_all()

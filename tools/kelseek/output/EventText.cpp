@@ -36,7 +36,7 @@ Colour ColourOf(const Event& event) {
   return Colour::Plain;
 }
 
-// What a person wants to know beyond who it is.
+// The details of interest for this event.
 std::string Detail(const Event& event) {
   const Controller& controller = event.controller;
   if (event.reason == CtrlUpdated) return event.before ? Changes(*event.before, controller) : "";
@@ -48,7 +48,7 @@ std::string Detail(const Event& event) {
   return detail;
 }
 
-// Columns have two blanks between them even where a text is too long for its column.
+// Keeps two blanks after a text that is too long for its column.
 std::string Column(const std::string& text, std::size_t columns) { return Pad(text, columns - 2) + "  "; }
 
 }  // namespace

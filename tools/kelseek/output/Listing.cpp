@@ -38,7 +38,7 @@ std::string ListingJson(const std::vector<Controller>& controllers, double secon
 
 std::string DetailText(const Controller& controller, bool colours) {
   constexpr std::size_t kLabelColumns = 17;
-  std::string text = Paint("controller " + Called(controller), Colour::Bold, colours) + "\n";
+  std::string text = Paint("controller " + DisplayName(controller), Colour::Bold, colours) + "\n";
   for (const Property& property : Describe(controller)) {
     const std::string value = property.value.empty() ? Paint("-", Colour::Faint, colours) : property.value;
     text += "  " + Pad(property.label, kLabelColumns) + value + "\n";

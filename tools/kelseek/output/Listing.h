@@ -7,11 +7,11 @@
 
 namespace kellanseek::tools {
 
-/// A list of controllers for people, and for programs, with how long it took to collect.
+/// A list of controllers, as a table and as JSON, with the time spent collecting it.
 std::string ListingText(const std::vector<Controller>& controllers, double seconds, bool colours);
 std::string ListingJson(const std::vector<Controller>& controllers, double seconds);
 
-/// All of one controller for people.
+/// All properties of a controller, for the user.
 std::string DetailText(const Controller& controller, bool colours);
 
 }  // namespace kellanseek::tools

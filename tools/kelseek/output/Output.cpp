@@ -14,7 +14,7 @@
 namespace kellanseek::tools {
 namespace {
 
-/// The reason of the last failed write, by whichever thread; 0 for none.
+/// The errno of the last failed write on any thread; 0 if none.
 std::atomic<int> writeError = 0;
 
 }  // namespace
@@ -39,7 +39,7 @@ bool Write(const std::string& text) {
 }
 
 void RequireWrittenOutput() {
-  // The stream remembers a failure, and std::cout writes through it.
+  // std::cout writes through this stream, which remembers a failure.
   const bool written = Write("") && std::ferror(stdout) == 0;
   if (written) return;
   const int error = writeError;

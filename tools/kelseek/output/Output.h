@@ -9,28 +9,27 @@ namespace kellanseek::tools {
 
 enum class Colour { Plain, Bold, Faint, Red, Green, Yellow, Magenta, Cyan };
 
-/// The text in that colour where `colours` are wanted.
+/// Wraps a text in the escape sequences of a colour, if `colours`.
 std::string Paint(std::string_view text, Colour colour, bool colours);
 
-/// The text, followed by blanks up to that many columns.
+/// Pads a text with blanks to a number of columns.
 std::string Pad(const std::string& text, std::size_t columns);
 
-/// Writes a text to standard output now; false when nobody takes it any more. RequireWrittenOutput() tells
-/// why.
+/// Writes and flushes a text to standard output. Returns false on failure; RequireWrittenOutput() then
+/// reports the reason.
 bool Write(const std::string& text);
 
-/// Writes what is still buffered for standard output. Throws CommandError when that, or any output before it,
-/// could not be written.
+/// Flushes standard output. Throws CommandError if that or any earlier output failed.
 void RequireWrittenOutput();
 
-/// Rows of cells, each column as wide as its widest cell. Cells hold text that is safe to print.
+/// A table whose columns are as wide as their widest cells. Cells must be safe to print.
 class Table {
  public:
   explicit Table(std::vector<std::string> headings);
 
-  /// A cell for each heading, all in one colour.
+  /// Adds a row with one cell per heading, all in one colour.
   void Add(std::vector<std::string> cells, Colour colour = Colour::Plain);
-  /// The table with its headings, line by line.
+  /// The lines of the table, headings first.
   std::string Text(bool colours) const;
 
  private:
