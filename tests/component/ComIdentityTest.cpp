@@ -14,7 +14,7 @@ const std::vector<const IID*> kInterfaces = {
     &IID_IKelBase,         &IID_IKelLanSeekConfig, &IID_IKelCtrlIdentity2,    &IID_IKelLanSeek2,
     &IID_IKelVCLanSeek2,   &IID_IKelCtrlIdentity3};
 
-/// IDispatch, ISupportErrorInfo, and the interface of the lists.
+/// IDispatch, ISupportErrorInfo, and interfaces of other objects.
 const std::vector<IID> kNotOffered = {KelGuid("00020400-0000-0000-C000-000000000046"),
                                       KelGuid("DF0B3D60-548F-101B-8E65-08002B2BD119"),
                                       IID_IKelEnumCtrlIdentity, IID_IKelObjectEvents};
@@ -35,7 +35,7 @@ class ComIdentityTest : public testing::Test, protected ComponentHarness {
   KelComPtr<IUnknown> object_;
 };
 
-TEST_F(ComIdentityTest, EveryInterfaceLeadsToEveryOtherAndToOneIUnknown) {
+TEST_F(ComIdentityTest, EveryInterfaceReturnsEveryOtherAndTheSameIUnknown) {
   const auto unknown = Query(object_.Get(), IID_IUnknown);
   EXPECT_EQ(unknown, Query(object_.Get(), IID_IKelCtrlIdentity));
   for (const IID* from : kInterfaces) {
@@ -45,14 +45,14 @@ TEST_F(ComIdentityTest, EveryInterfaceLeadsToEveryOtherAndToOneIUnknown) {
   }
 }
 
-TEST_F(ComIdentityTest, GenerationsOfAnInterfaceAreOnePointer) {
+TEST_F(ComIdentityTest, AllVersionsOfAnInterfaceShareOnePointer) {
   EXPECT_EQ(Query(object_.Get(), IID_IKelCtrlIdentity), Query(object_.Get(), IID_IKelCtrlIdentity3));
   EXPECT_EQ(Query(object_.Get(), IID_IKelCtrlIdentity2), Query(object_.Get(), IID_IKelCtrlIdentity3));
   EXPECT_EQ(Query(object_.Get(), IID_IKelLanSeek), Query(object_.Get(), IID_IKelLanSeek2));
   EXPECT_EQ(Query(object_.Get(), IID_IKelVCLanSeek), Query(object_.Get(), IID_IKelVCLanSeek2));
 }
 
-TEST_F(ComIdentityTest, UnknownInterfacesLeaveNull) {
+TEST_F(ComIdentityTest, QueryForAnUnknownInterfaceReturnsNull) {
   for (const IID& iid : kNotOffered) {
     void* found = this;
     EXPECT_EQ(object_->QueryInterface(iid, &found), E_NOINTERFACE);
@@ -61,7 +61,7 @@ TEST_F(ComIdentityTest, UnknownInterfacesLeaveNull) {
   EXPECT_EQ(object_->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
 }
 
-TEST_F(ComIdentityTest, InterfacesShareOneCountAndTheLastReleaseFreesTheModule) {
+TEST_F(ComIdentityTest, InterfacesShareOneReferenceCountAndTheLastReleaseUnlocksTheModule) {
   ReleaseAll();
   EXPECT_EQ(object_->AddRef(), 2U);
   auto other = Query(object_.Get(), IID_IKelBase);
@@ -74,7 +74,7 @@ TEST_F(ComIdentityTest, InterfacesShareOneCountAndTheLastReleaseFreesTheModule) 
   EXPECT_FALSE(module.InUse());
 }
 
-TEST_F(ComIdentityTest, FailedCreationLeavesNothing) {
+TEST_F(ComIdentityTest, FailedCreationLeaksNothing) {
   ReleaseAll();
   object_.Reset();
   void* created = this;
@@ -84,7 +84,7 @@ TEST_F(ComIdentityTest, FailedCreationLeavesNothing) {
   EXPECT_FALSE(module.InUse());
 }
 
-/// An object of a client that has the component as a part of itself.
+/// A client's object that aggregates the component.
 class Outer final : public IUnknown {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
@@ -125,7 +125,7 @@ TEST_F(AggregationTest, InterfacesBelongToTheOuterObject) {
   EXPECT_EQ(found, nullptr);
 }
 
-TEST_F(AggregationTest, TheInnerReferenceAloneDecidesOnTheEnd) {
+TEST_F(AggregationTest, OnlyTheInnerReferenceKeepsTheObjectAlive) {
   EXPECT_EQ(outer.inner->AddRef(), 2U);
   EXPECT_EQ(outer.inner->Release(), 1U);
   EXPECT_TRUE(module.InUse());
@@ -134,7 +134,7 @@ TEST_F(AggregationTest, TheInnerReferenceAloneDecidesOnTheEnd) {
   EXPECT_EQ(outer.references, 1U);
 }
 
-TEST_F(AggregationTest, OnlyIUnknownMayBeAskedForAtFirst) {
+TEST_F(AggregationTest, AggregationRequiresIUnknownAtCreation) {
   void* created = this;
   EXPECT_EQ(CKelLanSeek::Create(&outer, IID_IKelLanSeek, &created, environment, module),
             CLASS_E_NOAGGREGATION);

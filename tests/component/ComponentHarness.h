@@ -28,7 +28,7 @@
 
 namespace kellanseek::test {
 
-/// Addresses that never change.
+/// A watch on addresses that never change.
 class QuietWatch : public platform::AddressChangeWatch {
  public:
   Outcome Wait(platform::Event& stop, platform::Event& wake, std::chrono::milliseconds timeout) override {
@@ -38,14 +38,14 @@ class QuietWatch : public platform::AddressChangeWatch {
   }
 };
 
-/// A static controller with all that one needs.
+/// A static controller that is complete enough for complete-info mode.
 inline std::string StaticController(const std::string& address, const std::string& systemID) {
   return ControllerIdentity("ControllerLocAddr=" + address + ";SystemIdentity=" + systemID +
                             ";MajorVersion=5;MinorVersion=1;Revision=2");
 }
 
-/// A component object in a world of fakes, as its clients see it: on a host with one interface,
-/// 192.168.1.5/24. Configure first, then Create().
+/// A component object on fakes, as its clients see it, on a host with one interface, 192.168.1.5/24. Call
+/// Configure() before Create().
 class ComponentHarness {
  public:
   ComponentHarness() {
@@ -54,7 +54,7 @@ class ComponentHarness {
     processes_.Start(kProcess);
   }
 
-  /// Puts the files into the configuration directory and the directory into the registry.
+  /// Writes the two files and registers their directory.
   void Configure(const std::string& settings, const std::string& controllers) {
     directory.Write("lanseekconf.xml", kDeclaration + In("KelLanSeekConfigurations", settings));
     directory.Write("controllerid.xml", kDeclaration + In("ControllerIdentities", controllers));
@@ -81,7 +81,7 @@ class ComponentHarness {
     seek.Reset();
   }
 
-  /// Waits, for ten seconds at most, until nothing is left of an object that ends on a thread of its own.
+  /// Waits, for at most ten seconds, until an object that is destroyed on another thread is gone.
   void WaitUntilUnused() const {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (module.InUse() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
@@ -104,13 +104,13 @@ class ComponentHarness {
     return virtualControllers->ForwardMessage(KelBstr(std::wstring(datagram.begin(), datagram.end())).Get());
   }
 
-  /// The lanSeekID of the controller at that address, which is added for these tests.
+  /// Adds the controller at this address and returns its lanSeekID.
   ULONG AddRemote(std::wstring_view address) {
     ULONG id = 0;
     EXPECT_EQ(additions->AddRemoteController(KelBstr(address).Get(), &id), S_OK);
     return id;
   }
-  /// A controller of the network says who it is.
+  /// A controller on the network sends its identity.
   void Appear(const std::string& systemID, std::string_view address, const std::string& more = "") {
     network.Inject(InjectedNetwork::Datagram(1, "4:" + systemID + ";9:00-" + systemID + ";" + more), address);
   }
@@ -120,19 +120,19 @@ class ComponentHarness {
     EXPECT_EQ(base->GetLastErrorInfo(text.Put()), S_OK);
     return text.Text();
   }
-  /// The last error text without its places, which must follow in the right form and number.
+  /// The message of the last error text. Checks the form and number of the places after it.
   std::wstring ErrorMessage(std::size_t places = 1);
-  /// The same after a failure of `method`, whose line must not be that of another method.
+  /// The same for a failure of `method`. Checks that the reported line lies in that method.
   std::wstring ErrorMessageOf(const std::string& method);
 
-  /// The lanSeekIDs above `mark`, which moves on.
+  /// The lanSeekIDs above `mark`, which is advanced.
   std::vector<ULONG> List(ULONG& mark, bool unpublished = false);
   std::vector<ULONG> List() {
     ULONG mark = 0;
     return List(mark);
   }
 
-  /// Where the virtual controllers run.
+  /// The process of the virtual controllers.
   static constexpr ULONG kProcess = 4711;
   static constexpr const wchar_t* kConfigKey = L"HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI";
 

@@ -20,7 +20,7 @@ class EnumeratorTest : public testing::Test {
     list->Init(std::move(items), CtrlEnum::Ownership::Taken, std::move(owner));
     return list.As<IKelEnumCtrlIdentity>();
   }
-  /// The next items, and whether there were as many as asked for.
+  /// Fetches the next items and returns them with the result.
   static std::pair<HRESULT, Ids> Next(const List& list, ULONG count) {
     std::vector<AvailableCtrlsListItem> items(count + 1, {0xDEAD});
     ULONG fetched = 99;
@@ -35,7 +35,7 @@ class EnumeratorTest : public testing::Test {
   ComponentModule module;
 };
 
-TEST_F(EnumeratorTest, GivesItemsInOrderUntilTheEnd) {
+TEST_F(EnumeratorTest, ReturnsItemsInOrderUntilTheEnd) {
   const List list = Make({11, 12, 14});
   EXPECT_EQ(Next(list, 1), All(S_OK, {11}));
   EXPECT_EQ(Next(list, 0), All(S_OK, {}));
@@ -59,7 +59,7 @@ TEST_F(EnumeratorTest, ChecksPointers) {
   EXPECT_EQ(item.lanSeekID, 11U);
 }
 
-TEST_F(EnumeratorTest, AListThatWasNeverFilledFails) {
+TEST_F(EnumeratorTest, RemNextFailsOnAListThatWasNeverFilled) {
   const List list = CtrlEnum::Create(module).As<IKelEnumCtrlIdentity>();
   AvailableCtrlsListItem item = {};
   EXPECT_EQ(list->RemNext(1, &item, nullptr), E_FAIL);
@@ -82,7 +82,7 @@ TEST_F(EnumeratorTest, SkipStopsAtTheEnd) {
   EXPECT_EQ(Make({})->Skip(1), S_FALSE);
 }
 
-TEST_F(EnumeratorTest, SortingAndFilteringAreTakenAndChangeNothing) {
+TEST_F(EnumeratorTest, SortAndFilterSucceedAndChangeNothing) {
   const List list = Make({14, 11, 12});
   for (const INT mode : {0, 1, -1, 2147483647}) {
     list->Reset();
@@ -96,7 +96,7 @@ TEST_F(EnumeratorTest, SortingAndFilteringAreTakenAndChangeNothing) {
   EXPECT_EQ(Next(list, 3), All(S_OK, {14, 11, 12}));
 }
 
-TEST_F(EnumeratorTest, AClonesPositionIsItsOwnAndEveryListKeepsTheModule) {
+TEST_F(EnumeratorTest, ClonesMoveIndependentlyAndEveryListKeepsTheModuleLoaded) {
   List list = Make({11, 12, 13, 14});
   list->Skip(2);
   List clone;
@@ -112,7 +112,7 @@ TEST_F(EnumeratorTest, AClonesPositionIsItsOwnAndEveryListKeepsTheModule) {
   EXPECT_FALSE(module.InUse());
 }
 
-TEST_F(EnumeratorTest, ClonesKeepTheOwnerAliveAndClonesOfClonesTheirSource) {
+TEST_F(EnumeratorTest, AClonesOwnerStaysAliveAndACopysCloneKeepsItsSourceAlive) {
   KelComPtr<IUnknown> owner = Make({}).As<IUnknown>();
   IUnknown* const counted = owner.Get();
   const auto references = [](IUnknown* object) {
@@ -132,7 +132,7 @@ TEST_F(EnumeratorTest, ClonesKeepTheOwnerAliveAndClonesOfClonesTheirSource) {
   EXPECT_EQ(references(clone.Get()), 2U) << "the clone of a copy keeps that copy";
 }
 
-TEST_F(EnumeratorTest, InterfacesLeadToEachOther) {
+TEST_F(EnumeratorTest, EachInterfaceReturnsTheOthers) {
   const List list = Make({11, 12});
   const auto internal = list.As<IKelEnumInternal>();
   ASSERT_TRUE(internal);

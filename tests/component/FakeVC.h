@@ -9,7 +9,7 @@
 
 namespace kellanseek::test {
 
-/// The own object of a virtual controller.
+/// A virtual controller's object.
 class FakeVC final : public IUnknown {
  public:
   static KelComPtr<FakeVC> Make() { return KelComPtr<FakeVC>::Attach(new FakeVC); }
@@ -28,7 +28,7 @@ class FakeVC final : public IUnknown {
     return left;
   }
 
-  /// Runs when the last reference has gone, on that thread.
+  /// Called after the last release, on that thread.
   void OnDestroyed(std::function<void()> action) { onDestroyed_ = std::move(action); }
   ULONG References() const { return references_; }
 

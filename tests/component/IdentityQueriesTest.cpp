@@ -18,7 +18,7 @@ const std::string kController = ControllerIdentity(
 
 using TextGetter = HRESULT (STDMETHODCALLTYPE IKelCtrlIdentity::*)(ULONG, BSTR*);
 
-/// One query as all of them can be asked: with outputs, or with a null one.
+/// A query in the form common to all: with its outputs, or with a null output.
 struct Query {
   const char* name;
   std::function<HRESULT(IKelCtrlIdentity3&, ULONG id, bool nullOutput)> ask;
@@ -90,7 +90,7 @@ std::vector<Query> AllQueries() {
 
 class IdentityQueriesTest : public testing::Test, protected ComponentHarness {
  protected:
-  /// A lanSeekID that was issued and is out of use.
+  /// Returns a lanSeekID that was issued and is no longer in use.
   ULONG MakeGone() {
     EXPECT_EQ(Register(L"gone", FakeVC::Make().Get()), S_OK);
     ULONG id = 0;
@@ -111,7 +111,7 @@ class IdentityQueriesTest : public testing::Test, protected ComponentHarness {
   }
 };
 
-TEST_F(IdentityQueriesTest, GivesEveryFieldOfARecord) {
+TEST_F(IdentityQueriesTest, ReturnsEveryFieldOfARecord) {
   Configure(NothingAsked(), kController);
   Create();
   EXPECT_EQ(Text(&IKelCtrlIdentity::GetCtrlName, 11), L"Cell7");
@@ -135,7 +135,7 @@ TEST_F(IdentityQueriesTest, GivesEveryFieldOfARecord) {
   EXPECT_EQ(ErrorText(), L"");
 }
 
-TEST_F(IdentityQueriesTest, RejectsNumbersThatNameNoControllerAtItsOwnLine) {
+TEST_F(IdentityQueriesTest, RejectsUnusedIdsAndReportsTheMethodsOwnLine) {
   Create();
   const ULONG gone = MakeGone();
   for (const Query& query : AllQueries()) {
@@ -156,7 +156,7 @@ TEST_F(IdentityQueriesTest, RejectsNumbersThatNameNoControllerAtItsOwnLine) {
   }
 }
 
-TEST_F(IdentityQueriesTest, TheStatusOfAControllerThatIsGoneIsRemoved) {
+TEST_F(IdentityQueriesTest, StatusOfARemovedControllerIsCtrlRemoved) {
   Create();
   const ULONG gone = MakeGone();
   EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCtrlStatus, gone), CtrlRemoved);
@@ -171,7 +171,7 @@ TEST_F(IdentityQueriesTest, TheStatusOfAControllerThatIsGoneIsRemoved) {
   EXPECT_EQ(status, CtrlAvailable);
 }
 
-TEST_F(IdentityQueriesTest, GetCtrlTypeAppendsItsPlaceToTheInnerOne) {
+TEST_F(IdentityQueriesTest, GetCtrlTypeAppendsItsPlaceToTheErrorOfGetCtrlType3) {
   Create();
   const ULONG gone = MakeGone();
   KelCtrlType type = VC;
@@ -182,7 +182,7 @@ TEST_F(IdentityQueriesTest, GetCtrlTypeAppendsItsPlaceToTheInnerOne) {
   EXPECT_EQ(type, VC);
 }
 
-TEST_F(IdentityQueriesTest, OfWhatWasNotReportedVersionsAreAFailureWithOutputsAndTextsAreNull) {
+TEST_F(IdentityQueriesTest, UnreportedVersionsFailAndUnreportedTextsAreNull) {
   Create();
   const ULONG id = AddRemote(L"10.0.0.5");
   ULONG a = 0, b = 0, c = 0;
@@ -201,7 +201,7 @@ TEST_F(IdentityQueriesTest, OfWhatWasNotReportedVersionsAreAFailureWithOutputsAn
   EXPECT_EQ(name, nullptr);
 }
 
-TEST_F(IdentityQueriesTest, RemoteVirtualControllersAreToldToOlderClientsAsConfigured) {
+TEST_F(IdentityQueriesTest, GetCtrlTypeReportsRemoteVirtualControllersAsConfigured) {
   for (const auto& [settings, told] : std::vector<std::pair<std::string, KelCtrlType>>{
            {"", VC}, {"<FakeRemoteVCAs>RC</FakeRemoteVCAs>", RC}}) {
     ComponentHarness world;
@@ -219,7 +219,7 @@ TEST_F(IdentityQueriesTest, RemoteVirtualControllersAreToldToOlderClientsAsConfi
   }
 }
 
-TEST_F(IdentityQueriesTest, AVirtualControllersObjectAndProcessAreGiven) {
+TEST_F(IdentityQueriesTest, ReturnsObjectAndProcessOfAVirtualController) {
   Create();
   const auto object = FakeVC::Make();
   ASSERT_EQ(Register(L"sys", object.Get()), S_OK);
@@ -235,7 +235,7 @@ TEST_F(IdentityQueriesTest, AVirtualControllersObjectAndProcessAreGiven) {
   EXPECT_EQ(Number(&IKelCtrlIdentity3::GetVCProcessID, 11), kProcess);
 }
 
-TEST_F(IdentityQueriesTest, AVirtualControllerThatCannotBeReferencedIsAFailure) {
+TEST_F(IdentityQueriesTest, FailsIfAVirtualControllersObjectCannotBeReferenced) {
   Create();
   const auto object = FakeVC::Make();
   ASSERT_EQ(Register(L"sys", object.Get()), S_OK);
@@ -250,7 +250,7 @@ TEST_F(IdentityQueriesTest, AVirtualControllerThatCannotBeReferencedIsAFailure) 
   EXPECT_EQ(Number(&IKelCtrlIdentity3::GetCtrlType, 11), VC) << "the table is not left locked";
 }
 
-TEST_F(IdentityQueriesTest, AVirtualControllerThatWasOnlyHeardOfHasNoObject) {
+TEST_F(IdentityQueriesTest, AVirtualControllerKnownOnlyFromMessagesHasNoObject) {
   Create();
   ASSERT_EQ(Forward(1, "4:nobody;11:2;"), S_OK);
   GUID left = {};
@@ -272,7 +272,7 @@ TEST_F(IdentityQueriesTest, RealControllersHaveNoObjectAndNoProcess) {
   EXPECT_EQ(process, 5U);
 }
 
-TEST_F(IdentityQueriesTest, TheTextOfAFailureOutlivesSuccesses) {
+TEST_F(IdentityQueriesTest, ErrorTextSurvivesLaterSuccesses) {
   Create();
   EXPECT_EQ(ErrorText(), L"");
   KelBstr name;

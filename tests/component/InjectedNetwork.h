@@ -18,13 +18,13 @@
 
 namespace kellanseek::test {
 
-/// A network on which nothing is sent, and what the test puts in is received.
+/// A network that drops all sent datagrams and delivers those injected by the test.
 class InjectedNetwork : public platform::UdpNetwork {
  public:
-  /// The positions of the sockets of a host with one interface.
+  /// Indexes of the sockets of a host with one interface.
   enum Socket : std::size_t { kRequest = 0, kResponse = 1, kNonLocal = 2 };
 
-  /// "Lanseek;" + length + type + fields, as a peer would send it.
+  /// A datagram as a peer sends it: "Lanseek;", length, type and fields.
   static std::string Datagram(int type, std::string_view fields) {
     const std::string rest = std::to_string(type) + ";" + std::string(fields);
     constexpr std::size_t kPrefix = sizeof("Lanseek;xx;") - 1;
@@ -41,29 +41,29 @@ class InjectedNetwork : public platform::UdpNetwork {
     arrived_.Set();
   }
 
-  /// So many of the next receptions, and of the next broadcasts, end in what `thrower` throws. To be set
+  /// Makes the next `receptions` receptions and `broadcasts` broadcasts call `thrower`, which throws. Call it
   /// before the network is used.
   void Fail(std::function<void()> thrower, int receptions, int broadcasts) {
     thrower_ = std::move(thrower);
     receptionsThatFail_ = receptions;
     broadcastsThatFail_ = broadcasts;
   }
-  /// So many of the next waits for datagrams fail with error 88.
+  /// Makes the next `count` waits for datagrams fail with error 88.
   void FailWaits(int count) { waitsThatFail_ = count; }
   enum class User { None, Receiver, Publisher };
-  /// From now on one who uses the sockets lets the end wait for him for a moment, and looks whether they are
+  /// From now on this user of the sockets lingers for a moment during the stop and checks whether they are
   /// closed meanwhile.
   void Dawdle(User user) { dawdler_ = user; }
-  /// Waits, for ten seconds at most, until a virtual controller is being published.
+  /// Waits, for at most ten seconds, until a virtual controller is being published.
   bool WaitForPublication() {
     return platform::WaitForAny({&publishing_}, std::chrono::seconds(10)).Signalled(0);
   }
   int ClosedInUse() const { return closedInUse_; }
-  /// The local address that no socket can be bound to from now on; 0 for none.
+  /// Refuses to bind sockets to this local address from now on; 0 for none.
   void Refuse(platform::Ipv4 address) { refused_ = address; }
-  /// Waits, for ten seconds at most, until the sockets of a run have been opened.
+  /// Waits, for at most ten seconds, until the sockets of a run have been opened.
   bool WaitUntilOpened() { return platform::WaitForAny({&opened_}, std::chrono::seconds(10)).Signalled(0); }
-  /// Waits, for ten seconds at most, until a request by address has been sent.
+  /// Waits, for at most ten seconds, until a request by address has been sent.
   bool WaitForRequestByAddress() {
     return platform::WaitForAny({&askedByAddress_}, std::chrono::seconds(10)).Signalled(0);
   }
@@ -94,7 +94,7 @@ class InjectedNetwork : public platform::UdpNetwork {
     platform::SocketError SetReuseAddress() override { return 0; }
     platform::SocketError SetBroadcast() override { return 0; }
     platform::SocketError Bind(platform::Ipv4 address, platform::Ipv4, std::uint16_t) override {
-      // The socket for polls by address comes last, and the interfaces that are refused have gone by then.
+      // The non-local socket is bound last, after the refused interfaces have been dropped.
       if (address == 0) network_.opened_.Set();
       constexpr platform::SocketError kAddressNotAvailable = 99;
       return address != 0 && address == network_.refused_ ? kAddressNotAvailable : 0;

@@ -20,7 +20,7 @@ class ListsTest : public testing::Test, protected ComponentHarness {
   void Publish(const std::string& systemID) { EXPECT_EQ(Forward(1, "1:n;4:" + systemID + ";"), S_OK); }
 };
 
-TEST_F(ListsTest, ListsWhatClientsWereToldOfAboveTheMark) {
+TEST_F(ListsTest, ListsPublishedControllersAboveTheMark) {
   ULONG mark = 5;
   EXPECT_EQ(List(mark), Ids());
   EXPECT_EQ(mark, 5U);
@@ -37,7 +37,7 @@ TEST_F(ListsTest, ListsWhatClientsWereToldOfAboveTheMark) {
   EXPECT_EQ(List(), (Ids{11, 12, 13, 14}));
 }
 
-TEST_F(ListsTest, UnlistedVirtualControllersHaveTheirOwnList) {
+TEST_F(ListsTest, UnpublishedVirtualControllersHaveTheirOwnList) {
   AddRemote(L"10.0.0.5");
   RegisterVC(L"a");
   RegisterVC(L"b");
@@ -79,7 +79,7 @@ TEST_F(ListsTest, ChecksArguments) {
   }
 }
 
-TEST_F(ListsTest, AListIsASnapshotThatOutlivesEverything) {
+TEST_F(ListsTest, AListIsASnapshotThatOutlivesTheObject) {
   RegisterVC(L"a");
   RegisterVC(L"b");
   Publish("a");

@@ -119,7 +119,7 @@ TEST_F(LookupsTest, ChecksArguments) {
   }
 }
 
-TEST_F(LookupsTest, OnlyTheFirstOfOneIdentityOrAddressCounts) {
+TEST_F(LookupsTest, LookUpsStopAtTheFirstRecordWithTheKey) {
   Configure("", StaticController("10.0.0.5", "twin"));
   Create();
   EXPECT_EQ(UnpublishedVC(L"twin"), kNone) << "not listed, but a real one";
@@ -140,7 +140,7 @@ TEST_F(LookupsTest, OnlyTheFirstOfOneIdentityOrAddressCounts) {
   EXPECT_EQ(BySystemID(L"TWIN"), kNone) << "the configured one comes first and is not listed";
 }
 
-TEST_F(LookupsTest, TheAddressOfARemoteVirtualControllerIsNotFound) {
+TEST_F(LookupsTest, DoesNotFindRemoteVirtualControllersByAddress) {
   Create();
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
@@ -162,7 +162,7 @@ TEST_F(LookupsTest, AddsRemoteControllersOnce) {
   EXPECT_EQ(AddRemote(L"10.0.0.6"), 12U) << "the malformed one consumed no number";
 }
 
-TEST_F(LookupsTest, RefreshChecksTheNumberAndPingIsNotOffered) {
+TEST_F(LookupsTest, RefreshChecksTheIdAndPingIsNotImplemented) {
   Configure(NothingAsked(), StaticController("10.0.0.5", "a"));
   Create();
   EXPECT_EQ(seek->RefreshForID(11), S_OK);

@@ -16,8 +16,7 @@
 namespace kellanseek::test {
 namespace {
 
-/// A copy of the built module, loaded for the life of a scope. It keeps to a registry of its own and to no
-/// network interface.
+/// A copy of the built module, loaded for one test, with its own registry and without network interfaces.
 class ModuleTest : public testing::Test {
  protected:
   ModuleTest() {
@@ -66,7 +65,7 @@ class ModuleTest : public testing::Test {
   void* module_ = nullptr;
 };
 
-TEST_F(ModuleTest, HandsOutItsOneClass) {
+TEST_F(ModuleTest, ReturnsAFactoryForItsOnlyClass) {
   void* object = this;
   EXPECT_EQ(GetClassObject(IID_IKelLanSeek, IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
   EXPECT_EQ(object, nullptr);
@@ -75,7 +74,7 @@ TEST_F(ModuleTest, HandsOutItsOneClass) {
   EXPECT_EQ(CanUnloadNow(), S_OK);
 }
 
-TEST_F(ModuleTest, IsUnloadedWhenTheLastObjectAndListAreGone) {
+TEST_F(ModuleTest, CanBeUnloadedOnceTheLastObjectAndListAreReleased) {
   for (int cycle = 0; cycle < 3; ++cycle) {
     auto seek = Create<IKelLanSeek>();
     ASSERT_TRUE(seek);
@@ -92,7 +91,7 @@ TEST_F(ModuleTest, IsUnloadedWhenTheLastObjectAndListAreGone) {
   EXPECT_FALSE(Loaded());
 }
 
-TEST_F(ModuleTest, RegistersTheNameByWhichItWasLoaded) {
+TEST_F(ModuleTest, RegistersThePathItWasLoadedFrom) {
   EXPECT_EQ(Call("DllRegisterServer"), S_OK);
   EXPECT_NE(directory_.Read("registry").find("@=" + path_ + "\n"), std::string::npos);
   CLSID clsid = {};
@@ -105,8 +104,8 @@ TEST_F(ModuleTest, RegistersTheNameByWhichItWasLoaded) {
   EXPECT_NE(directory_.Read("registry").find("ConfigDir="), std::string::npos);
 }
 
-/// The event thread that made the last release may then still be on its way out of the module.
-TEST_F(ModuleTest, MayBeUnloadedOnceASinkHasMadeTheLastRelease) {
+/// The event thread that made the last release may still be executing code of the module.
+TEST_F(ModuleTest, CanBeUnloadedAfterASinkMadeTheLastRelease) {
   auto last = Create<IKelVCLanSeek>();
   ASSERT_TRUE(last);
   std::promise<void> called;

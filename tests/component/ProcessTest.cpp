@@ -26,7 +26,7 @@ std::wstring Reason(int error) {
   return {text.begin(), text.end()};
 }
 
-/// What `body` gives, run in a child process that has twenty seconds for it.
+/// Runs `body` in a child process, for at most twenty seconds, and returns its result.
 template <typename Body>
 int InChild(const Body& body) {
   const pid_t child = fork();
@@ -42,7 +42,7 @@ int InChild(const Body& body) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-TEST(ProcessTest, InAChildAReleaseOnlyLetsGo) {
+TEST(ProcessTest, LastReleaseInAForkedChildDestroysNothing) {
   ComponentHarness world;
   world.Create();
   const auto release = [&world] {
@@ -61,14 +61,14 @@ TEST(ProcessTest, InAChildAReleaseOnlyLetsGo) {
   EXPECT_EQ(onEventThread, 0);
 }
 
-/// From now on the process starts no thread.
+/// Prevents the process from starting threads from now on.
 bool GiveThreadsUp() {
   const rlimit none{0, 0};
   constexpr uid_t kNobody = 65534;  // The superuser is not limited.
   return setrlimit(RLIMIT_NPROC, &none) == 0 && (geteuid() != 0 || setresuid(kNobody, kNobody, kNobody) == 0);
 }
 
-TEST(ProcessTest, AnObjectDoesWithoutThreadsAndSaysSo) {
+TEST(ProcessTest, WorksWithoutRefusedThreadsAndTracesThem) {
   const auto body = [] {
     if (!GiveThreadsUp()) return 2;
     ComponentHarness world;
@@ -90,7 +90,7 @@ TEST(ProcessTest, AnObjectDoesWithoutThreadsAndSaysSo) {
   EXPECT_EQ(InChild(body), 0);
 }
 
-/// While it lives, the process gets so many descriptors more.
+/// Limits the process to `more` additional descriptors during its lifetime.
 class DescriptorLimit {
  public:
   explicit DescriptorLimit(rlim_t more) {
@@ -109,7 +109,7 @@ class DescriptorLimit {
   rlimit before_{};
 };
 
-TEST(ProcessTest, WithoutDescriptorsTheReasonIsTraced) {
+TEST(ProcessTest, CreationWithoutDescriptorsFailsAndTracesTheReason) {
 #if defined(__has_feature)
 #if __has_feature(undefined_behavior_sanitizer)
   GTEST_SKIP() << "The sanitizer reads the type of an object through a pipe, which needs descriptors, too.";
@@ -136,7 +136,7 @@ TEST(ProcessTest, WithoutDescriptorsTheReasonIsTraced) {
     if (result == S_OK && !traced(noWorker)) break;
     ++(result == S_OK ? lame : failed);
     EXPECT_EQ(result, object ? S_OK : E_UNEXPECTED);
-    // The engine's threads run already and may miss a descriptor of their own.
+    // The engine's threads are already running and may lack descriptors too.
     EXPECT_TRUE(traced(object ? noWorker : noObject));
   }
   EXPECT_GE(failed, 1);

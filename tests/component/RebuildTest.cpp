@@ -11,7 +11,7 @@
 namespace kellanseek::test {
 namespace {
 
-/// A host whose one interface is sometimes there and sometimes not.
+/// A host whose only interface comes and goes.
 class RestlessHost : public FakeNetworkAddresses {
  public:
   RestlessHost() {
@@ -35,13 +35,13 @@ class RestlessHost : public FakeNetworkAddresses {
   std::atomic<int> looks_ = 0;
 };
 
-/// What the test says to a watch, and hears of it.
+/// Signals between the test and the watch.
 struct WatchEvents {
   platform::Event notice{platform::Event::Kind::AutoReset};
   platform::Event waits{platform::Event::Kind::AutoReset};
 };
 
-/// Notices without end, or one whenever it is asked for.
+/// Endless notices, or one on request.
 class Notices : public platform::AddressChangeWatch {
  public:
   Notices(const RestlessHost& host, WatchEvents& events) : host_(host), events_(events) {}
@@ -61,7 +61,7 @@ class Notices : public platform::AddressChangeWatch {
 
 class RebuildTest : public testing::Test, protected ComponentHarness {
  protected:
-  /// The object goes before what it works on.
+  /// Releases the object before the fakes that it uses.
   void TearDown() override { ReleaseAll(); }
 
   void Create() { ComponentHarness::Create(changing_); }
@@ -70,7 +70,7 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
     network.Inject(InjectedNetwork::Datagram(1, "4:" + text + ";9:00-" + text + ";"), "192.168.1." + text);
   }
 
-  /// How often the host was looked at by the time the watch waits again.
+  /// Waits until the watch waits again, and returns the number of look-ups of the host's addresses.
   int LooksUntilItWaits() {
     EXPECT_TRUE(platform::WaitForAny({&watch_.waits}, std::chrono::seconds(10)).Signalled(0));
     return host_.Looks();
@@ -92,7 +92,7 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
                                        registry};
 };
 
-TEST_F(RebuildTest, UnderDatagramsCallsAndTheLastRelease) {
+TEST_F(RebuildTest, SurvivesDatagramsCallsAndTheLastRelease) {
   for (int round = 0; round < 20; ++round) {
     host_.restless = true;
     Create();
@@ -133,20 +133,20 @@ TEST_F(RebuildTest, UnderDatagramsCallsAndTheLastRelease) {
   }
 }
 
-TEST_F(RebuildTest, OneThatRunsOutOfMemoryIsMadeGood) {
+TEST_F(RebuildTest, IsRepeatedAfterRunningOutOfMemory) {
   Create();
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
   Hear(20);
   sink->WaitFor(1);
-  // The comparison looks once, and the rebuild after it.
+  // The comparison reads the addresses once, and the rebuild does so again.
   host_.looksUntilShortage = 2;
   host_.away = true;
   watch_.notice.Set();
   EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;") << "lost with its network, a second later at most";
   host_.away = false;
   watch_.notice.Set();
-  // Said until it is heard: what comes before the network side stands again is lost.
+  // Repeated until received: a datagram is lost while the network side is down.
   platform::Event never(platform::Event::Kind::ManualReset);
   for (int i = 0; i < 1000 && sink->WaitFor(2).size() < 3; ++i) {
     Hear(21);
@@ -155,7 +155,7 @@ TEST_F(RebuildTest, OneThatRunsOutOfMemoryIsMadeGood) {
   EXPECT_EQ(sink->WaitForTexts(3).back(), L"12;1;0;");
 }
 
-TEST_F(RebuildTest, OneThatCannotBindAnInterfaceWithdrawsWhatWasHeardThere) {
+TEST_F(RebuildTest, WithdrawsTheControllersOfAnInterfaceThatCannotBeBound) {
   Create();
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
@@ -167,7 +167,7 @@ TEST_F(RebuildTest, OneThatCannotBindAnInterfaceWithdrawsWhatWasHeardThere) {
   EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;");
 }
 
-TEST_F(RebuildTest, WaitsForDatagramsThatKeepFailingLeadToOne) {
+TEST_F(RebuildTest, RepeatedlyFailingWaitsCauseARebuild) {
   for (const bool followsChanges : {true, false}) {
     SCOPED_TRACE(followsChanges);
     ComponentHarness world;
@@ -188,7 +188,7 @@ TEST_F(RebuildTest, WaitsForDatagramsThatKeepFailingLeadToOne) {
   }
 }
 
-TEST_F(RebuildTest, OnlyANoticeLeadsToOne) {
+TEST_F(RebuildTest, HappensOnlyAfterANotice) {
   network.Refuse(platform::ParseIpv4("192.168.1.5"));
   Create();
   EXPECT_TRUE(network.WaitUntilOpened());

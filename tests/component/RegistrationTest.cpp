@@ -35,7 +35,7 @@ class RegistrationTest : public testing::Test {
   std::wstring why;
 };
 
-TEST_F(RegistrationTest, WritesExactlyItsKeys) {
+TEST_F(RegistrationTest, WritesExactlyTheClassKeys) {
   ASSERT_EQ(Register(), S_OK);
   auto expected = kForeign;
   expected.insert({{{kVersioned, L""}, L"KelLanSeek Class"},
@@ -53,7 +53,7 @@ TEST_F(RegistrationTest, WritesExactlyItsKeys) {
   EXPECT_EQ(why, L"");
 }
 
-TEST_F(RegistrationTest, AgainRecreatesTheClassAndTheEndTakesItBackAndNothingElse) {
+TEST_F(RegistrationTest, RegisteringAgainRecreatesTheClassAndUnregisteringRemovesOnlyIt) {
   ASSERT_EQ(Register(), S_OK);
   const auto once = store.values;
   store.values[{kClass + L"\\Stray", L""}] = L"left from an older version";
@@ -67,7 +67,7 @@ TEST_F(RegistrationTest, AgainRecreatesTheClassAndTheEndTakesItBackAndNothingEls
   }
 }
 
-TEST_F(RegistrationTest, ForOneUserTheSameKeysStandElsewhere) {
+TEST_F(RegistrationTest, PerUserRegistrationUsesTheUsersKeys) {
   ASSERT_EQ(Register(), S_OK);
   const auto forAll = store.values;
   store.values = kForeign;
@@ -84,7 +84,7 @@ TEST_F(RegistrationTest, ForOneUserTheSameKeysStandElsewhere) {
   EXPECT_EQ(store.values, kForeign);
 }
 
-TEST_F(RegistrationTest, SaysInWordsWhatItCouldNotDo) {
+TEST_F(RegistrationTest, ReportsWhatCouldNotBeWrittenOrRemoved) {
   ASSERT_EQ(Register(), S_OK);
   const auto registered = store.values;
   store.readOnly = true;
@@ -100,7 +100,7 @@ TEST_F(RegistrationTest, SaysInWordsWhatItCouldNotDo) {
   EXPECT_EQ(store.values, registered) << "what worked before still does";
 }
 
-TEST_F(RegistrationTest, TheNamesStayForProgramsOfTheOtherSize) {
+TEST_F(RegistrationTest, ProgIdsStayWhileTheOtherWordSizeIsRegistered) {
   ASSERT_EQ(Register(), S_OK);
   store.otherSize = {kClass};
   EXPECT_EQ(Unregister(), S_OK);

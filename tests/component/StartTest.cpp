@@ -20,7 +20,7 @@ using Texts = std::vector<std::wstring>;
 
 class StartTest : public testing::Test, protected ComponentHarness {
  protected:
-  /// What the object knows, listed or not.
+  /// The addresses of all known controllers, listed or not.
   Texts KnownAddresses() {
     Texts addresses;
     for (ULONG id = 11;; ++id) {
@@ -31,7 +31,7 @@ class StartTest : public testing::Test, protected ComponentHarness {
   }
 };
 
-TEST_F(StartTest, WithoutADirectoryItRunsOnDefaults) {
+TEST_F(StartTest, UsesDefaultsWithoutAConfigurationDirectory) {
   struct Case {
     const char* what;
     std::optional<std::wstring> directory;
@@ -53,7 +53,7 @@ TEST_F(StartTest, WithoutADirectoryItRunsOnDefaults) {
   }
 }
 
-TEST_F(StartTest, StaticControllersAreNumberedFromElevenWithoutGaps) {
+TEST_F(StartTest, StaticControllersGetConsecutiveIdsFromEleven) {
   Configure("", StaticController("10.0.0.1", "a") + StaticController("nonsense", "b") +
                     StaticController("10.0.0.1", "c") + StaticController("255.255.255.255", "d") +
                     StaticController("10.0.0.2", "a"));
@@ -70,7 +70,7 @@ TEST_F(StartTest, StaticControllersAreNumberedFromElevenWithoutGaps) {
              L"Lanseek configuration: Static controller has invalid IP-address 255.255.255.255. Removed."}));
 }
 
-TEST_F(StartTest, WithNothingToAskStaticControllersAreListedAtOnce) {
+TEST_F(StartTest, InCompleteInfoModeStaticControllersAreListedAtOnce) {
   Configure(NothingAsked(), StaticController("10.0.0.1", "a") + StaticController("10.0.0.2", "a") +
                                 StaticController("10.0.0.3", "b"));
   Create();
@@ -81,7 +81,7 @@ TEST_F(StartTest, WithNothingToAskStaticControllersAreListedAtOnce) {
   EXPECT_EQ(KnownAddresses(), (Texts{L"10.0.0.1", L"10.0.0.3"}));
 }
 
-TEST_F(StartTest, ARejectedFileLeavesTheOther) {
+TEST_F(StartTest, ARejectedFileDoesNotAffectTheOther) {
   Configure(NothingAsked(), StaticController("10.0.0.1", "a"));
   directory.Write("lanseekconf.xml", "<?xml version=\"1.0\" encoding=\"utf-8\"?><KelLanSeekConfigurations/>");
   Create();
@@ -89,7 +89,7 @@ TEST_F(StartTest, ARejectedFileLeavesTheOther) {
   EXPECT_EQ(List(), std::vector<ULONG>());
 }
 
-TEST_F(StartTest, ItsThreadsOutliveWhatFailsInThem) {
+TEST_F(StartTest, ThreadsSurviveExceptionsInTheirSteps) {
   struct Case {
     std::function<void()> thrower;
     Texts messages;
@@ -118,7 +118,7 @@ TEST_F(StartTest, ItsThreadsOutliveWhatFailsInThem) {
     world.Appear("a", "192.168.1.20");
     EXPECT_EQ(sink->WaitForTexts(1), (Texts{L"12;1;0;"})) << "the receiver goes on";
     world.ReleaseAll();
-    // The threads write at the same time, so the pieces of their traces may mix.
+    // The threads trace concurrently, so the pieces of their traces may mix.
     Texts messages = world.traces.Writes();
     std::erase_if(messages, [](const std::wstring& text) { return !text.starts_with(L"Lan"); });
     std::sort(messages.begin(), messages.end());
@@ -126,7 +126,7 @@ TEST_F(StartTest, ItsThreadsOutliveWhatFailsInThem) {
   }
 }
 
-TEST_F(StartTest, AStaticControllerForWhichThereIsNoMemoryIsLeftOut) {
+TEST_F(StartTest, OmitsAStaticControllerIfMemoryIsExhausted) {
   NEEDS_FAILING_ALLOCATIONS();
   Configure("", StaticController("10.0.0.1", "a") + StaticController("10.0.0.2", "b") +
                     StaticController("10.0.0.3", "c"));

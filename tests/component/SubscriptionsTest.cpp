@@ -15,7 +15,7 @@ namespace {
 
 using Texts = std::vector<std::wstring>;
 
-/// Says that it is a sink, and gives none.
+/// Claims to be a sink, but returns a null pointer.
 class Pretender final : public IUnknown {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
@@ -30,7 +30,7 @@ class SubscriptionsTest : public testing::Test, protected ComponentHarness {
  protected:
   SubscriptionsTest() { Create(); }
 
-  /// So many events, all of which are queued when this returns.
+  /// Queues `count` events before returning.
   void PublishVCs(int count) {
     for (int i = 0; i < count; ++i) {
       EXPECT_EQ(Register(L"vc" + std::to_wstring(i), FakeVC::Make().Get()), S_OK);
@@ -39,7 +39,7 @@ class SubscriptionsTest : public testing::Test, protected ComponentHarness {
   }
 };
 
-TEST_F(SubscriptionsTest, EventsComeFromTheNetworkToTheSink) {
+TEST_F(SubscriptionsTest, EventsTravelFromTheNetworkToTheSink) {
   const auto sink = FakeSink::Make([&](const ReceivedEvent& event) {
     EXPECT_EQ(event.userDef, 99U);
     return S_OK;
@@ -54,7 +54,7 @@ TEST_F(SubscriptionsTest, EventsComeFromTheNetworkToTheSink) {
   EXPECT_EQ(sink->WaitForTexts(2), (Texts{L"11;1;0;", L"11;3;5;"}));
 }
 
-TEST_F(SubscriptionsTest, TheComponentHoldsTheSinkUntilItIsUnsubscribed) {
+TEST_F(SubscriptionsTest, ReferencesTheSinkUntilUnsubscribe) {
   const auto sink = FakeSink::Make();
   const ULONG cookie = Subscribe(sink.Get());
   EXPECT_EQ(sink->References(), 2U);
@@ -66,7 +66,7 @@ TEST_F(SubscriptionsTest, TheComponentHoldsTheSinkUntilItIsUnsubscribed) {
   EXPECT_EQ(sink->References(), 1U);
 }
 
-TEST_F(SubscriptionsTest, UnsubscribingAnUnknownCookieTellsBothPlaces) {
+TEST_F(SubscriptionsTest, UnsubscribingAnUnknownCookieReportsBothPlaces) {
   EXPECT_EQ(subscriptions->Unsubscribe(10), E_FAIL);
   EXPECT_EQ(ErrorMessage(2), L"Subscriber not found");
   EXPECT_EQ(ErrorText().rfind(L"Subscriber not found:EventItemsDB[", 0), 0U);
@@ -106,7 +106,7 @@ TEST_F(SubscriptionsTest, ChecksArgumentsInOrder) {
   EXPECT_EQ(Subscribe(sink.Get(), 5), 10U) << "reserved numbers are taken, although no controller has them";
 }
 
-TEST_F(SubscriptionsTest, OneForWhichThereIsNoMemoryGetsACookieAndTheTextTells) {
+TEST_F(SubscriptionsTest, WithoutMemorySubscribeReturnsACookieAndSetsTheErrorText) {
   NEEDS_FAILING_ALLOCATIONS();
   const auto sink = FakeSink::Make();
   KelEventParams parameters = {nullptr, sink.Get(), 0, 0, 0, Data};
@@ -125,7 +125,7 @@ TEST_F(SubscriptionsTest, OneForWhichThereIsNoMemoryGetsACookieAndTheTextTells) 
   EXPECT_EQ(sink->References(), 2U);
 }
 
-TEST_F(SubscriptionsTest, ASinkMayAskAndUnsubscribeFromInside) {
+TEST_F(SubscriptionsTest, ASinkMayQueryAndUnsubscribeFromNotify) {
   std::atomic<ULONG> cookie{0};
   std::promise<void> subscribed;
   const auto ready = subscribed.get_future().share();
@@ -148,7 +148,7 @@ TEST_F(SubscriptionsTest, ASinkMayAskAndUnsubscribeFromInside) {
   EXPECT_EQ(sink->WaitFor(1).size(), 1U);
 }
 
-TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromInside) {
+TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromNotify) {
   std::promise<void> queued;
   const auto ready = queued.get_future().share();
   const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
@@ -165,7 +165,7 @@ TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromInside) {
   EXPECT_EQ(sink->WaitFor(1).size(), 1U);
 }
 
-TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceWhenItIsReleasedItself) {
+TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromItsDestructor) {
   std::promise<void> destroyed;
   ULONG cookie = 0;
   std::promise<void> subscribed;
@@ -189,7 +189,7 @@ TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceWhenItIsReleasedItself)
   EXPECT_FALSE(module.InUse());
 }
 
-TEST_F(SubscriptionsTest, TheLastReleaseDuringABurstEndsIt) {
+TEST_F(SubscriptionsTest, TheLastReleaseDuringABurstStopsDelivery) {
   std::promise<void> entered;
   std::promise<void> proceed;
   const auto go = proceed.get_future().share();

@@ -15,7 +15,7 @@ class VCEntryPointsTest : public testing::Test, protected ComponentHarness {
   VCEntryPointsTest() { Create(); }
 };
 
-TEST_F(VCEntryPointsTest, AVirtualControllerLivesItsLife) {
+TEST_F(VCEntryPointsTest, AVirtualControllerRegistersAnswersAndLeaves) {
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
   const auto object = FakeVC::Make();
@@ -38,7 +38,7 @@ TEST_F(VCEntryPointsTest, AVirtualControllerLivesItsLife) {
   EXPECT_EQ(sink->WaitForTexts(1).back().substr(0, 3), L"11;");
 }
 
-TEST_F(VCEntryPointsTest, FailuresOfTheEngineLeaveAPlaceOnly) {
+TEST_F(VCEntryPointsTest, EngineFailuresReportThePlaceWithoutAMessage) {
   const auto object = FakeVC::Make();
   EXPECT_EQ(Register(L"sys", object.Get()), S_OK);
   EXPECT_EQ(Register(L"sys", object.Get()), KEL_E_SYSTEMID_PRESENT);
@@ -56,7 +56,7 @@ TEST_F(VCEntryPointsTest, FailuresOfTheEngineLeaveAPlaceOnly) {
   EXPECT_EQ(virtualControllers->UnRegister(nullptr), KEL_E_NOT_FOUND);
 }
 
-TEST_F(VCEntryPointsTest, AnObjectThatCannotBeReferencedIsNotRegistered) {
+TEST_F(VCEntryPointsTest, DoesNotRegisterAnObjectThatCannotBeReferenced) {
   const auto object = FakeVC::Make();
   object->addRefThrows = true;
   EXPECT_EQ(Register(L"sys", object.Get()), E_UNEXPECTED);
@@ -66,7 +66,7 @@ TEST_F(VCEntryPointsTest, AnObjectThatCannotBeReferencedIsNotRegistered) {
   EXPECT_EQ(Register(L"sys", object.Get()), S_OK);
 }
 
-TEST_F(VCEntryPointsTest, AnyForwardedTextIsTaken) {
+TEST_F(VCEntryPointsTest, ForwardMessageAcceptsAnyText) {
   EXPECT_EQ(virtualControllers->ForwardMessage(nullptr), S_OK);
   for (const wchar_t* text : {L"", L"nonsense", L"Lanseek;", L"Lanseek;ff;1;", L"Lanseek;0d;1;4:"}) {
     EXPECT_EQ(virtualControllers->ForwardMessage(KelBstr(text).Get()), S_OK);
@@ -75,9 +75,9 @@ TEST_F(VCEntryPointsTest, AnyForwardedTextIsTaken) {
   EXPECT_EQ(List(), std::vector<ULONG>());
 }
 
-/// An identity message of a virtual controller without an identity is refused; the engine's lock must not
-/// stay behind.
-TEST_F(VCEntryPointsTest, ARefusedDatagramBlocksNobody) {
+/// A virtual controller's identity message without an identity is refused. The engine lock must not stay
+/// locked.
+TEST_F(VCEntryPointsTest, ARefusedDatagramLeavesNoLockHeld) {
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
   network.Inject(InjectedNetwork::Datagram(1, "1:nobody;11:2;"), "192.168.1.66");
@@ -88,7 +88,7 @@ TEST_F(VCEntryPointsTest, ARefusedDatagramBlocksNobody) {
   EXPECT_EQ(List(), (std::vector<ULONG>{11, 12}));
 }
 
-TEST_F(VCEntryPointsTest, SocketsAreClosedAfterTheLastOfThoseWhoUseThem) {
+TEST_F(VCEntryPointsTest, SocketsAreClosedAfterTheThreadsThatUseThem) {
   for (const auto user : {InjectedNetwork::User::Receiver, InjectedNetwork::User::Publisher}) {
     ComponentHarness world;
     world.network.Dawdle(user);

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Writes a C++ test from the interface definitions: every identifier, slot, signature, record field and enumeration
-value that the type library has is held against the C++ headers, and the headers may have none beyond.
+"""Generates a C++ test from the interface definitions. It checks that the C++ headers agree with the type library on every
+identifier, slot, signature, record field and enumeration value, and contain no others.
 
 usage: generate_idl_test.py KelLanSeek.idl output.cpp
 """
@@ -23,7 +23,7 @@ def cpp_type(text):
 
 
 def split_list(text):
-    """The parts between commas that stand outside brackets and parentheses."""
+    """Splits a text at the commas outside brackets and parentheses."""
     parts, depth, start = [], 0, 0
     for position, character in enumerate(text):
         depth += character in "[("
@@ -118,7 +118,7 @@ def write_interface(out, interface, interfaces):
 
 
 def write_whole(out, interface):
-    """A class with every method of the interface definitions, and no other."""
+    """Writes a class that implements exactly the methods of the interface definitions."""
     name, base, _, methods = interface
     parent = "Unknown" if base == "IUnknown" else f"Methods{base}"
     out.append(f"template <typename Interface>\nclass Methods{name} : public {parent}<Interface> {{\n public:")

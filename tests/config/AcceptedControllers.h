@@ -23,7 +23,7 @@ inline CKelLanSeekConfigSettings Settings(bool completeInfoMode) {
   return settings;
 }
 
-/// What became of a list of static controllers.
+/// The accepted addresses and the traces.
 struct Outcome {
   std::vector<std::wstring> addresses;
   std::vector<std::wstring> messages;

@@ -54,7 +54,7 @@ std::vector<std::string> Findings(const ConfigReport& report) {
 const std::string kScanFile = "lanseekconf.xml";
 const std::string kStaticFile = "controllerid.xml";
 
-/// Every finding names its element.
+/// Every finding must name its element.
 void ExpectElementsNamed(const std::vector<std::string>& findings) {
   static const std::regex element("Element \"|[A-Z][a-z]+[A-Z]|Retries|IPNumber");
   for (const std::string& each : findings) EXPECT_TRUE(std::regex_search(each, element)) << each;

@@ -13,12 +13,12 @@
 
 namespace kellanseek::test {
 
-/// A configuration directory of one test's own.
+/// A configuration directory for one test.
 class ConfigFiles {
  public:
   void WriteScanFile(std::string_view content) const { directory_.Write("lanseekconf.xml", content); }
   void WriteStaticFile(std::string_view content) const { directory_.Write("controllerid.xml", content); }
-  /// The same with the declaration and the root element around it; what is inside begins on line 2.
+  /// The same, with declaration and root element added; `inside` begins on line 2.
   void WriteSettings(const std::string& inside) const {
     WriteScanFile(kDeclaration + In("KelLanSeekConfigurations", inside));
   }
@@ -34,7 +34,7 @@ class ConfigFiles {
   ScratchDirectory directory_;
 };
 
-/// Every setting that is a number, in the order of the record.
+/// Every numeric setting, in the order of the record.
 inline std::vector<std::pair<std::string, std::int32_t>> Numbers(const CKelLanSeekConfigSettings& settings) {
 #define FIELD(name) \
   { #name, settings.name }
@@ -47,7 +47,7 @@ inline std::vector<std::pair<std::string, std::int32_t>> Numbers(const CKelLanSe
 #undef FIELD
 }
 
-/// Every setting that differs from its default, as "Name=value;" in the order of the record.
+/// Every setting that differs from its default, as "Name=value;", in the order of the record.
 inline std::string Differences(const CKelLanSeekConfigSettings& settings) {
   const auto defaults = Numbers({});
   std::string text;

@@ -23,7 +23,7 @@ const std::string kFull = ControllerIdentity(
     "text;MajorVersion=5;MinorVersion=15;"
     "Revision=1;KelAPICompatibilityRevision=2;CommPortNumber=5515;ControllerLevel=BootLevel");
 
-/// What a parser makes of a file, and what it says.
+/// The results and traces of parsing a file.
 struct Parsed {
   explicit Parsed(const ConfigFiles& files, const XmlFault& fault = {}) {
     FakeDebugOutput traces;
@@ -48,7 +48,7 @@ std::string Versions(const CtrlInfo& record) {
          "." + text(record.kelAPICompatibilityRevision);
 }
 
-TEST(ControllerIdParserTest, TakesAllFourteenElements) {
+TEST(ControllerIdParserTest, ReadsAllFourteenElements) {
   const ConfigFiles files;
   files.WriteControllers(kFull);
   const Parsed parsed(files);
@@ -74,7 +74,7 @@ TEST(ControllerIdParserTest, TakesAllFourteenElements) {
   EXPECT_TRUE(parsed.said.empty());
 }
 
-TEST(ControllerIdParserTest, SettlesVersionsAndLevels) {
+TEST(ControllerIdParserTest, AppliesTheRulesForVersionsAndLevels) {
   const std::pair<const char*, const char*> cases[] = {
       {"", "?.?.?.?"},
       {"MinorVersion=3;Revision=2", "?.?.?.?"},
@@ -100,7 +100,7 @@ TEST(ControllerIdParserTest, SettlesVersionsAndLevels) {
   }
 }
 
-TEST(ControllerIdParserTest, RejectsAFileInItsOwnWords) {
+TEST(ControllerIdParserTest, TracesRejectionsWithItsOwnMessages) {
   struct Case {
     std::string content;
     XmlFault fault;
@@ -139,7 +139,7 @@ TEST(ControllerIdParserTest, RejectsAFileInItsOwnWords) {
   }
 }
 
-TEST(ControllerIdParserTest, AnotherRootIsAnEmptyList) {
+TEST(ControllerIdParserTest, AnotherRootElementYieldsAnEmptyList) {
   const ConfigFiles files;
   files.WriteStaticFile(kDeclaration + In("Identities", kFull));
   const Parsed parsed(files);
@@ -149,11 +149,11 @@ TEST(ControllerIdParserTest, AnotherRootIsAnEmptyList) {
   EXPECT_TRUE(parsed.said.empty());
 }
 
-TEST(ControllerIdParserTest, GoesOnAfterAFailureAsFarAsItCan) {
+TEST(ControllerIdParserTest, ContinuesAfterFailuresWherePossible) {
   struct Case {
     XmlFault fault;
     HRESULT result;
-    const char* versions;  ///< Of the record that is made; null for none.
+    const char* versions;  ///< Of the resulting record; null if there is none.
     Messages messages;
   };
   const char* const all = "5.15.1.2";
@@ -178,7 +178,7 @@ TEST(ControllerIdParserTest, GoesOnAfterAFailureAsFarAsItCan) {
       {{At::Select, L"ControllerLevel"}, E_FAIL, all, {single + L"ControllerLevel failed"}},
       {{At::Text, L"ControllerLevel"}, E_FAIL, all, {read + L"get_text ControllerLevel failed"}},
       {{At::Text, L"SystemName", E_OUTOFMEMORY}, E_FAIL, nullptr, {}},
-      // A look-up that fails is not taken for a missing element.
+      // A failed look-up must not count as an absent element.
       {{At::Select, L"KelAPICompatibilityRevision"},
        S_OK,
        "5.15.1.?",

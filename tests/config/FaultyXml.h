@@ -10,11 +10,11 @@
 
 namespace kellanseek::test {
 
-/// One thing that goes wrong in an XML library that otherwise works. With E_OUTOFMEMORY it is thrown.
+/// A single fault in an otherwise working XML library. E_OUTOFMEMORY is thrown as an exception.
 struct XmlFault {
   enum class At { None, Create, Select, SelectAll, Item, Text, Root, Encoding };
   At at = At::None;
-  std::wstring name = {};  ///< Of the element that is selected or read.
+  std::wstring name = {};  ///< Name of the element that is selected or read.
   HRESULT result = E_FAIL;
   platform::XmlDocument::EncodingStep step = platform::XmlDocument::EncodingStep::FirstChild;
 
@@ -25,7 +25,7 @@ struct XmlFault {
   }
 };
 
-/// A node that forwards to a real one, but for the fault.
+/// Forwards to a real node, except for the fault.
 class FaultyNode final : public platform::XmlNode {
  public:
   FaultyNode(std::unique_ptr<platform::XmlNode> node, std::wstring name, const XmlFault& fault)
@@ -82,7 +82,7 @@ class FaultyDocument final : public platform::XmlDocument {
   const XmlFault& fault_;
 };
 
-/// Makes documents with a fault, which outlives them.
+/// Creates documents with a fault, which must outlive them.
 inline config::XmlDocumentFactory FaultyDocuments(const XmlFault& fault) {
   return [&fault](std::unique_ptr<platform::XmlDocument>& document) {
     if (fault.Hits(XmlFault::At::Create, L"")) return fault.result;

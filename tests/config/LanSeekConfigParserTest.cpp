@@ -20,7 +20,7 @@ const std::wstring kInit = L"LanSeekConfigParser::Init. Config file rejected";
 const std::wstring kRead = L"CLanSeekConfigParser::GetInformation. ";
 const std::wstring kBad = L"CKelLanSeekConfigSettings: Bad interface specified. Removed";
 
-TEST(LanSeekConfigParserTest, AcceptsOnlyFilesInTheOneEncoding) {
+TEST(LanSeekConfigParserTest, AcceptsOnlyTheOneEncoding) {
   struct Case {
     const char* what;
     std::string content;
@@ -69,7 +69,7 @@ void ExpectSettings(const char* what, const std::string& inside, const std::stri
   EXPECT_EQ(traces.Messages(), messages);
 }
 
-TEST(LanSeekConfigParserTest, TakesTheNumbersThatTheFileNamesAndNothingElse) {
+TEST(LanSeekConfigParserTest, SetsExactlyTheNumbersInTheFile) {
   ExpectSettings("nothing", "", "");
   const std::string numbers =
       "RequestPort=1;ResponsePort=2;RefreshInterval=4;RefreshTimeout=6;Retries=10;NonLocalUpdatesEnabled=0;"
@@ -98,7 +98,7 @@ TEST(LanSeekConfigParserTest, TakesTheNumbersThatTheFileNamesAndNothingElse) {
   ExpectSettings("more than the kind", Elements("FakeRemoteVCAs=RC VC"), "");
 }
 
-TEST(LanSeekConfigParserTest, TakesTheSubnetsOfASelection) {
+TEST(LanSeekConfigParserTest, ReadsTheSubnetsOfASelection) {
   const std::string ten = SubNet("10.0.0.0", "255.0.0.0");
   ExpectSettings("left out", In("ExcludeInterfaces", ten + SubNet("11.0.0.0", "255.0.0.0")),
                  "InterfaceMode=1;10.0.0.0/255.0.0.0;11.0.0.0/255.0.0.0;");
@@ -118,7 +118,7 @@ TEST(LanSeekConfigParserTest, TakesTheSubnetsOfASelection) {
       {kRead + L"SubNet node did not contain IPNumber", kRead + L"SubNet node did not contain SubNetMask"});
 }
 
-TEST(LanSeekConfigParserTest, AnotherRootSetsNothingWithoutAWord) {
+TEST(LanSeekConfigParserTest, AnotherRootElementSetsNothingAndIsNotTraced) {
   const ConfigFiles files;
   files.WriteScanFile(kDeclaration + In("Configurations", Elements("FakeRemoteVCAs=RC")));
   FakeDebugOutput traces;
@@ -131,7 +131,7 @@ TEST(LanSeekConfigParserTest, AnotherRootSetsNothingWithoutAWord) {
   EXPECT_TRUE(traces.Messages().empty());
 }
 
-TEST(LanSeekConfigParserTest, ReportsEachStepOfTheOpeningThatFails) {
+TEST(LanSeekConfigParserTest, TracesEachFailingStepOfInit) {
   struct Case {
     At at;
     Step step;
@@ -154,7 +154,7 @@ TEST(LanSeekConfigParserTest, ReportsEachStepOfTheOpeningThatFails) {
   }
 }
 
-TEST(LanSeekConfigParserTest, GoesOnAfterAFailureAsFarAsItCan) {
+TEST(LanSeekConfigParserTest, ContinuesAfterFailuresWherePossible) {
   struct Case {
     XmlFault fault;
     HRESULT result;

@@ -27,7 +27,7 @@ struct FreedBy {
 
 void Silence(void*, const char*, ...) {}
 
-/// A schema of this project, to hold documents against.
+/// One of the project's schemas, to validate documents with.
 class Schema {
  public:
   explicit Schema(const std::string& name) {
@@ -74,7 +74,7 @@ TEST(SamplesTest, SchemasAcceptTheDefaultFiles) {
   }
 }
 
-TEST(SamplesTest, SchemasRefuseWhatTheCheckFinds) {
+TEST(SamplesTest, SchemasRejectTheFindingsOfTheCheck) {
   struct Case {
     bool scan;
     std::string inside;

@@ -19,7 +19,7 @@ constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 platform::Ipv4 Ip(const char* text) { return platform::ParseIpv4(std::string_view(text)); }
 
-TEST(SettingsTest, CountsTicksInWholeNumbersWithoutOverflow) {
+TEST(SettingsTest, ConvertsSecondsToTicksWithoutOverflow) {
   struct Case {
     std::int32_t tickInterval, seconds, ticks;
   };
@@ -35,7 +35,7 @@ TEST(SettingsTest, CountsTicksInWholeNumbersWithoutOverflow) {
   }
 }
 
-TEST(SettingsTest, WorksWithSafeValuesWhateverIsConfigured) {
+TEST(SettingsTest, ReturnsSafeValuesForAnyConfiguration) {
   for (const std::int32_t wild : {kMin, -1, 0, 1, 70000, kMax}) {
     CKelLanSeekConfigSettings settings;
     settings.RefreshInterval = settings.NonLocalRefreshInterval = settings.Retries =
@@ -60,7 +60,7 @@ TEST(SettingsTest, WorksWithSafeValuesWhateverIsConfigured) {
   EXPECT_EQ(CKelLanSeekConfigSettings::Port(-1), 65535);
 }
 
-TEST(SettingsTest, ASubNetMatchesByMaskAndMaskedAddress) {
+TEST(SettingsTest, SubNetsMatchByMaskAndMaskedAddress) {
   struct Case {
     const wchar_t* address;
     const wchar_t* mask;
@@ -84,7 +84,7 @@ TEST(SettingsTest, ASubNetMatchesByMaskAndMaskedAddress) {
   }
 }
 
-TEST(SettingsTest, ValidationRemovesBadSubNetsOneByOne) {
+TEST(SettingsTest, ValidationRemovesEachInvalidSubNet) {
   FakeDebugOutput traces;
   const diagnostics::Tracer tracer(traces, L"KelLanSeekConfig");
   CKelLanSeekConfigSettings settings;
@@ -104,7 +104,7 @@ TEST(SettingsTest, ValidationRemovesBadSubNetsOneByOne) {
   EXPECT_EQ(traces.Messages(), std::vector<std::wstring>(4, message));
 }
 
-TEST(SettingsTest, ValidationSettlesTheSelectionOfInterfaces) {
+TEST(SettingsTest, ValidationReconcilesTheInterfaceSelection) {
   struct Case {
     std::int32_t mode;
     bool listed;

@@ -13,7 +13,7 @@
 namespace kellanseek::test {
 namespace {
 
-/// What the component does with a list of controllers, by walking all accepted ones for each.
+/// Reference implementation: compares each controller with all accepted ones.
 Outcome AcceptByWalking(const std::vector<CtrlInfo>& listed, bool complete) {
   std::vector<CtrlInfo> table;
   Outcome outcome;
@@ -47,7 +47,7 @@ Outcome AcceptByWalking(const std::vector<CtrlInfo>& listed, bool complete) {
   return outcome;
 }
 
-RC_GTEST_PROP(StaticControllersProperty, TheIndexesDecideAsTheWalkDoes, (bool complete)) {
+RC_GTEST_PROP(StaticControllersProperty, IndexedChecksMatchAPlainWalk, (bool complete)) {
   const auto controllers = rc::gen::container<std::vector<CtrlInfo>>(
       rc::gen::apply(Controller,
                      rc::gen::element<std::wstring>(L"", L"10.0.0.1", L"10.0.0.2", L"10.0.0.3", L"10.0.0.03",

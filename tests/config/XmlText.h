@@ -6,12 +6,12 @@
 
 namespace kellanseek::test {
 
-/// An element with others, or a text, inside; begin, end, and what is inside stand on lines of their own.
+/// An element around `inside`; its tags are on lines of their own.
 inline std::string In(const std::string& name, const std::string& inside) {
   return "<" + name + ">\n" + inside + "</" + name + ">\n";
 }
 
-/// The elements of "Name=value;Name=value", each on a line.
+/// Parses "Name=value;Name=value" into elements, each on its own line.
 inline std::string Elements(std::string_view list) {
   std::string text;
   while (!list.empty()) {
@@ -35,7 +35,7 @@ inline std::string SubNet(const std::string& address, const std::string& mask) {
   return In("SubNet", Elements("IPNumber=" + address + ";SubNetMask=" + mask));
 }
 
-/// Settings with which nothing is asked of any network.
+/// Settings for complete-info mode: neither broadcasts nor polls.
 inline std::string NothingAsked() {
   return CommunicationSettings("DynamicDetectionEnabled=0;NonLocalUpdatesEnabled=0");
 }

@@ -40,10 +40,10 @@ Ids AllIds(const CtrlTable::Access& table) {
   return ids;
 }
 
-/// The id of the record that a look-up gave; 0 for none.
+/// The id of a look-up's result; 0 if there is none.
 std::uint32_t IdOf(CtrlTable::Record record) { return record ? record->lanSeekID : 0; }
 
-TEST(CtrlTableTest, IdsAreNeverUsedTwice) {
+TEST(CtrlTableTest, IdsAreNeverReused) {
   CtrlTable stored;
   EXPECT_EQ(stored.NextLanSeekID(), 11U);
   CtrlTable::Access table(stored);
@@ -62,7 +62,7 @@ TEST(CtrlTableTest, IdsAreNeverUsedTwice) {
   EXPECT_EQ(AllIds(table), (Ids{12, 14}));
 }
 
-TEST(CtrlTableTest, OnlyTheLettersAToZAreFolded) {
+TEST(CtrlTableTest, FoldsOnlyTheLettersAToZ) {
   CtrlTable stored;
   CtrlTable::Access table(stored);
   for (const wchar_t* systemID : {L"{7a1c-Z}", L"{7A1C-z}", L"{7A1C-z", L"\u00C4", L"\u00E4", L"[", L""}) {
@@ -85,7 +85,7 @@ TEST(CtrlTableTest, TheObjectOfARemovedControllerIsReleasedAfterTheLock) {
   bool released = false;
   KelComPtr<FakeSink> object = FakeSink::Make();
   object->OnDestroyed([&] {
-    // Takes the lock, as its owner's code may.
+    // Takes the table lock, as the owner's code may.
     const CtrlTable::Access table(stored);
     released = true;
   });
@@ -102,7 +102,7 @@ TEST(CtrlTableTest, TheObjectOfARemovedControllerIsReleasedAfterTheLock) {
   EXPECT_TRUE(released);
 }
 
-/// A table beside a plain list, which are changed alike and must answer alike.
+/// A table and a plain list that undergo the same changes and must return the same results.
 class TableAndList {
  public:
   explicit TableAndList(std::uint32_t seed) : random_(seed) {}
@@ -159,7 +159,7 @@ class TableAndList {
   }
 
  private:
-  /// One of few texts, so that many records share one.
+  /// One of a few texts, so that many records share keys.
   const wchar_t* Text() {
     static constexpr const wchar_t* kTexts[] = {L"", L"a", L"A", L"b", L"ab", L"aB", L"10.0.0.1", L"{B}"};
     return kTexts[random_() % std::size(kTexts)];
@@ -185,7 +185,7 @@ class TableAndList {
   std::map<std::uint32_t, bool> timers_;
 };
 
-TEST(CtrlTableTest, AnswersLikeAPlainListWhateverHappens) {
+TEST(CtrlTableTest, MatchesAPlainListUnderRandomUse) {
   for (std::uint32_t seed = 1; seed <= 50 && !::testing::Test::HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     TableAndList both(seed);

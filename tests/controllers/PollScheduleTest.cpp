@@ -47,7 +47,7 @@ TEST(PollScheduleTest, Transitions) {
   }
 }
 
-TEST(PollScheduleTest, ATickPasses) {
+TEST(PollScheduleTest, PassAdvancesByOneTick) {
   struct Case {
     Numbers before;
     State state;

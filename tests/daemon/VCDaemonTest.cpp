@@ -48,7 +48,7 @@ class VCDaemonTest : public ::testing::Test {
     daemon.RefreshAfterReInit(access, host.SetupLanseekInterfaces());
   }
 
-  /// A record with that system identity, in the table so that a rebuild finds it; published.
+  /// Publishes a record with this system identity. It is in the table, so that a rebuild finds it.
   CtrlInfo Publish(const wchar_t* systemID) {
     CtrlInfo record;
     record.ctrlType = VC;
@@ -111,7 +111,7 @@ TEST(Publication, DatagramsByteForByte) {
   EXPECT_EQ(daemon::BuildFullMessage(CtrlInfo(), ""), "Lanseek;013;1;11:3;");
 }
 
-TEST(Publication, DatagramsThatDoNotFitAreNotMade) {
+TEST(Publication, OverlongDatagramsAreNotBuilt) {
   CtrlInfo record;
   record.releasePath = std::wstring(999 - 19 - 3, L'p');
   EXPECT_EQ(daemon::BuildFullMessage(record, "").size(), 999U);
@@ -125,7 +125,7 @@ TEST(Publication, DatagramsThatDoNotFitAreNotMade) {
   EXPECT_EQ(daemon::BuildNotice(MessageType::CtrlPowerDownMsg, std::wstring(50, L's')), "");
 }
 
-TEST(Elapsed, IsCappedAndOutlivesTheWrapOfTheClock) {
+TEST(Elapsed, IsCappedAndHandlesClockWrapAround) {
   struct Case {
     std::uint32_t last, now;
     std::int32_t elapsed;
@@ -145,7 +145,7 @@ TEST_F(VCDaemonTest, ANewControllerIsAnnouncedOnEveryInterfaceAtOnce) {
   EXPECT_EQ(sender.Take(), Sent{});
 }
 
-TEST_F(VCDaemonTest, RequestsAreAnsweredAfterTheDelayAndFullBeatsShort) {
+TEST_F(VCDaemonTest, AnswersAfterTheDelayAndFullAnswersReplaceShortOnes) {
   PublishQuietly(L"vc-1");
   for (const auto& requests : {std::vector<std::int32_t>{7, 5}, {5, 7}, {5}, {7, 7, 6}}) {
     for (const std::int32_t type : requests) Queue(type, 0);
@@ -187,7 +187,7 @@ TEST_F(VCDaemonTest, AStormOfRequestsIsAnsweredOnce) {
   EXPECT_EQ(sender.Take().front(), "0 Lanseek;01a;3;4:vc-1;11:3;") << "the last one counts";
 }
 
-TEST_F(VCDaemonTest, TargetedRequestsNeedToBeUnambiguous) {
+TEST_F(VCDaemonTest, IgnoresAmbiguousTargetedRequests) {
   PublishQuietly(L"vc-1");
   Queue(6, 1);
   daemon.Step(0);
@@ -202,7 +202,7 @@ TEST_F(VCDaemonTest, TargetedRequestsNeedToBeUnambiguous) {
   EXPECT_EQ(sender.Take(), Sent{kInfo1});
 }
 
-TEST_F(VCDaemonTest, WhoLeavesSaysSoOnEveryInterfaceAndIsForgotten) {
+TEST_F(VCDaemonTest, ARemovedControllerIsWithdrawnOnEveryInterface) {
   struct Case {
     std::int32_t code;
     char type;
@@ -234,7 +234,7 @@ TEST_F(VCDaemonTest, AMessageThatFailsIsLostAndTheNextIsHandled) {
             std::vector<std::wstring>{L"LanSeek: A step of thread KelDaemon has failed and is lost: broken"});
 }
 
-TEST_F(VCDaemonTest, SenselessMessagesAreTracedAndIgnored) {
+TEST_F(VCDaemonTest, InvalidMessagesAreTracedAndIgnored) {
   Queue(5, 99);
   PublishQuietly(L"vc-1");
   for (const std::int32_t position : {-1, 2, 2147483647}) Queue(7, position);
@@ -244,7 +244,7 @@ TEST_F(VCDaemonTest, SenselessMessagesAreTracedAndIgnored) {
   EXPECT_EQ(traces.Messages().back(), L"LanSeek RemoteVCDaemonLoop. Unknown message type 42");
 }
 
-TEST_F(VCDaemonTest, LongIdentitiesAreTracedOnceAndNeverCut) {
+TEST_F(VCDaemonTest, OverlongIdentitiesAreTracedOnceAndNeverTruncated) {
   const std::uint32_t id = Publish(std::wstring(50, L's').c_str()).lanSeekID;
   daemon.Step(0);
   EXPECT_EQ(sender.Take().size(), 2U);
@@ -262,7 +262,7 @@ TEST_F(VCDaemonTest, AFailedSendIsTraced) {
             L"LANSEEK: Failed to send rVC response itf=0 addr=0xa0000ff. Error=101");
 }
 
-TEST_F(VCDaemonTest, ARebuildPreparesWhoIsStillThereForTheNextRequest) {
+TEST_F(VCDaemonTest, ARebuildPreparesRemainingControllersForTheNextRequest) {
   const std::uint32_t gone = Publish(L"vc-0").lanSeekID;
   PublishQuietly(L"vc-1");
   addresses.RemoveAddress("10.0.0.5");
@@ -279,7 +279,7 @@ TEST_F(VCDaemonTest, ARebuildPreparesWhoIsStillThereForTheNextRequest) {
   EXPECT_EQ(sender.Take(), Sent{kInfo0}) << "a full answer is pending from the rebuild";
 }
 
-TEST_F(VCDaemonTest, TheThreadEndsWhetherOrNotThereAreSockets) {
+TEST_F(VCDaemonTest, TheThreadEndsWithAndWithoutSockets) {
   Publish(L"vc-1");
   daemon.StartThread();
   daemon.StopThread();

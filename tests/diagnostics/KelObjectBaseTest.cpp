@@ -26,7 +26,7 @@ TEST(KelObjectBaseTest, ReportsMessageUnitAndTheLineOfTheCall) {
   EXPECT_EQ(TextOf(holder), L":SomeUnit[7]; ") << "an empty message leaves only the place";
 }
 
-TEST(KelObjectBaseTest, PlacesFollowInnermostFirstUntilTheNextFailure) {
+TEST(KelObjectBaseTest, AppendsPlacesInnermostFirstUntilTheNextFailure) {
   Holder holder;
   ReportError(holder, E_FAIL, L"Inner", {L"Broken", 1});
   EXPECT_EQ(PassError(holder, E_FAIL, L"Middle", 22), E_FAIL);
@@ -36,13 +36,13 @@ TEST(KelObjectBaseTest, PlacesFollowInnermostFirstUntilTheNextFailure) {
   EXPECT_EQ(TextOf(holder), L"Again:Inner[4]; ");
 }
 
-TEST(KelObjectBaseTest, MessagesAreCutToTheBuffer) {
+TEST(KelObjectBaseTest, TruncatesMessagesToTheBuffer) {
   Holder holder;
   ReportError(holder, E_FAIL, L"U", {L"%s", 7}, std::wstring(5000, L'x'));
   EXPECT_EQ(TextOf(holder), std::wstring(kErrorBuffer - 1, L'x') + L":U[7]; ");
 }
 
-TEST(KelObjectBaseTest, TakesAnInnerObjectsTextAndLeavesItThere) {
+TEST(KelObjectBaseTest, CopiesAnInnerObjectsText) {
   Holder inner;
   Holder outer;
   ReportError(outer, E_FAIL, L"Outer", L"older");
@@ -52,7 +52,7 @@ TEST(KelObjectBaseTest, TakesAnInnerObjectsTextAndLeavesItThere) {
   EXPECT_EQ(TextOf(inner), L"Broken:Inner[1]; ");
 }
 
-TEST(KelObjectBaseTest, HasATextFromSettingItUntilItIsCleared) {
+TEST(KelObjectBaseTest, KeepsATextUntilItIsCleared) {
   Holder holder;
   const KelBstr leftOver(L"left over");
   for (const char* const time : {"before the first failure", "once it is cleared"}) {

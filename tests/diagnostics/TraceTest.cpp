@@ -19,7 +19,7 @@ class Pieces : public platform::DebugOutput {
   std::vector<std::wstring> written;
 };
 
-TEST(TraceTest, WritesFivePiecesWhereSomebodyLooks) {
+TEST(TraceTest, WritesFivePiecesIfTheOutputIsEnabled) {
   Pieces output;
   output.enabled = false;
   Tracer(output, L"u").Error(L"message");
@@ -31,7 +31,7 @@ TEST(TraceTest, WritesFivePiecesWhereSomebodyLooks) {
                                        L"LanSeek: error 5 for 10.0.0.1", L"\n"}));
 }
 
-TEST(TraceTest, MessagesAreCutToTheBufferOfTheirKind) {
+TEST(TraceTest, TruncatesMessagesToTheirBuffer) {
   Pieces output;
   const Tracer trace(output, L"u");
   const std::wstring text(500, L'x');
@@ -41,7 +41,7 @@ TEST(TraceTest, MessagesAreCutToTheBufferOfTheirKind) {
   EXPECT_EQ(output.written.at(8).size(), kLongTraceBuffer - 1);
 }
 
-TEST(TraceTest, FillsPatterns) {
+TEST(TraceTest, ExpandsPatterns) {
   const auto format = [](std::wstring_view pattern, std::initializer_list<MessageArgument> arguments) {
     wchar_t buffer[100];
     return std::wstring(FormatMessageText(pattern, arguments, buffer));
@@ -59,7 +59,7 @@ TEST(TraceTest, FillsPatterns) {
   EXPECT_EQ(format(L"%s-%s", {std::string_view("narrow"), std::string_view("t\xC3\xBCr")}), L"narrow-t??r");
 }
 
-TEST(TraceTest, AStepThatKeepsFailingIsToldOfOnceAMinute) {
+TEST(TraceTest, TracesARepeatedlyFailingStepOnceAMinute) {
   static std::uint32_t now;
   now = 0xFFFFFFFF - 30'000;
   Pieces output;

@@ -13,7 +13,7 @@ namespace {
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 
-TEST(EventDataTest, WritesSignedDecimalNumbersEachWithASemicolonAndReadsThem) {
+TEST(EventDataTest, FormatsAndParsesSignedDecimalsWithSemicolons) {
   const std::pair<EventNumbers, std::wstring> cases[] = {
       {{11, 1, 0}, L"11;1;0;"},
       {{-1, kMax, kMin}, L"-1;2147483647;-2147483648;"},
@@ -26,7 +26,7 @@ TEST(EventDataTest, WritesSignedDecimalNumbersEachWithASemicolonAndReadsThem) {
   }
 }
 
-TEST(EventDataTest, ScansAsTheCLibraryDoes) {
+TEST(EventDataTest, ScansNumbersLikeTheCLibrary) {
   constexpr std::int32_t kUntouched = 77;
   const auto expect = [](std::size_t count, const EventNumbers& expected,
                          const std::vector<std::wstring>& texts) {

@@ -39,7 +39,7 @@ class EventItemsDBTest : public testing::Test {
   CEventItemsDB database;
 };
 
-TEST_F(EventItemsDBTest, CookiesCountUpFromTenAndAnUnknownOneLeavesAText) {
+TEST_F(EventItemsDBTest, CookiesCountUpFromTenAndAnUnknownCookieSetsTheErrorText) {
   EXPECT_TRUE(database.QueueEvent(11, CtrlAvailable, CtrlNew)) << "no subscriber is no failure";
   EXPECT_EQ(Add(), 10U);
   EXPECT_EQ(Add(), 11U);
@@ -53,7 +53,7 @@ TEST_F(EventItemsDBTest, CookiesCountUpFromTenAndAnUnknownOneLeavesAText) {
   EXPECT_EQ(text.Text().rfind(L"Subscriber not found:EventItemsDB[", 0), 0U);
 }
 
-TEST_F(EventItemsDBTest, WhoComesAndGoesIsLeftOutWhileTooManyEventsWait) {
+TEST_F(EventItemsDBTest, ShortLivedControllersAreNotReportedBeyondALongBacklog) {
   const std::uint32_t cookie = Add();
   for (const std::uint32_t known : {11U, 12U}) database.QueueEvent(known, CtrlAvailable, CtrlNew);
   EXPECT_EQ(TakeAll().size(), 2U);
@@ -64,7 +64,7 @@ TEST_F(EventItemsDBTest, WhoComesAndGoesIsLeftOutWhileTooManyEventsWait) {
     EXPECT_TRUE(database.QueueEvent(id, CtrlRemoved, CtrlLostRestart));
   }
   database.QueueEvent(last + 1, CtrlAvailable, CtrlNew);
-  // Those that were told of are withdrawn in any case, also when they came back meanwhile.
+  // Controllers that were announced are withdrawn in any case, even if they returned meanwhile.
   database.QueueEvent(12, CtrlRemoved, CtrlLostLAN);
   database.QueueEvent(11, CtrlAvailable, CtrlNew);
   database.QueueEvent(11, CtrlRemoved, CtrlLostPowerDown);
@@ -99,7 +99,7 @@ TEST_F(EventItemsDBTest, QueuedEventsOfARemovedSubscriberKeepItsSink) {
   EXPECT_TRUE(destroyed);
 }
 
-TEST_F(EventItemsDBTest, ASinkMayCallBackWhileItIsReleased) {
+TEST_F(EventItemsDBTest, ASinkMayCallBackFromItsRelease) {
   const auto addDyingSink = [&](ULONG& cookie) {
     const auto sink = FakeSink::Make();
     sink->OnDestroyed([&] {
@@ -121,7 +121,7 @@ TEST_F(EventItemsDBTest, ASinkMayCallBackWhileItIsReleased) {
   EXPECT_FALSE(TakeAll().empty());
 }
 
-TEST_F(EventItemsDBTest, SignalsOncePerIdleTime) {
+TEST_F(EventItemsDBTest, SignalsOncePerIdlePeriod) {
   EXPECT_FALSE(database.QueueSignal().TryWait());
   database.QueueEvent(11, CtrlAvailable, CtrlNew);
   EXPECT_FALSE(database.QueueSignal().TryWait()) << "nobody subscribed, nothing queued";
@@ -140,7 +140,7 @@ TEST_F(EventItemsDBTest, SignalsOncePerIdleTime) {
   EXPECT_TRUE(database.QueueSignal().TryWait());
 }
 
-/// The same rules as a plain list that is walked from the front.
+/// The same rules, implemented as a plain list searched from the front.
 class PlainQueue {
  public:
   void Queue(std::uint32_t id, KelCtrlAvailability availability, LanSeekEventReason reason) {
@@ -164,7 +164,7 @@ class PlainQueue {
   std::vector<Taken> events;
 };
 
-TEST_F(EventItemsDBTest, BehavesAsAPlainListUnderRandomUse) {
+TEST_F(EventItemsDBTest, MatchesAPlainListUnderRandomUse) {
   constexpr KelCtrlAvailability kAvailabilities[] = {CtrlAvailable, CtrlUnavailable, CtrlRemoved};
   constexpr LanSeekEventReason kReasons[] = {CtrlNew, CtrlUpdated, CtrlLostConnection, CtrlReconnected};
   std::mt19937 generator(20240607);

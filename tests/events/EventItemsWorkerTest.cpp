@@ -26,7 +26,7 @@ constexpr auto kDisconnected = static_cast<HRESULT>(0x80010108U);
 constexpr auto kServerUnavailable = static_cast<HRESULT>(0x800706BAU);
 constexpr auto kDispatchFailure = static_cast<HRESULT>(0x80020009U);
 
-/// Database and worker, as a component owns them.
+/// Database and worker, as the component owns them.
 struct Delivery {
   explicit Delivery(platform::DebugOutput& output) : worker(database, output) {}
 
@@ -55,7 +55,7 @@ std::uint64_t Hundreds(const FILETIME& time) {
   return (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
 }
 
-TEST_F(EventItemsWorkerTest, HandsEventsOver) {
+TEST_F(EventItemsWorkerTest, DeliversEvents) {
   const auto sink = FakeSink::Make();
   delivery->Subscribe(sink.Get(), 0, 4711);
   const std::uint64_t before = Hundreds(platform::LocalFileTime());
@@ -88,7 +88,7 @@ TEST_F(EventItemsWorkerTest, EventsQueuedBeforeTheStartAreDelivered) {
   EXPECT_EQ(sink->WaitForTexts(1), (Texts{L"11;1;0;"}));
 }
 
-TEST_F(EventItemsWorkerTest, OnlyASinkThatHasGoneAwayIsDropped) {
+TEST_F(EventItemsWorkerTest, DropsOnlyDisconnectedSinks) {
   struct Case {
     FakeSink::Answer answer;
     bool dropped = false;
@@ -113,7 +113,7 @@ TEST_F(EventItemsWorkerTest, OnlyASinkThatHasGoneAwayIsDropped) {
   EXPECT_TRUE(output.Messages().empty());
 }
 
-TEST_F(EventItemsWorkerTest, DroppingASinkThatHasUnsubscribedIsTraced) {
+TEST_F(EventItemsWorkerTest, TracesDroppingASinkThatHasUnsubscribed) {
   std::atomic<ULONG> cookie{0};
   const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
     EXPECT_EQ(delivery->database.RemoveSubscriber(cookie), S_OK);
@@ -127,7 +127,7 @@ TEST_F(EventItemsWorkerTest, DroppingASinkThatHasUnsubscribedIsTraced) {
   EXPECT_EQ(output.Messages(), (Texts{L"CEventItemsWorker::HandleEventLoop. Remove subscriber failed"}));
 }
 
-TEST_F(EventItemsWorkerTest, ASinkMaySubscribeAndQueueFromInside) {
+TEST_F(EventItemsWorkerTest, ASinkMaySubscribeAndQueueFromNotify) {
   const auto second = FakeSink::Make();
   const auto first = FakeSink::Make([&](const ReceivedEvent& event) {
     if (event.text == L"11;1;0;") {
@@ -142,7 +142,7 @@ TEST_F(EventItemsWorkerTest, ASinkMaySubscribeAndQueueFromInside) {
   EXPECT_EQ(second->WaitForTexts(1), (Texts{L"12;1;0;"}));
 }
 
-TEST_F(EventItemsWorkerTest, StopEndsABurstThatNeverEnds) {
+TEST_F(EventItemsWorkerTest, StopEndsAnEndlessBurst) {
   const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
     delivery->Queue(11);
     delivery->Queue(12);
@@ -182,7 +182,7 @@ TEST_F(EventItemsWorkerTest, PostingDoesNotWaitForASink) {
   EXPECT_EQ(texts[1000], L"1010;1;0;");
 }
 
-TEST_F(EventItemsWorkerTest, ThreadsMayPostSubscribeAndLeaveAtOnce) {
+TEST_F(EventItemsWorkerTest, ThreadsMayPostSubscribeAndUnsubscribeConcurrently) {
   const auto counting = FakeSink::Make();
   delivery->Subscribe(counting.Get());
   std::vector<std::thread> threads;

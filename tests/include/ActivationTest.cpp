@@ -33,7 +33,7 @@ TEST(ActivationTest, CreatesARegisteredClassAndSharesItsMemory) {
   EXPECT_EQ(text.View(), L"from the module");
 }
 
-TEST(ActivationTest, SaysWhatIsWrongWithARegistration) {
+TEST(ActivationTest, ReportsBrokenRegistrations) {
   const ScratchRegistry registry;
   struct Case {
     const char* what;
@@ -57,7 +57,7 @@ TEST(ActivationTest, SaysWhatIsWrongWithARegistration) {
   }
 }
 
-TEST(ActivationTest, PassesOnWhatModuleAndClassAnswer) {
+TEST(ActivationTest, PassesOnTheResultsOfModuleAndClass) {
   const ScratchRegistry registry;
   registry.Write(ClassSection(CLSID_Sample, kModule) + ClassSection(CLSID_KelLanSeek, kModule) +
                  ClassSection(CLSID_SampleNoFactory, kModule));
@@ -75,7 +75,7 @@ TEST(ActivationTest, PassesOnWhatModuleAndClassAnswer) {
   EXPECT_EQ(CoCreateInstance(CLSID_Sample, nullptr, CLSCTX_ALL, IID_IUnknown, nullptr), E_POINTER);
 }
 
-TEST(ActivationTest, LoadsAModuleByItsPathAndKeepsIt) {
+TEST(ActivationTest, LoadsAModuleByPathAndKeepsItLoaded) {
   const ScratchRegistry registry;
   const auto create = [](const auto* path, void** object) {
     return KelCreateInstanceFromModule(path, CLSID_Sample, IID_IKelBase, object);
@@ -102,7 +102,7 @@ TEST(ActivationTest, WidePathsAreUtf8) {
   EXPECT_EQ(kellanseek::com::Utf8(noCodePoints), "a??b");
 }
 
-TEST(ActivationTest, ProgrammaticIdentifiersLeadToTheClass) {
+TEST(ActivationTest, ProgIdsResolveToTheClass) {
   const ScratchRegistry registry;
   registry.Write(
       "[HKEY_CLASSES_ROOT\\KelLanSeek.KelLanSeek\\CLSID]\n@={2B474DCE-7759-49B8-B088-5A5DE5943E2F}\n"
@@ -119,7 +119,7 @@ TEST(ActivationTest, ProgrammaticIdentifiersLeadToTheClass) {
   EXPECT_EQ(CLSIDFromProgID(nullptr, &clsid), E_INVALIDARG);
 }
 
-TEST(ApartmentTest, JoiningIsCountedOnEachThreadAlone) {
+TEST(ApartmentTest, InitialisationIsCountedPerThread) {
   EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
   EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_FALSE);
   std::thread([] {

@@ -18,12 +18,12 @@ std::uint32_t LengthBefore(BSTR text) {
   return length;
 }
 
-TEST(BstrTest, HoldsItsByteLengthBeforeTheTextAndAZeroAfterIt) {
+TEST(BstrTest, StoresTheByteLengthBeforeAndAZeroAfterTheText) {
   struct Case {
     const char* what;
     KelBstr owner;
     UINT bytes;
-    const void* content = nullptr;  ///< Null where it is not given.
+    const void* content = nullptr;  ///< Null if not checked.
   };
   const UINT width = sizeof(OLECHAR);
   const Case cases[] = {
@@ -52,7 +52,7 @@ TEST(BstrTest, HoldsItsByteLengthBeforeTheTextAndAZeroAfterIt) {
   }
 }
 
-TEST(BstrTest, NullIsAnAbsentTextAndAlsoWhatIsMadeOfALengthThatDoesNotFit) {
+TEST(BstrTest, NullHasLengthZeroAndOverlongTextsBecomeNull) {
   EXPECT_EQ(SysAllocString(nullptr), nullptr);
   EXPECT_EQ(SysStringLen(nullptr), 0U);
   EXPECT_EQ(SysStringByteLen(nullptr), 0U);
@@ -62,7 +62,7 @@ TEST(BstrTest, NullIsAnAbsentTextAndAlsoWhatIsMadeOfALengthThatDoesNotFit) {
   EXPECT_EQ(SysAllocStringByteLen(nullptr, 0xFFFFFFFEU), nullptr);
 }
 
-TEST(KelBstrTest, CopiesAreApartAndMovesHandOver) {
+TEST(KelBstrTest, CopiesAreIndependentAndMovesTransferOwnership) {
   KelBstr first(L"a\0b"sv);
   KelBstr copy(first);
   EXPECT_NE(copy.Get(), first.Get());
@@ -84,7 +84,7 @@ TEST(KelBstrTest, CopiesAreApartAndMovesHandOver) {
   EXPECT_EQ(copy.View(), L"a\0b"sv);
 }
 
-TEST(KelBstrTest, TellsAbsentFromEmpty) {
+TEST(KelBstrTest, DistinguishesNullFromEmpty) {
   const KelBstr absent;
   const KelBstr empty(L"");
   EXPECT_FALSE(absent);
@@ -94,7 +94,7 @@ TEST(KelBstrTest, TellsAbsentFromEmpty) {
   EXPECT_TRUE(KelBstr(empty));
 }
 
-TEST(KelBstrTest, TakesOutputsAndGivesUpWhatItHolds) {
+TEST(KelBstrTest, PutAndDetachTransferOwnership) {
   const auto getter = [](BSTR* out) { *out = SysAllocString(L"answer"); };
   KelBstr text(L"before");
   getter(text.Put());

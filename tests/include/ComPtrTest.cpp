@@ -6,7 +6,7 @@
 
 namespace {
 
-/// An object on the stack that counts; it offers IKelBase.
+/// An object on the stack that counts its references. Supports IKelBase.
 class Counted final : public IKelBase {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
@@ -65,7 +65,7 @@ TEST(KelComPtrTest, ConvertsToTheBaseInterface) {
   EXPECT_TRUE(copied == moved);
 }
 
-TEST(KelComPtrTest, AttachAndDetachCountNothingAndPutLetsGoFirst) {
+TEST(KelComPtrTest, AttachAndDetachKeepTheCountAndPutReleasesFirst) {
   Counted before;
   Counted after;
   before.AddRef();
@@ -79,7 +79,7 @@ TEST(KelComPtrTest, AttachAndDetachCountNothingAndPutLetsGoFirst) {
   EXPECT_EQ(after.references, 1U);
 }
 
-TEST(KelComPtrTest, IsEmptyBeforeTheObjectHearsOfIt) {
+TEST(KelComPtrTest, IsEmptyBeforeTheObjectIsReleased) {
   Counted object;
   KelComPtr<IKelBase> owner(&object);
   object.holder = &owner;

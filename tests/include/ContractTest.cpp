@@ -28,8 +28,8 @@ constexpr SlotTable<Index...> MakeSlots(std::index_sequence<Index...>) {
 
 constexpr auto kSlots = MakeSlots(std::make_index_sequence<32>());
 
-/// What an object of another compiler or language is in memory: a pointer to its methods. Each answers its
-/// number.
+/// The memory layout of an object of another compiler or language: a pointer to its methods, each of which
+/// returns its number.
 struct ForeignObject {
   const Slot* slots = kSlots.slots;
 };
@@ -43,15 +43,15 @@ Interface& Foreign() {
 
 #define EXPECT_SLOT(slot, call) EXPECT_EQ(call, HRESULT{slot}) << #call
 
-// A foreign object has no type for the sanitizer to look at.
+// The sanitizer cannot know the type of a foreign object.
 #if defined(__GNUC__)
 #define FOREIGN_CALLS __attribute__((no_sanitize("vptr")))
 #else
 #define FOREIGN_CALLS
 #endif
 
-// Every method that the interface definitions have is held against them by the test that is made from them;
-// here are the others, and where each generation of an interface ends.
+// The test generated from the interface definitions checks every method in them. This checks the others, and
+// where each version of an interface ends.
 FOREIGN_CALLS void CheckSlots() {
   EXPECT_SLOT(0, Foreign<IUnknown>().QueryInterface(IID_IKelBase, nullptr));
   EXPECT_EQ(Foreign<IUnknown>().AddRef(), 1U);
@@ -74,7 +74,7 @@ FOREIGN_CALLS void CheckSlots() {
 
 TEST(ContractTest, MethodsLieInTheirSlots) { CheckSlots(); }
 
-// The fields of the others are held against the interface definitions too.
+// The generated test also checks the fields of the other records.
 TEST(ContractTest, RecordsAreLaidOutAsOnWindows) {
   struct Case {
     const char* what;
@@ -99,7 +99,7 @@ TEST(ContractTest, RecordsAreLaidOutAsOnWindows) {
   }
 }
 
-TEST(ContractTest, NoTwoThingsShareAnIdentifier) {
+TEST(ContractTest, IdentifiersAreUnique) {
   const GUID all[] = {CLSID_KelLanSeek,
                       LIBID_KELLANSEEKLib,
                       IID_KelVirtualController,

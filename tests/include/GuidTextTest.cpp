@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(GuidTextTest, GoesToTextThatFitsAndBack) {
+TEST(GuidTextTest, ConvertsToTextAndBack) {
   OLECHAR text[39] = {L'x'};
   EXPECT_EQ(StringFromGUID2(CLSID_KelLanSeek, text, 38), 0);
   EXPECT_EQ(text[0], L'x');
@@ -33,7 +33,7 @@ TEST(GuidTextTest, PutsEveryByteInItsPlace) {
   EXPECT_TRUE(read == guid);
 }
 
-TEST(GuidTextTest, RefusesEveryOtherForm) {
+TEST(GuidTextTest, RejectsEveryOtherForm) {
   const wchar_t* const wrong[] = {
       L"{",
       L"{}",

@@ -19,7 +19,7 @@ using kellanseek::com::RegistryStorePath;
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 
-TEST(RegistryReaderTest, FindsTheValueThatIsMeant) {
+TEST(RegistryReaderTest, FindsTheEffectiveValue) {
   struct Case {
     const char* what;
     std::string_view store;
@@ -58,7 +58,7 @@ TEST(RegistryReaderTest, FindsTheValueThatIsMeant) {
   for (const Case& c : cases) EXPECT_EQ(FindRegistryValue(c.store, c.key, c.name), c.value) << c.what;
 }
 
-TEST(RegistryReaderTest, ReadsOnlyPlainFilesOfBoundedSize) {
+TEST(RegistryReaderTest, ReadsOnlyRegularFilesOfLimitedSize) {
   const ScratchRegistry scratch;
   const std::string path = scratch.Path();
   EXPECT_FALSE(ReadRegistryStore(path)) << "missing";
@@ -77,7 +77,7 @@ TEST(RegistryReaderTest, ReadsOnlyPlainFilesOfBoundedSize) {
   EXPECT_FALSE(ReadRegistryStore(pipe)) << "pipe that nobody writes to";
 }
 
-TEST(RegistryReaderTest, TheEnvironmentNamesTheStoreThenTheHomeThenTheMachine) {
+TEST(RegistryReaderTest, StorePathIsThatOfTheEnvironmentThenTheUserThenTheMachine) {
   const ScratchRegistry scratch;
   EXPECT_EQ(RegistryStorePath(), scratch.Path());
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// Offers IKelBase; its text is one that the client frees.
+/// Supports IKelBase; its error text is a BSTR freed by the client.
 class Sample final : public IKelBase {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {

@@ -8,8 +8,8 @@
 
 #include "tests/support/ScratchDirectory.h"
 
-/// A registry store of one test's own, in a directory of its own: KELLANSEEK_REGISTRY names it while this
-/// lives. At first there is no file.
+/// A registry store for one test, in its own directory. KELLANSEEK_REGISTRY names it during its lifetime.
+/// Initially the file does not exist.
 class ScratchRegistry {
  public:
   ScratchRegistry() : registryBefore_(Environment("KELLANSEEK_REGISTRY")), homeBefore_(Environment("HOME")) {
@@ -25,13 +25,13 @@ class ScratchRegistry {
   std::string Directory() const { return directory_.Path(); }
   std::string Path() const { return directory_.File("registry"); }
   void Write(std::string_view text) const { directory_.Write("registry", text); }
-  /// Puts an empty store where a user whose home this directory is would have it.
+  /// Creates an empty store in the place for a user whose home is this directory.
   void MakeHomeStore() const {
     std::filesystem::create_directories(Directory() + "/.config/kellanseek");
     directory_.Write(".config/kellanseek/registry", "");
   }
 
-  /// Null takes the variable away.
+  /// Null removes the variable.
   static void SetEnvironment(const char* name, const char* value) {
     if (value == nullptr) {
       ::unsetenv(name);

@@ -6,14 +6,14 @@
 
 namespace {
 
-TEST(VariantTest, ClearFreesAnOwnedTextOnceAndTakesNumbersAndAbsentTexts) {
+TEST(VariantTest, ClearFreesOwnedTextOnceAndAcceptsNumbersAndNullTexts) {
   VARIANT value;
   std::memset(&value, 0xAA, sizeof(value));
   VariantInit(&value);
   EXPECT_EQ(value.vt, VT_EMPTY);
   value.vt = VT_BSTR;
   value.bstrVal = SysAllocString(L"11;1;0;");
-  // The second must not free again.
+  // The second call must not free the text again.
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(VariantClear(&value), S_OK);
     EXPECT_EQ(value.vt, VT_EMPTY);
@@ -27,7 +27,7 @@ TEST(VariantTest, ClearFreesAnOwnedTextOnceAndTakesNumbersAndAbsentTexts) {
   EXPECT_EQ(value.vt, VT_EMPTY);
 }
 
-TEST(VariantTest, ClearLeavesWhatIsHeldByReferenceAndKindsThatDoNotExist) {
+TEST(VariantTest, ClearKeepsReferencedValuesAndRejectsUnknownTypes) {
   KelBstr text(L"kept");
   BSTR reference = text.Get();
   VARIANT value;
@@ -43,7 +43,7 @@ TEST(VariantTest, ClearLeavesWhatIsHeldByReferenceAndKindsThatDoNotExist) {
 }
 
 #ifndef _WIN32
-TEST(VariantTest, AnArrayIsNotTakenForItsElements) {
+TEST(VariantTest, ClearRejectsArrays) {
   const KelBstr text(L"kept");
   VARIANT value;
   VariantInit(&value);

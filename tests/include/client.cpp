@@ -1,4 +1,4 @@
-// What the headers give beyond what the samples use, as a client of any language version sees it.
+// Uses the parts of the headers that the samples do not use. Compiled with every supported language version.
 #include <type_traits>
 
 #include <kellanseek/KelLanSeek.h>

@@ -22,7 +22,7 @@ using Texts = std::vector<std::wstring>;
 constexpr SocketError kError = 77;
 constexpr SocketError kExpected = 99;
 
-/// A network that says what was asked of it, and lets one call fail.
+/// A network that records the calls and lets one of them fail.
 class ScriptedNetwork : public platform::UdpNetwork {
  public:
   SocketError Startup() override { return 0; }
@@ -105,11 +105,11 @@ class DiscoverySocketsTest : public ::testing::Test {
 
 class SocketCallTest : public DiscoverySocketsTest, public ::testing::WithParamInterface<int> {};
 
-/// Four calls for each of the two sockets of an interface, three for the non-local one; the last case is
-/// without failure.
+/// Four calls for each of the two sockets of an interface and three for the non-local socket; in the last
+/// case none fails.
 INSTANTIATE_TEST_SUITE_P(Each, SocketCallTest, ::testing::Range(0, 20));
 
-TEST_P(SocketCallTest, WhatFailsIsTracedAndCostsNoMoreThanItsInterfaceOrThePolls) {
+TEST_P(SocketCallTest, AFailingCallIsTracedAndCostsOnlyItsInterfaceOrThePolls) {
   const int call = GetParam();
   const Texts both = {L"192.168.1.5", L"10.0.0.5"};
   Texts left = both;
@@ -148,7 +148,7 @@ TEST_P(SocketCallTest, WhatFailsIsTracedAndCostsNoMoreThanItsInterfaceOrThePolls
   EXPECT_EQ(network.open, 0);
 }
 
-TEST_F(DiscoverySocketsTest, AnInterfaceWithoutAddressIsBoundToAnyAndOneThatCannotBeReadIsDropped) {
+TEST_F(DiscoverySocketsTest, BindsToAnyAddressWithoutOneAndDropsUnreadableInterfaces) {
   interfaces[0].addressText = L"";
   interfaces[1].addressText = L"10.0.0.";
   settings.NonLocalUpdatesEnabled = 0;
@@ -159,7 +159,7 @@ TEST_F(DiscoverySocketsTest, AnInterfaceWithoutAddressIsBoundToAnyAndOneThatCann
   EXPECT_EQ(traces.Messages(), Texts{L"LanSeek: Failed to convert address 10.0.0."});
 }
 
-TEST_F(DiscoverySocketsTest, WhatIsSentLeavesFromTheRightSocketAndItsFailureIsTraced) {
+TEST_F(DiscoverySocketsTest, SendsFromTheRightSocketAndTracesFailures) {
   struct Case {
     SocketError error;
     bool left;

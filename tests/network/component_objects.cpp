@@ -1,7 +1,8 @@
-// Several component objects in one process, each told as a client: one JSON line for every event of each.
+// Several component objects in one process, each with its own client: prints one JSON line for every event of
+// each.
 //   component_objects MODULE COUNT [PROCESS NAME SYSTEM-ID]
-// With the last three, the first object registers and publishes a virtual controller that lives in another
-// process. Ends when its input ends.
+// With the last three arguments, the first object registers and publishes a virtual controller whose process
+// is another one. Ends when its input ends.
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
@@ -25,7 +26,7 @@ std::string Narrow(const KelBstr& text) {
   return narrow;
 }
 
-/// The virtual controller's own object; lives as long as the program and counts no references.
+/// The virtual controller's object. Lives as long as the program, so it counts no references.
 class OwnObject final : public IUnknown {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
@@ -37,12 +38,12 @@ class OwnObject final : public IUnknown {
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
 };
 
-/// One component object and its sink. Outlives its subscription, so it counts no references.
+/// A component object and its sink. Outlives its subscription, so it counts no references.
 class Client final : public IKelObjectEvents {
  public:
   explicit Client(int number) : number_(number) {}
   ~Client() {
-    // A call may be under way; later ones must find nothing to do.
+    // A call may be running; later calls must do nothing.
     const std::lock_guard lock(mutex_);
     if (cookie_ != 0) seek_.As<IKelLanSeekSubscribe>()->Unsubscribe(cookie_);
     ended_ = true;
@@ -104,7 +105,8 @@ class Client final : public IKelObjectEvents {
   int number_;
   std::mutex mutex_;
   bool ended_ = false;
-  KelComPtr<IKelLanSeek> seek_;  // Its release waits for calls of this, so it goes first.
+  KelComPtr<IKelLanSeek>
+      seek_;  // Its release waits for running calls of this sink, so it is destroyed first.
   ULONG cookie_ = 0;
 };
 

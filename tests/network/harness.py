@@ -1,11 +1,11 @@
 """Scenarios on real networks: hosts and controllers in private namespaces, and the real programs between them.
 
 A test file ends with `harness.main()`. Run it with no argument for all its scenarios, or with `Class.test_name`;
-`--list` names them. The exit code 77 means that this system does not let us make namespaces, or that nothing was run.
+`--list` prints their names. Exit code 77: this system does not permit namespaces, or no scenario was run.
 
 Environment: KELLANSEEK_KELSEEK, KELLANSEEK_KELSIM and KELLANSEEK_OBJECTS (component_objects with its module) are the
 commands to test, each with its arguments (for example "python3 under_wine.py kelseek.exe"); KELLANSEEK_PATIENCE stretches all
-deadlines.
+deadlines (a factor).
 """
 
 import ipaddress
@@ -34,7 +34,7 @@ _DECLARATION = '<?xml version="1.0" encoding="ISO-8859-1"?>\n'
 _REGISTRY_KEY = r"[HKEY_LOCAL_MACHINE\Software\Tarnwell\Velmora\KelAPI]"
 _OUTSIDE_COMMUNICATION = ("FakeRemoteVCAs", "DetectInterfaceChanges")
 
-# Answers are due within a second and asked for three times, so that a scenario about silence takes five seconds.
+# A controller has one second to answer and is asked three times, so a scenario about silence takes five seconds.
 QUICK = {"RefreshTimeout": 1, "NonLocalRefreshTimeout": 1, "NonLocalRefreshInterval": 2}
 
 
@@ -69,7 +69,7 @@ def static_file(controllers):
 
 
 class Program:
-    """A program running on a host. Its JSON lines are collected in `lines` as they come."""
+    """A program running on a host. Collects its JSON lines in `lines`."""
 
     def __init__(self, scenario, host, arguments, label):
         self._reactor = scenario.reactor
@@ -89,7 +89,7 @@ class Program:
         self._reactor.add(self._output, self._read)
 
     def _new_output(self):
-        """What it has written since. Lines end with one character, as here, also where the program's system has two."""
+        """The output since the last call, with Windows' line ends converted."""
         chunk = self._output.read()
         if chunk == b"":
             self._reactor.remove(self._output)
@@ -123,7 +123,7 @@ class Program:
                                  lambda: f"{count} x {text!r} in the trace of {self.label}; it holds: {self.trace()[-2000:]}")
 
     def wait(self, seconds=15):
-        """Waits until it has ended and returns its exit code, which is negative for a signal."""
+        """Waits for the program to end. Returns its exit code, which is negative for a signal."""
         try:
             return self.process.wait(seconds * PATIENCE)
         except subprocess.TimeoutExpired:
@@ -131,13 +131,13 @@ class Program:
             raise AssertionError(f"{self.label} did not end within {seconds * PATIENCE:g} s") from None
 
     def stop(self, number=signal.SIGINT, seconds=5):
-        """Asks it to end, as Ctrl-C does, and returns its exit code."""
+        """Ends the program as Ctrl-C does. Returns its exit code."""
         if self.process.poll() is None:
             self.process.send_signal(number)
         return self.wait(seconds)
 
     def close(self):
-        """Ends it; gives the complaint of a sanitizer or a crash, if there is one."""
+        """Ends the program. Returns the report of a crash or of a sanitizer, if there is one."""
         crashed = self.process.poll()
         if crashed is None:
             try:
@@ -156,7 +156,7 @@ class Program:
 
 
 class Said(Program):
-    """A program of which the whole output is kept."""
+    """A program whose whole output is kept."""
 
     def __init__(self, *arguments):
         self.output = b""
@@ -166,7 +166,7 @@ class Said(Program):
         self.output += self._new_output()
 
     def result(self):
-        """The exit code and the output, once it has ended."""
+        """Waits for the end and returns the exit code and the output."""
         self._reactor.wait_until(lambda: self.ended, f"the end of {self.label}")
         return self.wait(), self.output.decode()
 
@@ -175,7 +175,7 @@ class Said(Program):
 
 
 class Watch(Program):
-    """`kelseek watch --json`: the events of one component object, as its client sees them."""
+    """`kelseek watch --json`: the events of one component object."""
 
     def __init__(self, scenario, host, arguments, label):
         self.events = []
@@ -189,8 +189,8 @@ class Watch(Program):
             self.events.append(line)
 
     def expect(self, reason, seconds=15, again=None, **wanted):
-        """Waits for an event not expected before that has this reason and these values, and returns it. Every other
-        second without it calls `again`."""
+        """Waits for an event with this reason and these values, among those not yet expected, and returns it. Calls `again`
+        every two seconds until then."""
         wanted["reason"] = reason
         repeat = time.monotonic() + 2
 
@@ -210,8 +210,8 @@ class Watch(Program):
                                         f"trace: {self.trace()[-1000:]}", seconds)
 
     def expect_nothing_else(self, device):
-        """No other event has been raised by anything sent before. `device` must be known: its change of release path
-        comes through the same queues as everything before it. It is told again where it finds a queue full."""
+        """Fails if anything sent so far has caused another event. Changes the release path of `device`, which must be listed;
+        that event passes the same queues after all earlier ones. Announces the change again if a queue was full."""
         fence = f"/fence/{next(self._fences)}"
         for release in (fence, device.fields["release"]):
             device.fields["release"] = release
@@ -221,7 +221,7 @@ class Watch(Program):
 
 
 class Objects(Watch):
-    """Several component objects in one process; their events say which one they are of."""
+    """Several component objects in one process. Each event has the number of its object."""
 
     def stop(self, number=None, seconds=5):
         self.process.stdin.close()
@@ -229,7 +229,7 @@ class Objects(Watch):
 
 
 class Scenario(unittest.TestCase):
-    """A test with networks, hosts and devices of its own."""
+    """A test with its own networks, hosts and devices."""
 
     longMessage = True
 
@@ -242,7 +242,7 @@ class Scenario(unittest.TestCase):
         self._numbers = itertools.count(1)
 
     def network(self, name):
-        """A network, everything on which is recorded: see tap()."""
+        """Creates a network. All its datagrams are recorded, see tap()."""
         network = self.lab.network(name)
         self._taps[network] = self._tap(self.lab.switch, network.bridge)
         return network
@@ -256,7 +256,7 @@ class Scenario(unittest.TestCase):
         return tap
 
     def host(self, name, links=None):
-        """A host with one device (eth0, eth1, ...) for each network and list of addresses in `links`."""
+        """Creates a host with one device (eth0, eth1, ...) for each entry of `links`, a network and its addresses."""
         host = self.lab.host(name)
         for number, (network, addresses) in enumerate((links or {}).items()):
             addresses = [addresses] if isinstance(addresses, str) else addresses
@@ -264,13 +264,13 @@ class Scenario(unittest.TestCase):
         return host
 
     def station(self, links, name="station", **settings):
-        """A workstation: a host that is configured with quick settings, changed and added to by `settings`."""
+        """Creates a workstation: a host configured with QUICK, overridden by `settings`."""
         host = self.host(name, links)
         self.configure(host, **settings)
         return host
 
     def configure(self, host, static=None, **settings):
-        """Writes the configuration that programs started on this host from now on read."""
+        """Writes the configuration for programs started on this host from now on."""
         folder = pathlib.Path(self.lab.scratch) / f"config-{host.name}"
         folder.mkdir(exist_ok=True)
         (folder / "lanseekconf.xml").write_text(settings_file({**QUICK, **settings}), encoding="latin-1")
@@ -284,7 +284,7 @@ class Scenario(unittest.TestCase):
         return self._environments.get(host, {})
 
     def device(self, network, address, name=None, host=None, **fields):
-        """A controller at an address of a network ("10.1.0.11/24"), by default on a host of its own."""
+        """Creates a controller at an address of a network ("10.1.0.11/24"), by default on its own host."""
         number = next(self._numbers)
         name = name or f"cell{number}"
         host = host or self.lab.host(name).connect(network, address)
@@ -309,15 +309,15 @@ class Scenario(unittest.TestCase):
         return self.run_program(host, [*command("KELLANSEEK_KELSEEK"), *arguments], kind)
 
     def kelsim(self, host, *arguments):
-        """Starts a plant that speaks from this host."""
+        """Starts a simulated plant on this host."""
         return self.run_program(host, [*command("KELLANSEEK_KELSIM"), *map(str, arguments)])
 
     def watch(self, host, *arguments, ready_on=()):
-        """Starts `kelseek watch` and waits until its first request has passed on these networks: it hears then."""
+        """Starts `kelseek watch` and waits for its first request on these networks: from then on it receives."""
         return self._ready(ready_on, 1, lambda: self.kelseek(host, "watch", "--json", *arguments, kind=Watch))
 
     def objects(self, host, count, *arguments, ready_on=()):
-        """Starts so many component objects in one process and waits until all of them hear."""
+        """Starts `count` component objects in one process and waits until all of them receive."""
         start = [*command("KELLANSEEK_OBJECTS"), str(count), *arguments]
         return self._ready(ready_on, count, lambda: self.run_program(host, start, Objects))
 

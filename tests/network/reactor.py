@@ -1,4 +1,4 @@
-"""One thread that reads every socket and pipe of a scenario, and one way to wait for what it read."""
+"""A thread that reads all sockets and pipes of a scenario, and a way to wait for their data."""
 
 import contextlib
 import os
@@ -6,12 +6,12 @@ import selectors
 import threading
 import time
 
-# Slow builds (sanitizers, emulation) get more patience. Deadlines only bound a failure; nothing sleeps for them.
+# Factor for all deadlines, for slow builds (sanitizers, emulation). Deadlines only bound failures; no test sleeps.
 PATIENCE = float(os.environ.get("KELLANSEEK_PATIENCE", "1"))
 
 
 class Reactor:
-    """Calls a callback for every readable file, one at a time, holding the lock that wait_until() also holds."""
+    """Calls the callback of each readable file, one at a time, under the lock that wait_until() holds too."""
 
     def __init__(self):
         self._selector = selectors.DefaultSelector()
@@ -28,13 +28,13 @@ class Reactor:
         os.write(self._wake_writer, b"x")
 
     def remove(self, file):
-        """After this the callback is not running and will not be called again."""
+        """Removes a file. On return its callback is not running and will not be called again."""
         with self._changed:
             with contextlib.suppress(KeyError, ValueError):  # not there, or closed already
                 self._selector.unregister(file)
 
     def wait_until(self, predicate, what, seconds=15):
-        """Waits for predicate() to give something true and returns it. `what` says what was waited for."""
+        """Waits until predicate() is true and returns its result. `what` describes it in a failure."""
         deadline = time.monotonic() + seconds * PATIENCE
         with self._changed:
             while True:

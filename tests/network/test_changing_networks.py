@@ -1,4 +1,4 @@
-"""Networks that come, go and change under a running workstation."""
+"""Networks that appear, disappear and change while a workstation runs."""
 
 import os
 import time
@@ -12,7 +12,7 @@ class Changes(harness.Scenario):
     def setUp(self):
         super().setUp()
         self.a, self.b = self.network("A"), self.network("B")
-        # On a busy machine Wine's sockets overflow; what was lost is asked for again soon.
+        # On a busy machine Wine's sockets overflow, so ask again soon.
         again = {"RefreshInterval": 10} if harness.UNDER_WINE else {}
         self.here = self.station({self.a: "10.1.0.1/24"}, **again)
         self.on_a, self.on_b = self.device(self.a, "10.1.0.11/24"), self.device(self.b, "10.2.0.11/24")
@@ -76,7 +76,7 @@ class Changes(harness.Scenario):
         self.assertEqual((found["id"], "removed"), (lost["id"], lost["availability"]))
         self.tap(self.a).wait_for(count=3, destination="10.3.0.255", payload=wire.targeted_request(far.address))
 
-    def test_a_thousand_controllers_go_with_their_network_and_come_back(self):
+    def test_thousand_controllers_leave_and_return_with_their_network(self):
         self.on_b.be_silent()
         plant = self.host("plant", {self.b: "10.2.1.0/20"})
         self.kelsim(plant, "--count", 1000, "--delay-ms", 1000, "--no-announce")

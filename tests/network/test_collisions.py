@@ -13,7 +13,7 @@ class Collisions(harness.Scenario):
         self.first = self.watcher.expect("new", name="known")
 
     def appears(self, address="10.1.0.12", **differing):
-        """A device like the known one except for what is given announces itself; it answers no requests."""
+        """A device that equals the known one except for these values announces itself. It answers no requests."""
         like = {"system_id": self.known.system_id, "mac": self.known.mac, **self.known.fields, **differing}
         host = self.lab.host(f"twin{self.lab.next_number()}").connect(self.net, f"{address}/24")
         device = self.device(self.net, f"{address}/24", host=host, **{"name": "twin", **like})

@@ -1,4 +1,4 @@
-"""Controllers that are known by address, and the choice of interfaces."""
+"""Controllers known by address, and the selection of interfaces."""
 
 import math
 import time
@@ -17,7 +17,7 @@ class KnownByAddress(harness.Scenario):
         self.net = self.network("A")
 
     def polls(self, device):
-        """What was sent to the device's non-local port, in order."""
+        """The polls of the device, in order."""
         return [one.payload for one in self.tap(self.net).find(destination=device.address,
                                                                destination_port=wire.NON_LOCAL_PORT)]
 
@@ -46,7 +46,7 @@ class KnownByAddress(harness.Scenario):
         self.assertEqual("remote", event["definition"])
         poll = self.tap(self.net).find(destination=device.address)[0]
         self.assertEqual((wire.NON_LOCAL_PORT, wire.FULL_REQUEST), (poll.destination_port, poll.payload))
-        # An answer that nobody asked for belongs to no controller.
+        # An unsolicited answer matches no controller.
         stranger.send(stranger.identity(), "10.1.0.1", poll.source_port)
         watch.wait_for_trace("LanSeek: Message from static handling (10.1.0.12) does not match any known controller!")
         device.be_silent()
@@ -54,25 +54,25 @@ class KnownByAddress(harness.Scenario):
 
 
 class SwitchedOff(harness.Scenario):
-    """More configured controllers than the host can keep on their way while it looks for them."""
+    """More configured controllers than the host can hold datagrams for during address resolution."""
 
-    def test_neither_ticks_nor_the_end_wait_for_them(self):
+    def test_unreachable_controllers_delay_neither_ticks_nor_the_release(self):
         net = self.network("A")
         device = self.device(net, "10.1.9.11/16")
         absent = [{"ControllerLocAddr": f"10.1.{n // 200 + 1}.{n % 200 + 1}"} for n in range(500)]
         here = self.station({net: "10.1.0.1/16"}, static=[*absent, entry(device)], RefreshInterval=1,
                             NonLocalRefreshTimeout=math.ceil(harness.PATIENCE))
         watch = self.watch(here, ready_on=[net])
-        # Its answer to the broadcast may come while the watching begins: then it is listed, and reported as well.
+        # If it answers the broadcast while the watch starts, it is both listed and reported.
         self.wait_until(lambda: {event["address"] for event in watch.events} == {device.address},
-                        lambda: f"the one that is there: {watch.events}")
+                        lambda: f"the controller that is on: {watch.events}")
         requests = self.tap(net).wait_for(5, destination="10.1.255.255", destination_port=wire.REQUEST_PORT)
-        # A refresh each fifth tick, whatever else is being sent.
+        # A refresh every fifth tick, in spite of all other traffic.
         self.assertLess(requests[4].time - requests[0].time, 7 * harness.PATIENCE)
         watch.events.clear()
         heard = len(device.heard)
-        self.wait_until(lambda: len(device.heard) > heard + 4, "polls of the one that is there")
-        self.assertEqual([], watch.events, "it was there all the time")
+        self.wait_until(lambda: len(device.heard) > heard + 4, "polls of the controller that is on")
+        self.assertEqual([], watch.events, "it was available all the time")
         begin = time.monotonic()
         self.assertEqual(0, watch.stop())
         self.assertLess(time.monotonic() - begin, 1 * harness.PATIENCE)
@@ -92,11 +92,11 @@ class ChoiceOfInterfaces(harness.Scenario):
         asked = [bool(self.tap(net).find(destination_port=wire.REQUEST_PORT)) for net in nets]
         self.assertEqual(expected, asked)
 
-    def test_only_the_listed_are_used(self):
+    def test_listed_interfaces_are_the_only_ones_used(self):
         # The mask must be the interface's own, the address may be any of its subnet.
         self.check([False, True, False], UseInterfaces=["10.2.0.77/24", "10.1.0.0/16"])
 
-    def test_the_listed_are_left_out(self):
+    def test_listed_interfaces_are_excluded(self):
         self.check([True, False, True], ExcludeInterfaces=["10.2.0.0/24", "10.3.0.0/16"])
 
 

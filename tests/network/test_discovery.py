@@ -1,4 +1,4 @@
-"""A workstation finds the controllers of its networks and notices what becomes of them."""
+"""A workstation finds the controllers on its networks and reports their changes."""
 
 import os
 
@@ -24,7 +24,7 @@ class Finding(harness.Scenario):
             self.assertEqual((device.name, device.system_id, device.mac, "RC"),
                              tuple(event[key] for key in ("name", "systemID", "mac", "kind")))
 
-    def test_what_a_controller_says_becomes_events(self):
+    def test_controller_messages_become_events(self):
         device = self.device(self.net, "10.1.0.11/24", name="before")
         watch = self.watch(self.here, ready_on=[self.net])
         first = watch.expect("new", name="before")
@@ -40,7 +40,7 @@ class Finding(harness.Scenario):
             self.assertGreater(again["id"], first["id"], "ids are never used twice")
         watch.expect_nothing_else(device)
 
-    def test_presence_alone_is_asked_for_the_full_identity(self):
+    def test_presence_of_an_unknown_controller_triggers_a_full_request(self):
         device = self.device(self.net, "10.1.0.11/24")
         device.answers = {wire.FULL: wire.ALIVE, wire.TARGETED: wire.INFO}
         watch = self.watch(self.here, ready_on=[self.net])
@@ -54,7 +54,7 @@ class Finding(harness.Scenario):
         lost = watch.expect("new", address=silent.address)["id"]
         watch.expect("new", address=alive.address)
         silent.be_silent()
-        # Another workstation's request counts as the start of this one's own cycle.
+        # Another workstation's request starts this one's refresh cycle too.
         other.sendto(wire.REFRESH_REQUEST, ("10.1.0.255", wire.REQUEST_PORT))
         event = watch.expect("lost-connection")
         self.assertEqual((lost, "removed"), (event["id"], event["availability"]))
@@ -76,7 +76,7 @@ class Finding(harness.Scenario):
         watch.expect_nothing_else(device)
         mine.close()
 
-    def test_oversize_datagram_is_an_error_and_the_largest_is_taken(self):
+    def test_oversized_datagram_is_an_error_and_the_largest_is_accepted(self):
         def of_size(size, device):
             start = [(4, device.system_id), (9, device.mac)]
             name = b"n" * (size - len(wire.datagram(wire.INFO, (1, b""), *start)) - 1)
@@ -114,7 +114,7 @@ class Finding(harness.Scenario):
         self.assertIn(watch.stop(), (0, 1))
         attacker.close()
 
-    def test_claim_to_be_a_local_virtual_controller_locks_nobody_out(self):
+    def test_forged_local_virtual_controller_leaves_no_lock_held(self):
         liar = self.device(self.net, "10.1.0.66/24")
         liar.be_silent()
         watch = self.watch(self.here, ready_on=[self.net])
@@ -130,13 +130,13 @@ class Finding(harness.Scenario):
 
 
 class Interfaces(harness.Scenario):
-    def test_two_interfaces_and_the_copy_on_the_wrong_one(self):
+    def test_two_interfaces_ignore_broadcasts_of_each_other(self):
         a, b = self.network("A"), self.network("B")
         here = self.station({a: "10.1.0.1/24", b: "10.2.0.1/24"})
         on_a = self.device(a, "10.1.0.11/24")
         on_b = self.device(b, "10.2.0.11/24")
         on_b.be_silent()
-        # On network A there is a second plug of that controller, and a router that passes broadcasts on.
+        # Network A also has a second connection of that controller, and a router that forwards broadcasts.
         stray_host = self.host("stray", {a: "10.2.0.11/24"})
         stray_host.ip("route add broadcast 10.1.0.255 dev eth0")
         stray = stray_host.udp_socket("10.2.0.11")
@@ -155,7 +155,7 @@ class Interfaces(harness.Scenario):
         on_b.announce()
         watch.expect("new", address="10.2.0.11")
 
-        # A source in no subnet of ours has come through a router: it is taken where it arrives.
+        # A source outside all our subnets came through a router, so it is accepted where it arrives.
         routed.sendto(foreign, ("255.255.255.255", wire.RESPONSE_PORT))
         watch.expect("new", address="192.168.7.7")
         watch.expect_nothing_else(on_a)
@@ -173,7 +173,7 @@ class Interfaces(harness.Scenario):
                          {(one.source, one.destination) for one in self.tap(net).find(payload=wire.FULL_REQUEST)})
         watch.expect_nothing_else(devices[1])
 
-    def test_every_object_of_every_process_hears_every_broadcast(self):
+    def test_every_object_in_every_process_receives_every_broadcast(self):
         net = self.network("A")
         here = self.station({net: "10.1.0.1/24"})
         watch = self.watch(here, ready_on=[net])

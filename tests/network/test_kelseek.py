@@ -1,4 +1,4 @@
-"""The command line client on real networks: what it prints, and with which exit code it ends."""
+"""The command line client on real networks: its output and exit codes."""
 
 import json
 import signal
@@ -18,7 +18,7 @@ class Commands(harness.Scenario):
     def run_kelseek(self, *arguments):
         return self.kelseek(self.here, *arguments, kind=harness.Said).result()
 
-    def test_nothing_there(self):
+    def test_empty_network(self):
         for arguments in (["list", "--wait", "0.3"], ["list", "--wait", "0.3", "--json"], ["show", "cell", "--wait", "0.3"],
                           ["show", "{5A-0001}", "--wait", "0.3"], ["add", "10.1.0.77", "--wait", "0.3"],
                           ["refresh", "--wait", "0.1"], ["watch", "--seconds", "0.3"]):
@@ -26,7 +26,7 @@ class Commands(harness.Scenario):
                 self.assertEqual(NOTHING_FOUND, self.run_kelseek(*arguments)[0])
         self.assertRegex(self.run_kelseek("list", "--wait", "0.5")[1], r"^No controllers; listened for \d+\.\d s\.\n$")
 
-    def test_list_of_names_good_and_hostile(self):
+    def test_list_with_ordinary_and_hostile_names(self):
         self.environment_of(self.here)["KELLANSEEK_CODEPAGE"] = "ISO-8859-1"  # has control characters above 127, too
         spoken = [b"Zelle S\xfcd", b"\x1b[31mevil\x9b"]
         names = [name.decode("cp1252" if harness.UNDER_WINE else "latin-1") for name in spoken]
@@ -46,7 +46,7 @@ class Commands(harness.Scenario):
         self.assertEqual(set(names), {one["name"] for one in listing["controllers"]})
         self.assertLessEqual(1, listing["listened"])
 
-    def test_one_is_shown_by_whatever_names_it(self):
+    def test_show_accepts_name_address_and_system_identity(self):
         device = self.device(self.net, "10.1.0.11/24", name="cell", mac="02-00-00-00-00-0b")
         for which in ("cell", device.address, device.system_id, device.system_id.lower()):
             with self.subTest(which):
@@ -57,7 +57,7 @@ class Commands(harness.Scenario):
                     self.assertIn(line, text)
         self.assertEqual(device.mac, json.loads(self.run_kelseek("show", "cell", "--json")[1])["mac"])
 
-    def test_added_one_answers_or_not(self):
+    def test_add_with_and_without_an_answer(self):
         self.configure(self.here, DynamicDetectionEnabled=0)
         device = self.device(self.net, "10.1.0.11/24")
         code, text = self.run_kelseek("add", device.address)
@@ -77,7 +77,7 @@ class Commands(harness.Scenario):
         self.assertEqual(NOTHING_FOUND, code)
         self.assertRegex(text, r"finding: UseInterfaces matches .* This host has 10\.1\.0\.1 with mask 255\.255\.255\.0\.\n")
 
-    def test_refresh_tells_what_has_changed(self):
+    def test_refresh_reports_changes(self):
         device = self.device(self.net, "10.1.0.11/24", name="before")
         other = self.device(self.net, "10.1.0.12/24", name="other")
         refresh = self.kelseek(self.here, "refresh", "before", "--wait", "1", kind=harness.Said)
@@ -89,8 +89,8 @@ class Commands(harness.Scenario):
         self.assertIn('name "before" -> "after"\n', text)
         self.assertRegex(text, r"\nAsked 1 controller; 1 change within \d+\.\d s\.\n$")
 
-    def test_watch_ends_when_it_is_told_to(self):
-        # Windows knows only the first.
+    def test_watch_ends_on_request(self):
+        # Windows has only the first.
         for number in (signal.SIGINT, *(() if harness.UNDER_WINE else (signal.SIGTERM, signal.SIGHUP))):
             with self.subTest(number):
                 watch = self.kelseek(self.here, "watch", kind=harness.Said)

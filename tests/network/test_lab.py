@@ -1,4 +1,4 @@
-"""The laboratory itself: what the other scenarios take for granted of hosts, networks, taps and devices."""
+"""The laboratory itself: the properties of hosts, networks, taps and devices that the other scenarios rely on."""
 
 import harness
 import wire
@@ -17,7 +17,7 @@ class Laboratory(harness.Scenario):
         self.assertEqual([], on_b.heard)
         sender.close()
 
-    def test_labs_side_by_side_do_not_meet(self):
+    def test_laboratories_are_separate(self):
         other = harness.netlab.Lab()
         self.addCleanup(other.close)
         mine, theirs = self.network("A"), other.network("A")

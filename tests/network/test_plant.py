@@ -1,4 +1,4 @@
-"""The simulated plant is a plant to workstations: they find it and notice what becomes of its controllers."""
+"""Workstations treat a simulated plant like a real one: they find its controllers and report their changes."""
 
 import pathlib
 import signal
@@ -20,7 +20,7 @@ class Plant(harness.Scenario):
         path.write_text("\n".join(lines), encoding="utf-8")
         return str(path)
 
-    def test_fifty_controllers_and_what_becomes_of_them(self):
+    def test_fifty_controllers_with_scripted_events(self):
         outsider = self.device(self.net, "10.1.0.11/24")
         other = self.host("other", {self.net: "10.1.0.2/24"}).udp_socket("10.1.0.2")
         watch = self.watch(self.here, ready_on=[self.net])
@@ -49,7 +49,7 @@ class Plant(harness.Scenario):
         plant = self.kelsim(self.plant_host, "--count", 4, "--delay-ms", 0, "--event", "2 same-address 2 1",
                             "--event", "4 same-identity 4 3", "--event", "6 address 3 10.1.0.77")
         ids = [watch.expect("new", name=f"Cell{number}")["id"] for number in range(1, 5)]
-        # Who shares an address or an identity is refused; its own record, no longer true, is gone too.
+        # A controller that takes another's address or identity is refused, and its own outdated record is withdrawn.
         self.assertEqual(ids[0], watch.expect("address-collision")["id"])
         self.assertEqual(ids[2], watch.expect("system-id-collision")["id"])
         watch.expect("new", name="Cell3", address="10.1.0.77")
@@ -80,7 +80,7 @@ class Plant(harness.Scenario):
                 expected = ((address, wire.NON_LOCAL_PORT), wire.INFO, f"{{7A1C-{number:04}}}")
                 self.wait_until(lambda: answer(wire.FULL_REQUEST, address) == expected, address)
 
-    def test_what_cannot_be_played_is_refused(self):
+    def test_invalid_options_are_rejected(self):
         faulty = self.script("1 silent 1", "2 silnt 1", "3 loss 1 200")
         cases = [
             (("--script", faulty), 2, ":2: unknown action"),

@@ -1,4 +1,4 @@
-"""The sockets under load: nothing that the kernel hands over is lost, and a stop is a stop."""
+"""The sockets under load: no datagram delivered by the kernel is lost, and a stop takes no longer."""
 
 import sys
 import unittest
@@ -22,7 +22,7 @@ while True:
 
 class Sockets(harness.Scenario):
     def kernel_count(self, host, file, line, name):
-        """A counter of a host's kernel: of the two lines in that file that begin alike, the first has the names."""
+        """Reads a kernel counter of a host. Of the two lines of the file with this prefix, the first has the names."""
         with host.inside(), open(f"/proc/thread-self/net/{file}", encoding="ascii") as counters:
             names, numbers = (text.split() for text in counters if text.startswith(line))
         return int(numbers[names.index(name)])
@@ -31,7 +31,7 @@ class Sockets(harness.Scenario):
         with host.inside(), open("/proc/thread-self/net/dev", encoding="ascii") as counters:
             return next(int(text.split()[2]) for text in counters if text.split()[0] == f"{device}:")
 
-    def test_of_a_burst_of_controllers_all_that_the_kernel_hands_over_are_found(self):
+    def test_every_answer_of_a_burst_that_the_kernel_delivers_is_found(self):
         net = self.network("A")
         here = self.station({net: "10.1.0.1/16"})
         plant = self.host("plant", {net: "10.1.0.2/16"}).udp_socket("10.1.0.2")
@@ -52,26 +52,26 @@ class Sockets(harness.Scenario):
         arrived = {one.payload for one in arriving.find(source="10.1.0.2")} - {marker}
         refused = self.kernel_count(here, "snmp", "Udp:", "RcvbufErrors")
         found = [event for event in watch.events if event["reason"] == "new" and event["systemID"] != "{END}"]
-        # A marker that was refused too makes this the laxer by one.
+        # If the marker was refused too, this check is too lax by one.
         self.assertLessEqual(len(arrived) - refused, len(found), f"{len(arrived)} arrived at the host, {refused} found "
                              "the kernel's buffer full")
         self.assertEqual(len({event["systemID"] for event in found}), len(found))
 
     @unittest.skipIf(harness.UNDER_WINE, "Wine ties a socket to the device that had its address when it was bound")
-    def test_an_address_that_moves_to_a_bridge_is_heard_there(self):
+    def test_address_moved_to_a_bridge_receives_broadcasts(self):
         net = self.network("A")
         here = self.station({net: "10.1.0.1/24"}, RefreshInterval=2)
         here.ip("link add br0 type bridge", "link set br0 up")
         device = self.device(net, "10.1.0.11/24")
         watch = self.watch(here, ready_on=[net])
         watch.expect("new", address=device.address)
-        # All at once, so that the addresses are the same before and after to whoever looks at them only.
+        # In one batch, so that the list of addresses is the same before and after.
         here.ip("addr del 10.1.0.1/24 dev eth0", "link set eth0 master br0", "addr add 10.1.0.1/24 brd + dev br0")
         asked = len(self.tap(net).find(source="10.1.0.1"))
         watch.expect_nothing_else(device)
         self.tap(net).wait_for(count=asked + 2, source="10.1.0.1", destination="10.1.0.255")
 
-    def test_a_stop_during_a_flood_takes_no_longer(self):
+    def test_flood_does_not_delay_the_stop(self):
         a, b = self.network("A"), self.network("B")
         here = self.station({a: "10.1.0.1/24", b: "10.2.0.1/24"})
         flooder = self.host("flooder", {a: "10.1.0.66/24"})
@@ -79,7 +79,7 @@ class Sockets(harness.Scenario):
         watch = self.watch(here, ready_on=[a, b])
         for network in (a, b):
             self.tap(network).close()
-        # Directed ones are for the interface they arrive on; limited ones reach, and are refused by, the other too.
+        # Directed broadcasts concern only the interface they arrive on; limited ones reach the other too, which refuses them.
         flood = flooder.popen([sys.executable, "-c", _FLOOD, "10.1.0.66", "10.1.0.255", "255.255.255.255"])
         self.addCleanup(flood.wait)
         self.addCleanup(flood.kill)

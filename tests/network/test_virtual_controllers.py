@@ -1,4 +1,4 @@
-"""Virtual controllers that one host publishes and others list, on two networks at once."""
+"""Virtual controllers published by one host and listed by others, on two networks at once."""
 
 import signal
 
@@ -9,7 +9,7 @@ MACS = ("02:00:00:00:aa:01", "02:00:00:00:bb:01")
 
 
 class Published(harness.Scenario):
-    """One host publishes; a passive host and the recorders of both networks listen."""
+    """One host publishes; a passive host and the taps of both networks listen."""
 
     def setUp(self):
         super().setUp()
@@ -37,7 +37,7 @@ class Published(harness.Scenario):
         return super().station(links, name=name)
 
     def sent(self, number, payload, count=1):
-        """Waits until the publisher has answered so often on one of the networks, as a controller would."""
+        """Waits for `count` such answers of the publisher on one of the networks, sent as by a controller."""
         return self.tap(self.nets[number]).wait_for(
             count=count, source=f"10.{number + 1}.0.1", source_port=wire.REQUEST_PORT,
             destination=f"10.{number + 1}.0.255", destination_port=wire.RESPONSE_PORT, payload=payload)
@@ -64,7 +64,7 @@ class Published(harness.Scenario):
             self.assertEqual([(4, "12-34567")], [f for f in fields if f[0] == 4])
             self.assertEqual([(9, mac), (0x11, "3")], fields[-2:])
 
-    def test_answers_leave_where_the_request_was_seen(self):
+    def test_answers_leave_on_the_interface_of_the_request(self):
         self.publish()
         identity = [self.answers(number)[0] for number in range(2)]
         self.let_start_pass()
@@ -81,20 +81,20 @@ class Published(harness.Scenario):
                          [set(self.answers(number)) for number in range(2)])
 
     def let_start_pass(self):
-        """The publisher answers its own first request, too, when the controller was published just before that."""
+        """Waits past the start. A publisher that starts just after the publication answers its own first request too."""
         for number in range(2):
             before = len(self.answers(number))
             self.request(number, wire.FULL_REQUEST)
             self.sent(number, lambda p: p[12:13] == b"1", count=before + 1)
 
-    def test_storm_of_requests_is_answered_now_and_then(self):
+    def test_storm_of_requests_is_answered_at_a_limited_rate(self):
         self.publish()
         for _ in range(1000):
             self.request(0, wire.FULL_REQUEST)
         self.sent(0, lambda p: p[12:13] == b"1", count=2)
         self.request(1, wire.FULL_REQUEST)
         self.sent(1, lambda p: p[12:13] == b"1", count=2)
-        # The storm was over long before that answer: it can have caused one more, not hundreds.
+        # The storm ended long before that answer, so it can have caused at most one more.
         self.assertLessEqual(len(self.answers(0)), 3)
 
     def test_another_host_lists_it_until_it_is_stopped(self):
@@ -112,7 +112,7 @@ class Published(harness.Scenario):
             self.sent(number, lambda p: p[12:13] == b"4", count=1)
             self.assertEqual(notice % len(notice % 0), self.answers(number)[-1])
 
-    def test_another_host_misses_it_when_it_is_killed(self):
+    def test_another_host_loses_it_when_it_is_killed(self):
         watch = self.watch(self.station(), ready_on=self.nets)
         vc = self.publish()
         event = watch.expect("new", systemID="12-34567")
@@ -125,7 +125,7 @@ class Published(harness.Scenario):
         network = self.nets[int(event["address"].split(".")[1]) - 1]
         self.assertEqual(3, len(self.tap(network).find(payload=asked)))
 
-    def test_publishing_host_does_not_take_it_for_a_remote_one(self):
+    def test_publishing_host_does_not_list_it_as_remote(self):
         device = self.device(self.nets[0], "10.1.0.11/24")
         watch = self.watch(self.publisher, ready_on=self.nets)
         watch.expect("new", address=device.address)
@@ -136,7 +136,7 @@ class Published(harness.Scenario):
         watch.expect_nothing_else(device)
         self.assertEqual([], [e for e in getattr(vc, "events", []) if e.get("kind") == "RemoteVC"])
 
-    def test_two_on_one_host_are_told_apart(self):
+    def test_two_controllers_on_one_host_are_distinct(self):
         watch = self.watch(self.station(), ready_on=self.nets)
         self.publish("Cell7", "12-34567")
         second = self.publish("Cell8", "12-34568")

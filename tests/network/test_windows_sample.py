@@ -1,5 +1,5 @@
-"""The packed component as its users meet it: registered with regsvr32, used by the C++ sample, taken back; and kelsim
-as a Windows program, which plays one controller: Wine does not let a process be several hosts."""
+"""The packaged component as users run it: registered with regsvr32, used by the C++ sample, unregistered. And kelsim as a
+Windows program with a single controller, because under Wine a process cannot be several hosts."""
 
 import pathlib
 
@@ -45,7 +45,7 @@ class Sample(harness.Scenario):
             self.regsvr32("/u")
         self.assertEqual(NOT_REGISTERED, self.sample().result()[0])
 
-    def test_windows_kelsim_plays_the_controller_of_its_host(self):
+    def test_windows_kelsim_simulates_a_controller_at_its_host_address(self):
         watch = self.watch(self.here, ready_on=[self.net])
         plant = self.host("plant", {self.net: "10.1.0.2/24"})
         kelsim = self.run_program(plant, [*harness.command("KELLANSEEK_WINDOWS_KELSIM"), "--own-address", "--first", "7"])

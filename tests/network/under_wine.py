@@ -1,10 +1,10 @@
-"""Runs a Windows program under Wine as one of the programs of a scenario: under_wine.py PROGRAM.exe [ARGUMENT...]
+"""Runs a Windows program of a scenario under Wine: under_wine.py PROGRAM.exe [ARGUMENT...]
 
-Sockets live in Wine's server, so every simulated host has a server of its own, and with it a registry. Each is made on
-the host's first start from a template and has the ConfigDir that KELLANSEEK_REGISTRY names on Linux. The program takes
-this one's place, so signals reach it.
+Wine's sockets belong to its server, so every simulated host needs its own server and thus its own registry. It is created
+from a template at the host's first start, with the ConfigDir from the Linux registry file in KELLANSEEK_REGISTRY. The
+program replaces this one (exec), so signals reach it.
 
-Environment: KELLANSEEK_WINE is the loader, KELLANSEEK_WINE_TEMPLATE an initialised prefix that nobody runs in.
+Environment: KELLANSEEK_WINE is the loader, KELLANSEEK_WINE_TEMPLATE an initialised prefix that no program uses.
 """
 
 import contextlib
@@ -16,12 +16,12 @@ import shutil
 import sys
 import tempfile
 
-# The machine's settings lie in the 32-bit view.
+# The machine's settings are in the 32-bit view.
 _KEY = r"Software\\Wow6432Node\\Tarnwell\\Velmora\\KelAPI"
 
 
 def config_directory(registry):
-    """The ConfigDir of a Linux registry file; none without a file."""
+    """The ConfigDir of a Linux registry file; None without a file."""
     if not registry:
         return None
     found = re.search(r"^ConfigDir=(.*)$", pathlib.Path(registry).read_text(encoding="utf-8"), re.M)
@@ -29,7 +29,7 @@ def config_directory(registry):
 
 
 def make_prefix(prefix, template, config):
-    """A prefix with registry files of its own; the Windows folder it has in common with the template."""
+    """Creates a prefix with its own registry files; it shares the Windows folder with the template."""
     folder = pathlib.Path(tempfile.mkdtemp(dir=prefix.parent))
     for name in ("system.reg", "user.reg", "userdef.reg", ".update-timestamp"):
         shutil.copy(template / name, folder)
@@ -42,7 +42,7 @@ def make_prefix(prefix, template, config):
     (folder / "dosdevices").mkdir()
     (folder / "dosdevices" / "c:").symlink_to(template / "drive_c")
     (folder / "dosdevices" / "z:").symlink_to("/")
-    with contextlib.suppress(OSError):  # Somebody else on this host was faster.
+    with contextlib.suppress(OSError):  # Another program on this host was faster.
         folder.rename(prefix)
     shutil.rmtree(folder, ignore_errors=True)
 

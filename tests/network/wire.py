@@ -1,4 +1,4 @@
-"""The discovery datagrams, a recorder of what passes on a network, and scripted controllers."""
+"""The discovery datagrams, a recorder of network traffic, and scripted controllers."""
 
 import collections
 import contextlib
@@ -18,7 +18,7 @@ REFRESH_REQUEST = b"Lanseek;0d;7;"
 
 
 def datagram(kind, *fields):
-    """A datagram with its true length: two hexadecimal digits, three where the text is longer than 255 bytes."""
+    """A datagram with its correct length: two hexadecimal digits, or three if it is longer than 255 bytes."""
     rest = b";%x;" % kind + b"".join(b"%x:%s;" % (tag, _bytes(value)) for tag, value in fields)
     length = 8 + 2 + len(rest)
     if length > 0xFF:
@@ -31,7 +31,7 @@ def _bytes(value):
 
 
 def parse(text):
-    """(kind, list of (tag, value)) of a well-formed datagram; asserts that its length field is true."""
+    """(kind, list of (tag, value)) of a well-formed datagram. Asserts that its length field is correct."""
     magic, length, kind, *fields = text.decode("cp1252").rstrip(";").split(";")
     assert magic == "Lanseek" and int(length, 16) == len(text), text
     pairs = [field.split(":", 1) for field in fields]
@@ -46,7 +46,7 @@ Seen = collections.namedtuple("Seen", "time mac source source_port destination d
 
 
 class Tap:
-    """Records every UDP datagram that passes a device of a namespace, in order, as it is on the wire."""
+    """Records all UDP datagrams on a device of a namespace, in order, as on the wire."""
 
     def __init__(self, reactor, lab, namespace, device):
         self.seen = []
@@ -78,13 +78,13 @@ class Tap:
                                       ip[header + 8:header + length]))
 
     def find(self, **wanted):
-        """The datagrams whose fields have these values; `payload` may be a function that judges it."""
+        """The datagrams whose fields have these values; a value may be a predicate, for example for `payload`."""
         return [one for one in self.seen if all(
             value(getattr(one, name)) if callable(value) else getattr(one, name) == value
             for name, value in wanted.items())]
 
     def wait_for(self, count=1, seconds=15, **wanted):
-        """Waits until that many such datagrams have passed; returns all that have."""
+        """Waits for `count` such datagrams and returns all seen so far."""
         return self._reactor.wait_until(
             lambda: (lambda found: found if len(found) >= count else None)(self.find(**wanted)),
             lambda: f"{count} datagram(s) with {wanted}; on the wire were {self.seen[-12:]}", seconds)
@@ -95,12 +95,12 @@ class Tap:
 
 
 class Device:
-    """A controller of the plant: hears requests at its host and answers them, as far as it is told to.
+    """A scripted controller: receives requests at its host and answers them.
 
-    `answers` says what it answers to which request; an empty one makes it silent. `replies`, while it is not empty,
-    says instead what it answers to the next requests, whatever they are (None: nothing). `by` is "broadcast" (to the
-    response port, as controllers do) or "unicast" (to where the request came from, which requests to the non-local
-    port always get). Every request heard is kept in `heard`.
+    `answers` maps requests to answers; empty, it makes the device silent. While `replies` is not empty, it holds the
+    answers to the next requests of any kind instead (None: no answer). `by` is "broadcast" (to the response port, as
+    controllers do) or "unicast" (to the sender, as requests to the non-local port are always answered). All requests
+    are recorded in `heard`.
     """
 
     def __init__(self, reactor, host, interface, system_id, mac, name="", **fields):
@@ -140,7 +140,7 @@ class Device:
         self.send(self.identity())
 
     def send(self, payload, address=None, port=RESPONSE_PORT):
-        """Sends from this device's address, by broadcast to the response port unless told otherwise."""
+        """Sends from this device's address, by default as a broadcast to the response port."""
         self._sender.sendto(payload, (address or self.broadcast, port))
 
     def be_silent(self):
@@ -170,5 +170,5 @@ class Device:
         elif self.by == "unicast":
             self.send(answer(), *source)
         else:
-            with contextlib.suppress(OSError):  # its network may just be gone
+            with contextlib.suppress(OSError):  # the network may have disappeared
                 self.send(answer())

@@ -30,17 +30,17 @@ using Kind = Event::Kind;
 constexpr milliseconds kNow{0};
 constexpr milliseconds kPatience{20000};
 
-/// The end of a wait in short: a position, "-" for a time-out.
+/// The result of a wait: an index, "-" for a time-out, or "failed".
 std::string Short(const WaitResult& result) {
   if (result.outcome == WaitResult::Outcome::TimedOut) return "-";
   return result.outcome == WaitResult::Outcome::Signalled ? std::to_string(result.index) : "failed";
 }
 
-TEST(EventTest, TheFirstSignalledInTheListEndsTheWaitAndOnlyAutoResetOnesAreCleared) {
+TEST(EventTest, TheFirstSignalledEventEndsTheWaitAndOnlyAutoResetEventsAreCleared) {
   struct Case {
     std::string kinds;      ///< 'a' or 'm' for each event.
-    std::string signalled;  ///< Positions that are set, in that order.
-    std::string ends;       ///< How four waits without patience end.
+    std::string signalled;  ///< Indexes of the events that are set, in that order.
+    std::string ends;       ///< Results of four waits with a time-out of 0.
   };
   for (const Case& c : {Case{"aaa", "", "----"}, Case{"aaa", "21", "12--"}, Case{"aaa", "012", "012-"},
                         Case{"aaa", "222", "2---"}, Case{"mmm", "21", "1111"}, Case{"ama", "210", "0111"},
@@ -79,7 +79,7 @@ TEST(EventTest, TestsAndResets) {
   }
 }
 
-TEST(EventTest, AWaitLastsItsTime) {
+TEST(EventTest, AWaitLastsUntilItsTimeOut) {
   Event event(Kind::AutoReset);
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(Short(WaitForAny({&event}, milliseconds(120))), "-");
@@ -89,7 +89,7 @@ TEST(EventTest, AWaitLastsItsTime) {
   EXPECT_EQ(Short(WaitForAny({&event}, milliseconds(-5))), "-") << "a time that is over already";
 }
 
-/// Each of many threads takes signals until the stop, which it is told by false.
+/// Several threads take signals until `stop`, for which `take` returns false.
 void ExpectEverySignalTakenOnce(const std::function<bool(Event& stop, Event& token)>& take) {
   Event token(Kind::AutoReset);
   Event taken(Kind::AutoReset);
@@ -118,13 +118,13 @@ void ExpectEverySignalTakenOnce(const std::function<bool(Event& stop, Event& tok
   EXPECT_EQ(stopped, static_cast<int>(threads.size())) << "a manual-reset event ends all waits";
 }
 
-TEST(EventTest, EverySignalOfAnAutoResetEventEndsOneWaitOfMany) {
+TEST(EventTest, EachSignalOfAnAutoResetEventEndsOneWait) {
   ExpectEverySignalTakenOnce([](Event& stop, Event& token) {
     return WaitForAny({&stop, &token}).Signalled(1);
   });
 }
 
-TEST(EventTest, OfThreadsThatTestAtTheSameMomentOneWins) {
+TEST(EventTest, OnlyOneOfSeveralTestingThreadsGetsTheSignal) {
   ExpectEverySignalTakenOnce([](Event& stop, Event& token) {
     while (!stop.TryWait()) {
       if (token.TryWait()) return true;
@@ -134,7 +134,7 @@ TEST(EventTest, OfThreadsThatTestAtTheSameMomentOneWins) {
   });
 }
 
-TEST(ThreadTest, RunsItsBodyAsAMemberOfTheMultithreadedApartment) {
+TEST(ThreadTest, RunsItsBodyInTheMultithreadedApartment) {
   Thread thread;
   EXPECT_FALSE(thread.Running());
   EXPECT_FALSE(thread.IsCurrent());
@@ -166,7 +166,7 @@ TEST(ThreadTest, RunsItsBodyAsAMemberOfTheMultithreadedApartment) {
   EXPECT_TRUE(again);
 }
 
-TEST(ThreadTest, AStepThatFailsIsToldOfUnlessMemoryRanOut) {
+TEST(ThreadTest, ReportsAFailingStepUnlessMemoryRanOut) {
   std::vector<std::string> told;
   const auto run = [&](auto step) {
     return platform::RunStep(step, [&](std::string_view what) {
@@ -181,7 +181,7 @@ TEST(ThreadTest, AStepThatFailsIsToldOfUnlessMemoryRanOut) {
   EXPECT_EQ(told, (std::vector<std::string>{"broken", "unknown exception"}));
 }
 
-TEST(ThreadTest, ItsOwnerWaitsForTheBodyUnlessItWasDetached) {
+TEST(ThreadTest, TheDestructorWaitsForTheBodyUnlessDetached) {
   Event go(Kind::ManualReset);
   std::atomic<bool> ended = false;
   const auto body = [&] {
@@ -197,7 +197,7 @@ TEST(ThreadTest, ItsOwnerWaitsForTheBodyUnlessItWasDetached) {
   }
   EXPECT_TRUE(ended);
 
-  // The thread may still be in Set() when this wait ends, so it owns the events too.
+  // The thread may still be in Set() when this wait ends, so it shares ownership of the events.
   const auto detachedGo = std::make_shared<Event>(Kind::ManualReset);
   const auto detachedEnded = std::make_shared<Event>(Kind::ManualReset);
   {

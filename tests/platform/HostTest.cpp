@@ -59,7 +59,7 @@ class NetworkAddressesTest : public ::testing::Test {
 using AddressBackends = ::testing::Types<SystemAddresses, SimulatedAddresses>;
 TYPED_TEST_SUITE(NetworkAddressesTest, AddressBackends);
 
-TYPED_TEST(NetworkAddressesTest, EveryAddressHasAMaskAnInterfaceAndTakesASocket) {
+TYPED_TEST(NetworkAddressesTest, EveryAddressHasAMaskAndAnInterfaceAndCanBeBound) {
   const auto rows = this->backend_.addresses.Addresses();
   ASSERT_TRUE(rows.has_value());
   ASSERT_FALSE(rows->empty());
@@ -80,14 +80,14 @@ TYPED_TEST(NetworkAddressesTest, EveryAddressHasAMaskAnInterfaceAndTakesASocket)
               ::testing::Contains(::testing::Field(&platform::AddressRow::address, ParseIpv4("127.0.0.1"))));
 }
 
-TYPED_TEST(NetworkAddressesTest, AnInterfaceThatIsNotThereIsNotDescribed) {
+TYPED_TEST(NetworkAddressesTest, AnUnknownInterfaceHasNoRow) {
   EXPECT_FALSE(this->backend_.addresses.Interface(0x7FFFFFF0).has_value());
   EXPECT_FALSE(this->backend_.addresses.Interface(0).has_value());
   EXPECT_EQ(platform::InterfaceIndexOfName(L"no such interface"), std::nullopt);
   EXPECT_EQ(platform::InterfaceIndexOfName(L""), std::nullopt);
 }
 
-TEST(AddressChangeWatchTest, EndsWithTheTimeOrTheStop) {
+TEST(AddressChangeWatchTest, EndsAtTheTimeOutOrOnStop) {
   using Outcome = platform::AddressChangeWatch::Outcome;
   const auto watch = platform::WatchAddressChanges();
   ASSERT_NE(watch, nullptr);
@@ -106,7 +106,7 @@ TEST(AddressChangeWatchTest, EndsWithTheTimeOrTheStop) {
   EXPECT_EQ(watch->Wait(stop, wake, milliseconds(20000)), Outcome::Stopped);
 }
 
-/// The same for the system's backend and its fake.
+/// Runs one check over the system's backend and its fake.
 template <typename Interface>
 void ForSystemAndFake(Interface& system, Interface& fake, void (*check)(Interface&)) {
   {
@@ -117,8 +117,8 @@ void ForSystemAndFake(Interface& system, Interface& fake, void (*check)(Interfac
   check(fake);
 }
 
-TEST(ReverseLookupTest, ThisHostHasANameForEveryThreadThatAsks) {
-  const SystemAddresses library;  // Where names come through the socket library it has to be there.
+TEST(ReverseLookupTest, FindsTheNameOfThisHostOnSeveralThreads) {
+  const SystemAddresses library;  // Look-ups that go through the socket library need it started.
   FakeReverseLookup fake;
   fake.SetName("127.0.0.1", "localhost");
   ForSystemAndFake<platform::ReverseLookup>(
@@ -140,7 +140,7 @@ TEST(ReverseLookupTest, ThisHostHasANameForEveryThreadThatAsks) {
       });
 }
 
-TEST(ProcessTableTest, ThisProcessRunsUnderItsOwnStampAndAnIdOfNobodyDoesNotRun) {
+TEST(ProcessTableTest, ThisProcessRunsUnderItsStampAndAnUnusedIdDoesNotRun) {
   FakeProcessTable fake;
   fake.Start(platform::CurrentProcessId());
   ForSystemAndFake<platform::ProcessTable>(
@@ -183,7 +183,7 @@ TEST(SystemProcessTableDeathTest, AProcessThatHasEndedDoesNotRun) {
   EXPECT_NE(platform::SystemProcessTable().StartStamp(child), stamp);
 }
 
-/// The calendar on the wall, in seconds, as the C library tells it.
+/// Local time in seconds, from the C library.
 std::int64_t WallSeconds() {
   const std::time_t now = std::time(nullptr);
   const std::tm local = *std::localtime(&now);
@@ -194,7 +194,7 @@ std::int64_t WallSeconds() {
          seconds(1);
 }
 
-TEST(ClockTest, LocalFileTimeIsTheTimeOnTheWall) {
+TEST(ClockTest, LocalFileTimeIsLocalTime) {
   const std::int64_t before = WallSeconds();
   const FILETIME time = platform::LocalFileTime();
   const std::int64_t after = WallSeconds();

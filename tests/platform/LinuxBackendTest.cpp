@@ -28,7 +28,7 @@
 namespace kellanseek::test {
 namespace {
 
-/// A child process that lasts until it is let go, and is then left uncollected.
+/// A child process that runs until LetGo() and then stays a zombie.
 class Child {
  public:
   enum class FirstThread { Stays, Ends };
@@ -48,7 +48,7 @@ class Child {
     };
     if (firstThread == FirstThread::Stays) last();
     std::thread(last).detach();
-    syscall(SYS_exit, 0);  // of this thread alone, without unwinding
+    syscall(SYS_exit, 0);  // ends this thread only, without unwinding
   }
   void LetGo() {
     close(hold_[1]);
@@ -69,7 +69,7 @@ class Child {
   pid_t process_ = -1;
 };
 
-TEST(LinuxBackendTest, AProcessThatHasEndedButIsNotCollectedDoesNotRun) {
+TEST(LinuxBackendTest, AZombieProcessDoesNotRun) {
   platform::ProcessTable& table = platform::SystemProcessTable();
   Child child(Child::FirstThread::Stays);
   const std::uint64_t stamp = table.StartStamp(child.Id());
@@ -100,7 +100,7 @@ TEST(LinuxBackendTest, ThreadsBlockTheApplicationsSignals) {
   EXPECT_FALSE(sigismember(&inThread, SIGSEGV)) << "a fault is for the crash handler to see";
 }
 
-TEST(LinuxBackendTest, AWaitForADescriptorThatTheProgramHasClosedFails) {
+TEST(LinuxBackendTest, WaitingOnADescriptorClosedByTheProgramFails) {
   platform::UdpNetwork& network = platform::SystemUdpNetwork();
   platform::SocketError error = 0;
   const auto socket = network.CreateSocket(error);
@@ -119,7 +119,7 @@ TEST(LinuxBackendTest, AWaitForADescriptorThatTheProgramHasClosedFails) {
   EXPECT_EQ(receive().outcome, Outcome::Nothing);
 }
 
-TEST(LinuxBackendTest, AThreadThatIsEndedEndsQuietly) {
+TEST(LinuxBackendTest, ThreadCancellationPassesThroughQuietly) {
   bool wentOn = false;
   platform::Thread thread;
   ASSERT_FALSE(thread.Start("ending", [&] {
@@ -143,7 +143,7 @@ TEST(LinuxBackendTest, AProcessWhoseFirstThreadHasEndedStillRuns) {
   child.Collect();
 }
 
-TEST(LinuxBackendTest, AStrangeProgramNameHidesNothing) {
+TEST(LinuxBackendTest, AnyProgramNameIsParsed) {
   char before[16];
   ASSERT_EQ(prctl(PR_GET_NAME, before), 0);
   platform::ProcessTable& table = platform::SystemProcessTable();
@@ -156,8 +156,8 @@ TEST(LinuxBackendTest, AStrangeProgramNameHidesNothing) {
   prctl(PR_SET_NAME, before);
 }
 
-/// Run by the next tests, in processes of its own. Another thread has its say in the middle of a message.
-TEST(LinuxBackendTest, TracesAWord) {
+/// Run by the following tests in child processes. Another thread writes a message in the middle of the first.
+TEST(LinuxBackendTest, TracesToTheConfiguredSink) {
   const auto write = [](const wchar_t* text) { platform::ProcessDebugOutput().Write(text); };
   write(L"wo");
   std::thread([&] {
@@ -168,7 +168,7 @@ TEST(LinuxBackendTest, TracesAWord) {
   write(L"\n");
 }
 
-/// That both messages are there, each of them whole and headed by its time, process and thread.
+/// Both messages must be present, each whole and preceded by its time, process and thread.
 bool HasBoth(const std::string& trace) {
   static const std::regex kBoth(
       R"((\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z) (\d+):(\d+) other\n\S+Z \2:(?!\3 )\2 word\n)");
@@ -177,12 +177,13 @@ bool HasBoth(const std::string& trace) {
 
 constexpr uid_t kNobody = 65534;
 
-/// The exit code of `program`, which is this one or a copy, when that user lets it trace to `sink`.
+/// Runs `program`, this one or a copy, as that user with traces to `sink`. Returns its exit code.
 int TraceIn(const std::string& program, uid_t user, const std::string& sink, int errors = STDERR_FILENO) {
   const std::string trace = "KELLANSEEK_TRACE=" + sink;
   const pid_t child = fork();
   if (child == 0) {
-    const char* const arguments[] = {program.c_str(), "--gtest_filter=LinuxBackendTest.TracesAWord",
+    const char* const arguments[] = {program.c_str(),
+                                     "--gtest_filter=LinuxBackendTest.TracesToTheConfiguredSink",
                                      "--gtest_brief=1", nullptr};
     const char* const environment[] = {trace.c_str(), nullptr};
     dup2(errors, STDERR_FILENO);
@@ -195,7 +196,7 @@ int TraceIn(const std::string& program, uid_t user, const std::string& sink, int
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-TEST(LinuxBackendTest, ATraceThatNobodyReadsEndsNoProcess) {
+TEST(LinuxBackendTest, AClosedTracePipeDoesNotEndTheProcess) {
   int closed[2];
   ASSERT_EQ(pipe(closed), 0);
   close(closed[0]);
@@ -203,7 +204,7 @@ TEST(LinuxBackendTest, ATraceThatNobodyReadsEndsNoProcess) {
   close(closed[1]);
 }
 
-/// What TracesAWord leaves on its standard error.
+/// The output of TracesToTheConfiguredSink on standard error.
 std::string ErrorsWithTraceTo(const ScratchDirectory& scratch, const std::string& sink) {
   scratch.Write("errors", "");
   const int errors = open(scratch.File("errors").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
@@ -212,7 +213,7 @@ std::string ErrorsWithTraceTo(const ScratchDirectory& scratch, const std::string
   return scratch.Read("errors");
 }
 
-TEST(LinuxBackendTest, ATraceIsWholeOrItsSinkIsComplainedOf) {
+TEST(LinuxBackendTest, WritesWholeMessagesOrReportsAnInvalidSink) {
   const ScratchDirectory scratch;
   EXPECT_PRED1(HasBoth, ErrorsWithTraceTo(scratch, "stderr"));
   EXPECT_EQ(ErrorsWithTraceTo(scratch, ""), "");
@@ -237,7 +238,7 @@ TEST(LinuxBackendTest, ATraceNeverWaitsForItsReader) {
   close(full[1]);
 }
 
-TEST(LinuxBackendTest, ATraceFileTurnsOver) {
+TEST(LinuxBackendTest, ATraceFileIsRenamedAtItsSizeLimit) {
   constexpr std::uintmax_t kGreatest = 10 * 1024 * 1024;
   const ScratchDirectory scratch;
   for (const std::string content : {"", "first"}) {
@@ -250,7 +251,7 @@ TEST(LinuxBackendTest, ATraceFileTurnsOver) {
   }
 }
 
-TEST(LinuxBackendTest, AProgramWithRaisedPrivilegesWritesNoFileOfItsUsersChoice) {
+TEST(LinuxBackendTest, AProgramWithRaisedPrivilegesIgnoresTheTraceVariable) {
   if (geteuid() != 0) GTEST_SKIP() << "only the superuser can raise a program's privileges";
   const ScratchDirectory scratch;
   const std::string program = scratch.File("program");
@@ -267,7 +268,7 @@ TEST(LinuxBackendTest, AProgramWithRaisedPrivilegesWritesNoFileOfItsUsersChoice)
   EXPECT_EQ(scratch.Read("private"), "");
 }
 
-TEST(LinuxBackendTest, AnAddressThatIsNotOursCannotBeBound) {
+TEST(LinuxBackendTest, AForeignAddressCannotBeBound) {
   platform::SocketError error = 0;
   const auto socket = platform::SystemUdpNetwork().CreateSocket(error);
   ASSERT_NE(socket.get(), nullptr) << error;

@@ -15,10 +15,10 @@ using namespace std::string_literals;
 struct Conversion {
   std::string narrow;
   std::wstring wide;
-  std::string back;  ///< What the wide text becomes; the narrow one again unless something was not defined.
+  std::string back;  ///< The wide text converted back; differs from `narrow` only if a byte is undefined.
 };
 
-/// By the value of KELLANSEEK_CODEPAGE; "" is the default and what stands in for an unknown name.
+/// Keyed by the value of KELLANSEEK_CODEPAGE. "" is the default, also used for an unknown name.
 const std::map<std::string, std::vector<Conversion>>& Conversions() {
   static const std::map<std::string, std::vector<Conversion>> conversions = {
       {"",
@@ -48,7 +48,7 @@ TEST(NamedCodePageTest, ConvertsBothWays) {
   }
 }
 
-TEST(NamedCodePageTest, WhatTheCodePageCannotHoldBecomesAQuestionMark) {
+TEST(NamedCodePageTest, CharactersOutsideTheCodePageBecomeQuestionMarks) {
   const char* const named = std::getenv("KELLANSEEK_CODEPAGE");
   const bool holdsAll = named != nullptr && std::string(named) == "UTF-8";
   EXPECT_EQ(platform::ToNarrow(L"<\u0E01>"), holdsAll ? "<\xE0\xB8\x81>" : "<?>");

@@ -6,7 +6,7 @@
 
 namespace kellanseek::test {
 
-/// While this lives, a test that the superuser runs may do no more than anybody else. For tests with one
+/// Drops the superuser's rights during its lifetime, for tests of missing permissions. For tests with one
 /// thread.
 class OrdinaryUser {
  public:

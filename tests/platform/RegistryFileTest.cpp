@@ -34,11 +34,11 @@ class RegistryFileTest : public ::testing::Test {
   RegistryFile store{scratch.File("registry")};
 };
 
-TEST_F(RegistryFileTest, KeepsEveryLineThatAChangeDoesNotConcern) {
+TEST_F(RegistryFileTest, KeepsUnrelatedLines) {
   struct Case {
     const char* what;
     std::string before;
-    std::string after;  ///< Once n=new was written to the key A\B.
+    std::string after;  ///< After n=new is written to the key A\B.
   };
   const Case cases[] = {
       {"empty store", "", "[A\\B]\nn=new\n"},
@@ -89,7 +89,7 @@ TEST_F(RegistryFileTest, RegisteringAgainAndAgainDoesNotGrowTheFile) {
   EXPECT_EQ(cycle(), first);
 }
 
-TEST_F(RegistryFileTest, GivesBackExactlyWhatWasWritten) {
+TEST_F(RegistryFileTest, ReadsBackExactlyTheWrittenTexts) {
   for (const wchar_t* const value :
        {L"", L" ends in blanks \t", L"a=b", L"# no comment", L"[no section]", L"\u00E4\u20AC\U0001F600",
         L"tab\there", L"\xDC80 from a byte", L"\x1F\x7F"}) {
@@ -100,7 +100,7 @@ TEST_F(RegistryFileTest, GivesBackExactlyWhatWasWritten) {
   EXPECT_EQ(Value(L"hkey\\A]B[ C", L"n\u00E4ME WITH BLANKS"), L"x");
 }
 
-TEST_F(RegistryFileTest, RefusesWhatItCouldNotGiveBack) {
+TEST_F(RegistryFileTest, RefusesTextsThatCannotBeReadBack) {
   scratch.Write("registry", "[A\\B]\nn=1\n");
   const auto refused = [&](const std::wstring& key, const std::wstring& name, const std::wstring& value) {
     EXPECT_EQ(store.Write(key, name, value), E_INVALIDARG) << ::testing::PrintToString(key + name + value);
@@ -115,7 +115,7 @@ TEST_F(RegistryFileTest, RefusesWhatItCouldNotGiveBack) {
   EXPECT_EQ(scratch.Read("registry"), "[A\\B]\nn=1\n");
 }
 
-TEST_F(RegistryFileTest, BoundsTheValueThatIsRead) {
+TEST_F(RegistryFileTest, LimitsTheLengthOfAValue) {
   EXPECT_EQ(store.Write(kKey, L"n", L"12345"), S_OK);
   std::wstring value = L"before";
   EXPECT_TRUE(FAILED(store.Read(kKey, L"n", 4, value)));
@@ -123,7 +123,7 @@ TEST_F(RegistryFileTest, BoundsTheValueThatIsRead) {
   EXPECT_EQ(store.Read(kKey, L"n", 5, value), S_OK);
 }
 
-TEST_F(RegistryFileTest, AMissingStoreIsEmptyAndIsMadeOnWriting) {
+TEST_F(RegistryFileTest, AMissingStoreIsEmptyAndCreatedOnWriting) {
   RegistryFile deep(scratch.File("one/two/registry"));
   std::wstring value;
   EXPECT_EQ(deep.Read(kKey, L"n", kRoom, value), S_FALSE);
@@ -133,7 +133,7 @@ TEST_F(RegistryFileTest, AMissingStoreIsEmptyAndIsMadeOnWriting) {
   EXPECT_EQ(deep.Read(kKey, L"n", kRoom, value), S_OK);
 }
 
-TEST_F(RegistryFileTest, SaysWhyAStoreCannotBeChangedAndLeavesItAlone) {
+TEST_F(RegistryFileTest, ReportsWhyAStoreCannotBeChangedAndKeepsIt) {
   const std::string content = "[A\\B]\nn=1\n";
   const auto refused = [&](const wchar_t* reason, HRESULT expected) {
     EXPECT_EQ(store.Write(L"A\\B", L"n", L"2"), expected);
@@ -157,7 +157,7 @@ TEST_F(RegistryFileTest, SaysWhyAStoreCannotBeChangedAndLeavesItAlone) {
   EXPECT_EQ(Value(L"A\\B", L"n"), L"(failed)");
 }
 
-TEST_F(RegistryFileTest, SaysThatPermissionIsMissing) {
+TEST_F(RegistryFileTest, ReportsMissingPermission) {
   scratch.Write("registry", "[A\\B]\nn=1\n");
   ASSERT_EQ(::chmod(scratch.Path().c_str(), 0555), 0);
   {
@@ -186,7 +186,7 @@ TEST_F(RegistryFileTest, KeepsLinksAndPermissionsAndLeavesNoTemporaryFilesBehind
   }
 }
 
-TEST_F(RegistryFileTest, AUsersOwnBeginsAsACopyOfTheMachinesAndOnlyOnWriting) {
+TEST_F(RegistryFileTest, AUsersStoreIsCreatedOnWritingAsACopyOfTheMachines) {
   const std::string machine = "[A\\B]\nn=1\n";
   scratch.Write("machine", machine);
   RegistryFile own(scratch.File("own"), scratch.File("machine"));
@@ -203,13 +203,14 @@ TEST_F(RegistryFileTest, AUsersOwnBeginsAsACopyOfTheMachinesAndOnlyOnWriting) {
   EXPECT_NE(own.LastErrorText().find(L"machine is damaged"), std::wstring::npos);
 }
 
-TEST_F(RegistryFileTest, WhatAUserTakesBackLeavesWhatTheMachineHas) {
+TEST_F(RegistryFileTest, TakingBackRestoresTheMachinesKeys) {
   struct Case {
     const char* what;
     const char* machine;
     const char* own;
     HRESULT result;
-    const char* after;  ///< Once A\B was taken back; null when the file has gone with what adds nothing.
+    const char*
+        after;  ///< After A\B is taken back; null if the file is then deleted because it adds nothing.
   };
   const Case cases[] = {
       {"nothing of the user's", "[A\\B]\nn=1\n", "[A\\B]\nn=1\n[C]\nx=2\n", S_OK, "[A\\B]\nn=1\n[C]\nx=2\n"},
@@ -244,7 +245,7 @@ TEST_F(RegistryFileTest, WhatAUserTakesBackLeavesWhatTheMachineHas) {
   EXPECT_EQ(store.DropNeedlessStore(), S_FALSE) << "it takes no other's place";
 }
 
-TEST_F(RegistryFileTest, WritersAtTheSameTimeLoseNothing) {
+TEST_F(RegistryFileTest, ConcurrentWritersLoseNothing) {
   constexpr int kWrites = 15;
   const auto write = [&](int writer) {
     for (int i = 0; i < kWrites; ++i) {

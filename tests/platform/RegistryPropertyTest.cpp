@@ -37,7 +37,7 @@ std::vector<std::string> Comments(std::string_view store) {
   return comments;
 }
 
-/// Some lines of a store, sound ones and others.
+/// Random lines of a store, valid and invalid.
 rc::Gen<std::string> AnyStore() {
   const auto line = rc::gen::oneOf(
       rc::gen::map(rc::gen::elementOf(kKeys), [](const std::string& key) { return "[" + key + "]\n"; }),
@@ -70,8 +70,8 @@ void EraseTree(Model& model, const std::string& tree) {
   });
 }
 
-/// What clients read with the contract's reader is what the component wrote, whatever else is in the store.
-RC_GTEST_PROP(RegistryProperty, TheReaderSeesWhatTheWriterDid, ()) {
+/// The public header's reader returns what the component wrote, whatever else the store contains.
+RC_GTEST_PROP(RegistryProperty, TheReaderFindsEveryWrittenValue, ()) {
   std::string store = *AnyStore();
   const std::vector<std::string> comments = Comments(store);
   Model model = ReadAll(store);
@@ -92,7 +92,7 @@ RC_GTEST_PROP(RegistryProperty, TheReaderSeesWhatTheWriterDid, ()) {
   }
 }
 
-RC_GTEST_PROP(RegistryProperty, ATreeTakenBackIsThatOfTheOtherStoreAndTheRestStays, ()) {
+RC_GTEST_PROP(RegistryProperty, TakingBackRestoresOneTreeAndKeepsTheRest, ()) {
   const std::string before = *AnyStore();
   const std::string other = *AnyStore();
   const std::string key = *rc::gen::elementOf(kKeys);

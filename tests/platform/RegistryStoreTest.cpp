@@ -14,7 +14,7 @@ namespace {
 
 const std::wstring kKey = L"HKEY_CLASSES_ROOT\\KelLanSeek.KelLanSeek\\CLSID";
 
-TEST(RegistryStoreTest, TheContractsReaderFindsWhatTheStoreWrites) {
+TEST(RegistryStoreTest, ThePublicReaderFindsTheStoresValues) {
   const ScratchRegistry scratch;
   platform::RegistryStore& store = platform::SystemRegistryStore();
   ASSERT_EQ(store.Write(kKey, L"", L"{2B474DCE-7759-49B8-B088-5A5DE5943E2F}"), S_OK);
@@ -25,7 +25,7 @@ TEST(RegistryStoreTest, TheContractsReaderFindsWhatTheStoreWrites) {
   EXPECT_EQ(com::ReadRegistryDefault(key), std::nullopt);
 }
 
-TEST(RegistryStoreTest, WhoMayNotWriteTheMachinesStoreGetsOneOfTheirOwn) {
+TEST(RegistryStoreTest, AUserWithoutWritePermissionGetsTheirOwnStore) {
   const ScratchRegistry scratch;
   ASSERT_EQ(::chmod(scratch.Directory().c_str(), 0777), 0);
   ScratchRegistry::SetEnvironment("KELLANSEEK_REGISTRY", nullptr);

@@ -13,7 +13,7 @@ namespace {
 using platform::kNoAddress;
 using platform::ParseIpv4;
 
-TEST(Ipv4Test, ReadsWhatTheClassicConversionReads) {
+TEST(Ipv4Test, AcceptsTheFormsOfTheClassicConversion) {
   const auto expect = [](std::uint32_t host, const std::vector<std::string>& texts) {
     for (const std::string& text : texts) {
       SCOPED_TRACE(text.substr(0, 30));
@@ -58,7 +58,7 @@ TEST(Ipv4Test, ReadsWhatTheClassicConversionReads) {
   EXPECT_EQ(ParseIpv4(L"1.2.3.4\u4E00"), kNoAddress);
 }
 
-TEST(Ipv4Test, WritesWhatItReads) {
+TEST(Ipv4Test, FormatsWhatItParses) {
   for (const char* text : {"0.0.0.0", "1.2.3.4", "10.0.0.255", "192.168.100.9", "255.255.255.255"}) {
     const std::string narrow = text;
     EXPECT_EQ(platform::FormatIpv4(ParseIpv4(narrow)), narrow);
@@ -77,7 +77,7 @@ TEST(CodePageTest, AsciiIsTheSameInEveryCodePage) {
   EXPECT_EQ(platform::ToNarrow(L""), "");
 }
 
-TEST(CodePageTest, AWideTextKeepsItsCapacity) {
+TEST(CodePageTest, AssignWideReusesTheCapacity) {
   std::wstring wide(200, L'x');
   const wchar_t* const memory = wide.data();
   for (const std::size_t length : {150U, 3U, 0U, 200U}) {
@@ -87,7 +87,7 @@ TEST(CodePageTest, AWideTextKeepsItsCapacity) {
   }
 }
 
-TEST(CodePageTest, KeysAreEqualExactlyForEqualTexts) {
+TEST(CodePageTest, LocaleKeysAreEqualExactlyForEqualTexts) {
   std::vector<std::wstring> texts = {L"", L"a", L"A", L"ab", L"a b", L"Stra\u00DFe", L"Strasse"};
   for (const wchar_t* const more : {L"\u00C4nderung", L"{7A1C-22}", L"{7a1c-22}"}) texts.emplace_back(more);
   texts.emplace_back(600, L'k');

@@ -73,10 +73,10 @@ template <typename Backend>
 class UdpSocketTest : public ::testing::Test {
  protected:
   static constexpr std::size_t kCapacity = 1000;
-  static constexpr milliseconds kPatience{10000};  ///< For what is certain to come.
-  static constexpr milliseconds kShort{50};        ///< For what is not to come.
+  static constexpr milliseconds kPatience{10000};  ///< For datagrams that must arrive.
+  static constexpr milliseconds kShort{50};        ///< For datagrams that must not arrive.
 
-  /// What a socket got, in words: "0:text", "1:error" or "nothing".
+  /// A receiver's result as text: "0:text", "1:error", "nothing", ...
   static std::string Words(const Received& received) {
     switch (received.outcome) {
       case Outcome::Nothing: return "nothing";
@@ -107,8 +107,8 @@ class UdpSocketTest : public ::testing::Test {
   std::string Next(DatagramReceiver& receiver) { return Words(receiver.ReceiveOne(stop_, kPatience)); }
   std::string NothingMore(DatagramReceiver& receiver) { return Words(receiver.ReceiveOne(stop_, kShort)); }
 
-  /// Gives this test two ports, and a receiver at the first of them: the first of each four is held alone by
-  /// the process that uses the others.
+  /// Reserves two ports for this test and creates a receiver at the first. Test processes take ports in
+  /// groups of four; the process that holds the first of a group owns the others.
   void SetUp() override {
     std::random_device random;
     do {
@@ -141,7 +141,7 @@ class UdpSocketTest : public ::testing::Test {
 using Backends = ::testing::Types<System, Simulation>;
 TYPED_TEST_SUITE(UdpSocketTest, Backends);
 
-TYPED_TEST(UdpSocketTest, APortIsSharedByThoseWhoAllAskedForIt) {
+TYPED_TEST(UdpSocketTest, APortIsSharedOnlyIfAllSocketsReuseIt) {
   struct Case {
     bool firstReuses, secondReuses, works;
   };
@@ -156,7 +156,7 @@ TYPED_TEST(UdpSocketTest, APortIsSharedByThoseWhoAllAskedForIt) {
   }
 }
 
-TYPED_TEST(UdpSocketTest, WhatIsSentLeavesWithTheBoundAddressAndPort) {
+TYPED_TEST(UdpSocketTest, DatagramsLeaveFromTheBoundAddressAndPort) {
   const auto sender = this->Listener(this->portB_);
   ASSERT_EQ(sender->SendTo("hello", this->address_, this->portA_), 0);
   const Received received = this->Receive();
@@ -167,7 +167,7 @@ TYPED_TEST(UdpSocketTest, WhatIsSentLeavesWithTheBoundAddressAndPort) {
   EXPECT_NE(sender->SendTo(std::string(70000, 'x'), this->address_, this->portA_), 0);
 }
 
-TYPED_TEST(UdpSocketTest, AByteBehindTheDatagramIsOursToWrite) {
+TYPED_TEST(UdpSocketTest, TheByteAfterADatagramIsWritable) {
   const std::vector<std::string> texts = {std::string(this->kCapacity, 'a'), "", "b", std::string("n\0l", 3)};
   for (const std::string& text : texts) ASSERT_EQ(this->Send(text), 0);
   for (const std::string& text : texts) {
@@ -177,7 +177,7 @@ TYPED_TEST(UdpSocketTest, AByteBehindTheDatagramIsOursToWrite) {
   }
 }
 
-TYPED_TEST(UdpSocketTest, ADatagramOverTheCapacityIsAnErrorAndTheNextIsNot) {
+TYPED_TEST(UdpSocketTest, AnOversizedDatagramIsAnErrorAndTheNextIsReceived) {
   for (const std::size_t size : {this->kCapacity + 1, std::size_t{1}, std::size_t{60000}, std::size_t{2}}) {
     ASSERT_EQ(this->Send(std::string(size, 'x')), 0);
   }
@@ -188,7 +188,7 @@ TYPED_TEST(UdpSocketTest, ADatagramOverTheCapacityIsAnErrorAndTheNextIsNot) {
   EXPECT_EQ(this->NothingMore(*this->receiver_), "nothing");
 }
 
-TYPED_TEST(UdpSocketTest, OfSeveralReadySocketsTheFirstInTheSetComesFirst) {
+TYPED_TEST(UdpSocketTest, TheFirstReadySocketOfTheSetComesFirst) {
   const auto early = this->Listener(this->portB_);
   const auto receiver = this->ReceiverOf({early.get(), this->listener_.get()});
   for (const char* text : {"1", "2", "3"}) ASSERT_EQ(this->Send(text), 0);
@@ -196,7 +196,7 @@ TYPED_TEST(UdpSocketTest, OfSeveralReadySocketsTheFirstInTheSetComesFirst) {
   this->ExpectNext(*receiver, {"0:a", "0:b", "1:1", "1:2", "1:3"});
 }
 
-TYPED_TEST(UdpSocketTest, AWaitEndsWithItsTimeOrTheStopAlsoWhenDatagramsWait) {
+TYPED_TEST(UdpSocketTest, AWaitEndsAtItsTimeOutOrOnStopEvenIfDatagramsWait) {
   milliseconds begin = this->backend_.Now();
   EXPECT_EQ(this->Words(this->Receive(milliseconds(120))), "nothing");
   EXPECT_GE(this->backend_.Now() - begin, milliseconds(100));
@@ -217,9 +217,10 @@ TYPED_TEST(UdpSocketTest, AWaitEndsWithItsTimeOrTheStopAlsoWhenDatagramsWait) {
   this->ExpectNext(*this->receiver_, {"0:2", "0:3", "0:4"});
 }
 
-TYPED_TEST(UdpSocketTest, ManyMoreDatagramsThanOneReadAreHandedOnInOrder) {
+TYPED_TEST(UdpSocketTest, KeepsTheOrderOfDatagramsAcrossReads) {
   int next = 0;
-  // In portions that every system's buffers hold; the last of each is left over while the next is sent.
+  // In portions that fit every system's buffers. The last datagram of each is left over while the next is
+  // sent.
   for (int portion = 1; portion <= 200; ++portion) {
     for (int i = 0; i < 100; ++i) ASSERT_EQ(this->Send(std::to_string((portion - 1) * 100 + i)), 0);
     for (; next < portion * 100 - 1; ++next) {
@@ -230,7 +231,7 @@ TYPED_TEST(UdpSocketTest, ManyMoreDatagramsThanOneReadAreHandedOnInOrder) {
   EXPECT_EQ(this->NothingMore(*this->receiver_), "nothing");
 }
 
-TYPED_TEST(UdpSocketTest, EverySocketOfAPortGetsItsCopyOfABroadcast) {
+TYPED_TEST(UdpSocketTest, EverySocketOfAPortReceivesEachBroadcast) {
   const bool system = std::is_same_v<TypeParam, System>;
   if (system && UnderWine()) GTEST_SKIP() << "Wine delivers no broadcasts on the loopback";
   if (!TypeParam::kLoopbackBroadcasts) GTEST_SKIP() << "the loopback of this system carries no broadcasts";
@@ -242,7 +243,7 @@ TYPED_TEST(UdpSocketTest, EverySocketOfAPortGetsItsCopyOfABroadcast) {
   EXPECT_EQ(this->NothingMore(*receiver), "nothing");
 }
 
-TYPED_TEST(UdpSocketTest, ABroadcastNeedsThePermission) {
+TYPED_TEST(UdpSocketTest, BroadcastingRequiresSetBroadcast) {
   const auto socket = this->Socket();
   ASSERT_EQ(socket->Bind(this->address_, this->mask_, 0), 0);
   EXPECT_NE(socket->SendTo("all", this->broadcast_, this->portA_), 0);

@@ -22,7 +22,7 @@ using namespace std::string_literals;
 
 constexpr const char* kLatin1 = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
 
-/// ASCII text as UTF-16 with a byte order mark.
+/// ASCII text in UTF-16 with a byte order mark.
 std::string Utf16(std::string_view text) {
   std::string bytes = "\xFF\xFE";
   for (const char letter : text) bytes += {letter, '\0'};
@@ -39,7 +39,7 @@ class XmlDocumentTest : public ::testing::Test {
     why.clear();
     return platform::CreateXmlDocument(document) == S_OK && document->Load(path, why) == S_OK;
   }
-  /// The declared encoding; "none" when there is none, "failed" when the question failed.
+  /// The declared encoding, "none" if there is none, or "failed".
   std::wstring Encoding() {
     std::wstring encoding;
     auto step = XmlDocument::EncodingStep::FirstChild;
@@ -63,7 +63,7 @@ class XmlDocumentTest : public ::testing::Test {
   std::wstring why;
 };
 
-TEST_F(XmlDocumentTest, TellsTheDeclaredEncoding) {
+TEST_F(XmlDocumentTest, ReturnsTheDeclaredEncoding) {
   struct Case {
     const char* what;
     std::string content;
@@ -88,7 +88,7 @@ TEST_F(XmlDocumentTest, TellsTheDeclaredEncoding) {
   }
 }
 
-TEST_F(XmlDocumentTest, RefusesWhatIsNotAWholeDocument) {
+TEST_F(XmlDocumentTest, RejectsIncompleteDocuments) {
   const std::pair<const char*, std::string> cases[] = {
       {"empty", ""},
       {"blanks", std::string(100000, ' ')},
@@ -109,7 +109,7 @@ TEST_F(XmlDocumentTest, RefusesWhatIsNotAWholeDocument) {
   }
 }
 
-TEST_F(XmlDocumentTest, RefusesEntitiesOfAnyKind) {
+TEST_F(XmlDocumentTest, RejectsEntitiesOfAnyKind) {
   std::string bomb = kLatin1 + "<!DOCTYPE a [<!ENTITY b0 \"boom\">"s;
   for (int i = 1; i < 30; ++i) {
     const std::string before = "&b" + std::to_string(i - 1) + ";";
@@ -130,7 +130,7 @@ TEST_F(XmlDocumentTest, ReadsNoExternalDocumentType) {
   EXPECT_EQ(TextOf(Root(L"a")), L"in");
 }
 
-TEST_F(XmlDocumentTest, RefusesDeepNesting) {
+TEST_F(XmlDocumentTest, RejectsDeepNesting) {
   for (const int depth : {1000, 1000000}) {
     std::string content = kLatin1;
     for (int i = 0; i < depth; ++i) content += "<a>";
@@ -140,7 +140,7 @@ TEST_F(XmlDocumentTest, RefusesDeepNesting) {
   }
 }
 
-TEST_F(XmlDocumentTest, SelectsChildrenByNameAndLeavesTheOutputAloneWhereThereIsNone) {
+TEST_F(XmlDocumentTest, SelectsChildrenByNameOrLeavesTheOutputUnchanged) {
   ASSERT_TRUE(Load(kLatin1 +
                    "<root><other/><b>1</b><deep><b>no</b></deep><B>2</B><!-- <b>no</b> --><b>3</b></root>"s));
   const auto root = Root(L"root");
@@ -165,12 +165,12 @@ TEST_F(XmlDocumentTest, SelectsChildrenByNameAndLeavesTheOutputAloneWhereThereIs
   EXPECT_EQ(names, (std::vector<std::wstring>{L"other", L"b", L"deep", L"B", L"b"}));
 }
 
-TEST_F(XmlDocumentTest, GivesTheWholeTextOfAnElement) {
+TEST_F(XmlDocumentTest, ReturnsTheWholeTextOfAnElement) {
   ASSERT_TRUE(Load(kLatin1 + "<a>caf\xE9 <b>&lt;in&gt;</b><![CDATA[<raw>]]><!-- not this -->&#65;</a>"s));
   EXPECT_EQ(TextOf(Root(L"a")), L"caf\u00E9 <in><raw>A");
 }
 
-TEST_F(XmlDocumentTest, KnowsAfterAFailureNothingOfTheFileBefore) {
+TEST_F(XmlDocumentTest, AFailedLoadDropsThePreviousDocument) {
   ASSERT_TRUE(Load(kLatin1 + "<a/>"s));
   scratch.Write("file.xml", "<broken");
   EXPECT_NE(document->Load(scratch.WideFile("file.xml"), why), S_OK);
@@ -178,7 +178,7 @@ TEST_F(XmlDocumentTest, KnowsAfterAFailureNothingOfTheFileBefore) {
   EXPECT_NE(document->SelectRoot(L"a", root), S_OK);
 }
 
-TEST_F(XmlDocumentTest, KnowsTheLineOfEveryElement) {
+TEST_F(XmlDocumentTest, ReportsTheLineOfEveryElement) {
   std::string many;
   for (int i = 0; i < 70000; ++i) many += "<one>1</one>\n";
   ASSERT_TRUE(Load(kLatin1 + "<list>\n<!-- <one>\n> -->\n<other a='\n>' b=\">\"><one/>\n</other><empty/>\n"s +
@@ -195,25 +195,25 @@ TEST_F(XmlDocumentTest, KnowsTheLineOfEveryElement) {
   EXPECT_EQ(two->Line(), 8U);
 }
 
-TEST_F(XmlDocumentTest, BoundsTheSize) {
+TEST_F(XmlDocumentTest, LimitsTheFileSize) {
   const std::string piece = "<!--" + std::string(1 << 20, ' ') + "-->";
   const std::string tail = "</a>";
   std::string content = kLatin1 + "<a>"s;
   while (content.size() + piece.size() + tail.size() <= XmlDocument::kMaxFileBytes) content += piece;
   content += std::string(XmlDocument::kMaxFileBytes - content.size() - tail.size(), ' ') + tail;
-  // Wine's parser has a limit of its own, of ten million bytes.
+  // Wine's parser has its own limit of ten million bytes.
   EXPECT_EQ(Load(content), !UnderWine()) << "exactly the limit";
   EXPECT_FALSE(Load(content + "\n")) << "one byte more";
 }
 
-TEST_F(XmlDocumentTest, RefusesAMissingFileAndADirectory) {
+TEST_F(XmlDocumentTest, RejectsAMissingFileAndADirectory) {
   EXPECT_FALSE(LoadPath(scratch.WideFile("missing.xml")));
   EXPECT_FALSE(why.empty());
   EXPECT_FALSE(LoadPath(scratch.Wide()));
   EXPECT_FALSE(why.empty());
 }
 
-TEST_F(XmlDocumentTest, NeedsNoThreadThatHasJoinedCom) {
+TEST_F(XmlDocumentTest, WorksOnThreadsWithoutCom) {
   CoUninitialize();
   EXPECT_TRUE(Load(kLatin1 + "<a>\n two  words\t</a>"s));
   EXPECT_EQ(TextOf(Root(L"a")), L"two  words");

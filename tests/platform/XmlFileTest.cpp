@@ -35,7 +35,7 @@ TEST_F(XmlFileTest, NeverWaitsForAPipeOrADevice) {
   }
 }
 
-TEST_F(XmlFileTest, SaysThatPermissionIsMissing) {
+TEST_F(XmlFileTest, ReportsMissingPermission) {
   scratch_.Write("file.xml", "<a/>");
   ASSERT_EQ(::chmod(scratch_.File("file.xml").c_str(), 0), 0);
   const OrdinaryUser user;
@@ -43,14 +43,14 @@ TEST_F(XmlFileTest, SaysThatPermissionIsMissing) {
   EXPECT_NE(why_.find(L"ermission"), std::wstring::npos);
 }
 
-TEST_F(XmlFileTest, RefusesAGibibyteWithoutReadingIt) {
+TEST_F(XmlFileTest, RejectsAGibibyteWithoutReadingIt) {
   scratch_.Write("file.xml", "");
   ASSERT_EQ(::truncate(scratch_.File("file.xml").c_str(), off_t{1} << 30), 0);
   EXPECT_TRUE(FAILED(Load(path_)));
   EXPECT_NE(why_.find(L"16 MiB"), std::wstring::npos);
 }
 
-TEST_F(XmlFileTest, TellsTheNameOfAnEncodingAsItStands) {
+TEST_F(XmlFileTest, ReturnsTheEncodingNameUnchanged) {
   scratch_.Write("file.xml", "<?xml version='1.0' encoding='latin1'?><a/>");
   ASSERT_EQ(Load(path_), S_OK);
   std::wstring text;

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// The thread of the tests is what a client's thread is: a member of the multithreaded apartment.
+/// Initialises COM for the main thread, as a client does.
 class Apartment : public testing::Environment {
  public:
   void SetUp() override { ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }

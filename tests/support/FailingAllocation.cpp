@@ -27,7 +27,7 @@ void* operator new(std::size_t size) {
   if (void* const memory = Allocate(size)) return memory;
   throw std::bad_alloc();
 }
-// The sanitizers have one of their own, whose memory the operators below could not take back.
+// The sanitizers define this operator too, with memory that the operators below could not free.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
 
 void operator delete(void* memory) noexcept { std::free(memory); }
@@ -40,7 +40,7 @@ namespace kellanseek::test {
 
 FailingAllocation::FailingAllocation(std::size_t after) { allocationsLeft = after; }
 FailingAllocation::~FailingAllocation() { allocationsLeft = kNever; }
-// The count ran through 0 to the value that stands for "never".
+// Once the failure has happened, the counter has wrapped around from 0 to kNever.
 bool FailingAllocation::Happened() const { return allocationsLeft == kNever; }
 
 }  // namespace kellanseek::test

@@ -4,7 +4,7 @@
 
 namespace kellanseek::test {
 
-/// Skips a test where allocations cannot be made to fail: the thread sanitizer keeps the operators to itself.
+/// Skips a test if allocations cannot be made to fail: the thread sanitizer replaces the operators itself.
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 #define KELLANSEEK_NO_FAILING_ALLOCATIONS 1
@@ -16,8 +16,8 @@ namespace kellanseek::test {
 #define NEEDS_FAILING_ALLOCATIONS() static_cast<void>(0)
 #endif
 
-/// While it lives, one allocation of the calling thread fails: the one that comes after so many others. One
-/// at a time on each thread.
+/// During its lifetime one allocation of the calling thread fails: the one after `after` others. Only one
+/// object per thread at a time.
 class FailingAllocation {
  public:
   explicit FailingAllocation(std::size_t after);
@@ -25,7 +25,7 @@ class FailingAllocation {
   FailingAllocation(const FailingAllocation&) = delete;
   FailingAllocation& operator=(const FailingAllocation&) = delete;
 
-  /// Whether there were so many allocations.
+  /// Whether the failure has occurred.
   bool Happened() const;
 };
 

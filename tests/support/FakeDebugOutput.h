@@ -9,7 +9,7 @@
 
 namespace kellanseek::test {
 
-/// Keeps what is written. Callable from any thread.
+/// Records all writes. Thread-safe.
 class FakeDebugOutput : public platform::DebugOutput {
  public:
   bool Enabled() const override { return true; }
@@ -22,7 +22,7 @@ class FakeDebugOutput : public platform::DebugOutput {
     const std::lock_guard lock(mutex_);
     return writes_;
   }
-  /// The messages of the traces, each of which is five writes with the message in the fourth.
+  /// The messages of the traces. A trace is five writes, of which the fourth is the message.
   std::vector<std::wstring> Messages() const {
     const std::vector<std::wstring> writes = Writes();
     std::vector<std::wstring> messages;

@@ -13,7 +13,7 @@
 
 namespace kellanseek::test {
 
-/// A host whose addresses the test says. Callable from any thread.
+/// A host whose addresses the test sets. Thread-safe.
 class FakeNetworkAddresses : public platform::NetworkAddresses {
  public:
   void AddInterface(std::uint32_t index, std::initializer_list<std::uint8_t> physicalAddress) {
@@ -37,7 +37,7 @@ class FakeNetworkAddresses : public platform::NetworkAddresses {
       return row.address == wanted;
     });
   }
-  /// From now on the system cannot say which addresses it has.
+  /// Makes Addresses() fail from now on.
   void Fail() {
     const std::lock_guard lock(mutex_);
     fails_ = true;

@@ -8,10 +8,10 @@
 
 namespace kellanseek::test {
 
-/// The processes of a host as the test says. Callable from any thread.
+/// Processes started and ended by the test. Thread-safe.
 class FakeProcessTable : public platform::ProcessTable {
  public:
-  /// A process starts under this id, in the place of one that had it before.
+  /// Starts a process with this id, replacing an earlier one.
   void Start(std::uint32_t processId) {
     const std::lock_guard lock(mutex_);
     running_[processId] = ++lastStamp_;

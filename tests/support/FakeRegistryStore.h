@@ -10,7 +10,7 @@
 
 namespace kellanseek::test {
 
-/// A registry in memory. For one thread.
+/// A registry in memory. Not thread-safe.
 class FakeRegistryStore : public platform::RegistryStore {
  public:
   using Name = std::pair<std::wstring, std::wstring>;  ///< Key and value name.
@@ -46,10 +46,10 @@ class FakeRegistryStore : public platform::RegistryStore {
   std::wstring LastErrorText() override { return readOnly ? L"the store is read-only" : L""; }
 
   std::map<Name, std::wstring> values;
-  std::vector<std::wstring> removed;  ///< What was removed, in order.
+  std::vector<std::wstring> removed;  ///< Removed keys, in order.
   bool readOnly = false;
-  std::wstring refused;              ///< A value that cannot be kept; empty for none.
-  std::set<std::wstring> otherSize;  ///< Keys that programs of the other size have.
+  std::wstring refused;              ///< A value that Write() refuses; empty for none.
+  std::set<std::wstring> otherSize;  ///< Keys that exist for programs of the other word size.
 };
 
 }  // namespace kellanseek::test

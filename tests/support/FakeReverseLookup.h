@@ -14,17 +14,16 @@
 
 namespace kellanseek::test {
 
-/// A name service that knows what the test says. Callable from any thread.
+/// A name service with the names set by the test. Thread-safe.
 class FakeReverseLookup : public platform::ReverseLookup {
  public:
   void SetName(std::string_view address, std::string name) {
     const std::lock_guard lock(mutex_);
     names_[platform::ParseIpv4(address)] = std::move(name);
   }
-  /// Runs at the start of every look-up, on its thread, with nothing held. To be set before the first
-  /// look-up.
+  /// Called at the start of every look-up, on its thread, with no lock held. Set it before the first look-up.
   void OnLookup(std::function<void(platform::Ipv4)> action) { onLookup_ = std::move(action); }
-  /// Waits until so many look-ups have been answered.
+  /// Waits until `count` look-ups have been answered.
   void WaitForLookups(std::size_t count) {
     std::unique_lock lock(mutex_);
     answered_.wait(lock, [&] { return lookups_ >= count; });

@@ -14,7 +14,7 @@
 
 namespace kellanseek::test {
 
-/// What a sink was told.
+/// The content of a received event.
 struct ReceivedEvent {
   std::wstring text;
   ULONG userDef = 0;
@@ -22,7 +22,7 @@ struct ReceivedEvent {
   bool otherFieldsZero = false;
 };
 
-/// A client's sink: keeps what it is told and answers with what `onNotify` says.
+/// A client's sink. Records the events and returns the result of `onNotify`.
 class FakeSink final : public IKelObjectEvents {
  public:
   using Answer = std::function<HRESULT(const ReceivedEvent& event)>;
@@ -31,7 +31,7 @@ class FakeSink final : public IKelObjectEvents {
     return KelComPtr<FakeSink>::Attach(new FakeSink(std::move(onNotify)));
   }
 
-  /// Runs when the last reference has gone, on that thread.
+  /// Called after the last release, on that thread.
   void OnDestroyed(std::function<void()> action) { onDestroyed_ = std::move(action); }
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
@@ -61,8 +61,7 @@ class FakeSink final : public IKelObjectEvents {
 
   ULONG References() const { return references_; }
 
-  /// Waits until that many calls have ended, and gives what they brought (a test that waits in vain gets what
-  /// there is after ten seconds).
+  /// Waits until `count` calls have ended and returns their events. After ten seconds returns what there is.
   std::vector<ReceivedEvent> WaitFor(std::size_t count) {
     std::unique_lock lock(mutex_);
     changed_.wait_for(lock, std::chrono::seconds(10), [&] { return events_.size() >= count; });
@@ -75,7 +74,7 @@ class FakeSink final : public IKelObjectEvents {
   }
 
  private:
-  /// Notes a call when it ends, whichever way.
+  /// Records a call when it ends, even by an exception.
   class Completion {
    public:
     Completion(FakeSink& sink, const ReceivedEvent& event) : sink_(sink), event_(event) {}

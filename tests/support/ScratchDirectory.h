@@ -9,7 +9,7 @@
 
 namespace kellanseek::test {
 
-/// A directory of one test's own, which goes when this goes. Its path is plain ASCII.
+/// A directory for one test, deleted at destruction. Its path is plain ASCII.
 class ScratchDirectory {
  public:
   ScratchDirectory() {

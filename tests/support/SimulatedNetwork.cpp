@@ -233,7 +233,7 @@ void SimulatedNetwork::Arrive(SimulatedHost& host, const SimulatedHost::Attachme
   for (SimulatedSocket* socket : host.sockets_) {
     if (!socket->Hears(at, datagram.port)) continue;
     socket->arrived.push_back(datagram);
-    // A unicast is for one of those that share the address only.
+    // A unicast goes to only one of the sockets that share the address.
     if (!at.IsBroadcast(datagram.destination)) break;
   }
   if (host.onArrival_) host.onArrival_();

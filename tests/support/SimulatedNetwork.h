@@ -21,18 +21,18 @@ namespace kellanseek::test {
 class SimulatedNetwork;
 class SimulatedSocket;
 
-/// One host of a simulated network: the network as its programs see it.
+/// A host of a simulated network, as seen by its programs.
 class SimulatedHost : public platform::UdpNetwork {
  public:
-  /// The errors of its sockets.
+  /// Error codes of its sockets.
   enum Error : platform::SocketError { kInUse = 1, kNoSuchAddress, kUnreachable, kForbidden, kTooLong };
 
   SimulatedHost(SimulatedNetwork& network, std::uint8_t number) : network_(network), number_(number) {}
 
-  /// Plugs the host into a broadcast domain under an address, and pulls it out.
+  /// Connects the host to a broadcast domain under an address, and disconnects it.
   void Attach(int domain, std::string_view address, std::string_view mask);
   void Detach(std::string_view address);
-  /// Runs after each datagram that arrives.
+  /// Called after each datagram that arrives.
   void OnArrival(std::function<void()> action) { onArrival_ = std::move(action); }
 
   platform::SocketError Startup() override { return 0; }
@@ -44,7 +44,7 @@ class SimulatedHost : public platform::UdpNetwork {
     return error == kNoSuchAddress || error == kUnreachable;
   }
 
-  FakeNetworkAddresses addresses;  ///< What the host knows of its interfaces.
+  FakeNetworkAddresses addresses;  ///< The interfaces and addresses of this host.
 
  private:
   friend SimulatedNetwork;
@@ -62,7 +62,7 @@ class SimulatedHost : public platform::UdpNetwork {
 
   SimulatedNetwork& network_;
   const std::uint8_t number_;
-  int side_ = 0;  ///< Hosts on different sides do not hear each other.
+  int side_ = 0;  ///< Hosts on different sides of a partition do not receive each other's datagrams.
   std::uint8_t interfaces_ = 0;
   std::uint16_t lastFreePort_ = 49151;
   std::vector<Attachment> attachments_;
@@ -70,20 +70,20 @@ class SimulatedHost : public platform::UdpNetwork {
   std::function<void()> onArrival_;
 };
 
-/// Several hosts on broadcast domains, in virtual time and on one thread. All chance comes from one seed,
-/// which failures name; the environment variable KELLANSEEK_SEED sets it.
+/// Several hosts on broadcast domains, in virtual time and on one thread. All random choices derive from one
+/// seed, which failures report; the environment variable KELLANSEEK_SEED sets it.
 class SimulatedNetwork {
  public:
   using Time = std::chrono::microseconds;
 
-  /// What happens to datagrams between hosts. A jitter above 0 also reorders them.
+  /// Conditions for datagrams between hosts. Jitter also reorders them.
   struct Weather {
     double loss = 0;
     double duplicates = 0;
     Time delay{200};
     Time jitter{0};
   };
-  /// A datagram as it was sent, once for all who hear it.
+  /// A sent datagram, recorded once for all receivers.
   struct Sent {
     Time time{0};
     platform::Ipv4 source = 0;
@@ -96,18 +96,18 @@ class SimulatedNetwork {
   explicit SimulatedNetwork(std::uint32_t seed = ChooseSeed());
 
   SimulatedHost& AddHost();
-  /// Cuts these hosts off from all others; and takes all cuts back.
+  /// CutOff() separates these hosts from all others; Heal() ends all separations.
   void CutOff(const std::vector<SimulatedHost*>& hosts);
   void Heal();
 
   Time Now() const { return now_; }
-  /// Runs an action once the time has come; those of the same time in the order in which they were given.
+  /// Runs an action at this time. Actions at the same time run in the order of these calls.
   void At(Time time, std::function<void()> action) {
     actions_.push({time, nextAction_++, std::move(action)});
   }
-  /// Runs an action periodically, for the first time after one period.
+  /// Runs an action once every period, first after one period.
   void Every(Time period, std::function<void()> action);
-  /// Lets time pass until the predicate holds; false when it does not hold at the deadline.
+  /// Advances the time until the predicate holds. Returns false if it does not hold by the deadline.
   bool RunUntil(const std::function<bool()>& predicate, Time deadline);
   void RunFor(Time duration) {
     RunUntil([] { return false; }, now_ + duration);

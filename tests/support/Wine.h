@@ -4,8 +4,8 @@
 
 namespace kellanseek::test {
 
-/// Whether the tests run under Wine, which differs from Windows in places; the build says so. docs/windows.md
-/// has the list.
+/// Whether the tests run under Wine, according to the build. docs/windows.md lists its differences from
+/// Windows.
 inline bool UnderWine() { return std::getenv("KELLANSEEK_UNDER_WINE") != nullptr; }
 
 }  // namespace kellanseek::test

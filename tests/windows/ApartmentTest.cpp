@@ -11,8 +11,8 @@ namespace {
 
 using kellanseek::test::UnderWine;
 
-/// An object of a single-threaded client that may be called from any thread all the same: it is marshalled as
-/// it is.
+/// An object of a single-threaded client that may still be called from any thread: it aggregates the
+/// free-threaded marshaller.
 class Sink final : public IKelObjectEvents {
  public:
   Sink() { CoCreateFreeThreadedMarshaler(this, marshaler_.Put()); }
@@ -40,8 +40,8 @@ class Sink final : public IKelObjectEvents {
   KelComPtr<IUnknown> marshaler_;
 };
 
-/// The component as a program sees it whose thread is a single-threaded apartment: through the marshaller
-/// that finds its interfaces in the registered type library.
+/// The component in a program whose thread is a single-threaded apartment. Calls pass through the marshaller,
+/// which uses the registered type library.
 class SingleThreadedApartment : public testing::Test {
  protected:
   void SetUp() override {
@@ -62,7 +62,7 @@ class SingleThreadedApartment : public testing::Test {
   ComponentModule module_;
 };
 
-TEST_F(SingleThreadedApartment, ReadsWhatTheComponentKnows) {
+TEST_F(SingleThreadedApartment, ReturnsTheComponentsData) {
   InApartment([] {
     KelComPtr<IKelLanSeek> seek;
     ASSERT_EQ(
@@ -101,7 +101,7 @@ TEST_F(SingleThreadedApartment, ReadsWhatTheComponentKnows) {
   });
 }
 
-TEST_F(SingleThreadedApartment, GivesRecordsThatHoldObjects) {
+TEST_F(SingleThreadedApartment, ReturnsRecordsWithObjects) {
   if (UnderWine()) GTEST_SKIP() << "Wine's marshaller for type libraries leaves out pointers in records";
   InApartment([] {
     KelComPtr<IKelLanSeek> seek;

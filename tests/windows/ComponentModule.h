@@ -6,8 +6,8 @@
 
 #include <kellanseek/KelLanSeek.h>
 
-/// The built component, loaded by its path (environment variable KELLANSEEK_TEST_MODULE) for the life of a
-/// scope.
+/// The built component, loaded by its path (environment variable KELLANSEEK_TEST_MODULE) during the object's
+/// lifetime.
 class ComponentModule {
  public:
   ComponentModule();

@@ -8,26 +8,26 @@
 
 namespace {
 
-/// Reads memory that is not there.
+/// Causes an access violation.
 void Fault() {
   volatile const int* nowhere = nullptr;
   static_cast<void>(*nowhere);
 }
 
-/// An exception as another compiler's code throws it: it cannot be continued.
+/// Raises an exception like another compiler's throw: it cannot be continued.
 void ThrowForeign() {
   constexpr DWORD kOtherCompilersThrow = 0xE06D7363;
   RaiseException(kOtherCompilersThrow, EXCEPTION_NONCONTINUABLE, 0, nullptr);
 }
 
-/// Uses up the stack.
+/// Overflows the stack.
 void Overflow() {
   volatile char much[4096] = {};
   if (much[0] == 0) Overflow();
   much[1] = 1;
 }
 
-/// An object of a client that fails in its own way.
+/// A client's object that fails in a given way.
 class Failing final : public IKelObjectEvents {
  public:
   virtual ~Failing() { CloseHandle(notified); }
@@ -77,7 +77,7 @@ class ClientCode : public testing::TestWithParam<void (*)()> {
   KelComPtr<IKelLanSeek> seek_;
 };
 
-TEST_P(ClientCode, AnObjectThatCannotBeReferencedIsAFailureAndNoMore) {
+TEST_P(ClientCode, FailsIfAnObjectCannotBeReferenced) {
   // On a thread of its own, because under Wine a program hangs when its first thread overflows its stack.
   std::thread([this] {
     object_.onAddRef = GetParam();
@@ -99,7 +99,7 @@ TEST_P(ClientCode, AnObjectThatCannotBeReferencedIsAFailureAndNoMore) {
   }).join();
 }
 
-TEST_P(ClientCode, ASinkThatFailsIsToldOfTheNextEvent) {
+TEST_P(ClientCode, AFailingSinkReceivesTheNextEvent) {
   sink_.onNotify = GetParam();
   KelEventParams wanted = {nullptr, &sink_, 0, 0, 0, Data};
   ULONG cookie = 0;

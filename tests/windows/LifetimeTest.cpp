@@ -15,14 +15,14 @@ namespace {
 
 using kellanseek::test::UnderWine;
 
-/// What a process holds of the system.
+/// The system resources of this process.
 struct Holdings {
   std::size_t handles = 0;
   std::size_t threads = 0;
   std::size_t bytes = 0;
 };
 
-/// Wine counts no handles of a process, but lists those of the system.
+/// Wine does not count the handles of a process, but it lists those of the system.
 std::size_t ListedHandles() {
   struct Entry {
     ULONG processId;
@@ -100,7 +100,7 @@ class Lifetime : public testing::Test {
   ComponentModule module_;
 };
 
-TEST_F(Lifetime, AThousandObjectsLeaveNothingBehind) {
+TEST_F(Lifetime, AThousandObjectsLeakNothing) {
   CreateAndRelease(50);
   const Holdings before = Measure();
   CreateAndRelease(1000);
@@ -114,7 +114,7 @@ TEST_F(Lifetime, AThousandObjectsLeaveNothingBehind) {
   EXPECT_EQ(module_.CanUnloadNow(), S_OK);
 }
 
-TEST_F(Lifetime, AListKeepsTheModuleInUse) {
+TEST_F(Lifetime, AListKeepsTheModuleLoaded) {
   IKelLanSeek* seek = nullptr;
   IKelEnumCtrlIdentity* list = nullptr;
   ASSERT_EQ(CoCreateInstance(CLSID_KelLanSeek, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek,

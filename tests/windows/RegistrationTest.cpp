@@ -66,7 +66,7 @@ class Registration : public testing::Test {
   ComponentModule module_;
 };
 
-TEST_F(Registration, WritesExactlyItsKeys) {
+TEST_F(Registration, WritesExactlyTheClassKeys) {
   ASSERT_EQ(module_.Register(), S_OK);
   const std::vector<std::pair<std::wstring, std::wstring>> expected = {
       {L"KelLanSeek.KelLanSeek.1", L"KelLanSeek Class"},
@@ -85,7 +85,7 @@ TEST_F(Registration, WritesExactlyItsKeys) {
   EXPECT_EQ(ClassesValue(kTypeLibrary), L"KelLanSeek 1.0 Type Library");
 }
 
-TEST_F(Registration, AgainRecreatesTheClassKey) {
+TEST_F(Registration, RegisteringAgainRecreatesTheClassKey) {
   ASSERT_EQ(module_.Register(), S_OK);
   AddStrayValue();
   ASSERT_EQ(Subkeys(kClass).size(), 5U);
@@ -93,7 +93,7 @@ TEST_F(Registration, AgainRecreatesTheClassKey) {
   EXPECT_EQ(Subkeys(kClass).size(), 4U);
 }
 
-TEST_F(Registration, UnregisterTakesEverythingBackAndMayBeRepeated) {
+TEST_F(Registration, UnregisterRemovesEverythingAndMayBeRepeated) {
   ASSERT_EQ(module_.Register(), S_OK);
   EXPECT_EQ(module_.Unregister(), S_OK);
   EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek.1"), std::nullopt);
@@ -114,7 +114,7 @@ TEST_F(Registration, ClassIsCreatedByIdentifierAndByProgId) {
   EXPECT_EQ(Create<IDispatch>(CLSID_KelLanSeek, IID_IDispatch), E_NOINTERFACE);
 }
 
-TEST_F(Registration, TheNamesStayForProgramsOfTheOtherSize) {
+TEST_F(Registration, ProgIdsStayWhileTheOtherWordSizeIsRegistered) {
   const std::wstring key = L"Software\\Classes\\" + kClass;
   constexpr REGSAM kOtherView = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
   HKEY other = nullptr;
@@ -122,7 +122,7 @@ TEST_F(Registration, TheNamesStayForProgramsOfTheOtherSize) {
                             &other, nullptr),
             ERROR_SUCCESS);
   RegCloseKey(other);
-  // A 32-bit system has one set of classes.
+  // A 32-bit system has only one set of classes.
   HKEY own = nullptr;
   const bool apart = RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &own) != ERROR_SUCCESS;
   if (!apart) RegCloseKey(own);
@@ -136,7 +136,7 @@ TEST_F(Registration, TheNamesStayForProgramsOfTheOtherSize) {
   EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek"), std::nullopt);
 }
 
-TEST_F(Registration, TheTypeLibraryStaysForProgramsOfTheOtherSize) {
+TEST_F(Registration, TheTypeLibraryStaysWhileTheOtherWordSizeIsRegistered) {
   const std::wstring classes = L"Software\\Classes\\";
   const std::wstring otherFile =
       classes + kTypeLibrary + (sizeof(void*) == 8 ? L"\\0\\win32" : L"\\0\\win64");
@@ -166,7 +166,7 @@ TEST_F(Registration, TheTypeLibraryStaysForProgramsOfTheOtherSize) {
   RegDeleteTreeW(HKEY_LOCAL_MACHINE, (classes + kTypeLibrary.substr(0, kTypeLibrary.rfind(L'\\'))).c_str());
 }
 
-/// Registration for the calling user alone is asked for.
+/// Registers for the calling user alone.
 class UserRegistration : public Registration {
  protected:
   UserRegistration() { SetEnvironmentVariableW(L"KELLANSEEK_REGISTER", L"user"); }
@@ -177,10 +177,10 @@ class UserRegistration : public Registration {
   }
 };
 
-TEST_F(UserRegistration, KeepsToTheUsersOwnKeysAndIsTakenBack) {
+TEST_F(UserRegistration, UsesOnlyTheUsersKeysAndRemovesThem) {
   std::vector<std::wstring> keys = {L"KelLanSeek.KelLanSeek", L"KelLanSeek.KelLanSeek.1\\CLSID",
                                     kClass + L"\\InprocServer32"};
-  // Wine registers a type library for everybody, and looks for classes among the machine's only.
+  // Wine registers a type library for all users, and looks up classes only among the machine's.
   if (!UnderWine()) keys.push_back(kTypeLibrary);
   for (int time = 0; time < 2; ++time) {
     ASSERT_EQ(module_.Register(), S_OK);

@@ -34,7 +34,7 @@ TEST_F(Resources, ProjectNameIsString100) {
   EXPECT_EQ(std::wstring(name.data()), L"KelLanSeek");
 }
 
-TEST_F(Resources, TheModuleIsItsOwnTypeLibrary) {
+TEST_F(Resources, TheModuleContainsItsTypeLibrary) {
   ITypeLib* library = nullptr;
   ASSERT_EQ(LoadTypeLibEx(module_.Path().c_str(), REGKIND_NONE, &library), S_OK);
   TLIBATTR* attributes = nullptr;
@@ -47,7 +47,7 @@ TEST_F(Resources, TheModuleIsItsOwnTypeLibrary) {
   library->Release();
 }
 
-TEST_F(Resources, VersionSaysWhatTheFileIs) {
+TEST_F(Resources, VersionResourceDescribesTheFile) {
   const std::filesystem::path folder = std::filesystem::path(module_.Path()).parent_path();
   for (const wchar_t* name : {L"KelLanSeek.dll", L"kelseek.exe", L"kelsim.exe"}) {
     const std::wstring file = (folder / name).wstring();
@@ -57,7 +57,7 @@ TEST_F(Resources, VersionSaysWhatTheFileIs) {
   }
 }
 
-TEST_F(Resources, ToolsAskForTheRightsOfTheirCaller) {
+TEST_F(Resources, ToolsRunWithTheRightsOfTheirCaller) {
   for (const wchar_t* name : {L"kelseek.exe", L"kelsim.exe"}) {
     const auto file = std::filesystem::path(module_.Path()).parent_path() / name;
     const HMODULE program = LoadLibraryExW(file.wstring().c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
@@ -71,7 +71,7 @@ TEST_F(Resources, ToolsAskForTheRightsOfTheirCaller) {
   }
 }
 
-/// A manifest in force for the life of a scope.
+/// Activates a manifest during its lifetime.
 class Manifest {
  public:
   explicit Manifest(const std::filesystem::path& file) {
@@ -100,7 +100,7 @@ class Manifest {
   bool active_ = false;
 };
 
-TEST_F(Resources, ManifestMakesTheClassKnownWithoutRegistration) {
+TEST_F(Resources, ManifestActivatesTheClassWithoutRegistration) {
   const auto create = [] {
     CLSID clsid = {};
     HRESULT result = CLSIDFromProgID(L"KelLanSeek.KelLanSeek.1", &clsid);

@@ -9,11 +9,11 @@
 
 namespace {
 
-/// What a type library says of one type.
+/// A type as described by the type library.
 struct Described {
   TYPEATTR attributes = {};
   std::map<std::wstring, ULONG> fields;           ///< Offsets of a record's fields.
-  std::map<std::wstring, std::wstring> pointees;  ///< What those of them point to that point to a named type.
+  std::map<std::wstring, std::wstring> pointees;  ///< Target types of the fields that point to a named type.
   std::map<std::wstring, LONG> constants;         ///< Values of an enumeration.
   std::vector<std::wstring> methods;              ///< The interface's own methods, in slot order.
 };
@@ -31,7 +31,7 @@ std::wstring MemberName(ITypeInfo& type, MEMBERID member) {
   return TakeName(name);
 }
 
-/// The name of the type that a field points to; empty when it has none.
+/// The name of the type that a field points to; empty if it has none.
 std::wstring Pointee(ITypeInfo& type, const TYPEDESC& field) {
   ITypeInfo* pointee = nullptr;
   if (field.vt != VT_PTR || field.lptdesc->vt != VT_USERDEFINED ||
@@ -100,7 +100,7 @@ class TypeLibrary : public testing::Test {
   std::map<std::wstring, Described> types_;
 };
 
-TEST_F(TypeLibrary, RecordsLieAsTheCompilerLaysThem) {
+TEST_F(TypeLibrary, RecordsMatchTheCompilersLayout) {
   EXPECT_EQ(types_[L"KelRetrievalParams"].attributes.cbSizeInstance, sizeof(KelRetrievalParams));
   EXPECT_EQ(types_[L"KelRetrievalParams"].fields,
             (std::map<std::wstring, ULONG>{{L"mark", 0}, {L"cursor", 4}, {L"noOfElts", 20}, {L"bLast", 24}}));
@@ -113,24 +113,24 @@ TEST_F(TypeLibrary, RecordsLieAsTheCompilerLaysThem) {
   EXPECT_EQ(types_[L"AvailableCtrlsListItem"].attributes.cbSizeInstance, sizeof(AvailableCtrlsListItem));
 }
 
-TEST_F(TypeLibrary, IdentifiersInRecordsAreTheSystems) {
+TEST_F(TypeLibrary, IdentifiersInRecordsUseTheSystemType) {
   EXPECT_EQ(types_[L"VCInterface"].pointees[L"vc_riid"], L"GUID");
   EXPECT_EQ(types_[L"KelEventParams"].pointees[L"riid"], L"GUID");
 }
 
-TEST_F(TypeLibrary, InterfacesHaveTheirIdentifiersAndSlots) {
+TEST_F(TypeLibrary, InterfacesMatchTheirIdentifiersAndSlots) {
   EXPECT_TRUE(IsEqualGUID(types_[L"KelLanSeek"].attributes.guid, CLSID_KelLanSeek));
   EXPECT_TRUE(IsEqualGUID(types_[L"IKelCtrlIdentity3"].attributes.guid, IID_IKelCtrlIdentity3));
   EXPECT_EQ(types_[L"IKelLanSeek"].methods,
             (std::vector<std::wstring>{L"GetCtrlList", L"RefreshForID", L"GetCtrlFromSystemID",
                                        L"GetCtrlFromIPAddress", L"Ping", L"UnpackSubscriptionData",
                                        L"GetCtrlFromURL"}));
-  // Three methods of IUnknown, seventeen of the first generation, one of the second, one of its own.
+  // Three methods of IUnknown, seventeen of IKelCtrlIdentity, one of IKelCtrlIdentity2, one of its own.
   EXPECT_EQ(types_[L"IKelCtrlIdentity3"].attributes.cbSizeVft, 22 * sizeof(void*));
   EXPECT_EQ(types_[L"KelLanSeek"].attributes.cImplTypes, 10);
 }
 
-TEST_F(TypeLibrary, EnumerationsHaveTheirValues) {
+TEST_F(TypeLibrary, EnumerationsMatchTheirValues) {
   EXPECT_EQ(types_[L"LanSeekEventReason"].constants.size(), 9U);
   EXPECT_EQ(types_[L"LanSeekEventReason"].constants[L"CtrlReconnected"], CtrlReconnected);
   EXPECT_EQ(types_[L"KelCtrlType"].constants[L"RemoteVC"], RemoteVC);

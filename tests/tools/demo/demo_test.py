@@ -1,4 +1,4 @@
-"""The demo as people run it: it shows what it promises, and leaves nothing behind however it ends."""
+"""The demo as users run it: it prints the announced output, and leaves nothing behind however it ends."""
 
 import os
 import pathlib
@@ -22,7 +22,7 @@ def interfaces():
 
 
 class Demo:
-    """A run of the demo. What it starts inherits a mark in its environment, and makes files in a directory of ours."""
+    """A run of the demo. Its processes inherit a marker in their environment and create files in a directory of ours."""
 
     def __init__(self, test, *arguments):
         self._test = test
@@ -49,7 +49,7 @@ class Demo:
                 self._test.skipTest(line)
 
     def finish(self):
-        """Waits for the end, and returns the exit code when nothing is left of the run."""
+        """Waits for the end, checks that nothing is left of the run, and returns the exit code."""
         self.output += self.process.communicate(timeout=90 * PATIENCE)[0]
         self._test.assertEqual([], self.processes())
         self._test.assertEqual([], os.listdir(self._files.name))
@@ -71,7 +71,7 @@ class DemoTest(unittest.TestCase):
     def test_short(self):
         demo = Demo(self, "--seconds", SHORTEST)
         demo.read_until("Soft1 (SOFT-0001) runs")
-        # Three plants, the watch and two virtual controllers: the mark does find what runs.
+        # Three plants, the watch and two virtual controllers: shows that the marker finds the processes.
         self.assertGreaterEqual(len(demo.processes()), 6)
         self.assertEqual(0, demo.finish(), demo.output)
 
@@ -88,8 +88,8 @@ class DemoTest(unittest.TestCase):
                     demo.process.send_signal(number)
                     self.assertEqual(code, demo.finish(), demo.output)
 
-    def test_broken_promise_is_told(self):
-        """A plant that loses everything: nobody is ever found."""
+    def test_missing_output_is_reported(self):
+        """A plant that loses every datagram, so no controller is ever found."""
         with tempfile.TemporaryDirectory() as folder:
             plant = pathlib.Path(folder) / "kelsim"
             plant.write_text(f'#!/bin/sh\nexec {os.environ["KELLANSEEK_KELSIM"]} --loss 100 "$@"\n')

@@ -16,7 +16,7 @@ Controller Cell(const std::string& name, KelCtrlAvailability availability = Ctrl
   return controller;
 }
 
-// An event in one line: reason, state, name, and the name before.
+// An event as one line: reason, state, name and previous name.
 std::string Summary(const std::optional<Event>& event) {
   if (!event) return "nothing";
   const std::string reason = event->reason ? NameOf(*event->reason) : "known";

@@ -11,7 +11,7 @@ import tempfile
 import unittest
 
 KELSEEK = pathlib.Path(sys.argv.pop())
-MODULE_NAME = "libKelLanSeek.so.1"  # the only one that a package for users has
+MODULE_NAME = "libKelLanSeek.so.1"  # the only name in a package for users
 FOUND, NOTHING_FOUND, WRONG_USE, COMPONENT_FAILED = range(4)
 
 
