@@ -1,5 +1,5 @@
-# What a cross build takes from the build host: libraries that are nothing but headers, and GoogleTest's sources. The
-# host's own include directory never becomes visible as a whole.
+# Makes header-only libraries and GoogleTest's sources of the build host available to a cross build. The host's include
+# directory as a whole stays invisible, because its other headers belong to the wrong system.
 
 set(_host_headers ${PROJECT_BINARY_DIR}/host-headers)
 file(MAKE_DIRECTORY ${_host_headers})
@@ -14,7 +14,7 @@ add_library(kellanseek_host_headers INTERFACE)
 target_include_directories(kellanseek_host_headers SYSTEM INTERFACE ${_host_headers})
 target_link_libraries(kellanseek_options INTERFACE kellanseek_host_headers)
 
-# find_package() finds these names done already.
+# Lets find_package() succeed for these names.
 foreach(_target Boost::headers Boost::boost CLI11::CLI11 nlohmann_json::nlohmann_json)
   add_library(${_target} INTERFACE IMPORTED GLOBAL)
 endforeach()

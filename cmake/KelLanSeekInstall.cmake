@@ -1,4 +1,4 @@
-# cmake --install: headers, component, tools, and what pkg-config and CMake need to find them.
+# cmake --install: headers, component, tools, and the files with which pkg-config and CMake find them.
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kellanseek DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -13,7 +13,7 @@ foreach(tool kelseek kelsim)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
-# Where the module is, and what a client links with: on Windows the system's own libraries for COM.
+# The module's path and a client's link libraries: on Windows the system's COM libraries.
 if(WIN32)
   set(kellanseek_module ${CMAKE_INSTALL_BINDIR}/KelLanSeek.dll)
   set(kellanseek_client_libraries ole32 oleaut32 uuid)
@@ -27,7 +27,7 @@ endif()
 list(TRANSFORM kellanseek_client_libraries PREPEND -l OUTPUT_VARIABLE kellanseek_client_flags)
 list(JOIN kellanseek_client_flags " " kellanseek_client_flags)
 
-# The installed tree may be moved, or installed under another prefix than it was configured for.
+# Relative, because the installed tree may be moved, or installed under another prefix than the configured one.
 file(RELATIVE_PATH kellanseek_prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kellanseek.pc.in kellanseek.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kellanseek.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
@@ -39,6 +39,6 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/KelLanSeekConfigVersion.c
 install(FILES ${PROJECT_BINARY_DIR}/KelLanSeekConfig.cmake ${PROJECT_BINARY_DIR}/KelLanSeekConfigVersion.cmake
         DESTINATION ${package_dir})
 
-# cmake --install DIR --component register: the installed component becomes the one that CoCreateInstance finds.
+# cmake --install DIR --component register: registers the installed component, so that CoCreateInstance finds it.
 configure_file(${PROJECT_SOURCE_DIR}/cmake/Register.cmake.in Register.cmake @ONLY)
 install(SCRIPT ${PROJECT_BINARY_DIR}/Register.cmake COMPONENT register EXCLUDE_FROM_ALL)

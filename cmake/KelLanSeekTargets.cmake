@@ -1,4 +1,4 @@
-# How every target of the project is built, and which floor stands on which.
+# Common settings of all targets, and functions for floors and tests.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -7,7 +7,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-# What runs needs the system's own libraries only; where the compiler has a switch for all that, it is this one.
+# Programs must need only the system's own libraries; for MSVC this setting is enough.
 set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 
 find_program(KELLANSEEK_CCACHE ccache)
@@ -31,7 +31,7 @@ if(WIN32)
                              _WIN32_WINNT=0x0601)
 endif()
 
-# kellanseek_floor(NAME FLOOR...): the library of one folder of src/, standing on the libraries of lower folders only.
+# kellanseek_floor(NAME FLOOR...): the library of one folder of src/, linked only to the libraries of the lower floors.
 function(kellanseek_floor name)
   target_link_libraries(kellanseek_${name} PUBLIC kellanseek_options)
   foreach(lower IN LISTS ARGN)
@@ -39,8 +39,8 @@ function(kellanseek_floor name)
   endforeach()
 endfunction()
 
-# kellanseek_test(NAME SOURCES FILE... LIBRARIES TARGET...): one test program; every case in it is a test of its own, but
-# where an emulator has to be started for each the program is one test.
+# kellanseek_test(NAME SOURCES FILE... LIBRARIES TARGET...): one test program. Each of its cases is a separate test, except
+# under an emulator, whose start for every case would take too long.
 function(kellanseek_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})

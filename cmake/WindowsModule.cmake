@@ -1,10 +1,10 @@
-# kellanseek_windows_module(TARGET): makes a shared library the Windows component: the type library and the other
-# resources, the undecorated exports, and the entry point. Without effect elsewhere.
+# kellanseek_windows_module(TARGET): turns a shared library into the Windows component: adds the type library and other
+# resources, undecorated exports and the entry point. No effect on other systems.
 #
-# kellanseek_windows_program(TARGET DESCRIPTION): gives a program its version and its manifest. Without effect elsewhere.
+# kellanseek_windows_program(TARGET DESCRIPTION): adds a version resource and a manifest. No effect on other systems.
 #
 # kellanseek_static_runtime(TARGET): links the compiler's run-time libraries into a program or module, so that it needs
-# the system's own libraries only.
+# only the system's own libraries.
 
 if(NOT WIN32)
   function(kellanseek_windows_module target)
@@ -23,7 +23,7 @@ if(MINGW)
   find_program(KELLANSEEK_WIDL NAMES ${CMAKE_SYSTEM_PROCESSOR}-w64-mingw32-widl x86_64-w64-mingw32-widl widl HINTS ${_compiler_directory} REQUIRED)
 endif()
 
-# The type library comes out at ${PROJECT_BINARY_DIR}/KelLanSeek.tlb.
+# The type library is written to ${PROJECT_BINARY_DIR}/KelLanSeek.tlb.
 function(kellanseek_type_library)
   set(idl ${PROJECT_SOURCE_DIR}/src/component/KelLanSeek.idl)
   math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
@@ -73,7 +73,7 @@ function(kellanseek_windows_module target)
   set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME KelLanSeek)
   kellanseek_static_runtime(${target})
   if(MINGW AND CMAKE_SIZEOF_VOID_P EQUAL 4)
-    # The exported names lack the compiler's decoration; the linker is to take that as meant.
+    # The exported names deliberately lack the compiler's decoration; suppresses the linker's warning.
     target_link_options(${target} PRIVATE -Wl,--enable-stdcall-fixup)
   endif()
   string(TOLOWER "${CMAKE_SYSTEM_PROCESSOR}" KELLANSEEK_ARCHITECTURE)
@@ -97,7 +97,7 @@ function(kellanseek_windows_program target description)
   set_source_files_properties(${resources} TARGET_DIRECTORY ${target} PROPERTIES
     OBJECT_DEPENDS ${manifest} INCLUDE_DIRECTORIES ${PROJECT_SOURCE_DIR}/packaging/windows)
   if(MSVC)
-    # The manifest comes from the resources; the linker is not to make another.
+    # The resources contain the manifest, so the linker must not generate another.
     target_link_options(${target} PRIVATE /MANIFEST:NO)
   endif()
 endfunction()

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Holds the floors: a folder of src/ includes only folders below it, and only the platform knows the system."""
+"""Enforces the floors: a folder of src/ includes only folders below it, and only src/platform depends on the system."""
 
 import pathlib
 import re
@@ -7,7 +7,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
-# Every floor with the floors it may include. <kellanseek/...> is open to all.
+# Each floor with the floors it may include. Every floor may include <kellanseek/...>.
 BELOW = {
     "text": set(),
     "platform": {"text"},
@@ -23,10 +23,10 @@ BELOW = {
 }
 BELOW["component"] = set(BELOW) - {"configcheck"} | {"component"}
 
-# The tools are clients: the public headers, the platform, and for the configuration commands its parsers.
+# The tools are clients: they may use the public headers and the platform, and for the configuration commands the parsers.
 TOOLS = {"text", "platform", "config", "configcheck", "diagnostics"}
 
-# The rooms of kelseek: what talks to the component, what people and programs are told, and the commands on both.
+# The rooms of kelseek: `client` talks to the component, `output` formats results, and `commands` uses both.
 ROOMS = {"client": set(), "output": {"client"}, "commands": {"client", "output"}}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"')
@@ -43,7 +43,7 @@ def faults_of(path):
     parts = name.split("/")
     for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
         if SYSTEM_CONDITION.match(line) and not name.startswith(KNOWS_SYSTEMS):
-            yield f"{name}:{number}: a condition on the operating system; put what differs behind a header of src/platform/"
+            yield f"{name}:{number}: a condition on the operating system; move the difference behind a header of src/platform/"
         match = INCLUDE.match(line)
         folder = match.group(1).split("/")[0] if match and "/" in match.group(1) else None
         if parts[:2] == ["tools", "kelseek"] and parts[2] in ROOMS and folder in set(ROOMS) - ROOMS[parts[2]] - {parts[2]}:

@@ -1,11 +1,11 @@
 # shellcheck shell=bash
-# Installing packages of the system; for sourcing.
+# Installs system packages; to be sourced.
 
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# install_packages PACKAGE...: installs what is missing; asks nothing and does nothing when all is there.
+# install_packages PACKAGE...: installs the missing packages without asking. Does nothing if none is missing.
 install_packages() {
   local missing=() package
   for package in "$@"; do

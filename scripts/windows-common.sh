@@ -1,14 +1,14 @@
 # shellcheck shell=bash
-# What the two Windows commands share; for sourcing from the project's root.
+# Shared by the Windows commands; to be sourced from the project's root.
 
 # shellcheck source=scripts/packages.sh
 . scripts/packages.sh
 
-# The loader of 32-bit programs, where the system has one.
-# shellcheck disable=SC2034  # for those who source this
+# The loader of 32-bit programs; empty if the system has none.
+# shellcheck disable=SC2034  # used by the sourcing script
 readonly wine32=/usr/lib/wine/wine
 
-# What every program under Wine gets: no display, no messages, no offers to install something.
+# Environment of all programs under Wine: no display, no messages, no offers to install anything.
 wine_environment() {
   unset DISPLAY WAYLAND_DISPLAY
   export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" KELLANSEEK_UNDER_WINE=1
@@ -19,19 +19,19 @@ install_cross_compilers() {
     python3 libboost-dev libcli11-dev nlohmann-json3-dev googletest
 }
 
-# needs_only_the_system TRIPLET FILE: fails when the file imports from anything but Windows' own libraries.
+# needs_only_the_system TRIPLET FILE: fails if the file imports from any library outside Windows.
 needs_only_the_system() {
   local imports strangers
   imports=$("$1-objdump" -p "$2" | sed -n 's/.*DLL Name: //p')
   strangers=$(grep -ivxE '(advapi32|iphlpapi|kernel32|msvcrt|ole32|oleaut32|psapi|shell32|user32|ws2_32)\.dll' \
     <<<"$imports" || true)
   [ -z "$strangers" ] && return
-  echo "dev: $2 needs more than the system: ${strangers//$'\n'/ }" >&2
+  echo "dev: $2 depends on libraries outside the system: ${strangers//$'\n'/ }" >&2
   return 1
 }
 
-# exports_plain_names TRIPLET FILE: fails unless the component exports its four entry points by the names that
-# regsvr32 and COM look for, and nothing else.
+# exports_plain_names TRIPLET FILE: fails unless the component exports exactly its four entry points, under the names
+# that regsvr32 and COM look up.
 exports_plain_names() {
   local found expected
   found=$("$1-objdump" -p "$2" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/.*\] \(.*\)/\1/p' | grep -v Table |

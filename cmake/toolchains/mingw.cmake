@@ -1,9 +1,9 @@
-# Debian's MinGW-w64 with POSIX threads. The including file says for which processor (MINGW_PROCESSOR is
-# x86_64 or i686) and what runs such programs (KELLANSEEK_WINE).
+# Debian's MinGW-w64 with POSIX threads. The including file sets the processor (MINGW_PROCESSOR, x86_64 or i686) and the
+# program that runs the results (KELLANSEEK_WINE).
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR ${MINGW_PROCESSOR})
 
-set(CMAKE_C_COMPILER ${MINGW_PROCESSOR}-w64-mingw32-gcc-posix)  # for GoogleTest, whose project asks for one
+set(CMAKE_C_COMPILER ${MINGW_PROCESSOR}-w64-mingw32-gcc-posix)  # GoogleTest's project requires a C compiler
 set(CMAKE_CXX_COMPILER ${MINGW_PROCESSOR}-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER ${MINGW_PROCESSOR}-w64-mingw32-windres)
 
