@@ -10,7 +10,7 @@ namespace kellanseek::events {
 /// The numbers of an event, in the order of its text: lanSeekID, availability, reason.
 using EventNumbers = std::array<std::int32_t, 3>;
 
-/// An event's text, "lanSeekID;availability;reason;" in signed decimal. Made without allocation.
+/// Formats an event's text, "lanSeekID;availability;reason;" in signed decimal, without allocation.
 class EventText {
  public:
   explicit EventText(const EventNumbers& numbers);
@@ -23,9 +23,9 @@ class EventText {
   std::size_t length_ = 0;
 };
 
-/// Reads an event's text as the C library's "%d;%d;%d;" does: white space before a number is skipped, the
-/// last semicolon need not be there, the rest is ignored. Numbers beyond 32 bits become the nearest limit.
-/// Returns how many numbers were read; the others keep their value.
+/// Parses an event's text like the C library's "%d;%d;%d;": skips white space before a number, does not
+/// require the last semicolon, ignores the rest, and clamps numbers to 32 bits. Returns the number of values
+/// read; the others are unchanged.
 std::size_t ScanEventText(std::wstring_view text, EventNumbers& numbers);
 
 }  // namespace kellanseek::events

@@ -21,7 +21,7 @@ std::uint64_t KeyOf(std::uint32_t lanSeekID, std::uint32_t cookie) {
   return (std::uint64_t{lanSeekID} << 32) | cookie;
 }
 
-/// "New" and "reconnected" already say more than "updated".
+/// "New" and "reconnected" tell a subscriber more than the "updated" that follows.
 bool KeepsPending(const QueuedEvent& pending, KelCtrlAvailability availability, LanSeekEventReason reason) {
   return availability == CtrlAvailable && reason == CtrlUpdated &&
          (pending.reason == CtrlNew || pending.reason == CtrlReconnected);

@@ -19,17 +19,18 @@
 
 namespace kellanseek::events {
 
-/// The first cookie that is given out.
+/// The first cookie issued.
 inline constexpr std::uint32_t kFirstCookie = 10;
 
-/// With more events waiting than this, a controller that comes and goes before a subscriber hears of it is
-/// left out.
+/// Above this number of waiting events, a controller that is removed before a subscriber has heard of it is
+/// not reported. Otherwise a hanging sink and a stream of forged controllers would grow the queue without
+/// limit.
 inline constexpr std::size_t kLongBacklog = 65536;
 
-/// One subscription. Its subscriber entry and its queued events share it, so the sink is released when the
-/// last of them goes.
+/// A subscription. The list of subscribers and the queued events share it; the sink is released with the last
+/// of them.
 struct Subscriber {
-  std::uint32_t subscriptionType = 0;  ///< The one lanSeekID that is wanted; 0 for all.
+  std::uint32_t subscriptionType = 0;  ///< The only lanSeekID of interest; 0 for all.
   KelComPtr<IKelObjectEvents> sink;
   std::uint32_t userDef = 0;
   std::uint32_t cookie = 0;
@@ -38,43 +39,43 @@ struct Subscriber {
 };
 using SubscriberRef = std::shared_ptr<const Subscriber>;
 
-/// One delivery that is still to be made to one subscriber.
+/// A delivery to one subscriber that is still due.
 struct QueuedEvent {
   std::uint32_t lanSeekID = 0;
   KelCtrlAvailability availability = CtrlAvailable;
   LanSeekEventReason reason = CtrlNew;
   SubscriberRef subscriber;
-  std::uint64_t key = 0;   ///< The lanSeekID and the subscriber's cookie.
-  bool unheardOf = false;  ///< The subscriber has not been told that there is such a controller.
+  std::uint64_t key = 0;   ///< Combines the lanSeekID and the subscriber's cookie.
+  bool unheardOf = false;  ///< The subscriber has not yet heard of the controller.
 };
 
-/// The subscribers of one component object and the events queued for them. All operations may be called from
-/// any thread; none calls a sink, and a sink is released only with no lock held. Releasing one runs client
-/// code, which may go as far as destroying the component: RemoveSubscriber() and GetNextEvent() touch nothing
-/// after it.
+/// The subscribers of a component object and their queued events. Thread-safe. No method calls a sink, and
+/// sinks are released with no lock held, because releasing one runs client code, which may even destroy the
+/// component: RemoveSubscriber() and GetNextEvent() use no member afterwards.
 class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueue {
  public:
   CEventItemsDB() = default;
 
-  /// Adds a subscription, which takes over the sink, and gives its cookie. E_FAIL, with an error text and the
-  /// cookie used up, when memory runs out.
+  /// Adds a subscription, which takes over the sink, and stores its cookie. If memory is exhausted, returns
+  /// E_FAIL with an error text; the cookie is used up all the same.
   HRESULT AddSubscriber(std::uint32_t subscriptionType, KelComPtr<IKelObjectEvents> sink,
                         std::uint32_t userDef, ULONG* cookie);
-  /// Removes a subscription; events that are queued for it are still delivered. E_FAIL, with an error text,
-  /// when there is none with that cookie.
+  /// Removes a subscription. Its queued events are still delivered. Returns E_FAIL, with an error text, for
+  /// an unknown cookie.
   HRESULT RemoveSubscriber(std::uint32_t cookie);
 
-  /// A subscriber has at most one event pending per controller. A newer one takes the place of the pending
-  /// one, except that an update leaves "new" and "reconnected" as they are, and that beyond kLongBacklog the
-  /// removal of a controller that the subscriber has not heard of takes the pending one away.
+  /// A subscriber has at most one pending event per controller, so that the queue is bounded and subscribers
+  /// receive the current state. A newer event replaces the pending one, with two exceptions: an update leaves
+  /// "new" and "reconnected" in place, and beyond kLongBacklog the removal of a controller that the
+  /// subscriber has not heard of deletes the pending event.
   bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
                   LanSeekEventReason reason) noexcept override;
 
-  /// Takes the oldest event from the queue, replacing what `event` held. False when there is none; only then
-  /// does the next QueueEvent() signal.
+  /// Moves the oldest event from the queue to `event`. Returns false if the queue is empty; only then will
+  /// the next QueueEvent() set the signal.
   bool GetNextEvent(QueuedEvent& event);
 
-  /// Auto-reset; signalled when there is something to take after GetNextEvent() found nothing.
+  /// Auto-reset event, set when the queue has an event again after GetNextEvent() returned false.
   platform::Event& QueueSignal() { return queueSignal_; }
 
  private:
@@ -93,7 +94,7 @@ class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueu
   platform::Event queueSignal_{platform::Event::Kind::AutoReset};
 
   platform::Mutex subscriberMutex_ ACQUIRED_BEFORE(queueMutex_);
-  /// By cookie, which is also the order in which they came.
+  /// By cookie, which is also the order of subscription.
   std::map<std::uint32_t, SubscriberRef> subscribers_ GUARDED_BY(subscriberMutex_);
   std::uint32_t nextCookie_ GUARDED_BY(subscriberMutex_) = kFirstCookie;
 

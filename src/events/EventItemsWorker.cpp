@@ -17,10 +17,10 @@ namespace {
 
 constexpr const wchar_t* kUnit = L"EventItemsWorker";
 
-/// Set in the failure codes of remote calls and of system errors: the sink has gone away.
+/// Set in the failure codes of remote calls and of system errors, which mean that the sink has gone away.
 constexpr std::uint32_t kSinkGoneBit = 0x00010000U;
 
-/// An event as the sink gets it; owns its text.
+/// The event record passed to a sink. Owns its text.
 class SinkEvent {
  public:
   explicit SinkEvent(const QueuedEvent& event) {
@@ -57,10 +57,11 @@ void DropSubscriber(std::uint32_t cookie, CEventItemsDB& database, const diagnos
 
 }  // namespace
 
-/// What the thread shares with the worker, and may outlive it with.
+/// State shared by the worker and its thread. Outlives the worker when a sink destroys the component from
+/// inside Notify().
 struct CEventItemsWorker::Run {
   platform::Event stop{platform::Event::Kind::ManualReset};
-  /// Set before `stop`; once a sink call has returned with it set, worker and database may be gone.
+  /// Set before `stop`. If it is set when a sink call returns, worker and database may already be destroyed.
   std::atomic<bool> stopping{false};
   std::shared_ptr<const void> keepAlive;
 };
@@ -114,6 +115,7 @@ void CEventItemsWorker::Deliver(const QueuedEvent& event, CEventItemsDB& databas
   SinkEvent sinkEvent(event);
   if (!sinkEvent.Complete()) return;
   const HRESULT result = CallSink(*event.subscriber->sink.Get(), sinkEvent.Record());
+  // A sink may have destroyed worker and database from inside Notify(); `run` then says so.
   const bool gone = result < 0 && (static_cast<std::uint32_t>(result) & kSinkGoneBit) != 0;
   if (gone && !run.stopping.load()) DropSubscriber(event.subscriber->cookie, database, trace);
 }

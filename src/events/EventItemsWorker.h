@@ -9,24 +9,24 @@
 
 namespace kellanseek::events {
 
-/// The thread that hands queued events to the sinks, one at a time. Start() and Stop() are not for use by
-/// several threads at once.
+/// The thread that delivers queued events to the sinks, one at a time. Start() and Stop() are not
+/// thread-safe.
 class CEventItemsWorker {
  public:
-  /// `database` outlives the worker, `debugOutput` also its thread.
+  /// `database` must outlive the worker, `debugOutput` also the thread.
   CEventItemsWorker(CEventItemsDB& database, platform::DebugOutput& debugOutput);
-  /// Stops what still runs.
+  /// Stops the thread if it still runs.
   ~CEventItemsWorker();
   CEventItemsWorker(const CEventItemsWorker&) = delete;
   CEventItemsWorker& operator=(const CEventItemsWorker&) = delete;
 
-  /// Starts the thread; false, and traced, when the system has none or no event for it. `keepAlive` is held
-  /// until the thread has ended, which may be after the worker's own end.
+  /// Starts the thread. Returns false, and traces the reason, if the system has no thread or no event left.
+  /// `keepAlive` is released when the thread ends, possibly after the worker's destruction.
   bool Start(std::shared_ptr<const void> keepAlive);
 
-  /// Ends the thread after the sink call that is under way, if any; events still queued stay in the queue.
-  /// Returns when the thread has ended. Called from inside a sink, on the thread itself, it returns at once,
-  /// and the thread ends after that call without touching the worker or the database any more.
+  /// Ends the thread after the running sink call, if any; queued events stay in the queue. Returns when the
+  /// thread has ended. If a sink calls it, on the thread itself, it returns at once; the thread then ends
+  /// after that call without using the worker or the database.
   void Stop();
 
  private:

@@ -6,14 +6,15 @@
 
 namespace kellanseek::events {
 
-/// Takes the change events of controllers. Callable from any thread, also with the controller table locked;
-/// never waits for a client.
+/// Receives the change events of controllers. Thread-safe, also with the table lock held. Never waits for a
+/// client.
 class EventQueue {
  public:
   virtual ~EventQueue() = default;
 
-  /// Queues one event for every subscriber; true when the last insertion succeeded. What is told in the
-  /// middle of a change must not end it half-way, so a shortage of memory loses the event and no more.
+  /// Queues an event for every subscriber. Returns whether the last insertion succeeded. Does not throw,
+  /// because callers report in the middle of a change that must be completed; if memory is exhausted, only
+  /// the event is lost.
   virtual bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
                           LanSeekEventReason reason) noexcept = 0;
 };
