@@ -11,13 +11,13 @@
 
 namespace kellanseek::bench {
 
-/// The yardstick for the receive path: select and recvfrom over two sockets, and, when asked for, a queue and
-/// a worker that takes each datagram from it.
+/// Baseline for the receive path: select and recvfrom over two sockets and, optionally, a queue and a worker
+/// that takes each datagram from it.
 class BareReceiver {
  public:
   using OnDatagram = std::function<void()>;
 
-  /// Listens on the two ports of any address; `onWorker` may be empty, then datagrams are only read.
+  /// Listens on the two ports of any address. If `onWorker` is empty, datagrams are only read.
   BareReceiver(std::uint16_t requestPort, std::uint16_t responsePort, OnDatagram onWorker);
   ~BareReceiver();
   BareReceiver(const BareReceiver&) = delete;

@@ -7,8 +7,8 @@
 
 namespace kellanseek::bench {
 
-/// The yardstick for parsing: one pass over the datagram that cuts it at the semicolons and makes the same
-/// eight wide texts, without looking at what the fields mean.
+/// Baseline for parsing: one pass over the datagram that splits it at the semicolons and creates the same
+/// eight wide texts, without interpreting the fields.
 inline std::size_t BareTokenise(std::string_view datagram, std::array<std::wstring, 8>& texts) {
   std::size_t count = 0;
   std::size_t begin = 0;

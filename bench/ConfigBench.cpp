@@ -11,7 +11,7 @@
 namespace kellanseek::bench {
 namespace {
 
-/// A configuration directory whose static controller file describes so many controllers in full.
+/// A configuration directory whose static controller file has `count` complete controllers.
 void WriteControllers(const test::ScratchDirectory& directory, int count) {
   std::string text = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<ControllerIdentities>\n";
   for (int i = 0; i < count; ++i) {

@@ -16,7 +16,7 @@
 namespace kellanseek::bench {
 namespace {
 
-/// Sends through a socket of the system's, to the discard port of this host.
+/// Sends through a system socket, to the discard port of this host.
 class SystemAnswers : public network::AnswerSender {
  public:
   SystemAnswers() {
@@ -37,8 +37,7 @@ class SystemAnswers : public network::AnswerSender {
   std::unique_ptr<platform::UdpSocket> socket_;
 };
 
-/// A full request on each of two interfaces, and the pass in which all the answers of so many controllers are
-/// due.
+/// A full request on each of two interfaces, and the pass in which the answers of all controllers are due.
 void AnswerForPublished(benchmark::State& state) {
   constexpr auto kFullRequest = protocol::MessageType::FullRequestMsg;
   constexpr std::int32_t kLongestDelay = 3200;

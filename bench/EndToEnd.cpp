@@ -1,4 +1,4 @@
-// Measures a component object over a real network between two namespaces. Run by bench/run, which makes them.
+// Measures a component object over a real network between two namespaces, which bench/run creates.
 #include <malloc.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -35,7 +35,7 @@ void Report(const char* figure, double value) { std::printf("%s %.6g\n", figure,
 
 double Milliseconds(Clock::duration time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
-/// Of the whole process, or of the calling thread: RUSAGE_SELF, RUSAGE_THREAD.
+/// Processor time of the process (RUSAGE_SELF) or of the calling thread (RUSAGE_THREAD).
 double CpuMilliseconds(int who) {
   rusage usage{};
   getrusage(who, &usage);
@@ -45,7 +45,7 @@ double CpuMilliseconds(int who) {
   return of(usage.ru_utime) + of(usage.ru_stime);
 }
 
-/// Makes the controllers from `first` on known, in portions that no socket buffer overflows at.
+/// Announces the controllers from `first` on, in portions that fit the socket buffers.
 void Teach(Workstation& workstation, const PlantSocket& plant, std::uint32_t count) {
   for (std::uint32_t i = 0; i < count; ++i) {
     plant.Send(IdentityDatagram(i));
@@ -71,8 +71,8 @@ void CreateAndRelease(const Setting& setting) {
   Report("release_ms", *std::max_element(release.begin(), release.end()));
 }
 
-/// While it lives, this thread and those it starts run on one processor only. The plant of a real network has
-/// processors of its own: on this host it must at least not take the turns of those who listen.
+/// During its lifetime, this thread and those it starts run on one processor only. A real plant has its own
+/// processors; on this host it must at least not take time from the receivers.
 class OnProcessor {
  public:
   explicit OnProcessor(std::size_t wanted) {
@@ -115,7 +115,7 @@ void Burst(const Setting& setting, std::uint32_t count, const char* figure, cons
   Report(knownFigure, fewest);
 }
 
-/// Datagrams per second that are taken off the socket while the plant sends faster than that.
+/// Datagrams per second read from the socket while the plant sends faster than that.
 double Throughput(const PlantSocket& plant, std::uint32_t known) {
   std::vector<std::string> datagrams;
   for (std::uint32_t i = 0; i < known; ++i) datagrams.push_back(IdentityDatagram(i));
@@ -149,7 +149,7 @@ void ReceiveRate(const Setting& setting) {
   Report("receive_component_per_s", component[1]);
 }
 
-/// Times from a datagram's sending to the moment `entered` is told, one after the other.
+/// Times from sending a datagram to the call of `entered`, one datagram at a time.
 class Latency {
  public:
   void Entered() {

@@ -23,7 +23,7 @@ std::string Dotted(std::uint32_t i) {
   return "192.168." + std::to_string(i / 250 % 250) + "." + std::to_string(i % 250 + 1);
 }
 
-/// Controllers beyond 62,500 share addresses by number, so the third byte block is widened.
+/// A distinct address for each number. Dotted() repeats beyond 62,500, so later ones get another prefix.
 std::string AddressOf(std::uint32_t i) {
   return i < 62500 ? Dotted(i) : "172.16." + Dotted(i - 62500).substr(8);
 }
@@ -52,9 +52,8 @@ void BareTokeniser(benchmark::State& state) {
 }
 BENCHMARK(BareTokeniser);
 
-/// An engine that knows so many controllers, and their identity datagrams in an order that jumps about in its
-/// table. The datagrams lie one behind the other: one that has just been received is in the processor's
-/// cache, too.
+/// An engine with `count` known controllers, and their identity datagrams in an order that jumps through its
+/// table. The datagrams are contiguous, because a datagram just received is in the processor's cache too.
 class KnownPlant {
  public:
   explicit KnownPlant(std::uint32_t count) {
@@ -91,7 +90,7 @@ void DispatchUnchanged(benchmark::State& state) {
 }
 BENCHMARK(DispatchUnchanged)->Arg(100)->Arg(1000)->Arg(100000);
 
-/// 10,000 new controllers for a subscriber that does not take its events, then an update for each.
+/// Events of new controllers for a subscriber that never takes them, then an update for each.
 void QueueForStalledSubscriber(benchmark::State& state) {
   const auto count = static_cast<std::uint32_t>(state.range(0));
   class Sink : public IKelObjectEvents {
@@ -111,7 +110,7 @@ void QueueForStalledSubscriber(benchmark::State& state) {
 }
 BENCHMARK(QueueForStalledSubscriber)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
 
-/// The yardstick for the getters: a mutex, a hash look-up and a copied text.
+/// Baseline for the getters: a mutex, a hash look-up and a copied text.
 void BareLookup(benchmark::State& state) {
   std::mutex mutex;
   std::unordered_map<std::uint32_t, std::wstring> names;

@@ -16,7 +16,7 @@
 namespace kellanseek::bench {
 namespace {
 
-/// A socket belongs to the namespace in which it is made, whichever thread uses it later.
+/// A socket belongs to the namespace in which it is created, whichever thread uses it later.
 int SocketInNamespace(const std::string& path) {
   int socket = -1;
   std::thread maker([&] {

@@ -7,7 +7,7 @@
 
 namespace kellanseek::bench {
 
-/// Sockets of the other host: made in the network namespace that a descriptor names, used from here.
+/// Sockets of the other host, created in the network namespace of a descriptor and used from here.
 class PlantSocket {
  public:
   /// Sends to the broadcast address of the network between the two hosts.
@@ -25,7 +25,7 @@ class PlantSocket {
 };
 
 /// The identity datagram of controller `i` of the plant; `revision` changes its name. Tag e gives each
-/// controller an address of its own, so that one host speaks for all.
+/// controller its own address, so that one host can send for all.
 std::string IdentityDatagram(std::uint32_t i, std::uint32_t revision = 0);
 
 /// Datagrams that the kernel dropped at this process's sockets on a port, from /proc/net/udp.

@@ -36,16 +36,16 @@ class Sink : public IKelObjectEvents {
   std::function<void()> onEvent_;
 };
 
-/// A component object as a client has it.
+/// A component object and its client.
 class Workstation {
  public:
-  /// Throws std::runtime_error when the component cannot be created.
+  /// Throws std::runtime_error if the component cannot be created.
   explicit Workstation(const std::string& modulePath);
 
   void Subscribe(Sink& sink);
-  /// How many controllers it lists.
+  /// The number of listed controllers.
   std::uint32_t Known();
-  /// Waits until so many are known; false after the limit.
+  /// Waits until `count` controllers are listed. Returns false after the time limit.
   bool WaitUntilKnown(std::uint32_t count, std::chrono::milliseconds limit);
   std::uint32_t FirstId();
 

@@ -35,9 +35,9 @@ void AddOneOfEachKind(test::EngineHarness& engine) {
   engine.Add(virtualController);
 }
 
-/// The first byte says from where the text comes: Q and R from the request and response socket of the first
-/// interface, q and r of the second, N from the non-local socket, F from a virtual controller of this host. T
-/// lets time pass.
+/// The first byte selects the source of the text: Q and R are the request and response sockets of the first
+/// interface, q and r those of the second, N is the non-local socket, F a virtual controller of this host. T
+/// advances the time.
 void Take(test::EngineHarness& engine, std::string_view piece) {
   using engine::MsgSource;
   if (piece.empty()) return;
@@ -60,8 +60,7 @@ void Take(test::EngineHarness& engine, std::string_view piece) {
   engine.engineLock.ReleaseAll();
 }
 
-/// Whatever is said on the network: ids ascend and were issued, and clients are told of nothing that never
-/// was.
+/// Holds for any input: ids ascend and have been issued, and events refer only to controllers that existed.
 void CheckTable(test::EngineHarness& engine) {
   std::uint32_t last = kLastReservedLanSeekID;
   for (const CtrlInfo& record : engine.All()) {
@@ -77,7 +76,7 @@ void CheckTable(test::EngineHarness& engine) {
 
 }  // namespace
 
-/// The input is a conversation, one message to a line.
+/// The input is a conversation, one message per line.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   std::string_view rest(reinterpret_cast<const char*>(bytes), size);
   test::EngineHarness engine;

@@ -9,7 +9,7 @@
 
 namespace kellanseek::fuzz {
 
-/// A file in memory with a path of its own, so that what reads files can be given any bytes.
+/// A file in memory with a path, to feed arbitrary bytes to code that reads files.
 class FuzzFile {
  public:
   FuzzFile(const std::uint8_t* bytes, std::size_t size) : descriptor_(::memfd_create("fuzz", 0)) {

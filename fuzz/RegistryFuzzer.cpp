@@ -21,8 +21,8 @@ void Require(bool held) {
 
 }  // namespace
 
-/// The input up to the first zero byte is a store, the rest a value: what is written into any store is read
-/// back from it, the other keys keep their values, and a tree that is removed is gone.
+/// The input up to the first zero byte is a store, the rest a value. A value written to any store can be read
+/// back, the other keys keep their values, and a removed tree is gone.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string_view input(reinterpret_cast<const char*>(bytes), size);
   const std::size_t end = input.find('\0');

@@ -20,8 +20,8 @@ void Require(bool held) {
 
 }  // namespace
 
-/// Whatever the file says, the settings are safe to work with, and the check says something of it whenever
-/// the component would not take it.
+/// For any file, the settings are safe to work with, and the check reports a finding whenever the component
+/// would reject the file.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const fuzz::FuzzFile file(bytes, size);
   if (!file.Valid()) return 0;

@@ -20,8 +20,7 @@ void Require(bool held) {
 
 }  // namespace
 
-/// Whatever the file says, the controllers that are taken have addresses of their own, and the check reports
-/// the others.
+/// For any file, the accepted controllers have distinct addresses, and the check reports the others.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const fuzz::FuzzFile file(bytes, size);
   if (!file.Valid()) return 0;

@@ -43,7 +43,7 @@ def faults_of(path):
     parts = name.split("/")
     for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
         if SYSTEM_CONDITION.match(line) and not name.startswith(KNOWS_SYSTEMS):
-            yield f"{name}:{number}: a condition on the operating system; move the difference behind a header of src/platform/"
+            yield f"{name}:{number}: a condition on the operating system; hide the difference behind a header of src/platform/"
         match = INCLUDE.match(line)
         folder = match.group(1).split("/")[0] if match and "/" in match.group(1) else None
         if parts[:2] == ["tools", "kelseek"] and parts[2] in ROOMS and folder in set(ROOMS) - ROOMS[parts[2]] - {parts[2]}:

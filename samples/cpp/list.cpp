@@ -7,7 +7,7 @@
 
 #include <kellanseek/KelLanSeek.h>
 
-// Says what failed: the code, and the component's own words where there is an object to ask.
+// Prints the code of a failure and, if there is an object, the component's error text.
 int Failed(const char* what, HRESULT result, const KelComPtr<IKelLanSeek>& seek) {
   KelBstr why;
   if (const auto base = seek.As<IKelBase>()) base->GetLastErrorInfo(why.Put());
@@ -22,7 +22,7 @@ int List(const char* module) {
   std::this_thread::sleep_for(std::chrono::seconds(2));
 
   KelRetrievalParams all = {};
-  all.noOfElts = -2;  // all that there are
+  all.noOfElts = -2;  // all controllers
   KelComPtr<IKelEnumCtrlIdentity> list;
   result = seek->GetCtrlList(&all, list.Put());
   if (FAILED(result)) return Failed("GetCtrlList", result, seek);
@@ -32,7 +32,7 @@ int List(const char* module) {
   while (list->RemNext(1, &item, nullptr) == S_OK) {
     KelBstr name;
     result = identity->GetCtrlName(item.lanSeekID, name.Put());
-    if (result == KEL_E_LANSEEKID_NOT_IN_USE) continue;  // It has gone since.
+    if (result == KEL_E_LANSEEKID_NOT_IN_USE) continue;  // The controller has gone meanwhile.
     if (FAILED(result)) return Failed("GetCtrlName", result, seek);
     std::printf("%u %ls\n", static_cast<unsigned>(item.lanSeekID), name.Text().c_str());
   }
@@ -41,12 +41,12 @@ int List(const char* module) {
 
 int main(int argc, char** argv) {
   if (argc != 2) return std::fputs("usage: list MODULE\n", stderr), 1;
-  // Names may hold any letters, which the C locale of a bare environment cannot write.
+  // Names may contain any letters, which the C locale of an empty environment cannot print.
   const char* const locale = std::setlocale(LC_CTYPE, "");
   if (locale == nullptr || std::strcmp(locale, "C") == 0) std::setlocale(LC_CTYPE, "C.UTF-8");
   const HRESULT joined = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   if (FAILED(joined)) return Failed("CoInitializeEx", joined, {});
-  const int exitCode = List(argv[1]);  // By its end it has released every object.
+  const int exitCode = List(argv[1]);  // Releases all objects before it returns.
   CoUninitialize();
   return exitCode;
 }

@@ -1,4 +1,4 @@
-// Tells every change of the controllers until a line is entered, then lists those that are known.
+// Prints every change of the controllers until a line is entered, then lists the known controllers.
 // From this folder: cl /std:c++17 /EHsc /I ..\..\include watch.cpp ole32.lib oleaut32.lib uuid.lib
 #include <clocale>
 #include <cstdio>
@@ -6,7 +6,7 @@
 
 #include <kellanseek/KelLanSeek.h>
 
-// Called on a thread of the component. It outlives its subscription, so it counts no references.
+// The sink. Called on a thread of the component. Outlives its subscription, so it counts no references.
 class Sink : public IKelObjectEvents {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
@@ -23,7 +23,7 @@ class Sink : public IKelObjectEvents {
   }
 };
 
-// Says what failed: the code, and the component's own words where there is an object to ask.
+// Prints the code of a failure and, if there is an object, the component's error text.
 int Failed(const char* what, HRESULT result, const KelComPtr<IKelLanSeek>& seek) {
   KelBstr why;
   if (const auto base = seek.As<IKelBase>()) base->GetLastErrorInfo(why.Put());
@@ -33,7 +33,7 @@ int Failed(const char* what, HRESULT result, const KelComPtr<IKelLanSeek>& seek)
 
 int List(const KelComPtr<IKelLanSeek>& seek) {
   KelRetrievalParams all = {};
-  all.noOfElts = -2;  // all that there are
+  all.noOfElts = -2;  // all controllers
   KelComPtr<IKelEnumCtrlIdentity> list;
   HRESULT result = seek->GetCtrlList(&all, list.Put());
   if (FAILED(result)) return Failed("GetCtrlList", result, seek);
@@ -43,7 +43,7 @@ int List(const KelComPtr<IKelLanSeek>& seek) {
   while (list->RemNext(1, &item, nullptr) == S_OK) {
     KelBstr name;
     result = identity->GetCtrlName(item.lanSeekID, name.Put());
-    if (result == KEL_E_LANSEEKID_NOT_IN_USE) continue;  // It has gone since.
+    if (result == KEL_E_LANSEEKID_NOT_IN_USE) continue;  // The controller has gone meanwhile.
     if (FAILED(result)) return Failed("GetCtrlName", result, seek);
     std::printf("%u %ls\n", static_cast<unsigned>(item.lanSeekID), name.Text().c_str());
   }
@@ -58,7 +58,7 @@ int Watch(Sink& sink) {
   if (FAILED(result)) return Failed("CoCreateInstance", result, seek);
 
   const auto subscriptions = seek.As<IKelLanSeekSubscribe>();
-  KelEventParams wanted = {};  // of all controllers
+  KelEventParams wanted = {};  // subscribes to all controllers
   wanted.pSink = &sink;
   ULONG cookie = 0;
   result = subscriptions->Subscribe(&wanted, &cookie);
@@ -73,13 +73,13 @@ int Watch(Sink& sink) {
 }
 
 int main() {
-  // Names may hold any letters, which the C locale of a bare environment cannot write.
+  // Names may contain any letters, which the C locale of an empty environment cannot print.
   const char* const locale = std::setlocale(LC_CTYPE, "");
   if (locale == nullptr || std::strcmp(locale, "C") == 0) std::setlocale(LC_CTYPE, "C.UTF-8");
   const HRESULT joined = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   if (FAILED(joined)) return Failed("CoInitializeEx", joined, {});
   Sink sink;
-  const int exitCode = Watch(sink);  // By its end it has released every object, and no call of the sink runs.
+  const int exitCode = Watch(sink);  // Afterwards all objects are released and no call of the sink runs.
   CoUninitialize();
   return exitCode;
 }

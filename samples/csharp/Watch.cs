@@ -1,4 +1,4 @@
-// Tells every change of the controllers until a line is entered, then lists those that are known.
+// Prints every change of the controllers until a line is entered, then lists the known controllers.
 // Add a COM reference to "KelLanSeek 1.0 Type Library" (or run: tlbimp KelLanSeek.tlb /out:KELLANSEEKLib.dll).
 
 using System;

@@ -1,8 +1,8 @@
-"""Tells every change of the controllers until a line is entered, then lists those that are known.  Needs: pip install comtypes"""
+"""Prints every change of the controllers until a line is entered, then lists the known ones.  Needs: pip install comtypes"""
 
 import sys
 
-sys.coinit_flags = 0  # the multithreaded apartment: events come on a thread of the component's own
+sys.coinit_flags = 0  # the multithreaded apartment: events arrive on a thread of the component
 
 from ctypes import HRESULT, POINTER, Structure, byref, c_ulong  # noqa: E402
 from ctypes.wintypes import FILETIME  # noqa: E402

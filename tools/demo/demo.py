@@ -1,4 +1,4 @@
-"""A living plant on networks of its own, and a workstation that watches it. Ends by itself and leaves nothing behind.
+"""A simulated plant on private networks, and a workstation that watches it. Ends by itself and leaves nothing behind.
 
 Where the system allows no private networks it shows less: controllers that are polled at addresses of this host.
 """
@@ -18,8 +18,8 @@ import netlab  # noqa: E402
 from screen import Screen  # noqa: E402
 from stage import LEAD, Failure, OneHost, Plant, program  # noqa: E402
 
-SHORTEST = 25  # less leaves no time to miss those that fall silent
-# Seconds beyond the time that a busy machine gets for what is still to be seen.
+SHORTEST = 25  # in less time, silent controllers would not be lost
+# Extra seconds for the remaining expected output, for busy machines.
 PATIENCE = 12 * float(os.environ.get("KELLANSEEK_PATIENCE", "1"))
 
 
@@ -28,7 +28,7 @@ def pause_until(moment):
 
 
 def play(stage):
-    """Plays the story; raises Failure with all that was promised and not seen."""
+    """Runs the story. Raises Failure with the list of expected events that did not appear."""
     for lesson in stage.lessons:
         stage.screen.text(f"  {lesson}")
     began = time.monotonic()
@@ -60,7 +60,7 @@ def await_promises(stage, watch, awaited):
 
 
 def take_stock(stage):
-    """Shows who is there now, and returns what is wrong with that."""
+    """Shows the list of controllers. Returns the deviations from the expected one."""
     stage.end("watch")
     stage.screen.announce(stage.stock)
     shown = stage.list()
@@ -71,7 +71,7 @@ def take_stock(stage):
 
 
 def show(make, screen):
-    """Plays on a stage and takes it down; returns the exit code."""
+    """Runs the demo on a stage, takes the stage down and returns the exit code."""
     try:
         with contextlib.ExitStack() as closing:
             stage = make(closing)
@@ -81,9 +81,9 @@ def show(make, screen):
         screen.announce(f"FAILED: {failure}")
         return 1
     except KeyboardInterrupt:
-        screen.announce("Interrupted. Everything is taken down.")
+        screen.announce("Interrupted; everything has been taken down.")
         return 130
-    screen.announce("All that was announced has been seen. Everything is taken down.")
+    screen.announce("All announced events were seen; everything has been taken down.")
     return 0
 
 
@@ -103,7 +103,7 @@ def on_this_host(screen, span):
 
 def run(options):
     screen = Screen(time.monotonic())
-    span = options.seconds - 3  # the list at the end listens for two
+    span = options.seconds - 3  # the final list listens for two seconds
     for name in ("kelseek", "kelsim"):
         program(name)
     if options.no_namespaces:
@@ -111,14 +111,14 @@ def run(options):
     try:
         return in_private_networks(screen, span)
     except netlab.Unavailable as reason:
-        screen.text(f"This system allows no networks of our own ({reason}): here is the smaller demo.")
+        screen.text(f"This system permits no private networks ({reason}), so this is the smaller demo.")
         return on_this_host(screen, span)
 
 
 def main():
     parser = argparse.ArgumentParser(prog="demo", description=__doc__.splitlines()[0])
-    parser.add_argument("--seconds", type=float, default=60, help="how long it takes (default 60)")
-    parser.add_argument("--no-namespaces", action="store_true", help="show what needs no networks of its own")
+    parser.add_argument("--seconds", type=float, default=60, help="duration (default 60)")
+    parser.add_argument("--no-namespaces", action="store_true", help="show the smaller demo without private networks")
     options = parser.parse_args()
     if not SHORTEST <= options.seconds <= 86400:
         parser.error(f"--seconds takes {SHORTEST} to 86400")

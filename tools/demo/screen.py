@@ -1,4 +1,4 @@
-"""What the demo shows: its own announcements, and the lines of the programs it runs, never mixed within a line."""
+"""The demo's output: its announcements and the lines of its programs, never mixed within a line."""
 
 import os
 import pty
@@ -29,7 +29,7 @@ class Screen:
                     os.dup2(nowhere.fileno(), sys.stdout.fileno())
 
     def announce(self, text):
-        """Tells what happens now, ahead of the events that follow from it. Ends the demo when nobody reads on."""
+        """Prints what happens next, before the resulting events. Ends the demo if its reader has gone."""
         if self._unread:
             sys.exit(1)
         self.text(self.paint("1;36", f"{time.monotonic() - self._start:5.1f} s  >>> {text}"))
@@ -39,7 +39,7 @@ class Screen:
 
 
 class Shown:
-    """A program whose lines appear on the screen under a name; it believes to be on a terminal when the demo is.
+    """A program whose lines appear on the screen under a name. Its output is a terminal if the demo's is.
 
     `lines` has what it said so far, without colours; `showing` tells of such a line whether it appears.
     """
@@ -62,7 +62,7 @@ class Shown:
         while True:
             try:
                 chunk = os.read(reader, 65536)
-            except OSError:  # the far end of a terminal is gone
+            except OSError:  # the other end of the terminal is closed
                 chunk = b""
             *lines, rest = (rest + chunk).split(b"\n")
             for line in lines + ([rest] if not chunk and rest else []):
@@ -78,13 +78,13 @@ class Shown:
             self._screen.show(self._who, line)
 
     def end(self, number):
-        """Sends a signal, waits until the program has ended and all it said is shown."""
+        """Sends a signal and waits until the program has ended and its whole output is shown."""
         if self.process.poll() is None:
             self.process.send_signal(number)
         self.wait(5)
 
     def wait(self, seconds):
-        """Waits until the program has ended, which it has to within this time, and all it said is shown."""
+        """Waits, for at most this time, until the program has ended and its whole output is shown."""
         try:
             self.process.wait(seconds)
         except subprocess.TimeoutExpired:

@@ -1,4 +1,4 @@
-"""Where the demo is played: private networks with a plant, or only this host; and the programs that run there."""
+"""The stages of the demo, private networks with a plant or only this host, and the programs that run there."""
 
 import os
 import pathlib
@@ -13,25 +13,25 @@ from screen import Shown
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SAMPLE = ROOT / "docs" / "samples" / "plant"
-LEAD = 0.4  # seconds from an announcement to what it announces
+LEAD = 0.4  # seconds from an announcement to its event
 RESPONSE_PORT = 5513
-# A controller that falls silent is missed within eight seconds. Published virtual controllers take up to 3.2 for an
-# answer, so less would not do.
+# A silent controller is lost within eight seconds. Less would not do, because published virtual controllers take up to 3.2
+# seconds to answer.
 QUICK = {"RefreshInterval": 3, "RefreshTimeout": 1, "Retries": 3,
          "NonLocalRefreshInterval": 2, "NonLocalRefreshTimeout": 1, "NonLocalRetries": 1}
 REGISTRY = "[HKEY_LOCAL_MACHINE\\Software\\Tarnwell\\Velmora\\KelAPI]\nConfigDir={}\n"
 
 
 class Failure(Exception):
-    """The demo cannot go on, or did not show what it promises; the text says what."""
+    """The demo cannot continue, or an expected event did not appear; the text names it."""
 
 
 def program(name):
-    """The command of one of our programs; a variable as KELLANSEEK_KELSIM names another than the release build's."""
+    """The command for one of our programs: the release build's, unless a variable like KELLANSEEK_KELSIM names another."""
     built = ROOT / "build" / "release" / name
     command = shlex.split(os.environ.get(f"KELLANSEEK_{name.upper()}", "")) or [str(built)]
     if not os.access(command[-1], os.X_OK):
-        raise Failure(f"{command[-1]} is not there; ./dev build makes it")
+        raise Failure(f"{command[-1]} does not exist; run ./dev build")
     return command
 
 
@@ -40,12 +40,12 @@ def static_file():
 
 
 def configure(folder, static=None, **settings):
-    """Writes the sample settings, but quick, and a static file. Returns the environment variable that leads there."""
+    """Writes the sample settings with short times, and a static file. Returns the environment variable that selects them."""
     text = (SAMPLE / "lanseekconf.xml").read_text(encoding="latin-1")
     for name, value in {**QUICK, **settings}.items():
         text, found = re.subn(f"(<{name}>).*(</{name}>)", rf"\g<1>{value}\g<2>", text)
         if not found:
-            raise Failure(f"the sample configuration says nothing of {name}")
+            raise Failure(f"the sample configuration has no {name}")
     folder.mkdir()
     (folder / "lanseekconf.xml").write_text(text, encoding="latin-1")
     if static:
@@ -55,15 +55,15 @@ def configure(folder, static=None, **settings):
 
 
 class Stage:
-    """Starts programs, shows what they say, and ends them all."""
+    """Starts programs, shows their output, and ends them all."""
 
     def __init__(self, screen, folder, span):
         self.screen, self.folder, self.span = screen, pathlib.Path(folder), span
         self.running, self.ended = {}, set()
-        self.station = None  # the host of the workstation, where there are several
+        self.station = None  # the workstation's host, if there are several
 
     def start(self, who, command, host=None, showing=None, **environment):
-        # Where there are no namespaces nothing else ends them, should the demo be killed.
+        # Without namespaces nothing else would end the programs if the demo is killed.
         guarded = command if host else ["setpriv", "--pdeathsig", "KILL", *command]
         popen = host.popen if host else subprocess.Popen
         shown = Shown(self.screen, who, popen, guarded, showing, env={**os.environ, **environment},
@@ -72,7 +72,7 @@ class Stage:
         return shown
 
     def simulate(self, who, plant, *options, host=None):
-        """Starts a plant that lives through what the story has for it."""
+        """Starts a plant with its events of the story."""
         events = [f"--event={step.at * self.span + LEAD:.2f} {event}"
                   for step in self.steps for event in step.plants.get(plant, ())]
         self.start(who, [*program("kelsim"), "--quiet", "--delay-ms", "300", *options, *events], host)
@@ -81,7 +81,7 @@ class Stage:
         return self.start("watch", [*program("kelseek"), "watch", *options], self.station, **self.configuration)
 
     def list(self):
-        """The list of those that are there. Of its rows only those appear that are not like all the others."""
+        """Runs `kelseek list`. Shows only the rows that differ from the usual ones."""
         def showing(line):
             name = line.split()[1:2]
             return name != [] and (not name[0].startswith("Cell") or name[0] in self.notable)
@@ -100,7 +100,7 @@ class Stage:
         self.running[who].end(signal.SIGKILL)
 
     def close(self):
-        signal.signal(signal.SIGINT, signal.SIG_IGN)  # an impatient second Ctrl-C changes nothing
+        signal.signal(signal.SIGINT, signal.SIG_IGN)  # ignore an impatient second Ctrl-C
         for shown in reversed(self.running.values()):
             shown.end(signal.SIGINT)
 
@@ -110,7 +110,7 @@ class Stage:
 
 
 class Ear:
-    """Counts what a host hears of one controller: its announcement, and its answers to each request and refresh."""
+    """Counts one controller's datagrams received by a host: its announcement, and its answers to requests and refreshes."""
 
     def __init__(self, host, system_id):
         self.count = 0
@@ -124,9 +124,9 @@ class Ear:
 
 
 class Plant(Stage):
-    """Two networks with controllers, a third one behind a router, and two hosts with the component."""
+    """Two networks with controllers, a third network behind a router, and two hosts with the component."""
 
-    controllers = 27  # that `kelseek list` is to find at the end
+    controllers = 27  # expected by the final `kelseek list`
     notable = ("Cell4", "Cell5", "Cell17")
     stock = "Who is there at the end, from kelseek list; of those that are as they were, only the number:"
     lessons = ("Network A has the controllers Cell11 to Cell30, network B Cell31 to Cell35: broadcasts find them.",
@@ -165,14 +165,15 @@ class Plant(Stage):
         self.station.ip(f"link set eth1 {state}")
 
     def complaints(self):
-        """What is wrong with Soft1: it is to be announced and refreshed, and so to be known all the time."""
+        """The deviations of Soft1, which must be announced once, refreshed, and therefore known all the time."""
         appeared = sum(story.Promise("new", "Soft1", "RemoteVC").matches(line) for line in self.running["watch"].lines)
         refreshed = self.ear.count > 1 and appeared == 1
-        return [] if refreshed else [f"Soft1 refreshed (it was heard {self.ear.count} times, and {appeared} times new)"]
+        return [] if refreshed else [
+            f"Soft1 refreshed (it was heard {self.ear.count} times and reported as new {appeared} times)"]
 
 
 class OneHost(Stage):
-    """Controllers at addresses of this host's loopback, polled there; nothing is broadcast."""
+    """Controllers at loopback addresses of this host, which are polled; nothing is broadcast."""
 
     controllers = 2
     notable = ("Cell1", "Cell2")
@@ -183,7 +184,7 @@ class OneHost(Stage):
     def __init__(self, screen, folder, span):
         super().__init__(screen, folder, span)
         self.steps = story.one_host()
-        # Demos that run side by side do not share addresses.
+        # Concurrent demos must not share addresses.
         network = f"127.{1 + os.getpid() // 250 % 250}.{os.getpid() % 250}"
         self.addresses = [f"{network}.{number}" for number in range(11, 21)]
 

@@ -1,9 +1,9 @@
 """Hosts and networks that exist only inside one process: network namespaces joined by bridges.
 
-run_private() moves the program into namespaces of its own (as root, or through a user namespace) and runs it there as
-the first process, so that whatever it leaves running, mounted or linked ends with it, also after `kill -9`. In there a
-Lab makes Networks (bridges) and Hosts (anonymous namespaces, linked to networks by veth pairs). Several such programs
-run side by side without meeting. Standard library and iproute2 only.
+run_private() moves the program into private namespaces (as root, or through a user namespace) and runs it there as the first
+process, so that everything it leaves running, mounted or linked ends with it, even after `kill -9`. Inside, a Lab creates
+Networks (bridges) and Hosts (anonymous namespaces, linked to networks by veth pairs). Several such programs can run side by
+side. Uses only the standard library and iproute2.
 """
 
 import contextlib
@@ -31,7 +31,7 @@ _libc = ctypes.CDLL(None, use_errno=True)
 
 
 class Unavailable(Exception):
-    """This system does not let us make namespaces; the text says which step failed and why."""
+    """This system does not permit namespaces; the text names the step that failed and the reason."""
 
 
 def _check(result, what):
@@ -52,7 +52,7 @@ def _write(path, text):
 def run_private(main):
     """Runs main() as the first process of private namespaces and returns its exit code.
 
-    Raises Unavailable, with nothing changed for other processes, where that is not allowed. SIGINT and SIGTERM reach
+    Raises Unavailable, without side effects, if that is not permitted. SIGINT and SIGTERM reach
     main() as KeyboardInterrupt and SystemExit.
     """
     if shutil.which("ip") is None:
@@ -69,7 +69,7 @@ def run_private(main):
 
 
 def _probe():
-    """Tries every step in a child, so that a refusal leaves this process as it was."""
+    """Tries every step in a child process, so that a refusal does not affect this one."""
     reader, writer = os.pipe()
     child = os.fork()
     if child == 0:
@@ -80,7 +80,7 @@ def _probe():
                 _run_ip(["link add probe0 type veth peer name probe1", "link add probe2 type bridge"])
                 os._exit(0)
             os._exit(os.waitstatus_to_exitcode(os.wait()[1]))
-        except BaseException as error:  # whatever it is, the parent has to be told
+        except BaseException as error:  # the parent must learn of any failure
             os.write(writer, str(error).encode())
             os._exit(1)
     os.close(writer)
@@ -131,7 +131,7 @@ def _first_process(main, signals):
 
 
 def _attend(child, signals):
-    """Passes signals on to the first process until it ends. The terminal's Ctrl-C it has received itself."""
+    """Passes signals on to the first process until it ends, except the terminal's Ctrl-C, which it receives itself."""
     while True:
         received = signal.sigwaitinfo(signals)
         if received.si_signo == signal.SIGCHLD:
@@ -147,7 +147,7 @@ _scratch = None
 
 
 def _mount_scratch():
-    """A file system in memory for the program's files; like the rest it is gone when the program is."""
+    """Mounts a file system in memory for the program's files, which ends with the program."""
     global _scratch
     used = {os.path.realpath(path) for path in (os.getcwd(), __file__, sys.executable, *sys.argv, *os.environ.values())}
     for place in ("/media", "/srv", "/mnt"):
@@ -162,7 +162,7 @@ def _mount_scratch():
 
 
 def _set_file(path, text):
-    """Puts a text in a file's place, for this program and its children only."""
+    """Replaces a file by a text, for this program and its children only."""
     replacement = os.path.join(_scratch, path.strip("/").replace("/", "_"))
     fresh = not os.path.exists(replacement)
     _write(replacement, text)
@@ -177,7 +177,7 @@ def _run_ip(lines):
 
 
 class Lab:
-    """The hosts and networks of one test. close() takes them all down; processes are their starter's to end."""
+    """The hosts and networks of one test. close() takes them down; whoever started a process must end it."""
 
     def __init__(self):
         self.scratch = tempfile.mkdtemp(dir=_scratch)
@@ -193,7 +193,7 @@ class Lab:
         return os.open("/proc/thread-self/ns/net", os.O_RDONLY)
 
     def new_namespace(self, back_to):
-        """Makes a network namespace and returns its descriptor; it lives while something refers to it."""
+        """Creates a network namespace, which exists as long as something refers to it, and returns its descriptor."""
         _check(_libc.unshare(_CLONE_NEWNET), "no new network namespace")
         try:
             descriptor = self._open_own_namespace()
@@ -204,7 +204,7 @@ class Lab:
 
     @contextlib.contextmanager
     def inside(self, namespace):
-        """What this thread does within the block, it does in that namespace. Not to be nested."""
+        """Runs the block in that namespace, for this thread only. Must not be nested."""
         before = self._open_own_namespace()
         _check(_libc.setns(namespace, _CLONE_NEWNET), "setns")
         try:
@@ -228,7 +228,7 @@ class Lab:
                 time.sleep(0.002)
 
     def name_hosts(self, names):
-        """Sets what address text resolves to which name, for everything started from this program."""
+        """Sets the names of addresses, for everything started from this program."""
         _set_file("/etc/hosts", "127.0.0.1 localhost\n" + "".join(f"{a} {n}\n" for a, n in names.items()))
 
     def network(self, name):
@@ -252,7 +252,7 @@ class Lab:
 
 
 class Network:
-    """A broadcast domain: a bridge that links the hosts connected to it."""
+    """A broadcast domain: a bridge that connects hosts."""
 
     def __init__(self, lab, name):
         self.lab, self.name = lab, name
@@ -269,7 +269,7 @@ class Host:
             self.namespace = lab.new_namespace(lab.switch)
         self.ip("link set lo up")
         with self.inside():
-            # A source address that is not the way back must reach the programs: they judge it themselves.
+            # Disables the reverse path filter: programs must receive datagrams from any source and judge them themselves.
             for setting in ("all", "default"):
                 _write(f"/proc/sys/net/ipv4/conf/{setting}/rp_filter", "0")
 
@@ -281,7 +281,7 @@ class Host:
         self.lab.ip(self.namespace, *lines)
 
     def connect(self, network, *addresses, device="eth0", mac=None):
-        """Plugs a new device into a network and gives it its addresses ("10.0.0.1/24")."""
+        """Connects a new device with these addresses ("10.0.0.1/24") to a network."""
         port = f"port{self.lab.next_number()}"
         far_end = f"/proc/{os.getpid()}/fd/{self.namespace}"
         address = f"address {mac} " if mac else ""
@@ -289,17 +289,17 @@ class Host:
                     f"link add {port} type veth peer name {device} {address}netns {far_end}",
                     f"link set {port} master {network.bridge} up")
         self.ip(f"link set {device} up", *(f"addr add {a} brd + dev {device}" for a in addresses))
-        # The kernel acts on a new link a moment later; what is sent before that is lost.
+        # The kernel activates a new link with a delay, and loses datagrams sent before.
         self.lab.wait_for_link(self.lab.switch, port, "state forwarding")
         self.lab.wait_for_link(self.namespace, device, "state UP")
         return self
 
     def disconnect(self, device="eth0"):
-        """Takes the device out, with its addresses."""
+        """Removes the device with its addresses."""
         self.ip(f"link del {device}")
 
     def udp_socket(self, address="", port=0):
-        """A datagram socket of this host, allowed to broadcast. Bound to no address it hears everything."""
+        """A datagram socket of this host that may broadcast. Without an address it receives everything."""
         with self.inside():
             endpoint = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         endpoint.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
