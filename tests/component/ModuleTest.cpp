@@ -125,7 +125,7 @@ TEST_F(ModuleTest, CanBeUnloadedAfterASinkMadeTheLastRelease) {
   called.set_value();
   while (CanUnloadNow() != S_OK) std::this_thread::yield();
   dlclose(std::exchange(module_, nullptr));
-  EXPECT_TRUE(Loaded()) << "that thread may be anywhere";
+  EXPECT_TRUE(Loaded()) << "the detached thread may still run code of the module";
   EXPECT_EQ(sink->References(), 1U);
   EXPECT_EQ(sink->WaitFor(1).size(), 1U);
 }

@@ -57,7 +57,7 @@ TEST(ProcessTest, LastReleaseInAForkedChildDestroysNothing) {
   });
   world.Subscribe(sink.Get());
   world.Appear("a", "192.168.1.20");
-  EXPECT_EQ(sink->WaitForTexts(1), Texts{L"11;1;0;"}) << "here the object works on";
+  EXPECT_EQ(sink->WaitForTexts(1), Texts{L"11;1;0;"}) << "in the parent the object keeps working";
   EXPECT_EQ(onEventThread, 0);
 }
 
@@ -119,7 +119,7 @@ TEST(ProcessTest, CreationWithoutDescriptorsFailsAndTracesTheReason) {
   const std::wstring noWorker =
       L"LanSeek: Could not make the event that ends the thread KelEvents: eventfd: " + Reason(EMFILE);
   int failed = 0;
-  int lame = 0;
+  int withoutWorker = 0;
   for (rlim_t descriptors = 0; descriptors < 100; ++descriptors) {
     SCOPED_TRACE(descriptors);
     ComponentHarness world;
@@ -134,13 +134,13 @@ TEST(ProcessTest, CreationWithoutDescriptorsFailsAndTracesTheReason) {
       return std::find(messages.begin(), messages.end(), text) != messages.end();
     };
     if (result == S_OK && !traced(noWorker)) break;
-    ++(result == S_OK ? lame : failed);
+    ++(result == S_OK ? withoutWorker : failed);
     EXPECT_EQ(result, object ? S_OK : E_UNEXPECTED);
     // The engine's threads are already running and may lack descriptors too.
     EXPECT_TRUE(traced(object ? noWorker : noObject));
   }
   EXPECT_GE(failed, 1);
-  EXPECT_EQ(lame, 1) << "that event comes last";
+  EXPECT_EQ(withoutWorker, 1) << "the worker's event is created last";
 }
 
 }  // namespace

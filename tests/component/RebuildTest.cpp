@@ -181,7 +181,8 @@ TEST_F(RebuildTest, RepeatedlyFailingWaitsCauseARebuild) {
       EXPECT_TRUE(world.network.WaitUntilOpened()) << "after ten";
     }
     world.Appear("a", "192.168.1.20");
-    EXPECT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"})) << "two more are overcome";
+    EXPECT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"}))
+        << "two more failed waits do no harm";
     world.ReleaseAll();
     EXPECT_EQ(world.traces.Messages(),
               (std::vector<std::wstring>{L"LanSeek: Waiting for datagrams failed. Error = 88"}));
@@ -192,7 +193,7 @@ TEST_F(RebuildTest, HappensOnlyAfterANotice) {
   network.Refuse(platform::ParseIpv4("192.168.1.5"));
   Create();
   EXPECT_TRUE(network.WaitUntilOpened());
-  EXPECT_EQ(LooksUntilItWaits(), 1) << "the table has been built, and nothing compared";
+  EXPECT_EQ(LooksUntilItWaits(), 1) << "the table was built but not yet compared";
   EXPECT_EQ(looksBeforeWatch_, 0) << "watched before, so no change is missed";
   host_.AddAddress(1, "10.0.0.5", "255.255.255.0");
   watch_.notice.Set();

@@ -97,7 +97,7 @@ TEST_F(RegistrationTest, ReportsWhatCouldNotBeWrittenOrRemoved) {
   store.readOnly = false;
   store.refused = L"/a path\nthat cannot be kept";
   EXPECT_EQ(RegisterComponent(store, scope, store.refused, why), E_INVALIDARG);
-  EXPECT_EQ(store.values, registered) << "what worked before still does";
+  EXPECT_EQ(store.values, registered) << "the existing registration stays intact";
 }
 
 TEST_F(RegistrationTest, ProgIdsStayWhileTheOtherWordSizeIsRegistered) {

@@ -103,7 +103,7 @@ TEST_F(SubscriptionsTest, ChecksArgumentsInOrder) {
   Pretender pretender;
   parameters.pSink = &pretender;
   EXPECT_EQ(subscriptions->Subscribe(&parameters, &cookie), E_NOINTERFACE);
-  EXPECT_EQ(Subscribe(sink.Get(), 5), 10U) << "reserved numbers are taken, although no controller has them";
+  EXPECT_EQ(Subscribe(sink.Get(), 5), 10U) << "accepts reserved ids, which no controller has";
 }
 
 TEST_F(SubscriptionsTest, WithoutMemorySubscribeReturnsACookieAndSetsTheErrorText) {

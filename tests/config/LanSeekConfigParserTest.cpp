@@ -52,7 +52,7 @@ TEST(LanSeekConfigParserTest, AcceptsOnlyTheOneEncoding) {
   }
   FakeDebugOutput traces;
   EXPECT_EQ(CLanSeekConfigParser(traces).Init(ConfigFiles().ScanFile()), E_INVALIDARG);
-  EXPECT_TRUE(traces.Messages().empty()) << "a missing file is nothing to complain of";
+  EXPECT_TRUE(traces.Messages().empty()) << "a missing file is not traced";
 }
 
 void ExpectSettings(const char* what, const std::string& inside, const std::string& differences,

@@ -50,7 +50,7 @@ TEST(CtrlTableTest, IdsAreNeverReused) {
   EXPECT_EQ(Add(table, Record(L"a", L"")), 11U);
   table.Remove(table.Find(11));
   EXPECT_EQ(Add(table, Record(L"a", L"")), 12U);
-  EXPECT_EQ(table.IssueLanSeekID(), 13U) << "consumed, though nothing is added under it";
+  EXPECT_EQ(table.IssueLanSeekID(), 13U) << "issued ids are used up even without a record";
   EXPECT_EQ(Add(table, Record(L"a", L"")), 14U);
   EXPECT_EQ(table.NextLanSeekID(), 15U);
   for (const std::uint32_t id : {0U, 10U, 11U, 13U, 15U, 0xFFFFFFFFU}) {

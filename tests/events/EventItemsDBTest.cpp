@@ -124,7 +124,7 @@ TEST_F(EventItemsDBTest, ASinkMayCallBackFromItsRelease) {
 TEST_F(EventItemsDBTest, SignalsOncePerIdlePeriod) {
   EXPECT_FALSE(database.QueueSignal().TryWait());
   database.QueueEvent(11, CtrlAvailable, CtrlNew);
-  EXPECT_FALSE(database.QueueSignal().TryWait()) << "nobody subscribed, nothing queued";
+  EXPECT_FALSE(database.QueueSignal().TryWait()) << "no subscriber, nothing queued";
   Add();
   database.QueueEvent(11, CtrlAvailable, CtrlNew);
   database.QueueEvent(12, CtrlAvailable, CtrlNew);

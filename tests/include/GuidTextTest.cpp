@@ -52,7 +52,7 @@ TEST(GuidTextTest, RejectsEveryOtherForm) {
   }
   GUID guid = CLSID_KelLanSeek;
   EXPECT_EQ(CLSIDFromString(nullptr, &guid), S_OK);
-  EXPECT_TRUE(guid == GUID{}) << "no text is the null identifier";
+  EXPECT_TRUE(guid == GUID{}) << "a null text yields the null identifier";
 }
 
 }  // namespace

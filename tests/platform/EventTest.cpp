@@ -157,7 +157,7 @@ TEST(ThreadTest, RunsItsBodyInTheMultithreadedApartment) {
   thread.Join();
   EXPECT_FALSE(thread.Running());
   EXPECT_TRUE(current);
-  EXPECT_EQ(sameModel, S_FALSE) << "it had joined already";
+  EXPECT_EQ(sameModel, S_FALSE) << "the thread was already a member";
   EXPECT_EQ(otherModel, RPC_E_CHANGED_MODE);
 
   bool again = false;

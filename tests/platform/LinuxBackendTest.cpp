@@ -97,7 +97,7 @@ TEST(LinuxBackendTest, ThreadsBlockTheApplicationsSignals) {
     EXPECT_TRUE(sigismember(&inThread, number)) << number;
     EXPECT_EQ(sigismember(&before, number), sigismember(&after, number)) << number;
   }
-  EXPECT_FALSE(sigismember(&inThread, SIGSEGV)) << "a fault is for the crash handler to see";
+  EXPECT_FALSE(sigismember(&inThread, SIGSEGV)) << "fault signals must reach the crash handler";
 }
 
 TEST(LinuxBackendTest, WaitingOnADescriptorClosedByTheProgramFails) {

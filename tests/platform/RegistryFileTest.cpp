@@ -71,7 +71,7 @@ TEST_F(RegistryFileTest, RemovesAKeyWithItsSubkeysOnly) {
   EXPECT_EQ(store.RemoveTree(L"A\\B"), S_OK);
   EXPECT_EQ(scratch.Read("registry"), "# head\n# a comment stays\nnonsense stays\n[A\\BB]\nx=3\n[A]\nx=4\n");
   EXPECT_EQ(store.RemoveTree(L"A\\B"), S_FALSE);
-  EXPECT_EQ(store.RemoveTree(L"A"), E_INVALIDARG) << "a whole root is never meant";
+  EXPECT_EQ(store.RemoveTree(L"A"), E_INVALIDARG) << "a root key cannot be removed";
 }
 
 TEST_F(RegistryFileTest, RegisteringAgainAndAgainDoesNotGrowTheFile) {
@@ -128,7 +128,7 @@ TEST_F(RegistryFileTest, AMissingStoreIsEmptyAndCreatedOnWriting) {
   std::wstring value;
   EXPECT_EQ(deep.Read(kKey, L"n", kRoom, value), S_FALSE);
   EXPECT_EQ(deep.RemoveTree(kKey), S_FALSE);
-  EXPECT_FALSE(std::filesystem::exists(scratch.File("one"))) << "neither reading nor removing makes anything";
+  EXPECT_FALSE(std::filesystem::exists(scratch.File("one"))) << "reading and removing create no file";
   EXPECT_EQ(deep.Write(kKey, L"n", L"x"), S_OK);
   EXPECT_EQ(deep.Read(kKey, L"n", kRoom, value), S_OK);
 }
@@ -242,7 +242,7 @@ TEST_F(RegistryFileTest, TakingBackRestoresTheMachinesKeys) {
     EXPECT_EQ(scratch.Read("own"), c.after == nullptr ? "" : c.after) << c.what;
   }
   scratch.Write("registry", "");
-  EXPECT_EQ(store.DropNeedlessStore(), S_FALSE) << "it takes no other's place";
+  EXPECT_EQ(store.DropNeedlessStore(), S_FALSE) << "the store replaces no other";
 }
 
 TEST_F(RegistryFileTest, ConcurrentWritersLoseNothing) {

@@ -94,7 +94,7 @@ TEST_P(ClientCode, FailsIfAnObjectCannotBeReferenced) {
     EXPECT_EQ(seek_.As<IKelBase>()->GetLastErrorInfo(text.Put()), S_OK);
     EXPECT_EQ(text.Text().find(L"VC interface not valid, AddRef threw exception:"), 0U);
     object_.onAddRef = nullptr;
-    EXPECT_EQ(seek_.As<IKelCtrlIdentity>()->GetVCInterface(11, &vci), S_OK) << "no lock was left taken";
+    EXPECT_EQ(seek_.As<IKelCtrlIdentity>()->GetVCInterface(11, &vci), S_OK) << "no lock stayed held";
     CoTaskMemFree(vci.vc_riid);
   }).join();
 }

@@ -118,8 +118,8 @@ TEST(Datagram, WhatIsNoRequestIsNotRead) {
     EXPECT_FALSE(ReadRequest(text)) << text;
   }
   EXPECT_TRUE(ReadRequest("Lanseek;0D;7;")) << "digits in capitals";
-  EXPECT_EQ(ReadRequest("Lanseek;14;6;a:1.2.3")->target, platform::kNoAddress) << "a field without end";
-  EXPECT_EQ(ReadRequest("Lanseek;15;6;zz:1;:;;")->target, platform::kNoAddress) << "fields without sense";
+  EXPECT_EQ(ReadRequest("Lanseek;14;6;a:1.2.3")->target, platform::kNoAddress) << "an unterminated field";
+  EXPECT_EQ(ReadRequest("Lanseek;15;6;zz:1;:;;")->target, platform::kNoAddress) << "meaningless fields";
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ TEST(PlantLife, ARestartIsAnnouncedAndEndsWithTheIdentity) {
   harness.Script("1 restart 2\n10 restart 2 0.5");
   EXPECT_THAT(harness.Until(1000), ElementsAre("10.0.0.2 says 3"));
   harness.Hear(kFull);
-  EXPECT_THAT(harness.Until(2999), ElementsAre("10.0.0.1 says 1")) << "who restarts says nothing";
+  EXPECT_THAT(harness.Until(2999), ElementsAre("10.0.0.1 says 1")) << "a restarting controller sends nothing";
   EXPECT_THAT(harness.Until(3000), ElementsAre("10.0.0.2 says 1"));
   EXPECT_THAT(harness.Until(10'499), ElementsAre("10.0.0.2 says 3"));
   EXPECT_THAT(harness.Until(10'500), ElementsAre("10.0.0.2 says 1"));
@@ -46,7 +46,7 @@ TEST(PlantLife, ASilentControllerSendsNothingNotEvenAPowerDownNotice) {
   harness.Hear(kFull);
   harness.Hear(kFull, Endpoint{1, 9});
   EXPECT_THAT(harness.Until(8000), ElementsAre("10.0.0.2 says 1", "10.0.0.2 says 1 to 9"));
-  EXPECT_THAT(harness.Until(9000), IsEmpty()) << "it waits to be asked";
+  EXPECT_THAT(harness.Until(9000), IsEmpty()) << "it does not announce itself";
   harness.Hear("Lanseek;18;6;a:10.0.0.1;");
   EXPECT_THAT(harness.Until(9000), ElementsAre("10.0.0.1 says 1"));
 }
@@ -93,7 +93,7 @@ TEST(PlantLife, ARangeMovesToConsecutiveAddressesAndTwoOnOneAddressBothAnswer) {
   harness.Script("1 address 2-3 10.0.9.255\n2 same-address 1 4");
   EXPECT_THAT(harness.Until(1000), ElementsAre("10.0.9.255 says 1", "10.0.10.0 says 1"));
   harness.Hear("Lanseek;18;6;a:10.0.0.2;");
-  EXPECT_THAT(harness.Until(1000), IsEmpty()) << "nobody is left there";
+  EXPECT_THAT(harness.Until(1000), IsEmpty()) << "no controller is left at the old address";
   harness.Until(2000);
   harness.Hear("Lanseek;18;6;a:10.0.0.4;");
   const auto datagrams = harness.DatagramsUntil(2000);
