@@ -6,8 +6,8 @@
 
 namespace kellanseek::platform {
 
-/// What CallStep() of Thread.h does on every system. An exception of the type ThreadEnd, which differs, is
-/// the end of the thread itself and goes through.
+/// Implements CallStep() of Thread.h. An exception of type ThreadEnd, which differs between systems, stands
+/// for the end of the thread and passes through.
 template <typename ThreadEnd>
 bool CallStepUnless(void (*step)(void*), void* stepArgument, void (*report)(void*, std::string_view),
                     void* reportArgument) {
@@ -15,7 +15,7 @@ bool CallStepUnless(void (*step)(void*), void* stepArgument, void (*report)(void
     try {
       report(reportArgument, what);
     } catch (const std::exception&) {
-      // The step is lost all the same.
+      // The step counts as lost in any case.
     }
   };
   try {
