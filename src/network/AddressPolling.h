@@ -8,10 +8,10 @@
 
 namespace kellanseek::network {
 
-/// Whether configured and added controllers are polled at their addresses: as configured, until no socket can
-/// be had for it. From then on they are asked by broadcast like all others, for the rest of the component's
-/// life, so that a controller does not change sides with every rebuild of the network side. Callable from any
-/// thread.
+/// Whether configured and added controllers are polled at their addresses: as configured, until the socket
+/// for it cannot be opened. From then on they are asked by broadcast like all others, for the rest of the
+/// component's life, so that a controller does not switch between the two with every rebuild of the network
+/// side. Thread-safe.
 class AddressPolling {
  public:
   explicit AddressPolling(const CKelLanSeekConfigSettings& settings) : settings_(settings) {}
@@ -21,7 +21,7 @@ class AddressPolling {
   }
   void SwitchOff() { switchedOff_.store(true, std::memory_order_relaxed); }
 
-  /// Ticks to the next poll of a controller that is idle; kNone when none is polled.
+  /// Ticks to the next poll of an idle controller; kNone if polling is off.
   std::int32_t NextPollTicks() const { return Enabled() ? settings_.NonLocalRefreshIntervalTicks() : kNone; }
 
  private:

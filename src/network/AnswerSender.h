@@ -8,14 +8,14 @@
 
 namespace kellanseek::network {
 
-/// Sends answers for the virtual controllers that are published.
+/// Sends the answers of published virtual controllers.
 class AnswerSender {
  public:
   virtual ~AnswerSender() = default;
 
-  /// Broadcasts a datagram to the response port on the interface at that position, from its request socket.
-  /// 0, or the socket's error with `destination` filled in. Does nothing, successfully, when no interface is
-  /// open there.
+  /// Broadcasts a datagram to the response port on the interface at `position`, from its request socket.
+  /// Returns 0, or the socket's error with `destination` set. Does nothing and returns 0 if no interface is
+  /// open at that position.
   virtual platform::SocketError Answer(std::size_t position, std::string_view datagram,
                                        platform::Ipv4& destination) = 0;
 };

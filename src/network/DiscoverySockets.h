@@ -17,23 +17,23 @@
 namespace kellanseek::network {
 
 /// The sockets of discovery: two for each interface, and one for controllers that are asked by address.
-/// Between opening and closing, all else may be called from several threads at once.
+/// Opening and closing are for one thread; in between, all other methods are thread-safe.
 class DiscoverySockets : public RequestSender, public AnswerSender {
  public:
-  /// `polling` is switched off when the non-local socket cannot be made.
+  /// `polling` is switched off if the non-local socket cannot be opened.
   DiscoverySockets(platform::UdpNetwork& udp, const CKelLanSeekConfigSettings& settings,
                    AddressPolling& polling, platform::DebugOutput& debugOutput);
 
-  /// Opens the sockets for all interfaces of `usable`; those that are refused leave it. What an exception
-  /// leaves open is for CloseSockets().
+  /// Opens the sockets of all interfaces in `usable` and removes those whose sockets are refused. After an
+  /// exception, CloseSockets() closes the sockets already open.
   void CreateSockets(std::vector<InterfaceEntry>& usable);
   void CloseSockets();
 
-  /// The interfaces that have been opened. Each has both sockets.
+  /// The opened interfaces. Each has both sockets.
   const InterfaceTable& Interfaces() const { return interfaces_; }
   platform::UdpSocket* RequestSocket(std::size_t position) const { return pairs_[position].request.get(); }
   platform::UdpSocket* ResponseSocket(std::size_t position) const { return pairs_[position].response.get(); }
-  /// None when polling by address is off.
+  /// Null if polling by address is off.
   platform::UdpSocket* NonLocalSocket() const { return nonLocalSocket_.get(); }
 
   void Broadcast(std::size_t position, std::string_view datagram) override;

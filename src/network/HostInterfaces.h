@@ -11,16 +11,16 @@
 
 namespace kellanseek::network {
 
-/// Asks the system which interfaces of this host take part in discovery. Both questions take a while, so no
-/// lock should be held. Callable from any thread.
+/// Finds the host's interfaces that take part in discovery. Queries the system, which takes time, so call it
+/// without a lock. Thread-safe.
 class HostInterfaces {
  public:
   HostInterfaces(platform::NetworkAddresses& addresses, const CKelLanSeekConfigSettings& settings,
                  platform::DebugOutput& debugOutput);
 
-  /// The usable interfaces as they are now.
+  /// The currently usable interfaces.
   InterfaceTable SetupLanseekInterfaces() const;
-  /// Only the keys of the usable interfaces, sorted, for a comparison.
+  /// The keys of the currently usable interfaces, sorted, for comparisons.
   std::vector<InterfaceKey> UsableKeys() const;
 
  private:

@@ -10,7 +10,7 @@
 
 namespace kellanseek::network {
 
-/// One usable local IPv4 interface.
+/// A usable local IPv4 interface.
 struct InterfaceEntry {
   std::wstring addressText;
   platform::Ipv4 address = 0;
@@ -18,24 +18,25 @@ struct InterfaceEntry {
   platform::Ipv4 broadcastAddress = 0;
   std::string macText;  ///< Lower-case hexadecimal pairs joined by colons, at most kMaxMacText characters.
 
-  /// Whether an address lies in this interface's subnet.
+  /// Whether an address lies in the subnet of this interface.
   bool Contains(platform::Ipv4 other) const { return (other & mask) == (address & mask); }
 };
 
 inline constexpr std::size_t kMaxMacText = 19;
 
-/// What tells interfaces apart when tables are compared: address and broadcast address.
+/// Identifies an interface when tables are compared: address and broadcast address.
 using InterfaceKey = std::pair<platform::Ipv4, platform::Ipv4>;
 inline InterfaceKey KeyOf(platform::Ipv4 address, platform::Ipv4 mask) { return {address, address | ~mask}; }
 
-/// The interfaces of one run of the network side, in the order in which the system listed them. A position is
-/// an index. The entries never change: a run with other interfaces has a table of its own.
+/// The interfaces of one run of the network side, in the system's order. A position is an index into the
+/// table. Entries never change: a run with other interfaces has another table, so threads may read theirs
+/// without a lock.
 class InterfaceTable {
  public:
   InterfaceTable() = default;
   explicit InterfaceTable(std::vector<InterfaceEntry> entries) : entries_(std::move(entries)) {}
 
-  /// First entry with that address; -1 for none and for address 0.
+  /// The first entry with this address; -1 if there is none, and for address 0.
   std::int32_t FindInterfaceByAddress(platform::Ipv4 address) const;
   /// First entry whose subnet contains the address; -1 for none and for kNoAddress.
   std::int32_t FindInterfaceForAddress(platform::Ipv4 address) const;

@@ -7,16 +7,15 @@
 
 namespace kellanseek::network {
 
-/// Sends the requests of the refresh cycle. A lost request is covered by the retries, so no error is
-/// reported.
+/// Sends the requests of the refresh cycle. Reports no errors, because retries cover a lost request.
 class RequestSender {
  public:
   virtual ~RequestSender() = default;
 
-  /// Broadcasts a request on the interface at that position.
+  /// Broadcasts a request on the interface at `position`.
   virtual void Broadcast(std::size_t position, std::string_view datagram) = 0;
-  /// Sends a request to one controller by address, from the non-local socket. False when the system has no
-  /// room for it now: nothing was sent, and it may be tried again.
+  /// Sends a request to one controller from the non-local socket. Returns false if the send buffer is full:
+  /// nothing was sent, and the caller may try again.
   virtual bool SendToAddress(platform::Ipv4 address, std::string_view datagram) = 0;
 };
 
