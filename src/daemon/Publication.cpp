@@ -42,7 +42,7 @@ std::string BuildFullMessage(const CtrlInfo& record, std::string_view macText) {
   for (const IdentityField& field : protocol::kIdentityFields) {
     if (field.tag == protocol::kTagMacAddress) continue;
     AppendField(message, field, record);
-    // The system name stands twice in a row; receivers expect the message byte for byte so.
+    // Receivers expect the system name twice, byte for byte.
     if (field.tag == protocol::kTagSystemName) AppendField(message, field, record);
   }
   AppendMacAndKind(message, macText);

@@ -8,7 +8,7 @@
 
 namespace kellanseek::daemon {
 
-/// Publishes virtual controllers of this host to others. All operations may be called from any thread.
+/// Publishes virtual controllers of this host to other hosts. Thread-safe.
 class RemoteVCPublisher {
  public:
   virtual ~RemoteVCPublisher() = default;
@@ -19,11 +19,11 @@ class RemoteVCPublisher {
   virtual bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
                                        std::uint32_t lanSeekID) noexcept = 0;
 
-  /// Publishes the controller of a record on every interface. Called with the table lock held. False when
-  /// that failed; throws std::bad_alloc.
+  /// Publishes a record's controller on every interface. Called with the table lock held. Returns false on
+  /// failure; throws std::bad_alloc.
   virtual bool AddRemoteVC(const CtrlInfo& record) = 0;
 
-  /// Prepares every published controller anew for the interfaces of another table.
+  /// Prepares the datagrams of all published controllers for the interfaces of a new table.
   virtual void RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) = 0;
 };
 

@@ -18,9 +18,9 @@ using protocol::MessageType;
 
 constexpr const wchar_t* kUnit = L"rVCDaemon";
 
-constexpr std::uint32_t kMinDelay = 200;      ///< Milliseconds before an answer, at least;
-constexpr std::uint32_t kDelaySpread = 3000;  ///< and the range of the random rest.
-constexpr std::int32_t kDueThreshold = 10;    ///< A countdown this short is not worth another wait.
+constexpr std::uint32_t kMinDelay = 200;      ///< Shortest delay of an answer, in milliseconds.
+constexpr std::uint32_t kDelaySpread = 3000;  ///< Range of the random addition to it.
+constexpr std::int32_t kDueThreshold = 10;    ///< Counts as due: the rest is not worth a wake-up.
 constexpr std::int32_t kAgainAfterFailure = 1000;
 constexpr std::uint32_t kMaxElapsed = 0x7FFFFFFE;
 

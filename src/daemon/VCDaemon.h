@@ -19,22 +19,22 @@
 
 namespace kellanseek::daemon {
 
-/// Gives uniform random numbers.
+/// Returns uniform random numbers.
 using RandomSource = std::function<std::uint32_t()>;
 
-/// The wait without limit, as Step() gives it.
+/// Returned by Step() if nothing is scheduled.
 inline constexpr std::int32_t kNothingScheduled = -1;
 
-/// The milliseconds between two counts of a clock that wraps around, as Step() takes them: at most
-/// 0x7FFFFFFE. Over the wrap, one is missing.
+/// Milliseconds between two readings of a clock that wraps around, for Step(): at most 0x7FFFFFFE. One too
+/// few across the wrap.
 std::int32_t ElapsedBetween(std::uint32_t last, std::uint32_t now);
 
-/// Answers the requests of other hosts for the virtual controllers of this host that are published, and tells
-/// them when one goes away. Datagrams are prepared once for each controller and interface, and sent after a
-/// random delay, so that many workstations do not answer one request all at once.
+/// Answers other hosts' requests for the published virtual controllers of this host, and announces when one
+/// goes away. Prepares the datagrams once for each controller and interface. Sends them after a random delay,
+/// so that many workstations do not answer one request at the same time.
 ///
-/// The list of published controllers has a lock of its own, taken after the table lock; the queue's lock is
-/// never held while another is taken.
+/// The list of published controllers has its own lock, taken after the table lock. No other lock is taken
+/// while the queue's lock is held.
 class CrVCDaemon : public RemoteVCPublisher {
  public:
   struct Parts {
@@ -45,7 +45,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   };
   explicit CrVCDaemon(Parts parts);
 
-  /// Starts and ends the daemon's thread; the published controllers stay.
+  /// Start and end the daemon's thread. The published controllers stay.
   void StartThread();
   void StopThread();
 
@@ -54,9 +54,9 @@ class CrVCDaemon : public RemoteVCPublisher {
   bool AddRemoteVC(const CtrlInfo& record) override;
   void RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) override;
 
-  /// One pass: lets `elapsed` milliseconds go by, takes in what is queued, sends what is due. Gives the
-  /// milliseconds until the next pass is needed, or kNothingScheduled. The thread calls it; tests do so
-  /// without one.
+  /// Runs one pass: advances the time by `elapsed` milliseconds, handles the queued messages and sends the
+  /// answers that are due. Returns the milliseconds until the next pass, or kNothingScheduled. Called by the
+  /// thread, or directly by tests.
   std::int32_t Step(std::int32_t elapsed) EXCLUDES(listLock_, queueLock_);
 
  private:
@@ -79,8 +79,8 @@ class CrVCDaemon : public RemoteVCPublisher {
     /// Milliseconds until what is pending is sent, or kNothingScheduled.
     std::int32_t countdown = 0;
     std::uint32_t lanSeekID = 0;
-    std::wstring systemID;  ///< For the notice, after the record is gone.
-    bool remove = false;    ///< To be dropped after what is pending has been sent.
+    std::wstring systemID;  ///< For the notice, when the record is gone.
+    bool remove = false;    ///< Drop the entry once the pending datagrams have been sent.
     bool tooLongTraced = false;
     std::vector<PublicationItem> items;  ///< One for each interface.
   };
@@ -89,7 +89,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   void BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& record) const REQUIRES(listLock_);
   void TraceTooLong(RemoteVCEntry& entry) const;
   void LetTimePass(std::int32_t elapsed) REQUIRES(listLock_);
-  /// Whether the same message waits already, with no removal behind it.
+  /// Whether an equal message is already waiting, with no removal behind it.
   bool Waits(const DaemonMessage& message) const REQUIRES(queueLock_);
   std::vector<DaemonMessage> TakeQueue() EXCLUDES(queueLock_);
   void Handle(const DaemonMessage& message) REQUIRES(listLock_);
@@ -109,7 +109,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   platform::Event queued_{platform::Event::Kind::AutoReset};
   platform::Mutex queueLock_;
   std::vector<DaemonMessage> queue_ GUARDED_BY(queueLock_);
-  std::atomic<bool> active_{false};  ///< At least one controller is published; else messages are dropped.
+  std::atomic<bool> active_{false};  ///< Whether a controller is published; otherwise messages are dropped.
   platform::Mutex listLock_;
   std::vector<RemoteVCEntry> published_ GUARDED_BY(listLock_);
   std::vector<std::string> macTexts_ GUARDED_BY(listLock_);  ///< Of the interfaces, by position.
