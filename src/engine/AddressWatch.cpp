@@ -11,10 +11,10 @@ namespace {
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
-/// The table is compared this often even when nothing is notified.
+/// Interval of comparisons without a notice.
 constexpr std::chrono::milliseconds kCheckInterval{120000};
 
-/// Until a rebuild or a wait that failed is tried again.
+/// Pause before a failed rebuild or wait is repeated.
 constexpr std::chrono::milliseconds kAfterFailure{1000};
 
 }  // namespace
@@ -39,7 +39,7 @@ void AddressWatch::Begin() {
 }
 
 void AddressWatch::NotifyAddrChangeLoop() {
-  // Goes with this thread, which is the one that has waited with it.
+  // Destroyed on this thread, which is the one that waits with it.
   const auto watch = std::move(watch_);
   if (!watch) {
     trace_.Error(L"Lanseek::NotifyAddrChangeLoop error create event\n");
@@ -66,7 +66,7 @@ AddressWatch::Outcome AddressWatch::WaitWith(platform::AddressChangeWatch& watch
 }
 
 void AddressWatch::Check(Occasion occasion) {
-  // Stays owed when something fails on the way.
+  // Stays set if the rebuild fails, so that the next check repeats it.
   const bool owed = std::exchange(rebuildOwed_, true);
   if (owed || InterfacesChanged(occasion)) listener_.OnInterfacesChanged();
   rebuildOwed_ = false;

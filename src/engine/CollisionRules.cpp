@@ -9,21 +9,21 @@
 namespace kellanseek::engine {
 namespace {
 
-/// The address that every device of a kind has on its service port.
+/// Every controller model has this address on its service port.
 constexpr const wchar_t* kServicePortAddress = L"192.168.125.1";
 
-/// What the keys say that record and message share. SecondPath leads to the rules further down.
+/// What record and message have in common, according to their keys. SecondPath needs the further rules below.
 enum class Relation : std::uint8_t { Another, SharesAddress, Moved, NewIdentity, SecondPath, Same };
 
 constexpr Relation kRelations[] = {
     // S M A: system identity, MAC address, address
     /* - - - */ Relation::Another,
-    /* - - A */ Relation::SharesAddress,  // A MAC address names a device, so these are two.
-    /* - M - */ Relation::Moved,          // The device answers from another address now, with a new identity.
-    /* - M A */ Relation::NewIdentity,    // The device stayed, and was given another identity.
+    /* - - A */ Relation::SharesAddress,  // A MAC address identifies a device, so these are two devices.
+    /* - M - */ Relation::Moved,          // The device answers from another address, with a new identity.
+    /* - M A */ Relation::NewIdentity,    // The same device and address, with a new identity.
     /* S - - */ Relation::SecondPath,  // Two devices with one identity, or one device seen over two networks.
     /* S - A */ Relation::SharesAddress,  // Another device took over address and identity: as above.
-    /* S M - */ Relation::Moved,          // The device answers from another address now.
+    /* S M - */ Relation::Moved,          // The device answers from another address.
     /* S M A */ Relation::Same,
 };
 
@@ -52,28 +52,28 @@ struct SecondPathRule {
   Verdict verdict;
 };
 
-/// One system identity, but neither MAC address nor address in common. The first rule that applies decides.
+/// For a shared system identity without a shared MAC address or address. The first rule that applies decides.
 constexpr SecondPathRule kSecondPathRules[] = {
-    // One network shows a device once, so these are two.
+    // A device appears only once on a network, so these are two devices.
     {OnOneNetwork, Verdict::IdentityCollision},
-    // A device describes itself alike on both its networks.
+    // A device sends the same description on all its networks.
     {DescriptionsDiffer, Verdict::IdentityCollision},
-    // What the configuration names is never displaced.
+    // A configured controller is never displaced.
     {[](const CtrlInfo& known, const Heard&) { return known.identificationType == StaticCtrlDefinition; },
      Verdict::Drop},
-    // And what it names displaces what was found otherwise.
+    // A configured controller displaces one found otherwise.
     {[](const CtrlInfo&, const Heard& heard) { return heard.isConfigured; }, Verdict::RemoveReplaced},
-    // Who is plugged into a device's service port stands in front of it: that path is preferred.
+    // The service port is a direct connection to the device, so that path is preferred.
     {[](const CtrlInfo& known, const Heard&) { return known.ctrlAddress == kServicePortAddress; },
      Verdict::Drop},
     {[](const CtrlInfo&, const Heard& heard) { return heard.controller.ctrlAddress == kServicePortAddress; },
      Verdict::RemoveReplaced},
-    // Of two paths that are equally good the first stays, or the two would take turns at every refresh.
+    // Of two equal paths the first stays; otherwise they would replace each other at every refresh.
     {[](const CtrlInfo&, const Heard& heard) { return heard.origin.source == MsgSource::FromResponseSocket; },
      Verdict::Drop},
     {[](const CtrlInfo& known, const Heard&) { return known.identificationType == RemoteCtrlDefinition; },
      Verdict::Drop},
-    // What a client added by address displaces what a broadcast found.
+    // A controller added by address displaces one found by broadcast.
     {[](const CtrlInfo&, const Heard&) { return true; }, Verdict::RemoveReplaced},
 };
 
@@ -93,7 +93,7 @@ Verdict Judge(const CtrlInfo& known, const Heard& heard) {
           ->verdict;
     case Relation::Same: break;
   }
-  // A virtual controller that runs again answers at the port of its new process.
+  // A restarted virtual controller answers at the port of its new process.
   const std::uint32_t port = heard.controller.commPortNumber;
   return port != 0 && port != known.commPortNumber ? Verdict::AcceptAsRestarted : Verdict::Accept;
 }

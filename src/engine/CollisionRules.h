@@ -7,28 +7,29 @@
 
 namespace kellanseek::engine {
 
-/// A controller's account of itself, and how it was heard.
+/// A received identity and its source.
 struct Heard {
   const Identity& controller;
   const MessageOrigin& origin;
   bool isFullIdentity = false;
-  bool isConfigured = false;  ///< A record of the configuration file has this address.
+  bool isConfigured = false;  ///< The configuration file has a controller with this address.
 };
 
-/// What one stored, available controller means for a message.
+/// The consequence of one stored, available controller for a message.
 enum class Verdict : std::uint8_t {
-  GoOn,               ///< Nothing: the next record decides.
+  GoOn,               ///< None; the next record decides.
   Accept,             ///< The message is from this controller.
-  AcceptAsRestarted,  ///< From this controller, too, but it has restarted: withdrawn, and added anew.
-  RemoveRestarted,    ///< The record is outdated by a restart; the next record decides.
-  RemoveLost,         ///< It is outdated because the controller has moved; the next record decides.
-  RemoveReplaced,     ///< It gives way to the message's path; the next record decides.
-  Drop,               ///< The message gives way to the record.
-  AddressCollision,   ///< Two devices on one address: the record is withdrawn and the message dropped.
-  IdentityCollision,  ///< Two devices with one system identity: likewise.
+  AcceptAsRestarted,  ///< From this controller, which has restarted: withdraw it and add it anew.
+  RemoveRestarted,    ///< A restart made the record outdated: withdraw it; the next record decides.
+  RemoveLost,         ///< The controller has moved: withdraw the record; the next record decides.
+  RemoveReplaced,     ///< The message's path is preferred: withdraw the record; the next record decides.
+  Drop,               ///< The record's path is preferred: drop the message.
+  AddressCollision,   ///< Two devices have one address: withdraw the record and drop the message.
+  IdentityCollision,  ///< Two devices have one system identity: likewise.
 };
 
-/// The collision rules for an available record that is no virtual controller of this host. Pure.
+/// Applies the collision rules to an available record that is no virtual controller of this host. A pure
+/// function.
 Verdict Judge(const CtrlInfo& known, const Heard& heard);
 
 }  // namespace kellanseek::engine

@@ -40,14 +40,14 @@ CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable::Access& table, Mess
   if (!HasRequiredFields(heard)) return {Finding::Drop};
 
   Comparison comparison{{heard, origin, type == MessageType::CtrlInfoMsg}};
-  // Every rule needs a shared identity, MAC address or address; a step removes no record but its own.
+  // Every rule needs a shared identity, MAC address or address. A step removes no record except its own.
   for (const CtrlTable::Record record : table.Related(heard)) {
     const Step step = CompareWith(table, comparison, record);
     if (step == Step::Drop) return {Finding::Drop};
     if (step == Step::Accept) break;
   }
   if (comparison.match) return {Finding::Known, comparison.match};
-  // An answer to a request by address belongs to one of those that are asked by address.
+  // A poll is answered by a configured or added controller; any other answer is forged or outdated.
   if (origin.source == MsgSource::FromNonLocalSocket && !comparison.accepted) {
     trace_.Error(L"LanSeek: Message from static handling (%s) does not match any known controller!",
                  heard.ctrlAddress);
@@ -74,7 +74,7 @@ Collisions::Step Collisions::CompareWith(CtrlTable::Access& table, Comparison& c
   return Apply(table, comparison, record, Judge(*record, comparison.heard));
 }
 
-/// A configured or added record at the message's own address.
+/// Compares with a configured or added record at the message's own address.
 Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Comparison& comparison,
                                                    CtrlTable::Record record, bool& removed) {
   const Identity& heard = comparison.heard.controller;
@@ -85,7 +85,7 @@ Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Com
     comparison.heard.isConfigured |= isStatic;
     return Step::Next;
   }
-  // A broadcast has found what a client added, so it needs no polling any more.
+  // An added controller was found by broadcast, so polling it is no longer necessary.
   if (record->Available()) {
     table.MakeDynamic(record);
     CtrlState& state = table.Change(record);
@@ -93,7 +93,7 @@ Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Com
     state.heardOnAddress = comparison.heard.origin.interfaceAddress;
     return Step::Next;
   }
-  // It comes back at once as a new dynamic controller, under a new id.
+  // The controller returns at once as a new dynamic one, under a new id.
   table.Remove(record);
   removed = true;
   comparison.replacesAdded = true;

@@ -9,37 +9,38 @@
 
 namespace kellanseek::engine {
 
-/// What the collision rules make of a message.
+/// The result of the collision rules for a message.
 struct CollisionVerdict {
   enum class Finding {
-    Drop,        ///< The message is not to be handled.
-    NotChecked,  ///< Handle it; the rules do not apply, the caller looks the controller up itself.
-    Unknown,     ///< Handle it; no stored controller is this one.
-    Known,       ///< Handle it; `record` is this controller.
+    Drop,        ///< Do not handle the message.
+    NotChecked,  ///< Handle it. The rules do not apply; the caller looks up the controller itself.
+    Unknown,     ///< Handle it. It is from no stored controller.
+    Known,       ///< Handle it. It is from the controller of `record`.
   };
   Finding finding = Finding::Drop;
   CtrlTable::Record record = {};
-  bool replacesAdded = false;  ///< The record of a controller that a client added has made way for this one.
+  bool replacesAdded =
+      false;  ///< The record of a controller added by a client was removed in favour of this one.
 };
 
-/// Compares a controller's self-description with every controller that shares its identity, MAC address or
-/// address: finds out which one it is, whether two devices share an address or an identity, and whether a
-/// known one has restarted with others. What is outdated or colliding is withdrawn.
+/// Compares a received identity with every controller that shares its system identity, MAC address or
+/// address: identifies its record, and detects two devices with one address or identity and controllers that
+/// have restarted with others. Withdraws outdated and colliding records.
 class Collisions {
  public:
   Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput);
 
-  /// `heard` has its address set.
+  /// `heard` must have its address set.
   CollisionVerdict HandleCtrlCollisions(CtrlTable::Access& table, protocol::MessageType type,
                                         const Identity& heard, const MessageOrigin& origin);
 
  private:
   enum class Step { Next, Drop, Accept };
-  /// One message on its way along the records that are related to it.
+  /// The state of comparing one message with its related records.
   struct Comparison {
     Heard heard;
-    CtrlTable::Record match = {};  ///< The latest record that is this controller, if any.
-    bool accepted = false;         ///< One of them ended the comparison.
+    CtrlTable::Record match = {};  ///< The last record found to be this controller, if any.
+    bool accepted = false;         ///< A record ended the comparison.
     bool replacesAdded = false;
   };
 

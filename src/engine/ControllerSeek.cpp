@@ -74,7 +74,7 @@ void CControllerSeek::StartNetwork() {
     receiver_.ReceiverThread();
     receiverId_.store({});
   };
-  // The system's buffers hold little: who empties them must not have to wait for a turn.
+  // The system's buffers are small, so the receiver must run promptly.
   diagnostics::StartThread(receiverThread_, "KelReceiver", receive, trace_, platform::ThreadUrgency::Prompt);
   daemon_.StartThread();
 }
@@ -93,7 +93,7 @@ void CControllerSeek::Start(int restart) {
 
 void CControllerSeek::Stop(int restart) {
   if (restart == 0) {
-    // A rebuild under way ends first; a later one finds that it has come too late.
+    // Waits for a rebuild in progress; a later one will see `stopping_` and do nothing.
     const platform::MutexLock lock(runLock_);
     stopping_ = true;
   }
@@ -106,8 +106,8 @@ void CControllerSeek::StopNetwork(int restart) {
   socketsReady_.Reset();
   stopNetwork_.Set();
   receiverThread_.Join();
-  // The refresh thread closes the sockets only now that nobody reads them any more. The event that says that
-  // they are there cannot say so: a stop during the start may come just before it is set.
+  // Lets the refresh thread close the sockets, which nobody reads any more. socketsReady_ cannot serve for
+  // that: a stop during the start may come just before it is set.
   receiverEnded_.Set();
   refreshThread_.Join();
   if (restart == 0) {
@@ -142,14 +142,14 @@ std::vector<network::InterfaceEntry> CControllerSeek::PresentInterfaces() {
   return logic_.interfaces.Table(table).Entries();
 }
 
-/// Ends when the sockets exist, or with the run.
+/// Returns when the sockets are open, or when the network side stops.
 void CControllerSeek::CreateSockets(diagnostics::StepTrace& failed) {
   std::vector<network::InterfaceEntry> usable = PresentInterfaces();
   const std::size_t wanted = usable.size();
   const auto create = [&] {
     sockets_.CreateSockets(usable);
     if (usable.size() == wanted) return;
-    // Those behind an interface that was refused have other positions now.
+    // A refused interface has been dropped, which has moved the positions of those behind it.
     CtrlTable::Access table(table_);
     logic_.NarrowInterfaces(table, sockets_.Interfaces());
   };

@@ -27,60 +27,58 @@
 
 namespace kellanseek::engine {
 
-/// The discovery engine of one component object: makes the parts, starts and stops their threads. What the
-/// parts do is theirs. Init(), Start(0) and Stop(0) are for the thread that makes and releases the component;
-/// the rest may be called from any thread.
+/// The discovery engine of one component object: creates its parts and starts and stops their threads.
+/// Init(), Start(0) and Stop(0) are for the thread that creates and releases the component; the other methods
+/// are thread-safe.
 class CControllerSeek {
  public:
-  /// Everything handed in outlives the engine. `owner` is told of changed interfaces on the address-change
-  /// thread and answers with RebuildNetwork().
+  /// All arguments must outlive the engine. `owner` is notified of changed interfaces on the address-watch
+  /// thread and responds with RebuildNetwork().
   CControllerSeek(CtrlTable& table, events::EventQueue& events, const CKelLanSeekConfigSettings& settings,
                   InterfaceChangeListener& owner, const EngineEnvironment& environment);
-  /// Stops what still runs.
+  /// Stops the threads that still run.
   ~CControllerSeek();
 
-  /// Builds the interface table and starts the socket library. Failures are traced, never reported.
+  /// Builds the interface table and starts the socket library. Failures are only traced.
   void Init();
 
-  /// Starts the threads; `restart` 1 only those of the network side. Those that the system has no room for
-  /// are traced, and the engine does without.
+  /// Starts the threads; with `restart` 1 only those of the network side. A thread that the system refuses is
+  /// traced, and the engine works without it.
   void Start(int restart);
-  /// Ends the threads; `restart` 1 only those of the network side, leaving the address-change and host-name
-  /// threads, the look-ups queued and all controllers as they are. Waits for a reverse look-up that is under
-  /// way.
+  /// Ends the threads; with `restart` 1 only those of the network side, keeping the address-watch and
+  /// host-name threads, queued look-ups and all controllers. Waits for a reverse look-up in progress.
   void Stop(int restart);
 
-  /// True on the receiver thread. A datagram may withdraw a virtual controller of this host, whose object is
-  /// then released there, and that may be the last to hold the component; but no thread can wait for its own
-  /// end.
+  /// Whether the caller is the receiver thread. A datagram may withdraw a virtual controller of this host,
+  /// whose object is then released on that thread and may hold the last reference to the component; but a
+  /// thread cannot wait for its own end.
   bool OnReceiverThread() const { return receiverId_.load() == std::this_thread::get_id(); }
 
-  /// Stops the network side, builds the interface table anew, withdraws the controllers whose interface has
-  /// gone, and starts the network side again. Does nothing once a full Stop has begun. Throws std::bad_alloc
-  /// when memory ran out on the way: the network side runs then, but with what could be done, and is to be
-  /// rebuilt again.
+  /// Stops the network side, rebuilds the interface table, withdraws the controllers of interfaces that are
+  /// gone, and starts the network side again. Does nothing once a full Stop() has begun. If memory runs out,
+  /// throws std::bad_alloc: the network side runs again, but incompletely, and must be rebuilt once more.
   void RebuildNetwork();
 
-  /// Adds a controller by address, or finds it: S_OK with a new id, one of the two "already known" success
-  /// codes with its id, or E_INVALIDARG for a text that is no dotted IPv4 address.
+  /// Adds a controller by address, or finds it. Returns S_OK with a new id, one of the two "already known"
+  /// success codes with its id, or E_INVALIDARG for a text that is not a dotted IPv4 address.
   HRESULT AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID);
 
-  /// Has a controller asked at the next tick: S_OK, E_INVALIDARG for an id that was never issued, or
+  /// Has a controller asked at the next tick. Returns S_OK, E_INVALIDARG for an id that was never issued, or
   /// KEL_E_LANSEEKID_NOT_IN_USE.
   HRESULT RefreshForID(std::uint32_t lanSeekID);
 
-  /// Registers a virtual controller of this host: S_OK, E_INVALIDARG, KEL_E_SYSTEMID_PRESENT, or E_UNEXPECTED
-  /// when the object cannot be referenced. `vci` may be null.
+  /// Registers a virtual controller of this host. Returns S_OK, E_INVALIDARG, KEL_E_SYSTEMID_PRESENT, or
+  /// E_UNEXPECTED if its object cannot be referenced. `vci` may be null.
   HRESULT RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
                      RemoteVCPublication remotePublication, const VCInterface* vci);
-  /// Withdraws one; with `keep` its record stays, unlisted. S_OK or KEL_E_NOT_FOUND.
+  /// Withdraws a virtual controller; with `keep` its record stays, unlisted. Returns S_OK or KEL_E_NOT_FOUND.
   HRESULT RemoveVC(std::wstring_view systemID, bool keep);
 
-  /// Handles the text that a virtual controller hands in as if it were a datagram.
+  /// Handles a text from a virtual controller like a datagram.
   void ForwardMessage(std::wstring_view message);
 
  private:
-  /// Rests for a moment between bursts of requests, or until the network side stops.
+  /// Pauses for a moment between bursts of requests, or until the network side stops.
   class Pacer : public SendPacer {
    public:
     explicit Pacer(platform::Event& stopNetwork) : stopNetwork_(stopNetwork) {}
@@ -117,7 +115,7 @@ class CControllerSeek {
   Receiver receiver_;
   AddressWatch addressWatch_;
 
-  /// Held for a whole rebuild and for the first moment of a full stop, so that the two never mix.
+  /// Held during a rebuild and at the start of a full stop, so that the two never overlap.
   platform::Mutex runLock_;
   bool stopping_ GUARDED_BY(runLock_) = false;
   bool socketLibraryStarted_ = false;

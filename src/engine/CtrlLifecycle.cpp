@@ -20,7 +20,7 @@ CtrlLifecycle::CtrlLifecycle(const network::AddressPolling& polling, events::Eve
 
 void CtrlLifecycle::TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReason reason) {
   using protocol::MessageType;
-  // Other hosts need not know that its process died: for them it is switched off.
+  // Other hosts need not know that the process died: to them the controller powers down.
   if (reason != CtrlLostConnection && reason != CtrlLostRestart && reason != CtrlLostPowerDown) {
     trace_.Error(L"LanSeek RemoveActiveCtrl. Unexpected removal reason %d for remote VC %s",
                  static_cast<std::int32_t>(reason), record.ctrlAddress);
@@ -33,7 +33,7 @@ void CtrlLifecycle::TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReas
 void CtrlLifecycle::RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record record,
                                      LanSeekEventReason reason, bool keep) {
   const bool leaves = record->Dynamic() && !keep;
-  // Nothing after this can fail; a removal that was told in part would be told again.
+  // Nothing after this can fail. Otherwise a half-finished removal would be reported again later.
   CtrlTable::Removal removal;
   if (leaves) removal = table.PrepareRemoval(record);
   hostNames_.Forget(record->lanSeekID);
@@ -75,6 +75,7 @@ void CtrlLifecycle::Revalidate(CtrlTable::Access& table, CtrlTable::Record recor
   if (record->ctrlType == VC || !record->Available()) return;
 
   if (record->identificationType == RemoteCtrlDefinition) {
+    // On a local network, broadcasts reach the controller from now on.
     const std::int32_t local = interfaces.FindInterfaceForAddress(record->Address());
     if (local < 0) return;
     table.MakeDynamic(record);

@@ -13,25 +13,25 @@
 
 namespace kellanseek::engine {
 
-/// What happens to a record as a whole. Others decide when.
+/// The changes to a record as a whole. Other classes decide when.
 class CtrlLifecycle {
  public:
   CtrlLifecycle(const network::AddressPolling& polling, events::EventQueue& events, HostNames& hostNames,
                 daemon::RemoteVCPublisher& daemon, platform::DebugOutput& debugOutput);
 
-  /// Withdraws a controller, telling clients and other hosts for `reason` if they knew of it. A dynamic
-  /// record leaves the table, or stays unlisted with `keep`; any other becomes unavailable. Throws
-  /// std::bad_alloc before anything has happened.
+  /// Withdraws a controller and reports `reason` to clients and other hosts that knew it. A dynamic record is
+  /// removed from the table, or stays unlisted with `keep`; any other becomes unavailable. Throws
+  /// std::bad_alloc before any change.
   void RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record record, LanSeekEventReason reason,
                         bool keep = false);
 
-  /// Adds a controller by address, or finds it: S_OK with a new id, KEL_S_ALREADY_DYNAMIC or
-  /// KEL_S_ALREADY_CONFIGURED with its id, or E_INVALIDARG for a text that is no dotted address.
+  /// Adds a controller by address, or finds it. Returns S_OK with a new id, KEL_S_ALREADY_DYNAMIC or
+  /// KEL_S_ALREADY_CONFIGURED with its id, or E_INVALIDARG for a text that is not a dotted address.
   HRESULT AddRemoteController(CtrlTable::Access& table, const std::wstring& address,
                               std::uint32_t& lanSeekID);
 
-  /// Binds the available controllers to a new interface table; those whose interface is gone are withdrawn.
-  /// Tells the daemon.
+  /// Binds the available controllers to a new interface table and withdraws those whose interface is gone.
+  /// Notifies the daemon.
   void RevalidateAfterInterfaceChange(CtrlTable::Access& table, const network::InterfaceTable& interfaces);
 
  private:

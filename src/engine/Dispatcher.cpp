@@ -16,7 +16,7 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 constexpr std::int32_t kSecondsBetweenRefusalTraces = 60;
 
-/// Remote publication came with version 5.6. A version that was never reported is a large number and passes.
+/// Remote publication requires version 5.6. An unknown version is a large number and passes.
 bool CanBePublishedRemotely(const CtrlInfo& record) {
   return record.versionMajor >= 6 || (record.versionMajor >= 5 && record.versionMinor >= 6);
 }
@@ -45,7 +45,7 @@ bool Dispatcher::Read(std::string_view text, std::size_t length, std::optional<p
                  parsed.claimedLength, parsed.textLength);
   }
   if (parsed.outcome != Outcome::Accepted) return false;
-  // Of a message that was handed in, no address counts.
+  // The address that a message states counts only if it came from the network.
   if (sender && message.ownAddressTooLong) return false;
   return origin.source != MsgSource::FromNonLocalSocket || message.type == MessageType::CtrlInfoMsg ||
          message.type == MessageType::CtrlAliveMsg;
@@ -57,7 +57,7 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
   protocol::Message& message = reused;
   if (!Read(text, length, sender, origin, message)) return;
 
-  // What comes to a request socket is a request: only its interface counts, not who sent it.
+  // Anything sent to a request socket is treated as a request: only its interface counts, not its sender.
   if (sender && origin.source != MsgSource::FromRequestSocket) {
     const std::string source = platform::FormatIpv4(*sender);
     platform::AssignWide(message.identity.ctrlAddress,
@@ -78,7 +78,7 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
     engineLock_.Release();
     throw;
   }
-  // A refused message keeps the engine lock; see the header.
+  // A refused message keeps the engine lock; see HandleMessage().
   if (handled) engineLock_.Release();
 }
 
@@ -134,6 +134,7 @@ void Dispatcher::OnCtrlInfoOfDynamic(const Context& context) {
   } else {
     context.table.ChangeSchedule(context.record)->Idle();
   }
+  // Last, because the daemon copies the identity that has just been updated.
   if (isNew) Publish(record);
 }
 
@@ -180,7 +181,7 @@ void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
 }
 
 void Dispatcher::TraceRefusal(const Identity& identity) {
-  // Who floods the table would flood the traces as well.
+  // A flood of unknown controllers must not flood the traces too.
   const std::uint64_t now = refreshCycle_.TicksSoFar();
   if (now < nextRefusalTrace_) return;
   nextRefusalTrace_ = now + static_cast<std::uint64_t>(settings_.Ticks(kSecondsBetweenRefusalTraces));
@@ -189,7 +190,7 @@ void Dispatcher::TraceRefusal(const Identity& identity) {
 
 CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published) {
   const std::uint32_t lanSeekID = context.table.IssueLanSeekID();
-  // One that a client added has been there already.
+  // A controller added by a client had a record before, so it always finds room.
   if (!context.replacesAdded && !context.table.HasRoomForDynamic()) {
     TraceRefusal(context.message.identity);
     return {};
@@ -197,7 +198,7 @@ CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published)
   CtrlInfo record;
   static_cast<CtrlKeys&>(record) = context.message.identity;
   static_cast<CtrlDescription&>(record) = context.message.identity;
-  // A message to a request socket comes from nowhere.
+  // Senders on the request socket are ignored, so such a record has no interface.
   if (context.origin.source != MsgSource::FromRequestSocket)
     static_cast<HeardOn&>(record) = {context.origin.interfaceAddress, context.origin.position};
   record.ctrlStatus = CtrlAvailable;
@@ -225,13 +226,14 @@ void Dispatcher::OnCtrlAlive(const Context& context) {
     return;
   }
   if (!context.record->Dynamic()) return OnCtrlAliveOfConfigured(context);
+  // Until the full identity arrives, a presence does not end the requests for it.
   if (!context.record->published || context.message.identity.ctrlType == VC) return;
   context.table.ChangeSchedule(context.record)->Idle();
 }
 
 void Dispatcher::OnCtrlAliveOfConfigured(const Context& context) {
   if (!context.record->Available()) {
-    // Available, but not announced before its full identity, which is asked for at once, has come.
+    // Available, but not announced before its full identity arrives, which is requested at once.
     CtrlState& state = context.table.Change(context.record);
     state.ctrlStatus = CtrlAvailable;
     state.published = false;
@@ -250,13 +252,13 @@ void Dispatcher::OnCtrlAliveOfConfigured(const Context& context) {
 
 void Dispatcher::OnLeaving(const Context& context, LanSeekEventReason reason) {
   if (!context.record) return;
-  // A controller that was added by address leaves for good once it says so itself.
+  // A controller added by address is removed for good when it announces its own departure.
   if (context.record->identificationType == RemoteCtrlDefinition) context.table.MakeDynamic(context.record);
   lifecycle_.RemoveActiveCtrl(context.table, context.record, reason);
 }
 
 void Dispatcher::OnBroadcastRequest(const Context& context) {
-  // The answers to another workstation's request come here too, so it serves as our own.
+  // The answers to another workstation's request arrive here too, so it replaces our own.
   refreshCycle_.StartRefreshCycle(context.table, context.origin.position, context.message.type);
   daemon_.QueueMessageForRemoteVC(context.message.type, context.origin.position, 0);
 }

@@ -21,8 +21,7 @@
 
 namespace kellanseek::engine {
 
-/// Turns one message into the changes of the controller table that it means. Callable from several threads at
-/// once.
+/// Applies messages to the controller table. Thread-safe.
 class Dispatcher {
  public:
   struct Parts {
@@ -40,26 +39,27 @@ class Dispatcher {
   };
   explicit Dispatcher(const Parts& parts);
 
-  /// Handles a message of `length` bytes, of which `text` holds what there is. `sender` is the address it
-  /// came from; none for a message that was handed in. What `reused` holds does not matter; from call to call
-  /// it spares an unchanged controller all allocations.
+  /// Handles a message of `length` bytes; `text` may be shorter. `sender` is the sender's address, or none
+  /// for a message from a virtual controller. `reused` is working memory, whose content does not matter:
+  /// reusing it saves all allocations for an unchanged controller.
   ///
-  /// A full identity that claims to come from a virtual controller and is refused by the collision rules
-  /// leaves the engine lock held by the calling thread; a caller that waits for anything gives it back first.
+  /// If the collision rules refuse a full identity that claims to come from a virtual controller, the engine
+  /// lock stays held by the calling thread. A caller that waits for anything must release it first.
   void HandleMessage(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
                      const MessageOrigin& origin, protocol::Message& reused);
 
  private:
-  /// One message on its way through.
+  /// The state of handling one message.
   struct Context {
     CtrlTable::Access& table;
     const protocol::Message& message;
     const MessageOrigin& origin;
-    CtrlTable::Record record;    ///< The stored controller; none for an unknown one.
-    bool replacesAdded = false;  ///< The unknown one was added by a client; it finds room in any case.
+    CtrlTable::Record record;  ///< The stored controller; none if it is unknown.
+    bool replacesAdded =
+        false;  ///< The unknown controller had been added by a client, so it always finds room.
   };
 
-  /// Whether the message is well-formed and of use; traces a length mismatch.
+  /// Whether the message is well-formed and relevant. Traces a length mismatch.
   bool Read(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
             const MessageOrigin& origin, protocol::Message& message) const;
   bool Dispatch(const protocol::Message& message, const MessageOrigin& origin);
@@ -93,7 +93,7 @@ class Dispatcher {
   events::EventQueue& events_;
   daemon::RemoteVCPublisher& daemon_;
   diagnostics::Tracer trace_;
-  /// The tick from which on a controller that finds no room is traced again. Under the table lock.
+  /// The tick from which the next refused controller is traced. Guarded by the table lock.
   std::uint64_t nextRefusalTrace_ = 0;
 };
 

@@ -11,11 +11,11 @@
 
 namespace kellanseek::engine {
 
-/// What the engine asks of the operating system. Everything outlives the engine.
+/// The operating system services used by the engine. They must outlive it.
 struct EngineEnvironment {
   platform::UdpNetwork& network;
   platform::NetworkAddresses& addresses;
-  /// Makes the watch for address changes; may give none.
+  /// Creates the watch for address changes. May return null.
   std::function<std::unique_ptr<platform::AddressChangeWatch>()> watchAddressChanges;
   platform::ReverseLookup& reverseLookup;
   platform::ProcessTable& processes;

@@ -6,20 +6,20 @@
 
 namespace kellanseek::engine {
 
-/// Keeps the rebuild of the interface table and the identity messages of virtual controllers apart.
-/// Re-entrant, and taken before the table lock. One path of the dispatcher ends with the lock held by the
-/// calling thread; that thread gives it back with ReleaseAll().
+/// Separates rebuilds of the interface table from identity messages of virtual controllers. Recursive; taken
+/// before the table lock. One path of the dispatcher returns with the lock held by the calling thread, which
+/// releases it with ReleaseAll().
 class EngineLock {
  public:
   void Acquire();
   void Release();
-  /// Gives back all that the calling thread holds, if anything. Cheap when it holds nothing.
+  /// Releases the lock as often as the calling thread holds it. Cheap if it does not hold the lock.
   void ReleaseAll();
   bool HeldByThisThread() const {
     return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
   }
 
-  /// Holds the lock for the life of a scope.
+  /// Holds the lock for the lifetime of a scope.
   class Scope {
    public:
     explicit Scope(EngineLock& lock) : lock_(lock) { lock_.Acquire(); }
@@ -34,7 +34,7 @@ class EngineLock {
  private:
   std::mutex mutex_;
   std::atomic<std::thread::id> owner_{};
-  int depth_ = 0;  ///< Only the owner reads or writes it.
+  int depth_ = 0;  ///< Accessed only by the owner.
 };
 
 }  // namespace kellanseek::engine

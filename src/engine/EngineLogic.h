@@ -23,10 +23,10 @@
 
 namespace kellanseek::engine {
 
-/// Everything the engine decides, wired together, without threads, clocks and sockets. The engine drives it
-/// from its threads; tests, benchmarks and fuzz targets drive it on one.
+/// All decision-making classes of the engine, wired together, without threads, clocks or sockets. The engine
+/// calls it from its threads; tests, benchmarks and fuzz targets call it from one.
 struct EngineLogic {
-  /// What it works on and calls. Everything outlives it.
+  /// Its collaborators. They must outlive it.
   struct Surroundings {
     CtrlTable& table;
     const CKelLanSeekConfigSettings& settings;
@@ -42,9 +42,9 @@ struct EngineLogic {
   };
   explicit EngineLogic(const Surroundings& around);
 
-  /// Goes over to the host's usable interfaces, for the next run of the network side.
+  /// Switches to the host's usable interfaces, for the next run of the network side.
   void UseInterfaces(CtrlTable::Access& table, network::InterfaceTable usable);
-  /// Goes on with those of them that the run could open.
+  /// Keeps only the interfaces that the run could open.
   void NarrowInterfaces(CtrlTable::Access& table, network::InterfaceTable opened);
 
   EngineLock engineLock;

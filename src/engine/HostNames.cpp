@@ -14,10 +14,10 @@ namespace {
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
-/// Names are compared by at most this many bytes.
+/// Names are compared up to this length in bytes.
 constexpr std::size_t kMaxComparedName = 100;
 
-/// Between the first name asked for and the first look-up.
+/// Pause between the first queued name and its look-up.
 constexpr std::chrono::milliseconds kRest{200};
 
 bool SameName(std::string_view left, std::string_view right) {
@@ -61,7 +61,7 @@ bool HostNames::TakeNext(Queue& next) {
 
 void HostNames::HostNameThread() {
   while (platform::WaitForAny({&queued_, &stopEngine_}).Signalled(0)) {
-    // A plant answers all at once: its answers are taken in first.
+    // All controllers of a plant answer at once; look-ups must not compete with handling those answers.
     if (platform::WaitForAny({&stopEngine_}, kRest).outcome != platform::WaitResult::Outcome::TimedOut)
       return;
     if (!ResolveQueued()) return;

@@ -22,16 +22,17 @@ class HostNames {
   HostNames(CtrlTable& table, events::EventQueue& events, platform::ReverseLookup& lookup,
             platform::Event& stopEngine, platform::DebugOutput& debugOutput);
 
-  /// Queues a look-up, unless one for that controller waits already. Callable with the table lock held.
+  /// Queues a look-up, unless one is already queued for the controller. May be called with the table lock
+  /// held.
   void QueueHostNameLookup(std::uint32_t lanSeekID, platform::Ipv4 address) EXCLUDES(queueLock_);
-  /// Drops the look-up queued for a controller. Callable with the table lock held.
+  /// Drops a controller's queued look-up. May be called with the table lock held.
   void Forget(std::uint32_t lanSeekID) EXCLUDES(queueLock_);
 
-  /// Looks up all queued names. Returns false when the stop event has been set. Called by the thread, and by
-  /// tests without one.
+  /// Performs all queued look-ups. Returns false once the stop event is set. Called by the thread, or
+  /// directly by tests.
   bool ResolveQueued() EXCLUDES(queueLock_);
 
-  /// The thread body: looks names up until the stop event is set.
+  /// The thread's body. Looks up names until the stop event is set.
   void HostNameThread();
 
  private:
@@ -41,7 +42,8 @@ class HostNames {
   };
   using Queue = std::list<Pending>;
 
-  /// Moves the oldest element of the queue to `next`, which is empty; false when nothing is queued.
+  /// Moves the oldest element of the queue to `next`, which must be empty. Returns false if the queue is
+  /// empty.
   bool TakeNext(Queue& next) EXCLUDES(queueLock_);
   void Store(std::uint32_t lanSeekID, const std::string& hostName);
 

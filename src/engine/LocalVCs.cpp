@@ -28,7 +28,7 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
                              std::uint32_t processID, RemoteVCPublication remotePublication,
                              const VCInterface* vci) {
   if (!OffersVCObject(vci) || systemID.empty()) return E_INVALIDARG;
-  // Goes after the lock: where it is not added it releases its object, which is client code.
+  // Destroyed after the lock is released: if it is not added, it releases its object, which is client code.
   CtrlInfo record;
   record.ctrlAddress = systemPath;
   record.systemID = systemID;
@@ -38,7 +38,7 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
   record.identificationType = DynamicCtrlDefinition;
   record.vcProcessID = processID;
   record.vcProcessStart = processes_.StartStamp(processID);
-  // Outside the owner, which lets no exception pass: the object may live in a process that has just ended.
+  // Guarded, because the object may live in a process that has just ended. KelComPtr lets no exception pass.
   if (!platform::RunGuarded([vci] { vci->pVC->AddRef(); })) return E_UNEXPECTED;
   record.vcInterface = KelComPtr<IUnknown>::Attach(vci->pVC);
 

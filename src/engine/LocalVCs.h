@@ -13,20 +13,20 @@
 
 namespace kellanseek::engine {
 
-/// The virtual controllers that run as processes on this host. Callable from any thread.
+/// The virtual controllers that run as processes on this host. Thread-safe.
 class LocalVCs {
  public:
   LocalVCs(CtrlTable& table, const CKelLanSeekConfigSettings& settings, CtrlLifecycle& lifecycle,
            platform::ProcessTable& processes, platform::DebugOutput& debugOutput);
 
-  /// Takes a virtual controller in, unlisted until its own identity message comes. S_OK; E_INVALIDARG when
-  /// `vci`, its object or the identity is missing or its interface is not the one that every virtual
-  /// controller offers; KEL_E_SYSTEMID_PRESENT when any record has that system identity.
+  /// Registers a virtual controller, unlisted until its identity message arrives. Returns S_OK; E_INVALIDARG
+  /// if `vci`, its object or the identity is missing or its interface is not IID_KelVirtualController;
+  /// KEL_E_SYSTEMID_PRESENT if any record has the system identity.
   HRESULT RegisterVC(std::wstring_view systemPath, std::wstring_view systemID, std::uint32_t processID,
                      RemoteVCPublication remotePublication, const VCInterface* vci);
 
-  /// Withdraws the controller with that system identity; with `keep` its record stays, unlisted. S_OK or
-  /// KEL_E_NOT_FOUND.
+  /// Withdraws the controller with this system identity; with `keep` its record stays, unlisted. Returns S_OK
+  /// or KEL_E_NOT_FOUND.
   HRESULT RemoveVC(std::wstring_view systemID, bool keep);
 
  private:

@@ -7,19 +7,19 @@
 
 namespace kellanseek::engine {
 
-/// Where a message came from.
+/// The source of a message.
 enum class MsgSource : std::int32_t {
   FromRequestSocket = 0,   ///< An interface's request socket: requests of other workstations.
   FromResponseSocket = 1,  ///< An interface's response socket: answers to this component's broadcasts.
   FromNonLocalSocket = 2,  ///< Answers of controllers asked by address.
-  FromLocalVC = 3,         ///< Handed in by a virtual controller of this host.
+  FromLocalVC = 3,         ///< Passed in by a virtual controller of this host.
 };
 
-/// Source, and interface for the two sources that have one.
+/// A message's source and, for the two sources that have one, its interface.
 struct MessageOrigin {
   MsgSource source = MsgSource::FromLocalVC;
-  std::int32_t position = kNone;        ///< Position in the interface table; kNone without an interface.
-  platform::Ipv4 interfaceAddress = 0;  ///< That interface's address; 0 without an interface.
+  std::int32_t position = kNone;        ///< Index in the interface table; kNone without an interface.
+  platform::Ipv4 interfaceAddress = 0;  ///< The interface's address; 0 without an interface.
 };
 
 }  // namespace kellanseek::engine

@@ -15,8 +15,8 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 constexpr std::chrono::milliseconds kReceiveTimeout{1000};
 constexpr std::chrono::milliseconds kAfterFailure{100};
 
-/// Waits for datagrams that fail in a row until something is done about it, a second later, and until it is
-/// done again, two minutes later.
+/// Consecutive failed waits before a rebuild is requested (about a second), and before it is requested again
+/// (about two minutes).
 constexpr unsigned kFailedWaits = 10;
 constexpr unsigned kFailedWaitsBetween = 1200;
 
@@ -37,7 +37,7 @@ Receiver::Receiver(const Parts& parts)
       failed_(trace_, L"KelReceiver") {}
 
 void Receiver::ReceiverThread() {
-  // A stop may come before the sockets do.
+  // A stop may come before the sockets are open.
   if (!platform::WaitForAny({&stopNetwork_, &socketsReady_}).Signalled(1)) return;
   if (sockets_.Interfaces().Size() == 0 && sockets_.NonLocalSocket() == nullptr) return;
 
@@ -53,18 +53,18 @@ void Receiver::ReceiverThread() {
   const auto receive = [&] {
     const platform::Received received = receiver->ReceiveOne(stopNetwork_, kReceiveTimeout);
     if (received.outcome == platform::Received::Outcome::WaitFailed) return OnFailedWait(received.error);
-    // A wait that the stop has ended says nothing of the sockets.
+    // A wait ended by the stop does not show that the sockets work.
     if (!stopNetwork_.TryWait()) failedWaits_ = 0;
     Handle(received, set);
   };
   while (!stopNetwork_.TryWait()) {
-    // What cannot be received now is not asked for again and again at this thread's urgency.
+    // Pauses after a failure, because otherwise this thread would retry endlessly at its raised priority.
     if (!platform::RunStep(receive, failed_)) Rest();
   }
 }
 
-/// One failed wait may be chance. Sockets that cannot be waited for any more are only heard again when they
-/// are opened anew; this thread cannot do that, as it would have to wait for its own end.
+/// A single failed wait may be chance. Sockets that keep failing receive again only after they are reopened.
+/// This thread cannot do that, because it would have to wait for its own end.
 void Receiver::OnFailedWait(platform::SocketError error) {
   if (++failedWaits_ % kFailedWaitsBetween == kFailedWaits) {
     rebuildWanted_.Set();
@@ -116,7 +116,7 @@ void Receiver::Handle(const platform::Received& received, const ReceiveSet& set)
     dispatcher_.HandleMessage({received.text.data(), received.text.size()}, received.text.size(),
                               received.source, origin, message_);
   };
-  // A step of its own, so that one message that cannot be handled does not make those behind it wait. Its
+  // A step of its own, so that a message that cannot be handled does not discard those behind it. Its
   // controller will be asked again.
   platform::RunStep(handle, failed_);
   engineLock_.ReleaseAll();
@@ -132,8 +132,8 @@ bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& o
   return FromOwnSubnet(received.source, origin);
 }
 
-/// A broadcast also arrives on the interface that owns the sender's subnet, and is handled there. A sender in
-/// no local subnet has been routed here, and is welcome.
+/// A broadcast also arrives on the interface of the sender's subnet, where it is handled. A sender outside
+/// all local subnets came through a router and is accepted.
 bool Receiver::FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const {
   const network::InterfaceTable& interfaces = sockets_.Interfaces();
   if (origin.position < 0 || interfaces[static_cast<std::size_t>(origin.position)].Contains(source))

@@ -15,7 +15,7 @@
 
 namespace kellanseek::engine {
 
-/// Takes datagrams off the sockets one at a time, throws away what must not be seen, and hands the rest to
+/// Receives datagrams one at a time, drops those that do not belong to their socket, and passes the rest to
 /// the dispatcher.
 class Receiver {
  public:
@@ -31,22 +31,22 @@ class Receiver {
   };
   explicit Receiver(const Parts& parts);
 
-  /// The thread body: waits for the sockets, then receives until the network side is told to stop.
+  /// The thread's body. Waits for the sockets, then receives until the network side stops.
   void ReceiverThread();
 
-  /// Which socket of the receive set is which.
+  /// The sockets to receive from, and their meaning.
   struct ReceiveSet {
     std::vector<platform::UdpSocket*> sockets;
     std::vector<MessageOrigin> origins;  ///< In the order of `sockets`.
   };
   ReceiveSet BuildReceiveSet() const;
 
-  /// Handles what one step of the platform's receiver gave.
+  /// Handles the result of one step of the platform's receiver.
   void Handle(const platform::Received& received, const ReceiveSet& set);
 
  private:
   void OnFailedWait(platform::SocketError error);
-  /// Rests for a moment; false when the network side stops.
+  /// Pauses for a moment. Returns false if the network side stops.
   bool Rest();
   bool Wanted(const platform::Received& received, const MessageOrigin& origin) const;
   bool FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const;
@@ -61,7 +61,7 @@ class Receiver {
   diagnostics::Tracer trace_;
   diagnostics::StepTrace failed_;
   protocol::Message message_;
-  unsigned failedWaits_ = 0;  ///< In a row, over runs of the network side.
+  unsigned failedWaits_ = 0;  ///< Consecutive ones, across runs of the network side.
 };
 
 }  // namespace kellanseek::engine

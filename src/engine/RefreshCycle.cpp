@@ -32,6 +32,7 @@ RefreshCycle::RefreshCycle(const Parts& parts)
 
 void RefreshCycle::BeginRun() {
   requests_.Clear();
+  // Before the broadcast, so that no answer precedes its timer.
   ArmInitialTimeouts();
   BroadcastOnAll(MessageType::FullRequestMsg);
   if (polling_.Enabled()) AskConfigured();
@@ -95,7 +96,7 @@ bool RefreshCycle::InterfaceDue(std::size_t position) {
   CtrlTable::Access table(table_);
   RunInterfaces::Counters& counters = interfaces_.CountersOf(table, position);
   counters.requestsThisTick = 0;
-  // A negative one stands still: there are no refreshes of our own.
+  // A negative countdown does not run: the setting turns our own refreshes off.
   if (counters.refreshCountdown != 0) {
     if (counters.refreshCountdown > 0) --counters.refreshCountdown;
     return false;
@@ -116,7 +117,7 @@ void RefreshCycle::OnTick(CtrlTable::Access& table, CtrlTable::Record record) {
   if (state == PollSchedule::State::Waiting) return;
   if (record->ctrlType == VC) return CheckLocalVC(table, record);
   const bool byAddress = IsPolledByAddress(*record);
-  // A request that has not left yet cannot have been answered.
+  // A request that has not been sent cannot have been answered.
   if (byAddress && requests_.Waits(record->lanSeekID)) return;
   if (state == PollSchedule::State::Lost) {
     lifecycle_.RemoveActiveCtrl(table, record, CtrlLostConnection);
@@ -134,13 +135,14 @@ void RefreshCycle::CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record reco
   }
   trace_.Error(L"LanSeek: VC %s @ %s ID: %d has terminated!", record->systemName, record->ctrlAddress,
                record->vcProcessID);
-  // The object died with its process, so no call may be made on it.
+  // The object died with its process, so it must not be called, not even to release it.
   static_cast<void>(table.Change(record).vcInterface.Detach());
   lifecycle_.RemoveActiveCtrl(table, record, CtrlLostConnection);
 }
 
 void RefreshCycle::AskByAddress(CtrlTable::Access& table, CtrlTable::Record record) {
   const bool first = !record->Schedule().AwaitsAnswer();
+  // An unavailable controller cannot be lost, so it is asked once per interval, without retries.
   if (first && !record->Available()) {
     table.ChangeSchedule(record)->AwaitNextPoll(settings_.NonLocalRefreshIntervalTicks());
     return AddByAddress(table, *record, fullRequest_);
@@ -151,8 +153,8 @@ void RefreshCycle::AskByAddress(CtrlTable::Access& table, CtrlTable::Record reco
   } else {
     table.ChangeSchedule(record)->Asked(timeout);
   }
-  // A repeated request asks for the full identity. So does each to a controller that is not announced yet,
-  // which with retries without end cannot be told by their number.
+  // A repeated request asks for the full identity. So does every request to a controller not yet announced;
+  // with endless retries their number does not distinguish the two.
   AddByAddress(table, *record, first && record->published ? refreshRequest_ : fullRequest_);
 }
 
@@ -169,7 +171,7 @@ void RefreshCycle::SendRequests() {
     const CtrlTable::Record found = table.Find(lanSeekID);
     if (!found || !IsPolledByAddress(*found)) continue;
     const PollSchedule& schedule = found->Schedule();
-    // More retries than a poll has: its full identity is to be asked for at once.
+    // More requests left than a poll has: its full identity is requested at once.
     if (schedule.RequestsLeft() > settings_.NonLocalRetryCount()) continue;
     const bool endless = settings_.NonLocalRetryCount() < 0 && found->Available();
     table.ChangeSchedule(found)->Restart(schedule.AwaitsAnswer() || endless
@@ -183,13 +185,14 @@ void RefreshCycle::AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record fo
   if (!interfaces_.Table(table).Contains(record.heardOnInterface)) return;
   const auto index = static_cast<std::size_t>(record.heardOnInterface);
   RunInterfaces::Counters& counters = interfaces_.CountersOf(table, index);
+  // Beyond the limit, the controller stays due until the next tick.
   if (counters.requestsThisTick >= settings_.MaxRequestsPerTick()) return;
   ++counters.requestsThisTick;
   table.ChangeSchedule(found)->Asked(settings_.Ticks(settings_.RefreshTimeout));
   std::string request = protocol::BuildTargetedRequest(
       platform::ToNarrow(record.ctrlAddress),
       record.ctrlType == RemoteVC ? platform::ToNarrow(record.systemID) : std::string());
-  // Empty when an identity from the network made it too long to be told in two digits.
+  // Empty if an identity from the network made the request too long for two length digits.
   if (!request.empty()) requests_.AddBroadcast(index, std::move(request));
 }
 
@@ -224,6 +227,7 @@ void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t posi
     if (!record->Schedule().AwaitsAnswer()) {
       table.ChangeSchedule(record)->Arm(timeout, settings_.RetryCount());
     } else if (record->published || type == MessageType::FullRequestMsg) {
+      // A controller not yet announced lacks its full identity, which answers to a refresh do not contain.
       table.ChangeSchedule(record)->CountForeignRequest(timeout);
     }
   }

@@ -20,8 +20,8 @@
 
 namespace kellanseek::engine {
 
-/// Asks controllers whether they are still there and withdraws the silent ones. All time is counted in ticks:
-/// a call of Tick() is one. BeginRun() and Tick() are for one thread; requests go out after the table lock is
+/// Asks controllers for signs of life and withdraws those that stay silent. All times are in ticks, which are
+/// calls of Tick(). BeginRun() and Tick() are for one thread. Requests are sent after the table lock has been
 /// released.
 class RefreshCycle {
  public:
@@ -39,23 +39,23 @@ class RefreshCycle {
   };
   explicit RefreshCycle(const Parts& parts);
 
-  /// The requests with which a run of the network side begins.
+  /// Sends the first requests of a run of the network side.
   void BeginRun();
 
   void Tick();
-  /// How often Tick() was called. Callable from any thread.
+  /// The number of calls of Tick(). Thread-safe.
   std::uint64_t TicksSoFar() const { return ticks_.load(std::memory_order_relaxed); }
 
-  /// Arms the answer timers of the controllers heard on an interface, because a full or refresh request has
-  /// gone out there, this component's own or another workstation's.
+  /// Starts the answer timers of the controllers heard on an interface, because a full or refresh request was
+  /// sent there, by this component or by another workstation.
   void StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, protocol::MessageType type);
 
-  /// Has a listed controller asked at the next tick, because a client wants news of it. One that is being
-  /// asked already, one that is not there and a virtual controller of this host are left as they are. S_OK,
+  /// Has a listed controller asked at the next tick, on a client's request. Does nothing for a controller
+  /// that is already being asked or is unavailable, and for a virtual controller of this host. Returns S_OK,
   /// E_INVALIDARG for an id that was never issued, or KEL_E_LANSEEKID_NOT_IN_USE.
   HRESULT RefreshForID(CtrlTable::Access& table, std::uint32_t lanSeekID) const;
 
-  /// Configured and added controllers are asked by unicast, all others by broadcasts on their interface.
+  /// Configured and added controllers are asked by unicast, all others by broadcast on their interface.
   bool IsPolledByAddress(const CtrlInfo& record) const { return polling_.Enabled() && !record.Dynamic(); }
 
  private:
@@ -70,7 +70,8 @@ class RefreshCycle {
   void CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record record);
   void AskByAddress(CtrlTable::Access& table, CtrlTable::Record record);
   void AddByAddress(CtrlTable::Access& table, const CtrlInfo& record, std::string_view datagram);
-  /// Sends what was collected. The time of those whose request could not leave at once begins when it does.
+  /// Sends the collected requests. For a request that could not be sent at once, the time to answer starts
+  /// when it is sent.
   void SendRequests();
   void AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found);
 
@@ -87,7 +88,7 @@ class RefreshCycle {
   const std::string fullRequest_;
   const std::string refreshRequest_;
   std::atomic<std::uint64_t> ticks_{0};
-  RequestQueue requests_;  ///< Collected under the table lock, sent after it.
+  RequestQueue requests_;  ///< Filled under the table lock, sent after its release.
 };
 
 }  // namespace kellanseek::engine

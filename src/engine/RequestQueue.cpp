@@ -13,7 +13,7 @@ void RequestQueue::AddByAddress(const CtrlInfo& record, bool isNeighbour, std::s
 }
 
 RequestQueue::Turn RequestQueue::TurnOf(const CtrlInfo& record) const {
-  // Ids count up, so all additions beyond the last one asked are new.
+  // Ids increase, so every added controller beyond the last one asked is new.
   if (record.identificationType == RemoteCtrlDefinition && record.lanSeekID > lastAdditionAsked_)
     return Turn::JustAdded;
   return record.Available() ? Turn::Available : Turn::Missing;

@@ -21,36 +21,35 @@ namespace kellanseek::engine {
 class SendPacer {
  public:
   virtual ~SendPacer() = default;
-  /// Called after every kSendBurst datagrams, and when the network takes no more. Returns false when the
-  /// engine is being stopped and the rest is not to be sent.
+  /// Called after every kSendBurst datagrams, and when the send buffer is full. Returns false if the engine
+  /// is being stopped, so that the rest must not be sent.
   virtual bool Pause() = 0;
 };
 
 inline constexpr std::size_t kSendBurst = 50;
 
-/// The token bucket for requests by address to hosts on local networks: its size, and what each tick refills.
-/// A host's neighbour table holds about a thousand entries and gives up none that is younger than five
-/// seconds.
+/// Token bucket for requests by address to hosts on local networks: its size, and the refill per tick. A
+/// host's neighbour table holds about a thousand entries and keeps each for at least five seconds.
 inline constexpr std::size_t kNeighbourBurst = 512;
 inline constexpr std::size_t kNeighboursPerTick = 48;
 
-/// The requests that are due and not yet sent. For one thread.
+/// Requests that are due and not yet sent. Not thread-safe.
 ///
-/// The host holds back what it sends to a neighbour until it knows the neighbour's hardware address. For a
-/// controller that is switched off this takes seconds and then fails, and a few hundred such controllers
-/// leave no room for others. Requests by address therefore wait here in three queues, served in this order:
-/// to controllers that a client has just added and is waiting for, to available controllers, to missing ones.
+/// A host holds datagrams to a neighbour until it knows the hardware address. For a neighbour that is
+/// switched off, that takes seconds and then fails, and a few hundred such datagrams fill the send buffer.
+/// Requests by address therefore wait here in three queues, served in this order: to controllers just added
+/// by a client, which waits for them; to available controllers; to all others.
 class RequestQueue {
  public:
   RequestQueue(network::RequestSender& sender, SendPacer& pacer) : sender_(sender), pacer_(pacer) {}
 
-  /// Queues a broadcast on the interface at that position.
+  /// Queues a broadcast on the interface at `position`.
   void AddBroadcast(std::size_t position, std::string datagram) {
     broadcasts_.push_back({position, std::move(datagram)});
   }
-  /// Queues a request to a controller's own address, unless one waits already. `datagram` must outlive it.
+  /// Queues a request to a controller's own address, unless one is waiting. `datagram` must outlive it.
   void AddByAddress(const CtrlInfo& record, bool isNeighbour, std::string_view datagram);
-  /// Whether a request by address waits for that controller.
+  /// Whether a request by address to the controller is waiting.
   bool Waits(std::uint32_t lanSeekID) const { return waiting_.count(lanSeekID) > 0; }
 
   /// Drops the requests by address to controllers whose records have been removed.
@@ -59,11 +58,11 @@ class RequestQueue {
   /// Refills the token bucket for neighbours; called once per tick.
   void NextTick() { neighbourRoom_ = std::min(neighbourRoom_ + kNeighboursPerTick, kNeighbourBurst); }
 
-  /// Sends what may be sent now; the rest waits for the next call. Returns the controllers whose requests
-  /// were sent now and had waited for an earlier call in vain.
+  /// Sends the permitted requests; the rest waits for the next call. Returns the controllers whose requests
+  /// had waited longer than one call and have now been sent.
   std::vector<std::uint32_t> Send();
 
-  /// Forgets all requests. The host's neighbour table is still as full, so the token bucket stays as it is.
+  /// Drops all requests. Does not refill the token bucket, because the host keeps its neighbour entries.
   void Clear();
 
  private:
@@ -73,7 +72,7 @@ class RequestQueue {
     std::string datagram;
   };
   struct AddressRequest {
-    std::uint64_t number = 0;  ///< Counts up.
+    std::uint64_t number = 0;  ///< Order of insertion.
     std::uint32_t lanSeekID = 0;
     bool isNeighbour = false;
     platform::Ipv4 address = platform::kNoAddress;
@@ -83,12 +82,12 @@ class RequestQueue {
 
   Turn TurnOf(const CtrlInfo& record) const;
   bool SendBroadcasts();
-  /// Sends from one queue what the token bucket allows. Returns false when nothing more is to be sent in this
-  /// call.
+  /// Sends from one queue as many requests as the token bucket permits. Returns false if nothing more may be
+  /// sent in this call.
   bool SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std::uint32_t>& late);
-  /// Returns false when the network does not take the request, or the engine is being stopped.
+  /// Returns false if the send buffer is full or the engine is being stopped.
   bool SendOne(const AddressRequest& request);
-  /// Counts a datagram and pauses after each burst. Returns false when the engine is being stopped.
+  /// Counts a datagram and pauses after each burst. Returns false if the engine is being stopped.
   bool PauseAfterBurst() { return ++sent_ % kSendBurst != 0 || pacer_.Pause(); }
 
   network::RequestSender& sender_;
