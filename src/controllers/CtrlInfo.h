@@ -25,7 +25,7 @@ struct VirtualProcess {
   KelComPtr<IUnknown> vcInterface;
 };
 
-/// Everything about a stored controller that may change while it is stored.
+/// The part of a record that may change while it is stored.
 struct CtrlState : CtrlDescription, HeardOn, VirtualProcess {
   std::wstring hostName;  ///< From a reverse look-up.
   RemoteVCPublication remotePublication = RemoteVCPublication_False;
@@ -35,15 +35,15 @@ struct CtrlState : CtrlDescription, HeardOn, VirtualProcess {
   bool Available() const { return ctrlStatus == CtrlAvailable; }
 };
 
-/// The record of one controller: its keys, which the table guards, and its state.
+/// A controller's record: its keys, which only the table may change, and its state.
 struct CtrlInfo : CtrlKeys, CtrlState {
   std::uint32_t lanSeekID = 0;
   LanSeekCtrlIdentificationType identificationType = StaticCtrlDefinition;
 
   bool Dynamic() const { return identificationType == DynamicCtrlDefinition; }
 
-  /// ctrlAddress as a number, parsed when the table takes the record in. A text that is no IPv4 address gives
-  /// kNoAddress.
+  /// ctrlAddress as a number, parsed when the record is added to the table; kNoAddress if the text is not an
+  /// IPv4 address.
   platform::Ipv4 Address() const { return address_; }
 
   /// When the controller is asked next. Changed through the table, which keeps track of running timers.

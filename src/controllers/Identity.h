@@ -7,10 +7,10 @@
 
 namespace kellanseek {
 
-/// A version number that was never reported.
+/// Stands for a version number that was not reported.
 inline constexpr std::uint32_t kVersionUnknown = 0xFFFFFFFFU;
 
-/// How a controller describes itself; each of its messages may change it. A text that was not reported is
+/// A controller's description of itself. Each of its messages may change it. A text that was not reported is
 /// empty.
 struct CtrlDescription {
   std::wstring ctrlName;
@@ -25,15 +25,15 @@ struct CtrlDescription {
   KelCtrlLevel ctrlLevel = SystemLevel;
 };
 
-/// What a controller is found by.
+/// The keys that a controller is found by.
 struct CtrlKeys {
   KelCtrlType ctrlType = RC;
-  std::wstring ctrlAddress;  ///< Dotted IPv4 address; for a local virtual controller its system path.
+  std::wstring ctrlAddress;  ///< Dotted IPv4 address; the system path of a local virtual controller.
   std::wstring systemID;
   std::wstring macAddress;
 };
 
-/// A controller's account of itself, as a message carries it.
+/// A controller's identity as sent in a message.
 struct Identity : CtrlKeys, CtrlDescription {};
 
 }  // namespace kellanseek

@@ -13,9 +13,9 @@ class RemoteVCPublisher {
  public:
   virtual ~RemoteVCPublisher() = default;
 
-  /// Queues a message for the daemon: a request seen on the interface at `interfaceIndex`, or the notice by
-  /// which a published controller leaves, whatever the index. `lanSeekID` 0 means all. True when it was
-  /// queued, or when nothing is published; a shortage of memory loses the message and no more.
+  /// Queues a message for the daemon: a request received on the interface at `interfaceIndex`, or the notice
+  /// of a departing controller, for which the index is ignored. `lanSeekID` 0 means all controllers. Returns
+  /// true if it was queued, or if nothing is published. If memory is exhausted, only the message is lost.
   virtual bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
                                        std::uint32_t lanSeekID) noexcept = 0;
 

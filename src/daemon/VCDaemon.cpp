@@ -76,8 +76,9 @@ void CrVCDaemon::RemoteVCDaemonLoop() {
   }
 }
 
-/// Marking twice what is to be sent changes nothing; so a storm of requests does not pile up. Removals keep
-/// their place among the requests.
+/// Marking the same answer twice changes nothing, so an equal message need not be queued again; otherwise a
+/// storm of requests would make the queue grow. Removals keep their place among the requests, because they
+/// determine the notice.
 bool CrVCDaemon::Waits(const DaemonMessage& message) const {
   for (auto waiting = queue_.rbegin(); waiting != queue_.rend(); ++waiting) {
     if (*waiting == message) return true;
@@ -194,7 +195,7 @@ bool CrVCDaemon::Acceptable(const DaemonMessage& message) const {
     trace_.Error(L"LanSeek RemoteVCDaemonLoop. Bad interface index %d", message.interfaceIndex);
     return false;
   }
-  // Who is meant by a targeted request without identity is only clear when there is just one.
+  // With several published controllers, a targeted request without identity does not say which one is meant.
   const bool ambiguous =
       message.type == MessageType::TargetedRequestMsg && message.lanSeekID == 0 && published_.size() != 1;
   return !ambiguous;
@@ -219,7 +220,7 @@ void CrVCDaemon::Mark(RemoteVCEntry& entry, const DaemonMessage& message) {
   const auto position = static_cast<std::size_t>(message.interfaceIndex);
   if (position >= entry.items.size()) return;
   std::optional<MessageType>& pending = entry.items[position].pending;
-  // A full answer says all that a short one says. Nothing takes the place of a notice.
+  // A full answer contains everything in a short one. Nothing replaces a notice.
   if (message.type == MessageType::RefreshRequestMsg) {
     if (!pending) pending = MessageType::CtrlAliveMsg;
   } else if (!pending || pending == MessageType::CtrlAliveMsg) {

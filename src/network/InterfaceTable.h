@@ -38,7 +38,7 @@ class InterfaceTable {
 
   /// The first entry with this address; -1 if there is none, and for address 0.
   std::int32_t FindInterfaceByAddress(platform::Ipv4 address) const;
-  /// First entry whose subnet contains the address; -1 for none and for kNoAddress.
+  /// The first entry whose subnet contains the address; -1 if there is none, and for kNoAddress.
   std::int32_t FindInterfaceForAddress(platform::Ipv4 address) const;
 
   /// Whether an address lies in the subnet of any entry.
