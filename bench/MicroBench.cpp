@@ -9,15 +9,18 @@
 #include "bench/BareTokeniser.h"
 #include "events/EventItemsDB.h"
 #include "protocol/MessageReader.h"
+#include "protocol/MessageWriter.h"
 #include "tests/engine/EngineHarness.h"
 
 namespace kellanseek::bench {
 namespace {
 
-constexpr std::string_view kIdentity =
-    "Lanseek;76;1;1:Cell7;2:ctrl-0042;3:Line2;4:{7A1C-22};5:/hd0a/"
-    "Line2;7:6;8:10;9:00-80-f4-0a-11-2c;b:0;c:0;f:2;10:5;"
-    "11:1;";
+const std::string kIdentity =
+    protocol::MessageWriter(protocol::MessageWriter::LengthDigits::Two, protocol::MessageType::CtrlInfoMsg)
+        .Fields(
+            "1:Cell7;2:ctrl-0042;3:Line2;4:{7A1C-22};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-0a-11-2c;"
+            "b:0;c:0;f:2;10:5;11:1;")
+        .Take();
 
 std::string Dotted(std::uint32_t i) {
   return "192.168." + std::to_string(i / 250 % 250) + "." + std::to_string(i % 250 + 1);

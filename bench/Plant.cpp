@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "protocol/MessageWriter.h"
+
 namespace kellanseek::bench {
 namespace {
 
@@ -56,13 +58,13 @@ std::string IdentityDatagram(std::uint32_t i, std::uint32_t revision) {
   char fields[256];
   const std::uint32_t host = i + 10;
   std::snprintf(fields, sizeof fields,
-                "1;1:Cell%u.%u;2:ctrl-%u;3:Line2;4:{7A1C-%u};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-%06x;"
+                "1:Cell%u.%u;2:ctrl-%u;3:Line2;4:{7A1C-%u};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-%06x;"
                 "e:10.77.%u.%u;c:0;f:2;10:5;11:1;",
                 i, revision, i, i, i, host / 256, host % 256);
-  const std::string rest = fields;
-  char header[24];
-  std::snprintf(header, sizeof header, "Lanseek;%03zx;", 12 + rest.size());
-  return header + rest;
+  using protocol::MessageWriter;
+  return MessageWriter(MessageWriter::LengthDigits::Three, protocol::MessageType::CtrlInfoMsg)
+      .Fields(fields)
+      .Take();
 }
 
 std::uint64_t DroppedAt(std::uint16_t port) {

@@ -23,8 +23,10 @@ BELOW = {
 }
 BELOW["component"] = set(BELOW) - {"configcheck"} | {"component"}
 
-# The tools are clients: they may use the public headers and the platform, and for the configuration commands the parsers.
-TOOLS = {"text", "platform", "config", "configcheck", "diagnostics"}
+# kelseek is a client: it may use the public headers and the platform, and for the configuration commands the parsers.
+# kelsim plays the other side of the wire.
+TOOLS = {"kelseek": {"text", "platform", "config", "configcheck", "diagnostics"},
+         "kelsim": {"text", "platform", "protocol"}}
 
 # The rooms of kelseek: `client` talks to the component, `output` formats results, and `commands` uses both.
 ROOMS = {"client": set(), "output": {"client"}, "commands": {"client", "output"}}
@@ -53,8 +55,8 @@ def faults_of(path):
         if parts[0] == "src" and folder != parts[1] and folder not in BELOW[parts[1]]:
             yield (f"{name}:{number}: {parts[1]} must not include {folder}, which stands above or beside it; "
                    f"move the code down or hand the collaborator in through an interface")
-        if parts[0] == "tools" and folder not in TOOLS:
-            yield f"{name}:{number}: a tool is a client: use <kellanseek/KelLanSeek.h> in place of {folder}"
+        if parts[0] == "tools" and folder not in TOOLS[parts[1]]:
+            yield f"{name}:{number}: {parts[1]} must not include {folder}: a client uses <kellanseek/KelLanSeek.h>"
         if parts[0] == "include":
             yield f"{name}:{number}: a public header includes only public headers"
 

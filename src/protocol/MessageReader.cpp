@@ -62,7 +62,9 @@ bool ReadField(std::string_view piece, Message& message) {
   switch (tag) {
     case kTagTargetAddress: return message.target.emplace().Assign(value);
     case kTagOwnAddress: message.ownAddressTooLong |= !message.ownAddress.emplace().Assign(value); break;
-    case kTagCtrlLevel: message.identity.ctrlLevel = text::ToNumber(value) == 1 ? BootLevel : SystemLevel; break;
+    case kTagCtrlLevel:
+      message.identity.ctrlLevel = text::ToNumber(value) == 1 ? BootLevel : SystemLevel;
+      break;
     case kTagCtrlType: ReadCtrlType(value, message.identity); break;
     default: break;
   }

@@ -18,8 +18,9 @@ void AppendNumber(std::string& text, std::uint32_t number, int base) {
 }  // namespace
 
 MessageWriter::MessageWriter(LengthDigits digits, MessageType type)
-    : digits_(static_cast<std::size_t>(digits)), text_(kMagic) {
-  text_.append(digits_, '0').push_back(';');
+    : leastDigits_(digits == LengthDigits::Three ? 3 : 2),
+      mostDigits_(digits == LengthDigits::Two ? 2 : 3),
+      text_(";") {
   AppendNumber(text_, static_cast<std::uint32_t>(type), 16);
   text_.push_back(';');
 }
@@ -42,13 +43,21 @@ MessageWriter& MessageWriter::Number(std::uint32_t tag, std::uint32_t value) {
   return *this;
 }
 
+MessageWriter& MessageWriter::Fields(std::string_view fields) {
+  text_.append(fields);
+  return *this;
+}
+
 std::string MessageWriter::Take() {
-  std::string digits;
-  AppendNumber(digits, static_cast<std::uint32_t>(text_.size()), 16);
-  if (digits.size() > digits_) return {};
-  digits.insert(0, digits_ - digits.size(), '0');
-  text_.replace(kMagic.size(), digits_, digits);
-  return std::exchange(text_, {});
+  for (std::size_t digits = leastDigits_; digits <= mostDigits_; ++digits) {
+    const std::size_t length = kMagic.size() + digits + text_.size();
+    if (length >> (4 * digits) != 0) continue;
+    std::string number;
+    AppendNumber(number, static_cast<std::uint32_t>(length), 16);
+    text_.insert(0, std::string(kMagic).append(digits - number.size(), '0').append(number));
+    return std::exchange(text_, {});
+  }
+  return {};
 }
 
 std::string BuildRequest(MessageType type) {

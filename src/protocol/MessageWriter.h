@@ -13,13 +13,16 @@ namespace kellanseek::protocol {
 /// the type, and fields in the order in which they are appended. Texts are in the ANSI code page.
 class MessageWriter {
  public:
-  /// Requests carry two length digits, which limits them to kMaxRequest bytes; answers carry three.
-  enum class LengthDigits { Two = 2, Three = 3 };
+  /// Requests carry two length digits, which limits them to 255 bytes; our answers carry three. Controllers
+  /// write two where they can.
+  enum class LengthDigits { TwoOrThree, Two, Three };
 
   MessageWriter(LengthDigits digits, MessageType type);
 
   MessageWriter& Text(std::uint32_t tag, std::string_view value);
   MessageWriter& Number(std::uint32_t tag, std::uint32_t value);
+  /// Fields that are written already, each with its tag and end.
+  MessageWriter& Fields(std::string_view fields);
 
   /// Fills the length in and gives the datagram; empty when it is longer than its length digits can say.
   std::string Take();
@@ -27,8 +30,9 @@ class MessageWriter {
  private:
   void AppendTag(std::uint32_t tag);
 
-  std::size_t digits_;
-  std::string text_;
+  std::size_t leastDigits_;
+  std::size_t mostDigits_;
+  std::string text_;  ///< Everything behind the length.
 };
 
 /// A request to all controllers (FullRequestMsg or RefreshRequestMsg).

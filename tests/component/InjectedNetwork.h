@@ -15,6 +15,7 @@
 #include "platform/Event.h"
 #include "platform/Ipv4.h"
 #include "platform/UdpSocket.h"
+#include "protocol/MessageWriter.h"
 
 namespace kellanseek::test {
 
@@ -24,13 +25,12 @@ class InjectedNetwork : public platform::UdpNetwork {
   /// Indexes of the sockets of a host with one interface.
   enum Socket : std::size_t { kRequest = 0, kResponse = 1, kNonLocal = 2 };
 
-  /// A datagram as a peer sends it: "Lanseek;", length, type and fields.
+  /// A datagram of these fields, as a controller sends it.
   static std::string Datagram(int type, std::string_view fields) {
-    const std::string rest = std::to_string(type) + ";" + std::string(fields);
-    constexpr std::size_t kPrefix = sizeof("Lanseek;xx;") - 1;
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    const std::size_t length = kPrefix + rest.size();
-    return "Lanseek;" + std::string{kDigits[length / 16 % 16], kDigits[length % 16], ';'} + rest;
+    using protocol::MessageWriter;
+    return MessageWriter(MessageWriter::LengthDigits::TwoOrThree, static_cast<protocol::MessageType>(type))
+        .Fields(fields)
+        .Take();
   }
 
   void Inject(std::string datagram, std::string_view source, Socket socket = kResponse) {

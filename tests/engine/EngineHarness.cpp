@@ -1,16 +1,14 @@
 #include "EngineHarness.h"
 
-#include <cstdio>
+#include "protocol/MessageWriter.h"
 
 namespace kellanseek::test {
 
 std::string EngineHarness::Datagram(std::uint32_t type, std::string_view fields) {
-  char number[16];
-  std::snprintf(number, sizeof number, "%x;", type);
-  const std::string rest = number + std::string(fields);
-  const std::size_t length = 8 + 3 + rest.size() + (rest.size() + 11 > 0xff ? 1 : 0);
-  std::snprintf(number, sizeof number, "%02zx;", length);
-  return "Lanseek;" + std::string(number) + rest;
+  using protocol::MessageWriter;
+  return MessageWriter(MessageWriter::LengthDigits::TwoOrThree, static_cast<protocol::MessageType>(type))
+      .Fields(fields)
+      .Take();
 }
 
 void EngineHarness::Receive(std::string_view datagram, std::string_view source, engine::MsgSource from,

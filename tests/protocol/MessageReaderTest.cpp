@@ -190,5 +190,31 @@ TEST(MessageWriter, BuildsRequestsByteForByte) {
   EXPECT_EQ(protocol::BuildTargetedRequest("10.0.0.7", std::string(229, 's')), "");
 }
 
+TEST(MessageWriter, ALengthHasAsManyDigitsAsItIsGiven) {
+  using Digits = protocol::MessageWriter::LengthDigits;
+  struct Case {
+    Digits digits;
+    std::size_t filler;
+    std::string start;
+    std::size_t length;
+  };
+  // "Lanseek;NN;1;1:" and ";" are 16 bytes.
+  const Case cases[] = {{Digits::TwoOrThree, 1, "Lanseek;11;1;1:", 17},
+                        {Digits::TwoOrThree, 239, "Lanseek;ff;1;1:", 255},
+                        {Digits::TwoOrThree, 240, "Lanseek;101;1;1:", 257},
+                        {Digits::TwoOrThree, 4078, "Lanseek;fff;1;1:", 4095},
+                        {Digits::TwoOrThree, 4079, "", 0},
+                        {Digits::Two, 239, "Lanseek;ff;1;1:", 255},
+                        {Digits::Two, 240, "", 0},
+                        {Digits::Three, 1, "Lanseek;012;1;1:", 18},
+                        {Digits::Three, 4079, "", 0}};
+  for (const auto& [digits, filler, start, length] : cases) {
+    protocol::MessageWriter writer(digits, MessageType::CtrlInfoMsg);
+    const std::string text = writer.Fields("1:" + std::string(filler, 'n') + ";").Take();
+    EXPECT_EQ(text.size(), length) << filler;
+    EXPECT_EQ(text.substr(0, start.size()), start) << filler;
+  }
+}
+
 }  // namespace
 }  // namespace kellanseek::test

@@ -2,10 +2,16 @@
 
 #include <cstdio>
 
+#include "protocol/Fields.h"
+#include "protocol/MessageWriter.h"
+
 namespace kellanseek::kelsim {
 namespace {
 
-constexpr std::uint32_t kRealController = 1;
+using protocol::MessageWriter;
+
+/// What a message calls the system level; the interface has other numbers.
+constexpr std::uint32_t kSystemLevel = 0;
 constexpr std::uint32_t kControllersInALine = 10;
 
 struct Version {
@@ -13,34 +19,36 @@ struct Version {
 };
 constexpr Version kVersion{6, 10, 2, 5};
 
-std::string OwnAddressField(const Controller& controller) {
-  return controller.tellsAddress ? platform::FormatIpv4(controller.address) : std::string();
+void AddAddress(const Controller& controller, MessageWriter& message) {
+  if (controller.tellsAddress)
+    message.Text(protocol::kTagOwnAddress, platform::FormatIpv4(controller.address));
 }
 
 std::string BuildIdentity(const Controller& controller) {
-  return DatagramWriter(MessageType::Identity)
-      .Text(Tag::Name, controller.name)
-      .Text(Tag::CtrlId, controller.ctrlId)
-      .Text(Tag::SystemName, controller.systemName)
-      .Text(Tag::SystemId, controller.systemId)
-      .Text(Tag::ReleasePath, controller.releasePath)
-      .Number(Tag::VersionMajor, kVersion.major)
-      .Number(Tag::VersionMinor, kVersion.minor)
-      .Text(Tag::MacAddress, controller.macAddress)
-      .Number(Tag::CommPort, 0)
-      .Number(Tag::Level, 0)
-      .Text(Tag::OwnAddress, OwnAddressField(controller))
-      .Number(Tag::VersionRevision, kVersion.revision)
-      .Number(Tag::CompatibilityRevision, kVersion.compatibilityRevision)
-      .Number(Tag::Kind, kRealController)
+  MessageWriter message(MessageWriter::LengthDigits::TwoOrThree, MessageType::CtrlInfoMsg);
+  message.Text(protocol::kTagCtrlName, controller.name)
+      .Text(protocol::kTagCtrlID, controller.ctrlId)
+      .Text(protocol::kTagSystemName, controller.systemName)
+      .Text(protocol::kTagSystemID, controller.systemId)
+      .Text(protocol::kTagReleasePath, controller.releasePath)
+      .Number(protocol::kTagVersionMajor, kVersion.major)
+      .Number(protocol::kTagVersionMinor, kVersion.minor)
+      .Text(protocol::kTagMacAddress, controller.macAddress)
+      .Number(protocol::kTagCommPortNumber, 0)
+      .Number(protocol::kTagCtrlLevel, kSystemLevel);
+  AddAddress(controller, message);
+  return message.Number(protocol::kTagVersionRevision, kVersion.revision)
+      .Number(protocol::kTagKelAPICompatibilityRevision, kVersion.compatibilityRevision)
+      .Number(protocol::kTagCtrlType, RC)
       .Take();
 }
 
 std::string BuildShort(const Controller& controller, MessageType type) {
-  DatagramWriter writer(type);
-  writer.Text(Tag::SystemId, controller.systemId);
-  if (type == MessageType::Presence) writer.Text(Tag::MacAddress, controller.macAddress);
-  return writer.Text(Tag::OwnAddress, OwnAddressField(controller)).Number(Tag::Kind, kRealController).Take();
+  MessageWriter message(MessageWriter::LengthDigits::TwoOrThree, type);
+  message.Text(protocol::kTagSystemID, controller.systemId);
+  if (type == MessageType::CtrlAliveMsg) message.Text(protocol::kTagMacAddress, controller.macAddress);
+  AddAddress(controller, message);
+  return message.Number(protocol::kTagCtrlType, RC).Take();
 }
 
 template <typename... Arguments>
@@ -66,7 +74,7 @@ Controller NewController(std::uint32_t number) {
 }
 
 std::string BuildDatagram(const Controller& controller, MessageType type) {
-  return type == MessageType::Identity ? BuildIdentity(controller) : BuildShort(controller, type);
+  return type == MessageType::CtrlInfoMsg ? BuildIdentity(controller) : BuildShort(controller, type);
 }
 
 }  // namespace kellanseek::kelsim

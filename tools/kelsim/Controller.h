@@ -7,7 +7,7 @@
 #include <string>
 
 #include "platform/Ipv4.h"
-#include "tools/kelsim/Datagram.h"
+#include "tools/kelsim/Request.h"
 
 namespace kellanseek::kelsim {
 

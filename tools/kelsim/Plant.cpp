@@ -9,11 +9,11 @@ namespace {
 constexpr std::size_t kMostAnswersToCome = 200'000;
 
 MessageType AnswerTo(MessageType request) {
-  return request == MessageType::RefreshRequest ? MessageType::Presence : MessageType::Identity;
+  return request == MessageType::RefreshRequestMsg ? MessageType::CtrlAliveMsg : MessageType::CtrlInfoMsg;
 }
 
 bool IsAddressed(const Controller& controller, const Request& request) {
-  if (request.type != MessageType::TargetedRequest) return true;
+  if (request.type != MessageType::TargetedRequestMsg) return true;
   return controller.address == request.target &&
          (request.systemId.empty() || request.systemId == controller.systemId);
 }
@@ -36,7 +36,7 @@ void Plant::Hear(const Request& request, std::size_t speaker, std::optional<Endp
 }
 
 void Plant::AnnounceAll(Moment now) {
-  for (std::size_t i = 0; i < controllers_.size(); ++i) AnswerAll(i, MessageType::Identity, now);
+  for (std::size_t i = 0; i < controllers_.size(); ++i) AnswerAll(i, MessageType::CtrlInfoMsg, now);
 }
 
 void Plant::Schedule(LifeEvent event) {
@@ -70,7 +70,7 @@ void Plant::AnswerAll(std::size_t index, MessageType type, Moment now) {
   if (!settings_.broadcasts || !controller.Speaks()) return;
   // One broadcast answers every request so far; a full identity includes everything in a presence.
   if (controller.announcementToCome) {
-    if (type == MessageType::Identity) controller.announcementToCome = type;
+    if (type == MessageType::CtrlInfoMsg) controller.announcementToCome = type;
     return;
   }
   controller.announcementToCome = type;
@@ -100,7 +100,7 @@ void Plant::Run(const Return& ending, Moment now, Outcome&) {
   if (!controller.returns || *controller.returns > now) return;
   controller.returns.reset();
   controller.powered = true;
-  AnswerAll(ending.controller, MessageType::Identity, now);
+  AnswerAll(ending.controller, MessageType::CtrlInfoMsg, now);
 }
 
 void Plant::Run(const LifeEvent& event, Moment now, Outcome& outcome) {
@@ -130,7 +130,7 @@ void Plant::Apply(const LifeEvent& event, std::size_t index, Moment now, Outcome
       break;
     default: Change(event, controller); break;
   }
-  AnswerAll(index, MessageType::Identity, now);
+  AnswerAll(index, MessageType::CtrlInfoMsg, now);
 }
 
 void Plant::Change(const LifeEvent& event, Controller& controller) const {
@@ -153,7 +153,8 @@ void Plant::Change(const LifeEvent& event, Controller& controller) const {
 void Plant::ShutDown(const LifeEvent& event, Controller& controller, Outcome& outcome) {
   const bool restarts = event.action == Action::Restart;
   if (controller.Speaks() && settings_.broadcasts) {
-    Send(controller, restarts ? MessageType::Restart : MessageType::PowerDown, std::nullopt, outcome);
+    Send(controller, restarts ? MessageType::CtrlRestartMsg : MessageType::CtrlPowerDownMsg, std::nullopt,
+         outcome);
   }
   controller.powered = false;
   controller.returns.reset();

@@ -36,7 +36,7 @@ Speakers::Speakers(platform::UdpNetwork& network, const std::vector<Place>& plac
   }
   std::vector<platform::UdpSocket*> sockets;
   for (const ListeningSocket& listening : listening_) sockets.push_back(listening.socket.get());
-  receiver_ = network.CreateReceiver(std::move(sockets), kMaxDatagram);
+  receiver_ = network.CreateReceiver(std::move(sockets), protocol::kMaxDatagram);
 }
 
 platform::UdpSocket* Speakers::Open(std::size_t speaker, const Place& place, std::uint16_t port, bool polls,

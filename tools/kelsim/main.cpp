@@ -22,9 +22,8 @@ constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 
 bool IsUsable(const platform::AddressRow& row) {
-  const auto interface = platform::SystemNetworkAddresses().Interface(row.interfaceIndex);
-  return interface && interface->adminStatus == platform::kInterfaceUp &&
-         interface->type != platform::kLoopbackInterface;
+  const auto found = platform::SystemNetworkAddresses().Interface(row.interfaceIndex);
+  return found && found->adminStatus == platform::kInterfaceUp && found->type != platform::kLoopbackInterface;
 }
 
 /// The address of this host that the controllers send from.

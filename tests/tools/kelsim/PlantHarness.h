@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "protocol/MessageWriter.h"
 #include "tools/kelsim/Plant.h"
 #include "tools/kelsim/Script.h"
 #include "tools/kelsim/Text.h"
@@ -82,7 +83,11 @@ class PlantHarness {
   Outcome outcome_;
 };
 
-inline constexpr const char* kFull = "Lanseek;0d;5;";
-inline constexpr const char* kRefresh = "Lanseek;0d;7;";
+inline const std::string kFull = protocol::BuildRequest(MessageType::FullRequestMsg);
+inline const std::string kRefresh = protocol::BuildRequest(MessageType::RefreshRequestMsg);
+
+inline std::string Targeted(std::string_view address, std::string_view systemId = {}) {
+  return protocol::BuildTargetedRequest(address, systemId);
+}
 
 }  // namespace kellanseek::kelsim

@@ -47,7 +47,7 @@ TEST(PlantLife, ASilentControllerSendsNothingNotEvenAPowerDownNotice) {
   harness.Hear(kFull, Endpoint{1, 9});
   EXPECT_THAT(harness.Until(8000), ElementsAre("10.0.0.2 says 1", "10.0.0.2 says 1 to 9"));
   EXPECT_THAT(harness.Until(9000), IsEmpty()) << "it does not announce itself";
-  harness.Hear("Lanseek;18;6;a:10.0.0.1;");
+  harness.Hear(Targeted("10.0.0.1"));
   EXPECT_THAT(harness.Until(9000), ElementsAre("10.0.0.1 says 1"));
 }
 
@@ -92,10 +92,10 @@ TEST(PlantLife, ARangeMovesToConsecutiveAddressesAndTwoOnOneAddressBothAnswer) {
   PlantHarness harness(Controllers(4));
   harness.Script("1 address 2-3 10.0.9.255\n2 same-address 1 4");
   EXPECT_THAT(harness.Until(1000), ElementsAre("10.0.9.255 says 1", "10.0.10.0 says 1"));
-  harness.Hear("Lanseek;18;6;a:10.0.0.2;");
+  harness.Hear(Targeted("10.0.0.2"));
   EXPECT_THAT(harness.Until(1000), IsEmpty()) << "no controller is left at the old address";
   harness.Until(2000);
-  harness.Hear("Lanseek;18;6;a:10.0.0.4;");
+  harness.Hear(Targeted("10.0.0.4"));
   const auto datagrams = harness.DatagramsUntil(2000);
   ASSERT_EQ(datagrams.size(), 2U);
   EXPECT_NE(Field(datagrams[0].text, "9"), Field(datagrams[1].text, "9"));

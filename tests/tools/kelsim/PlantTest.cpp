@@ -19,19 +19,19 @@ constexpr Endpoint kPoller{0x0100000A, 40000};
 
 TEST(PlantAnswers, AnswersEachRequestFromTheAddressedControllers) {
   struct Case {
-    const char* request;
+    std::string request;
     std::optional<Endpoint> from;
     std::vector<std::string> answers;
   };
   const Case cases[] = {
       {kFull, {}, {"10.0.0.1 says 1", "10.0.0.2 says 1", "10.0.0.3 says 1"}},
       {kRefresh, {}, {"10.0.0.1 says 2", "10.0.0.2 says 2", "10.0.0.3 says 2"}},
-      {"Lanseek;18;6;a:10.0.0.2;", {}, {"10.0.0.2 says 1"}},
-      {"Lanseek;26;6;a:10.0.0.2;4:{7A1C-0002};", {}, {"10.0.0.2 says 1"}},
-      {"Lanseek;26;6;a:10.0.0.2;4:{7A1C-0001};", {}, {}},
-      {"Lanseek;18;6;a:10.0.0.9;", {}, {}},
-      {"Lanseek;0d;6;", {}, {}},
-      {"Lanseek;18;6;a:10.0.0.3;", kPoller, {"10.0.0.3 says 1 to 40000"}},
+      {Targeted("10.0.0.2"), {}, {"10.0.0.2 says 1"}},
+      {Targeted("10.0.0.2", "{7A1C-0002}"), {}, {"10.0.0.2 says 1"}},
+      {Targeted("10.0.0.2", "{7A1C-0001}"), {}, {}},
+      {Targeted("10.0.0.9"), {}, {}},
+      {protocol::BuildRequest(MessageType::TargetedRequestMsg), {}, {}},
+      {Targeted("10.0.0.3"), kPoller, {"10.0.0.3 says 1 to 40000"}},
       {kRefresh,
        kPoller,
        {"10.0.0.1 says 2 to 40000", "10.0.0.2 says 2 to 40000", "10.0.0.3 says 2 to 40000"}},
@@ -47,7 +47,7 @@ TEST(PlantAnswers, AnswersEachRequestFromTheAddressedControllers) {
 
 TEST(PlantAnswers, OneBroadcastAnswersAllWaitingRequests) {
   struct Case {
-    std::vector<const char*> requests;
+    std::vector<std::string> requests;
     std::string answer;
   };
   const Case cases[] = {
@@ -57,7 +57,7 @@ TEST(PlantAnswers, OneBroadcastAnswersAllWaitingRequests) {
   };
   for (const Case& one : cases) {
     PlantHarness harness(Controllers(1), {1000, 1, true});
-    for (const char* request : one.requests) harness.Hear(request);
+    for (const std::string& request : one.requests) harness.Hear(request);
     EXPECT_THAT(harness.Until(1000), ElementsAre(one.answer));
     harness.Hear(kRefresh);
     EXPECT_THAT(harness.Until(3000), ElementsAre("10.0.0.1 says 2"))
@@ -125,7 +125,7 @@ TEST(PlantAnswers, APollOnlyPlantBroadcastsNothing) {
   harness.plant().AnnounceAll({});
   harness.Script("1 rename 1 other\n2 restart all 1\n5 power-down all\n6 power-up all");
   EXPECT_THAT(harness.Until(10'000), IsEmpty());
-  harness.Hear("Lanseek;18;6;a:10.0.0.1;", kPoller);
+  harness.Hear(Targeted("10.0.0.1"), kPoller);
   const auto datagrams = harness.DatagramsUntil(10'000);
   ASSERT_EQ(datagrams.size(), 1U);
   EXPECT_EQ(Field(datagrams[0].text, "1"), "other");
