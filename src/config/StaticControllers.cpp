@@ -75,7 +75,6 @@ std::vector<CtrlInfo> AcceptStaticControllers(std::vector<CtrlInfo> listed,
                                               const diagnostics::Tracer& trace) {
   StaticControllerCheck check(settings.CompleteInfoMode());
   std::vector<CtrlInfo> accepted;
-  accepted.reserve(listed.size());
   for (CtrlInfo& controller : listed) {
     const auto decision = check.Decide(controller);
     if (decision.verdict != Verdict::Accepted) {

@@ -9,11 +9,13 @@
 #include <vector>
 
 #include "config/Configuration.h"
+#include "config/HostNetworks.h"
 #include "configcheck/DefaultConfiguration.h"
 #include "configcheck/NearName.h"
 #include "platform/CodePage.h"
 #include "tests/config/ConfigFiles.h"
 #include "tests/support/FakeDebugOutput.h"
+#include "tests/support/FakeNetworkAddresses.h"
 #include "tests/support/Wine.h"
 
 namespace kellanseek::test {
@@ -60,12 +62,17 @@ void ExpectElementsNamed(const std::vector<std::string>& findings) {
   for (const std::string& each : findings) EXPECT_TRUE(std::regex_search(each, element)) << each;
 }
 
-/// A host with these addresses, each with the mask 255.0.0.0.
+/// The networks of a host with these addresses, each with the mask 255.0.0.0; its loopback is none of them.
 std::vector<platform::AddressRow> Host(const std::vector<std::string_view>& addresses) {
-  std::vector<platform::AddressRow> rows;
-  const platform::Ipv4 mask = platform::ParseIpv4(std::string_view("255.0.0.0"));
-  for (const auto each : addresses) rows.push_back({platform::ParseIpv4(each), mask});
-  return rows;
+  FakeNetworkAddresses host;
+  host.AddInterface(1, {});
+  platform::InterfaceRow loopback;
+  loopback.adminStatus = platform::kInterfaceUp;
+  loopback.type = platform::kLoopbackInterface;
+  host.SetInterface(2, loopback);
+  host.AddAddress(2, "9.0.0.1", "255.0.0.0");
+  for (const auto each : addresses) host.AddAddress(1, each, "255.0.0.0");
+  return config::UsableNetworks(host);
 }
 
 /// Expects these findings for a scan file with `inside` below its root, from line 2, on a host with these

@@ -227,6 +227,8 @@ TEST_F(RegistryFileTest, TakingBackRestoresTheMachinesKeys) {
       {"a value that no longer counts", "[C]\nx=2\n", "[C]\nx=1\nx=2\n", S_FALSE, nullptr},
       {"byte order marks", "\xEF\xBB\xBF[A\\B]\nn=1\n", "\xEF\xBB\xBF[A\\B]\nn=2\n[C]\nx=2\n", S_OK,
        "\xEF\xBB\xBF[C]\nx=2\n\n[A\\B]\nn=1\n"},
+      {"a copy, but for the mark", "# all\n[C]\nx=2\n", "\xEF\xBB\xBF# all\n[C]\nx=2\n[A\\B]\nn=2\n", S_OK,
+       nullptr},
       {"a mark that stood inside", nullptr, "[A\\B]\nn=2\n\xEF\xBB\xBF[C]\nx=2\n", S_OK,
        "\n\xEF\xBB\xBF[C]\n"},
       {"no store of the machine's", nullptr, "[A\\B]\nn=2\n", S_OK, nullptr},
