@@ -1,4 +1,4 @@
-# Common settings of all targets, and functions for floors and tests.
+# How every target of the project is built, and which floor stands on which.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -7,7 +7,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-# Programs must need only the system's own libraries; for MSVC this setting is enough.
+# What runs needs the system's own libraries only; where the compiler has a switch for all that, it is this one.
 set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 
 find_program(KELLANSEEK_CCACHE ccache)
@@ -16,7 +16,7 @@ if(KELLANSEEK_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 add_library(kellanseek_options INTERFACE)
-target_include_directories(kellanseek_options INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+target_include_directories(kellanseek_options INTERFACE ${PROJECT_SOURCE_DIR}/include)
 target_link_libraries(kellanseek_options INTERFACE Threads::Threads)
 if(MSVC)
   target_compile_options(kellanseek_options INTERFACE /W4 /WX /utf-8)
@@ -31,16 +31,26 @@ if(WIN32)
                              _WIN32_WINNT=0x0601)
 endif()
 
-# kellanseek_floor(NAME FLOOR...): the library of one folder of src/, linked only to the libraries of the lower floors.
+# kellanseek_floor(NAME FLOOR...): the library of one folder of src/, standing on the libraries of lower folders only. Its
+# include root holds a link to this folder and nothing else, so that an include of a floor above does not compile.
 function(kellanseek_floor name)
+  set(root ${PROJECT_BINARY_DIR}/floors/${name})
+  file(MAKE_DIRECTORY ${root})
+  if(NOT EXISTS ${root}/${name})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/src/${name} ${root}/${name} RESULT linked SYMBOLIC)
+    if(linked)  # A system without links: scripts/check_floors.py finds a wrong include then.
+      set(root ${PROJECT_SOURCE_DIR}/src)
+    endif()
+  endif()
+  target_include_directories(kellanseek_${name} PUBLIC ${root})
   target_link_libraries(kellanseek_${name} PUBLIC kellanseek_options)
   foreach(lower IN LISTS ARGN)
     target_link_libraries(kellanseek_${name} PUBLIC kellanseek_${lower})
   endforeach()
 endfunction()
 
-# kellanseek_test(NAME SOURCES FILE... LIBRARIES TARGET...): one test program. Each of its cases is a separate test, except
-# under an emulator, whose start for every case would take too long.
+# kellanseek_test(NAME SOURCES FILE... LIBRARIES TARGET...): one test program; every case in it is a test of its own, but
+# where an emulator has to be started for each the program is one test.
 function(kellanseek_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})

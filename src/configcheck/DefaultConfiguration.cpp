@@ -4,7 +4,6 @@
 
 #include "config/CommunicationElements.h"
 #include "config/Configuration.h"
-#include "configcheck/ConfigCheck.h"
 #include "platform/CodePage.h"
 #include "platform/FilePath.h"
 

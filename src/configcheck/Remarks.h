@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "config/EncodedDocument.h"
-#include "configcheck/ConfigCheck.h"
+#include "configcheck/ConfigReport.h"
 
 namespace kellanseek::configcheck {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "config/Settings.h"
-#include "configcheck/ConfigCheck.h"
+#include "configcheck/ConfigReport.h"
 #include "platform/NetworkAddresses.h"
 
 namespace kellanseek::configcheck {

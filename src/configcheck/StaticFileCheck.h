@@ -3,7 +3,7 @@
 #include <string>
 
 #include "config/Settings.h"
-#include "configcheck/ConfigCheck.h"
+#include "configcheck/ConfigReport.h"
 
 namespace kellanseek::configcheck {
 

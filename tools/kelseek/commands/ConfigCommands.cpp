@@ -12,6 +12,7 @@
 #include "config/Configuration.h"
 #include "config/HostNetworks.h"
 #include "configcheck/ConfigCheck.h"
+#include "configcheck/DefaultConfiguration.h"
 #include "platform/FilePath.h"
 #include "platform/NetworkAddresses.h"
 #include "platform/RegistryStore.h"
