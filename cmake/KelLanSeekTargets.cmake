@@ -12,7 +12,10 @@ set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 
 find_program(KELLANSEEK_CCACHE ccache)
 if(KELLANSEEK_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${KELLANSEEK_CCACHE})
+  # What it has to be told to keep what is compiled with a precompiled header.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+      ${KELLANSEEK_CCACHE})
 endif()
 
 add_library(kellanseek_options INTERFACE)
@@ -49,6 +52,27 @@ function(kellanseek_floor name)
   endforeach()
 endfunction()
 
+# What nearly every test includes, compiled once for all test programs.
+function(kellanseek_test_headers)
+  if(TARGET kellanseek_test_headers)
+    return()
+  endif()
+  add_library(kellanseek_test_headers OBJECT ${PROJECT_SOURCE_DIR}/tests/support/Precompiled.cpp)
+  target_link_libraries(kellanseek_test_headers PRIVATE kellanseek_options GTest::gtest GTest::gmock)
+  target_precompile_headers(kellanseek_test_headers PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/Precompiled.h)
+  kellanseek_as_test(kellanseek_test_headers)
+endfunction()
+
+# A precompiled header serves only what is compiled with the same options.
+function(kellanseek_as_test target)
+  set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -fpch-preprocess)
+  elseif(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT MSVC)
+    target_compile_options(${target} PRIVATE "SHELL:-Xclang -fno-pch-timestamp")
+  endif()
+endfunction()
+
 # kellanseek_test(NAME SOURCES FILE... LIBRARIES TARGET...): one test program; every case in it is a test of its own, but
 # where an emulator has to be started for each the program is one test.
 function(kellanseek_test name)
@@ -56,6 +80,9 @@ function(kellanseek_test name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kellanseek_options GTest::gtest_main GTest::gmock)
+  kellanseek_test_headers()
+  kellanseek_as_test(${name})
+  target_precompile_headers(${name} REUSE_FROM kellanseek_test_headers)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   kellanseek_static_runtime(${name})
   if(WIN32)
