@@ -49,8 +49,7 @@ void AnswerForPublished(benchmark::State& state) {
   const CKelLanSeekConfigSettings settings;
   test::FakeDebugOutput traces;
   SystemAnswers answers;
-  platform::Event ready{platform::Event::Kind::ManualReset};
-  daemon::CrVCDaemon daemon{{answers, ready, [] { return 0U; }, traces}};
+  daemon::CrVCDaemon daemon([] { return 0U; }, traces);
   {
     CtrlTable table;
     CtrlTable::Access access(table);
@@ -65,12 +64,12 @@ void AnswerForPublished(benchmark::State& state) {
     record.systemID = L"SOFT-" + std::to_wstring(i);
     daemon.AddRemoteVC(record);
   }
-  daemon.Step(0);
+  daemon.Step(answers, 0);
   answers.sent = 0;
   for (auto _ : state) {
     for (const std::int32_t position : {0, 1}) daemon.QueueMessageForRemoteVC(kFullRequest, position, 0);
-    daemon.Step(0);
-    daemon.Step(kLongestDelay);
+    daemon.Step(answers, 0);
+    daemon.Step(answers, kLongestDelay);
   }
   if (answers.sent != state.iterations() * static_cast<std::uint64_t>(state.range(0)) * 2) {
     state.SkipWithError("not every controller was answered for on both interfaces");

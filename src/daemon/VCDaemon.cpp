@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "daemon/Publication.h"
-#include "diagnostics/StartThread.h"
 #include "platform/Clock.h"
+#include "platform/Thread.h"
 #include "protocol/Message.h"
 
 namespace kellanseek::daemon {
@@ -40,37 +40,24 @@ std::int32_t ElapsedBetween(std::uint32_t last, std::uint32_t now) {
   return static_cast<std::int32_t>(std::min(difference, kMaxElapsed));
 }
 
-CrVCDaemon::CrVCDaemon(Parts parts)
-    : sender_(parts.sender),
-      socketsReady_(parts.socketsReady),
-      random_(std::move(parts.random)),
-      trace_(parts.debugOutput, kUnit),
-      failed_(trace_, L"KelDaemon") {}
+CrVCDaemon::CrVCDaemon(RandomSource random, platform::DebugOutput& debugOutput)
+    : random_(std::move(random)), trace_(debugOutput, kUnit), failed_(trace_, L"KelDaemon") {}
 
-void CrVCDaemon::StartThread() {
-  diagnostics::StartThread(
-      thread_, "KelDaemon", [this] { RemoteVCDaemonLoop(); }, trace_);
-}
-
-void CrVCDaemon::StopThread() {
-  stop_.Set();
-  thread_.Join();
-  stop_.Reset();
-}
-
-void CrVCDaemon::RemoteVCDaemonLoop() {
-  if (!platform::WaitForAny({&socketsReady_, &stop_}).Signalled(0)) return;
+void CrVCDaemon::RemoteVCDaemonLoop(network::AnswerSender& sender, platform::Event& socketsReady,
+                                    platform::Event& stop) {
+  if (!platform::WaitForAny({&socketsReady, &stop}).Signalled(0)) return;
   std::uint32_t lastTick = platform::TickCount();
   std::optional<std::chrono::milliseconds> limit;
   for (;;) {
-    const platform::WaitResult wait = platform::WaitForAny({&stop_, &queued_}, limit);
+    const platform::WaitResult wait = platform::WaitForAny({&stop, &queued_}, limit);
     if (wait.outcome == platform::WaitResult::Outcome::Failed) {
       trace_.Error(L"Lanseek RemoteVCDaemonLoop. WaitForMultipleObjects failed, rVC daemon thread exiting");
       return;
     }
     const std::uint32_t now = platform::TickCount();
     std::int32_t next = kAgainAfterFailure;
-    platform::RunStep([&] { next = Step(ElapsedBetween(std::exchange(lastTick, now), now)); }, failed_);
+    platform::RunStep([&] { next = Step(sender, ElapsedBetween(std::exchange(lastTick, now), now)); },
+                      failed_);
     if (wait.Signalled(0)) return;
     limit = next == kNothingScheduled ? std::nullopt : std::optional(std::chrono::milliseconds(next));
   }
@@ -164,13 +151,13 @@ void CrVCDaemon::RefreshAfterReInit(CtrlTable::Access& table, const network::Int
   }
 }
 
-std::int32_t CrVCDaemon::Step(std::int32_t elapsed) {
+std::int32_t CrVCDaemon::Step(network::AnswerSender& sender, std::int32_t elapsed) {
   const platform::MutexLock lock(listLock_);
   LetTimePass(elapsed);
   for (const DaemonMessage& message : TakeQueue()) {
     platform::RunStep([&]() NO_THREAD_SAFETY_ANALYSIS { Handle(message); }, failed_);
   }
-  return SendDue();
+  return SendDue(sender);
 }
 
 void CrVCDaemon::LetTimePass(std::int32_t elapsed) {
@@ -230,10 +217,10 @@ void CrVCDaemon::Mark(RemoteVCEntry& entry, const DaemonMessage& message) {
     entry.countdown = static_cast<std::int32_t>(random_() % kDelaySpread + kMinDelay);
 }
 
-std::int32_t CrVCDaemon::SendDue() {
+std::int32_t CrVCDaemon::SendDue(network::AnswerSender& sender) {
   std::int32_t next = kNothingScheduled;
   for (RemoteVCEntry& entry : published_) {
-    if (entry.countdown != kNothingScheduled && entry.countdown <= kDueThreshold) SendPending(entry);
+    if (entry.countdown != kNothingScheduled && entry.countdown <= kDueThreshold) SendPending(entry, sender);
     if (entry.remove || entry.countdown == kNothingScheduled) continue;
     next = next == kNothingScheduled ? entry.countdown : std::min(next, entry.countdown);
   }
@@ -242,16 +229,16 @@ std::int32_t CrVCDaemon::SendDue() {
   return next;
 }
 
-void CrVCDaemon::SendPending(RemoteVCEntry& entry) {
+void CrVCDaemon::SendPending(RemoteVCEntry& entry, network::AnswerSender& sender) {
   for (std::size_t position = 0; position < entry.items.size(); ++position) {
     if (!entry.items[position].pending) continue;
-    SendRVCResponse(entry, position);
+    SendRVCResponse(entry, position, sender);
     entry.items[position].pending.reset();
   }
   entry.countdown = kNothingScheduled;
 }
 
-void CrVCDaemon::SendRVCResponse(RemoteVCEntry& entry, std::size_t position) {
+void CrVCDaemon::SendRVCResponse(RemoteVCEntry& entry, std::size_t position, network::AnswerSender& sender) {
   const PublicationItem& item = entry.items[position];
   std::string notice;
   std::string_view datagram = item.fullMessage;
@@ -264,7 +251,7 @@ void CrVCDaemon::SendRVCResponse(RemoteVCEntry& entry, std::size_t position) {
   }
   if (datagram.empty()) return;
   platform::Ipv4 destination = 0;
-  const platform::SocketError error = sender_.Answer(position, datagram, destination);
+  const platform::SocketError error = sender.Answer(position, datagram, destination);
   if (error == 0) return;
   trace_.Error(L"LANSEEK: Failed to send rVC response itf=%d addr=0x%x. Error=%d", position,
                platform::HostOrder(destination), error);

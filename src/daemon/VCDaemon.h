@@ -14,7 +14,6 @@
 #include "network/InterfaceTable.h"
 #include "platform/Event.h"
 #include "platform/Mutex.h"
-#include "platform/Thread.h"
 #include "protocol/Message.h"
 
 namespace kellanseek::daemon {
@@ -37,27 +36,22 @@ std::int32_t ElapsedBetween(std::uint32_t last, std::uint32_t now);
 /// while the queue's lock is held.
 class CrVCDaemon : public RemoteVCPublisher {
  public:
-  struct Parts {
-    network::AnswerSender& sender;
-    platform::Event& socketsReady;
-    RandomSource random;
-    platform::DebugOutput& debugOutput;
-  };
-  explicit CrVCDaemon(Parts parts);
+  CrVCDaemon(RandomSource random, platform::DebugOutput& debugOutput);
 
-  /// Start and end the daemon's thread. The published controllers stay.
-  void StartThread();
-  void StopThread();
+  /// The thread body of one run of the network side: waits until its sockets are ready, then answers through
+  /// them until it is told to stop. The published controllers stay.
+  void RemoteVCDaemonLoop(network::AnswerSender& sender, platform::Event& socketsReady,
+                          platform::Event& stop);
 
   bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
                                std::uint32_t lanSeekID) noexcept override;
   bool AddRemoteVC(const CtrlInfo& record) override;
   void RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) override;
 
-  /// Runs one pass: advances the time by `elapsed` milliseconds, handles the queued messages and sends the
-  /// answers that are due. Returns the milliseconds until the next pass, or kNothingScheduled. Called by the
-  /// thread, or directly by tests.
-  std::int32_t Step(std::int32_t elapsed) EXCLUDES(listLock_, queueLock_);
+  /// One pass: lets `elapsed` milliseconds go by, takes in what is queued, sends what is due. Gives the
+  /// milliseconds until the next pass is needed, or kNothingScheduled. The thread calls it; tests do so
+  /// without one.
+  std::int32_t Step(network::AnswerSender& sender, std::int32_t elapsed) EXCLUDES(listLock_, queueLock_);
 
  private:
   struct DaemonMessage {
@@ -85,7 +79,6 @@ class CrVCDaemon : public RemoteVCPublisher {
     std::vector<PublicationItem> items;  ///< One for each interface.
   };
 
-  void RemoteVCDaemonLoop();
   void BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& record) const REQUIRES(listLock_);
   void TraceTooLong(RemoteVCEntry& entry) const;
   void LetTimePass(std::int32_t elapsed) REQUIRES(listLock_);
@@ -95,17 +88,14 @@ class CrVCDaemon : public RemoteVCPublisher {
   void Handle(const DaemonMessage& message) REQUIRES(listLock_);
   bool Acceptable(const DaemonMessage& message) const REQUIRES(listLock_);
   void Mark(RemoteVCEntry& entry, const DaemonMessage& message);
-  std::int32_t SendDue() REQUIRES(listLock_);
-  void SendPending(RemoteVCEntry& entry);
-  void SendRVCResponse(RemoteVCEntry& entry, std::size_t position);
+  std::int32_t SendDue(network::AnswerSender& sender) REQUIRES(listLock_);
+  void SendPending(RemoteVCEntry& entry, network::AnswerSender& sender);
+  void SendRVCResponse(RemoteVCEntry& entry, std::size_t position, network::AnswerSender& sender);
 
-  network::AnswerSender& sender_;
-  platform::Event& socketsReady_;
   RandomSource random_;
   diagnostics::Tracer trace_;
   diagnostics::StepTrace failed_;
 
-  platform::Event stop_{platform::Event::Kind::AutoReset};
   platform::Event queued_{platform::Event::Kind::AutoReset};
   platform::Mutex queueLock_;
   std::vector<DaemonMessage> queue_ GUARDED_BY(queueLock_);
@@ -113,7 +103,6 @@ class CrVCDaemon : public RemoteVCPublisher {
   platform::Mutex listLock_;
   std::vector<RemoteVCEntry> published_ GUARDED_BY(listLock_);
   std::vector<std::string> macTexts_ GUARDED_BY(listLock_);  ///< Of the interfaces, by position.
-  platform::Thread thread_;
 };
 
 }  // namespace kellanseek::daemon

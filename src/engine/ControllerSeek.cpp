@@ -1,10 +1,8 @@
 #include "engine/ControllerSeek.h"
 
-#include <chrono>
 #include <random>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "diagnostics/StartThread.h"
 #include "platform/CodePage.h"
@@ -13,9 +11,6 @@ namespace kellanseek::engine {
 namespace {
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
-
-constexpr std::chrono::milliseconds kSendPause{2};
-constexpr std::chrono::milliseconds kAfterFailure{100};
 
 daemon::RandomSource RandomNumbers() {
   return [generator = std::minstd_rand(std::random_device()())]() mutable {
@@ -34,22 +29,19 @@ CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
       udp_(environment.network),
       polling_(settings),
       host_(environment.addresses, settings, environment.debugOutput),
-      sockets_(environment.network, settings, polling_, environment.debugOutput),
-      daemon_({sockets_, socketsReady_, RandomNumbers(), environment.debugOutput}),
-      logic_({table, settings, polling_, sockets_, daemon_, events, environment.reverseLookup,
-              environment.processes, pacer_, stopEngine_, environment.debugOutput}),
-      receiver_({environment.network, sockets_, logic_.dispatcher, logic_.engineLock, socketsReady_,
-                 stopNetwork_, rebuildWanted_, environment.debugOutput}),
+      daemon_(RandomNumbers(), environment.debugOutput),
+      logic_({table, settings, polling_, daemon_, events, environment.reverseLookup, environment.processes,
+              stopEngine_, environment.debugOutput}),
+      receiver_({environment.network, logic_.dispatcher, logic_.engineLock, rebuildWanted_,
+                 environment.debugOutput}),
       addressWatch_(host_, table, logic_.interfaces, settings, owner, environment.watchAddressChanges,
-                    stopNetwork_, rebuildWanted_, environment.debugOutput) {}
+                    stopEngine_, rebuildWanted_, environment.debugOutput),
+      runParts_{environment.network,    table, settings, polling_, logic_, receiver_, daemon_,
+                environment.debugOutput} {}
 
 CControllerSeek::~CControllerSeek() {
-  if (refreshThread_.Running()) Stop(0);
+  Stop(0);
   if (socketLibraryStarted_) udp_.Cleanup();
-}
-
-bool CControllerSeek::Pacer::Pause() {
-  return platform::WaitForAny({&stopNetwork_}, kSendPause).outcome == platform::WaitResult::Outcome::TimedOut;
 }
 
 void CControllerSeek::Init() {
@@ -64,23 +56,13 @@ void CControllerSeek::Init() {
   if (error != 0) trace_.Error(L"LanSeek: WSAStartup failed with error %d", error);
 }
 
-void CControllerSeek::StartNetwork() {
-  socketsReady_.Reset();
-  receiverEnded_.Reset();
-  diagnostics::StartThread(
-      refreshThread_, "KelRefresh", [this] { RefreshThread(); }, trace_);
-  const auto receive = [this] {
-    receiverId_.store(std::this_thread::get_id());
-    receiver_.ReceiverThread();
-    receiverId_.store({});
-  };
-  // The system's buffers are small, so the receiver must run promptly.
-  diagnostics::StartThread(receiverThread_, "KelReceiver", receive, trace_, platform::ThreadUrgency::Prompt);
-  daemon_.StartThread();
-}
+void CControllerSeek::BeginRun() { run_ = std::make_unique<NetworkRun>(runParts_); }
 
 void CControllerSeek::Start(int restart) {
-  StartNetwork();
+  {
+    const platform::MutexLock lock(runLock_);
+    BeginRun();
+  }
   if (restart != 0) return;
   if (settings_.DetectInterfaceChanges != 0) {
     const auto watch = [this] { addressWatch_.NotifyAddrChangeLoop(); };
@@ -92,42 +74,31 @@ void CControllerSeek::Start(int restart) {
 }
 
 void CControllerSeek::Stop(int restart) {
-  if (restart == 0) {
-    // Waits for a rebuild in progress; a later one will see `stopping_` and do nothing.
+  {
+    // A rebuild under way ends first; a later one finds that it has come too late.
     const platform::MutexLock lock(runLock_);
-    stopping_ = true;
+    if (restart == 0) {
+      stopping_ = true;
+      stopEngine_.Set();
+    }
+    run_.reset();
   }
-  StopNetwork(restart);
-}
-
-void CControllerSeek::StopNetwork(int restart) {
-  daemon_.StopThread();
-  if (restart == 0) stopEngine_.Set();
-  socketsReady_.Reset();
-  stopNetwork_.Set();
-  receiverThread_.Join();
-  // Lets the refresh thread close the sockets, which nobody reads any more. socketsReady_ cannot serve for
-  // that: a stop during the start may come just before it is set.
-  receiverEnded_.Set();
-  refreshThread_.Join();
-  if (restart == 0) {
-    addressThread_.Join();
-    hostNameThread_.Join();
-  }
-  stopNetwork_.Reset();
+  if (restart != 0) return;
+  addressThread_.Join();
+  hostNameThread_.Join();
 }
 
 void CControllerSeek::RebuildNetwork() {
-  const platform::MutexLock run(runLock_);
+  const platform::MutexLock lock(runLock_);
   if (stopping_) return;
-  Stop(1);
+  run_.reset();
   try {
     ReplaceInterfaces();
   } catch (...) {
-    Start(1);
+    BeginRun();
     throw;
   }
-  Start(1);
+  BeginRun();
 }
 
 void CControllerSeek::ReplaceInterfaces() {
@@ -135,41 +106,6 @@ void CControllerSeek::ReplaceInterfaces() {
   auto usable = host_.SetupLanseekInterfaces();
   CtrlTable::Access table(table_);
   logic_.UseInterfaces(table, std::move(usable));
-}
-
-std::vector<network::InterfaceEntry> CControllerSeek::PresentInterfaces() {
-  const CtrlTable::Access table(table_);
-  return logic_.interfaces.Table(table).Entries();
-}
-
-/// Returns when the sockets are open, or when the network side stops.
-void CControllerSeek::CreateSockets(diagnostics::StepTrace& failed) {
-  std::vector<network::InterfaceEntry> usable = PresentInterfaces();
-  const std::size_t wanted = usable.size();
-  const auto create = [&] {
-    sockets_.CreateSockets(usable);
-    if (usable.size() == wanted) return;
-    // A refused interface has been dropped, which has moved the positions of those behind it.
-    CtrlTable::Access table(table_);
-    logic_.NarrowInterfaces(table, sockets_.Interfaces());
-  };
-  while (!platform::RunStep(create, failed)) {
-    sockets_.CloseSockets();
-    if (platform::WaitForAny({&stopNetwork_}, kAfterFailure).Signalled(0)) return;
-  }
-}
-
-void CControllerSeek::RefreshThread() {
-  diagnostics::StepTrace failed(trace_, L"KelRefresh");
-  CreateSockets(failed);
-  socketsReady_.Set();
-  platform::RunStep([this] { logic_.refreshCycle.BeginRun(); }, failed);
-  const std::chrono::milliseconds tick(settings_.TickMilliseconds());
-  while (platform::WaitForAny({&stopNetwork_}, tick).outcome == platform::WaitResult::Outcome::TimedOut) {
-    platform::RunStep([this] { logic_.refreshCycle.Tick(); }, failed);
-  }
-  receiverEnded_.Wait();
-  sockets_.CloseSockets();
 }
 
 HRESULT CControllerSeek::AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID) {

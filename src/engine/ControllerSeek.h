@@ -1,25 +1,23 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
+#include <memory>
+#include <string>
 #include <string_view>
-#include <thread>
-#include <vector>
 
 #include <kellanseek/KelLanSeek.h>
 
 #include "config/Settings.h"
 #include "controllers/CtrlTable.h"
 #include "daemon/VCDaemon.h"
-#include "diagnostics/StepTrace.h"
 #include "diagnostics/Trace.h"
 #include "engine/AddressWatch.h"
 #include "engine/EngineEnvironment.h"
 #include "engine/EngineLogic.h"
+#include "engine/NetworkRun.h"
 #include "engine/Receiver.h"
 #include "events/EventQueue.h"
 #include "network/AddressPolling.h"
-#include "network/DiscoverySockets.h"
 #include "network/HostInterfaces.h"
 #include "platform/Event.h"
 #include "platform/Mutex.h"
@@ -49,14 +47,15 @@ class CControllerSeek {
   /// host-name threads, queued look-ups and all controllers. Waits for a reverse look-up in progress.
   void Stop(int restart);
 
-  /// Whether the caller is the receiver thread. A datagram may withdraw a virtual controller of this host,
-  /// whose object is then released on that thread and may hold the last reference to the component; but a
-  /// thread cannot wait for its own end.
-  bool OnReceiverThread() const { return receiverId_.load() == std::this_thread::get_id(); }
+  /// True on the receiver thread. A datagram may withdraw a virtual controller of this host, whose object is
+  /// then released there, and that may be the last to hold the component; but no thread can wait for its own
+  /// end.
+  bool OnReceiverThread() const { return receiver_.OnThisThread(); }
 
-  /// Stops the network side, rebuilds the interface table, withdraws the controllers of interfaces that are
-  /// gone, and starts the network side again. Does nothing once a full Stop() has begun. If memory runs out,
-  /// throws std::bad_alloc: the network side runs again, but incompletely, and must be rebuilt once more.
+  /// Stops the network side, builds the interface table anew, withdraws the controllers whose interface has
+  /// gone, and starts the network side again. Does nothing once a full Stop has begun. Throws std::bad_alloc
+  /// when memory ran out on the way: the network side runs then with what could be done, if it could be
+  /// started, and is to be rebuilt again.
   void RebuildNetwork();
 
   /// Adds a controller by address, or finds it. Returns S_OK with a new id, one of the two "already known"
@@ -78,52 +77,32 @@ class CControllerSeek {
   void ForwardMessage(std::wstring_view message);
 
  private:
-  /// Pauses for a moment between bursts of requests, or until the network side stops.
-  class Pacer : public SendPacer {
-   public:
-    explicit Pacer(platform::Event& stopNetwork) : stopNetwork_(stopNetwork) {}
-    bool Pause() override;
-
-   private:
-    platform::Event& stopNetwork_;
-  };
-
-  void StartNetwork();
-  void StopNetwork(int restart);
+  void BeginRun() REQUIRES(runLock_);
   void ReplaceInterfaces();
-  std::vector<network::InterfaceEntry> PresentInterfaces();
-  void CreateSockets(diagnostics::StepTrace& failed);
-  void RefreshThread();
 
   CtrlTable& table_;
   const CKelLanSeekConfigSettings& settings_;
   diagnostics::Tracer trace_;
   platform::UdpNetwork& udp_;
 
-  platform::Event socketsReady_{platform::Event::Kind::ManualReset};
-  platform::Event stopNetwork_{platform::Event::Kind::ManualReset};
-  platform::Event receiverEnded_{platform::Event::Kind::ManualReset};
-  platform::Event stopEngine_{platform::Event::Kind::AutoReset};
+  /// Ends the threads that outlive a run.
+  platform::Event stopEngine_{platform::Event::Kind::ManualReset};
   platform::Event rebuildWanted_{platform::Event::Kind::AutoReset};
 
   network::AddressPolling polling_;
   network::HostInterfaces host_;
-  network::DiscoverySockets sockets_;
   daemon::CrVCDaemon daemon_;
-  Pacer pacer_{stopNetwork_};
   EngineLogic logic_;
   Receiver receiver_;
   AddressWatch addressWatch_;
-
-  /// Held during a rebuild and at the start of a full stop, so that the two never overlap.
-  platform::Mutex runLock_;
-  bool stopping_ GUARDED_BY(runLock_) = false;
+  const NetworkRun::Parts runParts_;
   bool socketLibraryStarted_ = false;
 
-  std::atomic<std::thread::id> receiverId_{};
+  /// Held for a whole rebuild, and by a full stop until the run has ended, so that the two never mix.
+  platform::Mutex runLock_;
+  bool stopping_ GUARDED_BY(runLock_) = false;
+  std::unique_ptr<NetworkRun> run_ GUARDED_BY(runLock_);
 
-  platform::Thread refreshThread_;
-  platform::Thread receiverThread_;
   platform::Thread hostNameThread_;
   platform::Thread addressThread_;
 };

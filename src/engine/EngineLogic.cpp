@@ -7,8 +7,8 @@ namespace kellanseek::engine {
 EngineLogic::EngineLogic(const Surroundings& around)
     : hostNames(around.table, around.events, around.reverseLookup, around.stopEngine, around.debugOutput),
       lifecycle(around.polling, around.events, hostNames, around.daemon, around.debugOutput),
-      refreshCycle({around.table, interfaces, around.settings, around.polling, around.sender, around.daemon,
-                    lifecycle, around.processes, around.pacer, around.debugOutput}),
+      refreshCycle({around.table, interfaces, around.settings, around.polling, around.daemon, lifecycle,
+                    around.processes, around.debugOutput}),
       collisions(lifecycle, around.debugOutput),
       dispatcher({around.table, around.settings, around.polling, engineLock, collisions, lifecycle,
                   refreshCycle, hostNames, around.events, around.daemon, around.debugOutput}),

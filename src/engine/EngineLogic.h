@@ -15,7 +15,6 @@
 #include "events/EventQueue.h"
 #include "network/AddressPolling.h"
 #include "network/InterfaceTable.h"
-#include "network/RequestSender.h"
 #include "platform/DebugOutput.h"
 #include "platform/Event.h"
 #include "platform/Process.h"
@@ -31,12 +30,10 @@ struct EngineLogic {
     CtrlTable& table;
     const CKelLanSeekConfigSettings& settings;
     const network::AddressPolling& polling;
-    network::RequestSender& sender;
     daemon::RemoteVCPublisher& daemon;
     events::EventQueue& events;
     platform::ReverseLookup& reverseLookup;
     platform::ProcessTable& processes;
-    SendPacer& pacer;
     platform::Event& stopEngine;  ///< Ends the host-name thread.
     platform::DebugOutput& debugOutput;
   };

@@ -1,7 +1,9 @@
 #include "engine/Receiver.h"
 
 #include <chrono>
-#include <utility>
+#include <cstddef>
+#include <memory>
+#include <optional>
 
 #include "platform/Ipv4.h"
 #include "platform/Thread.h"
@@ -23,84 +25,94 @@ constexpr unsigned kFailedWaitsBetween = 1200;
 /// The limit of the platform's wait for several sockets.
 constexpr std::size_t kMaxInterfaceSockets = 64;
 
+/// Returns false when the run stops.
+bool Rest(platform::Event& stop) {
+  return platform::WaitForAny({&stop}, kAfterFailure).outcome == platform::WaitResult::Outcome::TimedOut;
+}
+
+/// A broadcast also arrives on the interface that owns the sender's subnet, and is handled there. A sender in
+/// no local subnet has been routed here, and is welcome.
+bool FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin,
+                   const network::InterfaceTable& interfaces) {
+  if (origin.position < 0 || interfaces[static_cast<std::size_t>(origin.position)].Contains(source))
+    return true;
+  return !interfaces.IsNeighbour(source);
+}
+
 }  // namespace
 
 Receiver::Receiver(const Parts& parts)
     : udp_(parts.udp),
-      sockets_(parts.sockets),
       dispatcher_(parts.dispatcher),
       engineLock_(parts.engineLock),
-      socketsReady_(parts.socketsReady),
-      stopNetwork_(parts.stopNetwork),
       rebuildWanted_(parts.rebuildWanted),
       trace_(parts.debugOutput, kUnit),
       failed_(trace_, L"KelReceiver") {}
 
-void Receiver::ReceiverThread() {
-  // A stop may come before the sockets are open.
-  if (!platform::WaitForAny({&stopNetwork_, &socketsReady_}).Signalled(1)) return;
-  if (sockets_.Interfaces().Size() == 0 && sockets_.NonLocalSocket() == nullptr) return;
+void Receiver::ReceiverThread(const network::DiscoverySockets& sockets, platform::Event& socketsReady,
+                              platform::Event& stop) {
+  thread_.store(std::this_thread::get_id());
+  // A stop may come before the sockets do.
+  if (platform::WaitForAny({&stop, &socketsReady}).Signalled(1)) Receive(sockets, stop);
+  thread_.store({});
+}
 
-  ReceiveSet set;
+void Receiver::Receive(const network::DiscoverySockets& sockets, platform::Event& stop) {
+  if (sockets.Interfaces().Size() == 0 && sockets.NonLocalSocket() == nullptr) return;
+
+  std::optional<ReceiveSet> set;
   std::unique_ptr<platform::DatagramReceiver> receiver;
   const auto prepare = [&] {
-    set = BuildReceiveSet();
-    receiver = udp_.CreateReceiver(set.sockets, protocol::kMaxDatagram);
+    set.emplace(sockets);
+    receiver = udp_.CreateReceiver(set->sockets, protocol::kMaxDatagram);
   };
   while (!platform::RunStep(prepare, failed_)) {
-    if (!Rest()) return;
+    if (!Rest(stop)) return;
   }
   const auto receive = [&] {
-    const platform::Received received = receiver->ReceiveOne(stopNetwork_, kReceiveTimeout);
-    if (received.outcome == platform::Received::Outcome::WaitFailed) return OnFailedWait(received.error);
-    // A wait ended by the stop does not show that the sockets work.
-    if (!stopNetwork_.TryWait()) failedWaits_ = 0;
-    Handle(received, set);
+    const platform::Received received = receiver->ReceiveOne(stop, kReceiveTimeout);
+    if (received.outcome == platform::Received::Outcome::WaitFailed)
+      return OnFailedWait(received.error, stop);
+    // A wait that the stop has ended says nothing of the sockets.
+    if (!stop.TryWait()) failedWaits_ = 0;
+    Handle(received, *set);
   };
-  while (!stopNetwork_.TryWait()) {
-    // Pauses after a failure, because otherwise this thread would retry endlessly at its raised priority.
-    if (!platform::RunStep(receive, failed_)) Rest();
+  while (!stop.TryWait()) {
+    // What cannot be received now is not asked for again and again at this thread's urgency.
+    if (!platform::RunStep(receive, failed_)) Rest(stop);
   }
 }
 
-/// A single failed wait may be chance. Sockets that keep failing receive again only after they are reopened.
-/// This thread cannot do that, because it would have to wait for its own end.
-void Receiver::OnFailedWait(platform::SocketError error) {
+/// One failed wait may be chance. Sockets that cannot be waited for any more are only heard again when they
+/// are opened anew; this thread cannot do that, as it would have to wait for its own end.
+void Receiver::OnFailedWait(platform::SocketError error, platform::Event& stop) {
   if (++failedWaits_ % kFailedWaitsBetween == kFailedWaits) {
     rebuildWanted_.Set();
     trace_.Error(L"LanSeek: Waiting for datagrams failed. Error = %d", error);
   }
-  Rest();
+  Rest(stop);
 }
 
-bool Receiver::Rest() {
-  return platform::WaitForAny({&stopNetwork_}, kAfterFailure).outcome ==
-         platform::WaitResult::Outcome::TimedOut;
-}
-
-Receiver::ReceiveSet Receiver::BuildReceiveSet() const {
-  ReceiveSet set;
-  const auto add = [&](platform::UdpSocket* socket, const MessageOrigin& origin) {
-    if (socket == nullptr) return;
-    set.sockets.push_back(socket);
-    set.origins.push_back(origin);
+Receiver::ReceiveSet::ReceiveSet(const network::DiscoverySockets& from)
+    : interfaces(from.Interfaces()), hasNonLocal(from.NonLocalSocket() != nullptr) {
+  const auto add = [this](platform::UdpSocket* socket, const MessageOrigin& origin) {
+    sockets.push_back(socket);
+    origins.push_back(origin);
   };
-  const network::InterfaceTable& interfaces = sockets_.Interfaces();
-  for (std::size_t i = 0; i < interfaces.Size() && set.sockets.size() < kMaxInterfaceSockets; ++i) {
+  for (std::size_t i = 0; i < interfaces.Size() && sockets.size() < kMaxInterfaceSockets; ++i) {
     const platform::Ipv4 address = interfaces[i].address;
     const auto position = static_cast<std::int32_t>(i);
-    add(sockets_.RequestSocket(i), {MsgSource::FromRequestSocket, position, address});
-    add(sockets_.ResponseSocket(i), {MsgSource::FromResponseSocket, position, address});
+    add(from.RequestSocket(i), {MsgSource::FromRequestSocket, position, address});
+    add(from.ResponseSocket(i), {MsgSource::FromResponseSocket, position, address});
   }
-  add(sockets_.NonLocalSocket(), {MsgSource::FromNonLocalSocket, kNone, 0});
-  return set;
+  if (hasNonLocal) add(from.NonLocalSocket(), {MsgSource::FromNonLocalSocket, kNone, 0});
 }
 
 void Receiver::Handle(const platform::Received& received, const ReceiveSet& set) {
   using Outcome = platform::Received::Outcome;
   if (received.outcome == Outcome::Nothing) return;
   if (received.outcome == Outcome::StrangeSocket || received.socket >= set.origins.size()) {
-    if (sockets_.NonLocalSocket() == nullptr) return;
+    if (!set.hasNonLocal) return;
     trace_.Error(L"LanSeek: Strange socket receive error. Select returned unexpected socket.");
     return;
   }
@@ -110,7 +122,7 @@ void Receiver::Handle(const platform::Received& received, const ReceiveSet& set)
                  received.error);
     return;
   }
-  if (!Wanted(received, origin)) return;
+  if (!Wanted(received, origin, set.interfaces)) return;
 
   const auto handle = [&] {
     dispatcher_.HandleMessage({received.text.data(), received.text.size()}, received.text.size(),
@@ -122,23 +134,14 @@ void Receiver::Handle(const platform::Received& received, const ReceiveSet& set)
   engineLock_.ReleaseAll();
 }
 
-bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& origin) const {
+bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& origin,
+                      const network::InterfaceTable& interfaces) const {
   if (!received.sourceIsIpv4) {
     trace_.Error(L"LanSeek receive: IP-address is not available. Skip message");
     return false;
   }
-  if (origin.position >= 0 && sockets_.Interfaces().FindInterfaceByAddress(received.source) >= 0)
-    return false;
-  return FromOwnSubnet(received.source, origin);
-}
-
-/// A broadcast also arrives on the interface of the sender's subnet, where it is handled. A sender outside
-/// all local subnets came through a router and is accepted.
-bool Receiver::FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const {
-  const network::InterfaceTable& interfaces = sockets_.Interfaces();
-  if (origin.position < 0 || interfaces[static_cast<std::size_t>(origin.position)].Contains(source))
-    return true;
-  return !interfaces.IsNeighbour(source);
+  if (origin.position >= 0 && interfaces.FindInterfaceByAddress(received.source) >= 0) return false;
+  return FromOwnSubnet(received.source, origin, interfaces);
 }
 
 }  // namespace kellanseek::engine

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <cstddef>
-#include <memory>
+#include <atomic>
+#include <thread>
 #include <vector>
 
 #include "diagnostics/StepTrace.h"
@@ -10,58 +10,59 @@
 #include "engine/EngineLock.h"
 #include "engine/MsgSource.h"
 #include "network/DiscoverySockets.h"
+#include "network/InterfaceTable.h"
 #include "platform/Event.h"
 #include "platform/UdpSocket.h"
 
 namespace kellanseek::engine {
 
-/// Receives datagrams one at a time, drops those that do not belong to their socket, and passes the rest to
-/// the dispatcher.
+/// Takes datagrams off the sockets of a run one at a time, throws away what must not be seen, and hands the
+/// rest to the dispatcher. Outlives the runs, one of which uses it at a time.
 class Receiver {
  public:
   struct Parts {
     platform::UdpNetwork& udp;
-    const network::DiscoverySockets& sockets;
     Dispatcher& dispatcher;
     EngineLock& engineLock;
-    platform::Event& socketsReady;
-    platform::Event& stopNetwork;
     platform::Event& rebuildWanted;
     platform::DebugOutput& debugOutput;
   };
   explicit Receiver(const Parts& parts);
 
-  /// The thread's body. Waits for the sockets, then receives until the network side stops.
-  void ReceiverThread();
+  /// The thread body of one run: waits until its sockets are ready, then receives until it is told to stop.
+  void ReceiverThread(const network::DiscoverySockets& sockets, platform::Event& socketsReady,
+                      platform::Event& stop);
+  /// True on the thread that runs this body.
+  bool OnThisThread() const { return thread_.load() == std::this_thread::get_id(); }
 
   /// The sockets to receive from, and their meaning.
   struct ReceiveSet {
+    explicit ReceiveSet(const network::DiscoverySockets& from);
+
+    const network::InterfaceTable& interfaces;
     std::vector<platform::UdpSocket*> sockets;
     std::vector<MessageOrigin> origins;  ///< In the order of `sockets`.
+    bool hasNonLocal = false;
   };
-  ReceiveSet BuildReceiveSet() const;
 
   /// Handles the result of one step of the platform's receiver.
   void Handle(const platform::Received& received, const ReceiveSet& set);
 
  private:
-  void OnFailedWait(platform::SocketError error);
-  /// Pauses for a moment. Returns false if the network side stops.
-  bool Rest();
-  bool Wanted(const platform::Received& received, const MessageOrigin& origin) const;
-  bool FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin) const;
+  void Receive(const network::DiscoverySockets& sockets, platform::Event& stop);
+  void OnFailedWait(platform::SocketError error, platform::Event& stop);
+  bool Wanted(const platform::Received& received, const MessageOrigin& origin,
+              const network::InterfaceTable& interfaces) const;
 
   platform::UdpNetwork& udp_;
-  const network::DiscoverySockets& sockets_;
   Dispatcher& dispatcher_;
   EngineLock& engineLock_;
-  platform::Event& socketsReady_;
-  platform::Event& stopNetwork_;
   platform::Event& rebuildWanted_;
   diagnostics::Tracer trace_;
   diagnostics::StepTrace failed_;
   protocol::Message message_;
-  unsigned failedWaits_ = 0;  ///< Consecutive ones, across runs of the network side.
+  std::atomic<std::thread::id> thread_{};
+  unsigned failedWaits_ = 0;  ///< In a row, over runs of the network side.
 };
 
 }  // namespace kellanseek::engine

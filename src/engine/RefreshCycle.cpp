@@ -21,21 +21,19 @@ RefreshCycle::RefreshCycle(const Parts& parts)
       interfaces_(parts.interfaces),
       settings_(parts.settings),
       polling_(parts.polling),
-      sender_(parts.sender),
       daemon_(parts.daemon),
       lifecycle_(parts.lifecycle),
       processes_(parts.processes),
       trace_(parts.debugOutput, kUnit),
       fullRequest_(protocol::BuildRequest(MessageType::FullRequestMsg)),
-      refreshRequest_(protocol::BuildRequest(MessageType::RefreshRequestMsg)),
-      requests_(parts.sender, parts.pacer) {}
+      refreshRequest_(protocol::BuildRequest(MessageType::RefreshRequestMsg)) {}
 
-void RefreshCycle::BeginRun() {
+void RefreshCycle::BeginRun(const RequestOutlet& outlet) {
   requests_.Clear();
   // Before the broadcast, so that no answer precedes its timer.
   ArmInitialTimeouts();
-  BroadcastOnAll(MessageType::FullRequestMsg);
-  if (polling_.Enabled()) AskConfigured();
+  BroadcastOnAll(outlet, MessageType::FullRequestMsg);
+  if (polling_.Enabled()) AskConfigured(outlet);
 }
 
 void RefreshCycle::ArmInitialTimeouts() {
@@ -46,15 +44,15 @@ void RefreshCycle::ArmInitialTimeouts() {
   }
 }
 
-void RefreshCycle::BroadcastOnAll(MessageType type) {
+void RefreshCycle::BroadcastOnAll(const RequestOutlet& outlet, MessageType type) {
   const std::size_t count = InterfaceCount();
   for (std::size_t position = 0; position < count; ++position) {
-    sender_.Broadcast(position, type == MessageType::FullRequestMsg ? fullRequest_ : refreshRequest_);
+    outlet.sender.Broadcast(position, type == MessageType::FullRequestMsg ? fullRequest_ : refreshRequest_);
     daemon_.QueueMessageForRemoteVC(type, static_cast<std::int32_t>(position), 0);
   }
 }
 
-void RefreshCycle::AskConfigured() {
+void RefreshCycle::AskConfigured(const RequestOutlet& outlet) {
   {
     CtrlTable::Access table(table_);
     for (CtrlTable::Record record = table.First(); record; record = table.After(record)) {
@@ -67,15 +65,15 @@ void RefreshCycle::AskConfigured() {
       AddByAddress(table, *record, fullRequest_);
     }
   }
-  SendRequests();
+  SendRequests(outlet);
 }
 
-void RefreshCycle::Tick() {
+void RefreshCycle::Tick(const RequestOutlet& outlet) {
   ticks_.fetch_add(1, std::memory_order_relaxed);
   requests_.NextTick();
-  InterfacePass();
+  InterfacePass(outlet);
   ControllerPass();
-  SendRequests();
+  SendRequests(outlet);
 }
 
 std::size_t RefreshCycle::InterfaceCount() {
@@ -83,11 +81,11 @@ std::size_t RefreshCycle::InterfaceCount() {
   return interfaces_.Table(table).Size();
 }
 
-void RefreshCycle::InterfacePass() {
+void RefreshCycle::InterfacePass(const RequestOutlet& outlet) {
   const std::size_t count = InterfaceCount();
   for (std::size_t position = 0; position < count; ++position) {
     if (!InterfaceDue(position)) continue;
-    sender_.Broadcast(position, refreshRequest_);
+    outlet.sender.Broadcast(position, refreshRequest_);
     daemon_.QueueMessageForRemoteVC(MessageType::RefreshRequestMsg, static_cast<std::int32_t>(position), 0);
   }
 }
@@ -163,8 +161,8 @@ void RefreshCycle::AddByAddress(CtrlTable::Access& table, const CtrlInfo& record
   requests_.AddByAddress(record, isNeighbour, datagram);
 }
 
-void RefreshCycle::SendRequests() {
-  const std::vector<std::uint32_t> late = requests_.Send();
+void RefreshCycle::SendRequests(const RequestOutlet& outlet) {
+  const std::vector<std::uint32_t> late = requests_.Send(outlet);
   if (late.empty()) return;
   CtrlTable::Access table(table_);
   for (const std::uint32_t lanSeekID : late) {

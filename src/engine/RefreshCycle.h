@@ -14,7 +14,6 @@
 #include "engine/RequestQueue.h"
 #include "engine/RunInterfaces.h"
 #include "network/AddressPolling.h"
-#include "network/RequestSender.h"
 #include "platform/Process.h"
 #include "protocol/Message.h"
 
@@ -30,20 +29,18 @@ class RefreshCycle {
     RunInterfaces& interfaces;
     const CKelLanSeekConfigSettings& settings;
     const network::AddressPolling& polling;
-    network::RequestSender& sender;
     daemon::RemoteVCPublisher& daemon;
     CtrlLifecycle& lifecycle;
     platform::ProcessTable& processes;
-    SendPacer& pacer;
     platform::DebugOutput& debugOutput;
   };
   explicit RefreshCycle(const Parts& parts);
 
-  /// Sends the first requests of a run of the network side.
-  void BeginRun();
+  /// The requests with which a run of the network side begins.
+  void BeginRun(const RequestOutlet& outlet);
 
-  void Tick();
-  /// The number of calls of Tick(). Thread-safe.
+  void Tick(const RequestOutlet& outlet);
+  /// How often Tick() was called. Callable from any thread.
   std::uint64_t TicksSoFar() const { return ticks_.load(std::memory_order_relaxed); }
 
   /// Starts the answer timers of the controllers heard on an interface, because a full or refresh request was
@@ -60,26 +57,24 @@ class RefreshCycle {
 
  private:
   void ArmInitialTimeouts();
-  void BroadcastOnAll(protocol::MessageType type);
-  void AskConfigured();
+  void BroadcastOnAll(const RequestOutlet& outlet, protocol::MessageType type);
+  void AskConfigured(const RequestOutlet& outlet);
   std::size_t InterfaceCount();
-  void InterfacePass();
+  void InterfacePass(const RequestOutlet& outlet);
   bool InterfaceDue(std::size_t position);
   void ControllerPass();
   void OnTick(CtrlTable::Access& table, CtrlTable::Record record);
   void CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record record);
   void AskByAddress(CtrlTable::Access& table, CtrlTable::Record record);
   void AddByAddress(CtrlTable::Access& table, const CtrlInfo& record, std::string_view datagram);
-  /// Sends the collected requests. For a request that could not be sent at once, the time to answer starts
-  /// when it is sent.
-  void SendRequests();
+  /// Sends what was collected. The time of those whose request could not leave at once begins when it does.
+  void SendRequests(const RequestOutlet& outlet);
   void AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found);
 
   CtrlTable& table_;
   RunInterfaces& interfaces_;
   const CKelLanSeekConfigSettings& settings_;
   const network::AddressPolling& polling_;
-  network::RequestSender& sender_;
   daemon::RemoteVCPublisher& daemon_;
   CtrlLifecycle& lifecycle_;
   platform::ProcessTable& processes_;

@@ -26,47 +26,48 @@ void RequestQueue::DropThoseGone(CtrlTable::Access& table) {
     });
 }
 
-std::vector<std::uint32_t> RequestQueue::Send() {
+std::vector<std::uint32_t> RequestQueue::Send(const RequestOutlet& outlet) {
   sent_ = 0;
   std::vector<std::uint32_t> late;
-  if (!SendBroadcasts()) return late;
+  if (!SendBroadcasts(outlet)) return late;
   const std::uint64_t firstNew = std::exchange(firstNew_, nextNumber_);
   for (const Turn turn : {Turn::JustAdded, Turn::Available, Turn::Missing})
-    if (!SendQueue(turn, firstNew, late)) break;
+    if (!SendQueue(turn, firstNew, late, outlet)) break;
   return late;
 }
 
-bool RequestQueue::SendBroadcasts() {
+bool RequestQueue::SendBroadcasts(const RequestOutlet& outlet) {
   for (const BroadcastRequest& request : std::exchange(broadcasts_, {})) {
-    sender_.Broadcast(request.position, request.datagram);
-    if (!PauseAfterBurst()) return false;
+    outlet.sender.Broadcast(request.position, request.datagram);
+    if (!PauseAfterBurst(outlet.pacer)) return false;
   }
   return true;
 }
 
-bool RequestQueue::SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std::uint32_t>& late) {
+bool RequestQueue::SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std::uint32_t>& late,
+                             const RequestOutlet& outlet) {
   AddressRequests& queue = byAddress_.at(static_cast<std::size_t>(turn));
   for (auto request = queue.begin(); request != queue.end();) {
     if (request->isNeighbour && neighbourRoom_ == 0) {
       ++request;
       continue;
     }
-    if (!SendOne(*request)) return false;
+    if (!SendOne(*request, outlet)) return false;
     if (request->isNeighbour) --neighbourRoom_;
     if (turn == Turn::JustAdded) lastAdditionAsked_ = std::max(lastAdditionAsked_, request->lanSeekID);
     if (request->number < firstNew) late.push_back(request->lanSeekID);
     waiting_.erase(request->lanSeekID);
     request = queue.erase(request);
-    if (!PauseAfterBurst()) return false;
+    if (!PauseAfterBurst(outlet.pacer)) return false;
   }
   return true;
 }
 
-bool RequestQueue::SendOne(const AddressRequest& request) {
-  if (sender_.SendToAddress(request.address, request.datagram)) return true;
+bool RequestQueue::SendOne(const AddressRequest& request, const RequestOutlet& outlet) {
+  if (outlet.sender.SendToAddress(request.address, request.datagram)) return true;
   // A full send buffer empties within a pause, unless it holds datagrams for neighbours that do not answer:
   // those take longer than a tick to expire, and the next tick tries again.
-  return pacer_.Pause() && sender_.SendToAddress(request.address, request.datagram);
+  return outlet.pacer.Pause() && outlet.sender.SendToAddress(request.address, request.datagram);
 }
 
 void RequestQueue::Clear() {

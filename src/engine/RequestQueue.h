@@ -26,6 +26,12 @@ class SendPacer {
   virtual bool Pause() = 0;
 };
 
+/// Where the requests of one run of the network side leave.
+struct RequestOutlet {
+  network::RequestSender& sender;
+  SendPacer& pacer;
+};
+
 inline constexpr std::size_t kSendBurst = 50;
 
 /// Token bucket for requests by address to hosts on local networks: its size, and the refill per tick. A
@@ -41,9 +47,7 @@ inline constexpr std::size_t kNeighboursPerTick = 48;
 /// by a client, which waits for them; to available controllers; to all others.
 class RequestQueue {
  public:
-  RequestQueue(network::RequestSender& sender, SendPacer& pacer) : sender_(sender), pacer_(pacer) {}
-
-  /// Queues a broadcast on the interface at `position`.
+  /// Queues a broadcast on the interface at that position.
   void AddBroadcast(std::size_t position, std::string datagram) {
     broadcasts_.push_back({position, std::move(datagram)});
   }
@@ -58,9 +62,9 @@ class RequestQueue {
   /// Refills the token bucket for neighbours; called once per tick.
   void NextTick() { neighbourRoom_ = std::min(neighbourRoom_ + kNeighboursPerTick, kNeighbourBurst); }
 
-  /// Sends the permitted requests; the rest waits for the next call. Returns the controllers whose requests
-  /// had waited longer than one call and have now been sent.
-  std::vector<std::uint32_t> Send();
+  /// Sends what may be sent now; the rest waits for the next call. Returns the controllers whose requests
+  /// were sent now and had waited for an earlier call in vain.
+  std::vector<std::uint32_t> Send(const RequestOutlet& outlet);
 
   /// Drops all requests. Does not refill the token bucket, because the host keeps its neighbour entries.
   void Clear();
@@ -81,17 +85,16 @@ class RequestQueue {
   using AddressRequests = std::list<AddressRequest>;
 
   Turn TurnOf(const CtrlInfo& record) const;
-  bool SendBroadcasts();
-  /// Sends from one queue as many requests as the token bucket permits. Returns false if nothing more may be
-  /// sent in this call.
-  bool SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std::uint32_t>& late);
-  /// Returns false if the send buffer is full or the engine is being stopped.
-  bool SendOne(const AddressRequest& request);
-  /// Counts a datagram and pauses after each burst. Returns false if the engine is being stopped.
-  bool PauseAfterBurst() { return ++sent_ % kSendBurst != 0 || pacer_.Pause(); }
+  bool SendBroadcasts(const RequestOutlet& outlet);
+  /// Sends from one queue what the token bucket allows. Returns false when nothing more is to be sent in this
+  /// call.
+  bool SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std::uint32_t>& late,
+                 const RequestOutlet& outlet);
+  /// Returns false when the network does not take the request, or the engine is being stopped.
+  static bool SendOne(const AddressRequest& request, const RequestOutlet& outlet);
+  /// Counts a datagram and pauses after each burst. Returns false when the engine is being stopped.
+  bool PauseAfterBurst(SendPacer& pacer) { return ++sent_ % kSendBurst != 0 || pacer.Pause(); }
 
-  network::RequestSender& sender_;
-  SendPacer& pacer_;
   std::vector<BroadcastRequest> broadcasts_;
   std::array<AddressRequests, 3> byAddress_;   ///< By turn, each in the order of arrival.
   std::unordered_set<std::uint32_t> waiting_;  ///< The controllers in byAddress_.

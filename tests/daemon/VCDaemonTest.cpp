@@ -61,8 +61,15 @@ class VCDaemonTest : public ::testing::Test {
   }
   void PublishQuietly(const wchar_t* systemID) {
     Publish(systemID);
-    daemon.Step(0);
+    Step(0);
     sender.Take();
+  }
+  std::int32_t Step(std::int32_t elapsed) { return daemon.Step(sender, elapsed); }
+  /// A run that is stopped at once.
+  void Run() {
+    platform::Event stop(platform::Event::Kind::ManualReset);
+    stop.Set();
+    daemon.RemoteVCDaemonLoop(sender, socketsReady, stop);
   }
   void Queue(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t id = 0) {
     EXPECT_TRUE(daemon.QueueMessageForRemoteVC(static_cast<protocol::MessageType>(type), interfaceIndex, id));
@@ -77,12 +84,11 @@ class VCDaemonTest : public ::testing::Test {
   platform::Event socketsReady{platform::Event::Kind::ManualReset};
   std::uint32_t randomNumber = 300;
   bool randomFails = false;
-  daemon::CrVCDaemon daemon{{sender, socketsReady,
-                             [this] {
-                               if (randomFails) throw std::runtime_error("broken");
-                               return randomNumber;
-                             },
-                             traces}};
+  daemon::CrVCDaemon daemon{[this] {
+                              if (randomFails) throw std::runtime_error("broken");
+                              return randomNumber;
+                            },
+                            traces};
 };
 
 const char* const kAlive0 = "0 Lanseek;02e;2;4:vc-1;9:02:00:00:4f:8e:35;11:3;";
@@ -139,9 +145,9 @@ TEST(Elapsed, IsCappedAndHandlesClockWrapAround) {
 
 TEST_F(VCDaemonTest, ANewControllerIsAnnouncedOnEveryInterfaceAtOnce) {
   Publish(L"vc-1");
-  EXPECT_EQ(daemon.Step(0), daemon::kNothingScheduled);
+  EXPECT_EQ(Step(0), daemon::kNothingScheduled);
   EXPECT_EQ(sender.Take(), (Sent{kInfo0, kInfo1}));
-  EXPECT_EQ(daemon.Step(1000), daemon::kNothingScheduled);
+  EXPECT_EQ(Step(1000), daemon::kNothingScheduled);
   EXPECT_EQ(sender.Take(), Sent{});
 }
 
@@ -149,28 +155,28 @@ TEST_F(VCDaemonTest, AnswersAfterTheDelayAndFullAnswersReplaceShortOnes) {
   PublishQuietly(L"vc-1");
   for (const auto& requests : {std::vector<std::int32_t>{7, 5}, {5, 7}, {5}, {7, 7, 6}}) {
     for (const std::int32_t type : requests) Queue(type, 0);
-    EXPECT_EQ(daemon.Step(77), 500) << "200 plus the random number modulo 3000";
-    EXPECT_EQ(daemon.Step(489), 11);
+    EXPECT_EQ(Step(77), 500) << "200 plus the random number modulo 3000";
+    EXPECT_EQ(Step(489), 11);
     EXPECT_EQ(sender.Take(), Sent{});
-    EXPECT_EQ(daemon.Step(1), daemon::kNothingScheduled) << "10 ms are near enough";
+    EXPECT_EQ(Step(1), daemon::kNothingScheduled) << "10 ms are near enough";
     EXPECT_EQ(sender.Take(), Sent{kInfo0});
   }
   Queue(7, 0);
   randomNumber = 0xFFFFFFFF;
-  EXPECT_EQ(daemon.Step(0), static_cast<std::int32_t>(0xFFFFFFFFU % 3000 + 200));
-  daemon.Step(4000);
+  EXPECT_EQ(Step(0), static_cast<std::int32_t>(0xFFFFFFFFU % 3000 + 200));
+  Step(4000);
   EXPECT_EQ(sender.Take(), Sent{kAlive0});
 }
 
 TEST_F(VCDaemonTest, AStormOfRequestsIsAnsweredOnce) {
   const std::uint32_t id = Publish(L"vc-1").lanSeekID;
-  daemon.Step(0);
+  Step(0);
   sender.Take();
   for (int i = 0; i < 1000; ++i) {
     Queue(5, 0);
-    if (i % 10 == 0) daemon.Step(0);
+    if (i % 10 == 0) Step(0);
   }
-  daemon.Step(500);
+  Step(500);
   EXPECT_EQ(sender.Take(), Sent{kInfo0});
   for (int i = 0; i < 1000; ++i) {
     Queue(5, 0);
@@ -178,27 +184,27 @@ TEST_F(VCDaemonTest, AStormOfRequestsIsAnsweredOnce) {
     Queue(6, -1);
     Queue(6, 0, id);
   }
-  daemon.Step(0);
-  daemon.Step(500);
+  Step(0);
+  Step(500);
   EXPECT_EQ(sender.Take(), Sent{kInfo0});
   EXPECT_EQ(traces.Messages().size(), 1U) << "each of the four waits once; one of them is traced";
   for (const std::int32_t notice : {3, 4, 3}) Queue(notice, 0, id);
-  daemon.Step(0);
+  Step(0);
   EXPECT_EQ(sender.Take().front(), "0 Lanseek;01a;3;4:vc-1;11:3;") << "the last one counts";
 }
 
 TEST_F(VCDaemonTest, IgnoresAmbiguousTargetedRequests) {
   PublishQuietly(L"vc-1");
   Queue(6, 1);
-  daemon.Step(0);
-  daemon.Step(500);
+  Step(0);
+  Step(500);
   EXPECT_EQ(sender.Take(), Sent{kInfo1});
   PublishQuietly(L"vc-2");
   Queue(6, 1);
-  EXPECT_EQ(daemon.Step(0), daemon::kNothingScheduled);
+  EXPECT_EQ(Step(0), daemon::kNothingScheduled);
   Queue(6, 1, 11);
-  daemon.Step(0);
-  daemon.Step(500);
+  Step(0);
+  Step(500);
   EXPECT_EQ(sender.Take(), Sent{kInfo1});
 }
 
@@ -209,15 +215,15 @@ TEST_F(VCDaemonTest, ARemovedControllerIsWithdrawnOnEveryInterface) {
   };
   for (const Case& c : {Case{3, '3'}, Case{4, '4'}}) {
     const std::uint32_t id = Publish(L"vc-1").lanSeekID;
-    daemon.Step(0);
+    Step(0);
     sender.Take();
     Queue(5, 0, id);
     Queue(c.code, 0, id);
-    daemon.Step(0);
+    Step(0);
     const std::string notice = std::string("Lanseek;01a;") + c.type + ";4:vc-1;11:3;";
     EXPECT_EQ(sender.Take(), (Sent{"0 " + notice, "1 " + notice}));
     Queue(5, 0);
-    EXPECT_EQ(daemon.Step(5000), daemon::kNothingScheduled);
+    EXPECT_EQ(Step(5000), daemon::kNothingScheduled);
     EXPECT_EQ(sender.Take(), Sent{});
   }
 }
@@ -226,10 +232,10 @@ TEST_F(VCDaemonTest, AMessageThatFailsIsLostAndTheNextIsHandled) {
   PublishQuietly(L"vc-1");
   Queue(7, 0);
   randomFails = true;
-  daemon.Step(0);
+  Step(0);
   randomFails = false;
   Queue(5, 1);
-  EXPECT_EQ(daemon.Step(0), 500);
+  EXPECT_EQ(Step(0), 500);
   EXPECT_EQ(traces.Messages(),
             std::vector<std::wstring>{L"LanSeek: A step of thread KelDaemon has failed and is lost: broken"});
 }
@@ -239,17 +245,17 @@ TEST_F(VCDaemonTest, InvalidMessagesAreTracedAndIgnored) {
   PublishQuietly(L"vc-1");
   for (const std::int32_t position : {-1, 2, 2147483647}) Queue(7, position);
   Queue(42, 0);
-  EXPECT_EQ(daemon.Step(0), daemon::kNothingScheduled);
+  EXPECT_EQ(Step(0), daemon::kNothingScheduled);
   EXPECT_EQ(traces.Messages().size(), 4U);
   EXPECT_EQ(traces.Messages().back(), L"LanSeek RemoteVCDaemonLoop. Unknown message type 42");
 }
 
 TEST_F(VCDaemonTest, OverlongIdentitiesAreTracedOnceAndNeverTruncated) {
   const std::uint32_t id = Publish(std::wstring(50, L's').c_str()).lanSeekID;
-  daemon.Step(0);
+  Step(0);
   EXPECT_EQ(sender.Take().size(), 2U);
   Queue(4, 0, id);
-  daemon.Step(0);
+  Step(0);
   EXPECT_EQ(sender.Take(), Sent{});
   EXPECT_EQ(traces.Messages().size(), 1U);
 }
@@ -257,7 +263,7 @@ TEST_F(VCDaemonTest, OverlongIdentitiesAreTracedOnceAndNeverTruncated) {
 TEST_F(VCDaemonTest, AFailedSendIsTraced) {
   sender.error = 101;
   Publish(L"vc-1");
-  daemon.Step(0);
+  Step(0);
   EXPECT_EQ(traces.Messages().front(),
             L"LANSEEK: Failed to send rVC response itf=0 addr=0xa0000ff. Error=101");
 }
@@ -273,22 +279,20 @@ TEST_F(VCDaemonTest, ARebuildPreparesRemainingControllersForTheNextRequest) {
     access.Remove(access.Find(gone));
   }
   Rebuild();
-  EXPECT_EQ(daemon.Step(5000), daemon::kNothingScheduled);
+  EXPECT_EQ(Step(5000), daemon::kNothingScheduled);
   EXPECT_EQ(sender.Take(), Sent{});
   Queue(7, 0);
-  daemon.Step(0);
-  daemon.Step(500);
+  Step(0);
+  Step(500);
   EXPECT_EQ(sender.Take(), Sent{kInfo0}) << "a full answer is pending from the rebuild";
 }
 
 TEST_F(VCDaemonTest, TheThreadEndsWithAndWithoutSockets) {
   Publish(L"vc-1");
-  daemon.StartThread();
-  daemon.StopThread();
+  Run();
   EXPECT_EQ(sender.Take(), Sent{});
   socketsReady.Set();
-  daemon.StartThread();
-  daemon.StopThread();
+  Run();
   EXPECT_EQ(sender.Take(), (Sent{kInfo0, kInfo1})) << "the last pass sends what is due";
 }
 

@@ -135,8 +135,9 @@ class EngineHarness {
   }
   void Forward(std::uint32_t type, std::string_view fields);
 
+  void BeginRun() { refresh.BeginRun(outlet); }
   void Tick(int count = 1) {
-    for (int i = 0; i < count; ++i) refresh.Tick();
+    for (int i = 0; i < count; ++i) refresh.Tick(outlet);
   }
 
   /// Adds a record as the configuration or a client would, with its timer where it has one; gives its id.
@@ -155,12 +156,13 @@ class EngineHarness {
   RecordingSender sender;
   RecordingDaemon daemon;
   NoPause pacer;
+  engine::RequestOutlet outlet{sender, pacer};
   platform::Event stopEngine{platform::Event::Kind::AutoReset};
   network::AddressPolling polling{settings};
   network::HostInterfaces host{addresses, settings, traces};
   network::InterfaceTable interfaces;
   engine::EngineLogic logic{
-      {table, settings, polling, sender, daemon, events, lookup, processes, pacer, stopEngine, traces}};
+      {table, settings, polling, daemon, events, lookup, processes, stopEngine, traces}};
   engine::EngineLock& engineLock = logic.engineLock;
   engine::HostNames& hostNames = logic.hostNames;
   engine::CtrlLifecycle& lifecycle = logic.lifecycle;

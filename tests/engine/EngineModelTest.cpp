@@ -107,7 +107,7 @@ class History {
 
   void BeginRun() {
     story += "\nbegin";
-    engine_.refresh.BeginRun();
+    engine_.BeginRun();
     plain_.BeginRun();
   }
 

@@ -40,7 +40,7 @@ class RefreshCycleTest : public ::testing::Test, protected EngineHarness {
 TEST_F(RefreshCycleTest, ASilentControllerIsAskedThreeTimesAfterAStartAndThenLost) {
   Answer(1, kIdentity, "192.168.1.20");
   events.Take();
-  refresh.BeginRun();
+  BeginRun();
   EXPECT_EQ(sender.Take(), (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;"}));
   const std::string request = "broadcast 0 Lanseek;1c;6;a:192.168.1.20;";
   EXPECT_EQ(SentDuring(67),
@@ -88,7 +88,7 @@ TEST(NegativeSettingsTest, AreNoTimersAndRetriesWithoutEnd) {
       configured.published = true;
       world.Add(configured);
       world.events.Take();
-      world.refresh.BeginRun();
+      world.BeginRun();
       world.sender.Take();
       std::map<std::string, std::vector<int>> sent;
       for (int tick = 1; tick <= 140; ++tick) {
@@ -136,7 +136,7 @@ TEST_F(RefreshCycleTest, RetriesWithoutEndAskForAnIdentityUntilItComes) {
 TEST_F(RefreshCycleTest, ConfiguredControllersArePolledByAddress) {
   AddStatic(L"10.9.9.1");
   const std::uint32_t available = AddStatic(L"10.9.9.2", true);
-  refresh.BeginRun();
+  BeginRun();
   EXPECT_EQ(sender.Take(), (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;",
                                  "to 10.9.9.2 Lanseek;0d;5;", "to 10.9.9.1 Lanseek;0d;5;"}))
       << "those that are there first";
@@ -156,7 +156,7 @@ TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) 
   for (int host = 1; host <= 4; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
   const std::uint32_t present = AddStatic(L"10.9.9.5", true);
   sender.room = 2;
-  refresh.BeginRun();
+  BeginRun();
   EXPECT_EQ(sender.Take(), (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;", to(5), to(1)}));
   EXPECT_EQ(pacer.pauses, 1) << "one chance to make room";
   // However long the next request waits, it counts as one, and its time begins when it leaves.
@@ -175,9 +175,9 @@ TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) 
   EXPECT_EQ(SentDuring(12), (std::vector<std::pair<int, std::string>>{{12, to(5)}}));
   // A new run asks everybody anyway.
   sender.room = 0;
-  refresh.BeginRun();
+  BeginRun();
   sender.room = 100;
-  refresh.BeginRun();
+  BeginRun();
   EXPECT_EQ(sender.Take().size(), 2U + 2U + 5U);
 }
 
@@ -202,7 +202,7 @@ TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedInBursts) {
   const std::size_t burst = 2U + engine::kNeighbourBurst + 1U;
   for (int host = 0; host < 600; ++host) AddStatic((L"10.0.0." + std::to_wstring(10 + host % 200)).c_str());
   AddStatic(L"10.9.9.1");
-  refresh.BeginRun();
+  BeginRun();
   const Sent first = sender.Take();
   EXPECT_EQ(first.size(), burst);
   EXPECT_EQ(first.back(), "to 10.9.9.1 Lanseek;0d;5;") << "behind a router there is room";
@@ -218,7 +218,7 @@ TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedInBursts) {
   EXPECT_EQ(second.size(), engine::kNeighboursPerTick);
   EXPECT_EQ(second.front(), toAdded) << "a client waits for it";
 
-  refresh.BeginRun();
+  BeginRun();
   EXPECT_EQ(sender.Take().size(), 2U + 1U) << "the host has its neighbours still";
   Tick(12);
   const Sent rest = sender.Take();
@@ -226,14 +226,14 @@ TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedInBursts) {
   EXPECT_EQ(std::count(rest.begin(), rest.end(), toAdded), 0) << "asked before, so in its turn";
   Tick(100);
   EXPECT_EQ(sender.Take().back(), toAdded);
-  refresh.BeginRun();
+  BeginRun();
   EXPECT_EQ(sender.Take().size(), burst);
 }
 
 TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
   for (int host = 1; host <= 99; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
   pacer.goOn = false;
-  refresh.BeginRun();
+  BeginRun();
   EXPECT_EQ(sender.Take().size(), 2U + engine::kSendBurst);
 }
 
@@ -247,7 +247,7 @@ TEST_F(RefreshCycleTest, SenselessTimesNeitherFloodNorOverflow) {
     record.ctrlAddress = L"10.9.9.1";
     harness.Add(record);
     harness.Answer(1, kIdentity, "192.168.1.20");
-    harness.refresh.BeginRun();
+    harness.BeginRun();
     harness.sender.Take();
     harness.Tick(40);
     EXPECT_LE(harness.sender.Take().size(), 3U * 40U / 4U) << value << ": at most one round a second";

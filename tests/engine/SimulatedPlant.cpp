@@ -24,8 +24,7 @@ SimulatedWorkstation::SimulatedWorkstation(SimulatedNetwork& simulation, std::st
     : network(simulation),
       host(PluggedIn(simulation, address)),
       sockets_(host, settings_, polling_, traces_),
-      receiver_(
-          {host, sockets_, logic_.dispatcher, logic_.engineLock, ready_, stop_, rebuildWanted_, traces_}) {
+      receiver_({host, logic_.dispatcher, logic_.engineLock, rebuildWanted_, traces_}) {
   auto usable =
       network::HostInterfaces(host.addresses, settings_, traces_).SetupLanseekInterfaces().Entries();
   sockets_.CreateSockets(usable);
@@ -33,12 +32,12 @@ SimulatedWorkstation::SimulatedWorkstation(SimulatedNetwork& simulation, std::st
     CtrlTable::Access table(table_);
     logic_.UseInterfaces(table, sockets_.Interfaces());
   }
-  set_ = receiver_.BuildReceiveSet();
-  datagrams_ = host.CreateReceiver(set_.sockets, protocol::kMaxDatagram);
+  set_.emplace(sockets_);
+  datagrams_ = host.CreateReceiver(set_->sockets, protocol::kMaxDatagram);
   host.OnArrival([this] { Receive(); });
-  logic_.refreshCycle.BeginRun();
+  logic_.refreshCycle.BeginRun({sockets_, pacer_});
   network.Every(std::chrono::milliseconds(settings_.TickMilliseconds()), [this] {
-    logic_.refreshCycle.Tick();
+    logic_.refreshCycle.Tick({sockets_, pacer_});
     Note();
   });
 }
@@ -48,7 +47,7 @@ void SimulatedWorkstation::Receive() {
     const platform::Received received = datagrams_->ReceiveOne(stop_, std::chrono::milliseconds(0));
     if (received.outcome == platform::Received::Outcome::Nothing) return;
     heard[platform::FormatIpv4(received.source)].push_back(network.Now());
-    receiver_.Handle(received, set_);
+    receiver_.Handle(received, *set_);
     Note();
   }
 }

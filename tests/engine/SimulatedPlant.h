@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -54,13 +55,12 @@ class SimulatedWorkstation {
   NoPause pacer_;
   platform::Event stop_{platform::Event::Kind::ManualReset};
   platform::Event rebuildWanted_{platform::Event::Kind::AutoReset};
-  platform::Event ready_{platform::Event::Kind::ManualReset};
   network::AddressPolling polling_{settings_};
   network::DiscoverySockets sockets_;
   engine::EngineLogic logic_{
-      {table_, settings_, polling_, sockets_, daemon_, events_, lookup_, processes_, pacer_, stop_, traces_}};
+      {table_, settings_, polling_, daemon_, events_, lookup_, processes_, stop_, traces_}};
   engine::Receiver receiver_;
-  engine::Receiver::ReceiveSet set_;
+  std::optional<engine::Receiver::ReceiveSet> set_;
   std::unique_ptr<platform::DatagramReceiver> datagrams_;
   std::map<std::uint32_t, std::string> addresses_;
 };

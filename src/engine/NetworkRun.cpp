@@ -1,0 +1,88 @@
+#include "engine/NetworkRun.h"
+
+#include <chrono>
+#include <cstddef>
+#include <vector>
+
+#include "diagnostics/StartThread.h"
+
+namespace kellanseek::engine {
+namespace {
+
+constexpr const wchar_t* kUnit = L"dynamicinfo";
+
+constexpr std::chrono::milliseconds kSendPause{2};
+constexpr std::chrono::milliseconds kAfterFailure{100};
+
+std::vector<network::InterfaceEntry> PresentInterfaces(const NetworkRun::Parts& parts) {
+  const CtrlTable::Access table(parts.table);
+  return parts.logic.interfaces.Table(table).Entries();
+}
+
+}  // namespace
+
+bool NetworkRun::Pacer::Pause() {
+  return platform::WaitForAny({&stop_}, kSendPause).outcome == platform::WaitResult::Outcome::TimedOut;
+}
+
+NetworkRun::NetworkRun(const Parts& parts, NotStarted)
+    : parts_(parts),
+      trace_(parts.debugOutput, kUnit),
+      usable_(PresentInterfaces(parts)),
+      wanted_(usable_.size()),
+      sockets_(parts.udp, parts.settings, parts.polling, parts.debugOutput) {}
+
+/// Delegates, so that the destructor stops the first threads when there is no memory for the next.
+NetworkRun::NetworkRun(const Parts& parts) : NetworkRun(parts, NotStarted()) {
+  diagnostics::StartThread(
+      refreshThread_, "KelRefresh", [this] { RefreshThread(); }, trace_);
+  const auto receive = [this] { parts_.receiver.ReceiverThread(sockets_, socketsReady_, stop_); };
+  // The system's buffers hold little: who empties them must not have to wait for a turn.
+  diagnostics::StartThread(receiverThread_, "KelReceiver", receive, trace_, platform::ThreadUrgency::Prompt);
+  const auto answer = [this] { parts_.daemon.RemoteVCDaemonLoop(sockets_, socketsReady_, stopDaemon_); };
+  diagnostics::StartThread(daemonThread_, "KelDaemon", answer, trace_);
+}
+
+NetworkRun::~NetworkRun() {
+  // First, as its last pass still sends what is due.
+  stopDaemon_.Set();
+  daemonThread_.Join();
+  stop_.Set();
+  receiverThread_.Join();
+  // The refresh thread closes the sockets only now that nobody else uses them.
+  receiverEnded_.Set();
+  refreshThread_.Join();
+}
+
+void NetworkRun::TryToOpen() {
+  sockets_.CreateSockets(usable_);
+  if (usable_.size() == wanted_) return;
+  // Those behind an interface that was refused have other positions now.
+  CtrlTable::Access table(parts_.table);
+  parts_.logic.NarrowInterfaces(table, sockets_.Interfaces());
+}
+
+/// Returns when the sockets exist, or the run stops.
+void NetworkRun::OpenSockets(diagnostics::StepTrace& failed) {
+  while (!platform::RunStep([this] { TryToOpen(); }, failed)) {
+    sockets_.CloseSockets();
+    if (platform::WaitForAny({&stop_}, kAfterFailure).Signalled(0)) return;
+  }
+}
+
+void NetworkRun::RefreshThread() {
+  diagnostics::StepTrace failed(trace_, L"KelRefresh");
+  OpenSockets(failed);
+  socketsReady_.Set();
+  const RequestOutlet outlet{sockets_, pacer_};
+  RefreshCycle& cycle = parts_.logic.refreshCycle;
+  platform::RunStep([&] { cycle.BeginRun(outlet); }, failed);
+  const std::chrono::milliseconds tick(parts_.settings.TickMilliseconds());
+  while (platform::WaitForAny({&stop_}, tick).outcome == platform::WaitResult::Outcome::TimedOut) {
+    platform::RunStep([&] { cycle.Tick(outlet); }, failed);
+  }
+  receiverEnded_.Wait();
+  sockets_.CloseSockets();
+}
+
+}  // namespace kellanseek::engine
