@@ -272,7 +272,7 @@ TEST_F(VCDaemonTest, ARebuildPreparesRemainingControllersForTheNextRequest) {
   const std::uint32_t gone = Publish(L"vc-0").lanSeekID;
   PublishQuietly(L"vc-1");
   Queue(7, 0);
-  daemon.Step(0);
+  Step(0);
   addresses.RemoveAddress("10.0.0.5");
   {
     CtrlTable::Access access(table);
