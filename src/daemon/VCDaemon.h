@@ -61,16 +61,16 @@ class CrVCDaemon : public RemoteVCPublisher {
     bool operator==(const DaemonMessage&) const = default;
   };
 
-  /// What is sent for one controller on one interface.
+  /// The datagrams of one controller on one interface.
   struct PublicationItem {
     std::string fullMessage;
     std::string shortMessage;
-    /// The datagram to be sent: full, short or a notice. A new publication introduces itself in full.
+    /// The datagram to send: full, short or a notice. A new publication announces itself in full.
     std::optional<protocol::MessageType> pending = protocol::MessageType::CtrlInfoMsg;
   };
 
   struct RemoteVCEntry {
-    /// Milliseconds until what is pending is sent, or kNothingScheduled.
+    /// Milliseconds until the pending datagrams are sent, or kNothingScheduled.
     std::int32_t countdown = 0;
     std::uint32_t lanSeekID = 0;
     std::wstring systemID;  ///< For the notice, when the record is gone.

@@ -8,7 +8,7 @@
 
 namespace kellanseek::protocol {
 
-/// The field tags that are written or read.
+/// The field tags in use.
 enum FieldTag : std::uint32_t {
   kTagCtrlName = 0x1,
   kTagCtrlID = 0x2,
@@ -27,18 +27,19 @@ enum FieldTag : std::uint32_t {
   kTagCtrlType = 0x11,
 };
 
-/// A field whose value is a text or a decimal number, taken and sent as it stands. One of the members is set.
+/// A field with a text or a decimal number, read and sent unchanged. Exactly one of the member pointers is
+/// set.
 struct IdentityField {
   FieldTag tag;
   std::wstring CtrlDescription::*text = nullptr;
   std::uint32_t CtrlDescription::*number = nullptr;
   std::wstring CtrlKeys::*key = nullptr;
-  std::uint32_t unreported = 0;  ///< The number that stands for "not reported" and is not sent.
+  std::uint32_t unreported = 0;  ///< The number that means "not reported"; it is not sent.
 };
 
-/// The fields of an identity in the order in which they are published. A new field is a member of
-/// CtrlDescription, a tag and a row: it is then read, published, reset and taken over. Level and kind are
-/// codes with rules of their own and not among them.
+/// The fields of an identity, in the order in which they are published. A new field needs a member of
+/// CtrlDescription, a tag and a row here; reading, publishing, resetting and updating then follow. Level and
+/// type are not among them, because they are codes with rules of their own.
 inline constexpr std::array kIdentityFields = {
     IdentityField{.tag = kTagCtrlName, .text = &CtrlDescription::ctrlName},
     IdentityField{.tag = kTagCtrlID, .text = &CtrlDescription::ctrlID},
@@ -59,10 +60,10 @@ inline constexpr std::array kIdentityFields = {
     IdentityField{.tag = kTagMacAddress, .key = &CtrlKeys::macAddress},
 };
 
-/// Back to an identity that reports nothing, for the next message. Texts keep their capacity.
+/// Resets the identity to "nothing reported" before the next message. Texts keep their capacity.
 void Reset(Identity& identity);
 
-/// Takes over what a fresh message says; true when anything was different.
+/// Copies the reported properties. Returns whether any of them differed.
 bool UpdateFrom(CtrlDescription& stored, const CtrlDescription& newer);
 
 }  // namespace kellanseek::protocol

@@ -10,24 +10,24 @@
 
 namespace kellanseek::protocol {
 
-/// The datagram types.
+/// The types of datagrams.
 enum class MessageType : std::uint32_t {
   CtrlInfoMsg = 1,         ///< A controller's full identity.
-  CtrlAliveMsg = 2,        ///< A controller's short presence answer.
+  CtrlAliveMsg = 2,        ///< A controller's short sign of life.
   CtrlRestartMsg = 3,      ///< A controller is restarting.
   CtrlPowerDownMsg = 4,    ///< A controller is powering down.
-  FullRequestMsg = 5,      ///< All controllers are to identify themselves.
-  TargetedRequestMsg = 6,  ///< The controller at the named address is to identify itself.
-  RefreshRequestMsg = 7,   ///< All controllers are to confirm that they are still there.
+  FullRequestMsg = 5,      ///< Asks all controllers for their full identity.
+  TargetedRequestMsg = 6,  ///< Asks the controller at the given address for its full identity.
+  RefreshRequestMsg = 7,   ///< Asks all controllers for a sign of life.
 };
 
-/// Every datagram begins with this.
+/// The beginning of every datagram.
 inline constexpr std::string_view kMagic = "Lanseek;";
 
-/// The largest datagram that is taken in.
+/// Longer datagrams are rejected.
 inline constexpr std::size_t kMaxDatagram = 1000;
 
-/// A short address text without allocation, as it stands in tags a and e and for the source of a datagram.
+/// A short address text that needs no allocation, as in tags a and e.
 class AddressText {
  public:
   static constexpr std::size_t kMaxLength = 19;
@@ -35,7 +35,7 @@ class AddressText {
   AddressText() = default;
   explicit AddressText(std::string_view text) { Assign(text); }
 
-  /// Keeps the first kMaxLength characters; false when the text was longer.
+  /// Stores the first kMaxLength characters. Returns false if the text is longer.
   bool Assign(std::string_view text) {
     length_ = text.copy(text_.data(), kMaxLength);
     return text.size() <= kMaxLength;
@@ -47,13 +47,13 @@ class AddressText {
   std::size_t length_ = 0;
 };
 
-/// What one datagram says. A value for reuse: reading the next one into it allocates only for longer texts.
+/// The content of a datagram. Reusing the object saves allocations, except for longer texts.
 struct Message {
-  MessageType type = MessageType::CtrlInfoMsg;  ///< As sent, which may be no enumerator.
+  MessageType type = MessageType::CtrlInfoMsg;  ///< As received; may be outside the enumeration.
   Identity identity;                            ///< Its ctrlAddress is never set.
   std::optional<AddressText> ownAddress;        ///< The sender's own address, tag e.
-  bool ownAddressTooLong = false;               ///< Tag e was longer than an address can be.
-  std::optional<AddressText> target;            ///< The address of the controller that is asked, tag a.
+  bool ownAddressTooLong = false;               ///< Tag e is longer than any address.
+  std::optional<AddressText> target;            ///< The address of the controller asked, tag a.
 };
 
 }  // namespace kellanseek::protocol

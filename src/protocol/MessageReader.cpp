@@ -10,7 +10,8 @@
 namespace kellanseek::protocol {
 namespace {
 
-/// Takes the next piece between semicolons off the text; runs of semicolons count as one. False at the end.
+/// Removes the next piece between semicolons from the text; consecutive semicolons count as one. Returns
+/// false at the end.
 bool NextPiece(std::string_view& text, std::string_view& piece) {
   while (text.starts_with(';')) text.remove_prefix(1);
   piece = text.substr(0, text.find(';'));
@@ -31,14 +32,14 @@ std::uint32_t Number(std::string_view value) {
   return static_cast<std::uint32_t>(text::ToNumber(value));
 }
 
-/// The rows of kIdentityFields by tag.
+/// The rows of kIdentityFields, indexed by tag.
 constexpr auto kFieldsByTag = [] {
   std::array<const IdentityField*, kTagCtrlType> byTag{};
   for (const IdentityField& field : kIdentityFields) byTag.at(field.tag) = &field;
   return byTag;
 }();
 
-/// False when the tag is none of a text or number that is taken as it stands.
+/// Returns false if the tag belongs to no field of kIdentityFields.
 bool ReadIdentityField(std::uint32_t tag, std::string_view value, Identity& identity) {
   const IdentityField* const field = tag < kFieldsByTag.size() ? kFieldsByTag.at(tag) : nullptr;
   if (field == nullptr) return false;
@@ -53,7 +54,7 @@ void ReadCtrlType(std::string_view value, Identity& identity) {
   if (kind >= RC && kind <= RemoteVC) identity.ctrlType = static_cast<KelCtrlType>(kind);
 }
 
-/// False when the datagram is to be dropped for this field.
+/// Returns false if the datagram must be dropped because of this field.
 bool ReadField(std::string_view piece, Message& message) {
   std::uint32_t tag = 0;
   std::string_view value = piece;
@@ -71,7 +72,7 @@ bool ReadField(std::string_view piece, Message& message) {
   return true;
 }
 
-/// False when the datagram is to be dropped.
+/// Returns false if the datagram must be dropped.
 bool ReadFields(std::string_view text, Message& message) {
   std::string_view piece;
   for (int header = 0; header < 3; ++header) {
@@ -103,7 +104,7 @@ ParseResult ParseMessage(std::string_view text, std::size_t receivedLength, Mess
   std::uint32_t type = 0;
   if (!ReadHeader(text, result.claimedLength, type)) return result;
   message.type = static_cast<MessageType>(type);
-  // What stands behind a NUL cannot be read, so a length that counts it is not the length of the message.
+  // Nothing after a NUL can be read, so a stated length that includes it is wrong.
   if (result.claimedLength != receivedLength || endsEarly) {
     result.outcome = Outcome::LengthMismatch;
   } else if (ReadFields(text, message)) {

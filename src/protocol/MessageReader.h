@@ -11,17 +11,17 @@ namespace kellanseek::protocol {
 struct ParseResult {
   enum class Outcome : std::uint8_t {
     Accepted,
-    Dropped,         ///< No header, or a target address longer than an address can be.
-    LengthMismatch,  ///< The datagram claims another length than it has.
+    Dropped,         ///< No header, or a target address longer than any address.
+    LengthMismatch,  ///< The stated length differs from the received one.
   };
   Outcome outcome = Outcome::Dropped;
   std::uint32_t claimedLength = 0;
   std::size_t textLength = 0;  ///< Up to the first NUL byte.
 };
 
-/// Reads a datagram of `receivedLength` bytes, of which `text` is all that counts (and it ends at a NUL byte
-/// all the same), into `message`, whatever that held. Malformed fields are skipped. Pure; allocates nothing
-/// but the message's texts. Any thread.
+/// Parses a datagram of `receivedLength` bytes; `text` may be shorter, and is read up to its first NUL byte.
+/// Overwrites `message`. Skips malformed fields. A pure function that allocates only the texts of the
+/// message. Thread-safe.
 ParseResult ParseMessage(std::string_view text, std::size_t receivedLength, Message& message);
 
 }  // namespace kellanseek::protocol

@@ -9,8 +9,8 @@
 
 namespace kellanseek::protocol {
 
-/// Builds datagrams: the magic, the length of the whole in a fixed number of lowercase hexadecimal digits,
-/// the type, and fields in the order in which they are appended. Texts are in the ANSI code page.
+/// Builds datagrams: the magic, the total length in a fixed number of lowercase hexadecimal digits, the type,
+/// and fields in the order in which they are appended. Texts must be in the ANSI code page.
 class MessageWriter {
  public:
   /// Requests carry two length digits, which limits them to 255 bytes; our answers carry three. Controllers
@@ -24,7 +24,7 @@ class MessageWriter {
   /// Fields that are written already, each with its tag and end.
   MessageWriter& Fields(std::string_view fields);
 
-  /// Fills the length in and gives the datagram; empty when it is longer than its length digits can say.
+  /// Fills in the length and returns the datagram. Returns an empty text if the length needs more digits.
   std::string Take();
 
  private:
@@ -35,15 +35,15 @@ class MessageWriter {
   std::string text_;  ///< Everything behind the length.
 };
 
-/// A request to all controllers (FullRequestMsg or RefreshRequestMsg).
+/// A request to all controllers: FullRequestMsg or RefreshRequestMsg.
 std::string BuildRequest(MessageType type);
 
-/// The request to the one controller at `address`; a remote virtual controller is named by its system
-/// identity too (empty for any other). Texts are in the ANSI code page. Empty when the request would be too
-/// long to be built.
+/// A request to the controller at `address`. A remote virtual controller also needs its system identity;
+/// empty for any other. Texts must be in the ANSI code page. Returns an empty text if the request is too
+/// long.
 std::string BuildTargetedRequest(std::string_view address, std::string_view systemID);
 
-/// An address text in a request is cut to this many bytes.
+/// Limit for the address text in a request, in bytes; longer ones are truncated.
 inline constexpr std::size_t kMaxRequestAddress = 100;
 
 }  // namespace kellanseek::protocol
