@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <bit>
 #include <boost/nowide/utf/utf.hpp>
 #include <cerrno>
 #include <cstdint>
@@ -46,7 +47,7 @@ std::string ToUtf8(std::wstring_view text) {
   std::string bytes;
   bytes.reserve(text.size());
   for (const wchar_t wide : text) {
-    const auto character = static_cast<utf::code_point>(wide);
+    const auto character = std::bit_cast<utf::code_point>(wide);
     if (character >= kEscapedByte + 0x80 && character <= kEscapedByte + 0xFF) {
       bytes.push_back(static_cast<char>(character - kEscapedByte));
     } else {
