@@ -1,5 +1,6 @@
 #include "protocol/MessageReader.h"
 
+#include <algorithm>
 #include <array>
 
 #include "platform/CodePage.h"
@@ -34,7 +35,8 @@ std::uint32_t Number(std::string_view value) {
 
 /// The rows of kIdentityFields, indexed by tag.
 constexpr auto kFieldsByTag = [] {
-  std::array<const IdentityField*, kTagCtrlType> byTag{};
+  std::array<const IdentityField*, std::ranges::max(kIdentityFields, {}, &IdentityField::tag).tag + 1>
+      byTag{};
   for (const IdentityField& field : kIdentityFields) byTag.at(field.tag) = &field;
   return byTag;
 }();
