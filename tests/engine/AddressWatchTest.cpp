@@ -100,7 +100,7 @@ class AddressWatchTest : public ::testing::Test, protected engine::InterfaceChan
                              stop, rebuildWanted, traces};
 };
 
-TEST_F(AddressWatchTest, RebuildsWhenTheAddressesAreOthersOrWhenAsked) {
+TEST_F(AddressWatchTest, RebuildsOnChangedAddressesOrOnRequest) {
   const auto comes = [&] { addresses.AddAddress(1, "172.16.0.1", "255.255.0.0"); };
   const auto goes = [&] { addresses.RemoveAddress("172.16.0.1"); };
   const auto refused = [&] { RefuseOne(); };
@@ -119,7 +119,7 @@ TEST_F(AddressWatchTest, RebuildsWhenTheAddressesAreOthersOrWhenAsked) {
   EXPECT_EQ(traces.Messages(), Texts{});
 }
 
-TEST_F(AddressWatchTest, ARebuildThatFailsIsTriedAgainInASecond) {
+TEST_F(AddressWatchTest, RetriesAFailedRebuildAfterASecond) {
   const auto other = [&] { addresses.AddAddress(1, "172.16.0.1", "255.255.0.0"); };
   for (const auto failure : {+[] { throw std::bad_alloc(); }, +[] { throw std::runtime_error("broken"); }}) {
     rebuildFailure = failure;
@@ -129,7 +129,7 @@ TEST_F(AddressWatchTest, ARebuildThatFailsIsTriedAgainInASecond) {
   EXPECT_EQ(traces.Messages(), Texts{kLost});
 }
 
-TEST_F(AddressWatchTest, AWatchThatFailsIsTraced) {
+TEST_F(AddressWatchTest, TracesAFailedWatch) {
   EXPECT_EQ(Run({{Outcome::Woken,
                   [&] {
                     stop.Set();

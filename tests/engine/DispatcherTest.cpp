@@ -96,7 +96,7 @@ TEST_F(SmallTableTest, ForgedIdentitiesFillTheTableUpToALimit) {
   EXPECT_EQ(traces.Messages().size(), 2U);
 }
 
-TEST_F(DispatcherTest, ARefusedVirtualControllerLeavesTheEngineLockToBeGivenBack) {
+TEST_F(DispatcherTest, ARefusedVirtualControllerLeavesTheEngineLockHeld) {
   protocol::Message message;
   const std::string datagram = Datagram(1, "11:2;");
   dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(kSource),

@@ -372,7 +372,7 @@ std::uint32_t FromEnvironment(const char* name, std::uint32_t otherwise) {
 }
 
 /// KELLANSEEK_MODEL_SEED is the first seed, KELLANSEEK_MODEL_HISTORIES how many follow one another.
-TEST(EngineModel, TheEngineDoesWhatThePlainWalkDoes) {
+TEST(EngineModel, TheEngineMatchesThePlainWalk) {
   const std::uint32_t first = FromEnvironment("KELLANSEEK_MODEL_SEED", 1);
   const std::uint32_t count = FromEnvironment("KELLANSEEK_MODEL_HISTORIES", 1000);
   for (std::uint32_t seed = first; seed - first < count; ++seed) {

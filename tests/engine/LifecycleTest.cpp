@@ -32,7 +32,7 @@ class Object : public IUnknown {
 
 class LifecycleTest : public ::testing::Test, protected EngineHarness {};
 
-TEST_F(LifecycleTest, WhatShouldNotHappenIsTraced) {
+TEST_F(LifecycleTest, InternalErrorsAreTraced) {
   CtrlInfo vc;
   vc.ctrlType = VC;
   vc.ctrlAddress = L"path";
@@ -80,7 +80,7 @@ TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   EXPECT_EQ(texts(), L"");
 }
 
-TEST_F(LifecycleTest, VirtualControllersNeedAnObjectWhoseOwnerMayCallInAgain) {
+TEST_F(LifecycleTest, RegistrationChecksTheObjectAndAllowsReentrantCalls) {
   Object object;
   GUID offered = IID_KelVirtualController;
   GUID other = IID_IUnknown;
@@ -99,7 +99,7 @@ TEST_F(LifecycleTest, VirtualControllersNeedAnObjectWhoseOwnerMayCallInAgain) {
   EXPECT_EQ(object.count, 1U);
 }
 
-TEST_F(LifecycleTest, AShortageOfMemoryLeavesNoVirtualControllerHalfWay) {
+TEST_F(LifecycleTest, OutOfMemoryLeavesNoVirtualControllerHalfRegistered) {
   NEEDS_FAILING_ALLOCATIONS();
   const std::wstring systemID = L"an identity that is kept outside the string itself";
   Object object;
@@ -151,7 +151,7 @@ TEST_F(LifecycleTest, AShortageOfMemoryLeavesNoVirtualControllerHalfWay) {
   EXPECT_EQ(object.count, 1U);
 }
 
-TEST_F(LifecycleTest, HostNamesAreFoundOnceAndNotForThoseWhoLeft) {
+TEST_F(LifecycleTest, HostNamesAreLookedUpOnceAndNotForRemovedControllers) {
   lookup.SetName("192.168.1.20", "Cell-Host");
   Answer(1, "4:a;9:a;", "192.168.1.20");
   CtrlInfo configured;

@@ -50,7 +50,7 @@ TEST_F(RefreshCycleTest, ASilentControllerIsAskedThreeTimesAfterAStartAndThenLos
   EXPECT_EQ(events.Take(), (Events{{11, CtrlRemoved, CtrlLostConnection}}));
 }
 
-TEST(NegativeSettingsTest, AreNoTimersAndRetriesWithoutEnd) {
+TEST(NegativeSettingsTest, DisableTimersAndRetryForever) {
   using Settings = CKelLanSeekConfigSettings;
   const std::string refresh = "broadcast 1 Lanseek;0d;7;";
   const std::string dynamic = "broadcast 0 Lanseek;1c;6;a:192.168.1.20;";
@@ -108,7 +108,7 @@ TEST(NegativeSettingsTest, AreNoTimersAndRetriesWithoutEnd) {
   }
 }
 
-TEST_F(RefreshCycleTest, ANegativeRefreshIntervalOutlivesTheRequestsOfOthers) {
+TEST_F(RefreshCycleTest, OtherWorkstationsDoNotRestartADisabledRefresh) {
   settings.RefreshInterval = -1;
   RebuildInterfaces();
   Receive(Datagram(7, ""), "192.168.1.9", engine::MsgSource::FromRequestSocket, 0);
@@ -116,7 +116,7 @@ TEST_F(RefreshCycleTest, ANegativeRefreshIntervalOutlivesTheRequestsOfOthers) {
   EXPECT_EQ(RefreshCountdown(0), -1);
 }
 
-TEST_F(RefreshCycleTest, RetriesWithoutEndAskForAnIdentityUntilItComes) {
+TEST_F(RefreshCycleTest, EndlessRetriesAskForTheIdentityUntilItComes) {
   settings.NonLocalRetries = -1;
   const std::uint32_t id = AddStatic(L"10.9.9.2");
   NonLocalAnswer(2, kIdentity, "10.9.9.2");
@@ -151,7 +151,7 @@ TEST_F(RefreshCycleTest, ConfiguredControllersArePolledByAddress) {
       << "an unavailable one every 32 s";
 }
 
-TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) {
+TEST_F(RefreshCycleTest, BlockedRequestsQueueBehindAvailableControllers) {
   const auto to = [](int host) { return "to 10.9.9." + std::to_string(host) + " Lanseek;0d;5;"; };
   for (int host = 1; host <= 4; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
   const std::uint32_t present = AddStatic(L"10.9.9.5", true);
@@ -181,7 +181,7 @@ TEST_F(RefreshCycleTest, WhatTheNetworkDoesNotTakeWaitsBehindThoseThatAreThere) 
   EXPECT_EQ(sender.Take().size(), 2U + 2U + 5U);
 }
 
-TEST_F(RefreshCycleTest, NobodyWhoHasGoneIsAskedWhenTheNetworkTakesRequestsAgain) {
+TEST_F(RefreshCycleTest, RemovedControllersAreNotAskedWhenSendingResumes) {
   sender.room = 0;
   for (int i = 0; i < 200; ++i) {
     std::uint32_t id = 0;
@@ -237,7 +237,7 @@ TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
   EXPECT_EQ(sender.Take().size(), 2U + engine::kSendBurst);
 }
 
-TEST_F(RefreshCycleTest, SenselessTimesNeitherFloodNorOverflow) {
+TEST_F(RefreshCycleTest, ExtremeIntervalsNeitherFloodNorOverflow) {
   for (const std::int32_t value : {0, -5, 2147483647}) {
     EngineHarness harness;
     harness.settings.RefreshInterval = harness.settings.NonLocalRefreshInterval = value;

@@ -89,7 +89,7 @@ TEST_F(SimulatedPlantTest, SeveralWorkstationsShareTheirRequests) {
   }
 }
 
-TEST_F(SimulatedPlantTest, APartitionIsALossOnEitherSideAndHealingBringsAllBack) {
+TEST_F(SimulatedPlantTest, APartitionLosesControllersAndHealingRestoresThem) {
   AddControllers(20);
   std::vector<SimulatedHost*> farHosts;
   Addresses sides[2];
@@ -128,7 +128,7 @@ TEST_F(SimulatedPlantTest, APartitionIsALossOnEitherSideAndHealingBringsAllBack)
   EXPECT_GT(stations[0]->told.back().event.lanSeekID, lastId) << "ids are not used twice";
 }
 
-TEST_F(SimulatedPlantTest, OnLossyNetworksOnlyThoseAreLostWhoWereNotHeard) {
+TEST_F(SimulatedPlantTest, LossyNetworksLoseOnlySilentControllers) {
   constexpr double kLoss = 0.2;
   AddControllers(20);
   SimulatedWorkstation& station = AddWorkstation();
@@ -158,7 +158,7 @@ TEST_F(SimulatedPlantTest, OnLossyNetworksOnlyThoseAreLostWhoWereNotHeard) {
   EXPECT_TRUE(RunUntilListed(station, All(), kRefreshPeriod + seconds(5)));
 }
 
-TEST_F(SimulatedPlantTest, DuplicatesAndReorderingTellNoOtherStory) {
+TEST_F(SimulatedPlantTest, DuplicatesAndReorderingChangeNoEvent) {
   AddControllers(5);
   SimulatedWorkstation* stations[] = {&AddWorkstation(), &AddWorkstation()};
   network.weather = {0.0, 0.5, milliseconds(1), milliseconds(900)};
