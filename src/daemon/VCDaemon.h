@@ -48,9 +48,9 @@ class CrVCDaemon : public RemoteVCPublisher {
   bool AddRemoteVC(const CtrlInfo& record) override;
   void RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) override;
 
-  /// One pass: lets `elapsed` milliseconds go by, takes in what is queued, sends what is due. Gives the
-  /// milliseconds until the next pass is needed, or kNothingScheduled. The thread calls it; tests do so
-  /// without one.
+  /// Runs one pass: advances the time by `elapsed` milliseconds, handles the queued messages and sends the
+  /// answers that are due. Returns the milliseconds until the next pass, or kNothingScheduled. Called by the
+  /// thread, or directly by tests.
   std::int32_t Step(network::AnswerSender& sender, std::int32_t elapsed) EXCLUDES(listLock_, queueLock_);
 
  private:

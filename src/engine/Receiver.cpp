@@ -30,8 +30,8 @@ bool Rest(platform::Event& stop) {
   return platform::WaitForAny({&stop}, kAfterFailure).outcome == platform::WaitResult::Outcome::TimedOut;
 }
 
-/// A broadcast also arrives on the interface that owns the sender's subnet, and is handled there. A sender in
-/// no local subnet has been routed here, and is welcome.
+/// A broadcast also arrives on the interface of the sender's subnet, where it is handled. A sender outside
+/// all local subnets came through a router and is accepted.
 bool FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin,
                    const network::InterfaceTable& interfaces) {
   if (origin.position < 0 || interfaces[static_cast<std::size_t>(origin.position)].Contains(source))
@@ -52,7 +52,7 @@ Receiver::Receiver(const Parts& parts)
 void Receiver::ReceiverThread(const network::DiscoverySockets& sockets, platform::Event& socketsReady,
                               platform::Event& stop) {
   thread_.store(std::this_thread::get_id());
-  // A stop may come before the sockets do.
+  // A stop may come before the sockets are open.
   if (platform::WaitForAny({&stop, &socketsReady}).Signalled(1)) Receive(sockets, stop);
   thread_.store({});
 }
@@ -73,18 +73,18 @@ void Receiver::Receive(const network::DiscoverySockets& sockets, platform::Event
     const platform::Received received = receiver->ReceiveOne(stop, kReceiveTimeout);
     if (received.outcome == platform::Received::Outcome::WaitFailed)
       return OnFailedWait(received.error, stop);
-    // A wait that the stop has ended says nothing of the sockets.
+    // A wait ended by the stop does not show that the sockets work.
     if (!stop.TryWait()) failedWaits_ = 0;
     Handle(received, *set);
   };
   while (!stop.TryWait()) {
-    // What cannot be received now is not asked for again and again at this thread's urgency.
+    // Pauses after a failure, because otherwise this thread would retry endlessly at its raised priority.
     if (!platform::RunStep(receive, failed_)) Rest(stop);
   }
 }
 
-/// One failed wait may be chance. Sockets that cannot be waited for any more are only heard again when they
-/// are opened anew; this thread cannot do that, as it would have to wait for its own end.
+/// A single failed wait may be chance. Sockets that keep failing receive again only after they are reopened.
+/// This thread cannot do that, because it would have to wait for its own end.
 void Receiver::OnFailedWait(platform::SocketError error, platform::Event& stop) {
   if (++failedWaits_ % kFailedWaitsBetween == kFailedWaits) {
     rebuildWanted_.Set();

@@ -16,8 +16,8 @@
 
 namespace kellanseek::engine {
 
-/// Takes datagrams off the sockets of a run one at a time, throws away what must not be seen, and hands the
-/// rest to the dispatcher. Outlives the runs, one of which uses it at a time.
+/// Receives datagrams from the sockets of a run one at a time, drops those that do not belong to their
+/// socket, and passes the rest to the dispatcher. Outlives the runs; one run at a time uses it.
 class Receiver {
  public:
   struct Parts {
@@ -62,7 +62,7 @@ class Receiver {
   diagnostics::StepTrace failed_;
   protocol::Message message_;
   std::atomic<std::thread::id> thread_{};
-  unsigned failedWaits_ = 0;  ///< In a row, over runs of the network side.
+  unsigned failedWaits_ = 0;  ///< Consecutive ones, across runs of the network side.
 };
 
 }  // namespace kellanseek::engine

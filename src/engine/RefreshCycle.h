@@ -36,11 +36,11 @@ class RefreshCycle {
   };
   explicit RefreshCycle(const Parts& parts);
 
-  /// The requests with which a run of the network side begins.
+  /// Sends the first requests of a run of the network side.
   void BeginRun(const RequestOutlet& outlet);
 
   void Tick(const RequestOutlet& outlet);
-  /// How often Tick() was called. Callable from any thread.
+  /// The number of calls of Tick(). Thread-safe.
   std::uint64_t TicksSoFar() const { return ticks_.load(std::memory_order_relaxed); }
 
   /// Starts the answer timers of the controllers heard on an interface, because a full or refresh request was
@@ -67,7 +67,8 @@ class RefreshCycle {
   void CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record record);
   void AskByAddress(CtrlTable::Access& table, CtrlTable::Record record);
   void AddByAddress(CtrlTable::Access& table, const CtrlInfo& record, std::string_view datagram);
-  /// Sends what was collected. The time of those whose request could not leave at once begins when it does.
+  /// Sends the collected requests. For a request that could not be sent at once, the time to answer starts
+  /// when it is sent.
   void SendRequests(const RequestOutlet& outlet);
   void AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found);
 

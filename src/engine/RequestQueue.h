@@ -62,8 +62,8 @@ class RequestQueue {
   /// Refills the token bucket for neighbours; called once per tick.
   void NextTick() { neighbourRoom_ = std::min(neighbourRoom_ + kNeighboursPerTick, kNeighbourBurst); }
 
-  /// Sends what may be sent now; the rest waits for the next call. Returns the controllers whose requests
-  /// were sent now and had waited for an earlier call in vain.
+  /// Sends the permitted requests; the rest waits for the next call. Returns the controllers whose requests
+  /// had waited longer than one call and have now been sent.
   std::vector<std::uint32_t> Send(const RequestOutlet& outlet);
 
   /// Drops all requests. Does not refill the token bucket, because the host keeps its neighbour entries.
@@ -90,7 +90,7 @@ class RequestQueue {
   /// call.
   bool SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std::uint32_t>& late,
                  const RequestOutlet& outlet);
-  /// Returns false when the network does not take the request, or the engine is being stopped.
+  /// Returns false if the send buffer is full or the run is being stopped.
   static bool SendOne(const AddressRequest& request, const RequestOutlet& outlet);
   /// Counts a datagram and pauses after each burst. Returns false when the engine is being stopped.
   bool PauseAfterBurst(SendPacer& pacer) { return ++sent_ % kSendBurst != 0 || pacer.Pause(); }
