@@ -215,7 +215,11 @@ TEST(ConfigCheckTest, WhiteSpaceAroundTextIsIgnored) {
   EXPECT_EQ(accepted.front().ctrlAddress, L"10.0.0.1");
   EXPECT_EQ(settings.DynamicDetectionEnabled, 1);
   EXPECT_EQ(settings.SubNets.size(), 1U);
-  EXPECT_TRUE(Findings(CheckConfiguration(files.Directory().Wide())).empty());
+  const ConfigReport report = CheckConfiguration(files.Directory().Wide());
+  EXPECT_TRUE(Findings(report).empty());
+  EXPECT_TRUE(std::any_of(report.remarks.begin(), report.remarks.end(), [](const auto& remark) {
+    return remark.line == 2 && remark.text.find(L" is accepted.") != std::wstring::npos;
+  }));
 }
 
 TEST(ConfigCheckTest, DistinguishesRejectedFromUnreadableFiles) {

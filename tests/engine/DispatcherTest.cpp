@@ -97,6 +97,10 @@ TEST_F(SmallTableTest, ForgedIdentitiesFillTheTableUpToALimit) {
 }
 
 TEST_F(DispatcherTest, ARefusedVirtualControllerLeavesTheEngineLockHeld) {
+  Forward(1, "4:V;");
+  EXPECT_EQ(All().size(), 1U);
+  EXPECT_FALSE(engineLock.HeldByThisThread()) << "after one that was accepted";
+
   protocol::Message message;
   const std::string datagram = Datagram(1, "11:2;");
   dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(kSource),
