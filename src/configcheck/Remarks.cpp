@@ -96,12 +96,11 @@ void CheckChildren(platform::XmlNode& parent, std::wstring_view parentName,
   }
 }
 
-bool CheckOpened(const config::EncodedDocument& file, HRESULT opened, Remarks& remarks) {
-  if (SUCCEEDED(opened)) return true;
-  if (file.Document() == nullptr) {
-    remarks.Unreadable(L"The file cannot be read and is ignored. " + file.LoadProblem());
-    return false;
-  }
+namespace {
+
+void ReportNotOpened(const config::EncodedDocument& file, Remarks& remarks) {
+  if (file.Document() == nullptr)
+    return remarks.Unreadable(L"The file cannot be read and is ignored. " + file.LoadProblem());
   std::wstring encoding;
   auto failedAt = platform::XmlDocument::EncodingStep::FirstChild;
   const bool declared = file.Document()->DeclaredEncoding(encoding, failedAt) == S_OK;
@@ -110,7 +109,20 @@ bool CheckOpened(const config::EncodedDocument& file, HRESULT opened, Remarks& r
                             : std::wstring(L"The file does not begin with a declaration of its encoding")) +
                       L" and is rejected as a whole. It must begin with "
                       L"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>");
-  return false;
+}
+
+}  // namespace
+
+std::unique_ptr<platform::XmlNode> OpenedRoot(const config::EncodedDocument& file, HRESULT opened,
+                                              std::wstring_view name, Remarks& remarks) {
+  std::unique_ptr<platform::XmlNode> root;
+  if (FAILED(opened)) {
+    ReportNotOpened(file, remarks);
+  } else if (file.Document()->SelectRoot(std::wstring(name), root) != S_OK) {
+    root.reset();
+    remarks.Finding(0, L"The document element is not " + Quoted(name) + L", so the file is ignored.");
+  }
+  return root;
 }
 
 std::unique_ptr<platform::XmlNode> Child(platform::XmlNode& parent, std::wstring_view name) {

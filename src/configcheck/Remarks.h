@@ -45,8 +45,9 @@ void CheckChildren(platform::XmlNode& parent, std::wstring_view parentName,
                    const std::vector<KnownElement>& known, const std::vector<std::wstring_view>& elsewhere,
                    Remarks& remarks);
 
-/// Returns false, and reports the reason, if the file was not opened.
-bool CheckOpened(const config::EncodedDocument& file, HRESULT opened, Remarks& remarks);
+/// The document element. Returns null, and reports the reason, if the file was not opened or has another one.
+std::unique_ptr<platform::XmlNode> OpenedRoot(const config::EncodedDocument& file, HRESULT opened,
+                                              std::wstring_view name, Remarks& remarks);
 
 /// The first child of that name; null if there is none.
 std::unique_ptr<platform::XmlNode> Child(platform::XmlNode& parent, std::wstring_view name);

@@ -70,14 +70,10 @@ class ScanFileCheck {
     diagnostics::NoDebugOutput silence;
     CLanSeekConfigParser parser(silence);
     const HRESULT opened = parser.Init(remarks_.File());
-    if (!CheckOpened(parser.File(), opened, remarks_)) return;
+    const Node root = OpenedRoot(parser.File(), opened, kRoot, remarks_);
+    if (!root) return;
     parser.GetCommunicationSettings(configured_);
     parser.GetInformation(settings_);
-    Node root;
-    if (parser.File().Document()->SelectRoot(std::wstring(kRoot), root) != S_OK) {
-      return remarks_.Finding(0,
-                              L"The document element is not " + Quoted(kRoot) + L", so the file is ignored.");
-    }
     CheckRoot(*root);
   }
 

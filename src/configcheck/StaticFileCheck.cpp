@@ -43,12 +43,8 @@ class StaticFileCheck {
     diagnostics::NoDebugOutput silence;
     CControllerIdParser parser(silence);
     const HRESULT opened = parser.Init(remarks_.File());
-    if (!CheckOpened(parser.File(), opened, remarks_)) return;
-    Node root;
-    if (parser.File().Document()->SelectRoot(std::wstring(kRoot), root) != S_OK) {
-      return remarks_.Finding(0,
-                              L"The document element is not " + Quoted(kRoot) + L", so the file is ignored.");
-    }
+    const Node root = OpenedRoot(parser.File(), opened, kRoot, remarks_);
+    if (!root) return;
     std::vector<CtrlInfo> listed;
     std::vector<Node> nodes;
     if (FAILED(parser.GetInformation(listed)) || FAILED(root->SelectNodes(std::wstring(kEntry), nodes)) ||

@@ -53,8 +53,7 @@ bool Dispatcher::Read(std::string_view text, std::size_t length, std::optional<p
 
 void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
                                std::optional<platform::Ipv4> sender, const MessageOrigin& origin,
-                               protocol::Message& reused) {
-  protocol::Message& message = reused;
+                               protocol::Message& message) {
   if (!Read(text, length, sender, origin, message)) return;
 
   // Anything sent to a request socket is treated as a request: only its interface counts, not its sender.

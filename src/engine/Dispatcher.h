@@ -40,13 +40,13 @@ class Dispatcher {
   explicit Dispatcher(const Parts& parts);
 
   /// Handles a message of `length` bytes; `text` may be shorter. `sender` is the sender's address, or none
-  /// for a message from a virtual controller. `reused` is working memory, whose content does not matter:
+  /// for a message from a virtual controller. `message` is working memory, whose content does not matter:
   /// reusing it saves all allocations for an unchanged controller.
   ///
   /// If the collision rules refuse a full identity that claims to come from a virtual controller, the engine
   /// lock stays held by the calling thread. A caller that waits for anything must release it first.
   void HandleMessage(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
-                     const MessageOrigin& origin, protocol::Message& reused);
+                     const MessageOrigin& origin, protocol::Message& message);
 
  private:
   /// The state of handling one message.
