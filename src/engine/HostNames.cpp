@@ -3,7 +3,6 @@
 #include <chrono>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "controllers/TextKeys.h"
 #include "platform/CodePage.h"
@@ -71,7 +70,7 @@ void HostNames::HostNameThread() {
 bool HostNames::ResolveQueued() {
   Queue next;
   while (TakeNext(next)) {
-    const Pending controller = std::move(next.front());
+    const Pending controller = next.front();
     next.clear();
     std::optional<std::string> hostName;
     const bool done = platform::RunStep([&] { hostName = lookup_.HostName(controller.address); }, failed_);
