@@ -43,7 +43,7 @@ void LoadStaticControllers(benchmark::State& state) {
   diagnostics::NoDebugOutput output;
   const diagnostics::Tracer trace(output, L"bench");
   for (auto _ : state) {
-    CKelLanSeekConfigSettings settings;
+    config::CKelLanSeekConfigSettings settings;
     const auto controllers = config::LoadConfiguration(directory.Wide(), settings, trace);
     if (controllers.size() != static_cast<std::size_t>(count))
       state.SkipWithError("controllers were dropped");

@@ -46,18 +46,18 @@ void AnswerForPublished(benchmark::State& state) {
   addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
   addresses.AddInterface(2, {2, 0, 0, 0, 0, 2});
   addresses.AddAddress(2, "10.0.0.5", "255.255.255.0");
-  const CKelLanSeekConfigSettings settings;
+  const config::CKelLanSeekConfigSettings settings;
   test::FakeDebugOutput traces;
   SystemAnswers answers;
   daemon::CrVCDaemon daemon([] { return 0U; }, traces);
   {
-    CtrlTable table;
-    CtrlTable::Access access(table);
+    controllers::CtrlTable table;
+    controllers::CtrlTable::Access access(table);
     daemon.RefreshAfterReInit(access,
                               network::HostInterfaces(addresses, settings, traces).SetupLanseekInterfaces());
   }
   for (std::int64_t i = 0; i < state.range(0); ++i) {
-    CtrlInfo record;
+    controllers::CtrlInfo record;
     record.ctrlType = VC;
     record.lanSeekID = static_cast<std::uint32_t>(11 + i);
     record.ctrlName = L"Soft" + std::to_wstring(i);

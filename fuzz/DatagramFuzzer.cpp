@@ -14,9 +14,9 @@ void Require(bool held) {
   if (!held) std::abort();
 }
 
-CtrlInfo Known(KelCtrlType type, LanSeekCtrlIdentificationType definition, const wchar_t* address,
-               const wchar_t* systemID) {
-  CtrlInfo record;
+controllers::CtrlInfo Known(KelCtrlType type, LanSeekCtrlIdentificationType definition,
+                            const wchar_t* address, const wchar_t* systemID) {
+  controllers::CtrlInfo record;
   record.ctrlType = type;
   record.identificationType = definition;
   record.ctrlAddress = address;
@@ -28,7 +28,7 @@ CtrlInfo Known(KelCtrlType type, LanSeekCtrlIdentificationType definition, const
 void AddOneOfEachKind(test::EngineHarness& engine) {
   engine.Add(Known(RC, StaticCtrlDefinition, L"192.168.1.10", L""));
   engine.Add(Known(RC, RemoteCtrlDefinition, L"10.9.0.7", L""));
-  CtrlInfo virtualController = Known(VC, DynamicCtrlDefinition, L"/virtual/a", L"V");
+  controllers::CtrlInfo virtualController = Known(VC, DynamicCtrlDefinition, L"/virtual/a", L"V");
   virtualController.remotePublication = RemoteVCPublication_True;
   virtualController.vcProcessID = 4711;
   engine.processes.Start(virtualController.vcProcessID);
@@ -51,7 +51,7 @@ void Take(test::EngineHarness& engine, std::string_view piece) {
     case 'q': return receive(MsgSource::FromRequestSocket, 1);
     case 'R': return receive(MsgSource::FromResponseSocket, 0);
     case 'r': return receive(MsgSource::FromResponseSocket, 1);
-    case 'N': return receive(MsgSource::FromNonLocalSocket, kNone);
+    case 'N': return receive(MsgSource::FromNonLocalSocket, kellanseek::controllers::kNoInterface);
     case 'T': return engine.Tick(1 + static_cast<int>(text.size() % 16));
     default: break;
   }
@@ -62,14 +62,15 @@ void Take(test::EngineHarness& engine, std::string_view piece) {
 
 /// Holds for any input: ids ascend and have been issued, and events refer only to controllers that existed.
 void CheckTable(test::EngineHarness& engine) {
-  std::uint32_t last = kLastReservedLanSeekID;
-  for (const CtrlInfo& record : engine.All()) {
+  std::uint32_t last = controllers::kLastReservedLanSeekID;
+  for (const controllers::CtrlInfo& record : engine.All()) {
     Require(record.lanSeekID > last && record.lanSeekID < engine.table.NextLanSeekID());
     last = record.lanSeekID;
     Require(record.ctrlStatus != CtrlRemoved);
   }
   for (const test::ClientEvent& event : engine.events.queued) {
-    Require(event.lanSeekID > kLastReservedLanSeekID && event.lanSeekID < engine.table.NextLanSeekID());
+    Require(event.lanSeekID > controllers::kLastReservedLanSeekID &&
+            event.lanSeekID < engine.table.NextLanSeekID());
     Require(event.reason >= CtrlNew && event.reason <= CtrlReconnected);
   }
 }

@@ -26,18 +26,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   const fuzz::FuzzFile file(bytes, size);
   if (!file.Valid()) return 0;
   diagnostics::NoDebugOutput output;
-  CLanSeekConfigParser parser(output);
-  CKelLanSeekConfigSettings settings;
+  config::CLanSeekConfigParser parser(output);
+  config::CKelLanSeekConfigSettings settings;
   const bool opened = SUCCEEDED(parser.Init(file.Path()));
   Require(SUCCEEDED(parser.GetInformation(settings)) == opened);
   Require(settings.RefreshIntervalTicks() != 0 && settings.NonLocalRefreshIntervalTicks() != 0);
-  Require(settings.Ticks(settings.RefreshTimeout) >= kNone &&
-          PollSchedule::OneMore(settings.RetryCount()) >= settings.RetryCount());
+  Require(settings.Ticks(settings.RefreshTimeout) >= kellanseek::controllers::kNone &&
+          controllers::PollSchedule::OneMore(settings.RetryCount()) >= settings.RetryCount());
   Require(settings.DynamicDetectionEnabled != 0 ||
-          (settings.InterfaceMode == UseListed && settings.SubNets.empty()));
-  for (const SubNetEntry& each : settings.SubNets) Require(each.Valid());
+          (settings.InterfaceMode == config::UseListed && settings.SubNets.empty()));
+  for (const config::SubNetEntry& each : settings.SubNets) Require(each.Valid());
 
-  CKelLanSeekConfigSettings checked;
+  config::CKelLanSeekConfigSettings checked;
   configcheck::ConfigReport report;
   configcheck::CheckScanFile(file.Path(), {}, checked, report);
   Require(opened || !report.Clean());

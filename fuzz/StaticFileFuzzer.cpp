@@ -25,17 +25,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   const fuzz::FuzzFile file(bytes, size);
   if (!file.Valid()) return 0;
   diagnostics::NoDebugOutput output;
-  CControllerIdParser parser(output);
-  std::vector<CtrlInfo> listed;
+  config::CControllerIdParser parser(output);
+  std::vector<controllers::CtrlInfo> listed;
   const bool opened = SUCCEEDED(parser.Init(file.Path()));
   Require(SUCCEEDED(parser.GetInformation(listed)) == opened);
   for (const bool complete : {false, true}) {
-    CKelLanSeekConfigSettings settings;
+    config::CKelLanSeekConfigSettings settings;
     if (complete) settings.DynamicDetectionEnabled = settings.NonLocalUpdatesEnabled = 0;
     const auto accepted =
         config::AcceptStaticControllers(listed, settings, diagnostics::Tracer(output, L"KelLanSeekImpl"));
     std::set<std::wstring> addresses;
-    for (const CtrlInfo& each : accepted) {
+    for (const controllers::CtrlInfo& each : accepted) {
       Require(addresses.insert(each.ctrlAddress).second);
       Require(platform::ParseIpv4(std::wstring_view(each.ctrlAddress)) != platform::kNoAddress);
       Require(!complete || (!each.systemID.empty() && each.Available()));

@@ -4,11 +4,11 @@
 
 #include <kellanseek/com.h>
 
-namespace kellanseek {
+namespace kellanseek::component {
 
 /// The text of a BSTR; empty for null. Valid as long as the BSTR.
 inline std::wstring_view ViewOf(BSTR text) {
   return text == nullptr ? std::wstring_view() : std::wstring_view(text, SysStringLen(text));
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

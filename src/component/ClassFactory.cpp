@@ -4,7 +4,7 @@
 
 #include "component/KelLanSeekImpl.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 
 HRESULT ClassFactory::Create(REFIID iid, void** object, const ComponentEnvironment& environment,
                              ComponentModule& module) noexcept {
@@ -50,4 +50,4 @@ STDMETHODIMP ClassFactory::LockServer(BOOL lock) {
   return S_OK;
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

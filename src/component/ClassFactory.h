@@ -7,7 +7,7 @@
 #include "component/ComponentEnvironment.h"
 #include "component/ComponentModule.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 
 /// Creates component objects. Keeps the module loaded during its lifetime and while a client has locked it.
 class ClassFactory final : public IClassFactory {
@@ -33,4 +33,4 @@ class ClassFactory final : public IClassFactory {
   std::atomic<ULONG> references_{1};
 };
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

@@ -2,7 +2,7 @@
 
 #include "component/KelLanSeekImpl.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 namespace {
 
 struct InterfaceEntry {
@@ -61,4 +61,4 @@ STDMETHODIMP_(ULONG) CKelLanSeek::AddRef() { return controlling_->AddRef(); }
 
 STDMETHODIMP_(ULONG) CKelLanSeek::Release() { return controlling_->Release(); }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

@@ -3,7 +3,7 @@
 #include "engine/EngineEnvironment.h"
 #include "platform/RegistryStore.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 
 /// The operating system services that the component uses. They must outlive the component.
 struct ComponentEnvironment {
@@ -11,4 +11,4 @@ struct ComponentEnvironment {
   platform::RegistryStore& registry;
 };
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

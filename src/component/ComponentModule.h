@@ -3,7 +3,7 @@
 #include <atomic>
 #include <memory>
 
-namespace kellanseek {
+namespace kellanseek::component {
 
 /// Counts the reasons to keep the module loaded: objects, lists, class factories and clients' locks. Must
 /// outlive all of them. Thread-safe.
@@ -35,4 +35,4 @@ class ModuleLock {
   ComponentModule& module_;
 };
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

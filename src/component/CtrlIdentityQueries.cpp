@@ -4,8 +4,10 @@
 #include "component/KelLanSeekImpl.h"
 #include "platform/GuardedCall.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 namespace {
+
+using controllers::CtrlInfo;
 
 constexpr const wchar_t* kNoMessage = L"";
 constexpr const wchar_t* kGone = L"LanSeekID no longer in use";
@@ -39,13 +41,14 @@ class TaskGuid {
 template <typename Read, typename Gone>
 HRESULT CKelLanSeek::ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone, int line) {
   const auto readGuarded = [&]() -> HRESULT {
-    if (lanSeekID <= kLastReservedLanSeekID) return Fail(E_INVALIDARG, {L"lanSeekID <= 10", line});
+    if (lanSeekID <= controllers::kLastReservedLanSeekID)
+      return Fail(E_INVALIDARG, {L"lanSeekID <= 10", line});
     ReadOutcome outcome;
     {
-      CtrlTable::Access table(table_);
+      controllers::CtrlTable::Access table(table_);
       if (lanSeekID >= table.NextLanSeekID()) {
         outcome = {E_INVALIDARG, L"LanSeekID too large"};
-      } else if (const CtrlTable::Record record = table.Find(lanSeekID)) {
+      } else if (const controllers::CtrlTable::Record record = table.Find(lanSeekID)) {
         outcome = read(*record);
       } else {
         outcome = gone();
@@ -173,7 +176,7 @@ HRESULT CKelLanSeek::ReadVersion(ULONG lanSeekID, std::initializer_list<VersionP
       line);
   if (result != S_OK) return result;
   for (const VersionPart& part : parts) {
-    if (*part.output != kVersionUnknown) continue;
+    if (*part.output != controllers::kVersionUnknown) continue;
     return Guarded([&] { return Fail(E_FAIL, {missingMessage, line}); }, line);
   }
   return S_OK;
@@ -232,4 +235,4 @@ STDMETHODIMP CKelLanSeek::GetVCProcessID(ULONG lanSeekID, ULONG* pdwProcessID) {
       });
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

@@ -5,14 +5,14 @@
 #include "component/KelEnum.h"
 #include "component/KelLanSeekImpl.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 namespace {
 
 /// The only supported value of KelRetrievalParams::noOfElts.
 constexpr LONG kRetrieveAll = -2;
 
-bool Published(const CtrlInfo& record) { return record.published; }
-bool UnpublishedVC(const CtrlInfo& record) { return !record.published && record.ctrlType == VC; }
+bool Published(const controllers::CtrlInfo& record) { return record.published; }
+bool UnpublishedVC(const controllers::CtrlInfo& record) { return !record.published && record.ctrlType == VC; }
 
 }  // namespace
 
@@ -51,8 +51,8 @@ HRESULT CKelLanSeek::ListCtrls(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity
 std::vector<AvailableCtrlsListItem> CKelLanSeek::Snapshot(ULONG& mark, Listed listed) {
   std::vector<AvailableCtrlsListItem> items;
   const ULONG after = mark;
-  CtrlTable::Access table(table_);
-  table.ForEach([&](CtrlTable::Record record) {
+  controllers::CtrlTable::Access table(table_);
+  table.ForEach([&](controllers::CtrlTable::Record record) {
     if (record->lanSeekID <= after || !listed(*record)) return;
     items.push_back({record->lanSeekID});
     mark = std::max<ULONG>(mark, record->lanSeekID);
@@ -60,4 +60,4 @@ std::vector<AvailableCtrlsListItem> CKelLanSeek::Snapshot(ULONG& mark, Listed li
   return items;
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

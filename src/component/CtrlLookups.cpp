@@ -5,8 +5,10 @@
 #include "component/KelLanSeekImpl.h"
 #include "platform/Ipv4.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 namespace {
+
+using controllers::CtrlTable;
 
 constexpr const wchar_t* kNullOutput = L"lanSeekID == NULL";
 constexpr const wchar_t* kNoSystemID = L"SystemID is NULL or have length 0";
@@ -119,4 +121,4 @@ STDMETHODIMP CKelLanSeek::AddRemoteController(BSTR ip, ULONG* lanSeekID) {
   });
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

@@ -4,7 +4,7 @@
 
 #include "diagnostics/KelObjectBase.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 
 /// Makes the object's last error text available to clients.
 class CKelBase : public IKelBase {
@@ -22,4 +22,4 @@ class CKelBase : public IKelBase {
   diagnostics::CKelObjectBase& holder_;
 };
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

@@ -22,7 +22,7 @@ struct IKelEnumInternal : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE GetItems(ULONG* count, const AvailableCtrlsListItem** items) = 0;
 };
 
-namespace kellanseek {
+namespace kellanseek::component {
 
 // The policies are known by these names, underscores included.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -210,4 +210,4 @@ class KelEnum final : public KelEnumImpl<Base, Item, CopyPolicy, CmpPolicy, Filt
 using CtrlEnum = KelEnum<IKelEnumCtrlIdentity, AvailableCtrlsListItem, _KelCopyAvailableCtrlsListItem,
                          _KelCmp<AvailableCtrlsListItem>, _KelFilter<AvailableCtrlsListItem>>;
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

@@ -9,7 +9,7 @@
 #include "platform/Process.h"
 #include "platform/Thread.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 namespace {
 
 /// The reference count during destruction, so high that temporary references do not destroy the object again.
@@ -71,9 +71,9 @@ void CKelLanSeek::Configure() {
   AddStaticControllers(config::LoadConfiguration(directory, settings_, trace_));
 }
 
-void CKelLanSeek::AddStaticControllers(std::vector<CtrlInfo> controllers) {
-  CtrlTable::Access table(table_);
-  for (CtrlInfo& controller : controllers) {
+void CKelLanSeek::AddStaticControllers(std::vector<controllers::CtrlInfo> controllers) {
+  controllers::CtrlTable::Access table(table_);
+  for (controllers::CtrlInfo& controller : controllers) {
     controller.lanSeekID = table.IssueLanSeekID();
     bool added = false;
     try {
@@ -127,4 +127,4 @@ HRESULT CKelLanSeek::ReportCaught(HRESULT result, int line) noexcept {
   }
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

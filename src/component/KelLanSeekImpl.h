@@ -22,7 +22,7 @@
 #include "events/EventItemsDB.h"
 #include "events/EventItemsWorker.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 
 /// The source unit in the component object's error texts and traces.
 inline constexpr const wchar_t* kKelLanSeekUnit = L"KelLanSeekImpl";
@@ -131,7 +131,7 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   void FinalConstruct();
   void FinalRelease();
   void Configure();
-  void AddStaticControllers(std::vector<CtrlInfo> controllers);
+  void AddStaticControllers(std::vector<controllers::CtrlInfo> controllers);
   void OnInterfacesChanged() override;
 
   // An error text names a line of the method that the client called, so shared helpers take the line of their
@@ -163,18 +163,18 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   template <typename Output, typename Part, typename Field>
   HRESULT ReadValue(ULONG lanSeekID, Output* output, Field Part::*field, const wchar_t* nullMessage,
                     const wchar_t* goneMessage, int line = __builtin_LINE());
-  HRESULT ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlInfo::*field,
+  HRESULT ReadText(ULONG lanSeekID, BSTR* output, std::wstring controllers::CtrlInfo::*field,
                    const wchar_t* nullMessage = L"", int line = __builtin_LINE());
 
   /// A number that a controller may not have reported, and its destination.
   struct VersionPart {
     ULONG* output;
-    std::uint32_t CtrlInfo::*field;
+    std::uint32_t controllers::CtrlInfo::*field;
   };
   HRESULT ReadVersion(ULONG lanSeekID, std::initializer_list<VersionPart> parts,
                       const wchar_t* missingMessage, int line = __builtin_LINE());
 
-  using Listed = bool (*)(const CtrlInfo& record);
+  using Listed = bool (*)(const controllers::CtrlInfo& record);
   HRESULT ListCtrls(KelRetrievalParams* pRetPar, IKelEnumCtrlIdentity** ppCtrlIdentityEnum, Listed listed,
                     int line = __builtin_LINE());
   std::vector<AvailableCtrlsListItem> Snapshot(ULONG& mark, Listed listed);
@@ -194,11 +194,11 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
 
   platform::RegistryStore& registry_;
   const diagnostics::Tracer trace_;
-  CtrlTable table_;
-  CKelLanSeekConfigSettings settings_;
+  controllers::CtrlTable table_;
+  config::CKelLanSeekConfigSettings settings_;
   events::CEventItemsDB events_;
   engine::CControllerSeek engine_;
   events::CEventItemsWorker worker_;
 };
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

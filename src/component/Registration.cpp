@@ -5,7 +5,7 @@
 
 #include <kellanseek/KelLanSeek.h>
 
-namespace kellanseek {
+namespace kellanseek::component {
 namespace {
 
 constexpr const wchar_t* kClassName = L"KelLanSeek Class";
@@ -96,4 +96,4 @@ HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope
   return first;
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

@@ -6,7 +6,7 @@
 
 #include "platform/RegistryStore.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 
 enum class RegistrationScope { Machine, User };
 
@@ -19,4 +19,4 @@ HRESULT RegisterComponent(platform::RegistryStore& registry, RegistrationScope s
 /// Keys that the user did not register stay.
 HRESULT UnregisterComponent(platform::RegistryStore& registry, RegistrationScope scope, std::wstring& why);
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

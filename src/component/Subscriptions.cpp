@@ -5,7 +5,7 @@
 #include "component/KelLanSeekImpl.h"
 #include "events/EventData.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 namespace {
 
 /// The text up to its first zero character.
@@ -65,4 +65,4 @@ STDMETHODIMP CKelLanSeek::UnpackSubscriptionData(VARIANT* pData, ULONG* pLanSeek
   });
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

@@ -1,7 +1,7 @@
 #include "component/BstrView.h"
 #include "component/KelLanSeekImpl.h"
 
-namespace kellanseek {
+namespace kellanseek::component {
 STDMETHODIMP CKelLanSeek::Register(BSTR systemPath, BSTR systemID, ULONG dwProcID, VCInterface* pvci) {
   return Register2(systemPath, systemID, dwProcID, RemoteVCPublication_False, pvci);
 }
@@ -37,4 +37,4 @@ STDMETHODIMP CKelLanSeek::ForwardMessage(BSTR msg) {
   });
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::component

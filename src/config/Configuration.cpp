@@ -37,14 +37,15 @@ std::wstring StaticControllerFile(const std::wstring& directory) {
   return InDirectory(directory, L"controllerid.xml");
 }
 
-std::vector<CtrlInfo> LoadConfiguration(const std::wstring& directory, CKelLanSeekConfigSettings& settings,
-                                        const diagnostics::Tracer& trace) {
+std::vector<controllers::CtrlInfo> LoadConfiguration(const std::wstring& directory,
+                                                     CKelLanSeekConfigSettings& settings,
+                                                     const diagnostics::Tracer& trace) {
   CLanSeekConfigParser settingsParser(trace.Output());
   if (SUCCEEDED(settingsParser.Init(ScanConfigurationFile(directory))))
     settingsParser.GetInformation(settings);
 
   CControllerIdParser controllerParser(trace.Output());
-  std::vector<CtrlInfo> listed;
+  std::vector<controllers::CtrlInfo> listed;
   if (FAILED(controllerParser.Init(StaticControllerFile(directory)))) return {};
   if (FAILED(controllerParser.GetInformation(listed))) return {};
   return AcceptStaticControllers(std::move(listed), settings, trace);

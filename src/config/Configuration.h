@@ -24,7 +24,8 @@ std::wstring StaticControllerFile(const std::wstring& directory);
 /// Reads both files. Fills `settings` and returns the static controllers to start with, in file order and
 /// without a lanSeekID. A missing or rejected file is no error: the settings keep their values, or the list
 /// is empty. Rejected controllers are traced through `trace`, the parsers' failures on its output.
-std::vector<CtrlInfo> LoadConfiguration(const std::wstring& directory, CKelLanSeekConfigSettings& settings,
-                                        const diagnostics::Tracer& trace);
+std::vector<controllers::CtrlInfo> LoadConfiguration(const std::wstring& directory,
+                                                     CKelLanSeekConfigSettings& settings,
+                                                     const diagnostics::Tracer& trace);
 
 }  // namespace kellanseek::config

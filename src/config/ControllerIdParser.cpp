@@ -9,8 +9,10 @@
 #include "config/ElementReader.h"
 #include "config/IdentityElements.h"
 
-namespace kellanseek {
+namespace kellanseek::config {
 namespace {
+
+using controllers::CtrlInfo;
 
 constexpr const wchar_t* kUnit = L"staticinfo";
 constexpr const wchar_t* kLookupFailed =
@@ -34,8 +36,8 @@ using Node = std::unique_ptr<platform::XmlNode>;
 void SettleVersions(CtrlInfo& record, HRESULT compatibilityRead) {
   if (compatibilityRead == S_FALSE) record.kelAPICompatibilityRevision = record.versionRevision;
   if (config::VersionKnown(record)) return;
-  record.versionMajor = record.versionMinor = record.versionRevision = kVersionUnknown;
-  record.kelAPICompatibilityRevision = kVersionUnknown;
+  record.versionMajor = record.versionMinor = record.versionRevision = controllers::kVersionUnknown;
+  record.kelAPICompatibilityRevision = controllers::kVersionUnknown;
 }
 
 }  // namespace
@@ -103,4 +105,4 @@ HRESULT CControllerIdParser::ReadController(platform::XmlNode& node, CtrlInfo& r
   return result;
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::config

@@ -5,6 +5,9 @@
 namespace kellanseek::config {
 namespace {
 
+using controllers::CtrlInfo;
+using controllers::kVersionUnknown;
+
 constexpr IdentityElement kElements[] = {
     {.name = L"ControllerName", .text = &CtrlInfo::ctrlName},
     {.name = L"ControllerLocAddr", .text = &CtrlInfo::ctrlAddress},

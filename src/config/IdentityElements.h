@@ -12,19 +12,19 @@ namespace kellanseek::config {
 /// is set.
 struct IdentityElement {
   const wchar_t* name;
-  std::wstring CtrlInfo::*text = nullptr;
-  std::uint32_t CtrlInfo::*number = nullptr;
-  KelCtrlLevel CtrlInfo::*level = nullptr;
+  std::wstring controllers::CtrlInfo::*text = nullptr;
+  std::uint32_t controllers::CtrlInfo::*number = nullptr;
+  KelCtrlLevel controllers::CtrlInfo::*level = nullptr;
 };
 
 /// All child elements of a controller, in reading order.
 std::span<const IdentityElement> IdentityElements();
 
 /// Converts the element's text and stores it in its field of `record`.
-void Store(const IdentityElement& element, const std::wstring& text, CtrlInfo& record);
+void Store(const IdentityElement& element, const std::wstring& text, controllers::CtrlInfo& record);
 
 /// Whether the version is known as a whole: a major version other than 0, a minor version and a revision.
 /// Otherwise none of the four version numbers counts.
-bool VersionKnown(const CtrlInfo& record);
+bool VersionKnown(const controllers::CtrlInfo& record);
 
 }  // namespace kellanseek::config

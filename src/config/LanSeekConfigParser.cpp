@@ -9,7 +9,7 @@
 #include "config/ElementReader.h"
 #include "text/Number.h"
 
-namespace kellanseek {
+namespace kellanseek::config {
 namespace {
 
 constexpr const wchar_t* kUnit = L"KelLanSeekConfig";
@@ -162,4 +162,4 @@ HRESULT CLanSeekConfigParser::ReadSubNets(platform::XmlNode& container, std::vec
   return S_OK;
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::config

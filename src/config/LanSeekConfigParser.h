@@ -7,7 +7,7 @@
 #include "config/EncodedDocument.h"
 #include "config/Settings.h"
 
-namespace kellanseek {
+namespace kellanseek::config {
 
 /// Parser for the scan configuration file. Methods return S_OK, S_FALSE for an absent element, or a failure
 /// code; they trace failures and never throw. Not thread-safe: used by one thread, while the component object
@@ -41,4 +41,4 @@ class CLanSeekConfigParser {
   config::EncodedDocument file_;
 };
 
-}  // namespace kellanseek
+}  // namespace kellanseek::config

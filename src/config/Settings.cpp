@@ -5,7 +5,7 @@
 
 #include "controllers/PollSchedule.h"
 
-namespace kellanseek {
+namespace kellanseek::config {
 namespace {
 
 constexpr std::int32_t kMillisecondsPerSecond = 1000;
@@ -58,7 +58,7 @@ std::int32_t CKelLanSeekConfigSettings::TicksPerSecond() const {
 }
 
 std::int32_t CKelLanSeekConfigSettings::Ticks(std::int32_t seconds) const {
-  if (seconds < 0) return kNone;
+  if (seconds < 0) return controllers::kNone;
   return static_cast<std::int32_t>(std::min<std::int64_t>(std::int64_t{TicksPerSecond()} * seconds, kMaxInt));
 }
 
@@ -80,4 +80,4 @@ std::uint32_t CKelLanSeekConfigSettings::MaxRequestsPerTick() const {
   return static_cast<std::uint32_t>(std::clamp<std::int64_t>(requests, 1, kMaxInt));
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::config

@@ -9,7 +9,7 @@
 #include "diagnostics/Trace.h"
 #include "platform/Ipv4.h"
 
-namespace kellanseek {
+namespace kellanseek::config {
 
 /// A subnet in the configuration: any address of the subnet, and its mask. Both are the texts of the file.
 struct SubNetEntry {
@@ -89,4 +89,4 @@ class CKelLanSeekConfigSettings {
   static std::uint16_t Port(std::int32_t configured) { return static_cast<std::uint16_t>(configured); }
 };
 
-}  // namespace kellanseek
+}  // namespace kellanseek::config

@@ -8,6 +8,8 @@
 namespace kellanseek::config {
 namespace {
 
+using controllers::CtrlInfo;
+
 using Verdict = StaticControllerCheck::Verdict;
 
 void TraceRejection(Verdict verdict, const std::wstring& address, const std::wstring& conflictingAddress,
@@ -39,8 +41,8 @@ void TraceRejection(Verdict verdict, const std::wstring& address, const std::wst
 
 StaticControllerCheck::StaticControllerCheck(bool completeInfoMode)
     : completeInfoMode_(completeInfoMode),
-      byAddress_(0, LocaleHash{RandomKey()}),
-      bySystemID_(0, LocaleHash{RandomKey()}) {}
+      byAddress_(0, controllers::LocaleHash{controllers::RandomKey()}),
+      bySystemID_(0, controllers::LocaleHash{controllers::RandomKey()}) {}
 
 StaticControllerCheck::Decision StaticControllerCheck::Judge(const CtrlInfo& controller) const {
   if (controller.ctrlAddress.empty()) return {Verdict::NoAddress};
@@ -48,7 +50,8 @@ StaticControllerCheck::Decision StaticControllerCheck::Judge(const CtrlInfo& con
     return {Verdict::InvalidAddress};
   }
   if (completeInfoMode_ && controller.systemID.empty()) return {Verdict::NoSystemID};
-  if (completeInfoMode_ && controller.versionMajor == kVersionUnknown) return {Verdict::NoVersion};
+  if (completeInfoMode_ && controller.versionMajor == controllers::kVersionUnknown)
+    return {Verdict::NoVersion};
 
   // The earliest accepted controller that conflicts is reported; if it conflicts on both keys, the address.
   const auto sameAddress = byAddress_.find(controller.ctrlAddress);

@@ -32,12 +32,13 @@ class StaticControllerCheck {
   explicit StaticControllerCheck(bool completeInfoMode);
 
   /// Decides on the next controller. An accepted controller counts in the conflicts of later ones.
-  Decision Decide(const CtrlInfo& controller);
+  Decision Decide(const controllers::CtrlInfo& controller);
 
  private:
-  using Positions = std::unordered_map<std::wstring, std::size_t, LocaleHash, LocaleEquals>;
+  using Positions =
+      std::unordered_map<std::wstring, std::size_t, controllers::LocaleHash, controllers::LocaleEquals>;
 
-  Decision Judge(const CtrlInfo& controller) const;
+  Decision Judge(const controllers::CtrlInfo& controller) const;
 
   bool completeInfoMode_;
   std::size_t accepted_ = 0;
@@ -46,8 +47,8 @@ class StaticControllerCheck {
 };
 
 /// Returns the accepted controllers, without lanSeekIDs, and traces the reason for each rejected one.
-std::vector<CtrlInfo> AcceptStaticControllers(std::vector<CtrlInfo> listed,
-                                              const CKelLanSeekConfigSettings& settings,
-                                              const diagnostics::Tracer& trace);
+std::vector<controllers::CtrlInfo> AcceptStaticControllers(std::vector<controllers::CtrlInfo> listed,
+                                                           const CKelLanSeekConfigSettings& settings,
+                                                           const diagnostics::Tracer& trace);
 
 }  // namespace kellanseek::config

@@ -18,7 +18,7 @@ ConfigReport CheckConfiguration(const std::wstring& directory,
                                                         : L"This is not a directory.");
     return report;
   }
-  CKelLanSeekConfigSettings settings;
+  config::CKelLanSeekConfigSettings settings;
   CheckScanFile(config::ScanConfigurationFile(directory), host, settings, report);
   CheckStaticFile(config::StaticControllerFile(directory), settings, report);
   return report;

@@ -16,7 +16,7 @@ constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-
 std::string Narrow(const wchar_t* text) { return platform::ToNarrow(text); }
 
 void AppendElement(std::string& text, const char* indent, const config::NumericElement& element) {
-  const CKelLanSeekConfigSettings defaults;
+  const config::CKelLanSeekConfigSettings defaults;
   const std::string name = Narrow(element.name);
   text.append(indent).append("<!-- ").append(Narrow(element.meaning)).append(" -->\n");
   text.append(indent).append("<" + name + ">" + std::to_string(element.value(defaults)) + "</" + name +

@@ -18,6 +18,8 @@
 namespace kellanseek::configcheck {
 namespace {
 
+using config::CKelLanSeekConfigSettings;
+
 using Node = std::unique_ptr<platform::XmlNode>;
 
 constexpr std::wstring_view kRoot = L"KelLanSeekConfigurations";
@@ -68,7 +70,7 @@ class ScanFileCheck {
       return remarks_.Accepted(0, L"The file does not exist; every setting has its default.");
     }
     diagnostics::NoDebugOutput silence;
-    CLanSeekConfigParser parser(silence);
+    config::CLanSeekConfigParser parser(silence);
     const HRESULT opened = parser.Init(remarks_.File());
     const Node root = OpenedRoot(parser.File(), opened, kRoot, remarks_);
     if (!root) return;
@@ -205,7 +207,7 @@ class ScanFileCheck {
       all += (all.empty() ? L" This host has " : L", ") + platform::FormatIpv4Wide(row.address) +
              L" with mask " + platform::FormatIpv4Wide(row.mask);
     }
-    const bool exclude = settings_.InterfaceMode == ExcludeListed;
+    const bool exclude = settings_.InterfaceMode == config::ExcludeListed;
     const wchar_t* const noDiscovery = L" so broadcast discovery finds nothing here.";
     if (!anySelected && exclude) {
       remarks_.Finding(line, list + L" excludes every network of this host," + noDiscovery + all + L".");
@@ -218,7 +220,7 @@ class ScanFileCheck {
   /// Returns whether the component keeps the entry.
   bool CheckSubNet(platform::XmlNode& node, bool excluded) {
     CheckChildren(node, L"SubNet", {{L"IPNumber"}, {L"SubNetMask"}}, {}, remarks_);
-    SubNetEntry entry;
+    config::SubNetEntry entry;
     for (const auto& [name, field] :
          {std::pair(L"IPNumber", &entry.IPNumber), {L"SubNetMask", &entry.SubNetMask}}) {
       const Node element = Child(node, name);

@@ -12,6 +12,6 @@ namespace kellanseek::configcheck {
 /// Reports on the scan configuration file and fills the settings as a component would. For `host` see
 /// CheckConfiguration().
 void CheckScanFile(const std::wstring& file, const std::vector<platform::AddressRow>& host,
-                   CKelLanSeekConfigSettings& settings, ConfigReport& report);
+                   config::CKelLanSeekConfigSettings& settings, ConfigReport& report);
 
 }  // namespace kellanseek::configcheck

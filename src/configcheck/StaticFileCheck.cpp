@@ -16,6 +16,8 @@
 namespace kellanseek::configcheck {
 namespace {
 
+using controllers::CtrlInfo;
+
 using Node = std::unique_ptr<platform::XmlNode>;
 using Verdict = config::StaticControllerCheck::Verdict;
 
@@ -41,7 +43,7 @@ class StaticFileCheck {
       return remarks_.Accepted(0, L"The file does not exist; there are no static controllers.");
     }
     diagnostics::NoDebugOutput silence;
-    CControllerIdParser parser(silence);
+    config::CControllerIdParser parser(silence);
     const HRESULT opened = parser.Init(remarks_.File());
     const Node root = OpenedRoot(parser.File(), opened, kRoot, remarks_);
     if (!root) return;
@@ -173,7 +175,7 @@ class StaticFileCheck {
 
 }  // namespace
 
-void CheckStaticFile(const std::wstring& file, const CKelLanSeekConfigSettings& settings,
+void CheckStaticFile(const std::wstring& file, const config::CKelLanSeekConfigSettings& settings,
                      ConfigReport& report) {
   Remarks remarks(report, file);
   StaticFileCheck(settings.CompleteInfoMode(), remarks).Run();

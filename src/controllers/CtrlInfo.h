@@ -9,12 +9,15 @@
 #include "controllers/PollSchedule.h"
 #include "platform/Ipv4.h"
 
-namespace kellanseek {
+namespace kellanseek::controllers {
+
+/// The interface index of a message that came in by no interface, or of a controller that none has heard.
+inline constexpr std::int32_t kNoInterface = -1;
 
 /// The local interface on which a controller was last heard.
 struct HeardOn {
-  platform::Ipv4 heardOnAddress = 0;      ///< The interface's address; 0 for none.
-  std::int32_t heardOnInterface = kNone;  ///< The interface's index in the interface table.
+  platform::Ipv4 heardOnAddress = 0;             ///< The interface's address; 0 for none.
+  std::int32_t heardOnInterface = kNoInterface;  ///< The interface's index in the interface table.
 };
 
 /// The process and the object of a virtual controller of this host.
@@ -57,4 +60,4 @@ struct CtrlInfo : CtrlKeys, CtrlState {
   bool hasTimerEntry_ = false;  ///< The table's list of timers contains this record's id.
 };
 
-}  // namespace kellanseek
+}  // namespace kellanseek::controllers

@@ -13,7 +13,7 @@
 #include "controllers/TextKeys.h"
 #include "platform/CodePage.h"
 
-namespace kellanseek {
+namespace kellanseek::controllers {
 namespace mi = boost::multi_index;
 namespace {
 
@@ -301,4 +301,4 @@ CtrlTable::Record CtrlTable::TimerPass::Next() {
   return {};
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::controllers

@@ -12,7 +12,7 @@
 #include "controllers/CtrlInfo.h"
 #include "platform/Mutex.h"
 
-namespace kellanseek {
+namespace kellanseek::controllers {
 
 /// The greatest id that is never issued.
 inline constexpr std::uint32_t kLastReservedLanSeekID = 10;
@@ -189,4 +189,4 @@ class CtrlTable::TimerPass {
   std::size_t kept_ = 0;  ///< Entries before this index are kept; those up to next_ are dropped.
 };
 
-}  // namespace kellanseek
+}  // namespace kellanseek::controllers

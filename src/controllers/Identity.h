@@ -5,7 +5,7 @@
 
 #include <kellanseek/KelLanSeek.h>
 
-namespace kellanseek {
+namespace kellanseek::controllers {
 
 /// Stands for a version number that was not reported.
 inline constexpr std::uint32_t kVersionUnknown = 0xFFFFFFFFU;
@@ -36,4 +36,4 @@ struct CtrlKeys {
 /// A controller's identity as sent in a message.
 struct Identity : CtrlKeys, CtrlDescription {};
 
-}  // namespace kellanseek
+}  // namespace kellanseek::controllers

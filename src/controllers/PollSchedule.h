@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
-namespace kellanseek {
+namespace kellanseek::controllers {
 
-/// Stands for no timer, no outstanding request, or no interface.
+/// Stands for no timer, or no outstanding request.
 inline constexpr std::int32_t kNone = -1;
 
 /// Decides when a controller is asked next and how often it may stay silent before it counts as lost.
@@ -75,4 +75,4 @@ inline PollSchedule::State PollSchedule::Pass() {
   return requestsLeft_ == 0 ? State::Lost : State::Due;
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::controllers

@@ -7,7 +7,7 @@
 #include "platform/CodePage.h"
 #include "text/Ascii.h"
 
-namespace kellanseek {
+namespace kellanseek::controllers {
 
 std::size_t LocaleHash::operator()(const std::wstring& text) const {
   std::wstring storage;
@@ -33,4 +33,4 @@ text::SipKey RandomKey() {
   return {word(), word()};
 }
 
-}  // namespace kellanseek
+}  // namespace kellanseek::controllers

@@ -6,7 +6,7 @@
 
 #include "text/SipHash.h"
 
-namespace kellanseek {
+namespace kellanseek::controllers {
 
 /// Hash and equality of record texts under the user's default locale. The hash has a random key, so that
 /// nobody on the network can choose texts that share one bucket.
@@ -30,4 +30,4 @@ struct FoldedEquals {
 /// A random key that nobody can guess.
 text::SipKey RandomKey();
 
-}  // namespace kellanseek
+}  // namespace kellanseek::controllers

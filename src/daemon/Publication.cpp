@@ -7,6 +7,8 @@
 namespace kellanseek::daemon {
 namespace {
 
+using controllers::CtrlInfo;
+
 using protocol::IdentityField;
 using protocol::MessageType;
 using protocol::MessageWriter;

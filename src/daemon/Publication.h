@@ -16,10 +16,10 @@ inline constexpr std::size_t kMaxNotice = 71;
 
 /// Builds the full identity of a published virtual controller, as answered on the interface with this MAC
 /// address text. Empty if it is too long.
-std::string BuildFullMessage(const CtrlInfo& record, std::string_view macText);
+std::string BuildFullMessage(const controllers::CtrlInfo& record, std::string_view macText);
 
 /// Builds the short presence answer, likewise.
-std::string BuildShortMessage(const CtrlInfo& record, std::string_view macText);
+std::string BuildShortMessage(const controllers::CtrlInfo& record, std::string_view macText);
 
 /// Builds a restart or power-down notice. Empty if the identity is too long.
 std::string BuildNotice(protocol::MessageType type, const std::wstring& systemID);

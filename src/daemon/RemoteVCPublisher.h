@@ -21,10 +21,11 @@ class RemoteVCPublisher {
 
   /// Publishes a record's controller on every interface. Called with the table lock held. Returns false on
   /// failure; throws std::bad_alloc.
-  virtual bool AddRemoteVC(const CtrlInfo& record) = 0;
+  virtual bool AddRemoteVC(const controllers::CtrlInfo& record) = 0;
 
   /// Prepares the datagrams of all published controllers for the interfaces of a new table.
-  virtual void RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) = 0;
+  virtual void RefreshAfterReInit(controllers::CtrlTable::Access& table,
+                                  const network::InterfaceTable& interfaces) = 0;
 };
 
 }  // namespace kellanseek::daemon

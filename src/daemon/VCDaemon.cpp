@@ -95,7 +95,7 @@ void CrVCDaemon::TraceTooLong(RemoteVCEntry& entry) const {
   trace_.Error(L"LanSeek CrVCDaemon. Datagram for remote VC %s is too long and is not sent", entry.systemID);
 }
 
-void CrVCDaemon::BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& record) const {
+void CrVCDaemon::BuildInterfaceMessages(RemoteVCEntry& entry, const controllers::CtrlInfo& record) const {
   for (const std::string& macText : macTexts_) {
     PublicationItem item;
     item.fullMessage = BuildFullMessage(record, macText);
@@ -105,7 +105,7 @@ void CrVCDaemon::BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& re
   }
 }
 
-bool CrVCDaemon::AddRemoteVC(const CtrlInfo& record) {
+bool CrVCDaemon::AddRemoteVC(const controllers::CtrlInfo& record) {
   RemoteVCEntry entry;
   entry.lanSeekID = record.lanSeekID;
   entry.systemID = record.systemID;
@@ -126,14 +126,15 @@ bool CrVCDaemon::AddRemoteVC(const CtrlInfo& record) {
   return true;
 }
 
-void CrVCDaemon::RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) {
+void CrVCDaemon::RefreshAfterReInit(controllers::CtrlTable::Access& table,
+                                    const network::InterfaceTable& interfaces) {
   std::vector<std::string> macTexts;
   for (const network::InterfaceEntry& entry : interfaces.Entries()) macTexts.push_back(entry.macText);
   const platform::MutexLock lock(listLock_);
   macTexts_ = std::move(macTexts);
   for (auto entry = published_.begin(); entry != published_.end();) {
     entry->items.clear();
-    const CtrlTable::Record record = table.Find(entry->lanSeekID);
+    const controllers::CtrlTable::Record record = table.Find(entry->lanSeekID);
     if (!record) {
       entry = published_.erase(entry);
       continue;

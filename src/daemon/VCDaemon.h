@@ -45,8 +45,9 @@ class CrVCDaemon : public RemoteVCPublisher {
 
   bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
                                std::uint32_t lanSeekID) noexcept override;
-  bool AddRemoteVC(const CtrlInfo& record) override;
-  void RefreshAfterReInit(CtrlTable::Access& table, const network::InterfaceTable& interfaces) override;
+  bool AddRemoteVC(const controllers::CtrlInfo& record) override;
+  void RefreshAfterReInit(controllers::CtrlTable::Access& table,
+                          const network::InterfaceTable& interfaces) override;
 
   /// Runs one pass: advances the time by `elapsed` milliseconds, handles the queued messages and sends the
   /// answers that are due. Returns the milliseconds until the next pass, or kNothingScheduled. Called by the
@@ -79,7 +80,8 @@ class CrVCDaemon : public RemoteVCPublisher {
     std::vector<PublicationItem> items;  ///< One for each interface.
   };
 
-  void BuildInterfaceMessages(RemoteVCEntry& entry, const CtrlInfo& record) const REQUIRES(listLock_);
+  void BuildInterfaceMessages(RemoteVCEntry& entry, const controllers::CtrlInfo& record) const
+      REQUIRES(listLock_);
   void TraceTooLong(RemoteVCEntry& entry) const;
   void LetTimePass(std::int32_t elapsed) REQUIRES(listLock_);
   /// Whether an equal message is already waiting, with no removal behind it.

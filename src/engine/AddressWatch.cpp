@@ -19,9 +19,10 @@ constexpr std::chrono::milliseconds kAfterFailure{1000};
 
 }  // namespace
 
-AddressWatch::AddressWatch(const network::HostInterfaces& host, CtrlTable& table, RunInterfaces& interfaces,
-                           const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
-                           WatchMaker makeWatch, platform::Event& stopWatch, platform::Event& rebuildWanted,
+AddressWatch::AddressWatch(const network::HostInterfaces& host, controllers::CtrlTable& table,
+                           RunInterfaces& interfaces, const config::CKelLanSeekConfigSettings& settings,
+                           InterfaceChangeListener& listener, WatchMaker makeWatch,
+                           platform::Event& stopWatch, platform::Event& rebuildWanted,
                            platform::DebugOutput& debugOutput)
     : host_(host),
       table_(table),
@@ -74,7 +75,7 @@ void AddressWatch::Check(Occasion occasion) {
 
 bool AddressWatch::InterfacesChanged(Occasion occasion) {
   std::vector<network::InterfaceKey> usable = host_.UsableKeys();
-  CtrlTable::Access table(table_);
+  controllers::CtrlTable::Access table(table_);
   return interfaces_.Changed(table, std::move(usable), occasion);
 }
 

@@ -29,8 +29,8 @@ class AddressWatch {
 
   /// `stopWatch` is set once, when the engine stops; `rebuildWanted` (auto-reset) is set to request a
   /// rebuild.
-  AddressWatch(const network::HostInterfaces& host, CtrlTable& table, RunInterfaces& interfaces,
-               const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
+  AddressWatch(const network::HostInterfaces& host, controllers::CtrlTable& table, RunInterfaces& interfaces,
+               const config::CKelLanSeekConfigSettings& settings, InterfaceChangeListener& listener,
                WatchMaker makeWatch, platform::Event& stopWatch, platform::Event& rebuildWanted,
                platform::DebugOutput& debugOutput);
 
@@ -49,9 +49,9 @@ class AddressWatch {
   bool InterfacesChanged(Occasion occasion);
 
   const network::HostInterfaces& host_;
-  CtrlTable& table_;
+  controllers::CtrlTable& table_;
   RunInterfaces& interfaces_;
-  const CKelLanSeekConfigSettings& settings_;
+  const config::CKelLanSeekConfigSettings& settings_;
   InterfaceChangeListener& listener_;
   WatchMaker makeWatch_;
   std::unique_ptr<platform::AddressChangeWatch> watch_;  ///< Set between Begin() and the start of the loop.

@@ -9,6 +9,8 @@
 namespace kellanseek::engine {
 namespace {
 
+using controllers::CtrlInfo;
+
 /// Every controller model has this address on its service port.
 constexpr const wchar_t* kServicePortAddress = L"192.168.125.1";
 
@@ -27,7 +29,7 @@ constexpr Relation kRelations[] = {
     /* S M A */ Relation::Same,
 };
 
-Relation RelationOf(const CtrlKeys& known, const CtrlKeys& heard) {
+Relation RelationOf(const controllers::CtrlKeys& known, const controllers::CtrlKeys& heard) {
   const bool sameSystemID = platform::LocaleEqual(known.systemID, heard.systemID);
   const bool sameMac = platform::LocaleEqual(known.macAddress, heard.macAddress);
   const bool sameAddress = platform::LocaleEqual(known.ctrlAddress, heard.ctrlAddress);
@@ -40,7 +42,7 @@ bool OnOneNetwork(const CtrlInfo& known, const Heard& heard) {
 
 bool DescriptionsDiffer(const CtrlInfo& known, const Heard& heard) {
   if (!heard.isFullIdentity || !known.published) return false;
-  const Identity& other = heard.controller;
+  const controllers::Identity& other = heard.controller;
   return !platform::LocaleEqual(known.ctrlID, other.ctrlID) ||
          !platform::LocaleEqual(known.systemName, other.systemName) ||
          known.versionMajor != other.versionMajor || known.versionMinor != other.versionMinor ||

@@ -9,7 +9,7 @@ namespace kellanseek::engine {
 
 /// A received identity and its source.
 struct Heard {
-  const Identity& controller;
+  const controllers::Identity& controller;
   const MessageOrigin& origin;
   bool isFullIdentity = false;
   bool isConfigured = false;  ///< The configuration file has a controller with this address.
@@ -30,6 +30,6 @@ enum class Verdict : std::uint8_t {
 
 /// Applies the collision rules to an available record that is no virtual controller of this host. A pure
 /// function.
-Verdict Judge(const CtrlInfo& known, const Heard& heard);
+Verdict Judge(const controllers::CtrlInfo& known, const Heard& heard);
 
 }  // namespace kellanseek::engine

@@ -5,6 +5,9 @@
 namespace kellanseek::engine {
 namespace {
 
+using controllers::CtrlTable;
+using controllers::Identity;
+
 using protocol::MessageType;
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
@@ -88,7 +91,7 @@ Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Com
   // An added controller was found by broadcast, so polling it is no longer necessary.
   if (record->Available()) {
     table.MakeDynamic(record);
-    CtrlState& state = table.Change(record);
+    controllers::CtrlState& state = table.Change(record);
     state.heardOnInterface = comparison.heard.origin.position;
     state.heardOnAddress = comparison.heard.origin.interfaceAddress;
     return Step::Next;

@@ -18,7 +18,7 @@ struct CollisionVerdict {
     Known,       ///< Handle it. It is from the controller of `record`.
   };
   Finding finding = Finding::Drop;
-  CtrlTable::Record record = {};
+  controllers::CtrlTable::Record record = {};
   bool replacesAdded =
       false;  ///< The record of a controller added by a client was removed in favour of this one.
 };
@@ -31,27 +31,31 @@ class Collisions {
   Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput);
 
   /// `heard` must have its address set.
-  CollisionVerdict HandleCtrlCollisions(CtrlTable::Access& table, protocol::MessageType type,
-                                        const Identity& heard, const MessageOrigin& origin);
+  CollisionVerdict HandleCtrlCollisions(controllers::CtrlTable::Access& table, protocol::MessageType type,
+                                        const controllers::Identity& heard, const MessageOrigin& origin);
 
  private:
   enum class Step { Next, Drop, Accept };
   /// The state of comparing one message with its related records.
   struct Comparison {
     Heard heard;
-    CtrlTable::Record match = {};  ///< The last record found to be this controller, if any.
-    bool accepted = false;         ///< A record ended the comparison.
+    controllers::CtrlTable::Record match = {};  ///< The last record found to be this controller, if any.
+    bool accepted = false;                      ///< A record ended the comparison.
     bool replacesAdded = false;
   };
 
-  bool HasRequiredFields(const Identity& heard) const;
-  Step CompareWith(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record);
-  Step CompareWithDefinition(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record,
-                             bool& removed);
-  Step Apply(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record, Verdict verdict);
-  Step RemoveAndGoOn(CtrlTable::Access& table, CtrlTable::Record record, LanSeekEventReason reason);
-  Step RemoveAndDrop(CtrlTable::Access& table, CtrlTable::Record record, LanSeekEventReason reason);
-  Step RefuseRemoteVC(const Identity& heard) const;
+  bool HasRequiredFields(const controllers::Identity& heard) const;
+  Step CompareWith(controllers::CtrlTable::Access& table, Comparison& comparison,
+                   controllers::CtrlTable::Record record);
+  Step CompareWithDefinition(controllers::CtrlTable::Access& table, Comparison& comparison,
+                             controllers::CtrlTable::Record record, bool& removed);
+  Step Apply(controllers::CtrlTable::Access& table, Comparison& comparison,
+             controllers::CtrlTable::Record record, Verdict verdict);
+  Step RemoveAndGoOn(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record,
+                     LanSeekEventReason reason);
+  Step RemoveAndDrop(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record,
+                     LanSeekEventReason reason);
+  Step RefuseRemoteVC(const controllers::Identity& heard) const;
 
   CtrlLifecycle& lifecycle_;
   diagnostics::Tracer trace_;

@@ -10,6 +10,8 @@
 namespace kellanseek::engine {
 namespace {
 
+using controllers::CtrlTable;
+
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 daemon::RandomSource RandomNumbers() {
@@ -21,8 +23,8 @@ daemon::RandomSource RandomNumbers() {
 }  // namespace
 
 CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
-                                 const CKelLanSeekConfigSettings& settings, InterfaceChangeListener& owner,
-                                 const EngineEnvironment& environment)
+                                 const config::CKelLanSeekConfigSettings& settings,
+                                 InterfaceChangeListener& owner, const EngineEnvironment& environment)
     : table_(table),
       settings_(settings),
       trace_(environment.debugOutput, kUnit),

@@ -32,8 +32,9 @@ class CControllerSeek {
  public:
   /// All arguments must outlive the engine. `owner` is notified of changed interfaces on the address-watch
   /// thread and responds with RebuildNetwork().
-  CControllerSeek(CtrlTable& table, events::EventQueue& events, const CKelLanSeekConfigSettings& settings,
-                  InterfaceChangeListener& owner, const EngineEnvironment& environment);
+  CControllerSeek(controllers::CtrlTable& table, events::EventQueue& events,
+                  const config::CKelLanSeekConfigSettings& settings, InterfaceChangeListener& owner,
+                  const EngineEnvironment& environment);
   /// Stops the threads that still run.
   ~CControllerSeek();
 
@@ -80,8 +81,8 @@ class CControllerSeek {
   void BeginRun() REQUIRES(runLock_);
   void ReplaceInterfaces();
 
-  CtrlTable& table_;
-  const CKelLanSeekConfigSettings& settings_;
+  controllers::CtrlTable& table_;
+  const config::CKelLanSeekConfigSettings& settings_;
   diagnostics::Tracer trace_;
   platform::UdpNetwork& udp_;
 

@@ -5,6 +5,8 @@
 namespace kellanseek::engine {
 namespace {
 
+using controllers::CtrlTable;
+
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 }  // namespace
@@ -18,7 +20,7 @@ CtrlLifecycle::CtrlLifecycle(const network::AddressPolling& polling, events::Eve
       daemon_(daemon),
       trace_(debugOutput, kUnit) {}
 
-void CtrlLifecycle::TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReason reason) {
+void CtrlLifecycle::TellDaemonOfRemoval(const controllers::CtrlInfo& record, LanSeekEventReason reason) {
   using protocol::MessageType;
   // Other hosts need not know that the process died: to them the controller powers down.
   if (reason != CtrlLostConnection && reason != CtrlLostRestart && reason != CtrlLostPowerDown) {
@@ -43,19 +45,19 @@ void CtrlLifecycle::RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record
     events_.QueueEvent(record->lanSeekID, record->Dynamic() ? CtrlRemoved : CtrlUnavailable, reason);
   }
   if (leaves) return table.Remove(removal);
-  CtrlState& state = table.Change(record);
+  controllers::CtrlState& state = table.Change(record);
   state.published = false;
   if (record->Dynamic()) return;
   state.ctrlStatus = CtrlUnavailable;
   state.heardOnAddress = 0;
-  state.heardOnInterface = kNone;
+  state.heardOnInterface = controllers::kNoInterface;
   table.ChangeSchedule(record)->AwaitNextPoll(polling_.NextPollTicks());
 }
 
 HRESULT CtrlLifecycle::AddRemoteController(CtrlTable::Access& table, const std::wstring& address,
                                            std::uint32_t& lanSeekID) {
   if (platform::ParseIpv4(std::wstring_view(address)) == platform::kNoAddress) return E_INVALIDARG;
-  CtrlInfo record;
+  controllers::CtrlInfo record;
   record.ctrlAddress = address;
   lanSeekID = 0;
   const CtrlTable::Record known = table.FindCtrl(record);
@@ -79,7 +81,7 @@ void CtrlLifecycle::Revalidate(CtrlTable::Access& table, CtrlTable::Record recor
     const std::int32_t local = interfaces.FindInterfaceForAddress(record->Address());
     if (local < 0) return;
     table.MakeDynamic(record);
-    CtrlState& state = table.Change(record);
+    controllers::CtrlState& state = table.Change(record);
     state.heardOnInterface = local;
     state.heardOnAddress = interfaces[static_cast<std::size_t>(local)].address;
     return;

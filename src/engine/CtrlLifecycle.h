@@ -22,21 +22,22 @@ class CtrlLifecycle {
   /// Withdraws a controller and reports `reason` to clients and other hosts that knew it. A dynamic record is
   /// removed from the table, or stays unlisted with `keep`; any other becomes unavailable. Throws
   /// std::bad_alloc before any change.
-  void RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record record, LanSeekEventReason reason,
-                        bool keep = false);
+  void RemoveActiveCtrl(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record,
+                        LanSeekEventReason reason, bool keep = false);
 
   /// Adds a controller by address, or finds it. Returns S_OK with a new id, KEL_S_ALREADY_DYNAMIC or
   /// KEL_S_ALREADY_CONFIGURED with its id, or E_INVALIDARG for a text that is not a dotted address.
-  HRESULT AddRemoteController(CtrlTable::Access& table, const std::wstring& address,
+  HRESULT AddRemoteController(controllers::CtrlTable::Access& table, const std::wstring& address,
                               std::uint32_t& lanSeekID);
 
   /// Binds the available controllers to a new interface table and withdraws those whose interface is gone.
   /// Notifies the daemon.
-  void RevalidateAfterInterfaceChange(CtrlTable::Access& table, const network::InterfaceTable& interfaces);
+  void RevalidateAfterInterfaceChange(controllers::CtrlTable::Access& table,
+                                      const network::InterfaceTable& interfaces);
 
  private:
-  void TellDaemonOfRemoval(const CtrlInfo& record, LanSeekEventReason reason);
-  void Revalidate(CtrlTable::Access& table, CtrlTable::Record record,
+  void TellDaemonOfRemoval(const controllers::CtrlInfo& record, LanSeekEventReason reason);
+  void Revalidate(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record,
                   const network::InterfaceTable& interfaces);
 
   const network::AddressPolling& polling_;

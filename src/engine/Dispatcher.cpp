@@ -10,6 +10,11 @@
 namespace kellanseek::engine {
 namespace {
 
+using controllers::CtrlInfo;
+using controllers::CtrlState;
+using controllers::CtrlTable;
+using controllers::PollSchedule;
+
 using protocol::MessageType;
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
@@ -145,7 +150,7 @@ void Dispatcher::Publish(const CtrlInfo& record) {
 }
 
 void Dispatcher::TakeIdentity(const Context& context) {
-  const Identity& heard = context.message.identity;
+  const controllers::Identity& heard = context.message.identity;
   const CtrlInfo& record = *context.record;
   if (platform::LocaleEqual(record.systemID, heard.systemID) &&
       platform::LocaleEqual(record.macAddress, heard.macAddress)) {
@@ -179,7 +184,7 @@ void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
   context.table.ChangeSchedule(context.record)->AwaitNextPoll(polling_.NextPollTicks());
 }
 
-void Dispatcher::TraceRefusal(const Identity& identity) {
+void Dispatcher::TraceRefusal(const controllers::Identity& identity) {
   // A flood of unknown controllers must not flood the traces too.
   const std::uint64_t now = refreshCycle_.TicksSoFar();
   if (now < nextRefusalTrace_) return;
@@ -195,11 +200,11 @@ CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published)
     return {};
   }
   CtrlInfo record;
-  static_cast<CtrlKeys&>(record) = context.message.identity;
-  static_cast<CtrlDescription&>(record) = context.message.identity;
+  static_cast<controllers::CtrlKeys&>(record) = context.message.identity;
+  static_cast<controllers::CtrlDescription&>(record) = context.message.identity;
   // Senders on the request socket are ignored, so such a record has no interface.
   if (context.origin.source != MsgSource::FromRequestSocket)
-    static_cast<HeardOn&>(record) = {context.origin.interfaceAddress, context.origin.position};
+    static_cast<controllers::HeardOn&>(record) = {context.origin.interfaceAddress, context.origin.position};
   record.ctrlStatus = CtrlAvailable;
   record.identificationType = DynamicCtrlDefinition;
   record.published = published;

@@ -25,8 +25,8 @@ namespace kellanseek::engine {
 class Dispatcher {
  public:
   struct Parts {
-    CtrlTable& table;
-    const CKelLanSeekConfigSettings& settings;
+    controllers::CtrlTable& table;
+    const config::CKelLanSeekConfigSettings& settings;
     const network::AddressPolling& polling;
     EngineLock& engineLock;
     Collisions& collisions;
@@ -51,10 +51,10 @@ class Dispatcher {
  private:
   /// The state of handling one message.
   struct Context {
-    CtrlTable::Access& table;
+    controllers::CtrlTable::Access& table;
     const protocol::Message& message;
     const MessageOrigin& origin;
-    CtrlTable::Record record;  ///< The stored controller; none if it is unknown.
+    controllers::CtrlTable::Record record;  ///< The stored controller; none if it is unknown.
     bool replacesAdded =
         false;  ///< The unknown controller had been added by a client, so it always finds room.
   };
@@ -76,14 +76,14 @@ class Dispatcher {
   void OnRequestForThisHost(const Context& context);
   void CountRequestOfAnother(const Context& context);
 
-  void TraceRefusal(const Identity& identity);
-  CtrlTable::Record AddUnknown(const Context& context, bool published);
+  void TraceRefusal(const controllers::Identity& identity);
+  controllers::CtrlTable::Record AddUnknown(const Context& context, bool published);
   void TakeIdentity(const Context& context);
   void TakeInterface(const Context& context) const;
-  void Publish(const CtrlInfo& record);
+  void Publish(const controllers::CtrlInfo& record);
 
-  CtrlTable& table_;
-  const CKelLanSeekConfigSettings& settings_;
+  controllers::CtrlTable& table_;
+  const config::CKelLanSeekConfigSettings& settings_;
   const network::AddressPolling& polling_;
   EngineLock& engineLock_;
   Collisions& collisions_;

@@ -15,12 +15,12 @@ EngineLogic::EngineLogic(const Surroundings& around)
       localVCs(around.table, around.settings, lifecycle, around.processes, around.debugOutput),
       settings_(around.settings) {}
 
-void EngineLogic::UseInterfaces(CtrlTable::Access& table, network::InterfaceTable usable) {
+void EngineLogic::UseInterfaces(controllers::CtrlTable::Access& table, network::InterfaceTable usable) {
   interfaces.Replace(table, std::move(usable), settings_.RefreshIntervalTicks());
   lifecycle.RevalidateAfterInterfaceChange(table, interfaces.Table(table));
 }
 
-void EngineLogic::NarrowInterfaces(CtrlTable::Access& table, network::InterfaceTable opened) {
+void EngineLogic::NarrowInterfaces(controllers::CtrlTable::Access& table, network::InterfaceTable opened) {
   interfaces.Narrow(table, std::move(opened), settings_.RefreshIntervalTicks());
   lifecycle.RevalidateAfterInterfaceChange(table, interfaces.Table(table));
 }

@@ -27,8 +27,8 @@ namespace kellanseek::engine {
 struct EngineLogic {
   /// Its collaborators. They must outlive it.
   struct Surroundings {
-    CtrlTable& table;
-    const CKelLanSeekConfigSettings& settings;
+    controllers::CtrlTable& table;
+    const config::CKelLanSeekConfigSettings& settings;
     const network::AddressPolling& polling;
     daemon::RemoteVCPublisher& daemon;
     events::EventQueue& events;
@@ -40,9 +40,9 @@ struct EngineLogic {
   explicit EngineLogic(const Surroundings& around);
 
   /// Switches to the host's usable interfaces, for the next run of the network side.
-  void UseInterfaces(CtrlTable::Access& table, network::InterfaceTable usable);
+  void UseInterfaces(controllers::CtrlTable::Access& table, network::InterfaceTable usable);
   /// Keeps only the interfaces that the run could open.
-  void NarrowInterfaces(CtrlTable::Access& table, network::InterfaceTable opened);
+  void NarrowInterfaces(controllers::CtrlTable::Access& table, network::InterfaceTable opened);
 
   EngineLock engineLock;
   RunInterfaces interfaces;
@@ -54,7 +54,7 @@ struct EngineLogic {
   LocalVCs localVCs;
 
  private:
-  const CKelLanSeekConfigSettings& settings_;
+  const config::CKelLanSeekConfigSettings& settings_;
 };
 
 }  // namespace kellanseek::engine

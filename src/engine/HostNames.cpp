@@ -11,6 +11,8 @@
 namespace kellanseek::engine {
 namespace {
 
+using controllers::CtrlTable;
+
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 /// Names are compared up to this length in bytes.
@@ -20,7 +22,7 @@ constexpr std::size_t kMaxComparedName = 100;
 constexpr std::chrono::milliseconds kRest{200};
 
 bool SameName(std::string_view left, std::string_view right) {
-  return FoldedEquals()(platform::ToWide(left), platform::ToWide(right));
+  return controllers::FoldedEquals()(platform::ToWide(left), platform::ToWide(right));
 }
 
 }  // namespace
@@ -84,7 +86,7 @@ void HostNames::Store(std::uint32_t lanSeekID, const std::string& hostName) {
   CtrlTable::Access table(table_);
   const CtrlTable::Record found = table.Find(lanSeekID);
   if (!found || !found->Available()) return;
-  CtrlState& record = table.Change(found);
+  controllers::CtrlState& record = table.Change(found);
   const std::string known = platform::ToNarrow(record.hostName).substr(0, kMaxComparedName);
   if (!known.empty() && SameName(known, hostName)) return;
   record.hostName = platform::ToWide(hostName);

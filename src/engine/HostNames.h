@@ -19,7 +19,7 @@ namespace kellanseek::engine {
 /// service delays nothing else.
 class HostNames {
  public:
-  HostNames(CtrlTable& table, events::EventQueue& events, platform::ReverseLookup& lookup,
+  HostNames(controllers::CtrlTable& table, events::EventQueue& events, platform::ReverseLookup& lookup,
             platform::Event& stopEngine, platform::DebugOutput& debugOutput);
 
   /// Queues a look-up, unless one is already queued for the controller. May be called with the table lock
@@ -47,7 +47,7 @@ class HostNames {
   bool TakeNext(Queue& next) EXCLUDES(queueLock_);
   void Store(std::uint32_t lanSeekID, const std::string& hostName);
 
-  CtrlTable& table_;
+  controllers::CtrlTable& table_;
   events::EventQueue& events_;
   platform::ReverseLookup& lookup_;
   platform::Event& stopEngine_;

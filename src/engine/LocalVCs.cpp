@@ -7,6 +7,8 @@
 namespace kellanseek::engine {
 namespace {
 
+using controllers::CtrlTable;
+
 constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 bool OffersVCObject(const VCInterface* vci) {
@@ -16,8 +18,9 @@ bool OffersVCObject(const VCInterface* vci) {
 
 }  // namespace
 
-LocalVCs::LocalVCs(CtrlTable& table, const CKelLanSeekConfigSettings& settings, CtrlLifecycle& lifecycle,
-                   platform::ProcessTable& processes, platform::DebugOutput& debugOutput)
+LocalVCs::LocalVCs(CtrlTable& table, const config::CKelLanSeekConfigSettings& settings,
+                   CtrlLifecycle& lifecycle, platform::ProcessTable& processes,
+                   platform::DebugOutput& debugOutput)
     : table_(table),
       settings_(settings),
       lifecycle_(lifecycle),
@@ -29,7 +32,7 @@ HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view sys
                              const VCInterface* vci) {
   if (!OffersVCObject(vci) || systemID.empty()) return E_INVALIDARG;
   // Destroyed after the lock is released: if it is not added, it releases its object, which is client code.
-  CtrlInfo record;
+  controllers::CtrlInfo record;
   record.ctrlAddress = systemPath;
   record.systemID = systemID;
   record.ctrlType = VC;

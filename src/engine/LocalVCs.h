@@ -16,8 +16,8 @@ namespace kellanseek::engine {
 /// The virtual controllers that run as processes on this host. Thread-safe.
 class LocalVCs {
  public:
-  LocalVCs(CtrlTable& table, const CKelLanSeekConfigSettings& settings, CtrlLifecycle& lifecycle,
-           platform::ProcessTable& processes, platform::DebugOutput& debugOutput);
+  LocalVCs(controllers::CtrlTable& table, const config::CKelLanSeekConfigSettings& settings,
+           CtrlLifecycle& lifecycle, platform::ProcessTable& processes, platform::DebugOutput& debugOutput);
 
   /// Registers a virtual controller, unlisted until its identity message arrives. Returns S_OK; E_INVALIDARG
   /// if `vci`, its object or the identity is missing or its interface is not IID_KelVirtualController;
@@ -30,8 +30,8 @@ class LocalVCs {
   HRESULT RemoveVC(std::wstring_view systemID, bool keep);
 
  private:
-  CtrlTable& table_;
-  const CKelLanSeekConfigSettings& settings_;
+  controllers::CtrlTable& table_;
+  const config::CKelLanSeekConfigSettings& settings_;
   CtrlLifecycle& lifecycle_;
   platform::ProcessTable& processes_;
   diagnostics::Tracer trace_;

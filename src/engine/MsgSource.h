@@ -18,7 +18,8 @@ enum class MsgSource : std::int32_t {
 /// A message's source and, for the two sources that have one, its interface.
 struct MessageOrigin {
   MsgSource source = MsgSource::FromLocalVC;
-  std::int32_t position = kNone;        ///< Index in the interface table; kNone without an interface.
+  std::int32_t position =
+      controllers::kNoInterface;        ///< Index in the interface table; kNoInterface without an interface.
   platform::Ipv4 interfaceAddress = 0;  ///< The interface's address; 0 without an interface.
 };
 

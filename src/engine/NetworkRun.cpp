@@ -15,7 +15,7 @@ constexpr std::chrono::milliseconds kSendPause{2};
 constexpr std::chrono::milliseconds kAfterFailure{100};
 
 std::vector<network::InterfaceEntry> PresentInterfaces(const NetworkRun::Parts& parts) {
-  const CtrlTable::Access table(parts.table);
+  const controllers::CtrlTable::Access table(parts.table);
   return parts.logic.interfaces.Table(table).Entries();
 }
 
@@ -58,7 +58,7 @@ void NetworkRun::TryToOpen() {
   sockets_.CreateSockets(usable_);
   if (usable_.size() == wanted_) return;
   // Those behind an interface that was refused have other positions now.
-  CtrlTable::Access table(parts_.table);
+  controllers::CtrlTable::Access table(parts_.table);
   parts_.logic.NarrowInterfaces(table, sockets_.Interfaces());
 }
 

@@ -28,8 +28,8 @@ class NetworkRun {
   /// What the run drives. Everything outlives it.
   struct Parts {
     platform::UdpNetwork& udp;
-    CtrlTable& table;
-    const CKelLanSeekConfigSettings& settings;
+    controllers::CtrlTable& table;
+    const config::CKelLanSeekConfigSettings& settings;
     network::AddressPolling& polling;
     EngineLogic& logic;
     Receiver& receiver;

@@ -105,7 +105,7 @@ Receiver::ReceiveSet::ReceiveSet(const network::DiscoverySockets& from)
     add(from.RequestSocket(i), {MsgSource::FromRequestSocket, position, address});
     add(from.ResponseSocket(i), {MsgSource::FromResponseSocket, position, address});
   }
-  if (hasNonLocal) add(from.NonLocalSocket(), {MsgSource::FromNonLocalSocket, kNone, 0});
+  if (hasNonLocal) add(from.NonLocalSocket(), {MsgSource::FromNonLocalSocket, controllers::kNoInterface, 0});
 }
 
 void Receiver::Handle(const platform::Received& received, const ReceiveSet& set) {

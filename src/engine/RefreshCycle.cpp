@@ -10,6 +10,9 @@
 namespace kellanseek::engine {
 namespace {
 
+using controllers::CtrlTable;
+using controllers::PollSchedule;
+
 using protocol::MessageType;
 
 constexpr const wchar_t* kUnit = L"dynamicinfo";
@@ -156,7 +159,8 @@ void RefreshCycle::AskByAddress(CtrlTable::Access& table, CtrlTable::Record reco
   AddByAddress(table, *record, first && record->published ? refreshRequest_ : fullRequest_);
 }
 
-void RefreshCycle::AddByAddress(CtrlTable::Access& table, const CtrlInfo& record, std::string_view datagram) {
+void RefreshCycle::AddByAddress(CtrlTable::Access& table, const controllers::CtrlInfo& record,
+                                std::string_view datagram) {
   const bool isNeighbour = interfaces_.Table(table).FindInterfaceForAddress(record.Address()) >= 0;
   requests_.AddByAddress(record, isNeighbour, datagram);
 }
@@ -179,7 +183,7 @@ void RefreshCycle::SendRequests(const RequestOutlet& outlet) {
 }
 
 void RefreshCycle::AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found) {
-  const CtrlInfo& record = *found;
+  const controllers::CtrlInfo& record = *found;
   if (!interfaces_.Table(table).Contains(record.heardOnInterface)) return;
   const auto index = static_cast<std::size_t>(record.heardOnInterface);
   RunInterfaces::Counters& counters = interfaces_.CountersOf(table, index);

@@ -25,9 +25,9 @@ namespace kellanseek::engine {
 class RefreshCycle {
  public:
   struct Parts {
-    CtrlTable& table;
+    controllers::CtrlTable& table;
     RunInterfaces& interfaces;
-    const CKelLanSeekConfigSettings& settings;
+    const config::CKelLanSeekConfigSettings& settings;
     const network::AddressPolling& polling;
     daemon::RemoteVCPublisher& daemon;
     CtrlLifecycle& lifecycle;
@@ -45,15 +45,18 @@ class RefreshCycle {
 
   /// Starts the answer timers of the controllers heard on an interface, because a full or refresh request was
   /// sent there, by this component or by another workstation.
-  void StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, protocol::MessageType type);
+  void StartRefreshCycle(controllers::CtrlTable::Access& table, std::int32_t position,
+                         protocol::MessageType type);
 
   /// Has a listed controller asked at the next tick, on a client's request. Does nothing for a controller
   /// that is already being asked or is unavailable, and for a virtual controller of this host. Returns S_OK,
   /// E_INVALIDARG for an id that was never issued, or KEL_E_LANSEEKID_NOT_IN_USE.
-  HRESULT RefreshForID(CtrlTable::Access& table, std::uint32_t lanSeekID) const;
+  HRESULT RefreshForID(controllers::CtrlTable::Access& table, std::uint32_t lanSeekID) const;
 
   /// Configured and added controllers are asked by unicast, all others by broadcast on their interface.
-  bool IsPolledByAddress(const CtrlInfo& record) const { return polling_.Enabled() && !record.Dynamic(); }
+  bool IsPolledByAddress(const controllers::CtrlInfo& record) const {
+    return polling_.Enabled() && !record.Dynamic();
+  }
 
  private:
   void ArmInitialTimeouts();
@@ -63,18 +66,19 @@ class RefreshCycle {
   void InterfacePass(const RequestOutlet& outlet);
   bool InterfaceDue(std::size_t position);
   void ControllerPass();
-  void OnTick(CtrlTable::Access& table, CtrlTable::Record record);
-  void CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record record);
-  void AskByAddress(CtrlTable::Access& table, CtrlTable::Record record);
-  void AddByAddress(CtrlTable::Access& table, const CtrlInfo& record, std::string_view datagram);
+  void OnTick(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record);
+  void CheckLocalVC(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record);
+  void AskByAddress(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record);
+  void AddByAddress(controllers::CtrlTable::Access& table, const controllers::CtrlInfo& record,
+                    std::string_view datagram);
   /// Sends the collected requests. For a request that could not be sent at once, the time to answer starts
   /// when it is sent.
   void SendRequests(const RequestOutlet& outlet);
-  void AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found);
+  void AskByBroadcast(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record found);
 
-  CtrlTable& table_;
+  controllers::CtrlTable& table_;
   RunInterfaces& interfaces_;
-  const CKelLanSeekConfigSettings& settings_;
+  const config::CKelLanSeekConfigSettings& settings_;
   const network::AddressPolling& polling_;
   daemon::RemoteVCPublisher& daemon_;
   CtrlLifecycle& lifecycle_;

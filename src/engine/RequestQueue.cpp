@@ -4,7 +4,8 @@
 
 namespace kellanseek::engine {
 
-void RequestQueue::AddByAddress(const CtrlInfo& record, bool isNeighbour, std::string_view datagram) {
+void RequestQueue::AddByAddress(const controllers::CtrlInfo& record, bool isNeighbour,
+                                std::string_view datagram) {
   if (Waits(record.lanSeekID)) return;
   AddressRequests one{{nextNumber_++, record.lanSeekID, isNeighbour, record.Address(), datagram}};
   waiting_.insert(record.lanSeekID);
@@ -12,14 +13,14 @@ void RequestQueue::AddByAddress(const CtrlInfo& record, bool isNeighbour, std::s
   queue.splice(queue.end(), one);
 }
 
-RequestQueue::Turn RequestQueue::TurnOf(const CtrlInfo& record) const {
+RequestQueue::Turn RequestQueue::TurnOf(const controllers::CtrlInfo& record) const {
   // Ids increase, so every added controller beyond the last one asked is new.
   if (record.identificationType == RemoteCtrlDefinition && record.lanSeekID > lastAdditionAsked_)
     return Turn::JustAdded;
   return record.Available() ? Turn::Available : Turn::Missing;
 }
 
-void RequestQueue::DropThoseGone(CtrlTable::Access& table) {
+void RequestQueue::DropThoseGone(controllers::CtrlTable::Access& table) {
   for (AddressRequests& queue : byAddress_)
     queue.remove_if([&](const AddressRequest& request) {
       return !table.Find(request.lanSeekID) && waiting_.erase(request.lanSeekID) > 0;

@@ -52,12 +52,12 @@ class RequestQueue {
     broadcasts_.push_back({position, std::move(datagram)});
   }
   /// Queues a request to a controller's own address, unless one is waiting. `datagram` must outlive it.
-  void AddByAddress(const CtrlInfo& record, bool isNeighbour, std::string_view datagram);
+  void AddByAddress(const controllers::CtrlInfo& record, bool isNeighbour, std::string_view datagram);
   /// Whether a request by address to the controller is waiting.
   bool Waits(std::uint32_t lanSeekID) const { return waiting_.count(lanSeekID) > 0; }
 
   /// Drops the requests by address to controllers whose records have been removed.
-  void DropThoseGone(CtrlTable::Access& table);
+  void DropThoseGone(controllers::CtrlTable::Access& table);
 
   /// Refills the token bucket for neighbours; called once per tick.
   void NextTick() { neighbourRoom_ = std::min(neighbourRoom_ + kNeighboursPerTick, kNeighbourBurst); }
@@ -84,7 +84,7 @@ class RequestQueue {
   };
   using AddressRequests = std::list<AddressRequest>;
 
-  Turn TurnOf(const CtrlInfo& record) const;
+  Turn TurnOf(const controllers::CtrlInfo& record) const;
   bool SendBroadcasts(const RequestOutlet& outlet);
   /// Sends from one queue what the token bucket allows. Returns false when nothing more is to be sent in this
   /// call.

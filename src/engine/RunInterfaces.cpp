@@ -5,6 +5,8 @@
 
 namespace kellanseek::engine {
 
+using controllers::CtrlTable;
+
 void RunInterfaces::Replace(CtrlTable::Access& access, network::InterfaceTable usable,
                             std::int32_t refreshCountdown) {
   std::vector<network::InterfaceKey> keys = usable.Keys();

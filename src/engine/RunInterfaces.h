@@ -20,18 +20,19 @@ class RunInterfaces {
   };
 
   /// Replaces the interfaces by the host's usable ones and resets all counters.
-  void Replace(CtrlTable::Access&, network::InterfaceTable usable, std::int32_t refreshCountdown);
+  void Replace(controllers::CtrlTable::Access&, network::InterfaceTable usable,
+               std::int32_t refreshCountdown);
   /// Keeps only the interfaces whose sockets were opened.
-  void Narrow(CtrlTable::Access&, network::InterfaceTable opened, std::int32_t refreshCountdown);
+  void Narrow(controllers::CtrlTable::Access&, network::InterfaceTable opened, std::int32_t refreshCountdown);
 
-  const network::InterfaceTable& Table(const CtrlTable::Access&) const { return table_; }
-  Counters& CountersOf(CtrlTable::Access&, std::size_t position) { return counters_[position]; }
+  const network::InterfaceTable& Table(const controllers::CtrlTable::Access&) const { return table_; }
+  Counters& CountersOf(controllers::CtrlTable::Access&, std::size_t position) { return counters_[position]; }
 
   enum class Occasion { Notice, Time };
   /// Whether the host's usable interfaces, given by their keys, differ from the table. After a notice,
   /// returns false if they are the same as at the last call: an interface whose sockets were refused is
   /// missing from the table, so every notice about any other interface would count as a difference.
-  bool Changed(CtrlTable::Access&, std::vector<network::InterfaceKey> usable, Occasion occasion);
+  bool Changed(controllers::CtrlTable::Access&, std::vector<network::InterfaceKey> usable, Occasion occasion);
 
  private:
   network::InterfaceTable table_;

@@ -14,7 +14,7 @@ namespace kellanseek::network {
 /// side. Thread-safe.
 class AddressPolling {
  public:
-  explicit AddressPolling(const CKelLanSeekConfigSettings& settings) : settings_(settings) {}
+  explicit AddressPolling(const config::CKelLanSeekConfigSettings& settings) : settings_(settings) {}
 
   bool Enabled() const {
     return settings_.NonLocalUpdatesEnabled != 0 && !switchedOff_.load(std::memory_order_relaxed);
@@ -22,10 +22,12 @@ class AddressPolling {
   void SwitchOff() { switchedOff_.store(true, std::memory_order_relaxed); }
 
   /// Ticks to the next poll of an idle controller; kNone if polling is off.
-  std::int32_t NextPollTicks() const { return Enabled() ? settings_.NonLocalRefreshIntervalTicks() : kNone; }
+  std::int32_t NextPollTicks() const {
+    return Enabled() ? settings_.NonLocalRefreshIntervalTicks() : controllers::kNone;
+  }
 
  private:
-  const CKelLanSeekConfigSettings& settings_;
+  const config::CKelLanSeekConfigSettings& settings_;
   std::atomic<bool> switchedOff_{false};
 };
 

@@ -9,8 +9,9 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 }  // namespace
 
-DiscoverySockets::DiscoverySockets(platform::UdpNetwork& udp, const CKelLanSeekConfigSettings& settings,
-                                   AddressPolling& polling, platform::DebugOutput& debugOutput)
+DiscoverySockets::DiscoverySockets(platform::UdpNetwork& udp,
+                                   const config::CKelLanSeekConfigSettings& settings, AddressPolling& polling,
+                                   platform::DebugOutput& debugOutput)
     : udp_(udp), settings_(settings), polling_(polling), trace_(debugOutput, kUnit) {}
 
 std::unique_ptr<platform::UdpSocket> DiscoverySockets::CreateSocket(const Binding& binding,

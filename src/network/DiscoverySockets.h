@@ -21,7 +21,7 @@ namespace kellanseek::network {
 class DiscoverySockets : public RequestSender, public AnswerSender {
  public:
   /// `polling` is switched off if the non-local socket cannot be opened.
-  DiscoverySockets(platform::UdpNetwork& udp, const CKelLanSeekConfigSettings& settings,
+  DiscoverySockets(platform::UdpNetwork& udp, const config::CKelLanSeekConfigSettings& settings,
                    AddressPolling& polling, platform::DebugOutput& debugOutput);
 
   /// Opens the sockets of all interfaces in `usable` and removes those whose sockets are refused. After an
@@ -58,7 +58,7 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
   void Report(platform::SocketError error, const wchar_t* kind, platform::Ipv4 destination) const;
 
   platform::UdpNetwork& udp_;
-  const CKelLanSeekConfigSettings& settings_;
+  const config::CKelLanSeekConfigSettings& settings_;
   AddressPolling& polling_;
   diagnostics::Tracer trace_;
   InterfaceTable interfaces_;

@@ -15,7 +15,8 @@ constexpr const wchar_t* kUnit = L"dynamicinfo";
 }  // namespace
 
 HostInterfaces::HostInterfaces(platform::NetworkAddresses& addresses,
-                               const CKelLanSeekConfigSettings& settings, platform::DebugOutput& debugOutput)
+                               const config::CKelLanSeekConfigSettings& settings,
+                               platform::DebugOutput& debugOutput)
     : addresses_(addresses), settings_(settings), trace_(debugOutput, kUnit) {}
 
 template <typename Visit>

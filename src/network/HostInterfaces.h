@@ -15,7 +15,7 @@ namespace kellanseek::network {
 /// without a lock. Thread-safe.
 class HostInterfaces {
  public:
-  HostInterfaces(platform::NetworkAddresses& addresses, const CKelLanSeekConfigSettings& settings,
+  HostInterfaces(platform::NetworkAddresses& addresses, const config::CKelLanSeekConfigSettings& settings,
                  platform::DebugOutput& debugOutput);
 
   /// The currently usable interfaces.
@@ -29,7 +29,7 @@ class HostInterfaces {
   std::string MacText(const platform::InterfaceRow& row, const std::wstring& addressText) const;
 
   platform::NetworkAddresses& addresses_;
-  const CKelLanSeekConfigSettings& settings_;
+  const config::CKelLanSeekConfigSettings& settings_;
   const diagnostics::Tracer trace_;
 };
 

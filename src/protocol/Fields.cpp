@@ -20,7 +20,7 @@ bool UpdateText(std::wstring& stored, const std::wstring& newer) {
 
 }  // namespace
 
-void Reset(Identity& identity) {
+void Reset(controllers::Identity& identity) {
   for (const IdentityField& field : kIdentityFields) {
     if (field.text != nullptr) (identity.*field.text).clear();
     if (field.key != nullptr) (identity.*field.key).clear();
@@ -31,7 +31,7 @@ void Reset(Identity& identity) {
   identity.ctrlLevel = SystemLevel;
 }
 
-bool UpdateFrom(CtrlDescription& stored, const CtrlDescription& newer) {
+bool UpdateFrom(controllers::CtrlDescription& stored, const controllers::CtrlDescription& newer) {
   bool changed = UpdateValue(stored.ctrlLevel, newer.ctrlLevel);
   for (const IdentityField& field : kIdentityFields) {
     if (field.text != nullptr) changed |= UpdateText(stored.*field.text, newer.*field.text);

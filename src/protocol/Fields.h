@@ -31,9 +31,9 @@ enum FieldTag : std::uint32_t {
 /// set.
 struct IdentityField {
   FieldTag tag;
-  std::wstring CtrlDescription::*text = nullptr;
-  std::uint32_t CtrlDescription::*number = nullptr;
-  std::wstring CtrlKeys::*key = nullptr;
+  std::wstring controllers::CtrlDescription::*text = nullptr;
+  std::uint32_t controllers::CtrlDescription::*number = nullptr;
+  std::wstring controllers::CtrlKeys::*key = nullptr;
   std::uint32_t unreported = 0;  ///< The number that means "not reported"; it is not sent.
 };
 
@@ -41,29 +41,31 @@ struct IdentityField {
 /// CtrlDescription, a tag and a row here; reading, publishing, resetting and updating then follow. Level and
 /// type are not among them, because they are codes with rules of their own.
 inline constexpr std::array kIdentityFields = {
-    IdentityField{.tag = kTagCtrlName, .text = &CtrlDescription::ctrlName},
-    IdentityField{.tag = kTagCtrlID, .text = &CtrlDescription::ctrlID},
-    IdentityField{.tag = kTagSystemName, .text = &CtrlDescription::systemName},
-    IdentityField{.tag = kTagSystemID, .key = &CtrlKeys::systemID},
-    IdentityField{.tag = kTagReleasePath, .text = &CtrlDescription::releasePath},
-    IdentityField{
-        .tag = kTagVersionMajor, .number = &CtrlDescription::versionMajor, .unreported = kVersionUnknown},
-    IdentityField{
-        .tag = kTagVersionMinor, .number = &CtrlDescription::versionMinor, .unreported = kVersionUnknown},
+    IdentityField{.tag = kTagCtrlName, .text = &controllers::CtrlDescription::ctrlName},
+    IdentityField{.tag = kTagCtrlID, .text = &controllers::CtrlDescription::ctrlID},
+    IdentityField{.tag = kTagSystemName, .text = &controllers::CtrlDescription::systemName},
+    IdentityField{.tag = kTagSystemID, .key = &controllers::CtrlKeys::systemID},
+    IdentityField{.tag = kTagReleasePath, .text = &controllers::CtrlDescription::releasePath},
+    IdentityField{.tag = kTagVersionMajor,
+                  .number = &controllers::CtrlDescription::versionMajor,
+                  .unreported = controllers::kVersionUnknown},
+    IdentityField{.tag = kTagVersionMinor,
+                  .number = &controllers::CtrlDescription::versionMinor,
+                  .unreported = controllers::kVersionUnknown},
     IdentityField{.tag = kTagVersionRevision,
-                  .number = &CtrlDescription::versionRevision,
-                  .unreported = kVersionUnknown},
+                  .number = &controllers::CtrlDescription::versionRevision,
+                  .unreported = controllers::kVersionUnknown},
     IdentityField{.tag = kTagKelAPICompatibilityRevision,
-                  .number = &CtrlDescription::kelAPICompatibilityRevision,
-                  .unreported = kVersionUnknown},
-    IdentityField{.tag = kTagCommPortNumber, .number = &CtrlDescription::commPortNumber},
-    IdentityField{.tag = kTagMacAddress, .key = &CtrlKeys::macAddress},
+                  .number = &controllers::CtrlDescription::kelAPICompatibilityRevision,
+                  .unreported = controllers::kVersionUnknown},
+    IdentityField{.tag = kTagCommPortNumber, .number = &controllers::CtrlDescription::commPortNumber},
+    IdentityField{.tag = kTagMacAddress, .key = &controllers::CtrlKeys::macAddress},
 };
 
 /// Resets the identity to "nothing reported" before the next message. Texts keep their capacity.
-void Reset(Identity& identity);
+void Reset(controllers::Identity& identity);
 
 /// Copies the reported properties. Returns whether any of them differed.
-bool UpdateFrom(CtrlDescription& stored, const CtrlDescription& newer);
+bool UpdateFrom(controllers::CtrlDescription& stored, const controllers::CtrlDescription& newer);
 
 }  // namespace kellanseek::protocol

@@ -50,7 +50,7 @@ class AddressText {
 /// The content of a datagram. Reusing the object saves allocations, except for longer texts.
 struct Message {
   MessageType type = MessageType::CtrlInfoMsg;  ///< As received; may be outside the enumeration.
-  Identity identity;                            ///< Its ctrlAddress is never set.
+  controllers::Identity identity;               ///< Its ctrlAddress is never set.
   std::optional<AddressText> ownAddress;        ///< The sender's own address, tag e.
   bool ownAddressTooLong = false;               ///< Tag e is longer than any address.
   std::optional<AddressText> target;            ///< The address of the controller asked, tag a.

@@ -42,7 +42,7 @@ constexpr auto kFieldsByTag = [] {
 }();
 
 /// Returns false if the tag belongs to no field of kIdentityFields.
-bool ReadIdentityField(std::uint32_t tag, std::string_view value, Identity& identity) {
+bool ReadIdentityField(std::uint32_t tag, std::string_view value, controllers::Identity& identity) {
   const IdentityField* const field = tag < kFieldsByTag.size() ? kFieldsByTag.at(tag) : nullptr;
   if (field == nullptr) return false;
   if (field->text != nullptr) platform::AssignWide(identity.*field->text, value);
@@ -51,7 +51,7 @@ bool ReadIdentityField(std::uint32_t tag, std::string_view value, Identity& iden
   return true;
 }
 
-void ReadCtrlType(std::string_view value, Identity& identity) {
+void ReadCtrlType(std::string_view value, controllers::Identity& identity) {
   const std::int32_t kind = text::ToNumber(value);
   if (kind >= RC && kind <= RemoteVC) identity.ctrlType = static_cast<KelCtrlType>(kind);
 }

@@ -9,6 +9,9 @@
 namespace kellanseek::test {
 namespace {
 
+using component::CKelLanSeek;
+using component::ClassFactory;
+
 const std::vector<const IID*> kInterfaces = {
     &IID_IKelCtrlIdentity, &IID_IKelLanSeek,       &IID_IKelLanSeekSubscribe, &IID_IKelVCLanSeek,
     &IID_IKelBase,         &IID_IKelLanSeekConfig, &IID_IKelCtrlIdentity2,    &IID_IKelLanSeek2,

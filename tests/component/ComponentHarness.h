@@ -62,9 +62,9 @@ class ComponentHarness {
   }
 
   void Create() { Create(environment); }
-  void Create(const ComponentEnvironment& world) {
+  void Create(const component::ComponentEnvironment& world) {
     void* object = nullptr;
-    ASSERT_EQ(CKelLanSeek::Create(nullptr, IID_IKelLanSeek2, &object, world, module), S_OK);
+    ASSERT_EQ(component::CKelLanSeek::Create(nullptr, IID_IKelLanSeek2, &object, world, module), S_OK);
     seek = KelComPtr<IKelLanSeek2>::Attach(static_cast<IKelLanSeek2*>(object));
     identity = seek.As<IKelCtrlIdentity3>();
     subscriptions = seek.As<IKelLanSeekSubscribe>();
@@ -140,7 +140,7 @@ class ComponentHarness {
   FakeRegistryStore registry;
   ScratchDirectory directory;
   InjectedNetwork network;
-  ComponentModule module;
+  component::ComponentModule module;
 
  private:
   FakeNetworkAddresses addresses_;
@@ -149,7 +149,7 @@ class ComponentHarness {
   std::map<std::wstring, std::string> methodOfPlace_;
 
  public:
-  const ComponentEnvironment environment{
+  const component::ComponentEnvironment environment{
       {network, addresses_, [] { return std::make_unique<QuietWatch>(); }, hostNames_, processes_, traces},
       registry};
 

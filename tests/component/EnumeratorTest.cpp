@@ -16,8 +16,8 @@ class EnumeratorTest : public testing::Test {
   List Make(const Ids& ids, KelComPtr<IUnknown> owner = {}) {
     std::vector<AvailableCtrlsListItem> items;
     for (const ULONG id : ids) items.push_back({id});
-    auto list = CtrlEnum::Create(module);
-    list->Init(std::move(items), CtrlEnum::Ownership::Taken, std::move(owner));
+    auto list = component::CtrlEnum::Create(module);
+    list->Init(std::move(items), component::CtrlEnum::Ownership::Taken, std::move(owner));
     return list.As<IKelEnumCtrlIdentity>();
   }
   /// Fetches the next items and returns them with the result.
@@ -32,7 +32,7 @@ class EnumeratorTest : public testing::Test {
   }
   static std::pair<HRESULT, Ids> All(HRESULT result, const Ids& ids) { return {result, ids}; }
 
-  ComponentModule module;
+  component::ComponentModule module;
 };
 
 TEST_F(EnumeratorTest, ReturnsItemsInOrderUntilTheEnd) {
@@ -60,7 +60,7 @@ TEST_F(EnumeratorTest, ChecksPointers) {
 }
 
 TEST_F(EnumeratorTest, RemNextFailsOnAListThatWasNeverFilled) {
-  const List list = CtrlEnum::Create(module).As<IKelEnumCtrlIdentity>();
+  const List list = component::CtrlEnum::Create(module).As<IKelEnumCtrlIdentity>();
   AvailableCtrlsListItem item = {};
   EXPECT_EQ(list->RemNext(1, &item, nullptr), E_FAIL);
   EXPECT_EQ(list->Sort(0), S_OK);

@@ -126,7 +126,8 @@ TEST(ProcessTest, CreationWithoutDescriptorsFailsAndTracesTheReason) {
     KelComPtr<IUnknown> object;
     const auto create = [&] {
       const DescriptorLimit limit(descriptors);
-      return CKelLanSeek::Create(nullptr, IID_IUnknown, object.PutVoid(), world.environment, world.module);
+      return component::CKelLanSeek::Create(nullptr, IID_IUnknown, object.PutVoid(), world.environment,
+                                            world.module);
     };
     const HRESULT result = create();
     const auto traced = [&world](const std::wstring& text) {

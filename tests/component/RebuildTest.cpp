@@ -83,13 +83,13 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
  private:
   FakeReverseLookup hostNames_;
   FakeProcessTable processes_;
-  const ComponentEnvironment changing_{{network, host_,
-                                        [this] {
-                                          looksBeforeWatch_ = host_.Looks();
-                                          return std::make_unique<Notices>(host_, watch_);
-                                        },
-                                        hostNames_, processes_, traces},
-                                       registry};
+  const component::ComponentEnvironment changing_{{network, host_,
+                                                   [this] {
+                                                     looksBeforeWatch_ = host_.Looks();
+                                                     return std::make_unique<Notices>(host_, watch_);
+                                                   },
+                                                   hostNames_, processes_, traces},
+                                                  registry};
 };
 
 TEST_F(RebuildTest, SurvivesDatagramsCallsAndTheLastRelease) {

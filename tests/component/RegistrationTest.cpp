@@ -11,6 +11,8 @@
 namespace kellanseek {
 namespace {
 
+using component::RegistrationScope;
+
 using test::FakeRegistryStore;
 
 const std::wstring kClassID = L"{2B474DCE-7759-49B8-B088-5A5DE5943E2F}";
@@ -22,8 +24,10 @@ class RegistrationTest : public testing::Test {
  protected:
   RegistrationTest() { store.values = kForeign; }
 
-  HRESULT Register() { return RegisterComponent(store, scope, L"/opt/lib/libKelLanSeek.so.1", why); }
-  HRESULT Unregister() { return UnregisterComponent(store, scope, why); }
+  HRESULT Register() {
+    return component::RegisterComponent(store, scope, L"/opt/lib/libKelLanSeek.so.1", why);
+  }
+  HRESULT Unregister() { return component::UnregisterComponent(store, scope, why); }
 
   const std::map<FakeRegistryStore::Name, std::wstring> kForeign = {
       {{L"HKEY_CLASSES_ROOT\\CLSID\\{00000000-0000-0000-0000-000000000001}", L""}, L"another class"},
@@ -96,7 +100,7 @@ TEST_F(RegistrationTest, ReportsWhatCouldNotBeWrittenOrRemoved) {
 
   store.readOnly = false;
   store.refused = L"/a path\nthat cannot be kept";
-  EXPECT_EQ(RegisterComponent(store, scope, store.refused, why), E_INVALIDARG);
+  EXPECT_EQ(component::RegisterComponent(store, scope, store.refused, why), E_INVALIDARG);
   EXPECT_EQ(store.values, registered) << "the existing registration stays intact";
 }
 

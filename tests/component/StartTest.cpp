@@ -105,7 +105,7 @@ TEST_F(StartTest, ThreadsSurviveExceptionsInTheirSteps) {
     ComponentHarness world;
     world.Configure("", "");
     world.network.Fail(test.thrower, 3, 1);
-    ComponentEnvironment environment = world.environment;
+    component::ComponentEnvironment environment = world.environment;
     environment.engine.watchAddressChanges = [&] {
       test.thrower();
       return nullptr;
@@ -138,8 +138,8 @@ TEST_F(StartTest, OmitsAStaticControllerIfMemoryIsExhausted) {
     KelComPtr<IUnknown> object;
     {
       const FailingAllocation failing(after);
-      const HRESULT result =
-          CKelLanSeek::Create(nullptr, IID_IUnknown, object.PutVoid(), world.environment, world.module);
+      const HRESULT result = component::CKelLanSeek::Create(nullptr, IID_IUnknown, object.PutVoid(),
+                                                            world.environment, world.module);
       if (!failing.Happened()) break;
       EXPECT_EQ(result, object ? S_OK : E_OUTOFMEMORY);
     }

@@ -8,17 +8,17 @@
 
 namespace kellanseek::test {
 
-inline CtrlInfo Controller(const std::wstring& address, const std::wstring& systemID = L"",
-                           std::uint32_t major = 6) {
-  CtrlInfo record;
+inline controllers::CtrlInfo Controller(const std::wstring& address, const std::wstring& systemID = L"",
+                                        std::uint32_t major = 6) {
+  controllers::CtrlInfo record;
   record.ctrlAddress = address;
   record.systemID = systemID;
   record.versionMajor = major;
   return record;
 }
 
-inline CKelLanSeekConfigSettings Settings(bool completeInfoMode) {
-  CKelLanSeekConfigSettings settings;
+inline config::CKelLanSeekConfigSettings Settings(bool completeInfoMode) {
+  config::CKelLanSeekConfigSettings settings;
   if (completeInfoMode) settings.DynamicDetectionEnabled = settings.NonLocalUpdatesEnabled = 0;
   return settings;
 }
@@ -30,12 +30,12 @@ struct Outcome {
   bool operator==(const Outcome&) const = default;
 };
 
-inline Outcome Accept(const std::vector<CtrlInfo>& listed, bool completeInfoMode) {
+inline Outcome Accept(const std::vector<controllers::CtrlInfo>& listed, bool completeInfoMode) {
   FakeDebugOutput traces;
   Outcome outcome;
   const auto accepted =
       config::AcceptStaticControllers(listed, Settings(completeInfoMode), {traces, L"KelLanSeekImpl"});
-  for (const CtrlInfo& each : accepted) outcome.addresses.push_back(each.ctrlAddress);
+  for (const controllers::CtrlInfo& each : accepted) outcome.addresses.push_back(each.ctrlAddress);
   outcome.messages = traces.Messages();
   return outcome;
 }

@@ -21,6 +21,8 @@
 namespace kellanseek::test {
 namespace {
 
+using config::CKelLanSeekConfigSettings;
+
 using configcheck::CheckConfiguration;
 using configcheck::ConfigReport;
 

@@ -35,7 +35,8 @@ class ConfigFiles {
 };
 
 /// Every numeric setting, in the order of the record.
-inline std::vector<std::pair<std::string, std::int32_t>> Numbers(const CKelLanSeekConfigSettings& settings) {
+inline std::vector<std::pair<std::string, std::int32_t>> Numbers(
+    const config::CKelLanSeekConfigSettings& settings) {
 #define FIELD(name) \
   { #name, settings.name }
   return {FIELD(DynamicDetectionEnabled), FIELD(RequestPort),     FIELD(ResponsePort),
@@ -48,14 +49,14 @@ inline std::vector<std::pair<std::string, std::int32_t>> Numbers(const CKelLanSe
 }
 
 /// Every setting that differs from its default, as "Name=value;", in the order of the record.
-inline std::string Differences(const CKelLanSeekConfigSettings& settings) {
+inline std::string Differences(const config::CKelLanSeekConfigSettings& settings) {
   const auto defaults = Numbers({});
   std::string text;
   for (const auto& number : Numbers(settings)) {
     const bool usual = std::find(defaults.begin(), defaults.end(), number) != defaults.end();
     if (!usual) text += number.first + "=" + std::to_string(number.second) + ";";
   }
-  for (const SubNetEntry& each : settings.SubNets) {
+  for (const config::SubNetEntry& each : settings.SubNets) {
     text += std::string(each.IPNumber.begin(), each.IPNumber.end()) + "/" +
             std::string(each.SubNetMask.begin(), each.SubNetMask.end()) + ";";
   }

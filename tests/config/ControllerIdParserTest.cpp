@@ -13,6 +13,8 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlInfo;
+
 using At = XmlFault::At;
 using Step = platform::XmlDocument::EncodingStep;
 using Messages = std::vector<std::wstring>;
@@ -27,7 +29,7 @@ const std::string kFull = ControllerIdentity(
 struct Parsed {
   explicit Parsed(const ConfigFiles& files, const XmlFault& fault = {}) {
     FakeDebugOutput traces;
-    CControllerIdParser parser(traces, FaultyDocuments(fault));
+    config::CControllerIdParser parser(traces, FaultyDocuments(fault));
     opened = parser.Init(files.StaticFile());
     saidOpening = traces.Messages();
     read = parser.GetInformation(list);
@@ -42,7 +44,7 @@ struct Parsed {
 
 std::string Versions(const CtrlInfo& record) {
   const auto text = [](std::uint32_t number) {
-    return number == kVersionUnknown ? "?" : std::to_string(number);
+    return number == controllers::kVersionUnknown ? "?" : std::to_string(number);
   };
   return text(record.versionMajor) + "." + text(record.versionMinor) + "." + text(record.versionRevision) +
          "." + text(record.kelAPICompatibilityRevision);

@@ -12,6 +12,9 @@
 namespace kellanseek::test {
 namespace {
 
+using config::CKelLanSeekConfigSettings;
+using config::CLanSeekConfigParser;
+
 using At = XmlFault::At;
 using Step = platform::XmlDocument::EncodingStep;
 using Messages = std::vector<std::wstring>;

@@ -14,6 +14,11 @@
 namespace kellanseek::test {
 namespace {
 
+using config::AllInterfaces;
+using config::CKelLanSeekConfigSettings;
+using config::ExcludeListed;
+using config::UseListed;
+
 constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
@@ -45,8 +50,8 @@ TEST(SettingsTest, ReturnsSafeValuesForAnyConfiguration) {
       EXPECT_TRUE(wild < 0 ? ticks == -1 : ticks >= settings.TicksPerSecond()) << wild;
     }
     for (const std::int32_t retries : {settings.RetryCount(), settings.NonLocalRetryCount()}) {
-      EXPECT_EQ(PollSchedule::OneMore(retries) - retries, wild < 0 ? 0 : 1) << wild;
-      EXPECT_EQ(PollSchedule::OneLess(retries) - retries, wild < 0 ? 0 : -1) << wild;
+      EXPECT_EQ(controllers::PollSchedule::OneMore(retries) - retries, wild < 0 ? 0 : 1) << wild;
+      EXPECT_EQ(controllers::PollSchedule::OneLess(retries) - retries, wild < 0 ? 0 : -1) << wild;
       EXPECT_EQ(retries < 0, wild < 0);
     }
     EXPECT_GE(settings.MaxRequestsPerTick(), 1U) << wild;
@@ -78,7 +83,7 @@ TEST(SettingsTest, SubNetsMatchByMaskAndMaskedAddress) {
       {L"255.255.255.255", L"255.255.255.0", "255.255.255.1", "255.255.255.0", false},
   };
   for (const Case& c : cases) {
-    const SubNetEntry entry{c.address, c.mask};
+    const config::SubNetEntry entry{c.address, c.mask};
     EXPECT_EQ(entry.Matches(Ip(c.interfaceAddress), Ip(c.interfaceMask)), c.matches)
         << c.interfaceAddress << "/" << c.interfaceMask;
   }

@@ -13,6 +13,8 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlInfo;
+
 /// Reference implementation: compares each controller with all accepted ones.
 Outcome AcceptByWalking(const std::vector<CtrlInfo>& listed, bool complete) {
   std::vector<CtrlInfo> table;
@@ -31,7 +33,7 @@ Outcome AcceptByWalking(const std::vector<CtrlInfo>& listed, bool complete) {
       reject(L"Lanseek configuration: Static controller has invalid IP-address " + address + L". Removed.");
     }
     if (complete && valid && each.systemID.empty()) reject(named + L" has invalid system ID. Removed");
-    if (complete && valid && each.versionMajor == kVersionUnknown)
+    if (complete && valid && each.versionMajor == controllers::kVersionUnknown)
       reject(named + L" has invalid version info. Removed");
     for (auto record = table.begin(); valid && record != table.end(); ++record) {
       if (platform::LocaleEqual(record->ctrlAddress, address)) {
@@ -53,7 +55,7 @@ RC_GTEST_PROP(StaticControllersProperty, IndexedChecksMatchAPlainWalk, (bool com
                      rc::gen::element<std::wstring>(L"", L"10.0.0.1", L"10.0.0.2", L"10.0.0.3", L"10.0.0.03",
                                                     L"x", L"255.255.255.255"),
                      rc::gen::element<std::wstring>(L"", L"A", L"a", L"B"),
-                     rc::gen::element<std::uint32_t>(6, kVersionUnknown)));
+                     rc::gen::element<std::uint32_t>(6, controllers::kVersionUnknown)));
   const std::vector<CtrlInfo> listed = *controllers;
   RC_ASSERT(Accept(listed, complete) == AcceptByWalking(listed, complete));
 }

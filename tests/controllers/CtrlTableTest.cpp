@@ -13,6 +13,9 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlInfo;
+using controllers::CtrlTable;
+
 using Ids = std::vector<std::uint32_t>;
 
 std::uint32_t Add(CtrlTable::Access& table, CtrlInfo record) {

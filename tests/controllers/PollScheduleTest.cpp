@@ -9,6 +9,8 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::PollSchedule;
+
 using Numbers = std::pair<std::int32_t, std::int32_t>;
 using State = PollSchedule::State;
 

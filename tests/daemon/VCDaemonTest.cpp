@@ -16,6 +16,9 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlInfo;
+using controllers::CtrlTable;
+
 using protocol::MessageType;
 using Sent = std::vector<std::string>;
 
@@ -75,7 +78,7 @@ class VCDaemonTest : public ::testing::Test {
     EXPECT_TRUE(daemon.QueueMessageForRemoteVC(static_cast<protocol::MessageType>(type), interfaceIndex, id));
   }
 
-  CKelLanSeekConfigSettings settings;
+  config::CKelLanSeekConfigSettings settings;
   FakeDebugOutput traces;
   FakeNetworkAddresses addresses;
   CtrlTable table;
@@ -109,7 +112,7 @@ TEST(Publication, DatagramsByteForByte) {
   record.systemName = L"Sys\u00e9";
   record.releasePath = L"/r";
   record.commPortNumber = 5515;
-  record.versionMinor = kVersionUnknown;
+  record.versionMinor = controllers::kVersionUnknown;
   EXPECT_EQ(daemon::BuildFullMessage(record, ""),
             "Lanseek;052;1;1:Cell7;2:id;3:Sys\xe9;3:Sys\xe9;4:12-34567;5:/r;7:6;f:2;10:5;b:5515;11:3;");
   EXPECT_EQ(daemon::BuildShortMessage(record, "m"), "Lanseek;029;2;4:12-34567;b:5515;9:m;11:3;");

@@ -16,6 +16,8 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlTable;
+
 using Outcome = platform::AddressChangeWatch::Outcome;
 using Texts = std::vector<std::wstring>;
 
@@ -85,7 +87,7 @@ class AddressWatchTest : public ::testing::Test, protected engine::InterfaceChan
   std::vector<long long> limits;
   int rebuilds = 0;
   void (*rebuildFailure)() = nullptr;
-  CKelLanSeekConfigSettings settings;
+  config::CKelLanSeekConfigSettings settings;
   FakeDebugOutput traces;
   FakeNetworkAddresses addresses;
   platform::Event stop{platform::Event::Kind::ManualReset};

@@ -9,6 +9,8 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlInfo;
+
 using engine::MsgSource;
 using Events = std::vector<ClientEvent>;
 
@@ -53,7 +55,7 @@ TEST_F(DispatcherTest, AControllerComesIsUpdatedAndLeaves) {
 }
 
 TEST_F(SmallTableTest, ForgedIdentitiesFillTheTableUpToALimit) {
-  EXPECT_EQ(kMaxDynamicRecords, 65536U);
+  EXPECT_EQ(controllers::kMaxDynamicRecords, 65536U);
   const auto appear = [this](std::size_t number, std::uint32_t type = 1) {
     const std::string text = std::to_string(number);
     Answer(type, "4:sys-" + text + ";9:mac-" + text + ";", "10.0.0." + text);

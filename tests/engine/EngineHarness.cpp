@@ -4,6 +4,9 @@
 
 namespace kellanseek::test {
 
+using controllers::CtrlInfo;
+using controllers::CtrlTable;
+
 std::string EngineHarness::Datagram(std::uint32_t type, std::string_view fields) {
   using protocol::MessageWriter;
   return MessageWriter(MessageWriter::LengthDigits::TwoOrThree, static_cast<protocol::MessageType>(type))

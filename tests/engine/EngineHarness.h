@@ -76,11 +76,13 @@ class RecordingDaemon : public daemon::RemoteVCPublisher {
     messages.push_back({static_cast<std::int32_t>(type), interfaceIndex, lanSeekID});
     return true;
   }
-  bool AddRemoteVC(const CtrlInfo& record) override {
+  bool AddRemoteVC(const controllers::CtrlInfo& record) override {
     added.push_back(record.lanSeekID);
     return addSucceeds;
   }
-  void RefreshAfterReInit(CtrlTable::Access&, const network::InterfaceTable&) override { ++refreshes; }
+  void RefreshAfterReInit(controllers::CtrlTable::Access&, const network::InterfaceTable&) override {
+    ++refreshes;
+  }
 
   std::vector<Message> messages;
   std::vector<std::uint32_t> added;
@@ -102,7 +104,8 @@ class NoPause : public engine::SendPacer {
 /// The engine's logic without threads, clocks and sockets, on two interfaces: 192.168.1.5/24 and 10.0.0.5/24.
 class EngineHarness {
  public:
-  explicit EngineHarness(std::size_t maxDynamicRecords = kMaxDynamicRecords) : table(maxDynamicRecords) {
+  explicit EngineHarness(std::size_t maxDynamicRecords = controllers::kMaxDynamicRecords)
+      : table(maxDynamicRecords) {
     addresses.AddInterface(1, {0x00, 0x1a, 0x2b, 0x3c, 0x4d, 0x5e});
     addresses.AddInterface(2, {0x02, 0x00, 0x00, 0x4f, 0x8e, 0x35});
     addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
@@ -112,11 +115,11 @@ class EngineHarness {
 
   void RebuildInterfaces() {
     interfaces = host.SetupLanseekInterfaces();
-    CtrlTable::Access access(table);
+    controllers::CtrlTable::Access access(table);
     logic.UseInterfaces(access, interfaces);
   }
   std::int32_t RefreshCountdown(std::size_t position) {
-    CtrlTable::Access access(table);
+    controllers::CtrlTable::Access access(table);
     return logic.interfaces.CountersOf(access, position).refreshCountdown;
   }
 
@@ -131,7 +134,7 @@ class EngineHarness {
     Receive(Datagram(type, fields), source, engine::MsgSource::FromResponseSocket, position);
   }
   void NonLocalAnswer(std::uint32_t type, std::string_view fields, std::string_view source) {
-    Receive(Datagram(type, fields), source, engine::MsgSource::FromNonLocalSocket, kNone);
+    Receive(Datagram(type, fields), source, engine::MsgSource::FromNonLocalSocket, controllers::kNoInterface);
   }
   void Forward(std::uint32_t type, std::string_view fields);
 
@@ -141,13 +144,14 @@ class EngineHarness {
   }
 
   /// Adds a record as the configuration or a client would, with its timer where it has one; gives its id.
-  std::uint32_t Add(CtrlInfo record, std::int32_t ticks = kNone, std::int32_t requests = kNone);
+  std::uint32_t Add(controllers::CtrlInfo record, std::int32_t ticks = controllers::kNone,
+                    std::int32_t requests = controllers::kNone);
   /// A copy of a record; one with id 0 when there is none.
-  CtrlInfo Get(std::uint32_t lanSeekID);
-  std::vector<CtrlInfo> All();
+  controllers::CtrlInfo Get(std::uint32_t lanSeekID);
+  std::vector<controllers::CtrlInfo> All();
 
-  CtrlTable table;
-  CKelLanSeekConfigSettings settings;
+  controllers::CtrlTable table;
+  config::CKelLanSeekConfigSettings settings;
   FakeDebugOutput traces;
   FakeNetworkAddresses addresses;
   FakeProcessTable processes;

@@ -14,6 +14,8 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlInfo;
+
 using engine::MsgSource;
 
 // Few of each, so that records meet.
@@ -47,7 +49,7 @@ class CountedObject : public IUnknown {
 class History {
  public:
   explicit History(std::uint32_t seed) : random_(seed) {
-    CKelLanSeekConfigSettings& settings = engine_.settings;
+    config::CKelLanSeekConfigSettings& settings = engine_.settings;
     settings.RefreshInterval = Upto(4) + 1;
     settings.RefreshTimeout = Upto(3) + 1;
     settings.Retries = Upto(3) + 1;
@@ -161,7 +163,8 @@ class History {
       fields += std::string(tag) + ":" + std::string(value.begin(), value.end()) + ";";
     };
     const auto number = [&](const char* tag, std::uint32_t value) {
-      if (value != kVersionUnknown) fields += std::string(tag) + ":" + std::to_string(value) + ";";
+      if (value != controllers::kVersionUnknown)
+        fields += std::string(tag) + ":" + std::to_string(value) + ";";
     };
     text("1", said.ctrlName);
     text("2", said.ctrlID);
@@ -232,7 +235,7 @@ class History {
     std::uint32_t want = 0;
     HRESULT result = S_OK;
     {
-      CtrlTable::Access table(engine_.table);
+      controllers::CtrlTable::Access table(engine_.table);
       result = engine_.lifecycle.AddRemoteController(table, Wide(address), got);
     }
     EXPECT_EQ(result, plain_.AddRemote(Wide(address), want));
@@ -245,7 +248,7 @@ class History {
     story += "\nrefresh " + std::to_string(id);
     HRESULT result = S_OK;
     {
-      CtrlTable::Access table(engine_.table);
+      controllers::CtrlTable::Access table(engine_.table);
       result = engine_.refresh.RefreshForID(table, id);
     }
     EXPECT_EQ(result, plain_.RefreshForID(id));
@@ -309,7 +312,7 @@ class History {
     ASSERT_EQ(records.size(), plain_.records.size());
     ULONG objects = static_cast<ULONG>(plain_.objectsLost);
     for (std::size_t i = 0; i < records.size(); ++i) {
-      const PollSchedule& schedule = records[i].Schedule();
+      const controllers::PollSchedule& schedule = records[i].Schedule();
       const PlainRecord& plain = plain_.records[i];
       EXPECT_EQ(Text(records[i], schedule.TicksLeft(), schedule.RequestsLeft()),
                 Text(plain, plain.ticksToNextAction, plain.retriesLeft));

@@ -14,6 +14,9 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlInfo;
+using controllers::CtrlTable;
+
 using Events = std::vector<ClientEvent>;
 
 /// A virtual controller's own object.
@@ -71,12 +74,12 @@ TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   }
 
   settings.SubNets = {{L"10.0.0.77", L"255.255.255.0"}, {L"172.16.0.0", L"255.255.255.0"}};
-  settings.InterfaceMode = UseListed;
+  settings.InterfaceMode = config::UseListed;
   EXPECT_EQ(texts(), L"10.0.0.5 ");
-  settings.InterfaceMode = ExcludeListed;
+  settings.InterfaceMode = config::ExcludeListed;
   EXPECT_EQ(texts(), L"192.168.1.5 172.16.0.1 ");
   settings.SubNets.clear();
-  settings.InterfaceMode = UseListed;
+  settings.InterfaceMode = config::UseListed;
   EXPECT_EQ(texts(), L"");
 }
 

@@ -14,9 +14,9 @@
 namespace kellanseek::test {
 
 /// A record with its two numbers of the schedule in the open.
-struct PlainRecord : CtrlInfo {
+struct PlainRecord : controllers::CtrlInfo {
   PlainRecord() = default;
-  PlainRecord(CtrlInfo info) : CtrlInfo(std::move(info)) {}
+  PlainRecord(controllers::CtrlInfo info) : controllers::CtrlInfo(std::move(info)) {}
 
   std::int32_t ticksToNextAction = -1;
   std::int32_t retriesLeft = -1;
@@ -45,7 +45,7 @@ class PlainEngine {
     std::wstring from;    ///< Empty for a message without a socket.
   };
 
-  explicit PlainEngine(const CKelLanSeekConfigSettings& settings) : settings_(settings) {}
+  explicit PlainEngine(const config::CKelLanSeekConfigSettings& settings) : settings_(settings) {}
 
   void SetInterfaces(std::vector<Interface> table);
   void Handle(const Message& message, const Origin& origin);
@@ -112,7 +112,7 @@ class PlainEngine {
                      " " + std::string(datagram));
   }
 
-  const CKelLanSeekConfigSettings& settings_;
+  const config::CKelLanSeekConfigSettings& settings_;
   std::vector<std::pair<std::uint32_t, std::wstring>> namesWanted_;
 };
 

@@ -11,6 +11,8 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlInfo;
+
 using Events = std::vector<ClientEvent>;
 using Sent = std::vector<std::string>;
 
@@ -51,7 +53,7 @@ TEST_F(RefreshCycleTest, ASilentControllerIsAskedThreeTimesAfterAStartAndThenLos
 }
 
 TEST(NegativeSettingsTest, DisableTimersAndRetryForever) {
-  using Settings = CKelLanSeekConfigSettings;
+  using Settings = config::CKelLanSeekConfigSettings;
   const std::string refresh = "broadcast 1 Lanseek;0d;7;";
   const std::string dynamic = "broadcast 0 Lanseek;1c;6;a:192.168.1.20;";
   const std::string there = "to 10.9.9.2 Lanseek;0d;5;";
@@ -186,7 +188,7 @@ TEST_F(RefreshCycleTest, RemovedControllersAreNotAskedWhenSendingResumes) {
   for (int i = 0; i < 200; ++i) {
     std::uint32_t id = 0;
     {
-      CtrlTable::Access access(table);
+      controllers::CtrlTable::Access access(table);
       ASSERT_EQ(lifecycle.AddRemoteController(access, L"10.0.0.20", id), S_OK);
     }
     Tick();
@@ -209,7 +211,7 @@ TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedInBursts) {
 
   std::uint32_t added = 0;
   {
-    CtrlTable::Access access(table);
+    controllers::CtrlTable::Access access(table);
     ASSERT_EQ(lifecycle.AddRemoteController(access, L"10.0.0.240", added), S_OK);
   }
   const std::string toAdded = "to 10.0.0.240 Lanseek;0d;5;";

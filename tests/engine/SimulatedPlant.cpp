@@ -8,6 +8,8 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlTable;
+
 constexpr const char* kMask = "255.255.255.0";
 
 SimulatedHost& PluggedIn(SimulatedNetwork& network, std::string_view address) {
@@ -87,7 +89,7 @@ std::string SimulatedWorkstation::Story(const std::string& address) const {
 SimulatedController::SimulatedController(SimulatedNetwork& network, std::string_view address)
     : host_(PluggedIn(network, address)), address_(address), name_("Cell " + address_) {
   platform::SocketError error = 0;
-  const CKelLanSeekConfigSettings settings;
+  const config::CKelLanSeekConfigSettings settings;
   socket_ = host_.CreateSocket(error);
   socket_->SetBroadcast();
   socket_->Bind(platform::ParseIpv4(address), platform::ParseIpv4(kMask),
@@ -98,7 +100,7 @@ SimulatedController::SimulatedController(SimulatedNetwork& network, std::string_
 
 void SimulatedController::Say(protocol::MessageType type) {
   using protocol::MessageWriter;
-  const CKelLanSeekConfigSettings settings;
+  const config::CKelLanSeekConfigSettings settings;
   const std::string datagram = MessageWriter(MessageWriter::LengthDigits::Three, type)
                                    .Text(protocol::kTagCtrlName, name_)
                                    .Text(protocol::kTagSystemID, "{" + address_ + "}")

@@ -45,8 +45,8 @@ class SimulatedWorkstation {
   void Receive();
   void Note();
 
-  CtrlTable table_;
-  CKelLanSeekConfigSettings settings_;
+  controllers::CtrlTable table_;
+  config::CKelLanSeekConfigSettings settings_;
   FakeDebugOutput traces_;
   FakeProcessTable processes_;
   FakeReverseLookup lookup_;

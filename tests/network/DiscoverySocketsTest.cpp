@@ -94,7 +94,7 @@ class DiscoverySocketsTest : public ::testing::Test {
     return texts;
   }
 
-  CKelLanSeekConfigSettings settings;
+  config::CKelLanSeekConfigSettings settings;
   FakeDebugOutput traces;
   FakeNetworkAddresses addresses;
   ScriptedNetwork network;

@@ -12,6 +12,8 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::CtrlDescription;
+
 using protocol::MessageType;
 using Outcome = protocol::ParseResult::Outcome;
 
@@ -40,7 +42,7 @@ class MessageReaderTest : public ::testing::Test {
   }
 
   protocol::Message message;
-  const Identity& identity = message.identity;
+  const controllers::Identity& identity = message.identity;
 };
 
 TEST_F(MessageReaderTest, TakesTheWholeIdentity) {
@@ -101,7 +103,8 @@ TEST_F(MessageReaderTest, SkipsMalformedFieldsAndKeepsTheOthers) {
       WithFields("1:;2: ;zz:x;:y;3;4x:no;0:a;6:b;d:c;12:e;ffffffffff:f;100000001:g; 5: /p;1:Line 2 cell;"
                  "0x9:mac;7:junk;8: 12abc;f:-1;b:99999999999;")));
   EXPECT_EQ(Texts(), (std::vector<std::wstring>{L"Line 2 cell", L"", L"", L"", L" /p", L"mac"}));
-  EXPECT_EQ(Numbers(), (std::vector<std::uint32_t>{0, 12, 0xFFFFFFFF, kVersionUnknown, 0x7FFFFFFF}));
+  EXPECT_EQ(Numbers(),
+            (std::vector<std::uint32_t>{0, 12, 0xFFFFFFFF, controllers::kVersionUnknown, 0x7FFFFFFF}));
 }
 
 TEST_F(MessageReaderTest, TakesValuesWholeAndTheLastOfATagTwice) {

@@ -59,7 +59,7 @@ class SingleThreadedApartment : public testing::Test {
     }).join();
   }
 
-  ComponentModule module_;
+  component::ComponentModule module_;
 };
 
 TEST_F(SingleThreadedApartment, ReturnsTheComponentsData) {

@@ -8,12 +8,12 @@
 
 /// The built component, loaded by its path (environment variable KELLANSEEK_TEST_MODULE) during the object's
 /// lifetime.
-class ComponentModule {
+class component::ComponentModule {
  public:
-  ComponentModule();
+  component::ComponentModule();
   ~ComponentModule();
-  ComponentModule(const ComponentModule&) = delete;
-  ComponentModule& operator=(const ComponentModule&) = delete;
+  component::ComponentModule(const component::ComponentModule&) = delete;
+  component::ComponentModule& operator=(const component::ComponentModule&) = delete;
 
   bool Loaded() const { return module_ != nullptr; }
   HMODULE Handle() const { return module_; }

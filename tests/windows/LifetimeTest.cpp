@@ -97,7 +97,7 @@ class Lifetime : public testing::Test {
     }
   }
 
-  ComponentModule module_;
+  component::ComponentModule module_;
 };
 
 TEST_F(Lifetime, AThousandObjectsLeakNothing) {

@@ -63,7 +63,7 @@ class Registration : public testing::Test {
     return result;
   }
 
-  ComponentModule module_;
+  component::ComponentModule module_;
 };
 
 TEST_F(Registration, WritesExactlyTheClassKeys) {

@@ -25,7 +25,7 @@ class Resources : public testing::Test {
     return found ? static_cast<const wchar_t*>(value) : L"";
   }
 
-  ComponentModule module_;
+  component::ComponentModule module_;
 };
 
 TEST_F(Resources, ProjectNameIsString100) {

@@ -96,7 +96,7 @@ class TypeLibrary : public testing::Test {
   }
   void TearDown() override { module_.Unregister(); }
 
-  ComponentModule module_;
+  component::ComponentModule module_;
   std::map<std::wstring, Described> types_;
 };
 

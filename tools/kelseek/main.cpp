@@ -17,7 +17,7 @@
 #include "platform/Signals.h"
 #include "platform/Terminal.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 void AddCommands(CLI::App& app, Session& session) {
@@ -76,17 +76,17 @@ int Run(std::vector<std::string> arguments) {
 }
 
 }  // namespace
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek
 
 int main(int argc, char** argv) {
   using namespace kellanseek;
   try {
-    return tools::Run(platform::ArgumentsInUtf8(argc, argv));
-  } catch (const tools::CommandError& error) {
+    return kelseek::Run(platform::ArgumentsInUtf8(argc, argv));
+  } catch (const kelseek::CommandError& error) {
     std::cerr << "kelseek: " << error.what() << '\n';
     return error.Code();
   } catch (const std::exception& error) {
-    std::cerr << "kelseek: " << tools::Printable(std::string_view(error.what())) << '\n';
-    return tools::kComponentFailed;
+    std::cerr << "kelseek: " << kelseek::Printable(std::string_view(error.what())) << '\n';
+    return kelseek::kComponentFailed;
   }
 }

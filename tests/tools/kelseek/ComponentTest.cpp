@@ -11,7 +11,7 @@
 #include "platform/Process.h"
 #include "tests/component/FakeVC.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 using testing::AllOf;
@@ -91,4 +91,4 @@ TEST(ComponentOfATool, FindsControllersByNameOnlyIfItIsUnique) {
 }
 
 }  // namespace
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 Controller Cell(const std::string& name, KelCtrlAvailability availability = CtrlAvailable) {
@@ -66,4 +66,4 @@ TEST_F(EventHistoryTest, EventOfAControllerThatIsGoneAlreadyTellsWhatItWas) {
 }
 
 }  // namespace
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

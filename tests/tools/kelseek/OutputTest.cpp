@@ -11,7 +11,7 @@
 #include "output/EventText.h"
 #include "output/Listing.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 using testing::EndsWith;
@@ -145,4 +145,4 @@ TEST(Output, FormatsTimesAsDates) {
 }
 
 }  // namespace
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 using namespace std::string_literals;
@@ -38,4 +38,4 @@ TEST(Text, WidthMatchesATerminal) {
 }
 
 }  // namespace
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

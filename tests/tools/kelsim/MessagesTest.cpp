@@ -20,7 +20,7 @@ struct Taken {
       : accepted(protocol::ParseMessage(datagram, datagram.size(), message).outcome ==
                  protocol::ParseResult::Outcome::Accepted) {}
   protocol::Message message;
-  const Identity& pattern = message.identity;
+  const controllers::Identity& pattern = message.identity;
   bool accepted;
 };
 
@@ -31,7 +31,7 @@ TEST(Messages, TheComponentUnderstandsAnIdentity) {
   const Taken taken(BuildDatagram(controller, MessageType::CtrlInfoMsg));
   ASSERT_TRUE(taken.accepted);
   EXPECT_EQ(taken.message.type, protocol::MessageType::CtrlInfoMsg);
-  const Identity& p = taken.pattern;
+  const controllers::Identity& p = taken.pattern;
   EXPECT_EQ((std::vector{p.ctrlName, p.ctrlID, p.systemName, p.systemID, p.releasePath, p.macAddress}),
             (std::vector<std::wstring>{L"Zelle Süd", L"ctrl-4660", L"Line466", L"{7A1C-4660}",
                                        L"/hd0a/Line466", L"02-7a-00-00-12-34"}));

@@ -8,7 +8,7 @@
 #include "platform/Module.h"
 #include "platform/Terminal.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 using platform::KindOfPath;
@@ -88,4 +88,4 @@ void Component::Check(HRESULT result, const std::string& attempted) const {
   throw CommandError(kComponentFailed, attempted + reason + " (" + CodeText(result) + ")");
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

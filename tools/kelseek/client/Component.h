@@ -6,7 +6,7 @@
 
 #include "client/Session.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// The path of the component's module: the value of --module or of the environment variable
 /// KELLANSEEK_MODULE, else the component's file beside the program or in its library directory. Empty if
@@ -38,4 +38,4 @@ class Component {
   KelComPtr<IKelCtrlIdentity3> identity_;
 };
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -7,7 +7,7 @@
 
 #include "client/Text.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 using TextGetter = HRESULT (STDMETHODCALLTYPE IKelCtrlIdentity::*)(ULONG, BSTR*);
@@ -236,4 +236,4 @@ std::string JsonText(const Controller& controller, int indent) {
   return JsonText(ToJson(controller), indent);
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -9,7 +9,7 @@
 
 #include "client/Component.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// A controller's properties at one moment. Texts are UTF-8 as received; pass them through Printable() before
 /// printing.
@@ -81,4 +81,4 @@ nlohmann::ordered_json ToJson(const Controller& controller);
 std::string JsonText(const nlohmann::ordered_json& json, int indent = -1);
 std::string JsonText(const Controller& controller, int indent = -1);
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

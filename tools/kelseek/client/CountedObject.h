@@ -4,7 +4,7 @@
 
 #include <kellanseek/KelLanSeek.h>
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// Implements IUnknown for an object with one interface that the component calls. Starts with one reference
 /// and deletes itself with the last.
@@ -37,4 +37,4 @@ class CountedObject : public Interface {
   std::atomic<ULONG> references_{1};
 };
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 std::optional<Event> EventHistory::Listed(const Controller& controller) {
   if (!known_.emplace(controller.id, controller).second) return std::nullopt;
@@ -35,4 +35,4 @@ std::optional<Event> EventHistory::Changed(ULONG id, KelCtrlAvailability availab
   return event;
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -7,7 +7,7 @@
 
 #include "client/Listener.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// Converts the component's notifications to events with the previous state. Reports each controller as new
 /// only once. Not thread-safe.
@@ -27,4 +27,4 @@ class EventHistory {
       announced_;  ///< Told as new before the component could; its own event may still come.
 };
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -8,7 +8,7 @@
 #include "platform/Clock.h"
 #include "platform/Mutex.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// A reference-counted object of its own, because the component may call it briefly after Unsubscribe.
 class Listener::Sink final : public CountedObject<IKelObjectEvents> {
@@ -85,4 +85,4 @@ Listener::~Listener() {
   sink_->Close();
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

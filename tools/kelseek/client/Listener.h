@@ -8,7 +8,7 @@
 #include "client/Component.h"
 #include "client/Controller.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// A change of a controller.
 struct Event {
@@ -40,4 +40,4 @@ class Listener {
   ULONG cookie_ = 0;
 };
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -6,7 +6,7 @@
 
 #include "platform/Event.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 enum ExitCode : int {
   kFound = 0,            ///< Success. A search has found something.
@@ -34,4 +34,4 @@ struct Session {
   std::function<int()> run;                 ///< The chosen command. Returns the exit code.
 };
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

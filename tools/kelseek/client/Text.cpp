@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 struct Range {
@@ -61,4 +61,4 @@ std::string CodeText(HRESULT result) {
   return text.data();
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -8,7 +8,7 @@
 
 #include "text/Utf8.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 using text::FromUtf8;
 using text::ToUtf8;
@@ -24,4 +24,4 @@ std::size_t Width(std::string_view utf8);
 /// An HRESULT in hexadecimal, such as "0x80004005".
 std::string CodeText(HRESULT result);
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

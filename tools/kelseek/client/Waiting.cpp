@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdio>
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 TimeSpan::TimeSpan(Session& session, double seconds)
     : session_(session),
@@ -29,4 +29,4 @@ std::string Count(std::size_t number, const std::string& what) {
   return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -5,7 +5,7 @@
 
 #include "client/Session.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// A span of time that starts at construction. Waits end early if the user stops the program.
 class TimeSpan {
@@ -42,4 +42,4 @@ std::string SecondsText(double seconds);
 /// "1 controller", "2 controllers".
 std::string Count(std::size_t number, const std::string& what);
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

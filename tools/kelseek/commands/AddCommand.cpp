@@ -7,7 +7,7 @@
 #include "output/Listing.h"
 #include "output/Output.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 struct AddOptions : SearchOptions {
@@ -57,4 +57,4 @@ void AddAddCommand(CLI::App& app, Session& session) {
       [&session](const AddOptions& options) { return Add(session, options); });
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

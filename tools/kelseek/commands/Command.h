@@ -6,7 +6,7 @@
 
 #include "client/Session.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// Adds a subcommand. `bind(command, options)` adds its arguments; `run(options)` is called after parsing and
 /// returns the exit code. `options` lives as long as the command.
@@ -45,4 +45,4 @@ inline void BindSearchOptions(CLI::App& command, SearchOptions& options, const s
   command.add_flag("--json", options.json, "Print JSON");
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -17,7 +17,7 @@
 #include "platform/NetworkAddresses.h"
 #include "platform/RegistryStore.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 constexpr int kUnreadable = 2;
@@ -133,4 +133,4 @@ void AddConfigCommands(CLI::App& app, Session& session) {
       [](const InitOptions& options) { return Init(options); });
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -6,9 +6,9 @@ namespace CLI {
 class App;
 }
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// `check-config` and `init-config`, for the two files of a configuration directory.
 void AddConfigCommands(CLI::App& app, Session& session);
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

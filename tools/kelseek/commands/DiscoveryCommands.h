@@ -6,7 +6,7 @@ namespace CLI {
 class App;
 }
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// list: the controllers known after a time.
 void AddListCommand(CLI::App& app, Session& session);
@@ -19,4 +19,4 @@ void AddAddCommand(CLI::App& app, Session& session);
 /// refresh: requests answers from known controllers.
 void AddRefreshCommand(CLI::App& app, Session& session);
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -5,7 +5,7 @@
 #include "output/Listing.h"
 #include "output/Output.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 int List(Session& session, const SearchOptions& options) {
@@ -30,4 +30,4 @@ void AddListCommand(CLI::App& app, Session& session) {
       [&session](const SearchOptions& options) { return List(session, options); });
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

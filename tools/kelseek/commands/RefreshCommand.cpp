@@ -11,7 +11,7 @@
 #include "output/Listing.h"
 #include "output/Output.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 struct RefreshOptions : SearchOptions {
@@ -89,4 +89,4 @@ void AddRefreshCommand(CLI::App& app, Session& session) {
       [&session](const RefreshOptions& options) { return Refresh(session, options); });
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -16,7 +16,7 @@
 #include "platform/Module.h"
 #include "platform/RegistryStore.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 struct NoOptions {};
@@ -103,4 +103,4 @@ void AddRegisterCommands(CLI::App& app, Session& session) {
                         [&session](const NoOptions&) { return Unregister(session); });
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

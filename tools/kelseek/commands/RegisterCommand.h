@@ -6,9 +6,9 @@ namespace CLI {
 class App;
 }
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// `register` and `unregister`, for the component's class.
 void AddRegisterCommands(CLI::App& app, Session& session);
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

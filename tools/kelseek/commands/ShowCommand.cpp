@@ -7,7 +7,7 @@
 #include "output/Listing.h"
 #include "output/Output.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 struct ShowOptions : SearchOptions {
@@ -44,4 +44,4 @@ void AddShowCommand(CLI::App& app, Session& session) {
       [&session](const ShowOptions& options) { return Show(session, options); });
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -11,7 +11,7 @@
 #include "output/Output.h"
 #include "platform/Process.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 /// The virtual controller's object. Its interface has no methods and merely identifies it.
@@ -138,4 +138,4 @@ void AddVcCommands(CLI::App& app, Session& session) {
       });
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -8,7 +8,7 @@ namespace CLI {
 class App;
 }
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// The properties of a virtual controller.
 struct VirtualController {
@@ -27,4 +27,4 @@ std::wstring IdentityMessage(const VirtualController& controller);
 /// `vc run`: a virtual controller for the lifetime of the program.
 void AddVcCommands(CLI::App& app, Session& session);
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -8,7 +8,7 @@
 #include "output/EventText.h"
 #include "output/Output.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 struct WatchOptions {
@@ -58,4 +58,4 @@ void AddWatchCommand(CLI::App& app, Session& session) {
       [&session](const WatchOptions& options) { return Watch(session, options); });
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

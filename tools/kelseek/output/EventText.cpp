@@ -9,7 +9,7 @@
 #include "output/Output.h"
 #include "text/Ascii.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 constexpr std::size_t kTimeColumns = 14;
@@ -97,4 +97,4 @@ std::string JsonText(const Event& event) {
   return JsonText(json);
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -4,7 +4,7 @@
 
 #include "client/Listener.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// A time such as "2031-01-30T23:59:59.999".
 std::string TimeText(const FILETIME& time);
@@ -19,4 +19,4 @@ std::string EventLine(const Event& event, bool colours);
 /// and, if known, "reason".
 std::string JsonText(const Event& event);
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -8,7 +8,7 @@
 #include "client/Waiting.h"
 #include "output/Output.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 std::string ListingText(const std::vector<Controller>& controllers, double seconds, bool colours) {
   const std::string listened = "; listened for " + SecondsText(seconds) + ".\n";
@@ -46,4 +46,4 @@ std::string DetailText(const Controller& controller, bool colours) {
   return text;
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

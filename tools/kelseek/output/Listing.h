@@ -5,7 +5,7 @@
 
 #include "client/Controller.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 /// A list of controllers, as a table and as JSON, with the time spent collecting it.
 std::string ListingText(const std::vector<Controller>& controllers, double seconds, bool colours);
@@ -14,4 +14,4 @@ std::string ListingJson(const std::vector<Controller>& controllers, double secon
 /// All properties of a controller, for the user.
 std::string DetailText(const Controller& controller, bool colours);
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

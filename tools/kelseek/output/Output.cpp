@@ -11,7 +11,7 @@
 #include "client/Text.h"
 #include "text/Ascii.h"
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 namespace {
 
 /// The errno of the last failed write on any thread; 0 if none.
@@ -67,4 +67,4 @@ std::string Table::Text(bool colours) const {
   return text;
 }
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kellanseek::tools {
+namespace kellanseek::kelseek {
 
 enum class Colour { Plain, Bold, Faint, Red, Green, Yellow, Magenta, Cyan };
 
@@ -40,4 +40,4 @@ class Table {
   std::vector<Row> rows_;
 };
 
-}  // namespace kellanseek::tools
+}  // namespace kellanseek::kelseek
