@@ -10,7 +10,7 @@
 #include "events/EventItemsDB.h"
 #include "protocol/MessageReader.h"
 #include "protocol/MessageWriter.h"
-#include "tests/engine/EngineHarness.h"
+#include "tests/support/EngineHarness.h"
 
 namespace kellanseek::bench {
 namespace {

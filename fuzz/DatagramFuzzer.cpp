@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "tests/engine/EngineHarness.h"
+#include "tests/support/EngineHarness.h"
 
 using namespace kellanseek;
 

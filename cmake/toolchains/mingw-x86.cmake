@@ -1,6 +1,6 @@
 set(MINGW_PROCESSOR i686)
 set(KELLANSEEK_WINE /usr/lib/wine/wine)
 if(NOT EXISTS ${KELLANSEEK_WINE})
-  set(KELLANSEEK_WINE ${CMAKE_CURRENT_LIST_DIR}/../../scripts/wine32)
+  set(KELLANSEEK_WINE ${CMAKE_CURRENT_LIST_DIR}/../../scripts/win32/wine32)
 endif()
 include(${CMAKE_CURRENT_LIST_DIR}/mingw.cmake)

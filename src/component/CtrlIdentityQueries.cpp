@@ -94,7 +94,7 @@ HRESULT CKelLanSeek::ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlIn
 STDMETHODIMP CKelLanSeek::GetCtrlType(ULONG lanSeekID, KelCtrlType* pType) {
   const HRESULT result = GetCtrlType3(lanSeekID, pType);
   if (FAILED(result)) {
-    return Guarded([&] { return diagnostics::PassError(*this, result, kKelLanSeekUnit); });
+    return Guarded([&] { return diagnostics::PassError(*this, result, diagnostics::kComponentUnit); });
   }
   if (*pType == RemoteVC) *pType = static_cast<KelCtrlType>(settings_.FakeRemoteVCAs);
   return result;

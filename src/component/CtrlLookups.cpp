@@ -84,7 +84,7 @@ STDMETHODIMP CKelLanSeek::GetUnpublishedVCFromSystemID(BSTR sysid, ULONG* lanSee
 STDMETHODIMP CKelLanSeek::GetCtrlFromURL(BSTR url, ULONG* lanSeekID) {
   return Guarded([&]() -> HRESULT {
     const HRESULT result = FindByURL(ViewOf(url), lanSeekID);
-    return FAILED(result) ? diagnostics::PassError(*this, result, kKelLanSeekUnit) : result;
+    return FAILED(result) ? diagnostics::PassError(*this, result, diagnostics::kComponentUnit) : result;
   });
 }
 

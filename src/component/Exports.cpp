@@ -15,6 +15,7 @@
 namespace {
 
 using namespace kellanseek;
+using namespace kellanseek::component;
 
 /// The module's only count. A global, because the exported functions receive no context.
 constinit ComponentModule theModule;
@@ -25,7 +26,7 @@ ComponentEnvironment SystemComponentEnvironment() {
 
 void TraceFailure(const std::wstring& why) {
   if (!why.empty())
-    diagnostics::Tracer(platform::ProcessDebugOutput(), kKelLanSeekUnit).LongError(L"%s", why);
+    diagnostics::Tracer(platform::ProcessDebugOutput(), diagnostics::kComponentUnit).LongError(L"%s", why);
 }
 
 /// Runs the body of an exported function and converts exceptions to failure codes.

@@ -35,7 +35,7 @@ HRESULT CKelLanSeek::Create(IUnknown* outer, REFIID iid, void** object,
     result = E_OUTOFMEMORY;
   } catch (const std::exception& error) {
     // For instance if the system has no event left for the object.
-    diagnostics::Tracer(environment.engine.debugOutput, kKelLanSeekUnit)
+    diagnostics::Tracer(environment.engine.debugOutput, diagnostics::kComponentUnit)
         .LongError(L"CKelLanSeek::Create. Failed: %s", error.what());
     result = E_UNEXPECTED;
   } catch (...) {
@@ -51,7 +51,7 @@ CKelLanSeek::CKelLanSeek(IUnknown* outer, const ComponentEnvironment& environmen
       process_(platform::CurrentProcessId()),
       controlling_(outer != nullptr ? outer : &inner_),
       registry_(environment.registry),
-      trace_(environment.engine.debugOutput, kKelLanSeekUnit),
+      trace_(environment.engine.debugOutput, diagnostics::kComponentUnit),
       engine_(table_, events_, settings_, *this, environment.engine),
       worker_(events_, environment.engine.debugOutput) {}
 

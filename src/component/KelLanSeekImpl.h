@@ -17,15 +17,13 @@
 #include "controllers/CtrlTable.h"
 #include "diagnostics/KelObjectBase.h"
 #include "diagnostics/Trace.h"
+#include "diagnostics/UnitNames.h"
 #include "engine/AddressWatch.h"
 #include "engine/ControllerSeek.h"
 #include "events/EventItemsDB.h"
 #include "events/EventItemsWorker.h"
 
 namespace kellanseek::component {
-
-/// The source unit in the component object's error texts and traces.
-inline constexpr const wchar_t* kKelLanSeekUnit = L"KelLanSeekImpl";
 
 /// The component object. Owns the controller table, the engine, the subscriptions and the settings, and
 /// answers client calls; see kellanseek/KelLanSeek.h for the methods. No exception leaves a method, and no
@@ -152,7 +150,7 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
 
   /// Stores a failure with its message and the caller's line. Returns `result`.
   HRESULT Fail(HRESULT result, diagnostics::ErrorMessage message) {
-    return diagnostics::ReportError(*this, result, kKelLanSeekUnit, message);
+    return diagnostics::ReportError(*this, result, diagnostics::kComponentUnit, message);
   }
 
   /// The common form of all queries. Calls `read` with the controller's record, under the table lock, or

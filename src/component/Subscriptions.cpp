@@ -32,7 +32,7 @@ STDMETHODIMP CKelLanSeek::Subscribe(KelEventParams* pRep, ULONG* cookie) {
     }
     // The cookie is returned even if the subscription fails; only the error text reports the failure.
     if (FAILED(events_.AddSubscriber(pRep->subscriptionType, std::move(sink), pRep->userDef, cookie))) {
-      TakeErrorFrom(events_, kKelLanSeekUnit);
+      TakeErrorFrom(events_, diagnostics::kComponentUnit);
     }
     return S_OK;
   });
@@ -42,7 +42,7 @@ STDMETHODIMP CKelLanSeek::Unsubscribe(ULONG dw) {
   return Guarded([&]() -> HRESULT {
     // Releasing the sink may destroy this object, so nothing of it may be used after a success.
     const HRESULT result = events_.RemoveSubscriber(dw);
-    if (FAILED(result)) TakeErrorFrom(events_, kKelLanSeekUnit);
+    if (FAILED(result)) TakeErrorFrom(events_, diagnostics::kComponentUnit);
     return result;
   });
 }

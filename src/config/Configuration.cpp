@@ -5,7 +5,7 @@
 #include "config/ControllerIdParser.h"
 #include "config/LanSeekConfigParser.h"
 #include "config/StaticControllers.h"
-#include "platform/FilePath.h"
+#include "platform/Files.h"
 
 namespace kellanseek::config {
 namespace {

@@ -8,13 +8,13 @@
 
 #include "config/ElementReader.h"
 #include "config/IdentityElements.h"
+#include "diagnostics/UnitNames.h"
 
 namespace kellanseek::config {
 namespace {
 
 using controllers::CtrlInfo;
 
-constexpr const wchar_t* kUnit = L"staticinfo";
 constexpr const wchar_t* kLookupFailed =
     L"LanSeek. CControllerIdParser::GetInformation. raw_selectSingleNode ";
 constexpr const wchar_t* kHostNameLookupFailed =
@@ -43,7 +43,7 @@ void SettleVersions(CtrlInfo& record, HRESULT compatibilityRead) {
 }  // namespace
 
 CControllerIdParser::CControllerIdParser(platform::DebugOutput& output, config::XmlDocumentFactory create)
-    : create_(std::move(create)), trace_(output, kUnit) {}
+    : create_(std::move(create)), trace_(output, diagnostics::kStaticInfoUnit) {}
 
 HRESULT CControllerIdParser::Init(const std::wstring& path) {
   return file_.Open(path, create_, kRejections, trace_);

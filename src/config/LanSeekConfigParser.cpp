@@ -7,12 +7,12 @@
 
 #include "config/CommunicationElements.h"
 #include "config/ElementReader.h"
+#include "diagnostics/UnitNames.h"
 #include "text/Number.h"
 
 namespace kellanseek::config {
 namespace {
 
-constexpr const wchar_t* kUnit = L"KelLanSeekConfig";
 constexpr const wchar_t* kRoot = L"KelLanSeekConfigurations";
 constexpr const wchar_t* kLookupFailed = L"CLanSeekConfigParser::GetInformation. raw_selectSingleNode ";
 constexpr const wchar_t* kTextFailed = L"CLanSeekConfigParser::GetInformation. get_text ";
@@ -30,7 +30,7 @@ using Node = std::unique_ptr<platform::XmlNode>;
 }  // namespace
 
 CLanSeekConfigParser::CLanSeekConfigParser(platform::DebugOutput& output, config::XmlDocumentFactory create)
-    : create_(std::move(create)), trace_(output, kUnit) {}
+    : create_(std::move(create)), trace_(output, diagnostics::kScanConfigurationUnit) {}
 
 HRESULT CLanSeekConfigParser::Init(const std::wstring& path) {
   return file_.Open(path, create_, kRejections, trace_);

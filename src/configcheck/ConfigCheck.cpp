@@ -4,7 +4,7 @@
 #include "configcheck/Remarks.h"
 #include "configcheck/ScanFileCheck.h"
 #include "configcheck/StaticFileCheck.h"
-#include "platform/FilePath.h"
+#include "platform/Files.h"
 
 namespace kellanseek::configcheck {
 

@@ -5,7 +5,7 @@
 #include "config/CommunicationElements.h"
 #include "config/Configuration.h"
 #include "platform/CodePage.h"
-#include "platform/FilePath.h"
+#include "platform/Files.h"
 
 namespace kellanseek::configcheck {
 namespace {

@@ -11,7 +11,7 @@
 #include "config/LanSeekConfigParser.h"
 #include "configcheck/Remarks.h"
 #include "diagnostics/NoDebugOutput.h"
-#include "platform/FilePath.h"
+#include "platform/Files.h"
 #include "platform/Ipv4.h"
 #include "text/Number.h"
 

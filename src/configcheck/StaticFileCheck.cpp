@@ -9,7 +9,7 @@
 #include "config/StaticControllers.h"
 #include "configcheck/Remarks.h"
 #include "diagnostics/NoDebugOutput.h"
-#include "platform/FilePath.h"
+#include "platform/Files.h"
 #include "platform/Ipv4.h"
 #include "text/Number.h"
 

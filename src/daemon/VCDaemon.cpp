@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "daemon/Publication.h"
+#include "diagnostics/UnitNames.h"
 #include "platform/Clock.h"
 #include "platform/Thread.h"
 #include "protocol/Message.h"
@@ -15,8 +16,6 @@ namespace kellanseek::daemon {
 namespace {
 
 using protocol::MessageType;
-
-constexpr const wchar_t* kUnit = L"rVCDaemon";
 
 constexpr std::uint32_t kMinDelay = 200;      ///< Shortest delay of an answer, in milliseconds.
 constexpr std::uint32_t kDelaySpread = 3000;  ///< Range of the random addition to it.
@@ -41,7 +40,9 @@ std::int32_t ElapsedBetween(std::uint32_t last, std::uint32_t now) {
 }
 
 CrVCDaemon::CrVCDaemon(RandomSource random, platform::DebugOutput& debugOutput)
-    : random_(std::move(random)), trace_(debugOutput, kUnit), failed_(trace_, L"KelDaemon") {}
+    : random_(std::move(random)),
+      trace_(debugOutput, diagnostics::kDaemonUnit),
+      failed_(trace_, L"KelDaemon") {}
 
 void CrVCDaemon::RemoteVCDaemonLoop(network::AnswerSender& sender, platform::Event& socketsReady,
                                     platform::Event& stop) {

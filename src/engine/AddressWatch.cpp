@@ -4,12 +4,11 @@
 #include <utility>
 #include <vector>
 
+#include "diagnostics/UnitNames.h"
 #include "platform/Thread.h"
 
 namespace kellanseek::engine {
 namespace {
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 /// Interval of comparisons without a notice.
 constexpr std::chrono::milliseconds kCheckInterval{120000};
@@ -32,7 +31,7 @@ AddressWatch::AddressWatch(const network::HostInterfaces& host, controllers::Ctr
       makeWatch_(std::move(makeWatch)),
       stopWatch_(stopWatch),
       rebuildWanted_(rebuildWanted),
-      trace_(debugOutput, kUnit),
+      trace_(debugOutput, diagnostics::kDynamicInfoUnit),
       failed_(trace_, L"KelAddrWatch") {}
 
 void AddressWatch::Begin() {

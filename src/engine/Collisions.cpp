@@ -1,5 +1,6 @@
 #include "engine/Collisions.h"
 
+#include "diagnostics/UnitNames.h"
 #include "platform/CodePage.h"
 
 namespace kellanseek::engine {
@@ -10,12 +11,10 @@ using controllers::Identity;
 
 using protocol::MessageType;
 
-constexpr const wchar_t* kUnit = L"dynamicinfo";
-
 }  // namespace
 
 Collisions::Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput)
-    : lifecycle_(lifecycle), trace_(debugOutput, kUnit) {}
+    : lifecycle_(lifecycle), trace_(debugOutput, diagnostics::kDynamicInfoUnit) {}
 
 bool Collisions::HasRequiredFields(const Identity& heard) const {
   if (heard.ctrlAddress.empty()) {

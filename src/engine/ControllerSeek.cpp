@@ -5,14 +5,13 @@
 #include <utility>
 
 #include "diagnostics/StartThread.h"
+#include "diagnostics/UnitNames.h"
 #include "platform/CodePage.h"
 
 namespace kellanseek::engine {
 namespace {
 
 using controllers::CtrlTable;
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 daemon::RandomSource RandomNumbers() {
   return [generator = std::minstd_rand(std::random_device()())]() mutable {
@@ -27,7 +26,7 @@ CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
                                  InterfaceChangeListener& owner, const EngineEnvironment& environment)
     : table_(table),
       settings_(settings),
-      trace_(environment.debugOutput, kUnit),
+      trace_(environment.debugOutput, diagnostics::kDynamicInfoUnit),
       udp_(environment.network),
       polling_(settings),
       host_(environment.addresses, settings, environment.debugOutput),

@@ -1,13 +1,12 @@
 #include "engine/CtrlLifecycle.h"
 
+#include "diagnostics/UnitNames.h"
 #include "protocol/Message.h"
 
 namespace kellanseek::engine {
 namespace {
 
 using controllers::CtrlTable;
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 }  // namespace
 
@@ -18,7 +17,7 @@ CtrlLifecycle::CtrlLifecycle(const network::AddressPolling& polling, events::Eve
       events_(events),
       hostNames_(hostNames),
       daemon_(daemon),
-      trace_(debugOutput, kUnit) {}
+      trace_(debugOutput, diagnostics::kDynamicInfoUnit) {}
 
 void CtrlLifecycle::TellDaemonOfRemoval(const controllers::CtrlInfo& record, LanSeekEventReason reason) {
   using protocol::MessageType;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "diagnostics/UnitNames.h"
 #include "platform/CodePage.h"
 #include "protocol/Fields.h"
 #include "protocol/MessageReader.h"
@@ -16,8 +17,6 @@ using controllers::CtrlTable;
 using controllers::PollSchedule;
 
 using protocol::MessageType;
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 constexpr std::int32_t kSecondsBetweenRefusalTraces = 60;
 
@@ -39,7 +38,7 @@ Dispatcher::Dispatcher(const Parts& parts)
       hostNames_(parts.hostNames),
       events_(parts.events),
       daemon_(parts.daemon),
-      trace_(parts.debugOutput, kUnit) {}
+      trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit) {}
 
 bool Dispatcher::Read(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
                       const MessageOrigin& origin, protocol::Message& message) const {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "controllers/TextKeys.h"
+#include "diagnostics/UnitNames.h"
 #include "platform/CodePage.h"
 #include "platform/Thread.h"
 
@@ -12,8 +13,6 @@ namespace kellanseek::engine {
 namespace {
 
 using controllers::CtrlTable;
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 /// Names are compared up to this length in bytes.
 constexpr std::size_t kMaxComparedName = 100;
@@ -33,7 +32,7 @@ HostNames::HostNames(CtrlTable& table, events::EventQueue& events, platform::Rev
       events_(events),
       lookup_(lookup),
       stopEngine_(stopEngine),
-      failed_(diagnostics::Tracer(debugOutput, kUnit), L"KelHostNames") {}
+      failed_(diagnostics::Tracer(debugOutput, diagnostics::kDynamicInfoUnit), L"KelHostNames") {}
 
 void HostNames::QueueHostNameLookup(std::uint32_t lanSeekID, platform::Ipv4 address) {
   Queue one{{lanSeekID, address}};

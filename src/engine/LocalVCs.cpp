@@ -2,14 +2,13 @@
 
 #include <string>
 
+#include "diagnostics/UnitNames.h"
 #include "platform/GuardedCall.h"
 
 namespace kellanseek::engine {
 namespace {
 
 using controllers::CtrlTable;
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 bool OffersVCObject(const VCInterface* vci) {
   return vci != nullptr && vci->pVC != nullptr && vci->vc_riid != nullptr &&
@@ -25,7 +24,7 @@ LocalVCs::LocalVCs(CtrlTable& table, const config::CKelLanSeekConfigSettings& se
       settings_(settings),
       lifecycle_(lifecycle),
       processes_(processes),
-      trace_(debugOutput, kUnit) {}
+      trace_(debugOutput, diagnostics::kDynamicInfoUnit) {}
 
 HRESULT LocalVCs::RegisterVC(std::wstring_view systemPath, std::wstring_view systemID,
                              std::uint32_t processID, RemoteVCPublication remotePublication,

@@ -5,11 +5,10 @@
 #include <vector>
 
 #include "diagnostics/StartThread.h"
+#include "diagnostics/UnitNames.h"
 
 namespace kellanseek::engine {
 namespace {
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 constexpr std::chrono::milliseconds kSendPause{2};
 constexpr std::chrono::milliseconds kAfterFailure{100};
@@ -27,7 +26,7 @@ bool NetworkRun::Pacer::Pause() {
 
 NetworkRun::NetworkRun(const Parts& parts, NotStarted)
     : parts_(parts),
-      trace_(parts.debugOutput, kUnit),
+      trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit),
       usable_(PresentInterfaces(parts)),
       wanted_(usable_.size()),
       sockets_(parts.udp, parts.settings, parts.polling, parts.debugOutput) {}

@@ -5,14 +5,13 @@
 #include <memory>
 #include <optional>
 
+#include "diagnostics/UnitNames.h"
 #include "platform/Ipv4.h"
 #include "platform/Thread.h"
 #include "protocol/Message.h"
 
 namespace kellanseek::engine {
 namespace {
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
 
 constexpr std::chrono::milliseconds kReceiveTimeout{1000};
 constexpr std::chrono::milliseconds kAfterFailure{100};
@@ -46,7 +45,7 @@ Receiver::Receiver(const Parts& parts)
       dispatcher_(parts.dispatcher),
       engineLock_(parts.engineLock),
       rebuildWanted_(parts.rebuildWanted),
-      trace_(parts.debugOutput, kUnit),
+      trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit),
       failed_(trace_, L"KelReceiver") {}
 
 void Receiver::ReceiverThread(const network::DiscoverySockets& sockets, platform::Event& socketsReady,

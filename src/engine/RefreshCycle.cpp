@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "diagnostics/UnitNames.h"
 #include "platform/CodePage.h"
 #include "protocol/MessageWriter.h"
 
@@ -15,8 +16,6 @@ using controllers::PollSchedule;
 
 using protocol::MessageType;
 
-constexpr const wchar_t* kUnit = L"dynamicinfo";
-
 }  // namespace
 
 RefreshCycle::RefreshCycle(const Parts& parts)
@@ -27,7 +26,7 @@ RefreshCycle::RefreshCycle(const Parts& parts)
       daemon_(parts.daemon),
       lifecycle_(parts.lifecycle),
       processes_(parts.processes),
-      trace_(parts.debugOutput, kUnit),
+      trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit),
       fullRequest_(protocol::BuildRequest(MessageType::FullRequestMsg)),
       refreshRequest_(protocol::BuildRequest(MessageType::RefreshRequestMsg)) {}
 

@@ -3,10 +3,10 @@
 #include <new>
 #include <utility>
 
+#include "diagnostics/UnitNames.h"
+
 namespace kellanseek::events {
 namespace {
-
-constexpr const wchar_t* kUnit = L"EventItemsDB";
 
 std::shared_ptr<Subscriber> MakeSubscriber(std::uint32_t subscriptionType, KelComPtr<IKelObjectEvents>& sink,
                                            std::uint32_t userDef) {
@@ -44,7 +44,7 @@ HRESULT CEventItemsDB::AddSubscriber(std::uint32_t subscriptionType, KelComPtr<I
     inserted = false;
   }
   if (inserted) return S_OK;
-  return diagnostics::ReportError(*this, E_FAIL, kUnit,
+  return diagnostics::ReportError(*this, E_FAIL, diagnostics::kEventListUnit,
                                   L"CEventItemsDB::AddSubscriber. Failed to insert subscriber into list.");
 }
 
@@ -58,7 +58,7 @@ HRESULT CEventItemsDB::RemoveSubscriber(std::uint32_t cookie) {
     }
   }
   if (removed != nullptr) return S_OK;
-  return diagnostics::ReportError(*this, E_FAIL, kUnit, L"Subscriber not found");
+  return diagnostics::ReportError(*this, E_FAIL, diagnostics::kEventListUnit, L"Subscriber not found");
 }
 
 bool CEventItemsDB::QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,

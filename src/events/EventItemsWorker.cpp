@@ -7,6 +7,7 @@
 
 #include "diagnostics/StartThread.h"
 #include "diagnostics/StepTrace.h"
+#include "diagnostics/UnitNames.h"
 #include "events/EventData.h"
 #include "platform/Clock.h"
 #include "platform/Event.h"
@@ -14,8 +15,6 @@
 
 namespace kellanseek::events {
 namespace {
-
-constexpr const wchar_t* kUnit = L"EventItemsWorker";
 
 /// Set in the failure codes of remote calls and of system errors, which mean that the sink has gone away.
 constexpr std::uint32_t kSinkGoneBit = 0x00010000U;
@@ -67,7 +66,7 @@ struct CEventItemsWorker::Run {
 };
 
 CEventItemsWorker::CEventItemsWorker(CEventItemsDB& database, platform::DebugOutput& debugOutput)
-    : database_(database), trace_(debugOutput, kUnit) {}
+    : database_(database), trace_(debugOutput, diagnostics::kEventWorkerUnit) {}
 
 CEventItemsWorker::~CEventItemsWorker() { Stop(); }
 

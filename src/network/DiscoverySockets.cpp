@@ -2,17 +2,13 @@
 
 #include <utility>
 
+#include "diagnostics/UnitNames.h"
+
 namespace kellanseek::network {
-namespace {
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
-
-}  // namespace
-
 DiscoverySockets::DiscoverySockets(platform::UdpNetwork& udp,
                                    const config::CKelLanSeekConfigSettings& settings, AddressPolling& polling,
                                    platform::DebugOutput& debugOutput)
-    : udp_(udp), settings_(settings), polling_(polling), trace_(debugOutput, kUnit) {}
+    : udp_(udp), settings_(settings), polling_(polling), trace_(debugOutput, diagnostics::kDynamicInfoUnit) {}
 
 std::unique_ptr<platform::UdpSocket> DiscoverySockets::CreateSocket(const Binding& binding,
                                                                     std::uint16_t port) const {

@@ -6,18 +6,13 @@
 #include <utility>
 
 #include "config/HostNetworks.h"
+#include "diagnostics/UnitNames.h"
 
 namespace kellanseek::network {
-namespace {
-
-constexpr const wchar_t* kUnit = L"dynamicinfo";
-
-}  // namespace
-
 HostInterfaces::HostInterfaces(platform::NetworkAddresses& addresses,
                                const config::CKelLanSeekConfigSettings& settings,
                                platform::DebugOutput& debugOutput)
-    : addresses_(addresses), settings_(settings), trace_(debugOutput, kUnit) {}
+    : addresses_(addresses), settings_(settings), trace_(debugOutput, diagnostics::kDynamicInfoUnit) {}
 
 template <typename Visit>
 void HostInterfaces::ForEachUsable(Visit visit) const {

@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "EngineHarness.h"
+#include "tests/support/EngineHarness.h"
 
 namespace kellanseek::test {
 namespace {

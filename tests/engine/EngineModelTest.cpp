@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "EngineHarness.h"
 #include "PlainEngine.h"
+#include "tests/support/EngineHarness.h"
 
 namespace kellanseek::test {
 namespace {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "EngineHarness.h"
+#include "tests/support/EngineHarness.h"
 #include "tests/support/FailingAllocation.h"
 
 namespace kellanseek::test {

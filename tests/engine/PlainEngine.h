@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "EngineHarness.h"
 #include "controllers/CtrlInfo.h"
+#include "tests/support/EngineHarness.h"
 
 namespace kellanseek::test {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "EngineHarness.h"
+#include "tests/support/EngineHarness.h"
 
 namespace kellanseek::test {
 namespace {

@@ -9,10 +9,10 @@
 #include <utility>
 #include <vector>
 
-#include "EngineHarness.h"
 #include "engine/Receiver.h"
 #include "network/DiscoverySockets.h"
 #include "platform/UdpSocket.h"
+#include "tests/support/EngineHarness.h"
 #include "tests/support/SimulatedNetwork.h"
 
 namespace kellanseek::test {

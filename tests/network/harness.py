@@ -21,7 +21,7 @@ import time
 import unittest
 from xml.sax.saxutils import escape
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools" / "netlab"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "netlab"))
 
 import netlab  # noqa: E402
 import wire  # noqa: E402

@@ -12,7 +12,7 @@ import sys
 import tempfile
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "netlab"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "netlab"))
 
 import netlab  # noqa: E402
 from screen import Screen  # noqa: E402

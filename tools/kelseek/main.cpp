@@ -14,6 +14,7 @@
 #include "commands/RegisterCommand.h"
 #include "commands/VcCommand.h"
 #include "output/Output.h"
+#include "platform/Environment.h"
 #include "platform/Signals.h"
 #include "platform/Terminal.h"
 

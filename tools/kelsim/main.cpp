@@ -5,6 +5,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "platform/Environment.h"
 #include "platform/NetworkAddresses.h"
 #include "platform/Signals.h"
 #include "platform/Terminal.h"

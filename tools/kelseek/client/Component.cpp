@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "client/Text.h"
-#include "platform/FilePath.h"
+#include "platform/Environment.h"
+#include "platform/Files.h"
 #include "platform/Module.h"
-#include "platform/Terminal.h"
 
 namespace kellanseek::kelseek {
 namespace {

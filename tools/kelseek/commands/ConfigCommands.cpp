@@ -13,7 +13,7 @@
 #include "config/HostNetworks.h"
 #include "configcheck/ConfigCheck.h"
 #include "configcheck/DefaultConfiguration.h"
-#include "platform/FilePath.h"
+#include "platform/Files.h"
 #include "platform/NetworkAddresses.h"
 #include "platform/RegistryStore.h"
 

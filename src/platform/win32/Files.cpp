@@ -1,4 +1,4 @@
-#include "platform/FilePath.h"
+#include "platform/Files.h"
 
 #include "platform/win32/System.h"
 

@@ -1,4 +1,4 @@
-#include "EngineHarness.h"
+#include "tests/support/EngineHarness.h"
 
 #include "protocol/MessageWriter.h"
 
