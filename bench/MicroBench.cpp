@@ -74,7 +74,7 @@ class KnownPlant {
     next_ += datagram.size() + source.size() + 2;
     if (next_ == arena_.size()) next_ = 0;
     engine.dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(source),
-                                    {engine::MsgSource::FromResponseSocket, 0, engine.interfaces[0].address},
+                                    {engine::MsgSource::FromResponseSocket, 0, engine.interfaces[0].address, 0},
                                     message);
   }
   test::EngineHarness engine;

@@ -64,6 +64,7 @@ KEL_DECLARE_INTERFACE(IKelBase, "26A204EF-F464-4335-A8F0-571ED54EC764");
 KEL_DECLARE_INTERFACE(IKelVCLanSeek, "CCC9AE59-B4CD-41DD-8515-F23F74D7F87D");
 KEL_DECLARE_INTERFACE(IKelVCLanSeek2, "72219F4C-9C71-4439-B1FC-19F0DF72025A");
 KEL_DECLARE_INTERFACE(IKelLanSeekConfig, "0DCFDA8B-286D-4FF4-80E9-DBD409888DE5");
+KEL_DECLARE_INTERFACE(IKelLanSeekDiagnostics, "6E0B1C52-9C8F-4D0B-9B52-8C5D1E0B7A41");
 KEL_DECLARE_INTERFACE(IKelEnumCtrlIdentity, "590B17DF-1938-43C9-8C07-80F7E67A281B");
 
 /// The lanSeekID was issued, but its controller no longer exists.
@@ -401,4 +402,15 @@ struct IKelLanSeekConfig : IUnknown {
   /// is 0, or the component cleared it because it got no socket for unicast, the result is still S_OK, but
   /// the controller is never asked.
   virtual HRESULT STDMETHODCALLTYPE AddRemoteController(BSTR ip, ULONG* lanSeekID) = 0;
+};
+
+/// What the object knows about itself and its surroundings. Read-only and cheap.
+struct IKelLanSeekDiagnostics : IUnknown {
+  /// A JSON document that states the settings in force, the network interfaces and why each is used or left
+  /// out, the threads, counters, and the history of every controller. Its members are those of
+  /// docs/diagnostics.md; later versions only add to them. E_POINTER; E_OUTOFMEMORY.
+  virtual HRESULT STDMETHODCALLTYPE GetReport(BSTR* pReport) = 0;
+  /// How often every interface, and every controller asked by address, has been asked and its time to answer
+  /// has passed. From 1 on, the list is complete. E_POINTER.
+  virtual HRESULT STDMETHODCALLTYPE GetSweeps(ULONG* pSweeps) = 0;
 };

@@ -18,10 +18,17 @@ constexpr InterfaceEntry Offers() {
 
 /// All interfaces of the object. The first is also its IUnknown.
 constexpr std::array kInterfaces = {
-    Offers<IKelCtrlIdentity>(),  Offers<IKelLanSeek>(),  Offers<IKelLanSeekSubscribe>(),
-    Offers<IKelVCLanSeek>(),     Offers<IKelBase>(),     Offers<IKelLanSeekConfig>(),
-    Offers<IKelCtrlIdentity2>(), Offers<IKelLanSeek2>(), Offers<IKelVCLanSeek2>(),
+    Offers<IKelCtrlIdentity>(),
+    Offers<IKelLanSeek>(),
+    Offers<IKelLanSeekSubscribe>(),
+    Offers<IKelVCLanSeek>(),
+    Offers<IKelBase>(),
+    Offers<IKelLanSeekConfig>(),
+    Offers<IKelCtrlIdentity2>(),
+    Offers<IKelLanSeek2>(),
+    Offers<IKelVCLanSeek2>(),
     Offers<IKelCtrlIdentity3>(),
+    Offers<IKelLanSeekDiagnostics>(),
 };
 
 }  // namespace

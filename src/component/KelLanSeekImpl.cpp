@@ -51,9 +51,10 @@ CKelLanSeek::CKelLanSeek(IUnknown* outer, const ComponentEnvironment& environmen
       process_(platform::CurrentProcessId()),
       controlling_(outer != nullptr ? outer : &inner_),
       registry_(environment.registry),
+      addresses_(environment.engine.addresses),
       trace_(environment.engine.debugOutput, diagnostics::kComponentUnit),
-      engine_(table_, events_, settings_, *this, environment.engine),
-      worker_(events_, environment.engine.debugOutput) {}
+      engine_(table_, events_, settings_, *this, journal_, environment.engine),
+      worker_(events_, journal_, environment.engine.debugOutput) {}
 
 void CKelLanSeek::FinalConstruct() {
   Configure();
@@ -68,7 +69,7 @@ void CKelLanSeek::Configure() {
     trace_.LongError(L"CKelLanSeek::FinalConstruct. Could not read the registry key ConfigDir.");
     return;
   }
-  AddStaticControllers(config::LoadConfiguration(directory, settings_, trace_));
+  AddStaticControllers(config::LoadConfiguration(directory, settings_, trace_, &files_));
 }
 
 void CKelLanSeek::AddStaticControllers(std::vector<controllers::CtrlInfo> controllers) {
@@ -109,7 +110,7 @@ void CKelLanSeek::DestroyElsewhere() noexcept {
       FinalRelease();
       delete this;
     };
-    if (diagnostics::StartThread(ending, "KelRelease", end, trace_)) ending.Detach();
+    if (diagnostics::StartThread(ending, "KelRelease", end, {trace_, journal_})) ending.Detach();
   } catch (const std::bad_alloc&) {
     // As without a thread: the object is not destroyed, so the module stays loaded.
   }

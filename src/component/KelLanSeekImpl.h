@@ -13,8 +13,10 @@
 #include "component/ComponentEnvironment.h"
 #include "component/ComponentModule.h"
 #include "component/KelBase.h"
+#include "config/LoadedFiles.h"
 #include "config/Settings.h"
 #include "controllers/CtrlTable.h"
+#include "diagnostics/Journal.h"
 #include "diagnostics/KelObjectBase.h"
 #include "diagnostics/Trace.h"
 #include "diagnostics/UnitNames.h"
@@ -33,6 +35,7 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
                           public IKelLanSeekSubscribe,
                           public IKelVCLanSeek2,
                           public IKelLanSeekConfig,
+                          public IKelLanSeekDiagnostics,
                           public diagnostics::CKelObjectBase,
                           public CKelBase,
                           private engine::InterfaceChangeListener {
@@ -93,6 +96,9 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   STDMETHODIMP PreUnRegister(BSTR systemID) override;
 
   STDMETHODIMP AddRemoteController(BSTR ip, ULONG* lanSeekID) override;
+
+  STDMETHODIMP GetReport(BSTR* pReport) override;
+  STDMETHODIMP GetSweeps(ULONG* pSweeps) override;
 
  private:
   /// The IUnknown that an aggregating object holds. It counts this object's own references and returns its
@@ -191,9 +197,12 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   IUnknown* const controlling_;
 
   platform::RegistryStore& registry_;
+  platform::NetworkAddresses& addresses_;
+  diagnostics::Journal journal_;
   const diagnostics::Tracer trace_;
   controllers::CtrlTable table_;
   config::CKelLanSeekConfigSettings settings_;
+  config::LoadedFiles files_;  ///< Written during the creation only.
   events::CEventItemsDB events_;
   engine::CControllerSeek engine_;
   events::CEventItemsWorker worker_;

@@ -18,6 +18,31 @@ std::wstring InDirectory(const std::wstring& directory, const wchar_t* name) {
   return directory + std::wstring(platform::PathSeparator()) + name;
 }
 
+/// Passes messages on and keeps the first, for the report of a file.
+class FirstMessage final : public platform::DebugOutput {
+ public:
+  explicit FirstMessage(platform::DebugOutput& next) : next_(next) {}
+
+  // Always, because the report wants the text even if nobody reads the traces.
+  bool Enabled() const override { return true; }
+  void Write(std::wstring_view text) override {
+    if (first_.empty()) first_ = text;
+    if (next_.Enabled()) next_.Write(text);
+  }
+
+  void Describe(HRESULT result, LoadedFile& file) const {
+    const bool absent = platform::KindOfPath(file.path) == platform::PathKind::Nothing;
+    file.outcome = SUCCEEDED(result) ? LoadedFile::Outcome::Read
+                   : absent          ? LoadedFile::Outcome::Absent
+                                     : LoadedFile::Outcome::Refused;
+    file.reason = first_;
+  }
+
+ private:
+  platform::DebugOutput& next_;
+  std::wstring first_;
+};
+
 }  // namespace
 
 HRESULT ConfiguredDirectory(platform::RegistryStore& registry, std::wstring& directory) {
@@ -39,16 +64,29 @@ std::wstring StaticControllerFile(const std::wstring& directory) {
 
 std::vector<controllers::CtrlInfo> LoadConfiguration(const std::wstring& directory,
                                                      CKelLanSeekConfigSettings& settings,
-                                                     const diagnostics::Tracer& trace) {
-  CLanSeekConfigParser settingsParser(trace.Output());
-  if (SUCCEEDED(settingsParser.Init(ScanConfigurationFile(directory))))
-    settingsParser.GetInformation(settings);
+                                                     const diagnostics::Tracer& trace, LoadedFiles* outcome) {
+  LoadedFiles unwanted;
+  LoadedFiles& files = outcome != nullptr ? *outcome : unwanted;
+  files.directory = directory;
+  files.settings.path = ScanConfigurationFile(directory);
+  FirstMessage settingsMessage(trace.Output());
+  CLanSeekConfigParser settingsParser(settingsMessage);
+  HRESULT result = settingsParser.Init(files.settings.path);
+  if (SUCCEEDED(result)) result = settingsParser.GetInformation(settings);
+  settingsMessage.Describe(result, files.settings);
 
-  CControllerIdParser controllerParser(trace.Output());
+  files.controllers.path = StaticControllerFile(directory);
+  FirstMessage controllersMessage(trace.Output());
+  CControllerIdParser controllerParser(controllersMessage);
   std::vector<controllers::CtrlInfo> listed;
-  if (FAILED(controllerParser.Init(StaticControllerFile(directory)))) return {};
-  if (FAILED(controllerParser.GetInformation(listed))) return {};
-  return AcceptStaticControllers(std::move(listed), settings, trace);
+  result = controllerParser.Init(files.controllers.path);
+  if (SUCCEEDED(result)) result = controllerParser.GetInformation(listed);
+  controllersMessage.Describe(result, files.controllers);
+  if (FAILED(result)) return {};
+  files.controllersListed = listed.size();
+  auto accepted = AcceptStaticControllers(std::move(listed), settings, trace);
+  files.controllersAccepted = accepted.size();
+  return accepted;
 }
 
 }  // namespace kellanseek::config

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "config/LoadedFiles.h"
 #include "config/Settings.h"
 #include "controllers/CtrlInfo.h"
 #include "diagnostics/Trace.h"
@@ -23,9 +24,11 @@ std::wstring StaticControllerFile(const std::wstring& directory);
 
 /// Reads both files. Fills `settings` and returns the static controllers to start with, in file order and
 /// without a lanSeekID. A missing or rejected file is no error: the settings keep their values, or the list
-/// is empty. Rejected controllers are traced through `trace`, the parsers' failures on its output.
+/// is empty. Rejected controllers are traced through `trace`, the parsers' failures on its output. `files`,
+/// unless null, receives what became of the files.
 std::vector<controllers::CtrlInfo> LoadConfiguration(const std::wstring& directory,
                                                      CKelLanSeekConfigSettings& settings,
-                                                     const diagnostics::Tracer& trace);
+                                                     const diagnostics::Tracer& trace,
+                                                     LoadedFiles* files = nullptr);
 
 }  // namespace kellanseek::config

@@ -2,13 +2,14 @@
 
 namespace kellanseek::config {
 
-bool Usable(const platform::AddressRow& row, const platform::InterfaceRow& interfaceRow) {
-  if (interfaceRow.adminStatus != platform::kInterfaceUp) return false;
-  if (interfaceRow.type == platform::kLoopbackInterface) return false;
+Fitness FitnessOf(const platform::AddressRow& row, const platform::InterfaceRow& interfaceRow) {
+  if (interfaceRow.adminStatus != platform::kInterfaceUp) return Fitness::InterfaceDown;
+  if (interfaceRow.type == platform::kLoopbackInterface) return Fitness::Loopback;
   // Addresses are in network byte order, so on a little-endian host the constant is 1.0.0.127, not 127.0.0.1.
   // The loopback interface is excluded by its type.
   constexpr platform::Ipv4 kExcluded = 0x7F000001;
-  return row.address != 0 && row.address != platform::kNoAddress && row.address != kExcluded;
+  const bool stated = row.address != 0 && row.address != platform::kNoAddress && row.address != kExcluded;
+  return stated ? Fitness::Usable : Fitness::NoAddress;
 }
 
 std::vector<platform::AddressRow> UsableNetworks(platform::NetworkAddresses& addresses) {

@@ -20,6 +20,14 @@ struct HeardOn {
   std::int32_t heardOnInterface = kNoInterface;  ///< The interface's index in the interface table.
 };
 
+/// When a controller was heard, in monotonic milliseconds, and how often it failed to answer. For the report
+/// only: no decision depends on it.
+struct History {
+  std::uint64_t firstHeard = 0;  ///< 0 for never.
+  std::uint64_t lastHeard = 0;
+  std::uint32_t unanswered = 0;  ///< Requests that had to be repeated, or were the last before a loss.
+};
+
 /// The process and the object of a virtual controller of this host.
 struct VirtualProcess {
   std::uint32_t vcProcessID = 0;
@@ -29,7 +37,7 @@ struct VirtualProcess {
 };
 
 /// The part of a record that may change while it is stored.
-struct CtrlState : CtrlDescription, HeardOn, VirtualProcess {
+struct CtrlState : CtrlDescription, HeardOn, History, VirtualProcess {
   std::wstring hostName;  ///< From a reverse look-up.
   RemoteVCPublication remotePublication = RemoteVCPublication_False;
   KelCtrlAvailability ctrlStatus = CtrlUnavailable;  ///< Never CtrlRemoved, which occurs only in events.

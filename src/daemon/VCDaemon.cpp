@@ -83,6 +83,7 @@ bool CrVCDaemon::QueueMessageForRemoteVC(MessageType type, std::int32_t interfac
     const DaemonMessage message{type, interfaceIndex, lanSeekID};
     if (Waits(message)) return true;
     queue_.push_back(message);
+    longestQueue_ = std::max(longestQueue_, queue_.size());
   } catch (const std::bad_alloc&) {
     trace_.Error(L"LanSeek CrVCDaemon::QueueMessageForRemoteVC. Add message failed");
     return false;
@@ -166,6 +167,16 @@ void CrVCDaemon::LetTimePass(std::int32_t elapsed) {
   for (RemoteVCEntry& entry : published_) {
     if (entry.countdown != kNothingScheduled) entry.countdown = std::max(0, entry.countdown - elapsed);
   }
+}
+
+diagnostics::QueueLoad CrVCDaemon::Load() const {
+  const platform::MutexLock lock(queueLock_);
+  return {queue_.size(), longestQueue_};
+}
+
+std::size_t CrVCDaemon::Published() const {
+  const platform::MutexLock lock(listLock_);
+  return published_.size();
 }
 
 std::vector<CrVCDaemon::DaemonMessage> CrVCDaemon::TakeQueue() {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "daemon/RemoteVCPublisher.h"
+#include "diagnostics/QueueLoad.h"
 #include "diagnostics/StepTrace.h"
 #include "diagnostics/Trace.h"
 #include "network/AnswerSender.h"
@@ -48,6 +49,11 @@ class CrVCDaemon : public RemoteVCPublisher {
   bool AddRemoteVC(const controllers::CtrlInfo& record) override;
   void RefreshAfterReInit(controllers::CtrlTable::Access& table,
                           const network::InterfaceTable& interfaces) override;
+
+  /// The messages that wait for the next pass.
+  diagnostics::QueueLoad Load() const EXCLUDES(queueLock_);
+  /// The number of published controllers.
+  std::size_t Published() const EXCLUDES(listLock_);
 
   /// Runs one pass: advances the time by `elapsed` milliseconds, handles the queued messages and sends the
   /// answers that are due. Returns the milliseconds until the next pass, or kNothingScheduled. Called by the
@@ -99,10 +105,11 @@ class CrVCDaemon : public RemoteVCPublisher {
   diagnostics::StepTrace failed_;
 
   platform::Event queued_{platform::Event::Kind::AutoReset};
-  platform::Mutex queueLock_;
+  mutable platform::Mutex queueLock_;
+  std::size_t longestQueue_ GUARDED_BY(queueLock_) = 0;
   std::vector<DaemonMessage> queue_ GUARDED_BY(queueLock_);
   std::atomic<bool> active_{false};  ///< Whether a controller is published; otherwise messages are dropped.
-  platform::Mutex listLock_;
+  mutable platform::Mutex listLock_;
   std::vector<RemoteVCEntry> published_ GUARDED_BY(listLock_);
   std::vector<std::string> macTexts_ GUARDED_BY(listLock_);  ///< Of the interfaces, by position.
 };

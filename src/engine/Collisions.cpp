@@ -13,8 +13,9 @@ using protocol::MessageType;
 
 }  // namespace
 
-Collisions::Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput)
-    : lifecycle_(lifecycle), trace_(debugOutput, diagnostics::kDynamicInfoUnit) {}
+Collisions::Collisions(CtrlLifecycle& lifecycle, diagnostics::Journal& journal,
+                       platform::DebugOutput& debugOutput)
+    : lifecycle_(lifecycle), journal_(journal), trace_(debugOutput, diagnostics::kDynamicInfoUnit) {}
 
 bool Collisions::HasRequiredFields(const Identity& heard) const {
   if (heard.ctrlAddress.empty()) {
@@ -65,6 +66,7 @@ Collisions::Step Collisions::CompareWith(CtrlTable::Access& table, Comparison& c
     if (!platform::LocaleEqual(record->systemID, heard.systemID)) return Step::Next;
     trace_.Error(L"LanSeek: System ID collision between RC %s and local VC %s. SysID:%s", heard.ctrlAddress,
                  record->ctrlAddress, heard.systemID);
+    Note("virtual", *record, heard);
     return Step::Drop;
   }
   if (!record->Dynamic() && platform::LocaleEqual(record->ctrlAddress, heard.ctrlAddress)) {
@@ -121,13 +123,23 @@ Collisions::Step Collisions::Apply(CtrlTable::Access& table, Comparison& compari
     case Verdict::RemoveReplaced: return RemoveAndGoOn(table, record, CtrlUpdated);
     case Verdict::AddressCollision:
       trace_.Error(L"LanSeek: IP-Address collision: IP:%s", heard.ctrlAddress);
+      Note("address", *record, heard);
       return RemoveAndDrop(table, record, CtrlLostIPAddressCollision);
     case Verdict::IdentityCollision:
       trace_.Error(L"LanSeek: System ID collision for %s and %s. SysID:%s", heard.ctrlAddress,
                    record->ctrlAddress, heard.systemID);
+      Note("identity", *record, heard);
       return RemoveAndDrop(table, record, CtrlLostSystemIdCollision);
   }
   return Step::Drop;
+}
+
+void Collisions::Note(const char* kind, const controllers::CtrlInfo& known, const Identity& heard) {
+  const auto party = [](const auto& controller, std::uint32_t lanSeekID) {
+    return diagnostics::Journal::Party{lanSeekID, controller.ctrlName, controller.ctrlAddress,
+                                       controller.systemID, controller.macAddress};
+  };
+  journal_.Collided({0, kind, party(known, known.lanSeekID), party(heard, 0)});
 }
 
 Collisions::Step Collisions::RemoveAndGoOn(CtrlTable::Access& table, CtrlTable::Record record,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controllers/CtrlTable.h"
+#include "diagnostics/Journal.h"
 #include "diagnostics/Trace.h"
 #include "engine/CollisionRules.h"
 #include "engine/CtrlLifecycle.h"
@@ -28,7 +29,7 @@ struct CollisionVerdict {
 /// have restarted with others. Withdraws outdated and colliding records.
 class Collisions {
  public:
-  Collisions(CtrlLifecycle& lifecycle, platform::DebugOutput& debugOutput);
+  Collisions(CtrlLifecycle& lifecycle, diagnostics::Journal& journal, platform::DebugOutput& debugOutput);
 
   /// `heard` must have its address set.
   CollisionVerdict HandleCtrlCollisions(controllers::CtrlTable::Access& table, protocol::MessageType type,
@@ -57,7 +58,10 @@ class Collisions {
                      LanSeekEventReason reason);
   Step RefuseRemoteVC(const controllers::Identity& heard) const;
 
+  void Note(const char* kind, const controllers::CtrlInfo& known, const controllers::Identity& heard);
+
   CtrlLifecycle& lifecycle_;
+  diagnostics::Journal& journal_;
   diagnostics::Tracer trace_;
 };
 

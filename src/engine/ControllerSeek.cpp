@@ -23,21 +23,23 @@ daemon::RandomSource RandomNumbers() {
 
 CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
                                  const config::CKelLanSeekConfigSettings& settings,
-                                 InterfaceChangeListener& owner, const EngineEnvironment& environment)
+                                 InterfaceChangeListener& owner, diagnostics::Journal& journal,
+                                 const EngineEnvironment& environment)
     : table_(table),
       settings_(settings),
+      journal_(journal),
       trace_(environment.debugOutput, diagnostics::kDynamicInfoUnit),
       udp_(environment.network),
       polling_(settings),
       host_(environment.addresses, settings, environment.debugOutput),
       daemon_(RandomNumbers(), environment.debugOutput),
       logic_({table, settings, polling_, daemon_, events, environment.reverseLookup, environment.processes,
-              stopEngine_, environment.debugOutput}),
-      receiver_({environment.network, logic_.dispatcher, logic_.engineLock, rebuildWanted_,
+              stopEngine_, journal, environment.debugOutput}),
+      receiver_({environment.network, logic_.dispatcher, logic_.engineLock, rebuildWanted_, journal,
                  environment.debugOutput}),
       addressWatch_(host_, table, logic_.interfaces, settings, owner, environment.watchAddressChanges,
                     stopEngine_, rebuildWanted_, environment.debugOutput),
-      runParts_{environment.network,    table, settings, polling_, logic_, receiver_, daemon_,
+      runParts_{environment.network,    table, settings, polling_, logic_, receiver_, daemon_, journal,
                 environment.debugOutput} {}
 
 CControllerSeek::~CControllerSeek() {
@@ -67,10 +69,10 @@ void CControllerSeek::Start(int restart) {
   if (restart != 0) return;
   if (settings_.DetectInterfaceChanges != 0) {
     const auto watch = [this] { addressWatch_.NotifyAddrChangeLoop(); };
-    diagnostics::StartThread(addressThread_, "KelAddrWatch", watch, trace_);
+    diagnostics::StartThread(addressThread_, "KelAddrWatch", watch, {trace_, journal_});
   }
   const auto findNames = [this] { logic_.hostNames.HostNameThread(); };
-  diagnostics::StartThread(hostNameThread_, "KelHostNames", findNames, trace_,
+  diagnostics::StartThread(hostNameThread_, "KelHostNames", findNames, {trace_, journal_},
                            platform::ThreadUrgency::Background);
 }
 
@@ -109,6 +111,11 @@ void CControllerSeek::ReplaceInterfaces() {
   logic_.UseInterfaces(table, std::move(usable));
 }
 
+std::vector<network::InterfaceEntry> CControllerSeek::Interfaces() {
+  const CtrlTable::Access table(table_);
+  return logic_.interfaces.Table(table).Entries();
+}
+
 HRESULT CControllerSeek::AddRemoteController(const std::wstring& address, std::uint32_t& lanSeekID) {
   CtrlTable::Access table(table_);
   return logic_.lifecycle.AddRemoteController(table, address, lanSeekID);
@@ -132,7 +139,9 @@ HRESULT CControllerSeek::RemoveVC(std::wstring_view systemID, bool keep) {
 void CControllerSeek::ForwardMessage(std::wstring_view message) {
   protocol::Message parsed;
   const std::string text = platform::ToNarrow(message);
-  logic_.dispatcher.HandleMessage(text, message.size(), std::nullopt, MessageOrigin{}, parsed);
+  MessageOrigin origin;
+  origin.received = journal_.Now();
+  logic_.dispatcher.HandleMessage(text, message.size(), std::nullopt, origin, parsed);
 }
 
 }  // namespace kellanseek::engine

@@ -4,12 +4,15 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <kellanseek/KelLanSeek.h>
 
 #include "config/Settings.h"
 #include "controllers/CtrlTable.h"
 #include "daemon/VCDaemon.h"
+#include "diagnostics/Journal.h"
+#include "diagnostics/QueueLoad.h"
 #include "diagnostics/Trace.h"
 #include "engine/AddressWatch.h"
 #include "engine/EngineEnvironment.h"
@@ -34,7 +37,7 @@ class CControllerSeek {
   /// thread and responds with RebuildNetwork().
   CControllerSeek(controllers::CtrlTable& table, events::EventQueue& events,
                   const config::CKelLanSeekConfigSettings& settings, InterfaceChangeListener& owner,
-                  const EngineEnvironment& environment);
+                  diagnostics::Journal& journal, const EngineEnvironment& environment);
   /// Stops the threads that still run.
   ~CControllerSeek();
 
@@ -74,6 +77,16 @@ class CControllerSeek {
   /// Withdraws a virtual controller; with `keep` its record stays, unlisted. Returns S_OK or KEL_E_NOT_FOUND.
   HRESULT RemoveVC(std::wstring_view systemID, bool keep);
 
+  /// How often everybody has been asked and has had the time to answer.
+  std::uint32_t CompletedSweeps() const { return logic_.refreshCycle.CompletedSweeps(); }
+  /// The interfaces of the present run.
+  std::vector<network::InterfaceEntry> Interfaces();
+  /// The state of the parts that a report tells of.
+  bool PollsByAddress() const { return polling_.Enabled(); }
+  diagnostics::QueueLoad HostNameQueue() const { return logic_.hostNames.Load(); }
+  diagnostics::QueueLoad DaemonQueue() const { return daemon_.Load(); }
+  std::size_t PublishedControllers() const { return daemon_.Published(); }
+
   /// Handles a text from a virtual controller like a datagram.
   void ForwardMessage(std::wstring_view message);
 
@@ -83,6 +96,7 @@ class CControllerSeek {
 
   controllers::CtrlTable& table_;
   const config::CKelLanSeekConfigSettings& settings_;
+  diagnostics::Journal& journal_;
   diagnostics::Tracer trace_;
   platform::UdpNetwork& udp_;
 

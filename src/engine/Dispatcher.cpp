@@ -20,6 +20,10 @@ using protocol::MessageType;
 
 constexpr std::int32_t kSecondsBetweenRefusalTraces = 60;
 
+bool IsAnswer(MessageType type) {
+  return type == MessageType::CtrlInfoMsg || type == MessageType::CtrlAliveMsg;
+}
+
 /// Remote publication requires version 5.6. An unknown version is a large number and passes.
 bool CanBePublishedRemotely(const CtrlInfo& record) {
   return record.versionMajor >= 6 || (record.versionMajor >= 5 && record.versionMinor >= 6);
@@ -38,6 +42,7 @@ Dispatcher::Dispatcher(const Parts& parts)
       hostNames_(parts.hostNames),
       events_(parts.events),
       daemon_(parts.daemon),
+      journal_(parts.journal),
       trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit) {}
 
 bool Dispatcher::Read(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
@@ -45,19 +50,23 @@ bool Dispatcher::Read(std::string_view text, std::size_t length, std::optional<p
   using Outcome = protocol::ParseResult::Outcome;
   const protocol::ParseResult parsed = protocol::ParseMessage(text.substr(0, length), length, message);
   if (parsed.outcome == Outcome::LengthMismatch) {
+    journal_.counters.lengthMismatch.Add();
     trace_.Error(L"LanSeek: Message length mismatch. Received %d, claimed %d, strlen %d", length,
                  parsed.claimedLength, parsed.textLength);
+    return false;
   }
-  if (parsed.outcome != Outcome::Accepted) return false;
   // The address that a message states counts only if it came from the network.
-  if (sender && message.ownAddressTooLong) return false;
-  return origin.source != MsgSource::FromNonLocalSocket || message.type == MessageType::CtrlInfoMsg ||
-         message.type == MessageType::CtrlAliveMsg;
+  if (parsed.outcome != Outcome::Accepted || (sender && message.ownAddressTooLong)) {
+    journal_.Malformed(text, sender.value_or(0));
+    return false;
+  }
+  return origin.source != MsgSource::FromNonLocalSocket || IsAnswer(message.type);
 }
 
 void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
                                std::optional<platform::Ipv4> sender, const MessageOrigin& origin,
                                protocol::Message& message) {
+  journal_.counters.received.at(static_cast<std::size_t>(origin.source)).Add();
   if (!Read(text, length, sender, origin, message)) return;
 
   // Anything sent to a request socket is treated as a request: only its interface counts, not its sender.
@@ -90,7 +99,10 @@ bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin&
   CtrlTable::Access table(table_);
   const CollisionVerdict verdict =
       collisions_.HandleCtrlCollisions(table, message.type, message.identity, origin);
-  if (verdict.finding == Finding::Drop) return false;
+  if (verdict.finding == Finding::Drop) {
+    journal_.counters.colliding.Add();
+    return false;
+  }
 
   CtrlTable::Record record;
   if (verdict.finding == Finding::Known) {
@@ -103,6 +115,10 @@ bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin&
 }
 
 void Dispatcher::Act(const Context& context) {
+  const auto type = static_cast<std::size_t>(context.message.type);
+  auto& accepted = journal_.counters.accepted;
+  accepted.at(type < accepted.size() ? type : 0).Add();
+  if (context.record && IsAnswer(context.message.type)) NoteHeard(context);
   switch (context.message.type) {
     case MessageType::CtrlInfoMsg: return OnCtrlInfo(context);
     case MessageType::CtrlAliveMsg: return OnCtrlAlive(context);
@@ -113,6 +129,13 @@ void Dispatcher::Act(const Context& context) {
     case MessageType::TargetedRequestMsg: return OnTargetedRequest(context);
     default: return;
   }
+}
+
+/// Notes that the controller of the message has been heard, for the report.
+void Dispatcher::NoteHeard(const Context& context) const {
+  CtrlState& state = context.table.Change(context.record);
+  if (state.firstHeard == 0) state.firstHeard = context.origin.received;
+  state.lastHeard = context.origin.received;
 }
 
 void Dispatcher::OnCtrlInfo(const Context& context) {
@@ -195,6 +218,7 @@ CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published)
   const std::uint32_t lanSeekID = context.table.IssueLanSeekID();
   // A controller added by a client had a record before, so it always finds room.
   if (!context.replacesAdded && !context.table.HasRoomForDynamic()) {
+    journal_.counters.tableFull.Add();
     TraceRefusal(context.message.identity);
     return {};
   }
@@ -204,6 +228,7 @@ CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published)
   // Senders on the request socket are ignored, so such a record has no interface.
   if (context.origin.source != MsgSource::FromRequestSocket)
     static_cast<controllers::HeardOn&>(record) = {context.origin.interfaceAddress, context.origin.position};
+  record.firstHeard = record.lastHeard = context.origin.received;
   record.ctrlStatus = CtrlAvailable;
   record.identificationType = DynamicCtrlDefinition;
   record.published = published;

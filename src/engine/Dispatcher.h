@@ -35,6 +35,7 @@ class Dispatcher {
     HostNames& hostNames;
     events::EventQueue& events;
     daemon::RemoteVCPublisher& daemon;
+    diagnostics::Journal& journal;
     platform::DebugOutput& debugOutput;
   };
   explicit Dispatcher(const Parts& parts);
@@ -64,6 +65,7 @@ class Dispatcher {
             const MessageOrigin& origin, protocol::Message& message) const;
   bool Dispatch(const protocol::Message& message, const MessageOrigin& origin);
   void Act(const Context& context);
+  void NoteHeard(const Context& context) const;
   void OnCtrlInfo(const Context& context);
   void OnCtrlInfoOfDynamic(const Context& context);
   void OnCtrlInfoOfConfigured(const Context& context);
@@ -92,6 +94,7 @@ class Dispatcher {
   HostNames& hostNames_;
   events::EventQueue& events_;
   daemon::RemoteVCPublisher& daemon_;
+  diagnostics::Journal& journal_;
   diagnostics::Tracer trace_;
   /// The tick from which the next refused controller is traced. Guarded by the table lock.
   std::uint64_t nextRefusalTrace_ = 0;

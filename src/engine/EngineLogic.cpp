@@ -8,10 +8,10 @@ EngineLogic::EngineLogic(const Surroundings& around)
     : hostNames(around.table, around.events, around.reverseLookup, around.stopEngine, around.debugOutput),
       lifecycle(around.polling, around.events, hostNames, around.daemon, around.debugOutput),
       refreshCycle({around.table, interfaces, around.settings, around.polling, around.daemon, lifecycle,
-                    around.processes, around.debugOutput}),
-      collisions(lifecycle, around.debugOutput),
+                    around.processes, around.journal, around.debugOutput}),
+      collisions(lifecycle, around.journal, around.debugOutput),
       dispatcher({around.table, around.settings, around.polling, engineLock, collisions, lifecycle,
-                  refreshCycle, hostNames, around.events, around.daemon, around.debugOutput}),
+                  refreshCycle, hostNames, around.events, around.daemon, around.journal, around.debugOutput}),
       localVCs(around.table, around.settings, lifecycle, around.processes, around.debugOutput),
       settings_(around.settings) {}
 

@@ -3,6 +3,7 @@
 #include "config/Settings.h"
 #include "controllers/CtrlTable.h"
 #include "daemon/RemoteVCPublisher.h"
+#include "diagnostics/Journal.h"
 #include "engine/Collisions.h"
 #include "engine/CtrlLifecycle.h"
 #include "engine/Dispatcher.h"
@@ -35,6 +36,7 @@ struct EngineLogic {
     platform::ReverseLookup& reverseLookup;
     platform::ProcessTable& processes;
     platform::Event& stopEngine;  ///< Ends the host-name thread.
+    diagnostics::Journal& journal;
     platform::DebugOutput& debugOutput;
   };
   explicit EngineLogic(const Surroundings& around);

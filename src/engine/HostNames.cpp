@@ -39,8 +39,14 @@ void HostNames::QueueHostNameLookup(std::uint32_t lanSeekID, platform::Ipv4 addr
   {
     const platform::MutexLock lock(queueLock_);
     if (byId_.try_emplace(lanSeekID, one.begin()).second) queue_.splice(queue_.end(), one);
+    longestQueue_ = std::max(longestQueue_, queue_.size());
   }
   queued_.Set();
+}
+
+diagnostics::QueueLoad HostNames::Load() const {
+  const platform::MutexLock lock(queueLock_);
+  return {queue_.size(), longestQueue_};
 }
 
 void HostNames::Forget(std::uint32_t lanSeekID) {

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "controllers/CtrlTable.h"
+#include "diagnostics/QueueLoad.h"
 #include "diagnostics/StepTrace.h"
 #include "events/EventQueue.h"
 #include "platform/Event.h"
@@ -32,6 +33,8 @@ class HostNames {
   /// directly by tests.
   bool ResolveQueued() EXCLUDES(queueLock_);
 
+  diagnostics::QueueLoad Load() const EXCLUDES(queueLock_);
+
   /// The thread's body. Looks up names until the stop event is set.
   void HostNameThread();
 
@@ -53,7 +56,8 @@ class HostNames {
   platform::Event& stopEngine_;
   diagnostics::StepTrace failed_;
   platform::Event queued_{platform::Event::Kind::AutoReset};
-  platform::Mutex queueLock_;
+  mutable platform::Mutex queueLock_;
+  std::size_t longestQueue_ GUARDED_BY(queueLock_) = 0;
   Queue queue_ GUARDED_BY(queueLock_);
   std::unordered_map<std::uint32_t, Queue::iterator> byId_ GUARDED_BY(queueLock_);
 };

@@ -21,6 +21,7 @@ struct MessageOrigin {
   std::int32_t position =
       controllers::kNoInterface;        ///< Index in the interface table; kNoInterface without an interface.
   platform::Ipv4 interfaceAddress = 0;  ///< The interface's address; 0 without an interface.
+  std::uint64_t received = 0;           ///< When, in monotonic milliseconds.
 };
 
 }  // namespace kellanseek::engine

@@ -13,6 +13,9 @@ namespace {
 constexpr std::chrono::milliseconds kSendPause{2};
 constexpr std::chrono::milliseconds kAfterFailure{100};
 
+/// Asking every socket takes a few system calls, and nobody needs the number to the tick.
+constexpr std::uint64_t kTicksBetweenDropChecks = 8;
+
 std::vector<network::InterfaceEntry> PresentInterfaces(const NetworkRun::Parts& parts) {
   const controllers::CtrlTable::Access table(parts.table);
   return parts.logic.interfaces.Table(table).Entries();
@@ -29,17 +32,18 @@ NetworkRun::NetworkRun(const Parts& parts, NotStarted)
       trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit),
       usable_(PresentInterfaces(parts)),
       wanted_(usable_.size()),
-      sockets_(parts.udp, parts.settings, parts.polling, parts.debugOutput) {}
+      sockets_(parts.udp, parts.settings, parts.polling, parts.journal, parts.debugOutput) {}
 
 /// Delegates, so that the destructor stops the first threads when there is no memory for the next.
 NetworkRun::NetworkRun(const Parts& parts) : NetworkRun(parts, NotStarted()) {
+  const diagnostics::ThreadWitness witness{trace_, parts_.journal};
   diagnostics::StartThread(
-      refreshThread_, "KelRefresh", [this] { RefreshThread(); }, trace_);
+      refreshThread_, "KelRefresh", [this] { RefreshThread(); }, witness);
   const auto receive = [this] { parts_.receiver.ReceiverThread(sockets_, socketsReady_, stop_); };
   // The system's buffers hold little: who empties them must not have to wait for a turn.
-  diagnostics::StartThread(receiverThread_, "KelReceiver", receive, trace_, platform::ThreadUrgency::Prompt);
+  diagnostics::StartThread(receiverThread_, "KelReceiver", receive, witness, platform::ThreadUrgency::Prompt);
   const auto answer = [this] { parts_.daemon.RemoteVCDaemonLoop(sockets_, socketsReady_, stopDaemon_); };
-  diagnostics::StartThread(daemonThread_, "KelDaemon", answer, trace_);
+  diagnostics::StartThread(daemonThread_, "KelDaemon", answer, witness);
 }
 
 NetworkRun::~NetworkRun() {
@@ -69,6 +73,16 @@ void NetworkRun::OpenSockets(diagnostics::StepTrace& failed) {
   }
 }
 
+/// Returns false when the run stops.
+bool NetworkRun::WaitForTick(std::chrono::milliseconds tick) {
+  const std::uint64_t begin = parts_.journal.Now();
+  if (platform::WaitForAny({&stop_}, tick).outcome != platform::WaitResult::Outcome::TimedOut) return false;
+  const std::uint64_t waited = parts_.journal.Now() - begin;
+  const auto due = static_cast<std::uint64_t>(tick.count());
+  if (waited > due) parts_.journal.counters.tickDelay.Reach(waited - due);
+  return true;
+}
+
 void NetworkRun::RefreshThread() {
   diagnostics::StepTrace failed(trace_, L"KelRefresh");
   OpenSockets(failed);
@@ -77,9 +91,11 @@ void NetworkRun::RefreshThread() {
   RefreshCycle& cycle = parts_.logic.refreshCycle;
   platform::RunStep([&] { cycle.BeginRun(outlet); }, failed);
   const std::chrono::milliseconds tick(parts_.settings.TickMilliseconds());
-  while (platform::WaitForAny({&stop_}, tick).outcome == platform::WaitResult::Outcome::TimedOut) {
+  while (WaitForTick(tick)) {
     platform::RunStep([&] { cycle.Tick(outlet); }, failed);
+    if (cycle.TicksSoFar() % kTicksBetweenDropChecks == 0) sockets_.NoteDrops();
   }
+  sockets_.NoteDrops();
   receiverEnded_.Wait();
   sockets_.CloseSockets();
 }

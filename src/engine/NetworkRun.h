@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <vector>
 
@@ -34,6 +35,7 @@ class NetworkRun {
     EngineLogic& logic;
     Receiver& receiver;
     daemon::CrVCDaemon& daemon;
+    diagnostics::Journal& journal;
     platform::DebugOutput& debugOutput;
   };
 
@@ -60,6 +62,7 @@ class NetworkRun {
   NetworkRun(const Parts& parts, NotStarted);
 
   void RefreshThread();
+  bool WaitForTick(std::chrono::milliseconds tick);
   void OpenSockets(diagnostics::StepTrace& failed);
   void TryToOpen();
 

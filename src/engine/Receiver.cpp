@@ -45,6 +45,7 @@ Receiver::Receiver(const Parts& parts)
       dispatcher_(parts.dispatcher),
       engineLock_(parts.engineLock),
       rebuildWanted_(parts.rebuildWanted),
+      journal_(parts.journal),
       trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit),
       failed_(trace_, L"KelReceiver") {}
 
@@ -62,7 +63,7 @@ void Receiver::Receive(const network::DiscoverySockets& sockets, platform::Event
   std::optional<ReceiveSet> set;
   std::unique_ptr<platform::DatagramReceiver> receiver;
   const auto prepare = [&] {
-    set.emplace(sockets);
+    set.emplace(sockets, journal_);
     receiver = udp_.CreateReceiver(set->sockets, protocol::kMaxDatagram);
   };
   while (!platform::RunStep(prepare, failed_)) {
@@ -92,19 +93,21 @@ void Receiver::OnFailedWait(platform::SocketError error, platform::Event& stop) 
   Rest(stop);
 }
 
-Receiver::ReceiveSet::ReceiveSet(const network::DiscoverySockets& from)
+Receiver::ReceiveSet::ReceiveSet(const network::DiscoverySockets& from, diagnostics::Journal& journal)
     : interfaces(from.Interfaces()), hasNonLocal(from.NonLocalSocket() != nullptr) {
-  const auto add = [this](platform::UdpSocket* socket, const MessageOrigin& origin) {
+  const auto add = [&](platform::UdpSocket* socket, const MessageOrigin& origin) {
     sockets.push_back(socket);
     origins.push_back(origin);
+    lastHeard.push_back(&journal.LastHeard(origin.interfaceAddress));
   };
   for (std::size_t i = 0; i < interfaces.Size() && sockets.size() < kMaxInterfaceSockets; ++i) {
     const platform::Ipv4 address = interfaces[i].address;
     const auto position = static_cast<std::int32_t>(i);
-    add(from.RequestSocket(i), {MsgSource::FromRequestSocket, position, address});
-    add(from.ResponseSocket(i), {MsgSource::FromResponseSocket, position, address});
+    add(from.RequestSocket(i), {MsgSource::FromRequestSocket, position, address, 0});
+    add(from.ResponseSocket(i), {MsgSource::FromResponseSocket, position, address, 0});
   }
-  if (hasNonLocal) add(from.NonLocalSocket(), {MsgSource::FromNonLocalSocket, controllers::kNoInterface, 0});
+  if (hasNonLocal)
+    add(from.NonLocalSocket(), {MsgSource::FromNonLocalSocket, controllers::kNoInterface, 0, 0});
 }
 
 void Receiver::Handle(const platform::Received& received, const ReceiveSet& set) {
@@ -115,13 +118,16 @@ void Receiver::Handle(const platform::Received& received, const ReceiveSet& set)
     trace_.Error(L"LanSeek: Strange socket receive error. Select returned unexpected socket.");
     return;
   }
-  const MessageOrigin& origin = set.origins[received.socket];
+  MessageOrigin origin = set.origins[received.socket];
   if (received.outcome == Outcome::ReadError) {
+    journal_.counters.readErrors.Add();
     trace_.Error(L"LanSeek: Failed to read data. InterfaceIdx = %d Error = %d", origin.position,
                  received.error);
     return;
   }
   if (!Wanted(received, origin, set.interfaces)) return;
+  origin.received = journal_.Now();
+  set.lastHeard[received.socket]->store(origin.received, std::memory_order_relaxed);
 
   const auto handle = [&] {
     dispatcher_.HandleMessage({received.text.data(), received.text.size()}, received.text.size(),
@@ -129,7 +135,7 @@ void Receiver::Handle(const platform::Received& received, const ReceiveSet& set)
   };
   // A step of its own, so that a message that cannot be handled does not discard those behind it. Its
   // controller will be asked again.
-  platform::RunStep(handle, failed_);
+  if (!platform::RunStep(handle, failed_)) journal_.counters.failedSteps.Add();
   engineLock_.ReleaseAll();
 }
 
@@ -139,8 +145,13 @@ bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& o
     trace_.Error(L"LanSeek receive: IP-address is not available. Skip message");
     return false;
   }
-  if (origin.position >= 0 && interfaces.FindInterfaceByAddress(received.source) >= 0) return false;
-  return FromOwnSubnet(received.source, origin, interfaces);
+  if (origin.position >= 0 && interfaces.FindInterfaceByAddress(received.source) >= 0) {
+    journal_.counters.ownDatagrams.Add();
+    return false;
+  }
+  if (FromOwnSubnet(received.source, origin, interfaces)) return true;
+  journal_.counters.otherSubnet.Add();
+  return false;
 }
 
 }  // namespace kellanseek::engine

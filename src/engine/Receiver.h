@@ -4,6 +4,7 @@
 #include <thread>
 #include <vector>
 
+#include "diagnostics/Journal.h"
 #include "diagnostics/StepTrace.h"
 #include "diagnostics/Trace.h"
 #include "engine/Dispatcher.h"
@@ -25,6 +26,7 @@ class Receiver {
     Dispatcher& dispatcher;
     EngineLock& engineLock;
     platform::Event& rebuildWanted;
+    diagnostics::Journal& journal;
     platform::DebugOutput& debugOutput;
   };
   explicit Receiver(const Parts& parts);
@@ -37,11 +39,12 @@ class Receiver {
 
   /// The sockets to receive from, and their meaning.
   struct ReceiveSet {
-    explicit ReceiveSet(const network::DiscoverySockets& from);
+    ReceiveSet(const network::DiscoverySockets& from, diagnostics::Journal& journal);
 
     const network::InterfaceTable& interfaces;
     std::vector<platform::UdpSocket*> sockets;
-    std::vector<MessageOrigin> origins;  ///< In the order of `sockets`.
+    std::vector<MessageOrigin> origins;                  ///< In the order of `sockets`.
+    std::vector<std::atomic<std::uint64_t>*> lastHeard;  ///< In the order of `sockets`.
     bool hasNonLocal = false;
   };
 
@@ -58,6 +61,7 @@ class Receiver {
   Dispatcher& dispatcher_;
   EngineLock& engineLock_;
   platform::Event& rebuildWanted_;
+  diagnostics::Journal& journal_;
   diagnostics::Tracer trace_;
   diagnostics::StepTrace failed_;
   protocol::Message message_;

@@ -16,6 +16,8 @@ using controllers::PollSchedule;
 
 using protocol::MessageType;
 
+constexpr std::uint64_t kTicksBetweenSweepChecks = 16;
+
 }  // namespace
 
 RefreshCycle::RefreshCycle(const Parts& parts)
@@ -26,6 +28,7 @@ RefreshCycle::RefreshCycle(const Parts& parts)
       daemon_(parts.daemon),
       lifecycle_(parts.lifecycle),
       processes_(parts.processes),
+      journal_(parts.journal),
       trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit),
       fullRequest_(protocol::BuildRequest(MessageType::FullRequestMsg)),
       refreshRequest_(protocol::BuildRequest(MessageType::RefreshRequestMsg)) {}
@@ -34,8 +37,38 @@ void RefreshCycle::BeginRun(const RequestOutlet& outlet) {
   requests_.Clear();
   // Before the broadcast, so that no answer precedes its timer.
   ArmInitialTimeouts();
+  BeginSweep();
   BroadcastOnAll(outlet, MessageType::FullRequestMsg);
   if (polling_.Enabled()) AskConfigured(outlet);
+}
+
+void RefreshCycle::BeginSweep() {
+  CtrlTable::Access table(table_);
+  const std::size_t count = interfaces_.Table(table).Size();
+  sweeps_.BeginRun(count);
+  for (std::size_t position = 0; position < count; ++position)
+    sweeps_.Asked(position, settings_.Ticks(settings_.RefreshTimeout));
+  ExpectPolled(table);
+}
+
+void RefreshCycle::ExpectPolled(CtrlTable::Access& table) {
+  std::vector<std::uint32_t> polled;
+  for (CtrlTable::Record record = table.First(); record; record = table.After(record))
+    if (IsPolledByAddress(*record)) polled.push_back(record->lanSeekID);
+  sweeps_.Expect(std::move(polled), settings_.Ticks(settings_.NonLocalRefreshTimeout));
+}
+
+void RefreshCycle::SweepPass() {
+  CtrlTable::Access table(table_);
+  if (sweeps_.WantsPolled()) ExpectPolled(table);
+  // Looking for those that are gone takes a walk, and nobody waits for a sweep to the tick.
+  if (TicksSoFar() % kTicksBetweenSweepChecks == 0) {
+    std::erase_if(sweeps_.Unasked(), [&](std::uint32_t lanSeekID) {
+      const CtrlTable::Record record = table.Find(lanSeekID);
+      return !record || !IsPolledByAddress(*record);
+    });
+  }
+  sweeps_.Tick();
 }
 
 void RefreshCycle::ArmInitialTimeouts() {
@@ -76,6 +109,7 @@ void RefreshCycle::Tick(const RequestOutlet& outlet) {
   InterfacePass(outlet);
   ControllerPass();
   SendRequests(outlet);
+  SweepPass();
 }
 
 std::size_t RefreshCycle::InterfaceCount() {
@@ -120,6 +154,7 @@ void RefreshCycle::OnTick(CtrlTable::Access& table, CtrlTable::Record record) {
   // A request that has not been sent cannot have been answered.
   if (byAddress && requests_.Waits(record->lanSeekID)) return;
   if (state == PollSchedule::State::Lost) {
+    ++table.Change(record).unanswered;
     lifecycle_.RemoveActiveCtrl(table, record, CtrlLostConnection);
   } else if (byAddress) {
     AskByAddress(table, record);
@@ -151,6 +186,7 @@ void RefreshCycle::AskByAddress(CtrlTable::Access& table, CtrlTable::Record reco
   if (first) {
     table.ChangeSchedule(record)->Arm(timeout, settings_.NonLocalRetryCount());
   } else {
+    ++table.Change(record).unanswered;
     table.ChangeSchedule(record)->Asked(timeout);
   }
   // A repeated request asks for the full identity. So does every request to a controller not yet announced;
@@ -165,10 +201,12 @@ void RefreshCycle::AddByAddress(CtrlTable::Access& table, const controllers::Ctr
 }
 
 void RefreshCycle::SendRequests(const RequestOutlet& outlet) {
-  const std::vector<std::uint32_t> late = requests_.Send(outlet);
-  if (late.empty()) return;
+  journal_.counters.waitingRequests.Reach(requests_.Waiting());
+  const RequestQueue::Sent sent = requests_.Send(outlet);
+  if (sent.all.empty()) return;
   CtrlTable::Access table(table_);
-  for (const std::uint32_t lanSeekID : late) {
+  for (const std::uint32_t lanSeekID : sent.all) sweeps_.Polled(lanSeekID);
+  for (const std::uint32_t lanSeekID : sent.late) {
     const CtrlTable::Record found = table.Find(lanSeekID);
     if (!found || !IsPolledByAddress(*found)) continue;
     const PollSchedule& schedule = found->Schedule();
@@ -189,6 +227,7 @@ void RefreshCycle::AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record fo
   // Beyond the limit, the controller stays due until the next tick.
   if (counters.requestsThisTick >= settings_.MaxRequestsPerTick()) return;
   ++counters.requestsThisTick;
+  ++table.Change(found).unanswered;
   table.ChangeSchedule(found)->Asked(settings_.Ticks(settings_.RefreshTimeout));
   std::string request = protocol::BuildTargetedRequest(
       platform::ToNarrow(record.ctrlAddress),
@@ -219,10 +258,11 @@ void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t posi
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad message type");
     return;
   }
-  interfaces_.CountersOf(table, static_cast<std::size_t>(position)).refreshCountdown =
-      settings_.RefreshIntervalTicks();
+  const auto index = static_cast<std::size_t>(position);
+  interfaces_.CountersOf(table, index).refreshCountdown = settings_.RefreshIntervalTicks();
 
   const std::int32_t timeout = settings_.Ticks(settings_.RefreshTimeout);
+  sweeps_.Asked(index, timeout);
   for (CtrlTable::Record record = table.First(); record; record = table.After(record)) {
     if (record->heardOnInterface != position || !record->Available() || IsPolledByAddress(*record)) continue;
     if (!record->Schedule().AwaitsAnswer()) {

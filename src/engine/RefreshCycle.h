@@ -9,10 +9,12 @@
 #include "config/Settings.h"
 #include "controllers/CtrlTable.h"
 #include "daemon/RemoteVCPublisher.h"
+#include "diagnostics/Journal.h"
 #include "diagnostics/Trace.h"
 #include "engine/CtrlLifecycle.h"
 #include "engine/RequestQueue.h"
 #include "engine/RunInterfaces.h"
+#include "engine/Sweeps.h"
 #include "network/AddressPolling.h"
 #include "platform/Process.h"
 #include "protocol/Message.h"
@@ -32,6 +34,7 @@ class RefreshCycle {
     daemon::RemoteVCPublisher& daemon;
     CtrlLifecycle& lifecycle;
     platform::ProcessTable& processes;
+    diagnostics::Journal& journal;
     platform::DebugOutput& debugOutput;
   };
   explicit RefreshCycle(const Parts& parts);
@@ -42,6 +45,9 @@ class RefreshCycle {
   void Tick(const RequestOutlet& outlet);
   /// The number of calls of Tick(). Thread-safe.
   std::uint64_t TicksSoFar() const { return ticks_.load(std::memory_order_relaxed); }
+
+  /// How often everybody has been asked and has had the time to answer. Thread-safe.
+  std::uint32_t CompletedSweeps() const { return sweeps_.Completed(); }
 
   /// Starts the answer timers of the controllers heard on an interface, because a full or refresh request was
   /// sent there, by this component or by another workstation.
@@ -59,6 +65,7 @@ class RefreshCycle {
   }
 
  private:
+  void BeginSweep();
   void ArmInitialTimeouts();
   void BroadcastOnAll(const RequestOutlet& outlet, protocol::MessageType type);
   void AskConfigured(const RequestOutlet& outlet);
@@ -66,6 +73,8 @@ class RefreshCycle {
   void InterfacePass(const RequestOutlet& outlet);
   bool InterfaceDue(std::size_t position);
   void ControllerPass();
+  void SweepPass();
+  void ExpectPolled(controllers::CtrlTable::Access& table);
   void OnTick(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record);
   void CheckLocalVC(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record);
   void AskByAddress(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record);
@@ -83,11 +92,13 @@ class RefreshCycle {
   daemon::RemoteVCPublisher& daemon_;
   CtrlLifecycle& lifecycle_;
   platform::ProcessTable& processes_;
+  diagnostics::Journal& journal_;
   diagnostics::Tracer trace_;
 
   const std::string fullRequest_;
   const std::string refreshRequest_;
   std::atomic<std::uint64_t> ticks_{0};
+  Sweeps sweeps_;
   RequestQueue requests_;  ///< Filled under the table lock, sent after its release.
 };
 

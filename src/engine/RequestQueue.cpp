@@ -27,14 +27,14 @@ void RequestQueue::DropThoseGone(controllers::CtrlTable::Access& table) {
     });
 }
 
-std::vector<std::uint32_t> RequestQueue::Send(const RequestOutlet& outlet) {
+RequestQueue::Sent RequestQueue::Send(const RequestOutlet& outlet) {
   sent_ = 0;
-  std::vector<std::uint32_t> late;
-  if (!SendBroadcasts(outlet)) return late;
+  Sent sent;
+  if (!SendBroadcasts(outlet)) return sent;
   const std::uint64_t firstNew = std::exchange(firstNew_, nextNumber_);
   for (const Turn turn : {Turn::JustAdded, Turn::Available, Turn::Missing})
-    if (!SendQueue(turn, firstNew, late, outlet)) break;
-  return late;
+    if (!SendQueue(turn, firstNew, sent, outlet)) break;
+  return sent;
 }
 
 bool RequestQueue::SendBroadcasts(const RequestOutlet& outlet) {
@@ -45,8 +45,7 @@ bool RequestQueue::SendBroadcasts(const RequestOutlet& outlet) {
   return true;
 }
 
-bool RequestQueue::SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std::uint32_t>& late,
-                             const RequestOutlet& outlet) {
+bool RequestQueue::SendQueue(Turn turn, std::uint64_t firstNew, Sent& sent, const RequestOutlet& outlet) {
   AddressRequests& queue = byAddress_.at(static_cast<std::size_t>(turn));
   for (auto request = queue.begin(); request != queue.end();) {
     if (request->isNeighbour && neighbourRoom_ == 0) {
@@ -56,7 +55,8 @@ bool RequestQueue::SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std:
     if (!SendOne(*request, outlet)) return false;
     if (request->isNeighbour) --neighbourRoom_;
     if (turn == Turn::JustAdded) lastAdditionAsked_ = std::max(lastAdditionAsked_, request->lanSeekID);
-    if (request->number < firstNew) late.push_back(request->lanSeekID);
+    sent.all.push_back(request->lanSeekID);
+    if (request->number < firstNew) sent.late.push_back(request->lanSeekID);
     waiting_.erase(request->lanSeekID);
     request = queue.erase(request);
     if (!PauseAfterBurst(outlet.pacer)) return false;

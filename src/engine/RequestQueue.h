@@ -62,9 +62,15 @@ class RequestQueue {
   /// Refills the token bucket for neighbours; called once per tick.
   void NextTick() { neighbourRoom_ = std::min(neighbourRoom_ + kNeighboursPerTick, kNeighbourBurst); }
 
-  /// Sends the permitted requests; the rest waits for the next call. Returns the controllers whose requests
-  /// had waited longer than one call and have now been sent.
-  std::vector<std::uint32_t> Send(const RequestOutlet& outlet);
+  /// The controllers whose requests by address have been sent.
+  struct Sent {
+    std::vector<std::uint32_t> all;
+    std::vector<std::uint32_t> late;  ///< Those whose requests had waited longer than one call.
+  };
+  /// Sends the permitted requests; the rest waits for the next call.
+  Sent Send(const RequestOutlet& outlet);
+  /// The requests by address that wait.
+  std::size_t Waiting() const { return waiting_.size(); }
 
   /// Drops all requests. Does not refill the token bucket, because the host keeps its neighbour entries.
   void Clear();
@@ -88,8 +94,7 @@ class RequestQueue {
   bool SendBroadcasts(const RequestOutlet& outlet);
   /// Sends from one queue what the token bucket allows. Returns false when nothing more is to be sent in this
   /// call.
-  bool SendQueue(Turn turn, std::uint64_t firstNew, std::vector<std::uint32_t>& late,
-                 const RequestOutlet& outlet);
+  bool SendQueue(Turn turn, std::uint64_t firstNew, Sent& sent, const RequestOutlet& outlet);
   /// Returns false if the send buffer is full or the run is being stopped.
   static bool SendOne(const AddressRequest& request, const RequestOutlet& outlet);
   /// Counts a datagram and pauses after each burst. Returns false when the engine is being stopped.

@@ -1,5 +1,6 @@
 #include "events/EventItemsDB.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -69,6 +70,7 @@ bool CEventItemsDB::QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability avai
     const platform::MutexLock subscriberLock(subscriberMutex_);
     const platform::MutexLock queueLock(queueMutex_);
     for (const auto& entry : subscribers_) queued = QueueFor(entry.second, lanSeekID, availability, reason);
+    longestQueue_ = std::max(longestQueue_, queue_.size());
     signal = signalNext_ && !queue_.empty();
     if (signal) signalNext_ = false;
   }
@@ -96,6 +98,11 @@ bool CEventItemsDB::QueueFor(const SubscriberRef& subscriber, std::uint32_t lanS
   } catch (const std::bad_alloc&) {
     return false;
   }
+}
+
+diagnostics::QueueLoad CEventItemsDB::Load() const {
+  const platform::MutexLock lock(queueMutex_);
+  return {queue_.size(), longestQueue_};
 }
 
 bool CEventItemsDB::GetNextEvent(QueuedEvent& event) {

@@ -13,6 +13,7 @@
 #include <kellanseek/KelLanSeek.h>
 
 #include "diagnostics/KelObjectBase.h"
+#include "diagnostics/QueueLoad.h"
 #include "events/EventQueue.h"
 #include "platform/Event.h"
 #include "platform/Mutex.h"
@@ -75,6 +76,8 @@ class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueu
   /// the next QueueEvent() set the signal.
   bool GetNextEvent(QueuedEvent& event);
 
+  diagnostics::QueueLoad Load() const;
+
   /// Auto-reset event, set when the queue has an event again after GetNextEvent() returned false.
   platform::Event& QueueSignal() { return queueSignal_; }
 
@@ -98,7 +101,8 @@ class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueu
   std::map<std::uint32_t, SubscriberRef> subscribers_ GUARDED_BY(subscriberMutex_);
   std::uint32_t nextCookie_ GUARDED_BY(subscriberMutex_) = kFirstCookie;
 
-  platform::Mutex queueMutex_;
+  mutable platform::Mutex queueMutex_;
+  std::size_t longestQueue_ GUARDED_BY(queueMutex_) = 0;
   Queue queue_ GUARDED_BY(queueMutex_);
   bool signalNext_ GUARDED_BY(queueMutex_) = true;
 };

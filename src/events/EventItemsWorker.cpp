@@ -65,8 +65,9 @@ struct CEventItemsWorker::Run {
   std::shared_ptr<const void> keepAlive;
 };
 
-CEventItemsWorker::CEventItemsWorker(CEventItemsDB& database, platform::DebugOutput& debugOutput)
-    : database_(database), trace_(debugOutput, diagnostics::kEventWorkerUnit) {}
+CEventItemsWorker::CEventItemsWorker(CEventItemsDB& database, diagnostics::Journal& journal,
+                                     platform::DebugOutput& debugOutput)
+    : database_(database), journal_(journal), trace_(debugOutput, diagnostics::kEventWorkerUnit) {}
 
 CEventItemsWorker::~CEventItemsWorker() { Stop(); }
 
@@ -81,7 +82,7 @@ bool CEventItemsWorker::Start(std::shared_ptr<const void> keepAlive) {
   const auto deliver = [run = run_, trace = trace_, &database = database_] {
     HandleEventLoop(database, trace, *run);
   };
-  return diagnostics::StartThread(thread_, "KelEvents", deliver, trace_);
+  return diagnostics::StartThread(thread_, "KelEvents", deliver, {trace_, journal_});
 }
 
 void CEventItemsWorker::Stop() {

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "diagnostics/Journal.h"
 #include "diagnostics/Trace.h"
 #include "events/EventItemsDB.h"
 #include "platform/DebugOutput.h"
@@ -13,8 +14,9 @@ namespace kellanseek::events {
 /// thread-safe.
 class CEventItemsWorker {
  public:
-  /// `database` must outlive the worker, `debugOutput` also the thread.
-  CEventItemsWorker(CEventItemsDB& database, platform::DebugOutput& debugOutput);
+  /// `database` and `journal` must outlive the worker, `debugOutput` also the thread.
+  CEventItemsWorker(CEventItemsDB& database, diagnostics::Journal& journal,
+                    platform::DebugOutput& debugOutput);
   /// Stops the thread if it still runs.
   ~CEventItemsWorker();
   CEventItemsWorker(const CEventItemsWorker&) = delete;
@@ -37,6 +39,7 @@ class CEventItemsWorker {
                       const Run& run);
 
   CEventItemsDB& database_;
+  diagnostics::Journal& journal_;
   diagnostics::Tracer trace_;
   std::shared_ptr<Run> run_;
   platform::Thread thread_;

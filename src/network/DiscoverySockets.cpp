@@ -7,27 +7,31 @@
 namespace kellanseek::network {
 DiscoverySockets::DiscoverySockets(platform::UdpNetwork& udp,
                                    const config::CKelLanSeekConfigSettings& settings, AddressPolling& polling,
-                                   platform::DebugOutput& debugOutput)
-    : udp_(udp), settings_(settings), polling_(polling), trace_(debugOutput, diagnostics::kDynamicInfoUnit) {}
+                                   diagnostics::Journal& journal, platform::DebugOutput& debugOutput)
+    : udp_(udp),
+      settings_(settings),
+      polling_(polling),
+      journal_(journal),
+      trace_(debugOutput, diagnostics::kDynamicInfoUnit) {}
 
 std::unique_ptr<platform::UdpSocket> DiscoverySockets::CreateSocket(const Binding& binding,
                                                                     std::uint16_t port) const {
   const std::wstring& text = binding.addressText;
+  const auto refused = [&](const char* step, platform::SocketError code, const wchar_t* message) {
+    journal_.SocketRefused({binding.address, port, step, code});
+    trace_.Error(message, text, code);
+    return nullptr;
+  };
   platform::SocketError error = 0;
   auto socket = udp_.CreateSocket(error);
-  if (!socket) {
-    trace_.Error(L"LanSeek: Failed to create socket for %s. Error %d", text, error);
-    return nullptr;
-  }
+  if (!socket) return refused("create", error, L"LanSeek: Failed to create socket for %s. Error %d");
   error = socket->SetReuseAddress();
   if (error != 0) {
-    trace_.Error(L"LanSeek: Failed to setup socket reuse option for %s. Error %d", text, error);
-    return nullptr;
+    return refused("option", error, L"LanSeek: Failed to setup socket reuse option for %s. Error %d");
   }
   error = socket->SetBroadcast();
   if (error != 0) {
-    trace_.Error(L"LanSeek: Failed to setup broadcast option for interface %s. Error %d", text, error);
-    return nullptr;
+    return refused("option", error, L"LanSeek: Failed to setup broadcast option for interface %s. Error %d");
   }
   platform::Ipv4 address = 0;
   if (binding.bindToAddress) {
@@ -38,17 +42,15 @@ std::unique_ptr<platform::UdpSocket> DiscoverySockets::CreateSocket(const Bindin
     }
   }
   error = socket->Bind(address, binding.mask, port);
-  if (error != 0) {
-    trace_.Error(L"LanSeek: Failed to bind socket for %s. Error = %d", text, error);
-    return nullptr;
-  }
+  if (error != 0) return refused("bind", error, L"LanSeek: Failed to bind socket for %s. Error = %d");
   return socket;
 }
 
 void DiscoverySockets::CreateSockets(std::vector<InterfaceEntry>& usable) {
   pairs_.clear();
+  journal_.SocketsWanted();
   for (auto entry = usable.begin(); entry != usable.end();) {
-    const Binding binding{entry->addressText, entry->mask, !entry->addressText.empty()};
+    const Binding binding{entry->addressText, entry->mask, !entry->addressText.empty(), entry->address};
     auto request = CreateSocket(binding, settings_.Port(settings_.RequestPort));
     auto response = request ? CreateSocket(binding, settings_.Port(settings_.ResponsePort)) : nullptr;
     if (!response) {
@@ -66,6 +68,7 @@ std::unique_ptr<platform::UdpSocket> DiscoverySockets::MakeNonLocalSocket() cons
   platform::SocketError error = 0;
   auto socket = udp_.CreateSocket(error);
   if (!socket) {
+    journal_.SocketRefused({0, 0, "create", error});
     trace_.Error(L"LanSeek: Failed to create nonlocal socket: %d", error);
     return nullptr;
   }
@@ -75,6 +78,7 @@ std::unique_ptr<platform::UdpSocket> DiscoverySockets::MakeNonLocalSocket() cons
   }
   error = socket->Bind(0, 0, 0);
   if (error != 0) {
+    journal_.SocketRefused({0, 0, "bind", error});
     trace_.Error(L"LanSeek: Sender Failed to bind nonlocal socket. Error = %d", error);
     return nullptr;
   }
@@ -100,6 +104,7 @@ void DiscoverySockets::CloseSockets() {
 void DiscoverySockets::Broadcast(std::size_t position, std::string_view datagram) {
   if (position >= pairs_.size()) return;
   const platform::Ipv4 destination = interfaces_[position].broadcastAddress;
+  journal_.counters.broadcastRequests.Add();
   Report(pairs_[position].response->SendTo(datagram, destination, settings_.Port(settings_.RequestPort)),
          L"dynamic", destination);
 }
@@ -109,13 +114,16 @@ bool DiscoverySockets::SendToAddress(platform::Ipv4 address, std::string_view da
   const platform::SocketError error =
       nonLocalSocket_->TrySendTo(datagram, address, settings_.Port(settings_.NonLocalPort));
   if (error == platform::kNoRoom) return false;
+  journal_.counters.requestsByAddress.Add();
   Report(error, L"static", address);
   return true;
 }
 
 void DiscoverySockets::Report(platform::SocketError error, const wchar_t* kind,
                               platform::Ipv4 destination) const {
-  if (error == 0 || udp_.IsExpectedSendError(error)) return;
+  if (error == 0) return;
+  journal_.SendFailed(error, destination);
+  if (udp_.IsExpectedSendError(error)) return;
   trace_.Error(L"LanSeek: Sender Failed to send data (%s request) addr=0x%x. Error=%d", kind,
                platform::HostOrder(destination), error);
 }
@@ -124,7 +132,18 @@ platform::SocketError DiscoverySockets::Answer(std::size_t position, std::string
                                                platform::Ipv4& destination) {
   if (position >= pairs_.size()) return 0;
   destination = interfaces_[position].broadcastAddress;
-  return pairs_[position].request->SendTo(datagram, destination, settings_.Port(settings_.ResponsePort));
+  const platform::SocketError error =
+      pairs_[position].request->SendTo(datagram, destination, settings_.Port(settings_.ResponsePort));
+  journal_.counters.answers.Add();
+  if (error != 0) journal_.SendFailed(error, destination);
+  return error;
+}
+
+void DiscoverySockets::NoteDrops() const {
+  std::uint64_t drops = 0;
+  for (const Pair& pair : pairs_) drops += pair.request->DroppedBySystem() + pair.response->DroppedBySystem();
+  if (nonLocalSocket_) drops += nonLocalSocket_->DroppedBySystem();
+  journal_.counters.droppedBySystem.Update(drops);
 }
 
 }  // namespace kellanseek::network

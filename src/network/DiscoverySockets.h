@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "config/Settings.h"
+#include "diagnostics/Journal.h"
 #include "diagnostics/Trace.h"
 #include "network/AddressPolling.h"
 #include "network/AnswerSender.h"
@@ -22,7 +23,8 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
  public:
   /// `polling` is switched off if the non-local socket cannot be opened.
   DiscoverySockets(platform::UdpNetwork& udp, const config::CKelLanSeekConfigSettings& settings,
-                   AddressPolling& polling, platform::DebugOutput& debugOutput);
+                   AddressPolling& polling, diagnostics::Journal& journal,
+                   platform::DebugOutput& debugOutput);
 
   /// Opens the sockets of all interfaces in `usable` and removes those whose sockets are refused. After an
   /// exception, CloseSockets() closes the sockets already open.
@@ -36,6 +38,9 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
   /// Null if polling by address is off.
   platform::UdpSocket* NonLocalSocket() const { return nonLocalSocket_.get(); }
 
+  /// Notes how many datagrams the system has dropped because a receive buffer was full.
+  void NoteDrops() const;
+
   void Broadcast(std::size_t position, std::string_view datagram) override;
   bool SendToAddress(platform::Ipv4 address, std::string_view datagram) override;
   platform::SocketError Answer(std::size_t position, std::string_view datagram,
@@ -46,6 +51,7 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
     const std::wstring& addressText;
     platform::Ipv4 mask;
     bool bindToAddress;
+    platform::Ipv4 address;
   };
   struct Pair {
     std::unique_ptr<platform::UdpSocket> response;  ///< Sends requests, receives answers.
@@ -60,6 +66,7 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
   platform::UdpNetwork& udp_;
   const config::CKelLanSeekConfigSettings& settings_;
   AddressPolling& polling_;
+  diagnostics::Journal& journal_;
   diagnostics::Tracer trace_;
   InterfaceTable interfaces_;
   std::vector<Pair> pairs_;  ///< One for each interface.

@@ -29,6 +29,18 @@ struct InterfaceRow {
   std::size_t physicalAddressLength = 0;  ///< Bytes of physicalAddress that hold the address.
 };
 
+/// What a report says about a network interface, also about one that has no IPv4 address.
+struct InterfaceDetails {
+  std::uint32_t index = 0;
+  std::wstring name;        ///< As users know it: "eth0", "Ethernet 2".
+  bool isUp = false;        ///< The administrator has enabled it.
+  bool hasCarrier = false;  ///< A cable or a radio link is there.
+  bool isLoopback = false;
+  bool isPointToPoint = false;  ///< A tunnel or a modem, without neighbours.
+  bool hasIpv4 = false;
+  bool hasIpv6 = false;  ///< Other than its link-local address.
+};
+
 inline constexpr std::uint32_t kInterfaceUp = 1;
 inline constexpr std::uint32_t kLoopbackInterface = 24;
 
@@ -41,6 +53,8 @@ class NetworkAddresses {
   virtual std::optional<std::vector<AddressRow>> Addresses() = 0;
   /// The row of an interface; nullopt if the system has none or cannot tell.
   virtual std::optional<InterfaceRow> Interface(std::uint32_t interfaceIndex) = 0;
+  /// All interfaces, in no particular order. Empty if the system cannot list them.
+  virtual std::vector<InterfaceDetails> Details() = 0;
 };
 
 /// Reports that the host's addresses may have changed since its construction or the last wait. For one

@@ -44,6 +44,10 @@ class UdpSocket {
   virtual SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) = 0;
   /// Like SendTo(), but returns kNoRoom instead of waiting.
   virtual SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) = 0;
+
+  /// Datagrams that the system dropped because the receive buffer was full. Always 0 where the system does
+  /// not tell. Thread-safe.
+  virtual std::uint64_t DroppedBySystem() const { return 0; }
 };
 
 /// Result of one step of a DatagramReceiver.

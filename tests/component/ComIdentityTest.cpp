@@ -15,7 +15,7 @@ using component::ClassFactory;
 const std::vector<const IID*> kInterfaces = {
     &IID_IKelCtrlIdentity, &IID_IKelLanSeek,       &IID_IKelLanSeekSubscribe, &IID_IKelVCLanSeek,
     &IID_IKelBase,         &IID_IKelLanSeekConfig, &IID_IKelCtrlIdentity2,    &IID_IKelLanSeek2,
-    &IID_IKelVCLanSeek2,   &IID_IKelCtrlIdentity3};
+    &IID_IKelVCLanSeek2,   &IID_IKelCtrlIdentity3, &IID_IKelLanSeekDiagnostics};
 
 /// IDispatch, ISupportErrorInfo, and interfaces of other objects.
 const std::vector<IID> kNotOffered = {KelGuid("00020400-0000-0000-C000-000000000046"),

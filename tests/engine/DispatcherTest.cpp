@@ -106,7 +106,7 @@ TEST_F(DispatcherTest, ARefusedVirtualControllerLeavesTheEngineLockHeld) {
   protocol::Message message;
   const std::string datagram = Datagram(1, "11:2;");
   dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(kSource),
-                           {MsgSource::FromResponseSocket, 0, 0}, message);
+                           {MsgSource::FromResponseSocket, 0, 0, 0}, message);
 
   EXPECT_TRUE(engineLock.HeldByThisThread());
   engineLock.ReleaseAll();

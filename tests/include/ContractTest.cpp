@@ -61,6 +61,7 @@ FOREIGN_CALLS void CheckSlots() {
   EXPECT_SLOT(3, Foreign<IKelObjectEvents>().Notify(nullptr));
   EXPECT_SLOT(3, Foreign<IKelBase>().GetLastErrorInfo(nullptr));
   EXPECT_SLOT(3, Foreign<IKelLanSeekConfig>().AddRemoteController(nullptr, nullptr));
+  EXPECT_SLOT(4, Foreign<IKelLanSeekDiagnostics>().GetSweeps(nullptr));
   EXPECT_SLOT(4, Foreign<IKelLanSeekSubscribe>().Unsubscribe(0));
   EXPECT_SLOT(5, Foreign<IKelVCLanSeek>().ForwardMessage(nullptr));
   EXPECT_SLOT(7, Foreign<IKelVCLanSeek2>().PreUnRegister(nullptr));
@@ -112,6 +113,7 @@ TEST(ContractTest, IdentifiersAreUnique) {
                       IID_IKelVCLanSeek,
                       IID_IKelVCLanSeek2,
                       IID_IKelLanSeekConfig,
+                      IID_IKelLanSeekDiagnostics,
                       IID_IKelLanSeekSubscribe,
                       IID_IKelObjectEvents,
                       IID_IKelEnumCtrlIdentity,

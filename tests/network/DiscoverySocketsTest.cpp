@@ -100,7 +100,8 @@ class DiscoverySocketsTest : public ::testing::Test {
   ScriptedNetwork network;
   network::AddressPolling polling{settings};
   std::vector<network::InterfaceEntry> interfaces;
-  network::DiscoverySockets sockets{network, settings, polling, traces};
+  diagnostics::Journal journal;
+  network::DiscoverySockets sockets{network, settings, polling, journal, traces};
 };
 
 class SocketCallTest : public DiscoverySocketsTest, public ::testing::WithParamInterface<int> {};

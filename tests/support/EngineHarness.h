@@ -161,12 +161,13 @@ class EngineHarness {
   RecordingDaemon daemon;
   NoPause pacer;
   engine::RequestOutlet outlet{sender, pacer};
+  diagnostics::Journal journal;
   platform::Event stopEngine{platform::Event::Kind::AutoReset};
   network::AddressPolling polling{settings};
   network::HostInterfaces host{addresses, settings, traces};
   network::InterfaceTable interfaces;
   engine::EngineLogic logic{
-      {table, settings, polling, daemon, events, lookup, processes, stopEngine, traces}};
+      {table, settings, polling, daemon, events, lookup, processes, stopEngine, journal, traces}};
   engine::EngineLock& engineLock = logic.engineLock;
   engine::HostNames& hostNames = logic.hostNames;
   engine::CtrlLifecycle& lifecycle = logic.lifecycle;

@@ -55,6 +55,17 @@ class FakeNetworkAddresses : public platform::NetworkAddresses {
     return found->second;
   }
 
+  std::vector<platform::InterfaceDetails> Details() override {
+    const std::lock_guard lock(mutex_);
+    std::vector<platform::InterfaceDetails> all;
+    for (const auto& [index, row] : interfaces_) {
+      const bool isUp = row.adminStatus == platform::kInterfaceUp;
+      const bool isLoopback = row.type == platform::kLoopbackInterface;
+      all.push_back({index, L"eth" + std::to_wstring(index), isUp, isUp, isLoopback, false, true, false});
+    }
+    return all;
+  }
+
  private:
   std::mutex mutex_;
   std::vector<platform::AddressRow> addresses_;

@@ -1,10 +1,12 @@
 #include "platform/linux/BoundSocket.h"
 
+#include <linux/sock_diag.h>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -125,6 +127,17 @@ std::vector<BoundSocket::Source> BoundSocket::Sources() const {
   if (directed_) sources.push_back({directed_.get(), true});
   if (limited_) sources.push_back({limited_.get(), true});
   return sources;
+}
+
+std::uint64_t BoundSocket::DroppedBySystem() const {
+  std::uint64_t drops = 0;
+  for (const Source& source : Sources()) {
+    std::array<std::uint32_t, SK_MEMINFO_VARS> memory{};
+    socklen_t size = sizeof memory;
+    if (getsockopt(source.descriptor, SOL_SOCKET, SO_MEMINFO, memory.data(), &size) == 0)
+      drops += memory[SK_MEMINFO_DROPS];
+  }
+  return drops;
 }
 
 }  // namespace kellanseek::platform

@@ -25,6 +25,8 @@ class BoundSocket : public UdpSocket {
   }
   SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override;
 
+  std::uint64_t DroppedBySystem() const override;
+
   /// A descriptor to read. Broadcasts count only if they arrive on the address's own interface.
   struct Source {
     int descriptor = -1;

@@ -8,8 +8,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/FileText.h"
@@ -25,6 +27,12 @@ Ipv4 AddressIn(const sockaddr* socketAddress) {
   sockaddr_in inet{};
   std::memcpy(&inet, socketAddress, sizeof inet);
   return inet.sin_addr.s_addr;
+}
+
+bool IsLinkLocal(const sockaddr* socketAddress) {
+  sockaddr_in6 inet{};
+  std::memcpy(&inet, socketAddress, sizeof inet);
+  return IN6_IS_ADDR_LINKLOCAL(&inet.sin6_addr);
 }
 
 /// Strips the label of an alias ("eth0:1") from the interface name that getifaddrs returns with an address.
@@ -59,6 +67,31 @@ class HostAddresses : public NetworkAddresses {
       std::copy_n(request.ifr_hwaddr.sa_data, IFHWADDRLEN, row.physicalAddress.begin());
     }
     return row;
+  }
+
+  std::vector<InterfaceDetails> Details() override {
+    std::map<unsigned, InterfaceDetails> byIndex;
+    ifaddrs* first = nullptr;
+    if (getifaddrs(&first) != 0) return {};
+    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(first, &freeifaddrs);
+    for (const ifaddrs* row = first; row != nullptr; row = row->ifa_next) {
+      const std::string name = row->ifa_name;
+      const unsigned index = IndexOfName(name);
+      if (index == 0) continue;
+      InterfaceDetails& details = byIndex[index];
+      details.index = index;
+      details.name = FromUtf8(name.substr(0, name.find(':')));
+      details.isUp = (row->ifa_flags & IFF_UP) != 0;
+      details.hasCarrier = (row->ifa_flags & IFF_RUNNING) != 0;
+      details.isLoopback = (row->ifa_flags & IFF_LOOPBACK) != 0;
+      details.isPointToPoint = (row->ifa_flags & IFF_POINTOPOINT) != 0;
+      if (row->ifa_addr == nullptr) continue;
+      details.hasIpv4 |= row->ifa_addr->sa_family == AF_INET;
+      details.hasIpv6 |= row->ifa_addr->sa_family == AF_INET6 && !IsLinkLocal(row->ifa_addr);
+    }
+    std::vector<InterfaceDetails> all;
+    for (auto& [index, details] : byIndex) all.push_back(std::move(details));
+    return all;
   }
 };
 

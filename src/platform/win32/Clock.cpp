@@ -4,6 +4,8 @@
 
 namespace kellanseek::platform {
 
+std::uint64_t MonotonicMilliseconds() { return 1 + GetTickCount64(); }
+
 std::uint32_t TickCount() { return GetTickCount(); }
 
 FILETIME LocalFileTime() {

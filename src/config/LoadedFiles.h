@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace kellanseek::config {
+
+/// What became of a configuration file at the creation of a component object.
+struct LoadedFile {
+  enum class Outcome {
+    NoDirectory,  ///< No configuration directory is set.
+    Absent,       ///< The file does not exist.
+    Refused,      ///< It could not be read or is no valid file; the settings keep their values.
+    Read,
+  };
+  Outcome outcome = Outcome::NoDirectory;
+  std::wstring path;
+  std::wstring reason;  ///< Of a refusal, or the first remark of the reader: the text that was traced.
+};
+
+struct LoadedFiles {
+  std::wstring directory;
+  LoadedFile settings;
+  LoadedFile controllers;
+  std::size_t controllersListed = 0;    ///< Entries of the file.
+  std::size_t controllersAccepted = 0;  ///< Of these.
+};
+
+}  // namespace kellanseek::config

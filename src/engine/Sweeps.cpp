@@ -1,0 +1,56 @@
+#include "engine/Sweeps.h"
+
+#include <algorithm>
+
+namespace kellanseek::engine {
+
+void Sweeps::BeginRun(std::size_t interfaces) {
+  interfaces_.assign(interfaces, {});
+  wantsPolled_ = true;
+  unasked_.clear();
+}
+
+void Sweeps::Asked(std::size_t position, std::int32_t timeout) {
+  if (position >= interfaces_.size()) return;
+  Interface& asked = interfaces_[position];
+  // The answers to an earlier request come within the same time.
+  if (asked.ticksLeft == kIdle) asked.ticksLeft = std::max(timeout, 1);
+}
+
+void Sweeps::Expect(std::vector<std::uint32_t> polled, std::int32_t timeout) {
+  wantsPolled_ = false;
+  anyPolled_ = !polled.empty();
+  unasked_ = {polled.begin(), polled.end()};
+  pollTicksLeft_ = anyPolled_ ? std::max(timeout, 0) : 0;
+}
+
+void Sweeps::Tick() {
+  const bool interfaces = InterfacesDone();
+  const bool polls = PollsDone();
+  if (!interfaces || !polls) return;
+  // With nobody to ask, the empty list is complete once and for all.
+  const bool asked = !interfaces_.empty() || anyPolled_;
+  if (asked || Completed() == 0) completed_.fetch_add(1, std::memory_order_relaxed);
+  for (Interface& each : interfaces_) each.done = false;
+  wantsPolled_ = true;
+}
+
+bool Sweeps::InterfacesDone() {
+  bool all = true;
+  for (Interface& each : interfaces_) {
+    if (each.ticksLeft > 0 && --each.ticksLeft == 0) {
+      each.ticksLeft = kIdle;
+      each.done = true;
+    }
+    all = all && each.done;
+  }
+  return all;
+}
+
+bool Sweeps::PollsDone() {
+  if (wantsPolled_ || !unasked_.empty()) return false;
+  if (pollTicksLeft_ > 0) --pollTicksLeft_;
+  return pollTicksLeft_ == 0;
+}
+
+}  // namespace kellanseek::engine

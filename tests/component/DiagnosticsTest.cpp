@@ -1,0 +1,130 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/component/ComponentHarness.h"
+#include "text/Utf8.h"
+
+namespace kellanseek::test {
+namespace {
+
+using Json = nlohmann::json;
+
+class DiagnosticsTest : public testing::Test, protected ComponentHarness {
+ protected:
+  Json Report() {
+    KelBstr text;
+    EXPECT_EQ(seek.As<IKelLanSeekDiagnostics>()->GetReport(text.Put()), S_OK);
+    return Json::parse(text::ToUtf8(text.Text()));
+  }
+  /// The report as soon as the receiver has handled everything injected before: nothing else answers with
+  /// this identity.
+  Json ReportAfterInjected() {
+    Appear("last", "192.168.1.99");
+    return ReportWhen([](const Json& report) {
+      const Json& all = report["controllers"];
+      return std::any_of(all.begin(), all.end(), [](const Json& each) { return each["systemId"] == "last"; });
+    });
+  }
+  /// The first report for which `done` holds, or the one after ten seconds.
+  template <typename Done>
+  Json ReportWhen(Done done) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    Json report = Report();
+    while (!done(report) && std::chrono::steady_clock::now() < end) {
+      std::this_thread::yield();
+      report = Report();
+    }
+    return report;
+  }
+};
+
+TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
+  Create();
+  ASSERT_TRUE(network.WaitUntilOpened());
+  network.Inject("no message", "192.168.1.20");
+  network.Inject("Lanseek;ff;1;4:sys;", "192.168.1.20");
+  network.Inject(InjectedNetwork::Datagram(5, ""), "192.168.1.5", InjectedNetwork::kRequest);
+  network.Inject(InjectedNetwork::Datagram(5, ""), "192.168.1.21", InjectedNetwork::kRequest);
+  Appear("twin", "192.168.1.20", "1:Upper;");
+  network.Inject(InjectedNetwork::Datagram(1, "4:twin;9:other;1:Lower;"), "192.168.1.30");
+
+  const Json report = ReportAfterInjected();
+  EXPECT_EQ(report["v"], 1);
+  const Json& received = report["received"];
+  EXPECT_EQ(received["onRequestSockets"], 1) << "the host's own request does not count";
+  EXPECT_EQ(received["onResponseSockets"], 5);
+  EXPECT_EQ(received["byType"]["5"], 1);
+  EXPECT_EQ(received["dropped"]["own"], 1);
+  EXPECT_EQ(received["dropped"]["malformed"], 1);
+  EXPECT_EQ(received["dropped"]["lengthMismatch"], 1);
+  EXPECT_EQ(received["dropped"]["colliding"], 1);
+  EXPECT_EQ(received["lastMalformed"], Json({{"from", "192.168.1.20"}, {"text", "no message"}}));
+
+  ASSERT_EQ(report["collisions"].size(), 1U);
+  const Json& collision = report["collisions"][0];
+  EXPECT_EQ(collision["kind"], "identity");
+  EXPECT_EQ(collision["known"]["name"], "Upper");
+  EXPECT_EQ(collision["heard"]["name"], "Lower");
+  EXPECT_EQ(collision["heard"]["address"], "192.168.1.30");
+
+  ASSERT_EQ(report["interfaces"].size(), 1U);
+  EXPECT_EQ(report["interfaces"][0]["address"], "192.168.1.5");
+  EXPECT_EQ(report["interfaces"][0]["used"], true);
+  EXPECT_TRUE(report["interfaces"][0]["lastDatagramMsAgo"].is_number());
+  for (const Json& thread : report["threads"]) EXPECT_EQ(thread["started"], true) << thread;
+}
+
+TEST_F(DiagnosticsTest, TheReportTellsWhereTheConfigurationComesFromAndWhoNeverAnswered) {
+  Configure(
+      In("CommunicationSettings", In("RefreshInterval", "30")) +
+          In("UseInterfaces", In("SubNet", In("IPNumber", "10.1.0.0") + In("SubNetMask", "255.255.0.0"))),
+      StaticController("10.9.9.1", "a") + StaticController("none", "b"));
+  Create();
+  ASSERT_TRUE(network.WaitUntilOpened());
+
+  const Json report = Report();
+  const Json& configuration = report["configuration"];
+  EXPECT_EQ(configuration["settingsFile"]["state"], "read");
+  EXPECT_EQ(configuration["controllersFile"]["state"], "read");
+  EXPECT_EQ(configuration["settings"]["RefreshInterval"], Json({{"value", 30}, {"from", "file"}}));
+  EXPECT_EQ(configuration["settings"]["Retries"]["from"], "default");
+  EXPECT_EQ(configuration["controllersListed"], 2);
+  EXPECT_EQ(configuration["controllersAccepted"], 1);
+  EXPECT_EQ(report["interfaces"][0]["why"], "notListed");
+  EXPECT_EQ(report["table"]["neverHeard"], Json({"10.9.9.1"}));
+  EXPECT_EQ(report["controllers"][0]["lastHeardMsAgo"], nullptr);
+
+  directory.Write("lanseekconf.xml", "no XML");
+  Create();
+  const Json refused = Report()["configuration"]["settingsFile"];
+  EXPECT_EQ(refused["state"], "refused");
+  EXPECT_NE(refused["remark"], "");
+}
+
+TEST_F(DiagnosticsTest, TheReportNamesTheInterfaceThatTheSystemRefused) {
+  network.Refuse(platform::ParseIpv4("192.168.1.5"));
+  Create();
+  const auto refused = [](const Json& report) { return report["interfaces"][0]["why"] == "refused"; };
+  const Json entry = ReportWhen(refused)["interfaces"][0];
+  EXPECT_EQ(entry["why"], "refused");
+  EXPECT_EQ(entry["refused"], Json({{"step", "bind"}, {"port", 5512}, {"error", 99}}));
+}
+
+TEST_F(DiagnosticsTest, NullPointersAreRefused) {
+  Create();
+  const auto diagnostics = seek.As<IKelLanSeekDiagnostics>();
+  EXPECT_EQ(diagnostics->GetReport(nullptr), E_POINTER);
+  EXPECT_EQ(diagnostics->GetSweeps(nullptr), E_POINTER);
+  ULONG sweeps = 7;
+  EXPECT_EQ(diagnostics->GetSweeps(&sweeps), S_OK);
+  EXPECT_EQ(sweeps, 0U);
+}
+
+}  // namespace
+}  // namespace kellanseek::test
