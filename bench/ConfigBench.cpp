@@ -4,7 +4,6 @@
 
 #include "config/Configuration.h"
 #include "configcheck/ConfigCheck.h"
-#include "configcheck/Remarks.h"
 #include "diagnostics/NoDebugOutput.h"
 #include "tests/support/ScratchDirectory.h"
 

@@ -3,8 +3,6 @@
 
 #include "config/LanSeekConfigParser.h"
 #include "configcheck/ConfigCheck.h"
-#include "configcheck/Remarks.h"
-#include "configcheck/ScanFileCheck.h"
 #include "controllers/CtrlInfo.h"
 #include "controllers/PollSchedule.h"
 #include "diagnostics/NoDebugOutput.h"

@@ -5,8 +5,7 @@
 
 #include "config/ControllerIdParser.h"
 #include "config/StaticControllers.h"
-#include "configcheck/Remarks.h"
-#include "configcheck/StaticFileCheck.h"
+#include "configcheck/ConfigCheck.h"
 #include "diagnostics/NoDebugOutput.h"
 #include "fuzz/FuzzFile.h"
 

@@ -5,160 +5,150 @@
 #include <new>
 #include <utility>
 
-#include "config/CommunicationElements.h"
-#include "config/ElementReader.h"
 #include "diagnostics/UnitNames.h"
 #include "text/Number.h"
 
 namespace kellanseek::config {
 namespace {
 
-constexpr const wchar_t* kRoot = L"KelLanSeekConfigurations";
-constexpr const wchar_t* kLookupFailed = L"CLanSeekConfigParser::GetInformation. raw_selectSingleNode ";
-constexpr const wchar_t* kTextFailed = L"CLanSeekConfigParser::GetInformation. get_text ";
+constexpr const wchar_t* kListFailed = L"CLanSeekConfigParser::GetInformation. raw_selectNodes ";
 
-constexpr config::RejectionMessages kRejections = {
-    L"LanSeekConfigParser::Init. Config file rejected. get_firstChild failed",
-    L"LanSeekConfigParser::Init. Config file rejected. Attributes failure.",
-    L"LanSeekConfigParser::Init. Config file rejected. Failed to get encoding type.",
-    L"LanSeekConfigParser::Init. Config file rejected. Failed to read encoding type.",
+constexpr FileMessages kMessages = {
+    diagnostics::kScanConfigurationUnit,
+    {L"LanSeekConfigParser::Init. Config file rejected. get_firstChild failed",
+     L"LanSeekConfigParser::Init. Config file rejected. Attributes failure.",
+     L"LanSeekConfigParser::Init. Config file rejected. Failed to get encoding type.",
+     L"LanSeekConfigParser::Init. Config file rejected. Failed to read encoding type."},
     L"LanSeekConfigParser::Init. Config file rejected due to invalid encoding type.",
-    L"LanSeekConfigParser::Init. Config file rejected. Failed to get encoding type, exception thrown."};
+    L"LanSeekConfigParser::Init. Config file rejected. Failed to get encoding type, exception thrown.",
+    L"CLanSeekConfigParser::GetInformation. raw_selectSingleNode ",
+    L"CLanSeekConfigParser::GetInformation. get_text "};
 
-using Node = std::unique_ptr<platform::XmlNode>;
+using Node = ConfigFile::Node;
 
 }  // namespace
 
-CLanSeekConfigParser::CLanSeekConfigParser(platform::DebugOutput& output, config::XmlDocumentFactory create)
-    : create_(std::move(create)), trace_(output, diagnostics::kScanConfigurationUnit) {}
-
-HRESULT CLanSeekConfigParser::Init(const std::wstring& path) {
-  return file_.Open(path, create_, kRejections, trace_);
-}
+CLanSeekConfigParser::CLanSeekConfigParser(platform::DebugOutput& output, XmlDocumentFactory create,
+                                           ReadListener& listener)
+    : file_(output, kMessages, std::move(create), listener) {}
 
 HRESULT CLanSeekConfigParser::GetInformation(CKelLanSeekConfigSettings& settings) {
   const HRESULT interfaces =
       GetInterfaceSettings(settings.SubNets, settings.InterfaceMode, settings.DetectInterfaceChanges);
   const HRESULT communication = GetCommunicationSettings(settings);
-  settings.ValidateInterfaces(trace_);
+  settings.ValidateInterfaces(file_.Trace());
   if (FAILED(interfaces)) return interfaces;
   return FAILED(communication) ? communication : S_OK;
 }
 
-HRESULT CLanSeekConfigParser::GetCommunicationSettings(CKelLanSeekConfigSettings& settings) {
+HRESULT CLanSeekConfigParser::GetCommunicationSettings(CKelLanSeekConfigSettings& settings) try {
   if (!file_.Valid()) return E_FAIL;
-  try {
-    return ReadCommunicationSettings(settings);
-  } catch (const std::exception&) {
-    trace_.LongError(L"CLanSeekConfigParser::GetCommunicationSettings. Exception while getting data");
-    return E_FAIL;
-  }
-}
-
-HRESULT CLanSeekConfigParser::ReadCommunicationSettings(CKelLanSeekConfigSettings& settings) {
-  const config::ElementReader reader(trace_, kLookupFailed, kTextFailed);
   Node root;
-  HRESULT result = file_.Document()->SelectRoot(kRoot, root);
-  if (FAILED(result)) {
-    trace_.LongError(
-        L"CLanSeekConfigParser::GetCommunicationSettings. raw_selectSingleNode KelLanSeekConfigurations "
-        L"failed");
+  HRESULT result = file_.Root(kScanFileRoot, root,
+                              L"CLanSeekConfigParser::GetCommunicationSettings. raw_selectSingleNode ");
+  if (result != S_OK) {
+    file_.Listener().RootMissing(kScanFileRoot);
+    return result;
   }
-  if (result != S_OK) return result;
-
-  std::wstring text;
-  if (reader.ChildText(*root, L"FakeRemoteVCAs", text) == S_OK && text == L"RC") settings.FakeRemoteVCAs = RC;
+  file_.Listener().Opened(kScanFileRoot, *root);
+  file_.Read(*root, ElementOf(&CKelLanSeekConfigSettings::FakeRemoteVCAs), settings);
 
   Node container;
-  result = root->SelectSingleNode(L"CommunicationSettings", container);
-  if (FAILED(result)) {
-    trace_.LongError(L"CLanSeekConfigParser::GetInformation. raw_selectNodes CommunicationSettings failed");
-  }
+  result = file_.Select(*root, kCommunicationSettings.name, container, kListFailed);
   if (result != S_OK) return result;
-  for (const config::NumericElement& element : config::CommunicationElements()) {
-    result = reader.ChildText(*container, element.name, text);
-    if (result == S_OK) config::Store(element, text::ToNumber(text), settings);
-  }
+  file_.Listener().Opened(kCommunicationSettings, *container);
+  for (const Element& element : kCommunicationSettings.texts)
+    result = file_.Read(*container, element, settings);
+  file_.Listener().Closed(kCommunicationSettings, *container);
   return result;
+} catch (const std::exception&) {
+  file_.Trace().LongError(L"CLanSeekConfigParser::GetCommunicationSettings. Exception while getting data");
+  return E_FAIL;
 }
 
 HRESULT CLanSeekConfigParser::GetInterfaceSettings(std::vector<SubNetEntry>& subNets,
-                                                   std::int32_t& interfaceMode, std::int32_t& detectChanges) {
+                                                   std::int32_t& interfaceMode,
+                                                   std::int32_t& detectChanges) try {
   if (!file_.Valid()) return E_FAIL;
-  try {
-    return ReadInterfaceSettings(subNets, interfaceMode, detectChanges);
-  } catch (const std::exception&) {
-    trace_.LongError(L"CLanSeekConfigParser::GetInformation. Exception while getting interface addresses");
-    return E_FAIL;
-  }
-}
-
-HRESULT CLanSeekConfigParser::ReadInterfaceSettings(std::vector<SubNetEntry>& subNets,
-                                                    std::int32_t& interfaceMode,
-                                                    std::int32_t& detectChanges) {
-  const config::ElementReader reader(trace_, kLookupFailed, kTextFailed);
   interfaceMode = AllInterfaces;
   Node root;
-  HRESULT result = file_.Document()->SelectRoot(kRoot, root);
-  if (FAILED(result)) {
-    trace_.LongError(
-        L"CLanSeekConfigParser::GetInformation. raw_selectSingleNode KelLanSeekConfigurations failed");
-  }
+  HRESULT result = file_.Root(kScanFileRoot, root);
   if (result != S_OK) return result;
 
   Node container;
-  result = reader.Select(*root, L"ExcludeInterfaces", container);
+  const Container* list = &kExcludeInterfaces;
+  result = file_.Select(*root, list->name, container);
   if (result == S_OK) interfaceMode = ExcludeListed;
   if (result == S_FALSE) {
-    result = reader.Select(*root, L"UseInterfaces", container);
+    list = &kUseInterfaces;
+    result = file_.Select(*root, list->name, container);
     if (result == S_OK) interfaceMode = UseListed;
   }
-  if (result == S_OK) result = ReadSubNets(*container, subNets);
+  if (result == S_OK) result = ReadSubNets(*list, *container, subNets);
   if (FAILED(result)) return result;
 
-  const config::NumericElement& detect = config::DetectInterfaceChangesElement();
-  Node element;
-  result = reader.Select(*root, detect.name, element);
+  const Element& detect = ElementOf(&CKelLanSeekConfigSettings::DetectInterfaceChanges);
+  Node node;
+  result = file_.Select(*root, detect.name, node);
   if (result != S_OK) return result;
   std::wstring text;
-  result = element->Text(text);
-  if (result == S_OK) detectChanges = text::ToNumber(text) != 0 ? 1 : 0;
+  result = node->Text(text);
+  if (result != S_OK) return result;
+  detectChanges = text::ToNumber(text) != 0 ? 1 : 0;
+  file_.Listener().Read(detect, *node, text);
   return result;
+} catch (const std::exception&) {
+  file_.Trace().LongError(
+      L"CLanSeekConfigParser::GetInformation. Exception while getting interface addresses");
+  return E_FAIL;
 }
 
-HRESULT CLanSeekConfigParser::ReadSubNets(platform::XmlNode& container, std::vector<SubNetEntry>& subNets) {
-  const config::ElementReader reader(trace_, kLookupFailed, kTextFailed);
+HRESULT CLanSeekConfigParser::ReadSubNets(const Container& list, platform::XmlNode& container,
+                                          std::vector<SubNetEntry>& subNets) {
+  file_.Listener().Opened(list, container);
   std::vector<Node> nodes;
-  const HRESULT listed = container.SelectNodes(L"SubNet", nodes);
+  const HRESULT listed = container.SelectNodes(kSubNet.name, nodes);
   if (FAILED(listed)) {
-    trace_.LongError(L"CLanSeekConfigParser::GetInformation. raw_selectNodes SubNet failed");
+    file_.Trace().LongError(L"%s%s failed", kListFailed, kSubNet.name);
     return listed;
   }
   for (const Node& node : nodes) {
     if (!node) {
-      trace_.LongError(L"CLanSeekConfigParser::GetInformation. get_item failed");
+      file_.Trace().LongError(L"CLanSeekConfigParser::GetInformation. get_item failed");
       return E_FAIL;
     }
-    SubNetEntry entry;
-    bool complete = true;
-    for (const auto& [name, field] :
-         {std::pair(L"IPNumber", &entry.IPNumber), {L"SubNetMask", &entry.SubNetMask}}) {
-      Node element;
-      const HRESULT selected = reader.Select(*node, name, element);
-      if (FAILED(selected)) return selected;
-      if (selected != S_OK) {
-        trace_.LongError(L"CLanSeekConfigParser::GetInformation. SubNet node did not contain %s", name);
-      }
-      complete = selected == S_OK && reader.Text(*element, name, *field) == S_OK;
-      if (!complete) break;
+    const HRESULT result = ReadSubNet(*node, subNets);
+    if (FAILED(result)) return result;
+  }
+  file_.Listener().Closed(list, container);
+  return S_OK;
+}
+
+/// Fails only if a look-up fails. Passes over a subnet without an address or mask.
+HRESULT CLanSeekConfigParser::ReadSubNet(platform::XmlNode& node, std::vector<SubNetEntry>& subNets) {
+  file_.Listener().Opened(kSubNet, node);
+  SubNetEntry entry;
+  for (const Element& element : kSubNet.texts) {
+    Node child;
+    const HRESULT selected = file_.Select(node, element.name, child);
+    if (FAILED(selected)) return selected;
+    if (selected != S_OK) {
+      file_.Trace().LongError(L"CLanSeekConfigParser::GetInformation. %s node did not contain %s",
+                              kSubNet.name, element.name);
     }
-    if (!complete) continue;
-    try {
-      subNets.push_back(std::move(entry));
-    } catch (const std::bad_alloc&) {
-      trace_.LongError(L"CLanSeekConfigParser::GetInformation. Error put data into interface list");
+    std::wstring& text = entry.*std::get<std::wstring SubNetEntry::*>(element.field);
+    if (selected != S_OK || file_.Text(*child, element.name, text) != S_OK) {
+      file_.Listener().PassedOver(kSubNet, node, element);
+      return S_FALSE;
     }
   }
+  try {
+    subNets.push_back(std::move(entry));
+  } catch (const std::bad_alloc&) {
+    file_.Trace().LongError(L"CLanSeekConfigParser::GetInformation. Error put data into interface list");
+    return S_FALSE;
+  }
+  file_.Listener().Closed(kSubNet, node);
   return S_OK;
 }
 

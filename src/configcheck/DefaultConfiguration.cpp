@@ -1,9 +1,10 @@
 #include "configcheck/DefaultConfiguration.h"
 
 #include <utility>
+#include <variant>
 
-#include "config/CommunicationElements.h"
 #include "config/Configuration.h"
+#include "config/Elements.h"
 #include "platform/CodePage.h"
 #include "platform/Files.h"
 
@@ -15,75 +16,66 @@ constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-
 /// The names and comments passed here are plain ASCII.
 std::string Narrow(const wchar_t* text) { return platform::ToNarrow(text); }
 
-void AppendElement(std::string& text, const char* indent, const config::NumericElement& element) {
+std::string Tag(const char* before, const wchar_t* name, const char* after = ">\n") {
+  return before + Narrow(name) + after;
+}
+
+std::string Text(const std::string& indent, const config::Element& element, const std::string& text) {
+  return indent + Tag("<", element.name, ">") + text + Tag("</", element.name);
+}
+
+std::string Setting(const std::string& indent, const config::Element& element) {
   const config::CKelLanSeekConfigSettings defaults;
-  const std::string name = Narrow(element.name);
-  text.append(indent).append("<!-- ").append(Narrow(element.meaning)).append(" -->\n");
-  text.append(indent).append("<" + name + ">" + std::to_string(element.value(defaults)) + "</" + name +
-                             ">\n");
+  const bool isType = element.kind == config::Element::Kind::ControllerType;
+  const std::int32_t value =
+      defaults.*std::get<std::int32_t config::CKelLanSeekConfigSettings::*>(element.field);
+  return indent + "<!-- " + Narrow(element.help) + " -->\n" +
+         Text(indent, element, isType ? value == RC ? "RC" : "VC" : std::to_string(value));
+}
+
+/// The children of `container`, each with its example.
+std::string Examples(const std::string& indent, const config::Container& container) {
+  std::string text;
+  for (const config::Element& each : container.texts) text += Text(indent, each, Narrow(each.help));
+  return text;
 }
 
 }  // namespace
 
 std::string DefaultScanConfiguration() {
+  using namespace config;
   std::string text = kDeclaration;
   text +=
       "<!-- Every setting in this file is optional. The values below are the defaults. Numbers are decimal.\n"
-      "     A component reads the file once, when it is created. -->\n"
-      "<KelLanSeekConfigurations>\n"
-      "  <!-- The kind of controller that older clients see in a remote virtual controller: RC (a real one) "
-      "or "
-      "VC. -->\n"
-      "  <FakeRemoteVCAs>VC</FakeRemoteVCAs>\n"
-      "  <CommunicationSettings>\n";
-  for (const config::NumericElement& each : config::CommunicationElements())
-    AppendElement(text, "    ", each);
-  text +=
-      "  </CommunicationSettings>\n"
-      "  <!-- The network interfaces that take part in broadcast discovery: all of them, unless the file "
-      "has\n"
-      "       UseInterfaces (only those in one of the subnets) or ExcludeInterfaces (all but those). "
-      "IPNumber "
-      "is\n"
-      "       any address of the subnet, SubNetMask the interface's own mask.\n"
-      "  <UseInterfaces>\n"
-      "    <SubNet>\n"
-      "      <IPNumber>192.168.1.0</IPNumber>\n"
-      "      <SubNetMask>255.255.255.0</SubNetMask>\n"
-      "    </SubNet>\n"
-      "  </UseInterfaces>\n"
-      "  -->\n";
-  AppendElement(text, "  ", config::DetectInterfaceChangesElement());
-  return text + "</KelLanSeekConfigurations>\n";
+      "     A component reads the file once, when it is created. -->\n" +
+      Tag("<", kScanFileRoot.name) + Setting("  ", ElementOf(&CKelLanSeekConfigSettings::FakeRemoteVCAs)) +
+      Tag("  <", kCommunicationSettings.name);
+  for (const Element& each : kCommunicationSettings.texts) text += Setting("    ", each);
+  text += Tag("  </", kCommunicationSettings.name) +
+          "  <!-- The network interfaces that take part in broadcast discovery: all of them, unless the file "
+          "has\n       " +
+          Tag("", kUseInterfaces.name, " (only those in one of the subnets) or ") +
+          Tag("", kExcludeInterfaces.name, " (all but those). ") + Narrow(kSubNet.texts[0].name) +
+          " is\n       any address of the subnet, " + Narrow(kSubNet.texts[1].name) +
+          " the interface's own mask.\n" + Tag("  <", kUseInterfaces.name) + Tag("    <", kSubNet.name) +
+          Examples("      ", kSubNet) + Tag("    </", kSubNet.name) + Tag("  </", kUseInterfaces.name) +
+          "  -->\n";
+  text += Setting("  ", ElementOf(&CKelLanSeekConfigSettings::DetectInterfaceChanges));
+  return text + Tag("</", kScanFileRoot.name);
 }
 
 std::string DefaultStaticControllers() {
-  return std::string(kDeclaration) +
-         "<!-- Controllers to list without finding them by broadcast. Each needs a ControllerLocAddr. If "
-         "both\n"
-         "     NonLocalUpdatesEnabled and DynamicDetectionEnabled are 0, it also needs a SystemIdentity and "
-         "the\n"
-         "     three version numbers. -->\n"
-         "<ControllerIdentities>\n"
-         "  <!--\n"
-         "  <ControllerIdentity>\n"
-         "    <ControllerName>Cell4</ControllerName>\n"
-         "    <ControllerLocAddr>10.20.1.15</ControllerLocAddr>\n"
-         "    <SystemName>Line2Cell4</SystemName>\n"
-         "    <ReleasePath>/disk0/system/release</ReleasePath>\n"
-         "    <SystemIdentity>12-34567</SystemIdentity>\n"
-         "    <ControllerID>12-34567</ControllerID>\n"
-         "    <HostName>cell4-ctrl</HostName>\n"
-         "    <MacAddress>02-00-00-12-34-56</MacAddress>\n"
-         "    <MajorVersion>5</MajorVersion>\n"
-         "    <MinorVersion>15</MinorVersion>\n"
-         "    <Revision>1</Revision>\n"
-         "    <KelAPICompatibilityRevision>1</KelAPICompatibilityRevision>\n"
-         "    <CommPortNumber>5515</CommPortNumber>\n"
-         "    <ControllerLevel>SystemLevel</ControllerLevel>\n"
-         "  </ControllerIdentity>\n"
-         "  -->\n"
-         "</ControllerIdentities>\n";
+  using namespace config;
+  const auto name = [](Element::Field field) { return Narrow(ElementOf(field).name); };
+  return kDeclaration +
+         ("<!-- Controllers to list without finding them by broadcast. Each needs a " +
+          name(&controllers::CtrlInfo::ctrlAddress) + ". If both\n     " +
+          name(&CKelLanSeekConfigSettings::NonLocalUpdatesEnabled) + " and " +
+          name(&CKelLanSeekConfigSettings::DynamicDetectionEnabled) + " are 0, it also needs a " +
+          name(&controllers::CtrlInfo::systemID) + " and the\n     three version numbers. -->\n") +
+         Tag("<", kStaticFileRoot.name) + "  <!--\n" + Tag("  <", kControllerIdentity.name) +
+         Examples("    ", kControllerIdentity) + Tag("  </", kControllerIdentity.name) + "  -->\n" +
+         Tag("</", kStaticFileRoot.name);
 }
 
 bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& error) {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "config/EncodedDocument.h"
+#include "config/ConfigFile.h"
 
 namespace kellanseek::test {
 
