@@ -11,71 +11,73 @@
 namespace kellanseek::configcheck {
 namespace {
 
+using config::Element;
+using controllers::CtrlInfo;
+using Settings = config::CKelLanSeekConfigSettings;
+
 constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
 
 /// The names and comments passed here are plain ASCII.
 std::string Narrow(const wchar_t* text) { return platform::ToNarrow(text); }
 
-std::string Tag(const char* before, const wchar_t* name, const char* after = ">\n") {
-  return before + Narrow(name) + after;
+std::string Name(Element::Field field) { return Narrow(config::ElementOf(field).name); }
+
+std::string Text(const std::string& indent, const Element& element, const std::string& text) {
+  const std::string name = Narrow(element.name);
+  return indent + "<" + name + ">" + text + "</" + name + ">\n";
 }
 
-std::string Text(const std::string& indent, const config::Element& element, const std::string& text) {
-  return indent + Tag("<", element.name, ">") + text + Tag("</", element.name);
+std::string Around(const std::string& indent, const config::Container& container, const std::string& inside) {
+  const std::string name = Narrow(container.name);
+  return indent + "<" + name + ">\n" + inside + indent + "</" + name + ">\n";
 }
 
-std::string Setting(const std::string& indent, const config::Element& element) {
-  const config::CKelLanSeekConfigSettings defaults;
-  const bool isType = element.kind == config::Element::Kind::ControllerType;
-  const std::int32_t value =
-      defaults.*std::get<std::int32_t config::CKelLanSeekConfigSettings::*>(element.field);
+std::string Default(const std::string& indent, const Element& element) {
+  const std::int32_t value = Settings().*std::get<std::int32_t Settings::*>(element.field);
+  const bool isType = element.kind == Element::Kind::ControllerType;
   return indent + "<!-- " + Narrow(element.help) + " -->\n" +
          Text(indent, element, isType ? value == RC ? "RC" : "VC" : std::to_string(value));
 }
 
-/// The children of `container`, each with its example.
-std::string Examples(const std::string& indent, const config::Container& container) {
-  std::string text;
-  for (const config::Element& each : container.texts) text += Text(indent, each, Narrow(each.help));
-  return text;
+/// The element with an example in each of its children.
+std::string Example(const std::string& indent, const config::Container& container) {
+  std::string inside;
+  for (const Element& each : container.texts) inside += Text(indent + "  ", each, Narrow(each.help));
+  return Around(indent, container, inside);
 }
 
 }  // namespace
 
 std::string DefaultScanConfiguration() {
-  using namespace config;
-  std::string text = kDeclaration;
-  text +=
-      "<!-- Every setting in this file is optional. The values below are the defaults. Numbers are decimal.\n"
-      "     A component reads the file once, when it is created. -->\n" +
-      Tag("<", kScanFileRoot.name) + Setting("  ", ElementOf(&CKelLanSeekConfigSettings::FakeRemoteVCAs)) +
-      Tag("  <", kCommunicationSettings.name);
-  for (const Element& each : kCommunicationSettings.texts) text += Setting("    ", each);
-  text += Tag("  </", kCommunicationSettings.name) +
-          "  <!-- The network interfaces that take part in broadcast discovery: all of them, unless the file "
-          "has\n       " +
-          Tag("", kUseInterfaces.name, " (only those in one of the subnets) or ") +
-          Tag("", kExcludeInterfaces.name, " (all but those). ") + Narrow(kSubNet.texts[0].name) +
-          " is\n       any address of the subnet, " + Narrow(kSubNet.texts[1].name) +
-          " the interface's own mask.\n" + Tag("  <", kUseInterfaces.name) + Tag("    <", kSubNet.name) +
-          Examples("      ", kSubNet) + Tag("    </", kSubNet.name) + Tag("  </", kUseInterfaces.name) +
-          "  -->\n";
-  text += Setting("  ", ElementOf(&CKelLanSeekConfigSettings::DetectInterfaceChanges));
-  return text + Tag("</", kScanFileRoot.name);
+  std::string numbers;
+  for (const Element& each : config::kCommunicationSettings.texts) numbers += Default("    ", each);
+  const std::string interfaces =
+      "  <!-- The network interfaces that take part in broadcast discovery: all of them, unless the file "
+      "has\n"
+      "       " +
+      Narrow(config::kUseInterfaces.name) + " (only those in one of the subnets) or " +
+      Narrow(config::kExcludeInterfaces.name) + " (all but those). " + Name(&config::SubNetEntry::IPNumber) +
+      " is\n       any address of the subnet, " + Name(&config::SubNetEntry::SubNetMask) +
+      " the interface's own mask.\n" +
+      Around("  ", config::kUseInterfaces, Example("    ", config::kSubNet)) + "  -->\n";
+  return std::string(kDeclaration) +
+         "<!-- Every setting in this file is optional. The values below are the defaults. Numbers are "
+         "decimal.\n"
+         "     A component reads the file once, when it is created. -->\n" +
+         Around("", config::kScanFileRoot,
+                Default("  ", config::ElementOf(&Settings::FakeRemoteVCAs)) +
+                    Around("  ", config::kCommunicationSettings, numbers) + interfaces +
+                    Default("  ", config::ElementOf(&Settings::DetectInterfaceChanges)));
 }
 
 std::string DefaultStaticControllers() {
-  using namespace config;
-  const auto name = [](Element::Field field) { return Narrow(ElementOf(field).name); };
-  return kDeclaration +
-         ("<!-- Controllers to list without finding them by broadcast. Each needs a " +
-          name(&controllers::CtrlInfo::ctrlAddress) + ". If both\n     " +
-          name(&CKelLanSeekConfigSettings::NonLocalUpdatesEnabled) + " and " +
-          name(&CKelLanSeekConfigSettings::DynamicDetectionEnabled) + " are 0, it also needs a " +
-          name(&controllers::CtrlInfo::systemID) + " and the\n     three version numbers. -->\n") +
-         Tag("<", kStaticFileRoot.name) + "  <!--\n" + Tag("  <", kControllerIdentity.name) +
-         Examples("    ", kControllerIdentity) + Tag("  </", kControllerIdentity.name) + "  -->\n" +
-         Tag("</", kStaticFileRoot.name);
+  return std::string(kDeclaration) +
+         "<!-- Controllers to list without finding them by broadcast. Each needs a " +
+         Name(&CtrlInfo::ctrlAddress) + ". If both\n     " + Name(&Settings::NonLocalUpdatesEnabled) +
+         " and " + Name(&Settings::DynamicDetectionEnabled) + " are 0, it also needs a " +
+         Name(&CtrlInfo::systemID) + " and the\n     three version numbers. -->\n" +
+         Around("", config::kStaticFileRoot,
+                "  <!--\n" + Example("  ", config::kControllerIdentity) + "  -->\n");
 }
 
 bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& error) {
