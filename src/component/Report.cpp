@@ -6,11 +6,12 @@
 #include <optional>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
-#include "config/CommunicationElements.h"
+#include "config/Elements.h"
 #include "config/HostNetworks.h"
 #include "platform/CodePage.h"
 #include "platform/Process.h"
@@ -128,22 +129,24 @@ Json File(const config::LoadedFile& file) {
   constexpr std::array<const char*, 4> kOutcomes = {"noDirectory", "absent", "refused", "read"};
   return {{"path", Text(file.path)},
           {"state", kOutcomes.at(static_cast<std::size_t>(file.outcome))},
-          {"remark", Text(file.reason)}};
+          {"remark", Text(file.remark)}};
 }
 
-/// A setting, and whether the settings' file changed it.
-Json Setting(std::int32_t value, std::int32_t standard) {
-  return {{"value", value}, {"from", value == standard ? "default" : "file"}};
+/// The settings among the elements of a container, and where each comes from.
+void AddSettings(const config::Container& container, const config::CKelLanSeekConfigSettings& settings,
+                 const config::LoadedFile& file, Json& values) {
+  using Field = std::int32_t config::CKelLanSeekConfigSettings::*;
+  for (const config::Element& element : container.texts) {
+    if (!std::holds_alternative<Field>(element.field)) continue;
+    values[text::ToUtf8(element.name)] = {{"value", settings.*std::get<Field>(element.field)},
+                                          {"from", file.stated.count(element.name) > 0 ? "file" : "default"}};
+  }
 }
 
 Json Configuration(const config::CKelLanSeekConfigSettings& settings, const config::LoadedFiles& files) {
-  const config::CKelLanSeekConfigSettings standard;
   Json values = Json::object();
-  for (const config::NumericElement& element : config::CommunicationElements())
-    values[text::ToUtf8(element.name)] = Setting(element.value(settings), element.value(standard));
-  values["DetectInterfaceChanges"] =
-      Setting(settings.DetectInterfaceChanges, standard.DetectInterfaceChanges);
-  values["FakeRemoteVCAs"] = Setting(settings.FakeRemoteVCAs, standard.FakeRemoteVCAs);
+  AddSettings(config::kCommunicationSettings, settings, files.settings, values);
+  AddSettings(config::kScanFileRoot, settings, files.settings, values);
   Json subnets = Json::array();
   for (const config::SubNetEntry& each : settings.SubNets)
     subnets.push_back({{"address", Text(each.IPNumber)}, {"mask", Text(each.SubNetMask)}});

@@ -4,6 +4,7 @@
 
 #include "config/ControllerIdParser.h"
 #include "config/LanSeekConfigParser.h"
+#include "config/ReadListener.h"
 #include "config/StaticControllers.h"
 #include "platform/Files.h"
 
@@ -18,29 +19,36 @@ std::wstring InDirectory(const std::wstring& directory, const wchar_t* name) {
   return directory + std::wstring(platform::PathSeparator()) + name;
 }
 
-/// Passes messages on and keeps the first, for the report of a file.
-class FirstMessage final : public platform::DebugOutput {
+/// Notes what becomes of a file.
+class FileWitness final : public ReadListener {
  public:
-  explicit FirstMessage(platform::DebugOutput& next) : next_(next) {}
+  FileWitness(std::wstring path, LoadedFile& file) : file_(file) { file_.path = std::move(path); }
 
-  // Always, because the report wants the text even if nobody reads the traces.
-  bool Enabled() const override { return true; }
-  void Write(std::wstring_view text) override {
-    if (first_.empty()) first_ = text;
-    if (next_.Enabled()) next_.Write(text);
+  void NotLoaded(const std::wstring& why) override { file_.remark = why; }
+  void EncodingRejected(const std::wstring& declared) override {
+    file_.remark =
+        declared.empty() ? L"It declares no encoding." : L"The encoding " + declared + L" is not supported.";
+  }
+  void RootMissing(const Container& expected) override {
+    file_.remark = std::wstring(L"Its document element is not ") + expected.name + L".";
+  }
+  void Read(const Element& element, platform::XmlNode& /*node*/, const std::wstring& /*text*/) override {
+    file_.stated.insert(element.name);
   }
 
-  void Describe(HRESULT result, LoadedFile& file) const {
-    const bool absent = platform::KindOfPath(file.path) == platform::PathKind::Nothing;
-    file.outcome = SUCCEEDED(result) ? LoadedFile::Outcome::Read
-                   : absent          ? LoadedFile::Outcome::Absent
-                                     : LoadedFile::Outcome::Refused;
-    file.reason = first_;
+  void End(HRESULT result) {
+    const bool absent = platform::KindOfPath(file_.path) == platform::PathKind::Nothing;
+    if (absent) {
+      file_.outcome = LoadedFile::Outcome::Absent;
+      file_.remark.clear();
+    } else {
+      const bool read = SUCCEEDED(result) && file_.remark.empty();
+      file_.outcome = read ? LoadedFile::Outcome::Read : LoadedFile::Outcome::Refused;
+    }
   }
 
  private:
-  platform::DebugOutput& next_;
-  std::wstring first_;
+  LoadedFile& file_;
 };
 
 }  // namespace
@@ -68,20 +76,18 @@ std::vector<controllers::CtrlInfo> LoadConfiguration(const std::wstring& directo
   LoadedFiles unwanted;
   LoadedFiles& files = outcome != nullptr ? *outcome : unwanted;
   files.directory = directory;
-  files.settings.path = ScanConfigurationFile(directory);
-  FirstMessage settingsMessage(trace.Output());
-  CLanSeekConfigParser settingsParser(settingsMessage);
+  FileWitness settingsFile(ScanConfigurationFile(directory), files.settings);
+  CLanSeekConfigParser settingsParser(trace.Output(), platform::CreateXmlDocument, settingsFile);
   HRESULT result = settingsParser.Init(files.settings.path);
   if (SUCCEEDED(result)) result = settingsParser.GetInformation(settings);
-  settingsMessage.Describe(result, files.settings);
+  settingsFile.End(result);
 
-  files.controllers.path = StaticControllerFile(directory);
-  FirstMessage controllersMessage(trace.Output());
-  CControllerIdParser controllerParser(controllersMessage);
+  FileWitness controllersFile(StaticControllerFile(directory), files.controllers);
+  CControllerIdParser controllerParser(trace.Output(), platform::CreateXmlDocument, controllersFile);
   std::vector<controllers::CtrlInfo> listed;
   result = controllerParser.Init(files.controllers.path);
   if (SUCCEEDED(result)) result = controllerParser.GetInformation(listed);
-  controllersMessage.Describe(result, files.controllers);
+  controllersFile.End(result);
   if (FAILED(result)) return {};
   files.controllersListed = listed.size();
   auto accepted = AcceptStaticControllers(std::move(listed), settings, trace);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
 
 namespace kellanseek::config {
@@ -15,7 +16,8 @@ struct LoadedFile {
   };
   Outcome outcome = Outcome::NoDirectory;
   std::wstring path;
-  std::wstring reason;  ///< Of a refusal, or the first remark of the reader: the text that was traced.
+  std::wstring remark;            ///< Why the file was refused, for the user.
+  std::set<std::wstring> stated;  ///< The elements whose texts were read.
 };
 
 struct LoadedFiles {

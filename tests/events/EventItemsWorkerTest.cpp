@@ -28,7 +28,7 @@ constexpr auto kDispatchFailure = static_cast<HRESULT>(0x80020009U);
 
 /// Database and worker, as the component owns them.
 struct Delivery {
-  explicit Delivery(platform::DebugOutput& output) : worker(database, output) {}
+  explicit Delivery(platform::DebugOutput& output) : worker(database, journal, output) {}
 
   ULONG Subscribe(IKelObjectEvents* sink, ULONG type = 0, ULONG userDef = 0) {
     ULONG cookie = 0;
@@ -37,6 +37,7 @@ struct Delivery {
   }
   void Queue(std::uint32_t lanSeekID) { database.QueueEvent(lanSeekID, CtrlAvailable, CtrlNew); }
 
+  diagnostics::Journal journal;
   CEventItemsDB database;
   CEventItemsWorker worker;
 };
