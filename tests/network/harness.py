@@ -3,9 +3,8 @@
 A test file ends with `harness.main()`. Run it with no argument for all its scenarios, or with `Class.test_name`;
 `--list` prints their names. Exit code 77: this system does not permit namespaces, or no scenario was run.
 
-Environment: KELLANSEEK_KELSEEK, KELLANSEEK_KELSIM and KELLANSEEK_OBJECTS (component_objects with its module) are the
-commands to test, each with its arguments (for example "python3 under_wine.py kelseek.exe"); KELLANSEEK_PATIENCE stretches all
-deadlines (a factor).
+Environment: KELLANSEEK_KELSEEK and KELLANSEEK_KELSIM are the commands to test, each with its arguments (for example
+"python3 under_wine.py kelseek.exe"); KELLANSEEK_PATIENCE stretches all deadlines (a factor).
 """
 
 import ipaddress
@@ -220,14 +219,6 @@ class Watch(Program):
         self._scenario.assertEqual([], self.events)
 
 
-class Objects(Watch):
-    """Several component objects in one process. Each event has the number of its object."""
-
-    def stop(self, number=None, seconds=5):
-        self.process.stdin.close()
-        return self.wait(seconds)
-
-
 class Scenario(unittest.TestCase):
     """A test with its own networks, hosts and devices."""
 
@@ -314,21 +305,13 @@ class Scenario(unittest.TestCase):
 
     def watch(self, host, *arguments, ready_on=()):
         """Starts `kelseek watch` and waits for its first request on these networks: from then on it receives."""
-        return self._ready(ready_on, 1, lambda: self.kelseek(host, "watch", "--json", *arguments, kind=Watch))
-
-    def objects(self, host, count, *arguments, ready_on=()):
-        """Starts `count` component objects in one process and waits until all of them receive."""
-        start = [*command("KELLANSEEK_OBJECTS"), str(count), *arguments]
-        return self._ready(ready_on, count, lambda: self.run_program(host, start, Objects))
-
-    def _ready(self, networks, requests, start):
         def count(network):
             return len(self.tap(network).find(destination_port=wire.REQUEST_PORT, payload=wire.FULL_REQUEST))
 
-        due = {network: count(network) + requests for network in networks}
-        program = start()
-        for network, wanted in due.items():
-            self.reactor.wait_until(lambda: count(network) >= wanted,
+        before = {network: count(network) for network in ready_on}
+        program = self.kelseek(host, "watch", "--json", *arguments, kind=Watch)
+        for network, requests in before.items():
+            self.reactor.wait_until(lambda: count(network) > requests,
                                     lambda: f"a request of {program.label} on {network.name}: {program.errors()}")
         return program
 

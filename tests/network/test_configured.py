@@ -7,44 +7,16 @@ import harness
 import wire
 
 
-def entry(device, **elements):
-    return {"ControllerName": device.name, "ControllerLocAddr": device.address, **elements}
-
-
 class KnownByAddress(harness.Scenario):
-    def setUp(self):
-        super().setUp()
-        self.net = self.network("A")
-
-    def polls(self, device):
-        """The polls of the device, in order."""
-        return [one.payload for one in self.tap(self.net).find(destination=device.address,
-                                                               destination_port=wire.NON_LOCAL_PORT)]
-
-    def test_static_controller_is_polled_lost_and_found_again(self):
-        device = self.device(self.net, "10.1.0.11/24")
-        device.replies = [None, wire.INFO, wire.ALIVE, None, None, wire.INFO]
-        here = self.station({self.net: "10.1.0.1/24"}, static=[entry(device)], DynamicDetectionEnabled=0,
-                            NonLocalRefreshInterval=1, NonLocalRetries=1)
-        watch = self.watch(here)
-        found = watch.expect("reconnected", address=device.address)
-        self.assertEqual(("available", "static"), (found["availability"], found["definition"]))
-        lost = watch.expect("lost-connection")
-        self.assertEqual((found["id"], "unavailable"), (lost["id"], lost["availability"]))
-        self.assertEqual(found["id"], watch.expect("reconnected")["id"])
-        full, refresh = wire.FULL_REQUEST, wire.REFRESH_REQUEST
-        self.assertEqual([full, full, refresh, refresh, full, full], self.polls(device)[:6])
-        self.assertEqual(set(), {one.destination for one in self.tap(self.net).seen} - {device.address, "10.1.0.1"},
-                         "nothing is broadcast when broadcast discovery is off")
-
     def test_remote_controller_is_found_by_unicast(self):
-        device = self.device(self.net, "10.1.0.11/24")
-        stranger = self.device(self.net, "10.1.0.12/24")
-        here = self.station({self.net: "10.1.0.1/24"}, DynamicDetectionEnabled=0)
+        net = self.network("A")
+        device = self.device(net, "10.1.0.11/24")
+        stranger = self.device(net, "10.1.0.12/24")
+        here = self.station({net: "10.1.0.1/24"}, DynamicDetectionEnabled=0)
         watch = self.watch(here, "--add", device.address)
         event = watch.expect("reconnected", address=device.address)
         self.assertEqual("remote", event["definition"])
-        poll = self.tap(self.net).find(destination=device.address)[0]
+        poll = self.tap(net).find(destination=device.address)[0]
         self.assertEqual((wire.NON_LOCAL_PORT, wire.FULL_REQUEST), (poll.destination_port, poll.payload))
         # An unsolicited answer matches no controller.
         stranger.send(stranger.identity(), "10.1.0.1", poll.source_port)
@@ -60,7 +32,7 @@ class SwitchedOff(harness.Scenario):
         net = self.network("A")
         device = self.device(net, "10.1.9.11/16")
         absent = [{"ControllerLocAddr": f"10.1.{n // 200 + 1}.{n % 200 + 1}"} for n in range(500)]
-        here = self.station({net: "10.1.0.1/16"}, static=[*absent, entry(device)], RefreshInterval=1,
+        here = self.station({net: "10.1.0.1/16"}, static=[*absent, {"ControllerLocAddr": device.address}], RefreshInterval=1,
                             NonLocalRefreshTimeout=math.ceil(harness.PATIENCE))
         watch = self.watch(here, ready_on=[net])
         # If it answers the broadcast while the watch starts, it is both listed and reported.

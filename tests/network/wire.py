@@ -97,8 +97,7 @@ class Tap:
 class Device:
     """A scripted controller: receives requests at its host and answers them.
 
-    `answers` maps requests to answers; empty, it makes the device silent. While `replies` is not empty, it holds the
-    answers to the next requests of any kind instead (None: no answer). `by` is "broadcast" (to the response port, as
+    `answers` maps requests to answers; empty, it makes the device silent. `by` is "broadcast" (to the response port, as
     controllers do) or "unicast" (to the sender, as requests to the non-local port are always answered). All requests
     are recorded in `heard`.
     """
@@ -111,7 +110,6 @@ class Device:
         self.fields = {"ctrl_id": f"ctrl-{system_id}", "system_name": "Line1", "release": "/hd0a/Line1",
                        "version": (6, 10, 2, 5), "port": 0, "level": 0, "kind": 1, **fields}
         self.answers = {FULL: INFO, TARGETED: INFO, REFRESH: ALIVE}
-        self.replies = []
         self.by = "broadcast"
         self.heard = []
         self.host = host
@@ -161,8 +159,7 @@ class Device:
         self.heard.append(payload)
         if kind == TARGETED and dict(fields).get(0xA) != self.address:
             return
-        reply = self.replies.pop(0) if self.replies else self.answers.get(kind)
-        answer = {INFO: self.identity, ALIVE: self.presence}.get(reply)
+        answer = {INFO: self.identity, ALIVE: self.presence}.get(self.answers.get(kind))
         if answer is None:
             return
         if listener is self._listeners[1]:
