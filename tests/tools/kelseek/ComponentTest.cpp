@@ -36,21 +36,6 @@ TEST(ComponentOfATool, ErrorsIncludeTheComponentsErrorText) {
   component.Check(KEL_S_ALREADY_DYNAMIC, "a success with another code");
 }
 
-TEST(ComponentOfATool, UnknownControllersAreNotFound) {
-  Session session;
-  session.module = KELLANSEEK_MODULE;
-  const Component component(session);
-  for (const char* const which : {"", "0", "cell", "99999999999999999999", "300.1.1.1", "{none}", "\xff"}) {
-    EXPECT_FALSE(FindController(component, which)) << which;
-  }
-  try {
-    AddRemote(component, "255.255.255.255");
-    FAIL() << "an invalid address was accepted";
-  } catch (const CommandError& error) {
-    EXPECT_EQ(kWrongUse, error.Code());
-  }
-}
-
 TEST(ComponentOfATool, FindsControllersByNameOnlyIfItIsUnique) {
   Session session;
   session.module = KELLANSEEK_MODULE;

@@ -91,16 +91,6 @@ class CommandLine(unittest.TestCase):
             for how in (named, found):
                 self.assert_refused(path, self.run_kelseek("list", **how))
 
-    def test_registered_component_comes_last(self):
-        (self.folder / "bin").mkdir()
-        program = shutil.copy(KELSEEK, self.folder / "bin")
-        broken = self.broken_component("registered.so")
-        (self.folder / "registry").write_text(
-            f"[HKEY_CLASSES_ROOT\\CLSID\\{{2B474DCE-7759-49B8-B088-5A5DE5943E2F}}\\InprocServer32]\n@={broken}\n")
-        result = self.run_kelseek("list", program=program)
-        self.assertEqual(COMPONENT_FAILED, result.returncode)
-        self.assertIn("(0x800401F8)", result.stderr)
-
     def test_configuration_is_written_used_and_checked(self):
         directory = self.folder / "new" / "config"
 

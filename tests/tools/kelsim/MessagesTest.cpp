@@ -62,17 +62,6 @@ TEST(Messages, ShortMessagesCarryWhatTheRecordIsFoundBy) {
   }
 }
 
-TEST(Messages, TheLongestIdentityFits) {
-  Controller controller = NewController(4'000'000'000U);
-  const std::string longest(100, 'x');
-  for (std::string Controller::*text : {&Controller::name, &Controller::systemName, &Controller::systemId,
-                                        &Controller::releasePath, &Controller::macAddress}) {
-    controller.*text = FieldText(longest);
-  }
-  controller.address = platform::ParseIpv4("255.255.255.254");
-  EXPECT_TRUE(Taken(BuildDatagram(controller, MessageType::CtrlInfoMsg)).accepted);
-}
-
 TEST(Messages, ReadsTheRequestsOfTheComponent) {
   for (const MessageType type : {MessageType::FullRequestMsg, MessageType::RefreshRequestMsg}) {
     const auto request = ReadRequest(protocol::BuildRequest(type));

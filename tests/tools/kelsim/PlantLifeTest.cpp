@@ -1,7 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+#include <set>
+#include <utility>
+
 #include "tests/tools/kelsim/PlantHarness.h"
+#include "tools/kelsim/RandomLife.h"
 
 namespace kellanseek::kelsim {
 namespace {
@@ -31,14 +36,6 @@ TEST(PlantLife, PowerDownLastsUntilPowerUp) {
   EXPECT_EQ(Field(datagrams[0].text, "1"), "later");
 }
 
-TEST(PlantLife, ARestartDoesNotEndAPowerDownThatFollowsIt) {
-  PlantHarness harness(Controllers(1));
-  harness.Script("1 restart 1 2\n2 power-down 1\n5 restart 1 2\n6 power-up 1\n7 restart 1 1.5");
-  EXPECT_THAT(harness.Until(5999), ElementsAre("10.0.0.1 says 3"));
-  EXPECT_THAT(harness.Until(8499), ElementsAre("10.0.0.1 says 1", "10.0.0.1 says 3"));
-  EXPECT_THAT(harness.Until(20'000), ElementsAre("10.0.0.1 says 1"));
-}
-
 TEST(PlantLife, ASilentControllerSendsNothingNotEvenAPowerDownNotice) {
   PlantHarness harness(Controllers(2));
   harness.Script("1 silent 1\n2 rename 1 unheard\n3 power-down 1\n4 power-up 1\n5 announce 1\n9 speak 1");
@@ -49,17 +46,6 @@ TEST(PlantLife, ASilentControllerSendsNothingNotEvenAPowerDownNotice) {
   EXPECT_THAT(harness.Until(9000), IsEmpty()) << "it does not announce itself";
   harness.Hear(Targeted("10.0.0.1"));
   EXPECT_THAT(harness.Until(9000), ElementsAre("10.0.0.1 says 1"));
-}
-
-TEST(PlantLife, PowerDownDropsWaitingAnswers) {
-  for (const char* script : {"1 silent 1", "1 power-down 1", "1 restart 1 500"}) {
-    PlantHarness harness(Controllers(1), {60'000, 3, true});
-    harness.Hear(kFull);
-    harness.Hear(kFull, Endpoint{1, 9});
-    harness.Script(script);
-    for (const std::string& told : harness.Until(60'000))
-      EXPECT_THAT(told, testing::Not(testing::HasSubstr("says 1")));
-  }
 }
 
 TEST(PlantLife, EveryChangeIsAnnouncedWithItsNewValue) {
@@ -101,29 +87,27 @@ TEST(PlantLife, ARangeMovesToConsecutiveAddressesAndTwoOnOneAddressBothAnswer) {
   EXPECT_NE(Field(datagrams[0].text, "9"), Field(datagrams[1].text, "9"));
 }
 
-TEST(PlantLife, LossBeginsAndEnds) {
-  PlantHarness harness(Controllers(2));
-  harness.Script("1 loss 1 100\n2 loss all 0");
-  harness.Until(1000);
-  harness.Hear(kFull);
-  EXPECT_THAT(harness.Until(1500), ElementsAre("10.0.0.2 says 1"));
-  harness.Until(2000);
-  harness.Hear(kFull);
-  EXPECT_THAT(harness.Until(2500), ElementsAre("10.0.0.1 says 1", "10.0.0.2 says 1"));
-}
-
-TEST(PlantLife, EventsAreReportedWhenTheyHappen) {
-  Plant plant(Controllers(2), {});
-  Script script({1, 2, true});
-  script.AddText("s", "2 rename 1 b\n1 silent 2\n");
-  for (const LifeEvent& event : script.Events()) plant.Schedule(event);
-  Outcome outcome;
-  plant.Step(Moment(999), 10, outcome);
-  EXPECT_TRUE(outcome.events.empty());
-  plant.Step(Moment(5000), 10, outcome);
-  ASSERT_EQ(outcome.events.size(), 2U);
-  EXPECT_EQ(outcome.events[0].description, "silent 2");
-  EXPECT_EQ(outcome.events[1].description, "rename 1 b");
+TEST(RandomLife, EveryEventReachesEveryControllerAndAbsencesEnd) {
+  RandomLife life(11, 5, Moment(250), 1);
+  std::set<std::pair<Action, std::uint32_t>> seen;
+  std::map<std::pair<Action, std::uint32_t>, int> away;
+  for (int period = 1; period <= 1000; ++period) {
+    const Moment at = life.NextAt();
+    EXPECT_EQ(at, Moment(250 * period));
+    const auto events = life.Next();
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.front().at, at);
+    for (const LifeEvent& event : events) {
+      ASSERT_TRUE(event.first >= 11 && event.first <= 15 && event.last == event.first);
+      seen.insert({event.action, event.first});
+      if (event.action == Action::PowerDown || event.action == Action::FallSilent)
+        ++away[{event.action, event.first}];
+      if (event.action == Action::PowerUp) --away[{Action::PowerDown, event.first}];
+      if (event.action == Action::Speak) --away[{Action::FallSilent, event.first}];
+    }
+  }
+  EXPECT_EQ(seen.size(), 5U * 6U);
+  for (const auto& [what, count] : away) EXPECT_EQ(count, 0) << what.second;
 }
 
 }  // namespace
