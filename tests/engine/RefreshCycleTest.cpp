@@ -39,19 +39,6 @@ class RefreshCycleTest : public ::testing::Test, protected EngineHarness {
   }
 };
 
-TEST_F(RefreshCycleTest, ASilentControllerIsAskedThreeTimesAfterAStartAndThenLost) {
-  Answer(1, kIdentity, "192.168.1.20");
-  events.Take();
-  BeginRun();
-  EXPECT_EQ(sender.Take(), (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;"}));
-  const std::string request = "broadcast 0 Lanseek;1c;6;a:192.168.1.20;";
-  EXPECT_EQ(SentDuring(67),
-            (std::vector<std::pair<int, std::string>>{{17, request}, {34, request}, {51, request}}));
-  EXPECT_EQ(events.Take(), Events{});
-  Tick();
-  EXPECT_EQ(events.Take(), (Events{{11, CtrlRemoved, CtrlLostConnection}}));
-}
-
 TEST(NegativeSettingsTest, DisableTimersAndRetryForever) {
   using Settings = config::CKelLanSeekConfigSettings;
   const std::string refresh = "broadcast 1 Lanseek;0d;7;";
@@ -110,14 +97,6 @@ TEST(NegativeSettingsTest, DisableTimersAndRetryForever) {
   }
 }
 
-TEST_F(RefreshCycleTest, OtherWorkstationsDoNotRestartADisabledRefresh) {
-  settings.RefreshInterval = -1;
-  RebuildInterfaces();
-  Receive(Datagram(7, ""), "192.168.1.9", engine::MsgSource::FromRequestSocket, 0);
-  EXPECT_EQ(SentDuring(300).size(), 0U);
-  EXPECT_EQ(RefreshCountdown(0), -1);
-}
-
 TEST_F(RefreshCycleTest, EndlessRetriesAskForTheIdentityUntilItComes) {
   settings.NonLocalRetries = -1;
   const std::uint32_t id = AddStatic(L"10.9.9.2");
@@ -133,24 +112,6 @@ TEST_F(RefreshCycleTest, EndlessRetriesAskForTheIdentityUntilItComes) {
   EXPECT_EQ(Get(id).Schedule().TicksLeft(), 12);
   NonLocalAnswer(1, kIdentity, "10.9.9.2");
   EXPECT_EQ(events.Take(), (Events{{id, CtrlAvailable, CtrlReconnected}}));
-}
-
-TEST_F(RefreshCycleTest, ConfiguredControllersArePolledByAddress) {
-  AddStatic(L"10.9.9.1");
-  const std::uint32_t available = AddStatic(L"10.9.9.2", true);
-  BeginRun();
-  EXPECT_EQ(sender.Take(), (Sent{"broadcast 0 Lanseek;0d;5;", "broadcast 1 Lanseek;0d;5;",
-                                 "to 10.9.9.2 Lanseek;0d;5;", "to 10.9.9.1 Lanseek;0d;5;"}))
-      << "those that are there first";
-  const std::string full = "to 10.9.9.2 Lanseek;0d;5;";
-  // 13 ticks apart; 13 ticks after the last one the silent controller is unavailable.
-  EXPECT_EQ(SentDuring(51), (std::vector<std::pair<int, std::string>>{{13, full}, {26, full}, {39, full}}));
-  EXPECT_EQ(Get(available).ctrlStatus, CtrlAvailable);
-  Tick();
-  EXPECT_EQ(events.Take(), (Events{{available, CtrlUnavailable, CtrlLostConnection}}));
-  EXPECT_EQ(Get(available).Schedule().TicksLeft(), 128);
-  EXPECT_EQ(SentDuring(77), (std::vector<std::pair<int, std::string>>{{77, "to 10.9.9.1 Lanseek;0d;5;"}}))
-      << "an unavailable one every 32 s";
 }
 
 TEST_F(RefreshCycleTest, BlockedRequestsQueueBehindAvailableControllers) {
@@ -237,23 +198,6 @@ TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
   pacer.goOn = false;
   BeginRun();
   EXPECT_EQ(sender.Take().size(), 2U + engine::kSendBurst);
-}
-
-TEST_F(RefreshCycleTest, ExtremeIntervalsNeitherFloodNorOverflow) {
-  for (const std::int32_t value : {0, -5, 2147483647}) {
-    EngineHarness harness;
-    harness.settings.RefreshInterval = harness.settings.NonLocalRefreshInterval = value;
-    harness.settings.RefreshTimeout = harness.settings.Retries = harness.settings.NonLocalRetries = value;
-    harness.RebuildInterfaces();
-    CtrlInfo record;
-    record.ctrlAddress = L"10.9.9.1";
-    harness.Add(record);
-    harness.Answer(1, kIdentity, "192.168.1.20");
-    harness.BeginRun();
-    harness.sender.Take();
-    harness.Tick(40);
-    EXPECT_LE(harness.sender.Take().size(), 3U * 40U / 4U) << value << ": at most one round a second";
-  }
 }
 
 }  // namespace

@@ -147,13 +147,6 @@ void SimulatedHost::Attach(int domain, std::string_view address, std::string_vie
   addresses.AddAddress(interfaces_, address, mask);
 }
 
-void SimulatedHost::Detach(std::string_view address) {
-  std::erase_if(attachments_, [wanted = platform::ParseIpv4(address)](const Attachment& each) {
-    return each.address == wanted;
-  });
-  addresses.RemoveAddress(address);
-}
-
 std::unique_ptr<platform::UdpSocket> SimulatedHost::CreateSocket(SocketError& error) {
   error = 0;
   return std::make_unique<SimulatedSocket>(*this);

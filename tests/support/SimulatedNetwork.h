@@ -29,9 +29,8 @@ class SimulatedHost : public platform::UdpNetwork {
 
   SimulatedHost(SimulatedNetwork& network, std::uint8_t number) : network_(network), number_(number) {}
 
-  /// Connects the host to a broadcast domain under an address, and disconnects it.
+  /// Connects the host to a broadcast domain under an address.
   void Attach(int domain, std::string_view address, std::string_view mask);
-  void Detach(std::string_view address);
   /// Called after each datagram that arrives.
   void OnArrival(std::function<void()> action) { onArrival_ = std::move(action); }
 
