@@ -59,7 +59,7 @@ class SingleThreadedApartment : public testing::Test {
     }).join();
   }
 
-  component::ComponentModule module_;
+  ComponentModule module_;
 };
 
 TEST_F(SingleThreadedApartment, ReturnsTheComponentsData) {

@@ -8,12 +8,12 @@
 
 /// The built component, loaded by its path (environment variable KELLANSEEK_TEST_MODULE) during the object's
 /// lifetime.
-class component::ComponentModule {
+class ComponentModule {
  public:
-  component::ComponentModule();
+  ComponentModule();
   ~ComponentModule();
-  component::ComponentModule(const component::ComponentModule&) = delete;
-  component::ComponentModule& operator=(const component::ComponentModule&) = delete;
+  ComponentModule(const ComponentModule&) = delete;
+  ComponentModule& operator=(const ComponentModule&) = delete;
 
   bool Loaded() const { return module_ != nullptr; }
   HMODULE Handle() const { return module_; }

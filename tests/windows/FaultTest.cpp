@@ -73,7 +73,7 @@ class ClientCode : public testing::TestWithParam<void (*)()> {
 
   Failing object_;
   Failing sink_;
-  component::ComponentModule module_;
+  ComponentModule module_;
   KelComPtr<IKelLanSeek> seek_;
 };
 

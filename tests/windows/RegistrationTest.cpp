@@ -3,7 +3,6 @@
 #include <array>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "ComponentModule.h"
@@ -29,21 +28,6 @@ std::optional<std::wstring> ClassesValue(const std::wstring& key, const wchar_t*
   return Value(HKEY_CLASSES_ROOT, key, name);
 }
 
-std::vector<std::wstring> Subkeys(const std::wstring& path) {
-  std::vector<std::wstring> names;
-  HKEY key = nullptr;
-  if (RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return names;
-  std::array<wchar_t, 256> name = {};
-  for (DWORD index = 0;; ++index) {
-    DWORD length = static_cast<DWORD>(name.size());
-    if (RegEnumKeyExW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-      break;
-    names.emplace_back(name.data());
-  }
-  RegCloseKey(key);
-  return names;
-}
-
 void AddStrayValue() {
   RegSetKeyValueW(HKEY_CLASSES_ROOT, (kClass + L"\\Stray").c_str(), nullptr, REG_SZ, L"x",
                   2 * sizeof(wchar_t));
@@ -63,44 +47,26 @@ class Registration : public testing::Test {
     return result;
   }
 
-  component::ComponentModule module_;
+  ComponentModule module_;
 };
 
-TEST_F(Registration, WritesExactlyTheClassKeys) {
-  ASSERT_EQ(module_.Register(), S_OK);
-  const std::vector<std::pair<std::wstring, std::wstring>> expected = {
-      {L"KelLanSeek.KelLanSeek.1", L"KelLanSeek Class"},
-      {L"KelLanSeek.KelLanSeek.1\\CLSID", L"{2B474DCE-7759-49B8-B088-5A5DE5943E2F}"},
-      {L"KelLanSeek.KelLanSeek", L"KelLanSeek Class"},
-      {L"KelLanSeek.KelLanSeek\\CLSID", L"{2B474DCE-7759-49B8-B088-5A5DE5943E2F}"},
-      {L"KelLanSeek.KelLanSeek\\CurVer", L"KelLanSeek.KelLanSeek.1"},
-      {kClass, L"KelLanSeek Class"},
-      {kClass + L"\\ProgID", L"KelLanSeek.KelLanSeek.1"},
-      {kClass + L"\\VersionIndependentProgID", L"KelLanSeek.KelLanSeek"},
-      {kClass + L"\\InprocServer32", module_.Path()},
-      {kClass + L"\\TypeLib", L"{959E8B02-6B52-4115-A248-49DB1654166E}"}};
-  for (const auto& [key, value] : expected) EXPECT_EQ(ClassesValue(key), value);
-  EXPECT_EQ(ClassesValue(kClass + L"\\InprocServer32", L"ThreadingModel"), L"Free");
-  EXPECT_EQ(Subkeys(kClass).size(), 4U);
-  EXPECT_EQ(ClassesValue(kTypeLibrary), L"KelLanSeek 1.0 Type Library");
-}
-
-TEST_F(Registration, RegisteringAgainRecreatesTheClassKey) {
-  ASSERT_EQ(module_.Register(), S_OK);
-  AddStrayValue();
-  ASSERT_EQ(Subkeys(kClass).size(), 5U);
-  EXPECT_EQ(module_.Register(), S_OK);
-  EXPECT_EQ(Subkeys(kClass).size(), 4U);
-}
-
-TEST_F(Registration, UnregisterRemovesEverythingAndMayBeRepeated) {
-  ASSERT_EQ(module_.Register(), S_OK);
-  EXPECT_EQ(module_.Unregister(), S_OK);
-  EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek.1"), std::nullopt);
-  EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek"), std::nullopt);
-  EXPECT_EQ(ClassesValue(kClass + L"\\InprocServer32"), std::nullopt);
-  EXPECT_EQ(ClassesValue(kTypeLibrary), std::nullopt);
-  EXPECT_EQ(module_.Unregister(), S_OK);
+// The keys themselves are compared where they are written, on a store in memory.
+TEST_F(Registration, TheSystemKeepsTheKeysUntilTheyAreRemoved) {
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_EQ(module_.Register(), S_OK);
+    EXPECT_EQ(ClassesValue(L"KelLanSeek.KelLanSeek\\CurVer"), L"KelLanSeek.KelLanSeek.1");
+    EXPECT_EQ(ClassesValue(kClass + L"\\InprocServer32"), module_.Path());
+    EXPECT_EQ(ClassesValue(kClass + L"\\InprocServer32", L"ThreadingModel"), L"Free");
+    EXPECT_EQ(ClassesValue(kTypeLibrary), L"KelLanSeek 1.0 Type Library");
+    EXPECT_EQ(ClassesValue(kClass + L"\\Stray"), std::nullopt) << "the class key is made anew";
+    AddStrayValue();
+  }
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_EQ(module_.Unregister(), S_OK);
+    for (const std::wstring& key :
+         {L"KelLanSeek.KelLanSeek.1"s, L"KelLanSeek.KelLanSeek"s, kClass, kTypeLibrary})
+      EXPECT_EQ(ClassesValue(key), std::nullopt);
+  }
 }
 
 TEST_F(Registration, ClassIsCreatedByIdentifierAndByProgId) {

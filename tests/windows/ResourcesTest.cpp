@@ -25,7 +25,7 @@ class Resources : public testing::Test {
     return found ? static_cast<const wchar_t*>(value) : L"";
   }
 
-  component::ComponentModule module_;
+  ComponentModule module_;
 };
 
 TEST_F(Resources, ProjectNameIsString100) {

@@ -3,19 +3,16 @@
 #include <cstddef>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "ComponentModule.h"
 
 namespace {
 
-/// A type as described by the type library.
+/// A record as described by the type library, whose definitions the generated test compares with the headers.
 struct Described {
-  TYPEATTR attributes = {};
-  std::map<std::wstring, ULONG> fields;           ///< Offsets of a record's fields.
+  ULONG size = 0;
+  std::map<std::wstring, ULONG> fields;           ///< Offsets.
   std::map<std::wstring, std::wstring> pointees;  ///< Target types of the fields that point to a named type.
-  std::map<std::wstring, LONG> constants;         ///< Values of an enumeration.
-  std::vector<std::wstring> methods;              ///< The interface's own methods, in slot order.
 };
 
 std::wstring TakeName(BSTR name) {
@@ -48,24 +45,16 @@ Described Describe(ITypeInfo& type) {
   Described described;
   TYPEATTR* attributes = nullptr;
   if (FAILED(type.GetTypeAttr(&attributes))) return described;
-  described.attributes = *attributes;
+  described.size = attributes->cbSizeInstance;
   for (UINT index = 0; index < attributes->cVars; ++index) {
     VARDESC* variable = nullptr;
     if (FAILED(type.GetVarDesc(index, &variable))) continue;
-    const std::wstring name = MemberName(type, variable->memid);
-    if (variable->varkind == VAR_CONST) {
-      described.constants[name] = variable->lpvarValue->lVal;
-    } else {
+    if (variable->varkind != VAR_CONST) {
+      const std::wstring name = MemberName(type, variable->memid);
       described.fields[name] = variable->oInst;
       described.pointees[name] = Pointee(type, variable->elemdescVar.tdesc);
     }
     type.ReleaseVarDesc(variable);
-  }
-  for (UINT index = 0; index < attributes->cFuncs; ++index) {
-    FUNCDESC* function = nullptr;
-    if (FAILED(type.GetFuncDesc(index, &function))) continue;
-    described.methods.push_back(MemberName(type, function->memid));
-    type.ReleaseFuncDesc(function);
   }
   type.ReleaseTypeAttr(attributes);
   return described;
@@ -96,44 +85,26 @@ class TypeLibrary : public testing::Test {
   }
   void TearDown() override { module_.Unregister(); }
 
-  component::ComponentModule module_;
+  ComponentModule module_;
   std::map<std::wstring, Described> types_;
 };
 
 TEST_F(TypeLibrary, RecordsMatchTheCompilersLayout) {
-  EXPECT_EQ(types_[L"KelRetrievalParams"].attributes.cbSizeInstance, sizeof(KelRetrievalParams));
+  EXPECT_EQ(types_[L"KelRetrievalParams"].size, sizeof(KelRetrievalParams));
   EXPECT_EQ(types_[L"KelRetrievalParams"].fields,
             (std::map<std::wstring, ULONG>{{L"mark", 0}, {L"cursor", 4}, {L"noOfElts", 20}, {L"bLast", 24}}));
-  EXPECT_EQ(types_[L"KelEventParams"].attributes.cbSizeInstance, sizeof(KelEventParams));
+  EXPECT_EQ(types_[L"KelEventParams"].size, sizeof(KelEventParams));
   EXPECT_EQ(types_[L"KelEventParams"].fields[L"subscriptionType"],
             offsetof(KelEventParams, subscriptionType));
   EXPECT_EQ(types_[L"KelEventParams"].fields[L"containData"], offsetof(KelEventParams, containData));
-  EXPECT_EQ(types_[L"VCInterface"].attributes.cbSizeInstance, sizeof(VCInterface));
+  EXPECT_EQ(types_[L"VCInterface"].size, sizeof(VCInterface));
   EXPECT_EQ(types_[L"VCInterface"].fields[L"pVC"], offsetof(VCInterface, pVC));
-  EXPECT_EQ(types_[L"AvailableCtrlsListItem"].attributes.cbSizeInstance, sizeof(AvailableCtrlsListItem));
+  EXPECT_EQ(types_[L"AvailableCtrlsListItem"].size, sizeof(AvailableCtrlsListItem));
 }
 
 TEST_F(TypeLibrary, IdentifiersInRecordsUseTheSystemType) {
   EXPECT_EQ(types_[L"VCInterface"].pointees[L"vc_riid"], L"GUID");
   EXPECT_EQ(types_[L"KelEventParams"].pointees[L"riid"], L"GUID");
-}
-
-TEST_F(TypeLibrary, InterfacesMatchTheirIdentifiersAndSlots) {
-  EXPECT_TRUE(IsEqualGUID(types_[L"KelLanSeek"].attributes.guid, CLSID_KelLanSeek));
-  EXPECT_TRUE(IsEqualGUID(types_[L"IKelCtrlIdentity3"].attributes.guid, IID_IKelCtrlIdentity3));
-  EXPECT_EQ(types_[L"IKelLanSeek"].methods,
-            (std::vector<std::wstring>{L"GetCtrlList", L"RefreshForID", L"GetCtrlFromSystemID",
-                                       L"GetCtrlFromIPAddress", L"Ping", L"UnpackSubscriptionData",
-                                       L"GetCtrlFromURL"}));
-  // Three methods of IUnknown, seventeen of IKelCtrlIdentity, one of IKelCtrlIdentity2, one of its own.
-  EXPECT_EQ(types_[L"IKelCtrlIdentity3"].attributes.cbSizeVft, 22 * sizeof(void*));
-  EXPECT_EQ(types_[L"KelLanSeek"].attributes.cImplTypes, 10);
-}
-
-TEST_F(TypeLibrary, EnumerationsMatchTheirValues) {
-  EXPECT_EQ(types_[L"LanSeekEventReason"].constants.size(), 9U);
-  EXPECT_EQ(types_[L"LanSeekEventReason"].constants[L"CtrlReconnected"], CtrlReconnected);
-  EXPECT_EQ(types_[L"KelCtrlType"].constants[L"RemoteVC"], RemoteVC);
 }
 
 }  // namespace
