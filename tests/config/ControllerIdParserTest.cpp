@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tests/config/ConfigFiles.h"
 #include "tests/config/FaultyXml.h"
-#include "tests/support/FakeDebugOutput.h"
 
 namespace kellanseek::test {
 namespace {
@@ -17,7 +17,6 @@ using controllers::CtrlInfo;
 
 using At = XmlFault::At;
 using Step = platform::XmlDocument::EncodingStep;
-using Messages = std::vector<std::wstring>;
 
 const std::string kFull = ControllerIdentity(
     "ControllerName=N\xE4me;ControllerLocAddr=10.20.1.15;SystemName=System;ReleasePath=/disk0;"
@@ -31,15 +30,15 @@ struct Parsed {
     FakeDebugOutput traces;
     config::CControllerIdParser parser(traces, FaultyDocuments(fault));
     opened = parser.Init(files.StaticFile());
-    saidOpening = traces.Messages();
+    saidOpening = Said(traces);
     read = parser.GetInformation(list);
-    said = traces.Messages();
+    said = Said(traces);
   }
 
   HRESULT opened = E_FAIL;
   HRESULT read = E_FAIL;
   std::vector<CtrlInfo> list;
-  Messages saidOpening, said;
+  std::wstring saidOpening, said;
 };
 
 std::string Versions(const CtrlInfo& record) {
@@ -48,32 +47,6 @@ std::string Versions(const CtrlInfo& record) {
   };
   return text(record.versionMajor) + "." + text(record.versionMinor) + "." + text(record.versionRevision) +
          "." + text(record.kelAPICompatibilityRevision);
-}
-
-TEST(ControllerIdParserTest, ReadsAllFourteenElements) {
-  const ConfigFiles files;
-  files.WriteControllers(kFull);
-  const Parsed parsed(files);
-  ASSERT_EQ(parsed.opened, S_OK);
-  ASSERT_EQ(parsed.read, S_OK);
-  ASSERT_EQ(parsed.list.size(), 1U);
-  const CtrlInfo& record = parsed.list.front();
-  EXPECT_EQ(record.ctrlName, L"N\u00E4me");
-  EXPECT_EQ(record.ctrlAddress, L"10.20.1.15");
-  EXPECT_EQ(record.systemName, L"System");
-  EXPECT_EQ(record.releasePath, L"/disk0");
-  EXPECT_EQ(record.systemID, L"12-34567");
-  EXPECT_EQ(record.ctrlID, L"C1");
-  EXPECT_EQ(record.hostName, L"host");
-  EXPECT_EQ(record.macAddress, L"any text");
-  EXPECT_EQ(Versions(record), "5.15.1.2");
-  EXPECT_EQ(record.commPortNumber, 5515U);
-  EXPECT_EQ(record.ctrlLevel, BootLevel);
-  EXPECT_EQ(record.ctrlType, RC);
-  EXPECT_EQ(record.identificationType, StaticCtrlDefinition);
-  EXPECT_EQ(record.ctrlStatus, CtrlUnavailable);
-  EXPECT_EQ(record.lanSeekID, 0U);
-  EXPECT_TRUE(parsed.said.empty());
 }
 
 TEST(ControllerIdParserTest, AppliesTheRulesForVersionsAndLevels) {
@@ -107,36 +80,30 @@ TEST(ControllerIdParserTest, TracesRejectionsWithItsOwnMessages) {
     std::string content;
     XmlFault fault;
     HRESULT result;
-    Messages messages;
+    std::wstring said;
   };
-  const std::wstring rejected = L"LanSeek. CControllerIdParser::Init. Static controller file rejected";
+  const std::wstring init = L"LanSeek. CControllerIdParser::Init. ";
+  const std::wstring rejected = init + L"Static controller file rejected";
+  const std::wstring unread = rejected + L". Failed to get encoding type.";
+  const std::wstring invalid = rejected + L" due to invalid encoding type.";
   const std::string good = kDeclaration + std::string("<ControllerIdentities/>");
-  const auto stepFails = [](Step step) { return XmlFault{At::Encoding, L"", E_UNEXPECTED, step}; };
+  const auto fails = [](Step step) { return XmlFault{At::Encoding, L"", E_UNEXPECTED, step}; };
   const Case cases[] = {
-      {"<ControllerIdentities/>",
-       {},
-       E_FAIL,
-       {L"LanSeek. CControllerIdParser::Init. Config file rejected. Failed to get encoding type."}},
-      {"<?xml version='1.0' encoding='ISO-8859-15'?><ControllerIdentities/>",
-       {},
-       E_INVALIDARG,
-       {rejected + L" due to invalid encoding type."}},
-      {"", {}, E_INVALIDARG, {}},
-      {good, stepFails(Step::FirstChild), E_UNEXPECTED, {rejected + L". get_firstChild failed"}},
-      {good, stepFails(Step::Attributes), E_UNEXPECTED, {rejected + L". Attributes failure."}},
-      {good,
-       stepFails(Step::EncodingAttribute),
-       E_UNEXPECTED,
-       {rejected + L". Failed to get encoding type."}},
-      {good, stepFails(Step::Text), E_INVALIDARG, {rejected + L" due to invalid encoding type."}},
-      {good, {At::Create, L"", E_UNEXPECTED}, E_UNEXPECTED, {}},
+      {"<ControllerIdentities/>", {}, E_FAIL, init + L"Config file rejected. Failed to get encoding type."},
+      {"<?xml version='1.0' encoding='ISO-8859-15'?><ControllerIdentities/>", {}, E_INVALIDARG, invalid},
+      {"", {}, E_INVALIDARG, L""},
+      {good, fails(Step::FirstChild), E_UNEXPECTED, rejected + L". get_firstChild failed"},
+      {good, fails(Step::Attributes), E_UNEXPECTED, rejected + L". Attributes failure."},
+      {good, fails(Step::EncodingAttribute), E_UNEXPECTED, unread},
+      {good, fails(Step::Text), E_INVALIDARG, invalid},
+      {good, {At::Create, L"", E_UNEXPECTED}, E_UNEXPECTED, L""},
   };
   for (const Case& c : cases) {
     const ConfigFiles files;
     files.WriteStaticFile(c.content);
     const Parsed parsed(files, c.fault);
     EXPECT_EQ(parsed.opened, c.result) << c.content;
-    EXPECT_EQ(parsed.saidOpening, c.messages) << c.content;
+    EXPECT_EQ(parsed.saidOpening, c.said) << c.content;
     EXPECT_EQ(parsed.read, E_FAIL);
   }
 }
@@ -148,43 +115,34 @@ TEST(ControllerIdParserTest, AnotherRootElementYieldsAnEmptyList) {
   ASSERT_EQ(parsed.opened, S_OK);
   EXPECT_EQ(parsed.read, S_FALSE);
   EXPECT_TRUE(parsed.list.empty());
-  EXPECT_TRUE(parsed.said.empty());
+  EXPECT_EQ(parsed.said, L"");
 }
 
 TEST(ControllerIdParserTest, ContinuesAfterFailuresWherePossible) {
   struct Case {
     XmlFault fault;
     HRESULT result;
-    const char* versions;  ///< Of the resulting record; null if there is none.
-    Messages messages;
+    const char* versions;                   ///< Of the resulting record; null if there is none.
+    std::optional<std::wstring> said = {};  ///< Where it is not the usual message.
   };
   const char* const all = "5.15.1.2";
   const std::wstring read = L"LanSeek. CControllerIdParser::GetInformation. ";
-  const std::wstring single = read + L"raw_selectSingleNode ";
+  const std::wstring noList =
+      read + L"Failed to get static controllers. raw_selectNodes ControllerIdentity failed";
+  const std::wstring noItem = read + L"Failed to get static controller. get_item failed";
+  const std::wstring noHost = L"CControllerIdParser::GetInformation. raw_selectSingleNode HostName failed";
   const Case cases[] = {
-      {{At::Root, L"ControllerIdentities"}, E_FAIL, nullptr, {single + L"ControllerIdentities failed"}},
-      {{At::SelectAll, L"ControllerIdentity"},
-       E_FAIL,
-       nullptr,
-       {read + L"Failed to get static controllers. raw_selectNodes ControllerIdentity failed"}},
-      {{At::Item, L"ControllerIdentity"},
-       E_FAIL,
-       nullptr,
-       {read + L"Failed to get static controller. get_item failed"}},
-      {{At::Select, L"SystemName"}, S_OK, all, {single + L"SystemName failed"}},
-      {{At::Select, L"HostName"},
-       S_OK,
-       all,
-       {L"CControllerIdParser::GetInformation. raw_selectSingleNode HostName failed"}},
-      {{At::Text, L"HostName"}, S_OK, all, {read + L"get_text HostName failed"}},
-      {{At::Select, L"ControllerLevel"}, E_FAIL, all, {single + L"ControllerLevel failed"}},
-      {{At::Text, L"ControllerLevel"}, E_FAIL, all, {read + L"get_text ControllerLevel failed"}},
-      {{At::Text, L"SystemName", E_OUTOFMEMORY}, E_FAIL, nullptr, {}},
+      {{At::Root, L"ControllerIdentities"}, E_FAIL, nullptr},
+      {{At::SelectAll, L"ControllerIdentity"}, E_FAIL, nullptr, noList},
+      {{At::Item, L"ControllerIdentity"}, E_FAIL, nullptr, noItem},
+      {{At::Select, L"SystemName"}, S_OK, all},
+      {{At::Select, L"HostName"}, S_OK, all, noHost},
+      {{At::Text, L"HostName"}, S_OK, all},
+      {{At::Select, L"ControllerLevel"}, E_FAIL, all},
+      {{At::Text, L"ControllerLevel"}, E_FAIL, all},
+      {{At::Text, L"SystemName", E_OUTOFMEMORY}, E_FAIL, nullptr, L""},
       // A failed look-up must not count as an absent element.
-      {{At::Select, L"KelAPICompatibilityRevision"},
-       S_OK,
-       "5.15.1.?",
-       {single + L"KelAPICompatibilityRevision failed"}},
+      {{At::Select, L"KelAPICompatibilityRevision"}, S_OK, "5.15.1.?"},
   };
   const ConfigFiles files;
   files.WriteControllers(kFull);
@@ -193,7 +151,7 @@ TEST(ControllerIdParserTest, ContinuesAfterFailuresWherePossible) {
     const Parsed parsed(files, c.fault);
     ASSERT_EQ(parsed.opened, S_OK);
     EXPECT_EQ(parsed.read, c.result);
-    EXPECT_EQ(parsed.said, c.messages);
+    EXPECT_EQ(parsed.said, c.said.value_or(Usual(read, c.fault)));
     ASSERT_EQ(parsed.list.size(), c.versions == nullptr ? 0U : 1U);
     if (c.versions != nullptr) {
       EXPECT_EQ(Versions(parsed.list.front()), c.versions);

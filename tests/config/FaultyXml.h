@@ -7,8 +7,16 @@
 #include <vector>
 
 #include "config/ConfigFile.h"
+#include "tests/support/FakeDebugOutput.h"
 
 namespace kellanseek::test {
+
+/// The traced messages, joined by line ends.
+inline std::wstring Said(const FakeDebugOutput& traces) {
+  std::wstring said;
+  for (const std::wstring& message : traces.Messages()) said += (said.empty() ? L"" : L"\n") + message;
+  return said;
+}
 
 /// A single fault in an otherwise working XML library. E_OUTOFMEMORY is thrown as an exception.
 struct XmlFault {
@@ -24,6 +32,12 @@ struct XmlFault {
     return true;
   }
 };
+
+/// What a parser usually traces of an element that it cannot select or read.
+inline std::wstring Usual(const std::wstring& parser, const XmlFault& fault) {
+  const wchar_t* const step = fault.at == XmlFault::At::Text ? L"get_text " : L"raw_selectSingleNode ";
+  return parser + step + fault.name + L" failed";
+}
 
 /// Forwards to a real node, except for the fault.
 class FaultyNode final : public platform::XmlNode {

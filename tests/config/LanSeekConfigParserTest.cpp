@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "tests/config/ConfigFiles.h"
 #include "tests/config/FaultyXml.h"
-#include "tests/support/FakeDebugOutput.h"
 
 namespace kellanseek::test {
 namespace {
@@ -17,7 +16,6 @@ using config::CLanSeekConfigParser;
 
 using At = XmlFault::At;
 using Step = platform::XmlDocument::EncodingStep;
-using Messages = std::vector<std::wstring>;
 
 const std::wstring kInit = L"LanSeekConfigParser::Init. Config file rejected";
 const std::wstring kRead = L"CLanSeekConfigParser::GetInformation. ";
@@ -28,11 +26,11 @@ TEST(LanSeekConfigParserTest, AcceptsOnlyTheOneEncoding) {
     const char* what;
     std::string content;
     HRESULT result;
-    Messages messages;
+    std::wstring said;
   };
   const std::string root = "<KelLanSeekConfigurations/>";
-  const Messages missing = {kInit + L". Failed to get encoding type, exception thrown."};
-  const Messages wrong = {kInit + L" due to invalid encoding type."};
+  const std::wstring missing = kInit + L". Failed to get encoding type, exception thrown.";
+  const std::wstring wrong = kInit + L" due to invalid encoding type.";
   const Case cases[] = {
       {"accepted", kDeclaration + root, S_OK, {}},
       {"lower case", "<?xml version='1.0' encoding='iso-8859-1'?>" + root, S_OK, {}},
@@ -49,17 +47,17 @@ TEST(LanSeekConfigParserTest, AcceptsOnlyTheOneEncoding) {
     FakeDebugOutput traces;
     CLanSeekConfigParser parser(traces);
     EXPECT_EQ(parser.Init(files.ScanFile()), c.result) << c.what;
-    EXPECT_EQ(traces.Messages(), c.messages) << c.what;
+    EXPECT_EQ(Said(traces), c.said) << c.what;
     CKelLanSeekConfigSettings settings;
     EXPECT_EQ(parser.GetInformation(settings), c.result == S_OK ? S_OK : E_FAIL) << c.what;
   }
   FakeDebugOutput traces;
   EXPECT_EQ(CLanSeekConfigParser(traces).Init(ConfigFiles().ScanFile()), E_INVALIDARG);
-  EXPECT_TRUE(traces.Messages().empty()) << "a missing file is not traced";
+  EXPECT_EQ(Said(traces), L"") << "a missing file is not traced";
 }
 
 void ExpectSettings(const char* what, const std::string& inside, const std::string& differences,
-                    const Messages& messages = {}) {
+                    const std::wstring& said = {}) {
   SCOPED_TRACE(what);
   const ConfigFiles files;
   files.WriteSettings(inside);
@@ -69,7 +67,7 @@ void ExpectSettings(const char* what, const std::string& inside, const std::stri
   ASSERT_EQ(parser.Init(files.ScanFile()), S_OK);
   EXPECT_EQ(parser.GetInformation(settings), S_OK);
   EXPECT_EQ(Differences(settings), differences);
-  EXPECT_EQ(traces.Messages(), messages);
+  EXPECT_EQ(Said(traces), said);
 }
 
 TEST(LanSeekConfigParserTest, SetsExactlyTheNumbersInTheFile) {
@@ -109,16 +107,16 @@ TEST(LanSeekConfigParserTest, ReadsTheSubnetsOfASelection) {
   ExpectSettings("left out goes before used", In("UseInterfaces", ten) + Elements("ExcludeInterfaces"),
                  "InterfaceMode=1;");
   ExpectSettings("used, but bad", In("UseInterfaces", SubNet("10.0.0.999", "255.0.0.0")),
-                 "DynamicDetectionEnabled=0;InterfaceMode=2;", {kBad});
+                 "DynamicDetectionEnabled=0;InterfaceMode=2;", kBad);
   ExpectSettings("host mask", In("ExcludeInterfaces", SubNet("10.0.0.1", "255.255.255.255")),
-                 "InterfaceMode=1;", {kBad});
+                 "InterfaceMode=1;", kBad);
   ExpectSettings(
       "incomplete subnets are passed over",
       In("UseInterfaces", In("SubNet", Elements("SubNetMask=255.0.0.0")) +
                               In("SubNet", Elements("IPNumber=10.0.0.0")) + SubNet("12.0.0.0", "255.0.0.0")) +
           Elements("DetectInterfaceChanges=0"),
       "DetectInterfaceChanges=0;InterfaceMode=2;12.0.0.0/255.0.0.0;",
-      {kRead + L"SubNet node did not contain IPNumber", kRead + L"SubNet node did not contain SubNetMask"});
+      kRead + L"SubNet node did not contain IPNumber\n" + kRead + L"SubNet node did not contain SubNetMask");
 }
 
 TEST(LanSeekConfigParserTest, AnotherRootElementSetsNothingAndIsNotTraced) {
@@ -131,20 +129,20 @@ TEST(LanSeekConfigParserTest, AnotherRootElementSetsNothingAndIsNotTraced) {
   EXPECT_EQ(parser.GetCommunicationSettings(settings), S_FALSE);
   EXPECT_EQ(parser.GetInformation(settings), S_OK);
   EXPECT_EQ(Differences(settings), "");
-  EXPECT_TRUE(traces.Messages().empty());
+  EXPECT_EQ(Said(traces), L"");
 }
 
 TEST(LanSeekConfigParserTest, TracesEachFailingStepOfInit) {
   struct Case {
     At at;
     Step step;
-    Messages messages;
+    std::wstring said;
   };
   const Case cases[] = {
-      {At::Encoding, Step::FirstChild, {kInit + L". get_firstChild failed"}},
-      {At::Encoding, Step::Attributes, {kInit + L". Attributes failure."}},
-      {At::Encoding, Step::EncodingAttribute, {kInit + L". Failed to get encoding type."}},
-      {At::Encoding, Step::Text, {kInit + L". Failed to read encoding type."}},
+      {At::Encoding, Step::FirstChild, kInit + L". get_firstChild failed"},
+      {At::Encoding, Step::Attributes, kInit + L". Attributes failure."},
+      {At::Encoding, Step::EncodingAttribute, kInit + L". Failed to get encoding type."},
+      {At::Encoding, Step::Text, kInit + L". Failed to read encoding type."},
       {At::Create, {}, {}},
   };
   const ConfigFiles files;
@@ -153,7 +151,7 @@ TEST(LanSeekConfigParserTest, TracesEachFailingStepOfInit) {
     FakeDebugOutput traces;
     const XmlFault fault{c.at, L"", E_UNEXPECTED, c.step};
     EXPECT_EQ(CLanSeekConfigParser(traces, FaultyDocuments(fault)).Init(files.ScanFile()), E_UNEXPECTED);
-    EXPECT_EQ(traces.Messages(), c.messages);
+    EXPECT_EQ(Said(traces), c.said);
   }
 }
 
@@ -162,64 +160,43 @@ TEST(LanSeekConfigParserTest, ContinuesAfterFailuresWherePossible) {
     XmlFault fault;
     HRESULT result;
     std::string differences;
-    Messages messages;
+    std::optional<std::wstring> said = {};  ///< Where it is not the usual message.
   };
-  const std::wstring single = kRead + L"raw_selectSingleNode ";
   const std::wstring communication = L"CLanSeekConfigParser::GetCommunicationSettings. ";
+  const std::wstring noRoot = L"raw_selectSingleNode KelLanSeekConfigurations failed";
   const std::string numbers = "RequestPort=1;NonLocalRetries=2;";
   const std::string detect = "DetectInterfaceChanges=0;";
   const std::string fake = "FakeRemoteVCAs=1;";
   const std::string mode = "InterfaceMode=1;";
   const std::string ten = mode + "10.0.0.0/255.0.0.0;";
+  const std::string rest = detect + fake + ten;
   const Case cases[] = {
-      {{At::None}, S_OK, numbers + detect + fake + ten, {}},
-      {{At::Root, L"KelLanSeekConfigurations"},
-       E_FAIL,
-       "",
-       {single + L"KelLanSeekConfigurations failed",
-        communication + L"raw_selectSingleNode KelLanSeekConfigurations failed"}},
-      {{At::Select, L"FakeRemoteVCAs"}, S_OK, numbers + detect + ten, {single + L"FakeRemoteVCAs failed"}},
-      {{At::Text, L"FakeRemoteVCAs"},
-       S_OK,
-       numbers + detect + ten,
-       {kRead + L"get_text FakeRemoteVCAs failed"}},
+      {{At::None}, S_OK, numbers + rest, L""},
+      {{At::Root, L"KelLanSeekConfigurations"}, E_FAIL, "", kRead + noRoot + L"\n" + communication + noRoot},
+      {{At::Select, L"FakeRemoteVCAs"}, S_OK, numbers + detect + ten},
+      {{At::Text, L"FakeRemoteVCAs"}, S_OK, numbers + detect + ten},
       {{At::Select, L"CommunicationSettings"},
        E_FAIL,
-       detect + fake + ten,
-       {kRead + L"raw_selectNodes CommunicationSettings failed"}},
-      {{At::Select, L"RequestPort"},
-       S_OK,
-       "NonLocalRetries=2;" + detect + fake + ten,
-       {single + L"RequestPort failed"}},
-      {{At::Text, L"RequestPort"},
-       S_OK,
-       "NonLocalRetries=2;" + detect + fake + ten,
-       {kRead + L"get_text RequestPort failed"}},
-      {{At::Text, L"NonLocalRetries"},
-       E_FAIL,
-       "RequestPort=1;" + detect + fake + ten,
-       {kRead + L"get_text NonLocalRetries failed"}},
-      {{At::Select, L"ExcludeInterfaces"}, E_FAIL, numbers + fake, {single + L"ExcludeInterfaces failed"}},
-      {{At::SelectAll, L"SubNet"}, E_FAIL, numbers + fake + mode, {kRead + L"raw_selectNodes SubNet failed"}},
-      {{At::Item, L"SubNet"}, E_FAIL, numbers + fake + mode, {kRead + L"get_item failed"}},
-      {{At::Select, L"IPNumber"}, E_FAIL, numbers + fake + mode, {single + L"IPNumber failed"}},
-      {{At::Text, L"SubNetMask"},
-       S_OK,
-       numbers + detect + fake + mode,
-       {kRead + L"get_text SubNetMask failed"}},
-      {{At::Select, L"DetectInterfaceChanges"},
-       E_FAIL,
-       numbers + fake + ten,
-       {single + L"DetectInterfaceChanges failed"}},
-      {{At::Text, L"DetectInterfaceChanges"}, E_FAIL, numbers + fake + ten, {}},
+       rest,
+       kRead + L"raw_selectNodes CommunicationSettings failed"},
+      {{At::Select, L"RequestPort"}, S_OK, "NonLocalRetries=2;" + rest},
+      {{At::Text, L"RequestPort"}, S_OK, "NonLocalRetries=2;" + rest},
+      {{At::Text, L"NonLocalRetries"}, E_FAIL, "RequestPort=1;" + rest},
+      {{At::Select, L"ExcludeInterfaces"}, E_FAIL, numbers + fake},
+      {{At::SelectAll, L"SubNet"}, E_FAIL, numbers + fake + mode, kRead + L"raw_selectNodes SubNet failed"},
+      {{At::Item, L"SubNet"}, E_FAIL, numbers + fake + mode, kRead + L"get_item failed"},
+      {{At::Select, L"IPNumber"}, E_FAIL, numbers + fake + mode},
+      {{At::Text, L"SubNetMask"}, S_OK, numbers + detect + fake + mode},
+      {{At::Select, L"DetectInterfaceChanges"}, E_FAIL, numbers + fake + ten},
+      {{At::Text, L"DetectInterfaceChanges"}, E_FAIL, numbers + fake + ten, L""},
       {{At::Text, L"RequestPort", E_OUTOFMEMORY},
        E_FAIL,
-       detect + fake + ten,
-       {communication + L"Exception while getting data"}},
+       rest,
+       communication + L"Exception while getting data"},
       {{At::Text, L"IPNumber", E_OUTOFMEMORY},
        E_FAIL,
        numbers + fake + mode,
-       {kRead + L"Exception while getting interface addresses"}},
+       kRead + L"Exception while getting interface addresses"},
   };
   const ConfigFiles files;
   files.WriteSettings(CommunicationSettings("RequestPort=1;NonLocalRetries=2") +
@@ -233,7 +210,7 @@ TEST(LanSeekConfigParserTest, ContinuesAfterFailuresWherePossible) {
     ASSERT_EQ(parser.Init(files.ScanFile()), S_OK) << what;
     EXPECT_EQ(parser.GetInformation(settings), c.result) << what;
     EXPECT_EQ(Differences(settings), c.differences) << what;
-    EXPECT_EQ(traces.Messages(), c.messages) << what;
+    EXPECT_EQ(Said(traces), c.said.value_or(Usual(kRead, c.fault))) << what;
   }
 }
 
