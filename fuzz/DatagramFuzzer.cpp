@@ -1,18 +1,15 @@
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
+#include "fuzz/FuzzFile.h"
 #include "tests/support/EngineHarness.h"
 
 using namespace kellanseek;
+using fuzz::Require;
 
 namespace {
-
-void Require(bool held) {
-  if (!held) std::abort();
-}
 
 controllers::CtrlInfo Known(KelCtrlType type, LanSeekCtrlIdentificationType definition,
                             const wchar_t* address, const wchar_t* systemID) {

@@ -5,9 +5,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 
 namespace kellanseek::fuzz {
+
+/// Ends the program, and with it the run, where something does not hold.
+inline void Require(bool held) {
+  if (!held) std::abort();
+}
 
 /// A file in memory with a path, to feed arbitrary bytes to code that reads files.
 class FuzzFile {

@@ -1,5 +1,4 @@
 #include <cstdint>
-#include <cstdlib>
 
 #include "config/LanSeekConfigParser.h"
 #include "configcheck/ConfigCheck.h"
@@ -9,14 +8,7 @@
 #include "fuzz/FuzzFile.h"
 
 using namespace kellanseek;
-
-namespace {
-
-void Require(bool held) {
-  if (!held) std::abort();
-}
-
-}  // namespace
+using fuzz::Require;
 
 /// For any file, the settings are safe to work with, and the check reports a finding whenever the component
 /// would reject the file.

@@ -1,5 +1,4 @@
 #include <cstdint>
-#include <cstdlib>
 #include <set>
 #include <vector>
 
@@ -10,14 +9,7 @@
 #include "fuzz/FuzzFile.h"
 
 using namespace kellanseek;
-
-namespace {
-
-void Require(bool held) {
-  if (!held) std::abort();
-}
-
-}  // namespace
+using fuzz::Require;
 
 /// For any file, the accepted controllers have distinct addresses, and the check reports the others.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
