@@ -44,17 +44,6 @@ class Plant(harness.Scenario):
         self.assertEqual(0, plant.stop(signal.SIGTERM))
         other.close()
 
-    def test_collisions(self):
-        watch = self.watch(self.here, ready_on=[self.net])
-        plant = self.kelsim(self.plant_host, "--count", 4, "--delay-ms", 0, "--event", "2 same-address 2 1",
-                            "--event", "4 same-identity 4 3", "--event", "6 address 3 10.1.0.77")
-        ids = [watch.expect("new", name=f"Cell{number}")["id"] for number in range(1, 5)]
-        # A controller that takes another's address or identity is refused, and its own outdated record is withdrawn.
-        self.assertEqual(ids[0], watch.expect("address-collision")["id"])
-        self.assertEqual(ids[2], watch.expect("system-id-collision")["id"])
-        watch.expect("new", name="Cell3", address="10.1.0.77")
-        self.assertEqual(0, plant.stop())
-
     def test_controller_at_its_hosts_address(self):
         watch = self.watch(self.here, ready_on=[self.net])
         self.kelsim(self.plant_host, "--own-address", "--first", 7)
