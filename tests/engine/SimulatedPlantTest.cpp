@@ -52,7 +52,7 @@ class Workstation : public EngineHarness {
     RebuildInterfaces();
     auto usable = interfaces.Entries();
     sockets_.CreateSockets(usable);
-    set_.emplace(sockets_);
+    set_.emplace(sockets_, journal);
     datagrams_ = computer.CreateReceiver(set_->sockets, protocol::kMaxDatagram);
     computer.OnArrival([this] { Receive(); });
     refresh.BeginRun({sockets_, pacer});
@@ -93,8 +93,8 @@ class Workstation : public EngineHarness {
   }
 
   platform::Event rebuildWanted_{platform::Event::Kind::ManualReset};
-  network::DiscoverySockets sockets_{computer, settings, polling, traces};
-  engine::Receiver receiver_{{computer, dispatcher, engineLock, rebuildWanted_, traces}};
+  network::DiscoverySockets sockets_{computer, settings, polling, journal, traces};
+  engine::Receiver receiver_{{computer, dispatcher, engineLock, rebuildWanted_, journal, traces}};
   std::optional<engine::Receiver::ReceiveSet> set_;
   std::unique_ptr<platform::DatagramReceiver> datagrams_;
   std::map<std::uint32_t, std::string> addressOf_;
