@@ -60,7 +60,6 @@ void RefreshCycle::ExpectPolled(CtrlTable::Access& table) {
 
 void RefreshCycle::SweepPass() {
   CtrlTable::Access table(table_);
-  if (sweeps_.WantsPolled()) ExpectPolled(table);
   // Looking for those that are gone takes a walk, and nobody waits for a sweep to the tick.
   if (TicksSoFar() % kTicksBetweenSweepChecks == 0) {
     std::erase_if(sweeps_.Unasked(), [&](std::uint32_t lanSeekID) {
@@ -69,6 +68,7 @@ void RefreshCycle::SweepPass() {
     });
   }
   sweeps_.Tick();
+  if (sweeps_.WantsPolled()) ExpectPolled(table);
 }
 
 void RefreshCycle::ArmInitialTimeouts() {
@@ -106,10 +106,10 @@ void RefreshCycle::AskConfigured(const RequestOutlet& outlet) {
 void RefreshCycle::Tick(const RequestOutlet& outlet) {
   ticks_.fetch_add(1, std::memory_order_relaxed);
   requests_.NextTick();
+  SweepPass();
   InterfacePass(outlet);
   ControllerPass();
   SendRequests(outlet);
-  SweepPass();
 }
 
 std::size_t RefreshCycle::InterfaceCount() {

@@ -18,8 +18,12 @@
 #include <thread>
 
 #include "platform/DebugOutput.h"
+#include "platform/Event.h"
+#include "platform/Files.h"
 #include "platform/GuardedCall.h"
+#include "platform/NetworkAddresses.h"
 #include "platform/Process.h"
+#include "platform/Signals.h"
 #include "platform/Thread.h"
 #include "platform/UdpSocket.h"
 #include "platform/linux/BoundSocket.h"
@@ -82,6 +86,51 @@ TEST(LinuxBackendTest, AZombieProcessDoesNotRun) {
   EXPECT_FALSE(table.IsRunning(child.Id(), stamp));
   child.Collect();
   EXPECT_FALSE(table.IsRunning(child.Id(), stamp));
+}
+
+TEST(LinuxBackendTest, ThreadsBearTheBeginningOfALongName) {
+  platform::Thread thread;
+  char name[32] = "";
+  ASSERT_FALSE(thread.Start("KelNameOfSeventeen", [&] { prctl(PR_GET_NAME, name); }));
+  thread.Join();
+  EXPECT_STREQ(name, "KelNameOfSevent");
+}
+
+TEST(LinuxBackendTest, TheSecondSignalEndsTheProgramWithItsNumber) {
+  const pid_t child = fork();
+  if (child == 0) {
+    platform::Event stop(platform::Event::Kind::ManualReset);
+    const platform::StopSignals signals(stop);
+    kill(getpid(), SIGTERM);
+    stop.Wait();
+    kill(getpid(), SIGINT);
+    for (;;) pause();
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 128 + SIGINT);
+}
+
+TEST(LinuxBackendTest, MakesMissingDirectoriesAndSaysWhyItCannot) {
+  const ScratchDirectory scratch;
+  std::wstring why;
+  const std::wstring deep = scratch.Wide() + L"/a/b/c";
+  for (int attempt = 0; attempt < 2; ++attempt) EXPECT_EQ(platform::MakeDirectory(deep, why), S_OK);
+  EXPECT_EQ(platform::KindOfPath(deep), platform::PathKind::Directory);
+  EXPECT_EQ(platform::CreateNewFile(deep + L"/file", "text", why), S_OK);
+  EXPECT_EQ(platform::MakeDirectory(deep + L"/file/d", why), E_FAIL);
+  EXPECT_EQ(why, L"Not a directory");
+  EXPECT_EQ(platform::MakeDirectory(L"/proc/no/such", why), E_FAIL);
+}
+
+TEST(LinuxBackendTest, TheLoopbackInterfaceHasNoHardwareAddress) {
+  const auto index = platform::InterfaceIndexOfName(L"lo");
+  ASSERT_TRUE(index);
+  const auto row = platform::SystemNetworkAddresses().Interface(*index);
+  ASSERT_TRUE(row);
+  EXPECT_EQ(row->type, platform::kLoopbackInterface);
+  EXPECT_EQ(row->physicalAddressLength, 0U);
 }
 
 TEST(LinuxBackendTest, ThreadsBlockTheApplicationsSignals) {

@@ -65,7 +65,7 @@ WaitResult WaitForAny(std::initializer_list<Event*> events,
       if (event->native().TryTake()) return {WaitResult::Outcome::Signalled, index};
       ++index;
     }
-    if (deadline.Passed()) return {WaitResult::Outcome::TimedOut, 0};
+    if (deadline.Passed()) return {WaitResult::Outcome::TimedOut};
     const timespec left = deadline.Left();
     const int ready = ppoll(descriptors, count, deadline.Limited() ? &left : nullptr, nullptr);
     if (ready < 0 && errno != EINTR) return {WaitResult::Outcome::Failed, 0};

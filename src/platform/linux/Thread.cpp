@@ -23,20 +23,20 @@ namespace {
 
 /// The first version of the kernel's sched_attr, which the C library does not declare.
 struct SchedulingAttributes {
-  std::uint32_t size = sizeof(SchedulingAttributes);
-  std::uint32_t policy = 0;
-  std::uint64_t flags = 0;
-  std::int32_t nice = 0;
-  std::uint32_t priority = 0;
-  std::uint64_t runtime = 0;
-  std::uint64_t deadline = 0;
-  std::uint64_t period = 0;
+  std::uint32_t size;
+  std::uint32_t policy;
+  std::uint64_t flags;
+  std::int32_t nice;
+  std::uint32_t priority;
+  std::uint64_t runtime;
+  std::uint64_t deadline;
+  std::uint64_t period;
 };
 
 /// Requests short time slices, which the scheduler grants sooner (Linux 6.12 and later; ignored before).
 void AskForShortTurns() {
   constexpr std::uint64_t kShortestTurn = 100'000;  // ns
-  SchedulingAttributes attributes;
+  SchedulingAttributes attributes{};
   if (syscall(SYS_sched_getattr, 0, &attributes, sizeof attributes, 0) != 0) return;
   attributes.runtime = kShortestTurn;
   syscall(SYS_sched_setattr, 0, &attributes, 0);
