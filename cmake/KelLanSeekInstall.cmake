@@ -2,7 +2,7 @@
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kellanseek DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        FILES_MATCHING PATTERN "*.h")
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 install(TARGETS KelLanSeek
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
@@ -22,7 +22,7 @@ if(WIN32)
   install(FILES ${PROJECT_SOURCE_DIR}/src/component/KelLanSeek.idl DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kellanseek)
 else()
   set(kellanseek_module ${CMAKE_INSTALL_LIBDIR}/libKelLanSeek.so.1)
-  set(kellanseek_client_libraries ${CMAKE_DL_LIBS})
+  set(kellanseek_client_libraries ${CMAKE_DL_LIBS} pthread)
 endif()
 list(TRANSFORM kellanseek_client_libraries PREPEND -l OUTPUT_VARIABLE kellanseek_client_flags)
 list(JOIN kellanseek_client_flags " " kellanseek_client_flags)

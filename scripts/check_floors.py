@@ -37,7 +37,7 @@ BELOW = floors()
 
 
 def sources(folder):
-    return sorted(p for p in (ROOT / folder).rglob("*") if p.suffix in (".h", ".cpp"))
+    return sorted(p for p in (ROOT / folder).rglob("*") if p.suffix in (".h", ".hpp", ".cpp"))
 
 
 def includes_of(path):

@@ -2,6 +2,7 @@
 #include <type_traits>
 
 #include <kellanseek/KelLanSeek.h>
+#include <kellanseek/client.hpp>
 
 static_assert(std::is_convertible_v<KelComPtr<IKelLanSeek2>, KelComPtr<IKelLanSeek>>);
 static_assert(std::is_convertible_v<const KelComPtr<IKelLanSeek2>&, KelComPtr<IKelLanSeek>>);
@@ -11,6 +12,13 @@ static_assert(CLSID_KelLanSeek.Data1 == 0x2B474DCE && CLSID_KelLanSeek.Data4[7] 
 
 struct IOwn;
 KEL_DECLARE_INTERFACE(IOwn, "00000000-1111-2222-3333-444444444444");
+
+namespace kel = kellanseek::client;
+static_assert(std::is_copy_constructible_v<kel::Client> && std::is_nothrow_move_constructible_v<kel::Client>);
+static_assert(!std::is_copy_constructible_v<kel::Subscription> &&
+              std::is_nothrow_move_assignable_v<kel::Subscription>);
+static_assert(std::is_nothrow_move_assignable_v<kel::ChangeStream>);
+static_assert(std::is_nothrow_move_assignable_v<kel::VirtualRegistration>);
 
 int main() {
   const KelComPtr<IKelLanSeek> none;

@@ -28,7 +28,9 @@ class Sample(harness.Scenario):
     def test_sample_lists_a_plant_while_the_component_is_registered(self):
         plant = self.host("plant", {self.net: "10.1.0.2/24"})
         self.run_program(plant, [*harness.command("KELLANSEEK_KELSIM"), "--count", str(CONTROLLERS), "--no-announce"])
-        self.assertEqual((NOT_REGISTERED, "The component is not registered.\n"), self.sample().result())
+        without = self.sample()
+        self.assertEqual((NOT_REGISTERED, ""), without.result())
+        self.assertIn("it is not registered (0x80040154)", without.errors())
         for _ in range(2):
             self.regsvr32()
         sample = self.sample()

@@ -122,6 +122,12 @@ inline HRESULT ClassObjectFromModule(const char* path, REFCLSID clsid, REFIID ii
   return result;
 }
 
+/// The system's text on a module that did not load just now, on the calling thread; empty if there is none.
+inline std::string WhyNotLoaded(HRESULT result) {
+  const char* const text = result == CO_E_DLLNOTFOUND ? ::dlerror() : nullptr;
+  return text == nullptr ? std::string() : std::string(text);
+}
+
 inline HRESULT CreateFromFactory(IClassFactory* factory, IUnknown* outer, REFIID iid, void** object) {
   if (factory == nullptr) return CO_E_ERRORINDLL;
   const HRESULT result = factory->CreateInstance(outer, iid, object);
@@ -142,6 +148,9 @@ HRESULT Guarded(Body body) noexcept {
 }
 
 }  // namespace kellanseek::com
+
+/// The id of this process.
+inline DWORD GetCurrentProcessId() { return static_cast<DWORD>(::getpid()); }
 
 /// Initialises COM for the calling thread. Returns S_OK the first time, S_FALSE after that, and
 /// RPC_E_CHANGED_MODE if the thread is initialised with the other model. Balance each success with one

@@ -2,7 +2,12 @@
 
 // Creation of objects from an unregistered module on Windows. Part of kellanseek/com.h.
 
+#include <string>
+
 namespace kellanseek::com {
+
+/// The result code of a module that did not load is the system's own and needs no text.
+inline std::string WhyNotLoaded(HRESULT) { return {}; }
 
 inline HRESULT CreateFromModule(HMODULE module, REFCLSID clsid, REFIID iid, void** object) {
   if (object == nullptr) return E_POINTER;
