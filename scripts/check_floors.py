@@ -8,13 +8,15 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
-# kelseek is a client: it may use the public headers and the platform, and for the configuration commands the parsers.
+# kelseek is a client: it may use the public headers and the platform, for the configuration commands the parsers, and for
+# the doctor's own questions the protocol.
 # kelsim plays the other side of the wire.
-TOOLS = {"kelseek": {"text", "platform", "config", "configcheck", "diagnostics"},
+TOOLS = {"kelseek": {"text", "platform", "config", "configcheck", "diagnostics", "protocol"},
          "kelsim": {"text", "platform", "protocol"}}
 
-# The rooms of kelseek: `client` talks to the component, `output` formats results, and `commands` uses both.
-ROOMS = {"client": set(), "output": {"client"}, "commands": {"client", "output"}}
+# The rooms of kelseek: `client` talks to the component, `output` formats results, `doctor` finds faults, and
+# `commands` uses them.
+ROOMS = {"client": set(), "output": {"client"}, "doctor": {"client"}, "commands": {"client", "output", "doctor"}}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)')
 SYSTEM_CONDITION = re.compile(r"^\s*#\s*(el)?if.*(_WIN32|__linux__|__unix__|__APPLE__)")

@@ -11,6 +11,7 @@
 #include "commands/Command.h"
 #include "commands/ConfigCommands.h"
 #include "commands/DiscoveryCommands.h"
+#include "commands/DoctorCommand.h"
 #include "commands/RegisterCommand.h"
 #include "commands/VcCommand.h"
 #include "output/Output.h"
@@ -33,6 +34,7 @@ void AddCommands(CLI::App& app, Session& session) {
                  "program, else the registered component)")
       ->type_name("PATH");
   AddListCommand(app, session);
+  AddDoctorCommand(app, session);
   AddWatchCommand(app, session);
   AddShowCommand(app, session);
   AddAddCommand(app, session);

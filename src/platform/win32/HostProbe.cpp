@@ -1,0 +1,140 @@
+#include "platform/HostProbe.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <system_error>
+
+#include "platform/win32/DatagramSocket.h"
+#include "platform/win32/System.h"
+#include "text/Utf8.h"
+
+#include <iphlpapi.h>
+
+namespace kellanseek::platform {
+namespace {
+
+std::string ProgramOf(DWORD processId) {
+  const HANDLE process = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId);
+  if (process == nullptr) return {};
+  std::array<wchar_t, MAX_PATH> path{};
+  auto size = static_cast<DWORD>(path.size());
+  const bool known = QueryFullProcessImageNameW(process, 0, path.data(), &size) != FALSE;
+  CloseHandle(process);
+  if (!known) return {};
+  const std::wstring_view full(path.data(), size);
+  return text::ToUtf8(full.substr(full.rfind(L'\\') + 1));
+}
+
+/// A connected socket, closed with its owner.
+class ConnectedSocket {
+ public:
+  ConnectedSocket(Ipv4 address, std::uint16_t port) : socket_(MakeDatagramSocket()) {
+    if (socket_ == INVALID_SOCKET) {
+      error_ = WSAGetLastError();
+      return;
+    }
+    sockaddr_in peer = {};
+    peer.sin_family = AF_INET;
+    peer.sin_addr.s_addr = address;
+    peer.sin_port = htons(port);
+    if (connect(socket_, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0)
+      error_ = WSAGetLastError();
+  }
+  ~ConnectedSocket() {
+    if (socket_ != INVALID_SOCKET) closesocket(socket_);
+  }
+  ConnectedSocket(const ConnectedSocket&) = delete;
+  ConnectedSocket& operator=(const ConnectedSocket&) = delete;
+
+  SOCKET Get() const { return socket_; }
+  int Error() const { return error_; }
+
+ private:
+  SOCKET socket_;
+  int error_ = 0;
+};
+
+Reply::Kind KindOfFailure(int error) {
+  switch (error) {
+    case WSAECONNRESET: return Reply::Kind::PortClosed;
+    case WSAEHOSTUNREACH:
+    case WSAENETUNREACH:
+    case WSAENETRESET: return Reply::Kind::HostUnreachable;
+    default: return Reply::Kind::SendRefused;
+  }
+}
+
+Reply Failure(int error) { return {KindOfFailure(error), {}, {}, error}; }
+
+}  // namespace
+
+std::vector<PortHolder> HoldersOfUdpPort(std::uint16_t port) {
+  DWORD size = 0;
+  GetExtendedUdpTable(nullptr, &size, FALSE, AF_INET, UDP_TABLE_OWNER_PID, 0);
+  std::vector<std::uint64_t> memory(size / sizeof(std::uint64_t) + 64);
+  size = static_cast<DWORD>(memory.size() * sizeof(std::uint64_t));
+  if (GetExtendedUdpTable(memory.data(), &size, FALSE, AF_INET, UDP_TABLE_OWNER_PID, 0) != NO_ERROR)
+    return {};
+  const auto* const table = reinterpret_cast<const MIB_UDPTABLE_OWNER_PID*>(memory.data());
+  std::vector<PortHolder> holders;
+  for (DWORD i = 0; i < table->dwNumEntries; ++i) {
+    const MIB_UDPROW_OWNER_PID& row = table->table[i];
+    if (ntohs(static_cast<std::uint16_t>(row.dwLocalPort)) != port) continue;
+    holders.push_back({row.dwLocalAddr, row.dwOwningPid, ProgramOf(row.dwOwningPid)});
+  }
+  return holders;
+}
+
+Route RouteTo(Ipv4 destination) {
+  MIB_IPFORWARDROW row = {};
+  const DWORD result = GetBestRoute(destination, 0, &row);
+  if (result == ERROR_NETWORK_UNREACHABLE || result == ERROR_HOST_UNREACHABLE || result == ERROR_NOT_FOUND)
+    return {Route::Kind::None, 0, 0};
+  if (result != NO_ERROR) return {};
+  Route route;
+  constexpr DWORD kDirect = 3;
+  route.kind = row.dwForwardType == kDirect ? Route::Kind::OnLink : Route::Kind::Gateway;
+  if (route.kind == Route::Kind::Gateway) route.gateway = row.dwForwardNextHop;
+  return route;
+}
+
+NeighbourState NeighbourStateOf(Ipv4 address) {
+  ULONG size = 0;
+  GetIpNetTable(nullptr, &size, FALSE);
+  std::vector<std::uint64_t> memory(size / sizeof(std::uint64_t) + 64);
+  size = static_cast<ULONG>(memory.size() * sizeof(std::uint64_t));
+  auto* const table = reinterpret_cast<MIB_IPNETTABLE*>(memory.data());
+  if (GetIpNetTable(table, &size, FALSE) != NO_ERROR) return NeighbourState::Unknown;
+  for (DWORD i = 0; i < table->dwNumEntries; ++i) {
+    if (table->table[i].dwAddr != address) continue;
+    constexpr DWORD kInvalid = 2;
+    return table->table[i].dwType == kInvalid ? NeighbourState::Silent : NeighbourState::Answered;
+  }
+  return NeighbourState::Unknown;
+}
+
+Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chrono::milliseconds timeout) {
+  const ConnectedSocket socket(address, port);
+  if (socket.Error() != 0) return Failure(socket.Error());
+  const ULONGLONG begin = GetTickCount64();
+  if (send(socket.Get(), datagram.data(), static_cast<int>(datagram.size()), 0) == SOCKET_ERROR)
+    return Failure(WSAGetLastError());
+  fd_set ready;
+  FD_ZERO(&ready);
+  FD_SET(socket.Get(), &ready);
+  const timeval limit = {static_cast<long>(timeout.count() / 1000),
+                         static_cast<long>(timeout.count() % 1000 * 1000)};
+  if (select(0, &ready, nullptr, nullptr, &limit) <= 0) return {};
+  std::array<char, 2048> buffer{};
+  const int size = recv(socket.Get(), buffer.data(), static_cast<int>(buffer.size()), 0);
+  if (size == SOCKET_ERROR) return Failure(WSAGetLastError());
+  return {Reply::Kind::Answer, std::string(buffer.data(), static_cast<std::size_t>(size)),
+          std::chrono::milliseconds(GetTickCount64() - begin), 0};
+}
+
+HostKind KindOfHost() { return HostKind::Ordinary; }
+
+std::string TextOfError(int error) { return std::system_category().message(error); }
+
+}  // namespace kellanseek::platform

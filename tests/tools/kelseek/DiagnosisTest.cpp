@@ -1,0 +1,160 @@
+#include "doctor/Diagnosis.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace kellanseek::kelseek {
+namespace {
+
+using platform::NeighbourState;
+using platform::Reply;
+using platform::Route;
+using Codes = std::vector<std::string>;
+
+/// What the doctor sees of a healthy host with one controller.
+Facts Healthy() {
+  Facts facts;
+  facts.report = nlohmann::json::parse(R"({
+    "version": "1.0.0",
+    "configuration": {"directory": null, "interfaceMode": "all",
+                      "settingsFile": {"state": "noDirectory"}, "controllersFile": {"state": "noDirectory"},
+                      "settings": {"NonLocalPort": {"value": 5514}, "DynamicDetectionEnabled": {"value": 1}}},
+    "interfaces": [{"name": "lo", "address": "127.0.0.1", "mask": "255.0.0.0", "used": false, "why": "loopback"},
+                   {"name": "eth0", "address": "10.1.0.1", "mask": "255.255.255.0", "used": true, "carrier": true}],
+    "threads": [{"name": "KelRefresh", "started": true}],
+    "received": {"dropped": {}, "lastMalformed": null}, "sent": {"errors": []}, "longestTickDelayMs": 12,
+    "table": {"dynamic": 1, "dynamicLimit": 65536}, "collisions": [],
+    "controllers": [{"id": 11, "name": "cell", "address": "10.1.0.11", "systemId": "S1", "mac": "M1",
+                     "way": "broadcast", "listed": true, "unanswered": 0}]})");
+  return facts;
+}
+
+/// The codes of the remarks and faults.
+Codes Trouble(const Facts& facts) {
+  Codes codes;
+  for (const Finding& each : Diagnose(facts)) {
+    if (each.mark == Mark::Fine) continue;
+    codes.push_back(each.code);
+    EXPECT_FALSE(each.seen.empty()) << each.code;
+    EXPECT_FALSE(each.todo.empty()) << each.code;
+  }
+  return codes;
+}
+
+TEST(DiagnosisTest, EveryCauseIsNamed) {
+  EXPECT_EQ(Trouble(Healthy()), Codes{});
+  const auto patched = [](const char* pointer, const char* value) {
+    return [=](Facts& facts) {
+      facts.report[nlohmann::json::json_pointer(pointer)] = nlohmann::json::parse(value);
+    };
+  };
+  const struct {
+    std::function<void(Facts&)> spoil;
+    Codes expected;
+  } cases[] = {
+      {patched("/interfaces/1", R"({"name": "eth0", "used": false, "why": "down"})"),
+       {"interface-down", "no-interface"}},
+      {patched("/interfaces/1/carrier", "false"), {"no-carrier"}},
+      {patched("/interfaces/1/mask", R"("255.255.255.255")"), {"single-host"}},
+      {patched("/interfaces/1/pointToPoint", "true"), {"single-host"}},
+      {patched("/interfaces/2", R"({"name": "eth1", "used": false, "why": "onlyIpv6"})"), {"no-ipv4"}},
+      {patched("/interfaces/2", R"({"name": "eth1", "used": false, "why": "notListed"})"),
+       {"interface-excluded"}},
+      {patched("/interfaces/2", R"({"name": "eth1", "address": "10.2.0.1", "used": false, "why": "refused",
+                                    "refused": {"step": "bind", "port": 5513, "error": 98}})"),
+       {"socket-refused"}},
+      {patched("/threads/0", R"({"name": "KelRefresh", "started": false, "error": "none left"})"),
+       {"threads"}},
+      {patched("/sent/errors", R"([{"code": 101, "count": 3, "lastDestination": "10.1.0.255"}])"),
+       {"send-errors"}},
+      {patched("/configuration/settingsFile", R"({"state": "refused", "path": "/x", "remark": "no XML"})"),
+       {"config-refused"}},
+      {patched("/received/dropped/bySystem", "1"), {"receive-buffer"}},
+      {patched("/received/dropped/otherSubnet", "1"), {"other-subnet"}},
+      {patched("/received/dropped/malformed", "1"), {"malformed"}},
+      {patched("/received/dropped/tableFull", "1"), {"table-full"}},
+      {patched("/longestTickDelayMs", "2001"), {"late-ticks"}},
+      {patched("/controllers/0/unanswered", "2"), {"unanswered"}},
+      {patched("/controllers", "[]"), {"none-found"}},
+      {patched("/collisions", R"([{"kind": "address", "known": {"name": "a"}, "heard": {"name": "b"}}])"),
+       {"collision"}},
+      {[](Facts& facts) {
+         facts.echoes = {{0, 5513, Echo::Outcome::NotHeard, 0}};
+       },
+       {"firewall-in"}},
+      {[](Facts& facts) {
+         facts.echoes = {{0, 5512, Echo::Outcome::NotSent, 1}};
+       },
+       {"firewall-out"}},
+      {[](Facts& facts) { facts.configFindings = {"x:1: unknown element"}; }, {"config"}},
+      {[](Facts& facts) { facts.host = platform::HostKind::Container; }, {"container"}},
+      {[](Facts& facts) { facts.expected = {platform::ParseIpv4("10.1.0.12")}; }, {"expected-missing"}},
+      {[](Facts& facts) { facts.expected = {platform::ParseIpv4("10.2.0.12")}; }, {"other-network"}},
+      {[](Facts& facts) { facts.expected = {platform::ParseIpv4("10.1.0.11")}; }, {}},
+  };
+  for (const auto& one : cases) {
+    Facts facts = Healthy();
+    one.spoil(facts);
+    EXPECT_EQ(Trouble(facts), one.expected) << facts.report;
+  }
+}
+
+TEST(DiagnosisTest, WhatStandsBetweenThisHostAndAnAddressIsNamed) {
+  const auto facts = [](Route::Kind route, Reply::Kind reply, NeighbourState neighbour) {
+    AddressFacts asked;
+    asked.address = platform::ParseIpv4("10.9.0.1");
+    asked.route.kind = route;
+    asked.reply.kind = reply;
+    asked.neighbour = neighbour;
+    return asked;
+  };
+  const auto answer = [&](const char* address, bool message, const char* systemId, const char* mac) {
+    AddressFacts asked = facts(Route::Kind::OnLink, Reply::Kind::Answer, NeighbourState::Answered);
+    asked.address = platform::ParseIpv4(address);
+    asked.isDiscoveryMessage = message;
+    asked.systemId = systemId;
+    asked.mac = mac;
+    return asked;
+  };
+  const struct {
+    AddressFacts asked;
+    Codes expected;
+  } cases[] = {
+      {facts(Route::Kind::None, Reply::Kind::HostUnreachable, {}), {"no-route"}},
+      {facts(Route::Kind::Prohibited, Reply::Kind::SendRefused, {}), {"route-prohibited"}},
+      {facts(Route::Kind::OnLink, Reply::Kind::SendRefused, {}), {"firewall-out"}},
+      {facts(Route::Kind::OnLink, Reply::Kind::PortClosed, {}), {"port-closed"}},
+      {facts(Route::Kind::OnLink, Reply::Kind::HostUnreachable, {}), {"host-down"}},
+      {facts(Route::Kind::OnLink, Reply::Kind::Silent, NeighbourState::Silent), {"host-down"}},
+      {facts(Route::Kind::OnLink, Reply::Kind::Silent, NeighbourState::Answered), {"firewall-there"}},
+      {facts(Route::Kind::Gateway, Reply::Kind::Silent, NeighbourState::Unknown), {"no-answer"}},
+      {facts(Route::Kind::Gateway, Reply::Kind::HostUnreachable, NeighbourState::Unknown), {"unreachable"}},
+      {answer("10.1.0.12", false, "", ""), {"strange-answer"}},
+      {answer("10.1.0.12", true, "S2", ""), {"incomplete"}},
+      {answer("10.1.0.12", true, "S1", "M2"), {"collision"}},
+      {answer("10.1.0.12", true, "S2", "M1"), {"collision"}},
+      {answer("10.1.0.12", true, "S2", "M2"), {"broadcast-lost"}},
+      {answer("10.1.0.11", true, "S1", "M1"), {}},
+      {answer("10.9.0.1", true, "S2", "M2"), {}},
+  };
+  for (const auto& one : cases) {
+    Facts all = Healthy();
+    all.asked = {one.asked};
+    EXPECT_EQ(Trouble(all), one.expected);
+  }
+}
+
+TEST(DiagnosisTest, AHolderOfAPortIsNamed) {
+  Facts facts = Healthy();
+  facts.report["interfaces"].push_back(nlohmann::json::parse(
+      R"({"name": "eth1", "used": false, "why": "refused", "refused": {"port": 5513, "error": 98}})"));
+  facts.ports = {{5512, {}}, {5513, {{0, 42, "other"}}}};
+  EXPECT_EQ(Trouble(facts), Codes{"port-held"});
+  EXPECT_EQ(LikelyCause(facts.report), "The system refuses a socket for eth1.");
+}
+
+}  // namespace
+}  // namespace kellanseek::kelseek

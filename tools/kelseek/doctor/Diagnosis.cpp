@@ -1,0 +1,285 @@
+#include "doctor/Diagnosis.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "doctor/AddressDiagnosis.h"
+#include "doctor/ReportReader.h"
+
+namespace kellanseek::kelseek {
+namespace {
+
+using Json = nlohmann::json;
+
+/// Ticks later than this make controllers seem silent.
+constexpr std::uint64_t kLateTick = 2000;
+
+class Diagnosis {
+ public:
+  explicit Diagnosis(const Facts& facts) : facts_(facts), report_(facts.report) {}
+
+  Findings Make() {
+    Component();
+    Interfaces();
+    Firewall();
+    Sending();
+    Configuration();
+    Receiving();
+    Controllers();
+    AppendAddressFindings(facts_, findings_);
+    return std::move(findings_);
+  }
+
+ private:
+  void Add(Mark mark, const char* code, std::string what, std::string seen = {}, std::string todo = {}) {
+    findings_.push_back({mark, code, std::move(what), std::move(seen), std::move(todo)});
+  }
+
+  void Component();
+  void Interfaces();
+  void Interface(const Json& entry);
+  void RefusedInterface(const Json& entry);
+  void Firewall();
+  void Sending();
+  void Configuration();
+  void ConfigurationFile(const Json& file);
+  void Receiving();
+  void Controllers();
+  void Collisions();
+  std::string HoldersOf(std::uint16_t port) const;
+
+  const Facts& facts_;
+  const Json& report_;
+  Findings findings_;
+};
+
+void Diagnosis::Component() {
+  Add(Mark::Fine, "component",
+      "The component " + TextOf(report_, "version") + " works and has listened for " +
+          Seconds(facts_.listened) + ".");
+  for (const Json& thread : ListOf(report_, "threads")) {
+    if (thread.value("started", true)) continue;
+    Add(Mark::Fault, "threads", "The system refused a thread that the component needs.",
+        TextOf(thread, "name") + " could not be started: " + TextOf(thread, "error"),
+        "Raise the limit on threads and processes of this user or service.");
+  }
+  if (facts_.host == platform::HostKind::Container)
+    Add(Mark::Remark, "container", "This program runs in a container.",
+        "The system has the marks of a container.",
+        "A container usually has a network of its own, which broadcasts of the plant do not enter. Run it "
+        "with the "
+        "network of the host.");
+  if (facts_.host == platform::HostKind::WindowsSubsystem)
+    Add(Mark::Remark, "wsl", "This program runs in the Linux subsystem of Windows.", "The kernel says so.",
+        "Broadcasts of the plant do not reach it unless its network is mirrored. Run kelseek on Windows "
+        "itself.");
+}
+
+void Diagnosis::Interfaces() {
+  std::size_t used = 0;
+  for (const Json& entry : ListOf(report_, "interfaces")) {
+    if (entry.value("used", false)) ++used;
+    Interface(entry);
+  }
+  if (used > 0) return;
+  const bool isOff = TextOf(report_["configuration"], "interfaceMode") == "onlyListed" &&
+                     SettingOf(report_, "DynamicDetectionEnabled") == 0;
+  Add(Mark::Fault, "no-interface",
+      "No network of this host takes part in the search, so no broadcast is sent.",
+      isOff ? "Broadcast discovery is switched off in the settings." : InterfacesInWords(report_),
+      isOff ? "Set DynamicDetectionEnabled to 1, unless that is intended."
+            : "Connect the network of the controllers, and give its interface an IPv4 address.");
+}
+
+void Diagnosis::Interface(const Json& entry) {
+  const std::string name = NameOf(entry);
+  const std::string why = TextOf(entry, "why");
+  if (entry.value("used", false)) {
+    if (!entry.value("carrier", true)) {
+      Add(Mark::Fault, "no-carrier", name + " has no connection.", "The system reports no carrier.",
+          "Check the cable, the switch and the radio link.");
+    } else if (TextOf(entry, "mask") == "255.255.255.255" || entry.value("pointToPoint", false)) {
+      Add(Mark::Remark, "single-host", name + " is a connection to a single host, such as a VPN.",
+          "Its mask is " + TextOf(entry, "mask") + ", so broadcasts reach nobody there.",
+          "Add controllers behind it by their addresses: kelseek add ADDRESS.");
+    } else {
+      Add(Mark::Fine, "interface", "Searching on " + name + ".");
+    }
+    return;
+  }
+  if (why == "refused") return RefusedInterface(entry);
+  if (why == "down")
+    Add(Mark::Remark, "interface-down", name + " is switched off.", "The system reports it as down.",
+        "Switch it on if controllers are connected to it.");
+  if (why == "onlyIpv6" || why == "noAddress")
+    Add(Mark::Remark, "no-ipv4", name + " has no IPv4 address.",
+        why == "onlyIpv6" ? "It has an IPv6 address only." : "The system lists none.",
+        "Give it an address in the network of the controllers if they are connected to it.");
+  if (why == "notListed" || why == "excluded")
+    Add(Mark::Remark, "interface-excluded", name + " does not take part in the search.",
+        why == "notListed" ? "UseInterfaces in the settings does not list its network."
+                           : "ExcludeInterfaces in the settings lists its network.",
+        "Change " + TextOf(report_["configuration"]["settingsFile"], "path") + " unless that is intended.");
+}
+
+std::string Diagnosis::HoldersOf(std::uint16_t port) const {
+  for (const PortFacts& facts : facts_.ports) {
+    if (facts.port != port || facts.others.empty()) continue;
+    std::string text;
+    for (const platform::PortHolder& holder : facts.others) {
+      if (!text.empty()) text += ", ";
+      text += holder.program.empty() ? "a program of another user" : holder.program;
+      if (holder.processId != 0) text += " (process " + std::to_string(holder.processId) + ")";
+    }
+    return text;
+  }
+  return {};
+}
+
+void Diagnosis::RefusedInterface(const Json& entry) {
+  const Json refused = entry.value("refused", Json::object());
+  const auto port = static_cast<std::uint16_t>(NumberOf(refused, "port"));
+  const std::string holders = HoldersOf(port);
+  const std::string seen = "UDP port " + std::to_string(port) + " on " + TextOf(entry, "address") + ": " +
+                           platform::TextOfError(static_cast<int>(NumberOf(refused, "error")));
+  if (holders.empty()) {
+    Add(Mark::Fault, "socket-refused", "The system refuses a socket for " + NameOf(entry) + ".", seen,
+        "Look for another program that uses this port, or for a limit on open files.");
+  } else {
+    Add(Mark::Fault, "port-held", "Another program holds a port of the search: " + holders + ".", seen,
+        "End that program, or give one of the two another port.");
+  }
+}
+
+void Diagnosis::Firewall() {
+  for (const Echo& echo : facts_.echoes) {
+    const std::string port = "UDP port " + std::to_string(echo.port);
+    if (echo.outcome == Echo::Outcome::NotHeard) {
+      Add(Mark::Fault, "firewall-in", "A firewall on this host drops what comes in on " + port + ".",
+          "A broadcast of this host on " + platform::FormatIpv4(echo.address) +
+              " did not come back to another socket.",
+          "Allow incoming " + port +
+              " in the firewall of this host, also for senders that were not asked first.");
+    } else if (echo.outcome == Echo::Outcome::NotSent) {
+      Add(Mark::Fault, "firewall-out",
+          "This host does not let broadcasts out on " + platform::FormatIpv4(echo.address) + ".",
+          "Sending failed: " + platform::TextOfError(echo.error),
+          "Allow outgoing " + port + " in the firewall of this host.");
+    }
+  }
+}
+
+void Diagnosis::Sending() {
+  const bool known = std::any_of(findings_.begin(), findings_.end(),
+                                 [](const Finding& each) { return each.code == "firewall-out"; });
+  for (const Json& error : ListOf(report_["sent"], "errors")) {
+    if (known) break;
+    Add(Mark::Remark, "send-errors",
+        std::to_string(NumberOf(error, "count")) + " requests could not be sent.",
+        platform::TextOfError(static_cast<int>(NumberOf(error, "code"))) + ", last to " +
+            TextOf(error, "lastDestination"),
+        "Check the firewall and the routes of this host.");
+  }
+}
+
+void Diagnosis::ConfigurationFile(const Json& file) {
+  if (TextOf(file, "state") != "refused") return;
+  Add(Mark::Fault, "config-refused", "The component refused a configuration file, so it is not in force.",
+      TextOf(file, "path") + ": " + TextOf(file, "remark"),
+      "Correct the file; kelseek check-config shows where.");
+}
+
+void Diagnosis::Configuration() {
+  const Json& configuration = report_["configuration"];
+  ConfigurationFile(configuration["settingsFile"]);
+  ConfigurationFile(configuration["controllersFile"]);
+  if (facts_.configUnreadable)
+    Add(Mark::Fault, "config-unreadable", "The configuration directory cannot be read.",
+        TextOf(configuration, "directory"), "Create it with kelseek init-config, or correct the path.");
+  for (const std::string& each : facts_.configFindings)
+    Add(Mark::Remark, "config", "The configuration has something that does not count or makes no sense.",
+        each, "Correct the file unless that is intended.");
+}
+
+void Diagnosis::Receiving() {
+  const Json& dropped = report_["received"]["dropped"];
+  if (const auto lost = NumberOf(dropped, "bySystem"); lost > 0)
+    Add(Mark::Remark, "receive-buffer", std::to_string(lost) + " datagrams were lost on this host.",
+        "The system dropped them because a receive buffer was full.",
+        "Raise the limit of receive buffers (net.core.rmem_default), or look for a flood on the network.");
+  if (const auto other = NumberOf(dropped, "otherSubnet"); other > 0)
+    Add(Mark::Remark, "other-subnet",
+        std::to_string(other) + " datagrams came over a network that their senders do not belong to.",
+        "Their source addresses belong to another network of this host.",
+        "Check whether two networks share a switch, and the masks of the controllers.");
+  if (NumberOf(dropped, "malformed") > 0) {
+    const Json& last = report_["received"]["lastMalformed"];
+    Add(Mark::Remark, "malformed",
+        std::to_string(NumberOf(dropped, "malformed")) +
+            " datagrams on the ports of the search are no discovery messages.",
+        "The last came from " + TextOf(last, "from") + ": " + TextOf(last, "text"),
+        "Look for a program that uses these ports for something else.");
+  }
+  if (NumberOf(dropped, "tableFull") > 0)
+    Add(Mark::Fault, "table-full", "The list is full, so more controllers are not taken in.",
+        std::to_string(NumberOf(report_["table"], "dynamic")) + " of " +
+            std::to_string(NumberOf(report_["table"], "dynamicLimit")) + " are known.",
+        "So many controllers suggest a program that forges them.");
+  if (const auto late = NumberOf(report_, "longestTickDelayMs"); late > kLateTick)
+    Add(Mark::Remark, "late-ticks",
+        "This host was too busy, or slept, for " + Seconds(static_cast<double>(late) / 1000) + ".",
+        "A tick of the component came that late.",
+        "Controllers may have been lost for it; they return by themselves.");
+}
+
+void Diagnosis::Controllers() {
+  Collisions();
+  std::size_t listed = 0;
+  for (const Json& each : ListOf(report_, "controllers")) {
+    if (!each.value("listed", false)) continue;
+    ++listed;
+    if (NumberOf(each, "unanswered") == 0) continue;
+    Add(Mark::Remark, "unanswered",
+        DescriptionOf(each) + " left " + std::to_string(NumberOf(each, "unanswered")) +
+            " requests unanswered.",
+        "They had to be repeated.",
+        "Its answers come late or get lost: check the load of the network and of the controller.");
+  }
+  if (listed > 0) {
+    Add(Mark::Fine, "controllers",
+        listed == 1 ? "1 controller is known." : std::to_string(listed) + " controllers are known.");
+  } else {
+    Add(Mark::Fault, "none-found", "No controller was found.",
+        "Nobody answered within " + Seconds(facts_.listened) + ".",
+        "See the faults above. If there are none: check that the controllers are switched on and connected "
+        "to these networks.");
+  }
+}
+
+void Diagnosis::Collisions() {
+  for (const Json& each : ListOf(report_, "collisions")) {
+    const std::string kind = TextOf(each, "kind");
+    Add(Mark::Fault, "collision",
+        std::string("Two controllers have the same ") + (kind == "address" ? "address" : "system identity") +
+            ", so neither can be listed reliably.",
+        DescriptionOf(each["known"]) + " and " + DescriptionOf(each["heard"]),
+        kind == "address" ? "Give one of the two another address."
+                          : "Give one of the two another identity; a copied system needs its own.");
+  }
+}
+
+}  // namespace
+
+Findings Diagnose(const Facts& facts) { return Diagnosis(facts).Make(); }
+
+std::string LikelyCause(const Json& report) {
+  Facts facts;
+  facts.report = report;
+  for (const Finding& each : Diagnose(facts))
+    if (each.mark == Mark::Fault && each.code != "none-found") return each.what;
+  return {};
+}
+
+}  // namespace kellanseek::kelseek

@@ -1,0 +1,176 @@
+#include "doctor/Examination.h"
+
+#include <algorithm>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <string>
+
+#include <kellanseek/client.hpp>
+
+#include "client/Component.h"
+#include "client/Text.h"
+#include "client/Waiting.h"
+#include "config/HostNetworks.h"
+#include "configcheck/ConfigCheck.h"
+#include "doctor/ReportReader.h"
+#include "platform/CodePage.h"
+#include "platform/NetworkAddresses.h"
+#include "platform/Process.h"
+#include "platform/UdpSocket.h"
+#include "protocol/MessageReader.h"
+#include "protocol/MessageWriter.h"
+
+namespace kellanseek::kelseek {
+namespace {
+
+using Json = nlohmann::json;
+using std::chrono::milliseconds;
+
+/// Longer than a sweep takes with the default settings.
+constexpr double kLongestSweep = 15;
+constexpr milliseconds kEchoTime{400};
+constexpr milliseconds kAnswerTime{1500};
+/// So many silent configured controllers are asked without being named; more would have the same cause.
+constexpr std::size_t kMaxSilentAsked = 8;
+
+std::uint16_t PortOf(const Json& report, const char* setting) {
+  return static_cast<std::uint16_t>(SettingOf(report, setting));
+}
+
+/// A bound socket of this process, as the component opens them.
+std::unique_ptr<platform::UdpSocket> Open(platform::Ipv4 address, platform::Ipv4 mask, std::uint16_t port) {
+  platform::SocketError error = 0;
+  auto socket = platform::SystemUdpNetwork().CreateSocket(error);
+  if (!socket || socket->SetReuseAddress() != 0 || socket->SetBroadcast() != 0 ||
+      socket->Bind(address, mask, port) != 0)
+    return nullptr;
+  return socket;
+}
+
+Echo TryEcho(platform::Ipv4 address, platform::Ipv4 mask, std::uint16_t port) {
+  Echo echo{address, port, Echo::Outcome::NotHeard, 0};
+  const auto listener = Open(address, mask, port);
+  const auto sender = Open(address, mask, 0);
+  if (!listener || !sender) {
+    echo.outcome = Echo::Outcome::NoSocket;
+    return echo;
+  }
+  // No discovery message, so that nobody on the network takes it for one.
+  constexpr std::string_view kText = "kelseek doctor: is this heard?";
+  const auto receiver = platform::SystemUdpNetwork().CreateReceiver({listener.get()}, kText.size() + 1);
+  echo.error = sender->SendTo(kText, address | ~mask, port);
+  if (echo.error != 0) {
+    echo.outcome = Echo::Outcome::NotSent;
+    return echo;
+  }
+  platform::Event never(platform::Event::Kind::ManualReset);
+  const auto end = std::chrono::steady_clock::now() + kEchoTime;
+  while (std::chrono::steady_clock::now() < end) {
+    const platform::Received got = receiver->ReceiveOne(never, kEchoTime);
+    const bool own = got.outcome == platform::Received::Outcome::Datagram && got.source == address &&
+                     std::string_view(got.text.data(), got.text.size()) == kText;
+    if (!own) continue;
+    echo.outcome = Echo::Outcome::Heard;
+    break;
+  }
+  return echo;
+}
+
+AddressFacts Question(platform::Ipv4 address, std::uint16_t port) {
+  AddressFacts facts;
+  facts.address = address;
+  facts.route = platform::RouteTo(address);
+  facts.reply = platform::Ask(address, port, protocol::BuildRequest(protocol::MessageType::FullRequestMsg),
+                              kAnswerTime);
+  facts.neighbour = platform::NeighbourStateOf(address);
+  if (facts.reply.kind != platform::Reply::Kind::Answer) return facts;
+  protocol::Message message;
+  const std::string& datagram = facts.reply.datagram;
+  const auto parsed = protocol::ParseMessage(datagram, datagram.size(), message);
+  facts.isDiscoveryMessage = parsed.outcome == protocol::ParseResult::Outcome::Accepted;
+  facts.name = ToUtf8(message.identity.ctrlName);
+  facts.systemId = ToUtf8(message.identity.systemID);
+  facts.mac = ToUtf8(message.identity.macAddress);
+  return facts;
+}
+
+/// Asks all addresses at the same time.
+std::vector<AddressFacts> AskAll(const std::vector<platform::Ipv4>& addresses, std::uint16_t port) {
+  std::vector<std::future<AddressFacts>> running;
+  running.reserve(addresses.size());
+  for (const platform::Ipv4 address : addresses)
+    running.push_back(std::async(std::launch::async, Question, address, port));
+  std::vector<AddressFacts> answers;
+  for (auto& each : running) answers.push_back(each.get());
+  return answers;
+}
+
+/// The report of a component object that has listened for one sweep.
+Json ListenForOneSweep(Session& session, double& listened) {
+  const std::string module = ToUtf8(ModulePath(session));
+  const client::Client client =
+      module.empty() ? client::Client::create() : client::Client::from_module(module);
+  TimeSpan listening(session, kLongestSweep);
+  platform::Event never(platform::Event::Kind::ManualReset);
+  while (client.sweeps() == 0 && listening.Elapsed() < kLongestSweep) {
+    constexpr milliseconds kPoll{50};
+    if (platform::WaitForAny({&session.stop}, kPoll).Signalled(0)) break;
+  }
+  listened = listening.Elapsed();
+  return Json::parse(client.report());
+}
+
+void LookAtSockets(Facts& facts) {
+  const std::uint16_t request = PortOf(facts.report, "RequestPort");
+  const std::uint16_t response = PortOf(facts.report, "ResponsePort");
+  for (const Json& entry : ListOf(facts.report, "interfaces")) {
+    if (!entry.value("used", false) || !entry.value("carrier", true)) continue;
+    const platform::Ipv4 address = platform::ParseIpv4(TextOf(entry, "address"));
+    const platform::Ipv4 mask = platform::ParseIpv4(TextOf(entry, "mask"));
+    // A network of one host has no broadcast.
+    if (mask == platform::kNoAddress) continue;
+    for (const std::uint16_t port : {response, request}) facts.echoes.push_back(TryEcho(address, mask, port));
+  }
+  for (const std::uint16_t port : {request, response}) {
+    PortFacts found{port, platform::HoldersOfUdpPort(port)};
+    std::erase_if(found.others, [](const platform::PortHolder& holder) {
+      return holder.processId == platform::CurrentProcessId();
+    });
+    facts.ports.push_back(std::move(found));
+  }
+}
+
+void LookAtConfiguration(Facts& facts) {
+  const std::string directory = TextOf(facts.report["configuration"], "directory");
+  if (directory.empty()) return;
+  const configcheck::ConfigReport checked = configcheck::CheckConfiguration(
+      FromUtf8(directory), config::UsableNetworks(platform::SystemNetworkAddresses()));
+  facts.configUnreadable = checked.unreadable;
+  for (const configcheck::ConfigRemark& remark : checked.remarks) {
+    if (!remark.finding) continue;
+    const std::string line = remark.line == 0 ? "" : ":" + std::to_string(remark.line);
+    facts.configFindings.push_back(ToUtf8(remark.file) + line + ": " + ToUtf8(remark.text));
+  }
+}
+
+}  // namespace
+
+Facts Examine(Session& session, const Questions& questions) {
+  Facts facts;
+  facts.host = platform::KindOfHost();
+  facts.report = ListenForOneSweep(session, facts.listened);
+  facts.expected = questions.expected;
+  LookAtSockets(facts);
+  LookAtConfiguration(facts);
+  std::vector<platform::Ipv4> asked = questions.addresses;
+  const Json& silent = ListOf(facts.report["table"], "neverHeard");
+  for (std::size_t i = 0; i < std::min(silent.size(), kMaxSilentAsked); ++i) {
+    const platform::Ipv4 address = platform::ParseIpv4(silent[i].get<std::string>());
+    if (std::find(asked.begin(), asked.end(), address) == asked.end()) asked.push_back(address);
+  }
+  facts.asked = AskAll(asked, PortOf(facts.report, "NonLocalPort"));
+  return facts;
+}
+
+}  // namespace kellanseek::kelseek

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kellanseek::kelseek {
+
+enum class Mark { Fine, Remark, Fault };
+
+/// One line of the doctor. Texts are UTF-8 and not yet safe to print: they may hold names from the network.
+struct Finding {
+  Mark mark = Mark::Fine;
+  std::string code;  ///< Stable name of the cause, for programs: "firewall-in".
+  std::string what;  ///< One sentence for somebody who is no programmer.
+  std::string seen;  ///< How it was noticed; empty if fine.
+  std::string todo;  ///< What helps; empty if nothing has to be done.
+};
+
+using Findings = std::vector<Finding>;
+
+}  // namespace kellanseek::kelseek

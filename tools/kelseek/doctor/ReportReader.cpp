@@ -1,0 +1,95 @@
+#include "doctor/ReportReader.h"
+
+#include <cstdio>
+#include <map>
+
+namespace kellanseek::kelseek {
+namespace {
+
+using Json = nlohmann::json;
+
+const Json& MemberOf(const Json& object, const char* member) {
+  static const Json nothing;
+  if (!object.is_object()) return nothing;
+  const auto found = object.find(member);
+  return found == object.end() ? nothing : *found;
+}
+
+std::string WhyInWords(const std::string& why) {
+  static const std::map<std::string, std::string> kWords = {
+      {"loopback", "serves this host only"},
+      {"down", "is switched off"},
+      {"noAddress", "has no IPv4 address"},
+      {"onlyIpv6", "has an IPv6 address only"},
+      {"notListed", "is not listed in the settings"},
+      {"excluded", "is excluded by the settings"},
+      {"discoveryOff", "is not searched, because broadcast discovery is off"},
+      {"refused", "got no socket"},
+      {"notYet", "is being opened"}};
+  const auto found = kWords.find(why);
+  return found == kWords.end() ? "is not usable" : found->second;
+}
+
+}  // namespace
+
+std::string TextOf(const Json& object, const char* member) {
+  const Json& value = MemberOf(object, member);
+  return value.is_string() ? value.get<std::string>() : std::string();
+}
+
+std::uint64_t NumberOf(const Json& object, const char* member) {
+  const Json& value = MemberOf(object, member);
+  return value.is_number_integer() ? value.get<std::uint64_t>() : 0;
+}
+
+const Json& ListOf(const Json& object, const char* member) {
+  static const Json empty = Json::array();
+  const Json& value = MemberOf(object, member);
+  return value.is_array() ? value : empty;
+}
+
+std::int64_t SettingOf(const Json& report, const char* name) {
+  const Json& settings = MemberOf(MemberOf(report, "configuration"), "settings");
+  return static_cast<std::int64_t>(NumberOf(MemberOf(settings, name), "value"));
+}
+
+std::string NameOf(const Json& interfaceEntry) {
+  const std::string name = TextOf(interfaceEntry, "name");
+  const std::string address = TextOf(interfaceEntry, "address");
+  return address.empty() ? name : name + " (" + address + ")";
+}
+
+std::string DescriptionOf(const Json& controller) {
+  std::string text = TextOf(controller, "name");
+  if (text.empty()) text = "a controller without a name";
+  std::string details;
+  for (const char* member : {"address", "systemId", "mac"}) {
+    const std::string detail = TextOf(controller, member);
+    if (!detail.empty()) details += (details.empty() ? "" : ", ") + detail;
+  }
+  return text + " (" + details + ")";
+}
+
+std::string InterfacesInWords(const Json& report) {
+  std::string text;
+  for (const Json& entry : ListOf(report, "interfaces"))
+    text += (text.empty() ? "" : "; ") + NameOf(entry) + " " + WhyInWords(TextOf(entry, "why"));
+  return text.empty() ? "The system lists no interface." : text + ".";
+}
+
+std::string NetworksInWords(const Json& report) {
+  std::string text;
+  for (const Json& entry : ListOf(report, "interfaces")) {
+    if (!entry.value("used", false)) continue;
+    text += (text.empty() ? "" : ", ") + TextOf(entry, "address") + " mask " + TextOf(entry, "mask");
+  }
+  return text.empty() ? "none" : text;
+}
+
+std::string Seconds(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f s", seconds);
+  return text;
+}
+
+}  // namespace kellanseek::kelseek

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+namespace kellanseek::kelseek {
+
+// Reading a report without trusting it: a member that is missing or of another type reads as empty or 0, so
+// that a doctor of this version understands the report of any other.
+
+std::string TextOf(const nlohmann::json& object, const char* member);
+std::uint64_t NumberOf(const nlohmann::json& object, const char* member);
+const nlohmann::json& ListOf(const nlohmann::json& object, const char* member);
+/// The value in force of a setting.
+std::int64_t SettingOf(const nlohmann::json& report, const char* name);
+
+/// "eth0 (10.1.0.1)"
+std::string NameOf(const nlohmann::json& interfaceEntry);
+/// "cell1 (10.1.0.11, {5A-0001}, 02-00-00-00-00-01)"
+std::string DescriptionOf(const nlohmann::json& controller);
+/// Every interface with the reason why it is not used.
+std::string InterfacesInWords(const nlohmann::json& report);
+/// The networks in use: "10.1.0.1 mask 255.255.255.0".
+std::string NetworksInWords(const nlohmann::json& report);
+/// "4.3 s"
+std::string Seconds(double seconds);
+
+}  // namespace kellanseek::kelseek
