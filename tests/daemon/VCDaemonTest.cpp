@@ -146,14 +146,6 @@ TEST(Elapsed, IsCappedAndHandlesClockWrapAround) {
   }
 }
 
-TEST_F(VCDaemonTest, ANewControllerIsAnnouncedOnEveryInterfaceAtOnce) {
-  Publish(L"vc-1");
-  EXPECT_EQ(Step(0), daemon::kNothingScheduled);
-  EXPECT_EQ(sender.Take(), (Sent{kInfo0, kInfo1}));
-  EXPECT_EQ(Step(1000), daemon::kNothingScheduled);
-  EXPECT_EQ(sender.Take(), Sent{});
-}
-
 TEST_F(VCDaemonTest, AnswersAfterTheDelayAndFullAnswersReplaceShortOnes) {
   PublishQuietly(L"vc-1");
   for (const auto& requests : {std::vector<std::int32_t>{7, 5}, {5, 7}, {5}, {7, 7, 6}}) {

@@ -42,16 +42,6 @@ TEST(KelObjectBaseTest, TruncatesMessagesToTheBuffer) {
   EXPECT_EQ(TextOf(holder), std::wstring(kErrorBuffer - 1, L'x') + L":U[7]; ");
 }
 
-TEST(KelObjectBaseTest, CopiesAnInnerObjectsText) {
-  Holder inner;
-  Holder outer;
-  ReportError(outer, E_FAIL, L"Outer", L"older");
-  ReportError(inner, E_FAIL, L"Inner", {L"Broken", 1});
-  outer.TakeErrorFrom(inner, L"Outer", 2);
-  EXPECT_EQ(TextOf(outer), L"Broken:Inner[1]; Outer[2]; ");
-  EXPECT_EQ(TextOf(inner), L"Broken:Inner[1]; ");
-}
-
 TEST(KelObjectBaseTest, KeepsATextUntilItIsCleared) {
   Holder holder;
   const KelBstr leftOver(L"left over");

@@ -39,20 +39,6 @@ class EventItemsDBTest : public testing::Test {
   CEventItemsDB database;
 };
 
-TEST_F(EventItemsDBTest, CookiesCountUpFromTenAndAnUnknownCookieSetsTheErrorText) {
-  EXPECT_TRUE(database.QueueEvent(11, CtrlAvailable, CtrlNew)) << "no subscriber is no failure";
-  EXPECT_EQ(Add(), 10U);
-  EXPECT_EQ(Add(), 11U);
-  EXPECT_EQ(database.RemoveSubscriber(11), S_OK);
-  EXPECT_EQ(Add(), 12U);
-  KelBstr text;
-  database.GetErrorText(text.Put());
-  EXPECT_FALSE(text);
-  EXPECT_EQ(database.RemoveSubscriber(11), E_FAIL);
-  database.GetErrorText(text.Put());
-  EXPECT_EQ(text.Text().rfind(L"Subscriber not found:EventItemsDB[", 0), 0U);
-}
-
 TEST_F(EventItemsDBTest, ShortLivedControllersAreNotReportedBeyondALongBacklog) {
   const std::uint32_t cookie = Add();
   for (const std::uint32_t known : {11U, 12U}) database.QueueEvent(known, CtrlAvailable, CtrlNew);

@@ -4,11 +4,9 @@
 
 #include <atomic>
 #include <functional>
-#include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/Clock.h"
@@ -128,21 +126,6 @@ TEST_F(EventItemsWorkerTest, TracesDroppingASinkThatHasUnsubscribed) {
   EXPECT_EQ(output.Messages(), (Texts{L"CEventItemsWorker::HandleEventLoop. Remove subscriber failed"}));
 }
 
-TEST_F(EventItemsWorkerTest, ASinkMaySubscribeAndQueueFromNotify) {
-  const auto second = FakeSink::Make();
-  const auto first = FakeSink::Make([&](const ReceivedEvent& event) {
-    if (event.text == L"11;1;0;") {
-      delivery->Subscribe(second.Get());
-      delivery->Queue(12);
-    }
-    return S_OK;
-  });
-  delivery->Subscribe(first.Get());
-  delivery->Queue(11);
-  EXPECT_EQ(first->WaitForTexts(2), (Texts{L"11;1;0;", L"12;1;0;"}));
-  EXPECT_EQ(second->WaitForTexts(1), (Texts{L"12;1;0;"}));
-}
-
 TEST_F(EventItemsWorkerTest, StopEndsAnEndlessBurst) {
   const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
     delivery->Queue(11);
@@ -157,48 +140,6 @@ TEST_F(EventItemsWorkerTest, StopEndsAnEndlessBurst) {
   delivery->Queue(13);
   delivery->worker.Stop();
   EXPECT_EQ(sink->WaitFor(0).size(), delivered);
-}
-
-TEST_F(EventItemsWorkerTest, PostingDoesNotWaitForASink) {
-  std::promise<void> entered;
-  std::promise<void> proceed;
-  auto released = proceed.get_future().share();
-  std::once_flag once;
-  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
-    std::call_once(once, [&] { entered.set_value(); });
-    released.wait();
-    return S_OK;
-  });
-  delivery->Subscribe(sink.Get());
-  delivery->Queue(11);
-  entered.get_future().wait();
-  for (std::uint32_t id = 11; id < 1011; ++id) {
-    delivery->database.QueueEvent(id, CtrlAvailable, CtrlNew);
-    delivery->database.QueueEvent(id, CtrlAvailable, CtrlUpdated);
-  }
-  proceed.set_value();
-  const auto texts = sink->WaitForTexts(1001);
-  ASSERT_EQ(texts.size(), 1001U);
-  EXPECT_EQ(texts[1], L"11;1;0;");
-  EXPECT_EQ(texts[1000], L"1010;1;0;");
-}
-
-TEST_F(EventItemsWorkerTest, ThreadsMayPostSubscribeAndUnsubscribeConcurrently) {
-  const auto counting = FakeSink::Make();
-  delivery->Subscribe(counting.Get());
-  std::vector<std::thread> threads;
-  for (std::uint32_t thread = 0; thread < 3; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (std::uint32_t i = 0; i < 300; ++i) {
-        const auto sink = FakeSink::Make();
-        const ULONG cookie = delivery->Subscribe(sink.Get());
-        delivery->Queue(1000 * (thread + 1) + i);
-        EXPECT_EQ(delivery->database.RemoveSubscriber(cookie), S_OK);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(counting->WaitFor(900).size(), 900U);
 }
 
 }  // namespace

@@ -12,8 +12,6 @@
 namespace kellanseek::test {
 namespace {
 
-using controllers::CtrlDescription;
-
 using protocol::MessageType;
 using Outcome = protocol::ParseResult::Outcome;
 
@@ -149,37 +147,6 @@ TEST_F(MessageReaderTest, SurvivesAThousandBytesOfAnything) {
     EXPECT_EQ(Parse(text), filler != '\0') << static_cast<int>(filler);
     EXPECT_EQ(identity.ctrlName, L"");
   }
-}
-
-TEST(Fields, AFreshMessageChangesWhatMayChange) {
-  CtrlDescription newer;
-  const auto expectUpdate = [&](const char* what) {
-    CtrlDescription stored;
-    stored.ctrlName = stored.systemName = stored.releasePath = stored.ctrlID = L"stored";
-    EXPECT_TRUE(protocol::UpdateFrom(stored, newer)) << what;
-    EXPECT_FALSE(protocol::UpdateFrom(stored, newer)) << what << " was reported, but not taken over";
-  };
-  for (const auto text : {&CtrlDescription::ctrlName, &CtrlDescription::systemName,
-                          &CtrlDescription::releasePath, &CtrlDescription::ctrlID}) {
-    for (const wchar_t* const value : {L"newer", L"Stored", L""}) {
-      newer = CtrlDescription{L"stored", L"stored", L"stored", L"stored"};
-      newer.*text = value;
-      expectUpdate("text");
-    }
-  }
-  newer = CtrlDescription{L"stored", L"stored", L"stored", L"stored"};
-  const CtrlDescription same = newer;
-  EXPECT_FALSE(protocol::UpdateFrom(newer, same));
-  for (const auto number :
-       {&CtrlDescription::versionMajor, &CtrlDescription::versionMinor, &CtrlDescription::versionRevision,
-        &CtrlDescription::kelAPICompatibilityRevision, &CtrlDescription::commPortNumber}) {
-    newer = same;
-    newer.*number = 6;
-    expectUpdate("number");
-  }
-  newer = same;
-  newer.ctrlLevel = BootLevel;
-  expectUpdate("level");
 }
 
 TEST(MessageWriter, BuildsRequestsByteForByte) {
