@@ -48,13 +48,6 @@ TEST_F(ComIdentityTest, EveryInterfaceReturnsEveryOtherAndTheSameIUnknown) {
   }
 }
 
-TEST_F(ComIdentityTest, AllVersionsOfAnInterfaceShareOnePointer) {
-  EXPECT_EQ(Query(object_.Get(), IID_IKelCtrlIdentity), Query(object_.Get(), IID_IKelCtrlIdentity3));
-  EXPECT_EQ(Query(object_.Get(), IID_IKelCtrlIdentity2), Query(object_.Get(), IID_IKelCtrlIdentity3));
-  EXPECT_EQ(Query(object_.Get(), IID_IKelLanSeek), Query(object_.Get(), IID_IKelLanSeek2));
-  EXPECT_EQ(Query(object_.Get(), IID_IKelVCLanSeek), Query(object_.Get(), IID_IKelVCLanSeek2));
-}
-
 TEST_F(ComIdentityTest, QueryForAnUnknownInterfaceReturnsNull) {
   for (const IID& iid : kNotOffered) {
     void* found = this;

@@ -72,13 +72,18 @@ TEST_F(StartTest, StaticControllersGetConsecutiveIdsFromEleven) {
 
 TEST_F(StartTest, InCompleteInfoModeStaticControllersAreListedAtOnce) {
   Configure(NothingAsked(), StaticController("10.0.0.1", "a") + StaticController("10.0.0.2", "a") +
-                                StaticController("10.0.0.3", "b"));
+                                StaticController("10.0.0.1", "a") + StaticController("10.0.0.3", "b"));
   Create();
   EXPECT_EQ(List(), (std::vector<ULONG>{11, 12}));
   KelCtrlAvailability status = CtrlRemoved;
   EXPECT_EQ(identity->GetCtrlStatus(12, &status), S_OK);
   EXPECT_EQ(status, CtrlAvailable);
   EXPECT_EQ(KnownAddresses(), (Texts{L"10.0.0.1", L"10.0.0.3"}));
+  EXPECT_EQ(
+      traces.Messages(),
+      (Texts{L"LanSeek configuration: System ID conflict for static controllers 10.0.0.1 and 10.0.0.2. The "
+             L"latter is removed",
+             L"LanSeek configuration: IP-conflict for static controllers 10.0.0.1."}));
 }
 
 TEST_F(StartTest, ARejectedFileDoesNotAffectTheOther) {

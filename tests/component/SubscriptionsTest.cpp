@@ -189,26 +189,6 @@ TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromItsDestructor) {
   EXPECT_FALSE(module.InUse());
 }
 
-TEST_F(SubscriptionsTest, TheLastReleaseDuringABurstStopsDelivery) {
-  std::promise<void> entered;
-  std::promise<void> proceed;
-  const auto go = proceed.get_future().share();
-  std::atomic<bool> first{true};
-  const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
-    if (first.exchange(false)) entered.set_value();
-    go.wait();
-    return S_OK;
-  });
-  Subscribe(sink.Get());
-  PublishVCs(200);
-  entered.get_future().wait();
-  std::thread releasing([&] { ReleaseAll(); });
-  proceed.set_value();
-  releasing.join();
-  EXPECT_FALSE(module.InUse());
-  EXPECT_EQ(sink->References(), 1U);
-}
-
 TEST_F(SubscriptionsTest, UnpacksEventData) {
   constexpr auto kLeft = static_cast<KelCtrlAvailability>(77);
   constexpr auto kLeftReason = static_cast<LanSeekEventReason>(88);
