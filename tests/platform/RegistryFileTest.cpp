@@ -74,21 +74,6 @@ TEST_F(RegistryFileTest, RemovesAKeyWithItsSubkeysOnly) {
   EXPECT_EQ(store.RemoveTree(L"A"), E_INVALIDARG) << "a root key cannot be removed";
 }
 
-TEST_F(RegistryFileTest, RegisteringAgainAndAgainDoesNotGrowTheFile) {
-  const auto cycle = [&] {
-    EXPECT_EQ(store.Write(L"R\\P\\CLSID", L"", L"{1}"), S_OK);
-    EXPECT_EQ(store.Write(L"R\\CLSID\\{1}", L"", L"Class"), S_OK);
-    const std::string registered = scratch.Read("registry");
-    EXPECT_EQ(store.RemoveTree(L"R\\P"), S_OK);
-    EXPECT_EQ(store.RemoveTree(L"R\\CLSID\\{1}"), S_OK);
-    return registered;
-  };
-  scratch.Write("registry", "[Mine]\nx=1\n");
-  const std::string first = cycle();
-  EXPECT_EQ(cycle(), first);
-  EXPECT_EQ(cycle(), first);
-}
-
 TEST_F(RegistryFileTest, ReadsBackExactlyTheWrittenTexts) {
   for (const wchar_t* const value :
        {L"", L" ends in blanks \t", L"a=b", L"# no comment", L"[no section]", L"\u00E4\u20AC\U0001F600",

@@ -64,12 +64,6 @@ Model ReadAll(const std::string& store) {
   return model;
 }
 
-void EraseTree(Model& model, const std::string& tree) {
-  std::erase_if(model, [&](const auto& each) {
-    return each.first.first == tree || each.first.first.starts_with(tree + "\\");
-  });
-}
-
 /// The public header's reader returns what the component wrote, whatever else the store contains.
 RC_GTEST_PROP(RegistryProperty, TheReaderFindsEveryWrittenValue, ()) {
   std::string store = *AnyStore();
@@ -84,30 +78,14 @@ RC_GTEST_PROP(RegistryProperty, TheReaderFindsEveryWrittenValue, ()) {
       store = WithRegistryValue(store, key, name, value);
       model[{Folded(key), Folded(name)}] = value;
     } else {
-      EraseTree(model, Folded(key));
+      std::erase_if(model, [tree = Folded(key)](const auto& each) {
+        return each.first.first == tree || each.first.first.starts_with(tree + "\\");
+      });
       store = WithoutRegistryTree(store, key).value_or(store);
     }
     RC_ASSERT(ReadAll(store) == model);
     RC_ASSERT(Comments(store) == comments);
   }
-}
-
-RC_GTEST_PROP(RegistryProperty, TakingBackRestoresOneTreeAndKeepsTheRest, ()) {
-  const std::string before = *AnyStore();
-  const std::string other = *AnyStore();
-  const std::string key = *rc::gen::elementOf(kKeys);
-  const auto after = platform::WithRegistryTreeOf(before, other, key);
-  RC_ASSERT(after.has_value() == WithoutRegistryTree(before, key).has_value());
-  if (!after) return;
-  Model expected = ReadAll(before);
-  EraseTree(expected, Folded(key));
-  Model rest = ReadAll(other);
-  EraseTree(rest, Folded(key));
-  for (const auto& each : ReadAll(other)) {
-    if (!rest.contains(each.first)) expected.insert(each);
-  }
-  RC_ASSERT(ReadAll(*after) == expected);
-  RC_ASSERT(Comments(*after) == Comments(before));
 }
 
 }  // namespace
