@@ -121,7 +121,8 @@ TEST(LinuxBackendTest, MakesMissingDirectoriesAndSaysWhyItCannot) {
   EXPECT_EQ(platform::CreateNewFile(deep + L"/file", "text", why), S_OK);
   EXPECT_EQ(platform::MakeDirectory(deep + L"/file/d", why), E_FAIL);
   EXPECT_EQ(why, L"Not a directory");
-  EXPECT_EQ(platform::MakeDirectory(L"/proc/no/such", why), E_FAIL);
+  EXPECT_EQ(platform::CreateNewFile(deep + L"/missing/file", "text", why), E_FAIL);
+  EXPECT_EQ(why, L"No such file or directory");
 }
 
 TEST(LinuxBackendTest, TheLoopbackInterfaceHasNoHardwareAddress) {

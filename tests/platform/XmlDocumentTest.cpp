@@ -142,7 +142,7 @@ TEST_F(XmlDocumentTest, RejectsDeepNesting) {
 
 TEST_F(XmlDocumentTest, SelectsChildrenByNameOrLeavesTheOutputUnchanged) {
   ASSERT_TRUE(Load(kLatin1 +
-                   "<root><other/><b>1</b><deep><b>no</b></deep><B>2</B><!-- <b>no</b> --><b>3</b></root>"s));
+                   "<root><other/><x:b xmlns:x='u'>no</x:b><b>1</b><deep><b>no</b></deep><B>2</B><!-- <b>no</b> --><b>3</b></root>"s));
   const auto root = Root(L"root");
   std::unique_ptr<XmlNode> child;
   ASSERT_EQ(root->SelectSingleNode(L"b", child), S_OK);

@@ -33,11 +33,10 @@ std::string_view Bytes(const xmlChar* text) {
   return text == nullptr ? std::string_view() : std::string_view(reinterpret_cast<const char*>(text));
 }
 
+/// An element with a namespace prefix is another one than that of the plain name.
 bool HasName(const xmlNode& node, std::string_view name) {
-  if (node.ns == nullptr || node.ns->prefix == nullptr) return Bytes(node.name) == name;
-  const std::string_view prefix = Bytes(node.ns->prefix);
-  return name.size() > prefix.size() && name.substr(0, prefix.size()) == prefix &&
-         name[prefix.size()] == ':' && name.substr(prefix.size() + 1) == Bytes(node.name);
+  const bool prefixed = node.ns != nullptr && node.ns->prefix != nullptr;
+  return !prefixed && Bytes(node.name) == name;
 }
 
 std::wstring QualifiedName(const xmlNode& node) {
