@@ -178,7 +178,10 @@ class InterfaceReport {
       if (each.hasIpv4) continue;
       Json entry = Common(each);
       entry["used"] = false;
-      entry["why"] = !each.isUp ? "down" : each.hasIpv6 ? "onlyIpv6" : "noAddress";
+      entry["why"] = each.isLoopback ? "loopback"
+                     : !each.isUp    ? "down"
+                     : each.hasIpv6  ? "onlyIpv6"
+                                     : "noAddress";
       all.push_back(std::move(entry));
     }
     return all;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "client/Text.h"
+#include "output/ControllerText.h"
 #include "output/EventText.h"
 #include "output/Listing.h"
 
@@ -16,30 +17,36 @@ namespace kellanseek::kelseek {
 namespace {
 
 using namespace std::string_literals;
+using client::Availability;
+using client::Change;
+using client::ChangeType;
+using client::Controller;
+using client::Reason;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-Controller Plain(ULONG id, const std::string& name) {
+Controller Plain(std::uint32_t id, const std::string& name) {
   Controller controller;
   controller.id = id;
-  controller.availability = CtrlAvailable;
+  controller.availability = Availability::Available;
   controller.name = name;
   controller.address = "10.1.0.11";
-  controller.systemID = "{5A}";
+  controller.identity = "{5A}";
   return controller;
 }
 
 Controller Hostile() {
   Controller controller = Plain(12, "\x1b]0;owned\x07\xc2\x9b");
-  controller.systemID = "\xe2\x80\xae{X}\n";
-  controller.releasePath = "\r\b\x7f";
+  controller.identity = "\xe2\x80\xae{X}\n";
+  controller.release_path = "\r\b\x7f";
   return controller;
 }
 
-Event EventOf(std::optional<LanSeekEventReason> reason, const Controller& controller) {
-  Event event;
+Change EventOf(std::optional<Reason> reason, const Controller& controller) {
+  Change event;
+  event.type = ChangeType::Changed;
   event.reason = reason;
   event.controller = controller;
   return event;
@@ -54,7 +61,7 @@ std::vector<std::string> Lines(const std::string& text) {
 }
 
 TEST(Output, EscapesTextsFromTheNetwork) {
-  const Event event = EventOf(CtrlNew, Hostile());
+  const Change event = EventOf(Reason::New, Hostile());
   const std::string outputs[] = {EventLine(event, false),       JsonText(event) + "\n",
                                  JsonText(event.controller, 2), ListingText({Hostile()}, 1, false),
                                  ListingJson({Hostile()}, 1),   DetailText(Hostile(), false)};
@@ -67,7 +74,7 @@ TEST(Output, EscapesTextsFromTheNetwork) {
 
 TEST(Output, PrintsIdsOnlyInEventStreams) {
   const Controller controller = Plain(98765, "cell");
-  const Event event = EventOf(CtrlNew, controller);
+  const Change event = EventOf(Reason::New, controller);
   EXPECT_EQ(98765, nlohmann::json::parse(JsonText(event))["id"]);
   EXPECT_THAT(EventLine(event, false) + JsonText(controller, 2) + ListingText({controller}, 1, false) +
                   ListingJson({controller}, 1) + DetailText(controller, false),
@@ -80,8 +87,8 @@ TEST(Output, JsonPreservesTheTexts) {
   const Controller controller = Hostile();
   const auto json = nlohmann::json::parse(JsonText(controller));
   EXPECT_EQ(controller.name, json["name"]);
-  EXPECT_EQ(controller.systemID, json["systemID"]);
-  EXPECT_EQ(controller.releasePath, json["releasePath"]);
+  EXPECT_EQ(controller.identity, json["systemID"]);
+  EXPECT_EQ(controller.release_path, json["releasePath"]);
   EXPECT_FALSE(nlohmann::json::parse(JsonText(EventOf(std::nullopt, controller))).contains("reason"));
 }
 
@@ -92,7 +99,7 @@ TEST(Output, ColumnsAlignForAnyNames) {
   const auto listing = Lines(ListingText(controllers, 1, false));
   std::vector<std::string> events;
   for (const Controller& controller : controllers)
-    events.push_back(EventLine(EventOf(CtrlNew, controller), false));
+    events.push_back(EventLine(EventOf(Reason::New, controller), false));
   for (std::size_t i = 1; i < controllers.size(); ++i) {
     EXPECT_EQ(column(listing[1]), column(listing[1 + i])) << listing[1 + i];
     EXPECT_EQ(column(events[0]), column(events[i])) << events[i];
@@ -104,7 +111,7 @@ TEST(Output, ColumnsAlignForAnyNames) {
 
 TEST(Output, ListEndsWithCountAndTime) {
   Controller silent = Plain(12, "b");
-  silent.availability = CtrlUnavailable;
+  silent.availability = Availability::Unavailable;
   EXPECT_THAT(ListingText({Plain(11, "a"), silent}, 2.04, false),
               EndsWith("\n2 controllers, 1 unavailable; listened for 2.0 s.\n"));
   EXPECT_THAT(ListingText({silent}, 0, false),
@@ -113,15 +120,25 @@ TEST(Output, ListEndsWithCountAndTime) {
 }
 
 TEST(Output, UpdateListsTheChanges) {
-  Event event = EventOf(CtrlUpdated, Plain(11, "after"));
+  Change event = EventOf(Reason::Updated, Plain(11, "after"));
   event.before = Plain(11, "be\x1b");
-  event.controller.version = "6.10.2";
+  event.controller.version = client::Version{6, 10, 2};
   EXPECT_THAT(EventLine(event, false),
               EndsWith("  name \"be\\u001b\" -> \"after\", version \"\" -> \"6.10.2\"\n"));
 }
 
+TEST(Output, ListedControllersAreNewIfTheyAnswer) {
+  Change listed = EventOf(std::nullopt, Plain(11, "a"));
+  listed.type = ChangeType::Listed;
+  EXPECT_EQ("new", nlohmann::json::parse(JsonText(listed))["reason"]);
+  EXPECT_THAT(EventLine(listed, false), HasSubstr("  new  "));
+  listed.controller.availability = Availability::Unavailable;
+  EXPECT_FALSE(nlohmann::json::parse(JsonText(listed)).contains("reason"));
+  EXPECT_THAT(EventLine(listed, false), HasSubstr("  known  "));
+}
+
 TEST(Output, UsesColoursOnlyOnRequest) {
-  const Event event = EventOf(CtrlLostConnection, Plain(11, "a"));
+  const Change event = EventOf(Reason::LostConnection, Plain(11, "a"));
   EXPECT_THAT(EventLine(event, true), HasSubstr("\x1b[31mlost-connection"));
   EXPECT_THAT(EventLine(event, false) + EventHeading(false) + DetailText(event.controller, false),
               Not(HasSubstr("\x1b")));

@@ -1,7 +1,10 @@
 #include "client/Component.h"
 
+#include <algorithm>
 #include <initializer_list>
+#include <iterator>
 #include <string_view>
+#include <vector>
 
 #include "client/Text.h"
 #include "platform/Environment.h"
@@ -44,26 +47,44 @@ std::wstring FindBesideProgram() {
   return {};
 }
 
-KelComPtr<IKelLanSeek> CreateFromModule(const std::wstring& path) {
-  KelComPtr<IKelLanSeek> seek;
-  const HRESULT result =
-      KelCreateInstanceFromModule(path.c_str(), CLSID_KelLanSeek, IID_IKelLanSeek, seek.PutVoid());
-  if (SUCCEEDED(result)) return seek;
-  std::wstring why;
-  const bool loads = platform::FindModuleFunction(path, "DllGetClassObject", why) != nullptr;
-  throw CommandError(kComponentFailed,
-                     "the component " + Printable(path) + (loads ? " creates no object" : " does not load") +
-                         (why.empty() ? "" : ": " + Printable(why)) + " (" + CodeText(result) + ")");
+client::Client CreateFromModule(const std::wstring& path) {
+  try {
+    return client::Client::from_module(ToUtf8(path));
+  } catch (const client::Error& error) {
+    std::wstring why;
+    const bool loads = platform::FindModuleFunction(path, "DllGetClassObject", why) != nullptr;
+    throw CommandError(kComponentFailed, "the component " + Printable(path) +
+                                             (loads ? " creates no object" : " does not load") +
+                                             (why.empty() ? "" : ": " + Printable(why)) + " (" +
+                                             CodeText(error.code()) + ")");
+  }
 }
 
-KelComPtr<IKelLanSeek> CreateFromRegistration() {
-  KelComPtr<IKelLanSeek> seek;
-  const HRESULT result =
-      CoCreateInstance(CLSID_KelLanSeek, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek, seek.PutVoid());
-  if (SUCCEEDED(result)) return seek;
-  throw CommandError(kComponentFailed,
-                     "there is no component beside this program, and the registered one cannot be created (" +
-                         CodeText(result) + "); use --module PATH");
+client::Client CreateFromRegistration() {
+  try {
+    return client::Client::create();
+  } catch (const client::Error& error) {
+    throw CommandError(
+        kComponentFailed,
+        "there is no component beside this program, and the registered one cannot be created (" +
+            CodeText(error.code()) + "); use --module PATH");
+  }
+}
+
+/// The only controller with this name. Throws CommandError if there are several, because the intended one is
+/// unknown.
+std::optional<client::Controller> FindByUniqueName(const std::string& name,
+                                                   const std::vector<client::Controller>& controllers) {
+  std::vector<client::Controller> named;
+  std::copy_if(controllers.begin(), controllers.end(), std::back_inserter(named),
+               [&name](const client::Controller& controller) { return controller.name == name; });
+  if (named.empty()) return std::nullopt;
+  if (named.size() == 1) return named.front();
+  std::string text = std::to_string(named.size()) + " controllers have the name " +
+                     Printable(std::string_view(name)) + "; give an address or system identity:";
+  for (const client::Controller& controller : named)
+    text += "\n  " + Printable(controller.address + "  " + controller.identity);
+  throw CommandError(kWrongUse, text);
 }
 
 }  // namespace
@@ -74,18 +95,34 @@ std::wstring ModulePath(const Session& session) {
   return FindBesideProgram();
 }
 
-Component::Component(const Session& session) {
+client::Client Connect(const Session& session) {
   const std::wstring module = ModulePath(session);
-  seek_ = module.empty() ? CreateFromRegistration() : CreateFromModule(module);
-  identity_ = Get<IKelCtrlIdentity3>();
+  return module.empty() ? CreateFromRegistration() : CreateFromModule(module);
 }
 
-void Component::Check(HRESULT result, const std::string& attempted) const {
-  if (SUCCEEDED(result)) return;
-  KelBstr text;
-  if (const auto base = seek_.As<IKelBase>()) base->GetLastErrorInfo(text.Put());
-  const std::string reason = text ? ": " + Printable(text.View()) : "";
-  throw CommandError(kComponentFailed, attempted + reason + " (" + CodeText(result) + ")");
+std::optional<client::Controller> LookUpController(const client::Client& client, const std::string& which) {
+  auto found = client.find_by_address(which);
+  return found ? found : client.find_by_identity(which);
+}
+
+std::optional<client::Controller> FindController(const client::Client& client, const std::string& which) {
+  if (auto controller = LookUpController(client, which)) return controller;
+  if (which.empty()) return std::nullopt;
+  const std::vector<client::Controller> listed = client.controllers();
+  const auto match =
+      std::find_if(listed.begin(), listed.end(),
+                   [&which](const client::Controller& controller) { return controller.address == which; });
+  return match != listed.end() ? *match : FindByUniqueName(which, listed);
+}
+
+client::AddResult AddRemote(const client::Client& client, const std::string& address) {
+  try {
+    return client.add(address);
+  } catch (const client::Error& error) {
+    if (error.code() != E_INVALIDARG) throw;
+    throw CommandError(kWrongUse,
+                       Printable(std::string_view(address)) + " is not a valid controller address");
+  }
 }
 
 }  // namespace kellanseek::kelseek

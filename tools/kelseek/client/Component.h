@@ -1,7 +1,8 @@
 #pragma once
 
-#include <kellanseek/KelLanSeek.h>
+#include <kellanseek/client.hpp>
 
+#include <optional>
 #include <string>
 
 #include "client/Session.h"
@@ -13,29 +14,16 @@ namespace kellanseek::kelseek {
 /// there is none of these: then use the registered class.
 std::wstring ModulePath(const Session& session);
 
-/// An object of the component, which works during the lifetime of this one. The constructor throws
-/// CommandError if it cannot be created.
-class Component {
- public:
-  explicit Component(const Session& session);
+/// A client of a new component object. Throws CommandError if it cannot be created.
+client::Client Connect(const Session& session);
 
-  /// For a failure, throws CommandError with the attempted action, the object's last error text and the code.
-  void Check(HRESULT result, const std::string& attempted) const;
+/// Finds a listed controller by its address or system identity, without reading the list.
+std::optional<client::Controller> LookUpController(const client::Client& client, const std::string& which);
+/// Like LookUpController(), then searches the list for the address (of a virtual controller on another host)
+/// and the name. Throws CommandError if several controllers have the name.
+std::optional<client::Controller> FindController(const client::Client& client, const std::string& which);
 
-  IKelLanSeek& Seek() const { return *seek_; }
-  IKelCtrlIdentity3& Identity() const { return *identity_; }
-
-  /// Queries the object for another interface. Throws CommandError if it is not supported.
-  template <typename Interface>
-  KelComPtr<Interface> Get() const {
-    KelComPtr<Interface> other;
-    Check(seek_.QueryTo(other), "querying an interface of the component");
-    return other;
-  }
-
- private:
-  KelComPtr<IKelLanSeek> seek_;
-  KelComPtr<IKelCtrlIdentity3> identity_;
-};
+/// Adds the controller at an address. Throws CommandError if it is no valid one.
+client::AddResult AddRemote(const client::Client& client, const std::string& address);
 
 }  // namespace kellanseek::kelseek

@@ -3,12 +3,20 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iostream>
 
 namespace kellanseek::kelseek {
 
-TimeSpan::TimeSpan(Session& session, double seconds)
+namespace {
+
+constexpr double kForever = 1e9;
+
+}  // namespace
+
+TimeSpan::TimeSpan(Session& session, std::optional<double> seconds)
     : session_(session),
-      end_(begin_ + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds))) {}
+      end_(begin_ + std::chrono::duration_cast<Clock::duration>(
+                        std::chrono::duration<double>(seconds.value_or(kForever)))) {}
 
 void TimeSpan::WaitForEnd() { platform::WaitForAny({&session_.stop}, Left()); }
 
@@ -17,6 +25,10 @@ double TimeSpan::Elapsed() const { return std::chrono::duration<double>(Clock::n
 std::chrono::milliseconds TimeSpan::Left() const {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now());
   return std::max(left, std::chrono::milliseconds(0));
+}
+
+void TimeSpan::ReportLoss() {
+  std::cerr << "kelseek: the output is too slow; changes were lost, and the list follows again\n";
 }
 
 std::string SecondsText(double seconds) {

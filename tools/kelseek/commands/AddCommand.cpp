@@ -1,9 +1,9 @@
-#include "client/Controller.h"
-#include "client/Listener.h"
+#include "client/Component.h"
 #include "client/Text.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
 #include "commands/DiscoveryCommands.h"
+#include "output/ControllerText.h"
 #include "output/Listing.h"
 #include "output/Output.h"
 
@@ -15,31 +15,34 @@ struct AddOptions : SearchOptions {
   std::string address;
 };
 
-const char* ResultText(HRESULT result) {
-  if (result == KEL_S_ALREADY_DYNAMIC) return "already found on the network";
-  if (result == KEL_S_ALREADY_CONFIGURED) return "already configured";
+const char* ResultText(client::AddOutcome outcome) {
+  switch (outcome) {
+    case client::AddOutcome::Added: break;
+    case client::AddOutcome::AlreadyDynamic: return "already found on the network";
+    case client::AddOutcome::AlreadyConfigured: return "already configured";
+  }
   return "added";
 }
 
 int Add(Session& session, const AddOptions& options) {
-  const Component component(session);
+  const client::Client client = Connect(session);
   platform::Event changed(platform::Event::Kind::AutoReset);
-  const Listener listener(component, [&changed](const Event&) { changed.Set(); });
-  const AddedController added = AddRemote(component, options.address);
+  const auto subscription = client.subscribe([&changed](const client::Event&) { changed.Set(); });
+  const client::AddResult added = AddRemote(client, options.address);
   TimeSpan waiting(session, options.wait);
-  std::optional<Controller> controller;
+  std::optional<client::Controller> controller;
   const bool answered = waiting.WaitUntil(changed, [&] {
-    controller = ReadController(component.Identity(), added.id);
-    return controller && controller->availability == CtrlAvailable;
+    controller = client.read(added.id);
+    return controller && controller->availability == client::Availability::Available;
   });
   if (!answered) {
-    throw CommandError(kNothingFound, options.address + ": " + ResultText(added.result) +
+    throw CommandError(kNothingFound, options.address + ": " + ResultText(added.outcome) +
                                           ", but no answer within " + SecondsText(waiting.Elapsed()));
   }
   if (options.json) {
     Write(JsonText(*controller, 2) + "\n");
   } else {
-    Write(options.address + ": " + ResultText(added.result) + ", answered after " +
+    Write(options.address + ": " + ResultText(added.outcome) + ", answered after " +
           SecondsText(waiting.Elapsed()) + "\n" + DetailText(*controller, session.colours));
   }
   return kFound;

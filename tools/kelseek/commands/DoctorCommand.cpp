@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include <kellanseek/client.hpp>
-
 #include "client/Text.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
@@ -78,12 +76,7 @@ std::string JsonOf(const Findings& findings, const Facts& facts) {
 
 int Run(Session& session, const DoctorOptions& options) {
   if (!options.json) Write("Looking at this host and listening for one sweep, a few seconds.\n\n");
-  Facts facts;
-  try {
-    facts = Examine(session, {Parsed(options.addresses), Parsed(options.expected)});
-  } catch (const client::Error& error) {
-    throw CommandError(kComponentFailed, Printable(error.what()));
-  }
+  const Facts facts = Examine(session, {Parsed(options.addresses), Parsed(options.expected)});
   const Findings findings = Diagnose(facts);
   if (options.json) {
     Write(JsonOf(findings, facts));

@@ -1,21 +1,33 @@
-#include "client/Controller.h"
+#include <iostream>
+#include <string>
+
+#include "client/Component.h"
+#include "client/Text.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
 #include "commands/DiscoveryCommands.h"
+#include "doctor/Diagnosis.h"
 #include "output/Listing.h"
 #include "output/Output.h"
 
 namespace kellanseek::kelseek {
 namespace {
 
+/// The most likely cause of an empty list, for people.
+std::string EmptyListHint(const client::Client& client) {
+  const std::string cause = LikelyCause(nlohmann::json::parse(client.report()));
+  return (cause.empty() ? "" : "Most likely: " + Printable(cause) + " ") + "kelseek doctor finds out more.\n";
+}
+
 int List(Session& session, const SearchOptions& options) {
-  const Component component(session);
+  const client::Client client = Connect(session);
   TimeSpan listening(session, options.wait);
   listening.WaitForEnd();
   const double seconds = listening.Elapsed();
-  const std::vector<Controller> controllers = ListedControllers(component);
-  Write(options.json ? ListingJson(controllers, seconds)
-                     : ListingText(controllers, seconds, session.colours));
+  const std::vector<client::Controller> controllers = client.controllers();
+  const bool written = Write(options.json ? ListingJson(controllers, seconds)
+                                          : ListingText(controllers, seconds, session.colours));
+  if (written && controllers.empty() && !options.json) std::cerr << EmptyListHint(client);
   return controllers.empty() ? kNothingFound : kFound;
 }
 

@@ -1,8 +1,6 @@
-#include <atomic>
 #include <vector>
 
-#include "client/Controller.h"
-#include "client/Listener.h"
+#include "client/Component.h"
 #include "client/Text.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
@@ -18,11 +16,12 @@ struct RefreshOptions : SearchOptions {
   std::vector<std::string> which;
 };
 
-std::vector<Controller> SelectControllers(const Component& component, const std::vector<std::string>& which) {
-  if (which.empty()) return ListedControllers(component);
-  std::vector<Controller> chosen;
+std::vector<client::Controller> SelectControllers(const client::Client& client,
+                                                  const std::vector<std::string>& which) {
+  if (which.empty()) return client.controllers();
+  std::vector<client::Controller> chosen;
   for (const std::string& one : which) {
-    if (auto controller = FindController(component, one)) {
+    if (auto controller = FindController(client, one)) {
       chosen.push_back(*controller);
     } else {
       throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(one)));
@@ -31,44 +30,40 @@ std::vector<Controller> SelectControllers(const Component& component, const std:
   return chosen;
 }
 
-std::vector<Controller> StillKnown(const Component& component, const std::vector<Controller>& controllers) {
-  std::vector<Controller> known;
-  for (const Controller& controller : controllers) {
-    if (auto now = ReadController(component.Identity(), controller.id)) known.push_back(*now);
+std::vector<client::Controller> StillKnown(const client::Client& client,
+                                           const std::vector<client::Controller>& controllers) {
+  std::vector<client::Controller> known;
+  for (const client::Controller& controller : controllers) {
+    if (auto now = client.read(controller.id)) known.push_back(*now);
   }
   return known;
 }
 
 // Returns the number of controllers that still existed.
-std::size_t Ask(const Component& component, const std::vector<Controller>& controllers) {
+std::size_t Ask(const client::Client& client, const std::vector<client::Controller>& controllers) {
   std::size_t asked = 0;
-  for (const Controller& controller : controllers) {
-    const HRESULT result = component.Seek().RefreshForID(controller.id);
-    if (result == KEL_E_LANSEEKID_NOT_IN_USE) continue;
-    component.Check(result, "refreshing " + DisplayName(controller));
-    ++asked;
+  for (const client::Controller& controller : controllers) {
+    if (client.refresh(controller.id)) ++asked;
   }
   return asked;
 }
 
 int Refresh(Session& session, const RefreshOptions& options) {
-  const Component component(session);
-  std::atomic<bool> asking = false;
-  std::atomic<std::size_t> news = 0;
-  const Listener listener(component, [&](const Event& event) {
-    if (!asking) return;
+  const client::Client client = Connect(session);
+  std::size_t news = 0;
+  client::ChangeStream changes = client.changes(kWaitingChanges);
+  TimeSpan(session, options.wait).Follow(changes, [](const client::Change&) {});
+  const std::vector<client::Controller> controllers = SelectControllers(client, options.which);
+  const std::size_t asked = Ask(client, controllers);
+  TimeSpan answering(session, options.wait);
+  answering.Follow(changes, [&](const client::Change& change) {
+    if (change.type == client::ChangeType::Listed && !change.reason) return;  // the rest of the list, no news
     const std::string heading = news == 0 ? EventHeading(session.colours) : "";
-    if (!options.json && !Write(heading + EventLine(event, session.colours))) session.stop.Set();
+    if (!options.json && !Write(heading + EventLine(change, session.colours))) session.stop.Set();
     ++news;
   });
-  TimeSpan(session, options.wait).WaitForEnd();
-  const std::vector<Controller> controllers = SelectControllers(component, options.which);
-  asking = true;
-  const std::size_t asked = Ask(component, controllers);
-  TimeSpan answering(session, options.wait);
-  answering.WaitForEnd();
   if (options.json) {
-    Write(ListingJson(StillKnown(component, controllers), answering.Elapsed()));
+    Write(ListingJson(StillKnown(client, controllers), answering.Elapsed()));
   } else {
     Write("Asked " + Count(asked, "controller") + "; " + (news == 0 ? "no changes" : Count(news, "change")) +
           " within " + SecondsText(answering.Elapsed()) + ".\n");

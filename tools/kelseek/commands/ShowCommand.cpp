@@ -1,9 +1,9 @@
-#include "client/Controller.h"
-#include "client/Listener.h"
+#include "client/Component.h"
 #include "client/Text.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
 #include "commands/DiscoveryCommands.h"
+#include "output/ControllerText.h"
 #include "output/Listing.h"
 #include "output/Output.h"
 
@@ -15,15 +15,14 @@ struct ShowOptions : SearchOptions {
 };
 
 int Show(Session& session, const ShowOptions& options) {
-  const Component component(session);
+  const client::Client client = Connect(session);
   platform::Event changed(platform::Event::Kind::AutoReset);
-  const Listener listener(component, [&changed](const Event&) { changed.Set(); });
+  const auto subscription = client.subscribe([&changed](const client::Event&) { changed.Set(); });
   TimeSpan searching(session, options.wait);
-  std::optional<Controller> found;
-  searching.WaitUntil(changed,
-                      [&] { return (found = LookUpController(component, options.which)).has_value(); });
+  std::optional<client::Controller> found;
+  searching.WaitUntil(changed, [&] { return (found = LookUpController(client, options.which)).has_value(); });
   // Names are resolved only now: earlier, a second controller with the name might still have been unknown.
-  if (!found) found = FindController(component, options.which);
+  if (!found) found = FindController(client, options.which);
   if (!found) {
     throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(options.which)) +
                                           " within " + SecondsText(searching.Elapsed()));

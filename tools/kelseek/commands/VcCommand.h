@@ -1,6 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string>
+
+#include <kellanseek/client.hpp>
 
 #include "client/Session.h"
 
@@ -10,19 +13,8 @@ class App;
 
 namespace kellanseek::kelseek {
 
-/// The properties of a virtual controller.
-struct VirtualController {
-  std::string name;
-  std::string systemID;
-  std::string path;
-  std::string systemName;
-  std::string software;  ///< "MAJOR.MINOR[.REVISION]", or empty.
-  bool publish = false;
-};
-
-/// Builds the controller's identity message. Throws CommandError if a text cannot be part of a message, or
-/// the version is malformed.
-std::wstring IdentityMessage(const VirtualController& controller);
+/// Reads "MAJOR.MINOR[.REVISION]"; none for an empty text. Throws CommandError for any other.
+std::optional<client::Version> ReadVersion(const std::string& text);
 
 /// `vc run`: a virtual controller for the lifetime of the program.
 void AddVcCommands(CLI::App& app, Session& session);

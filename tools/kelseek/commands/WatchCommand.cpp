@@ -1,7 +1,6 @@
-#include <atomic>
 #include <vector>
 
-#include "client/Listener.h"
+#include "client/Component.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
 #include "commands/DiscoveryCommands.h"
@@ -18,22 +17,18 @@ struct WatchOptions {
 };
 
 int Watch(Session& session, const WatchOptions& options) {
-  const Component component(session);
-  std::atomic<bool> anyFound = false;
+  const client::Client client = Connect(session);
+  bool anyFound = false;
   const auto print = [&session](const std::string& text) {
     if (!Write(text)) session.stop.Set();
   };
   if (!options.json) print(EventHeading(session.colours));
-  const Listener listener(component, [&](const Event& event) {
+  client::ChangeStream changes = client.changes(kWaitingChanges);
+  for (const std::string& address : options.remote) AddRemote(client, address);
+  TimeSpan(session, options.seconds).Follow(changes, [&](const client::Change& change) {
     anyFound = true;
-    print(options.json ? JsonText(event) + "\n" : EventLine(event, session.colours));
+    print(options.json ? JsonText(change) + "\n" : EventLine(change, session.colours));
   });
-  for (const std::string& address : options.remote) AddRemote(component, address);
-  if (options.seconds) {
-    TimeSpan(session, *options.seconds).WaitForEnd();
-  } else {
-    session.stop.Wait();
-  }
   return anyFound ? kFound : kNothingFound;
 }
 

@@ -108,9 +108,7 @@ std::vector<AddressFacts> AskAll(const std::vector<platform::Ipv4>& addresses, s
 
 /// The report of a component object that has listened for one sweep.
 Json ListenForOneSweep(Session& session, double& listened) {
-  const std::string module = ToUtf8(ModulePath(session));
-  const client::Client client =
-      module.empty() ? client::Client::create() : client::Client::from_module(module);
+  const client::Client client = Connect(session);
   TimeSpan listening(session, kLongestSweep);
   platform::Event never(platform::Event::Kind::ManualReset);
   while (client.sweeps() == 0 && listening.Elapsed() < kLongestSweep) {

@@ -4,13 +4,23 @@
 #include <chrono>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "client/Text.h"
+#include "output/ControllerText.h"
 #include "output/Output.h"
+#include "platform/Clock.h"
 #include "text/Ascii.h"
 
 namespace kellanseek::kelseek {
 namespace {
+
+using client::Availability;
+using client::Change;
+using client::Controller;
+using client::Reason;
+
+using HundredNanoseconds = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
 
 constexpr std::size_t kTimeColumns = 14;
 constexpr std::size_t kReasonColumns = 21;
@@ -18,34 +28,47 @@ constexpr std::size_t kKindColumns = 10;
 constexpr std::size_t kAddressColumns = 17;
 constexpr std::size_t kNameColumns = 18;
 
-std::string ReasonText(const Event& event) { return event.reason ? NameOf(*event.reason) : "known"; }
+/// A controller that was available when it was listed is as good as new. None for one that was silent.
+std::optional<Reason> ReasonOf(const Change& change) {
+  if (change.reason || change.type != client::ChangeType::Listed) return change.reason;
+  const bool available = change.controller.availability == Availability::Available;
+  return available ? std::optional(Reason::New) : std::nullopt;
+}
 
-Colour ColourOf(const Event& event) {
-  if (!event.reason) return Colour::Faint;
-  switch (*event.reason) {
-    case CtrlNew:
-    case CtrlReconnected: return Colour::Green;
-    case CtrlUpdated: return Colour::Cyan;
-    case CtrlLostRestart:
-    case CtrlLostPowerDown: return Colour::Yellow;
-    case CtrlLostSystemIdCollision:
-    case CtrlLostIPAddressCollision: return Colour::Magenta;
-    case CtrlLostConnection:
-    case CtrlLostLAN: return Colour::Red;
+Colour ColourOf(std::optional<Reason> reason) {
+  if (!reason) return Colour::Faint;
+  switch (*reason) {
+    case Reason::New:
+    case Reason::Reconnected: return Colour::Green;
+    case Reason::Updated: return Colour::Cyan;
+    case Reason::Restart:
+    case Reason::PowerDown: return Colour::Yellow;
+    case Reason::SystemIdCollision:
+    case Reason::AddressCollision: return Colour::Magenta;
+    case Reason::LostConnection:
+    case Reason::LostLan: return Colour::Red;
   }
   return Colour::Plain;
 }
 
 // The details of interest for this event.
-std::string Detail(const Event& event) {
-  const Controller& controller = event.controller;
-  if (event.reason == CtrlUpdated) return event.before ? Changes(*event.before, controller) : "";
-  if (controller.availability != CtrlAvailable) return NameOf(controller.availability);
-  std::string detail = Printable(std::string_view(controller.systemID));
-  if (!controller.version.empty()) detail += "  " + controller.version;
-  if (controller.definition != DynamicCtrlDefinition)
-    detail += std::string("  ") + NameOf(controller.definition);
+std::string Detail(const Change& change) {
+  const Controller& controller = change.controller;
+  if (change.reason == Reason::Updated) return change.before ? Changes(*change.before, controller) : "";
+  if (controller.availability != Availability::Available) return to_string(controller.availability);
+  std::string detail = Printable(std::string_view(controller.identity));
+  if (controller.version) detail += "  " + to_string(*controller.version);
+  if (controller.origin != client::Origin::Dynamic) detail += "  " + to_string(controller.origin);
   return detail;
+}
+
+// The system knows the local time of now only.
+FILETIME LocalTime(std::chrono::system_clock::time_point time) {
+  const auto age = std::chrono::duration_cast<HundredNanoseconds>(std::chrono::system_clock::now() - time);
+  const FILETIME now = platform::LocalFileTime();
+  const auto ticks =
+      (std::uint64_t{now.dwHighDateTime} << 32 | now.dwLowDateTime) - static_cast<std::uint64_t>(age.count());
+  return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
 }
 
 // Keeps two blanks after a text that is too long for its column.
@@ -55,7 +78,6 @@ std::string Column(const std::string& text, std::size_t columns) { return Pad(te
 
 std::string TimeText(const FILETIME& time) {
   using namespace std::chrono;
-  using HundredNanoseconds = duration<std::int64_t, std::ratio<1, 10'000'000>>;
   const HundredNanoseconds since1601(static_cast<std::int64_t>(time.dwHighDateTime) << 32 |
                                      time.dwLowDateTime);
   const auto moment = sys_days(year(1601) / January / 1) + floor<milliseconds>(since1601);
@@ -77,23 +99,25 @@ std::string EventHeading(bool colours) {
          "\n";
 }
 
-std::string EventLine(const Event& event, bool colours) {
-  const Controller& controller = event.controller;
-  const std::string time = TimeText(event.time);
-  const std::string rest = Column(NameOf(controller.kind), kKindColumns) +
+std::string EventLine(const Change& change, bool colours) {
+  const Controller& controller = change.controller;
+  const std::optional<Reason> reason = ReasonOf(change);
+  const std::string time = TimeText(LocalTime(change.time));
+  const std::string rest = Column(to_string(controller.kind), kKindColumns) +
                            Column(Printable(std::string_view(controller.address)), kAddressColumns) +
-                           Column(Printable(std::string_view(controller.name)), kNameColumns) + Detail(event);
+                           Column(Printable(std::string_view(controller.name)), kNameColumns) +
+                           Detail(change);
   return Paint(Column(time.substr(time.find('T') + 1), kTimeColumns), Colour::Faint, colours) +
-         Paint(Column(ReasonText(event), kReasonColumns), ColourOf(event), colours) +
+         Paint(Column(reason ? to_string(*reason) : "known", kReasonColumns), ColourOf(reason), colours) +
          std::string(text::TrimmedEnd(rest, " ")) + "\n";
 }
 
-std::string JsonText(const Event& event) {
+std::string JsonText(const Change& change) {
   nlohmann::ordered_json json;
-  json["time"] = TimeText(event.time);
-  if (event.reason) json["reason"] = NameOf(*event.reason);
-  json["id"] = event.controller.id;
-  json.update(ToJson(event.controller));
+  json["time"] = TimeText(LocalTime(change.time));
+  if (const auto reason = ReasonOf(change)) json["reason"] = to_string(*reason);
+  json["id"] = change.controller.id;
+  json.update(ToJson(change.controller));
   return JsonText(json);
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
+#include <kellanseek/client.hpp>
 
-#include "client/Listener.h"
+#include <string>
 
 namespace kellanseek::kelseek {
 
@@ -12,11 +12,11 @@ std::string TimeText(const FILETIME& time);
 /// The column headings for EventLine().
 std::string EventHeading(bool colours);
 
-/// An event as one line for the user, with its line end. Safe to print.
-std::string EventLine(const Event& event, bool colours);
+/// A change, which must not be a mark, as one line for the user, with its line end. Safe to print.
+std::string EventLine(const client::Change& change, bool colours);
 
-/// An event as one line of JSON: the controller with "time", "id" (the same in all events of a controller)
+/// The same as one line of JSON: the controller with "time", "id" (the same in all events of a controller)
 /// and, if known, "reason".
-std::string JsonText(const Event& event);
+std::string JsonText(const client::Change& change);
 
 }  // namespace kellanseek::kelseek

@@ -1,17 +1,17 @@
 #pragma once
 
+#include <kellanseek/client.hpp>
+
 #include <string>
 #include <vector>
-
-#include "client/Controller.h"
 
 namespace kellanseek::kelseek {
 
 /// A list of controllers, as a table and as JSON, with the time spent collecting it.
-std::string ListingText(const std::vector<Controller>& controllers, double seconds, bool colours);
-std::string ListingJson(const std::vector<Controller>& controllers, double seconds);
+std::string ListingText(const std::vector<client::Controller>& controllers, double seconds, bool colours);
+std::string ListingJson(const std::vector<client::Controller>& controllers, double seconds);
 
 /// All properties of a controller, for the user.
-std::string DetailText(const Controller& controller, bool colours);
+std::string DetailText(const client::Controller& controller, bool colours);
 
 }  // namespace kellanseek::kelseek
