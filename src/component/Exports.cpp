@@ -66,6 +66,16 @@ HRESULT UnregisterServer(std::wstring& why) {
   return FAILED(result) ? result : library;
 }
 
+/// Calls one of the two and traces why it failed.
+HRESULT Traced(HRESULT (*change)(std::wstring& why)) noexcept {
+  return Guarded([change] {
+    std::wstring why;
+    const HRESULT result = change(why);
+    TraceFailure(why);
+    return result;
+  });
+}
+
 }  // namespace
 
 STDAPI DllCanUnloadNow() { return theModule.InUse() ? S_FALSE : S_OK; }
@@ -77,20 +87,6 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
   return Guarded([&] { return ClassFactory::Create(iid, object, SystemComponentEnvironment(), theModule); });
 }
 
-STDAPI DllRegisterServer() {
-  return Guarded([] {
-    std::wstring why;
-    const HRESULT result = RegisterServer(why);
-    TraceFailure(why);
-    return result;
-  });
-}
+STDAPI DllRegisterServer() { return Traced(RegisterServer); }
 
-STDAPI DllUnregisterServer() {
-  return Guarded([] {
-    std::wstring why;
-    const HRESULT result = UnregisterServer(why);
-    TraceFailure(why);
-    return result;
-  });
-}
+STDAPI DllUnregisterServer() { return Traced(UnregisterServer); }

@@ -237,8 +237,8 @@ std::int32_t CrVCDaemon::SendDue(network::AnswerSender& sender) {
     if (entry.remove || entry.countdown == kNothingScheduled) continue;
     next = next == kNothingScheduled ? entry.countdown : std::min(next, entry.countdown);
   }
-  const bool removed = std::erase_if(published_, [](const RemoteVCEntry& entry) { return entry.remove; }) > 0;
-  if (removed && published_.empty()) active_.store(false, std::memory_order_relaxed);
+  std::erase_if(published_, [](const RemoteVCEntry& entry) { return entry.remove; });
+  if (published_.empty()) active_.store(false, std::memory_order_relaxed);
   return next;
 }
 

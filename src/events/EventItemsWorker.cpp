@@ -71,18 +71,18 @@ CEventItemsWorker::CEventItemsWorker(CEventItemsDB& database, diagnostics::Journ
 
 CEventItemsWorker::~CEventItemsWorker() { Stop(); }
 
-bool CEventItemsWorker::Start(std::shared_ptr<const void> keepAlive) {
+void CEventItemsWorker::Start(std::shared_ptr<const void> keepAlive) {
   try {
     run_ = std::make_shared<Run>();
   } catch (const std::system_error& error) {
     trace_.LongError(L"LanSeek: Could not make the event that ends the thread KelEvents: %s", error.what());
-    return false;
+    return;
   }
   run_->keepAlive = std::move(keepAlive);
   const auto deliver = [run = run_, trace = trace_, &database = database_] {
     HandleEventLoop(database, trace, *run);
   };
-  return diagnostics::StartThread(thread_, "KelEvents", deliver, {trace_, journal_});
+  diagnostics::StartThread(thread_, "KelEvents", deliver, {trace_, journal_});
 }
 
 void CEventItemsWorker::Stop() {

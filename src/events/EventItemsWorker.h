@@ -22,9 +22,9 @@ class CEventItemsWorker {
   CEventItemsWorker(const CEventItemsWorker&) = delete;
   CEventItemsWorker& operator=(const CEventItemsWorker&) = delete;
 
-  /// Starts the thread. Returns false, and traces the reason, if the system has no thread or no event left.
+  /// Starts the thread, or traces the reason if the system has no thread or no event left.
   /// `keepAlive` is released when the thread ends, possibly after the worker's destruction.
-  bool Start(std::shared_ptr<const void> keepAlive);
+  void Start(std::shared_ptr<const void> keepAlive);
 
   /// Ends the thread after the running sink call, if any; queued events stay in the queue. Returns when the
   /// thread has ended. If a sink calls it, on the thread itself, it returns at once; the thread then ends
