@@ -45,7 +45,7 @@ class Receiver {
     std::vector<platform::UdpSocket*> sockets;
     std::vector<MessageOrigin> origins;                  ///< In the order of `sockets`.
     std::vector<std::atomic<std::uint64_t>*> lastHeard;  ///< In the order of `sockets`.
-    bool hasNonLocal = false;
+    const bool hasNonLocal;
   };
 
   /// Handles the result of one step of the platform's receiver.
