@@ -84,7 +84,7 @@ void Diagnosis::Interfaces() {
     Interface(entry);
   }
   if (used > 0) return;
-  const bool isOff = TextOf(report_["configuration"], "interfaceMode") == "onlyListed" &&
+  const bool isOff = TextOf(MemberOf(report_, "configuration"), "interfaceMode") == "onlyListed" &&
                      SettingOf(report_, "DynamicDetectionEnabled") == 0;
   Add(Mark::Fault, "no-interface",
       "No network of this host takes part in the search, so no broadcast is sent.",
@@ -121,7 +121,8 @@ void Diagnosis::Interface(const Json& entry) {
     Add(Mark::Remark, "interface-excluded", name + " does not take part in the search.",
         why == "notListed" ? "UseInterfaces in the settings does not list its network."
                            : "ExcludeInterfaces in the settings lists its network.",
-        "Change " + TextOf(report_["configuration"]["settingsFile"], "path") + " unless that is intended.");
+        "Change " + TextOf(MemberOf(MemberOf(report_, "configuration"), "settingsFile"), "path") +
+            " unless that is intended.");
 }
 
 std::string Diagnosis::HoldersOf(std::uint16_t port) const {
@@ -174,7 +175,7 @@ void Diagnosis::Firewall() {
 void Diagnosis::Sending() {
   const bool known = std::any_of(findings_.begin(), findings_.end(),
                                  [](const Finding& each) { return each.code == "firewall-out"; });
-  for (const Json& error : ListOf(report_["sent"], "errors")) {
+  for (const Json& error : ListOf(MemberOf(report_, "sent"), "errors")) {
     if (known) break;
     Add(Mark::Remark, "send-errors",
         std::to_string(NumberOf(error, "count")) + " requests could not be sent.",
@@ -192,9 +193,9 @@ void Diagnosis::ConfigurationFile(const Json& file) {
 }
 
 void Diagnosis::Configuration() {
-  const Json& configuration = report_["configuration"];
-  ConfigurationFile(configuration["settingsFile"]);
-  ConfigurationFile(configuration["controllersFile"]);
+  const Json& configuration = MemberOf(report_, "configuration");
+  ConfigurationFile(MemberOf(configuration, "settingsFile"));
+  ConfigurationFile(MemberOf(configuration, "controllersFile"));
   if (facts_.configUnreadable)
     Add(Mark::Fault, "config-unreadable", "The configuration directory cannot be read.",
         TextOf(configuration, "directory"), "Create it with kelseek init-config, or correct the path.");
@@ -204,7 +205,7 @@ void Diagnosis::Configuration() {
 }
 
 void Diagnosis::Receiving() {
-  const Json& dropped = report_["received"]["dropped"];
+  const Json& dropped = MemberOf(MemberOf(report_, "received"), "dropped");
   if (const auto lost = NumberOf(dropped, "bySystem"); lost > 0)
     Add(Mark::Remark, "receive-buffer", std::to_string(lost) + " datagrams were lost on this host.",
         "The system dropped them because a receive buffer was full.",
@@ -215,7 +216,7 @@ void Diagnosis::Receiving() {
         "Their source addresses belong to another network of this host.",
         "Check whether two networks share a switch, and the masks of the controllers.");
   if (NumberOf(dropped, "malformed") > 0) {
-    const Json& last = report_["received"]["lastMalformed"];
+    const Json& last = MemberOf(MemberOf(report_, "received"), "lastMalformed");
     Add(Mark::Remark, "malformed",
         std::to_string(NumberOf(dropped, "malformed")) +
             " datagrams on the ports of the search are no discovery messages.",
@@ -224,8 +225,8 @@ void Diagnosis::Receiving() {
   }
   if (NumberOf(dropped, "tableFull") > 0)
     Add(Mark::Fault, "table-full", "The list is full, so more controllers are not taken in.",
-        std::to_string(NumberOf(report_["table"], "dynamic")) + " of " +
-            std::to_string(NumberOf(report_["table"], "dynamicLimit")) + " are known.",
+        std::to_string(NumberOf(MemberOf(report_, "table"), "dynamic")) + " of " +
+            std::to_string(NumberOf(MemberOf(report_, "table"), "dynamicLimit")) + " are known.",
         "So many controllers suggest a program that forges them.");
   if (const auto late = NumberOf(report_, "longestTickDelayMs"); late > kLateTick)
     Add(Mark::Remark, "late-ticks",
@@ -264,7 +265,7 @@ void Diagnosis::Collisions() {
     Add(Mark::Fault, "collision",
         std::string("Two controllers have the same ") + (kind == "address" ? "address" : "system identity") +
             ", so neither can be listed reliably.",
-        DescriptionOf(each["known"]) + " and " + DescriptionOf(each["heard"]),
+        DescriptionOf(MemberOf(each, "known")) + " and " + DescriptionOf(MemberOf(each, "heard")),
         kind == "address" ? "Give one of the two another address."
                           : "Give one of the two another identity; a copied system needs its own.");
   }

@@ -140,7 +140,7 @@ void LookAtSockets(Facts& facts) {
 }
 
 void LookAtConfiguration(Facts& facts) {
-  const std::string directory = TextOf(facts.report["configuration"], "directory");
+  const std::string directory = TextOf(MemberOf(facts.report, "configuration"), "directory");
   if (directory.empty()) return;
   const configcheck::ConfigReport checked = configcheck::CheckConfiguration(
       FromUtf8(directory), config::UsableNetworks(platform::SystemNetworkAddresses()));
@@ -162,7 +162,7 @@ Facts Examine(Session& session, const Questions& questions) {
   LookAtSockets(facts);
   LookAtConfiguration(facts);
   std::vector<platform::Ipv4> asked = questions.addresses;
-  const Json& silent = ListOf(facts.report["table"], "neverHeard");
+  const Json& silent = ListOf(MemberOf(facts.report, "table"), "neverHeard");
   for (std::size_t i = 0; i < std::min(silent.size(), kMaxSilentAsked); ++i) {
     const platform::Ipv4 address = platform::ParseIpv4(silent[i].get<std::string>());
     if (std::find(asked.begin(), asked.end(), address) == asked.end()) asked.push_back(address);

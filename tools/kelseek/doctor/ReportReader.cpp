@@ -8,13 +8,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-const Json& MemberOf(const Json& object, const char* member) {
-  static const Json nothing;
-  if (!object.is_object()) return nothing;
-  const auto found = object.find(member);
-  return found == object.end() ? nothing : *found;
-}
-
 std::string WhyInWords(const std::string& why) {
   static const std::map<std::string, std::string> kWords = {
       {"loopback", "serves this host only"},
@@ -31,6 +24,13 @@ std::string WhyInWords(const std::string& why) {
 }
 
 }  // namespace
+
+const Json& MemberOf(const Json& object, const char* member) {
+  static const Json nothing;
+  if (!object.is_object()) return nothing;
+  const auto found = object.find(member);
+  return found == object.end() ? nothing : *found;
+}
 
 std::string TextOf(const Json& object, const char* member) {
   const Json& value = MemberOf(object, member);
