@@ -123,8 +123,8 @@ Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chro
   fd_set ready;
   FD_ZERO(&ready);
   FD_SET(socket.Get(), &ready);
-  const timeval limit = {static_cast<long>(timeout.count() / 1000),
-                         static_cast<long>(timeout.count() % 1000 * 1000)};
+  timeval limit = {static_cast<long>(timeout.count() / 1000),
+                   static_cast<long>(timeout.count() % 1000 * 1000)};
   if (select(0, &ready, nullptr, nullptr, &limit) <= 0) return {};
   std::array<char, 2048> buffer{};
   const int size = recv(socket.Get(), buffer.data(), static_cast<int>(buffer.size()), 0);

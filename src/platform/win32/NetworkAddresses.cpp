@@ -6,6 +6,8 @@
 
 #include "platform/win32/System.h"
 
+#include <ws2tcpip.h>
+// After the sockets.
 #include <iphlpapi.h>
 
 namespace kellanseek::platform {
