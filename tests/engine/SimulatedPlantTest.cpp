@@ -164,12 +164,12 @@ TEST(SimulatedPlantTest, WorkstationsShareTheirRequestsAndSurviveAPartition) {
   EXPECT_EQ(requests(kFull), 3) << "one each, at its start";
   EXPECT_EQ(requests("Lanseek;1"), 0) << "everybody answered";
 
-  std::vector<SimulatedHost*> far = {&stations[1]->computer, &stations[2]->computer};
+  std::vector<SimulatedHost*> distant = {&stations[1]->computer, &stations[2]->computer};
   Texts all, sides[2];
   for (std::size_t i = 0; i < controllers.size(); ++i) {
     all.push_back(controllers[i]->address);
     sides[i % 2].push_back(controllers[i]->address);
-    if (i % 2 == 1) far.push_back(&controllers[i]->computer);
+    if (i % 2 == 1) distant.push_back(&controllers[i]->computer);
   }
   const auto expect = [&](const char* others, bool whole) {
     for (std::size_t i = 0; i < stations.size(); ++i) {
@@ -181,7 +181,7 @@ TEST(SimulatedPlantTest, WorkstationsShareTheirRequestsAndSurviveAPartition) {
   };
   expect("new ", true);
   network.weather = {0.0, 0.5, milliseconds(1), milliseconds(900)};  // Duplicates, out of order.
-  network.CutOff(far);
+  network.CutOff(distant);
   network.RunFor(kRefreshPeriod + kPatience + seconds(5));
   expect("new lost ", false);
   network.Heal();
