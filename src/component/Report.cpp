@@ -134,19 +134,20 @@ Json File(const config::LoadedFile& file) {
 
 /// The settings among the elements of a container, and where each comes from.
 void AddSettings(const config::Container& container, const config::CKelLanSeekConfigSettings& settings,
-                 const config::LoadedFile& file, Json& values) {
+                 const std::vector<const config::Element*>& stated, Json& values) {
   using Field = std::int32_t config::CKelLanSeekConfigSettings::*;
   for (const config::Element& element : container.texts) {
     if (!std::holds_alternative<Field>(element.field)) continue;
+    const bool inFile = std::find(stated.begin(), stated.end(), &element) != stated.end();
     values[text::ToUtf8(element.name)] = {{"value", settings.*std::get<Field>(element.field)},
-                                          {"from", file.stated.count(element.name) > 0 ? "file" : "default"}};
+                                          {"from", inFile ? "file" : "default"}};
   }
 }
 
 Json Configuration(const config::CKelLanSeekConfigSettings& settings, const config::LoadedFiles& files) {
   Json values = Json::object();
-  AddSettings(config::kCommunicationSettings, settings, files.settings, values);
-  AddSettings(config::kScanFileRoot, settings, files.settings, values);
+  AddSettings(config::kCommunicationSettings, settings, files.settingsStated, values);
+  AddSettings(config::kScanFileRoot, settings, files.settingsStated, values);
   Json subnets = Json::array();
   for (const config::SubNetEntry& each : settings.SubNets)
     subnets.push_back({{"address", Text(each.IPNumber)}, {"mask", Text(each.SubNetMask)}});

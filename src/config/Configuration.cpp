@@ -20,7 +20,7 @@ std::wstring InDirectory(const std::wstring& directory, const wchar_t* name) {
 }
 
 /// Notes what becomes of a file.
-class FileWitness final : public ReadListener {
+class FileWitness : public ReadListener {
  public:
   FileWitness(std::wstring path, LoadedFile& file) : file_(file) { file_.path = std::move(path); }
 
@@ -31,9 +31,6 @@ class FileWitness final : public ReadListener {
   }
   void RootMissing(const Container& expected) override {
     file_.remark = std::wstring(L"Its document element is not ") + expected.name + L".";
-  }
-  void Read(const Element& element, platform::XmlNode& /*node*/, const std::wstring& /*text*/) override {
-    file_.stated.insert(element.name);
   }
 
   void End(HRESULT result) {
@@ -49,6 +46,20 @@ class FileWitness final : public ReadListener {
 
  private:
   LoadedFile& file_;
+};
+
+/// Also notes which settings the file states.
+class SettingsWitness final : public FileWitness {
+ public:
+  SettingsWitness(std::wstring path, LoadedFiles& files)
+      : FileWitness(std::move(path), files.settings), stated_(files.settingsStated) {}
+
+  void Read(const Element& element, platform::XmlNode& /*node*/, const std::wstring& /*text*/) override {
+    stated_.push_back(&element);
+  }
+
+ private:
+  std::vector<const Element*>& stated_;
 };
 
 }  // namespace
@@ -76,7 +87,7 @@ std::vector<controllers::CtrlInfo> LoadConfiguration(const std::wstring& directo
   LoadedFiles unwanted;
   LoadedFiles& files = outcome != nullptr ? *outcome : unwanted;
   files.directory = directory;
-  FileWitness settingsFile(ScanConfigurationFile(directory), files.settings);
+  SettingsWitness settingsFile(ScanConfigurationFile(directory), files);
   CLanSeekConfigParser settingsParser(trace.Output(), platform::CreateXmlDocument, settingsFile);
   HRESULT result = settingsParser.Init(files.settings.path);
   if (SUCCEEDED(result)) result = settingsParser.GetInformation(settings);

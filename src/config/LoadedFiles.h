@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstddef>
-#include <set>
 #include <string>
+#include <vector>
+
+#include "config/Elements.h"
 
 namespace kellanseek::config {
 
@@ -16,16 +18,16 @@ struct LoadedFile {
   };
   Outcome outcome = Outcome::NoDirectory;
   std::wstring path;
-  std::wstring remark;            ///< Why the file was refused, for the user.
-  std::set<std::wstring> stated;  ///< The elements whose texts were read.
+  std::wstring remark;  ///< Why the file was refused, for the user.
 };
 
 struct LoadedFiles {
   std::wstring directory;
   LoadedFile settings;
   LoadedFile controllers;
-  std::size_t controllersListed = 0;    ///< Entries of the file.
-  std::size_t controllersAccepted = 0;  ///< Of these.
+  std::vector<const Element*> settingsStated;  ///< The elements whose texts were read.
+  std::size_t controllersListed = 0;           ///< Entries of the file.
+  std::size_t controllersAccepted = 0;         ///< Of these.
 };
 
 }  // namespace kellanseek::config

@@ -9,6 +9,7 @@ namespace {
 constexpr std::size_t kMaxExample = 200;
 /// A system has a few dozen codes for failed sends; the limit only guards against one that invents them.
 constexpr std::size_t kMaxErrorCodes = 64;
+constexpr std::size_t kMaxAddresses = 1024;
 
 }  // namespace
 
@@ -60,7 +61,9 @@ void Journal::Collided(Collision collision) {
 
 std::atomic<std::uint64_t>& Journal::LastHeard(platform::Ipv4 interfaceAddress) {
   const platform::MutexLock lock(lock_);
-  return lastHeard_[interfaceAddress];
+  // The cells must stay where they are, so a host whose addresses keep changing runs out of them.
+  const bool isFull = lastHeard_.size() >= kMaxAddresses && lastHeard_.count(interfaceAddress) == 0;
+  return lastHeard_[isFull ? 0 : interfaceAddress];
 }
 
 Journal::Content Journal::Copy() const {

@@ -60,15 +60,16 @@ void RefreshCycle::ExpectPolled(CtrlTable::Access& table) {
 
 void RefreshCycle::SweepPass() {
   CtrlTable::Access table(table_);
-  // Looking for those that are gone takes a walk, and nobody waits for a sweep to the tick.
-  if (TicksSoFar() % kTicksBetweenSweepChecks == 0) {
+  // Looking for those that are gone, or have come, takes a walk, and nobody waits for a sweep to the tick.
+  const bool isTimeToLook = TicksSoFar() % kTicksBetweenSweepChecks == 0;
+  if (isTimeToLook) {
     std::erase_if(sweeps_.Unasked(), [&](std::uint32_t lanSeekID) {
       const CtrlTable::Record record = table.Find(lanSeekID);
       return !record || !IsPolledByAddress(*record);
     });
   }
   sweeps_.Tick();
-  if (sweeps_.WantsPolled()) ExpectPolled(table);
+  if (sweeps_.WantsPolled() && (isTimeToLook || sweeps_.AsksAnybody())) ExpectPolled(table);
 }
 
 void RefreshCycle::ArmInitialTimeouts() {

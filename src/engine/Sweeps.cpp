@@ -29,8 +29,7 @@ void Sweeps::Tick() {
   const bool polls = PollsDone();
   if (!interfaces || !polls) return;
   // With nobody to ask, the empty list is complete once and for all.
-  const bool asked = !interfaces_.empty() || anyPolled_;
-  if (asked || Completed() == 0) completed_.fetch_add(1, std::memory_order_relaxed);
+  if (AsksAnybody() || Completed() == 0) completed_.fetch_add(1, std::memory_order_relaxed);
   for (Interface& each : interfaces_) each.done = false;
   wantsPolled_ = true;
 }

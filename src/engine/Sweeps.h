@@ -23,6 +23,8 @@ class Sweeps {
 
   /// Whether the sweep has just begun, so that it does not know yet whom it has to wait for.
   bool WantsPolled() const { return wantsPolled_; }
+  /// Whether there was anybody to ask in this sweep.
+  bool AsksAnybody() const { return !interfaces_.empty() || anyPolled_; }
   /// The controllers that are polled by address, and the ticks that their answers may take.
   void Expect(std::vector<std::uint32_t> polled, std::int32_t timeout);
   /// Whom the sweep still waits to ask; a caller removes those that are gone.

@@ -10,17 +10,14 @@
 
 #include <kellanseek/client.hpp>
 
+#include "tests/support/Counted.h"
+
 namespace kellanseek::test {
 
 /// A component object whose controllers, events and failures the test decides. Calls its sinks on the thread
 /// that calls Tell(). Like the component, it holds no lock while a sink runs.
-class FakeComponent final : public IKelLanSeek2,
-                            public IKelCtrlIdentity3,
-                            public IKelLanSeekSubscribe,
-                            public IKelBase,
-                            public IKelVCLanSeek2,
-                            public IKelLanSeekConfig,
-                            public IKelLanSeekDiagnostics {
+class FakeComponent final : public Counted<IKelLanSeek2, IKelCtrlIdentity3, IKelLanSeekSubscribe, IKelBase,
+                                           IKelVCLanSeek2, IKelLanSeekConfig, IKelLanSeekDiagnostics> {
  public:
   using Controller = client::Controller;
 
@@ -75,12 +72,6 @@ class FakeComponent final : public IKelLanSeek2,
     if (*object == nullptr) return E_NOINTERFACE;
     AddRef();
     return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
   }
 
   // IKelLanSeek2
@@ -225,7 +216,7 @@ class FakeComponent final : public IKelLanSeek2,
  private:
   class List;
 
-  ~FakeComponent() { alive_ = false; }
+  ~FakeComponent() override { alive_ = false; }
 
   template <typename Use>
   HRESULT With(std::uint32_t id, Use use) {
@@ -266,7 +257,6 @@ class FakeComponent final : public IKelLanSeek2,
   }
 
   std::atomic<bool>& alive_;
-  std::atomic<ULONG> references_{1};
   std::mutex mutex_;
   std::map<std::uint32_t, Controller> controllers_;
   std::map<ULONG, KelComPtr<IKelObjectEvents>> sinks_;

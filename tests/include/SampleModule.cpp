@@ -1,11 +1,11 @@
 #include "SampleModule.h"
 
-#include <atomic>
+#include "tests/support/Counted.h"
 
 namespace {
 
 /// Supports IKelBase; its error text is a BSTR freed by the client.
-class Sample final : public IKelBase {
+class Sample final : public kellanseek::test::Counted<IKelBase> {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     const bool offered = iid == IID_IKelBase || iid == IID_IUnknown;
@@ -14,19 +14,10 @@ class Sample final : public IKelBase {
     AddRef();
     return S_OK;
   }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
   HRESULT STDMETHODCALLTYPE GetLastErrorInfo(BSTR* text) override {
     *text = KelBstr(L"from the module").Detach();
     return S_OK;
   }
-
- private:
-  std::atomic<ULONG> references_ = 0;
 };
 
 class SampleFactory final : public IClassFactory {
@@ -39,7 +30,7 @@ class SampleFactory final : public IClassFactory {
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-    const KelComPtr<IKelBase> sample(new Sample);
+    const auto sample = KelComPtr<IKelBase>::Attach(new Sample);
     return sample->QueryInterface(iid, object);
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }

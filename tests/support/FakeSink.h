@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -11,6 +10,8 @@
 #include <vector>
 
 #include <kellanseek/KelLanSeek.h>
+
+#include "tests/support/Counted.h"
 
 namespace kellanseek::test {
 
@@ -23,7 +24,7 @@ struct ReceivedEvent {
 };
 
 /// A client's sink. Records the events and returns the result of `onNotify`.
-class FakeSink final : public IKelObjectEvents {
+class FakeSink final : public Counted<IKelObjectEvents> {
  public:
   using Answer = std::function<HRESULT(const ReceivedEvent& event)>;
 
@@ -41,12 +42,6 @@ class FakeSink final : public IKelObjectEvents {
     AddRef();
     return S_OK;
   }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) override {
     ReceivedEvent received;
@@ -58,8 +53,6 @@ class FakeSink final : public IKelObjectEvents {
     const Completion completion(*this, received);
     return onNotify_ ? onNotify_(received) : S_OK;
   }
-
-  ULONG References() const { return references_; }
 
   /// Waits until `count` calls have ended and returns their events. After ten seconds returns what there is.
   std::vector<ReceivedEvent> WaitFor(std::size_t count) {
@@ -90,13 +83,12 @@ class FakeSink final : public IKelObjectEvents {
   };
 
   explicit FakeSink(Answer onNotify) : onNotify_(std::move(onNotify)) {}
-  ~FakeSink() {
+  ~FakeSink() override {
     if (onDestroyed_) onDestroyed_();
   }
 
   const Answer onNotify_;
   std::function<void()> onDestroyed_;
-  std::atomic<ULONG> references_{1};
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<ReceivedEvent> events_;

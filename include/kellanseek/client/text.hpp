@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include <kellanseek/com.h>
+#include <kellanseek/com/utf8.h>
 
 namespace kellanseek::client {
 
@@ -60,24 +61,7 @@ char32_t TakeCharacter(std::basic_string_view<Unit>& text) {
   return unit > 0x10FFFF || IsBetween(unit, 0xD800, 0xDFFF) ? kReplacement : unit;
 }
 
-inline void AppendCharacter(std::string& text, char32_t character) {
-  const auto tail = [&](int shift) { text += static_cast<char>(0x80 | (character >> shift & 0x3F)); };
-  if (character < 0x80) {
-    text += static_cast<char>(character);
-  } else if (character < 0x800) {
-    text += static_cast<char>(0xC0 | character >> 6);
-    tail(0);
-  } else if (character < 0x10000) {
-    text += static_cast<char>(0xE0 | character >> 12);
-    tail(6);
-    tail(0);
-  } else {
-    text += static_cast<char>(0xF0 | character >> 18);
-    tail(12);
-    tail(6);
-    tail(0);
-  }
-}
+inline void AppendCharacter(std::string& text, char32_t character) { com::AppendUtf8(text, character); }
 
 template <typename Unit>
 void AppendCharacter(std::basic_string<Unit>& text, char32_t character) {

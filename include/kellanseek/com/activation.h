@@ -12,6 +12,7 @@
 #include <kellanseek/com/base.h>
 #include <kellanseek/com/identifiers.h>
 #include <kellanseek/com/registry.h>
+#include <kellanseek/com/utf8.h>
 
 enum COINIT : DWORD { COINIT_MULTITHREADED = 0, COINIT_APARTMENTTHREADED = 2 };
 enum CLSCTX : DWORD { CLSCTX_INPROC_SERVER = 1, CLSCTX_ALL = 23 };
@@ -87,24 +88,8 @@ inline std::string Utf8(std::wstring_view text) {
   std::string bytes;
   for (const wchar_t character : text) {
     const auto code = static_cast<char32_t>(character);
-    const auto tail = [&](int shift) { bytes += static_cast<char>(0x80 | (code >> shift & 0x3F)); };
-    if (code < 0x80) {
-      bytes += static_cast<char>(code);
-    } else if (code < 0x800) {
-      bytes += static_cast<char>(0xC0 | code >> 6);
-      tail(0);
-    } else if (code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) {
-      bytes += '?';
-    } else if (code < 0x10000) {
-      bytes += static_cast<char>(0xE0 | code >> 12);
-      tail(6);
-      tail(0);
-    } else {
-      bytes += static_cast<char>(0xF0 | code >> 18);
-      tail(12);
-      tail(6);
-      tail(0);
-    }
+    const bool isCharacter = code <= 0x10FFFF && (code < 0xD800 || code >= 0xE000);
+    AppendUtf8(bytes, isCharacter ? code : U'?');
   }
   return bytes;
 }

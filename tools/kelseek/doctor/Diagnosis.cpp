@@ -84,8 +84,7 @@ void Diagnosis::Interfaces() {
     Interface(entry);
   }
   if (used > 0) return;
-  const bool isOff = TextOf(MemberOf(report_, "configuration"), "interfaceMode") == "onlyListed" &&
-                     SettingOf(report_, "DynamicDetectionEnabled") == 0;
+  const bool isOff = SettingOf(report_, "DynamicDetectionEnabled") == 0;
   Add(Mark::Fault, "no-interface",
       "No network of this host takes part in the search, so no broadcast is sent.",
       isOff ? "Broadcast discovery is switched off in the settings." : InterfacesInWords(report_),

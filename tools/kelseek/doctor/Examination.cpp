@@ -34,6 +34,15 @@ constexpr milliseconds kAnswerTime{1500};
 /// So many silent configured controllers are asked without being named; more would have the same cause.
 constexpr std::size_t kMaxSilentAsked = 8;
 
+/// The socket library, for the doctor's own sockets: the component's use of it ends with the component.
+class SocketLibrary {
+ public:
+  SocketLibrary() { platform::SystemUdpNetwork().Startup(); }
+  ~SocketLibrary() { platform::SystemUdpNetwork().Cleanup(); }
+  SocketLibrary(const SocketLibrary&) = delete;
+  SocketLibrary& operator=(const SocketLibrary&) = delete;
+};
+
 std::uint16_t PortOf(const Json& report, const char* setting) {
   return static_cast<std::uint16_t>(SettingOf(report, setting));
 }
@@ -155,6 +164,7 @@ void LookAtConfiguration(Facts& facts) {
 }  // namespace
 
 Facts Examine(Session& session, const Questions& questions) {
+  const SocketLibrary library;
   Facts facts;
   facts.host = platform::KindOfHost();
   facts.report = ListenForOneSweep(session, facts.listened);

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <atomic>
+
+#include <kellanseek/com.h>
+
+namespace kellanseek::test {
+
+/// The reference count of a COM object on the heap. QueryInterface is left to the class.
+template <typename... Interfaces>
+class Counted : public Interfaces... {
+ public:
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  ULONG References() const { return references_; }
+
+ protected:
+  virtual ~Counted() = default;
+
+ private:
+  std::atomic<ULONG> references_{1};
+};
+
+}  // namespace kellanseek::test
