@@ -21,6 +21,7 @@
 #include <system_error>
 
 #include "platform/linux/Descriptor.h"
+#include "platform/linux/FileText.h"
 
 namespace kellanseek::platform {
 namespace {
@@ -194,6 +195,6 @@ HostKind KindOfHost() {
   return HostKind::Ordinary;
 }
 
-std::string TextOfError(int error) { return std::system_category().message(error); }
+std::string TextOfError(int error) { return ToUtf8(ErrorText(error)); }
 
 }  // namespace kellanseek::platform

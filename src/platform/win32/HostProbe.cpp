@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <system_error>
 
 #include "platform/win32/DatagramSocket.h"
 #include "platform/win32/System.h"
@@ -57,7 +56,8 @@ class ConnectedSocket {
 
 Reply::Kind KindOfFailure(int error) {
   switch (error) {
-    case WSAECONNRESET: return Reply::Kind::PortClosed;
+    case WSAECONNRESET:
+    case WSAECONNREFUSED: return Reply::Kind::PortClosed;
     case WSAEHOSTUNREACH:
     case WSAENETUNREACH:
     case WSAENETRESET: return Reply::Kind::HostUnreachable;
@@ -108,8 +108,12 @@ NeighbourState NeighbourStateOf(Ipv4 address) {
   if (GetIpNetTable(table, &size, FALSE) != NO_ERROR) return NeighbourState::Unknown;
   for (DWORD i = 0; i < table->dwNumEntries; ++i) {
     if (table->table[i].dwAddr != address) continue;
+    const MIB_IPNETROW& row = table->table[i];
     constexpr DWORD kInvalid = 2;
-    return table->table[i].dwType == kInvalid ? NeighbourState::Silent : NeighbourState::Answered;
+    const BYTE* const end = row.bPhysAddr + std::min<DWORD>(row.dwPhysAddrLen, MAXLEN_PHYSADDR);
+    // An entry that waits for an answer has no hardware address yet.
+    const bool isKnown = std::any_of(row.bPhysAddr, end, [](BYTE each) { return each != 0; });
+    return row.dwType == kInvalid || !isKnown ? NeighbourState::Silent : NeighbourState::Answered;
   }
   return NeighbourState::Unknown;
 }
@@ -125,7 +129,14 @@ Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chro
   FD_SET(socket.Get(), &ready);
   timeval limit = {static_cast<long>(timeout.count() / 1000),
                    static_cast<long>(timeout.count() % 1000 * 1000)};
-  if (select(0, &ready, nullptr, nullptr, &limit) <= 0) return {};
+  // A refusal may count as an exception rather than as something to read.
+  fd_set refused = ready;
+  if (select(0, &ready, nullptr, &refused, &limit) <= 0) {
+    int error = 0;
+    int size = sizeof error;
+    getsockopt(socket.Get(), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size);
+    return error == 0 ? Reply() : Failure(error);
+  }
   std::array<char, 2048> buffer{};
   const int size = recv(socket.Get(), buffer.data(), static_cast<int>(buffer.size()), 0);
   if (size == SOCKET_ERROR) return Failure(WSAGetLastError());
@@ -135,6 +146,6 @@ Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chro
 
 HostKind KindOfHost() { return HostKind::Ordinary; }
 
-std::string TextOfError(int error) { return std::system_category().message(error); }
+std::string TextOfError(int error) { return text::ToUtf8(SystemMessage(static_cast<DWORD>(error))); }
 
 }  // namespace kellanseek::platform
