@@ -73,9 +73,9 @@ class KnownPlant {
     const std::string_view source(datagram.data() + datagram.size() + 1);
     next_ += datagram.size() + source.size() + 2;
     if (next_ == arena_.size()) next_ = 0;
-    engine.dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(source),
-                                    {engine::MsgSource::FromResponseSocket, 0, engine.interfaces[0].address, 0},
-                                    message);
+    engine.dispatcher.HandleMessage(
+        datagram, datagram.size(), platform::ParseIpv4(source),
+        {engine::MsgSource::FromResponseSocket, 0, engine.interfaces[0].address, 0}, message);
   }
   test::EngineHarness engine;
 

@@ -13,8 +13,8 @@ using component::CKelLanSeek;
 using component::ClassFactory;
 
 const std::vector<const IID*> kInterfaces = {
-    &IID_IKelCtrlIdentity, &IID_IKelLanSeek,       &IID_IKelLanSeekSubscribe, &IID_IKelVCLanSeek,
-    &IID_IKelBase,         &IID_IKelLanSeekConfig, &IID_IKelCtrlIdentity2,    &IID_IKelLanSeek2,
+    &IID_IKelCtrlIdentity, &IID_IKelLanSeek,       &IID_IKelLanSeekSubscribe,  &IID_IKelVCLanSeek,
+    &IID_IKelBase,         &IID_IKelLanSeekConfig, &IID_IKelCtrlIdentity2,     &IID_IKelLanSeek2,
     &IID_IKelVCLanSeek2,   &IID_IKelCtrlIdentity3, &IID_IKelLanSeekDiagnostics};
 
 /// IDispatch, ISupportErrorInfo, and interfaces of other objects.

@@ -110,7 +110,9 @@ TEST_F(DiagnosticsTest, TheReportTellsWhereTheConfigurationComesFromAndWhoNeverA
 TEST_F(DiagnosticsTest, TheReportNamesTheInterfaceThatTheSystemRefused) {
   network.Refuse(platform::ParseIpv4("192.168.1.5"));
   Create();
-  const auto refused = [](const Json& report) { return report["interfaces"][0].value("why", "") == "refused"; };
+  const auto refused = [](const Json& report) {
+    return report["interfaces"][0].value("why", "") == "refused";
+  };
   const Json entry = ReportWhen(refused)["interfaces"][0];
   EXPECT_EQ(entry["why"], "refused");
   EXPECT_EQ(entry["refused"], Json({{"step", "bind"}, {"port", 5512}, {"error", 99}}));

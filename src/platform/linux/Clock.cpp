@@ -7,7 +7,8 @@ namespace kellanseek::platform {
 std::uint64_t MonotonicMilliseconds() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
-  return 1 + static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
+  return 1 + static_cast<std::uint64_t>(now.tv_sec) * 1000 +
+         static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
 }
 
 std::uint32_t TickCount() { return static_cast<std::uint32_t>(MonotonicMilliseconds()); }
