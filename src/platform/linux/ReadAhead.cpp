@@ -15,9 +15,7 @@
 namespace kellanseek::platform {
 namespace {
 
-constexpr unsigned kBatch = 64;             ///< Datagrams read by one call.
-constexpr std::size_t kMostPending = 8192;  ///< Datagrams read ahead. Further ones stay in the kernel.
-constexpr std::size_t kHandedBetweenReads = 32;
+constexpr unsigned kBatch = 64;  ///< Datagrams read by one call.
 
 /// The interface on which a datagram arrived; 0 if the kernel did not report it.
 unsigned ArrivalInterface(msghdr& header) {
@@ -71,24 +69,12 @@ ReadAheadReceiver::~ReadAheadReceiver() = default;
 
 Received ReadAheadReceiver::ReceiveOne(Event& stop, std::chrono::milliseconds timeout) {
   if (stop.TryWait()) return {};
-  if (next_ == pending_.size()) {
-    DropHandedOn();
+  if (pending_.Empty()) {
     const Received waited = WaitUntilReadable(stop, timeout);
     if (waited.outcome != Received::Outcome::Datagram) return waited;
-    ReadReady();
-  } else if (sinceLastRead_ >= kHandedBetweenReads) {
-    if (next_ >= kMostPending) DropHandedOn();
-    ReadReady();
   }
-  return HandOn();
-}
-
-void ReadAheadReceiver::DropHandedOn() {
-  const std::size_t keptFrom = next_ < pending_.size() ? pending_[next_].offset : bytes_.size();
-  bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(keptFrom));
-  pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(next_));
-  for (Pending& pending : pending_) pending.offset -= keptFrom;
-  next_ = 0;
+  if (pending_.ReadIsDue()) ReadReady();
+  return pending_.HandOn();
 }
 
 Received ReadAheadReceiver::WaitUntilReadable(Event& stop, std::chrono::milliseconds timeout) {
@@ -114,19 +100,17 @@ Received ReadAheadReceiver::WaitUntilReadable(Event& stop, std::chrono::millisec
 }
 
 void ReadAheadReceiver::ReadReady() {
-  sinceLastRead_ = 0;
+  pending_.BeginRead();
   for (const Source& source : sources_) ReadFrom(source);
 }
 
 void ReadAheadReceiver::ReadFrom(const Source& source) {
-  while (pending_.size() - next_ < kMostPending) {
+  while (!pending_.Full()) {
     batch_->Prepare();
     const int read = recvmmsg(source.from.descriptor, batch_->headers.data(), kBatch, MSG_DONTWAIT, nullptr);
     if (read < 0 && errno == EINTR) continue;
     if (read < 0) {
-      if (errno != EAGAIN && errno != EWOULDBLOCK) {
-        pending_.push_back({.socket = source.socket, .offset = bytes_.size(), .error = errno});
-      }
+      if (errno != EAGAIN && errno != EWOULDBLOCK) pending_.KeepError(source.socket, errno);
       return;
     }
     for (unsigned i = 0; i < static_cast<unsigned>(read); ++i) Keep(source, i);
@@ -137,42 +121,17 @@ void ReadAheadReceiver::ReadFrom(const Source& source) {
 void ReadAheadReceiver::Keep(const Source& source, unsigned index) {
   mmsghdr& received = batch_->headers[index];
   if (source.from.isBroadcast && !source.bound->HearsBroadcastsOn(ArrivalInterface(received.msg_hdr))) return;
-  Pending kept{.socket = source.socket, .offset = bytes_.size(), .length = received.msg_len};
-  if ((received.msg_hdr.msg_flags & MSG_TRUNC) != 0) {
-    kept.error = EMSGSIZE;
-    kept.length = 0;
-  }
+  if ((received.msg_hdr.msg_flags & MSG_TRUNC) != 0) return pending_.KeepError(source.socket, EMSGSIZE);
+  PendingDatagrams::Origin origin{.socket = source.socket};
   const sockaddr_storage& from = batch_->sources[index];
   if (received.msg_hdr.msg_namelen == sizeof(sockaddr_in) && from.ss_family == AF_INET) {
     sockaddr_in inet{};
     std::memcpy(&inet, &from, sizeof inet);
-    kept.source = inet.sin_addr.s_addr;
-    kept.sourcePort = ntohs(inet.sin_port);
-    kept.sourceIsIpv4 = true;
+    origin.source = inet.sin_addr.s_addr;
+    origin.sourcePort = ntohs(inet.sin_port);
+    origin.sourceIsIpv4 = true;
   }
-  const char* text = batch_->buffers.data() + index * capacity_;
-  bytes_.insert(bytes_.end(), text, text + kept.length);
-  bytes_.push_back('\0');
-  pending_.push_back(kept);
-}
-
-Received ReadAheadReceiver::HandOn() {
-  if (next_ == pending_.size()) return {};
-  const Pending& pending = pending_[next_++];
-  ++sinceLastRead_;
-  Received received;
-  received.socket = pending.socket;
-  if (pending.error != 0) {
-    received.outcome = Received::Outcome::ReadError;
-    received.error = pending.error;
-    return received;
-  }
-  received.outcome = Received::Outcome::Datagram;
-  received.text = {bytes_.data() + pending.offset, pending.length};
-  received.source = pending.source;
-  received.sourcePort = pending.sourcePort;
-  received.sourceIsIpv4 = pending.sourceIsIpv4;
-  return received;
+  pending_.Keep(origin, {batch_->buffers.data() + index * capacity_, received.msg_len});
 }
 
 }  // namespace kellanseek::platform

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "platform/PendingDatagrams.h"
 #include "platform/win32/DatagramSocket.h"
 #include "platform/win32/SocketWaker.h"
 #include "platform/win32/System.h"
@@ -21,8 +22,8 @@ sockaddr_in SocketAddress(Ipv4 address, std::uint16_t port) {
   return result;
 }
 
-/// The system itself delivers to a bound socket the unicasts to its address and the broadcasts of its
-/// interface.
+/// A non-blocking socket, so that a receiver can read until nothing is left. The system itself delivers to a
+/// bound socket the unicasts to its address and the broadcasts of its interface.
 class WinsockSocket final : public UdpSocket {
  public:
   explicit WinsockSocket(SOCKET socket) : socket_(socket) {}
@@ -41,19 +42,25 @@ class WinsockSocket final : public UdpSocket {
   }
 
   SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
+    SocketError error = TrySendTo(bytes, destination, port);
+    while (error == kNoRoom) {
+      fd_set writable = {};
+      FD_SET(socket_, &writable);
+      if (select(0, nullptr, &writable, nullptr, nullptr) == SOCKET_ERROR) return WSAGetLastError();
+      error = TrySendTo(bytes, destination, port);
+    }
+    return error;
+  }
+
+  SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
     const sockaddr_in remote = SocketAddress(destination, port);
     const int size = static_cast<int>(bytes.size());
     const int sent =
         sendto(socket_, bytes.data(), size, 0, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
     if (sent == size) return 0;
-    return sent == SOCKET_ERROR ? WSAGetLastError() : WSAEMSGSIZE;
-  }
-
-  SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
-    fd_set writable = {};
-    FD_SET(socket_, &writable);
-    timeval now = {};
-    return select(0, nullptr, &writable, nullptr, &now) == 0 ? kNoRoom : SendTo(bytes, destination, port);
+    if (sent != SOCKET_ERROR) return WSAEMSGSIZE;
+    const SocketError error = WSAGetLastError();
+    return error == WSAEWOULDBLOCK ? kNoRoom : error;
   }
 
  private:
@@ -96,7 +103,7 @@ class SocketSet {
 class SelectReceiver final : public DatagramReceiver {
  public:
   SelectReceiver(const std::vector<UdpSocket*>& sockets, std::size_t capacity)
-      : ready_(sockets.size() + 1), buffer_(capacity + 1) {
+      : ready_(sockets.size() + 1), buffer_(capacity) {
     sockets_.reserve(sockets.size());
     for (const UdpSocket* socket : sockets) {
       sockets_.push_back(static_cast<const WinsockSocket*>(socket)->Socket());
@@ -104,6 +111,21 @@ class SelectReceiver final : public DatagramReceiver {
   }
 
   Received ReceiveOne(Event& stop, std::chrono::milliseconds timeout) override {
+    if (stop.TryWait()) return {};
+    if (pending_.Empty()) {
+      const Received waited = WaitUntilReadable(stop, timeout);
+      if (waited.outcome != Received::Outcome::Datagram) return waited;
+    }
+    if (pending_.ReadIsDue()) {
+      pending_.BeginRead();
+      for (std::size_t i = 0; i < sockets_.size(); ++i) ReadFrom(i);
+    }
+    return pending_.HandOn();
+  }
+
+ private:
+  /// Returns Nothing, WaitFailed, StrangeSocket, or Datagram if there is something to read.
+  Received WaitUntilReadable(Event& stop, std::chrono::milliseconds timeout) {
     const AttachedWaker attached(stop, waker_);
     if (stop.TryWait()) return {};
     Received received;
@@ -118,18 +140,12 @@ class SelectReceiver final : public DatagramReceiver {
       waker_.Drain();
       if (ready_.Native()->fd_count == 1) return {};
     }
-    const auto first = std::find_if(sockets_.begin(), sockets_.end(),
-                                    [this](SOCKET socket) { return ready_.Contains(socket); });
-    if (first == sockets_.end()) {
-      received.outcome = Received::Outcome::StrangeSocket;
-      return received;
-    }
-    received.socket = static_cast<std::size_t>(first - sockets_.begin());
-    Read(*first, received);
+    const bool known = std::any_of(sockets_.begin(), sockets_.end(),
+                                   [this](SOCKET socket) { return ready_.Contains(socket); });
+    received.outcome = known ? Received::Outcome::Datagram : Received::Outcome::StrangeSocket;
     return received;
   }
 
- private:
   /// Returns the number of ready sockets, 0 after the time-out, or SOCKET_ERROR.
   int WaitUntilReady(std::chrono::milliseconds timeout) {
     ready_.Clear();
@@ -143,27 +159,31 @@ class SelectReceiver final : public DatagramReceiver {
     return select(0, ready_.Native(), nullptr, nullptr, &limit);
   }
 
-  void Read(SOCKET socket, Received& received) {
-    sockaddr_in source = {};
-    int sourceSize = sizeof source;
-    const int length = recvfrom(socket, buffer_.data(), static_cast<int>(buffer_.size() - 1), 0,
-                                reinterpret_cast<sockaddr*>(&source), &sourceSize);
-    if (length == SOCKET_ERROR) {
-      received.outcome = Received::Outcome::ReadError;
-      received.error = WSAGetLastError();
-      return;
+  void ReadFrom(std::size_t index) {
+    while (!pending_.Full()) {
+      sockaddr_in source = {};
+      int sourceSize = sizeof source;
+      const int length = recvfrom(sockets_[index], buffer_.data(), static_cast<int>(buffer_.size()), 0,
+                                  reinterpret_cast<sockaddr*>(&source), &sourceSize);
+      if (length == SOCKET_ERROR) {
+        const SocketError error = WSAGetLastError();
+        if (error == WSAEWOULDBLOCK) return;
+        pending_.KeepError(index, error);
+        // These belong to one datagram, sent or received; every other error may last.
+        if (error != WSAEMSGSIZE && error != WSAECONNRESET) return;
+        continue;
+      }
+      const bool isIpv4 = sourceSize == sizeof source && source.sin_family == AF_INET;
+      pending_.Keep({index, source.sin_addr.s_addr, ntohs(source.sin_port), isIpv4},
+                    {buffer_.data(), static_cast<std::size_t>(length)});
     }
-    received.outcome = Received::Outcome::Datagram;
-    received.text = std::span(buffer_.data(), static_cast<std::size_t>(length));
-    received.sourceIsIpv4 = sourceSize == sizeof source && source.sin_family == AF_INET;
-    received.source = source.sin_addr.s_addr;
-    received.sourcePort = ntohs(source.sin_port);
   }
 
   SocketWaker waker_;
   std::vector<SOCKET> sockets_;
   SocketSet ready_;
   std::vector<char> buffer_;
+  PendingDatagrams pending_;
 };
 
 class WinsockNetwork final : public UdpNetwork {
@@ -188,7 +208,11 @@ class WinsockNetwork final : public UdpNetwork {
     const SOCKET handle = MakeDatagramSocket();
     error = handle == INVALID_SOCKET ? WSAGetLastError() : 0;
     if (handle == INVALID_SOCKET) return nullptr;
-    return std::make_unique<WinsockSocket>(handle);
+    auto socket = std::make_unique<WinsockSocket>(handle);
+    u_long on = 1;
+    if (ioctlsocket(handle, FIONBIO, &on) == 0) return socket;
+    error = WSAGetLastError();
+    return nullptr;
   }
 
   std::unique_ptr<DatagramReceiver> CreateReceiver(std::vector<UdpSocket*> sockets,
