@@ -138,6 +138,7 @@ CtrlTable::Access::~Access() {
   std::vector<KelComPtr<IUnknown>> toRelease;
   toRelease.swap(contents_.toRelease);
   table_.mutex_.Unlock();
+  if (!toRelease.empty()) platform::CheckNoLockHeld("releases a client's object");
 }
 
 std::size_t CtrlTable::Access::Size() const { return contents_.records.size(); }

@@ -47,7 +47,7 @@ class CtrlTable {
   struct Node;
   struct Contents;
 
-  platform::Mutex mutex_;
+  platform::Mutex mutex_{platform::LockOrder::Table};
   std::atomic<std::uint32_t> nextLanSeekID_{kLastReservedLanSeekID + 1};
   const std::unique_ptr<Contents> contents_;
 };

@@ -105,11 +105,11 @@ class CrVCDaemon : public RemoteVCPublisher {
   diagnostics::StepTrace failed_;
 
   platform::Event queued_{platform::Event::Kind::AutoReset};
-  mutable platform::Mutex queueLock_;
+  mutable platform::Mutex queueLock_{platform::LockOrder::DaemonQueue};
   std::size_t longestQueue_ GUARDED_BY(queueLock_) = 0;
   std::vector<DaemonMessage> queue_ GUARDED_BY(queueLock_);
   std::atomic<bool> active_{false};  ///< Whether a controller is published; otherwise messages are dropped.
-  mutable platform::Mutex listLock_;
+  mutable platform::Mutex listLock_{platform::LockOrder::DaemonList};
   std::vector<RemoteVCEntry> published_ GUARDED_BY(listLock_);
   std::vector<std::string> macTexts_ GUARDED_BY(listLock_);  ///< Of the interfaces, by position.
 };

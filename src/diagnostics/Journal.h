@@ -91,7 +91,7 @@ class Journal {
  private:
   const Clock clock_;
   const std::uint64_t start_;
-  mutable platform::Mutex lock_;
+  mutable platform::Mutex lock_{platform::LockOrder::Journal};
   Content content_ GUARDED_BY(lock_);
   std::map<platform::Ipv4, std::atomic<std::uint64_t>> lastHeard_ GUARDED_BY(lock_);
 };

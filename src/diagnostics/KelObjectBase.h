@@ -43,7 +43,7 @@ class CKelObjectBase {
  private:
   std::optional<std::wstring> ErrorText();
 
-  platform::Mutex mutex_;
+  platform::Mutex mutex_{platform::LockOrder::ErrorText};
   std::optional<std::wstring> text_ GUARDED_BY(mutex_);
 };
 

@@ -114,7 +114,7 @@ class CControllerSeek {
   bool socketLibraryStarted_ = false;
 
   /// Held for a whole rebuild, and by a full stop until the run has ended, so that the two never mix.
-  platform::Mutex runLock_;
+  platform::Mutex runLock_{platform::LockOrder::Run};
   bool stopping_ GUARDED_BY(runLock_) = false;
   std::unique_ptr<NetworkRun> run_ GUARDED_BY(runLock_);
 

@@ -1,10 +1,14 @@
 #include "engine/EngineLock.h"
 
+#include "platform/LockOrder.h"
+
 namespace kellanseek::engine {
 
 void EngineLock::Acquire() {
   if (!HeldByThisThread()) {
+    platform::CheckLockOrder(platform::LockOrder::Engine);
     mutex_.lock();
+    platform::LockTaken(platform::LockOrder::Engine);
     owner_.store(std::this_thread::get_id(), std::memory_order_relaxed);
   }
   ++depth_;
@@ -13,6 +17,7 @@ void EngineLock::Acquire() {
 void EngineLock::Release() {
   if (--depth_ > 0) return;
   owner_.store(std::thread::id(), std::memory_order_relaxed);
+  platform::LockReleased(platform::LockOrder::Engine);
   mutex_.unlock();
 }
 

@@ -7,6 +7,7 @@
 #include "controllers/TextKeys.h"
 #include "diagnostics/UnitNames.h"
 #include "platform/CodePage.h"
+#include "platform/LockOrder.h"
 #include "platform/Thread.h"
 
 namespace kellanseek::engine {
@@ -80,6 +81,7 @@ bool HostNames::ResolveQueued() {
     const Pending controller = next.front();
     next.clear();
     std::optional<std::string> hostName;
+    platform::CheckNoLockHeld("looks up a name");
     const bool done = platform::RunStep([&] { hostName = lookup_.HostName(controller.address); }, failed_);
     if (stopEngine_.TryWait()) return false;
     if (done && hostName) platform::RunStep([&] { Store(controller.lanSeekID, *hostName); }, failed_);

@@ -56,7 +56,7 @@ class HostNames {
   platform::Event& stopEngine_;
   diagnostics::StepTrace failed_;
   platform::Event queued_{platform::Event::Kind::AutoReset};
-  mutable platform::Mutex queueLock_;
+  mutable platform::Mutex queueLock_{platform::LockOrder::HostNames};
   std::size_t longestQueue_ GUARDED_BY(queueLock_) = 0;
   Queue queue_ GUARDED_BY(queueLock_);
   std::unordered_map<std::uint32_t, Queue::iterator> byId_ GUARDED_BY(queueLock_);

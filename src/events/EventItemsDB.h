@@ -96,12 +96,12 @@ class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueu
 
   platform::Event queueSignal_{platform::Event::Kind::AutoReset};
 
-  platform::Mutex subscriberMutex_ ACQUIRED_BEFORE(queueMutex_);
+  platform::Mutex subscriberMutex_ ACQUIRED_BEFORE(queueMutex_){platform::LockOrder::Subscribers};
   /// By cookie, which is also the order of subscription.
   std::map<std::uint32_t, SubscriberRef> subscribers_ GUARDED_BY(subscriberMutex_);
   std::uint32_t nextCookie_ GUARDED_BY(subscriberMutex_) = kFirstCookie;
 
-  mutable platform::Mutex queueMutex_;
+  mutable platform::Mutex queueMutex_{platform::LockOrder::EventQueue};
   std::size_t longestQueue_ GUARDED_BY(queueMutex_) = 0;
   Queue queue_ GUARDED_BY(queueMutex_);
   bool signalNext_ GUARDED_BY(queueMutex_) = true;

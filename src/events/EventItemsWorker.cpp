@@ -12,6 +12,7 @@
 #include "platform/Clock.h"
 #include "platform/Event.h"
 #include "platform/GuardedCall.h"
+#include "platform/LockOrder.h"
 
 namespace kellanseek::events {
 namespace {
@@ -44,6 +45,7 @@ class SinkEvent {
 };
 
 HRESULT CallSink(IKelObjectEvents& sink, KelObjectEvent* record) {
+  platform::CheckNoLockHeld("calls a sink");
   HRESULT result = E_FAIL;
   const bool returned = platform::RunGuarded([&] { result = sink.Notify(record); });
   return returned ? result : E_FAIL;

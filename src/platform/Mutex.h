@@ -2,6 +2,8 @@
 
 #include <mutex>
 
+#include "platform/LockOrder.h"
+
 #if defined(__clang__)
 #define KELLANSEEK_TSA(x) __attribute__((x))
 #else
@@ -21,18 +23,27 @@
 
 namespace kellanseek::platform {
 
-/// A mutex annotated for Clang's thread-safety analysis. Not recursive.
+/// A mutex annotated for Clang's thread-safety analysis. Not recursive. Builds for debugging check the order
+/// of locks each time.
 class KELLANSEEK_TSA(capability("mutex")) Mutex {
  public:
-  Mutex() = default;
+  explicit Mutex(LockOrder order) : order_(order) {}
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  void Lock() ACQUIRE() { mutex_.lock(); }
-  void Unlock() RELEASE() { mutex_.unlock(); }
+  void Lock() ACQUIRE() {
+    CheckLockOrder(order_);
+    mutex_.lock();
+    LockTaken(order_);
+  }
+  void Unlock() RELEASE() {
+    LockReleased(order_);
+    mutex_.unlock();
+  }
 
  private:
   std::mutex mutex_;
+  LockOrder order_;
 };
 
 /// Locks a Mutex for the lifetime of a scope.

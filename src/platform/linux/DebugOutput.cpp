@@ -179,7 +179,7 @@ class TraceSink : public DebugOutput {
 
   Kind kind_ = Kind::None;
   Descriptor standardError_;
-  Mutex mutex_;
+  Mutex mutex_{LockOrder::Trace};
   TraceFile file_ GUARDED_BY(mutex_);
   /// Incomplete messages by thread. Not thread_local: that would keep the module loaded until the thread
   /// ends.

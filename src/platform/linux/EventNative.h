@@ -18,7 +18,7 @@ struct Event::Native {
   const Kind kind;
   Descriptor descriptor;
   std::atomic<bool> signalled{false};
-  Mutex mutex;
+  Mutex mutex{LockOrder::Event};
 };
 
 }  // namespace kellanseek::platform

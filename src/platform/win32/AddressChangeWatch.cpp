@@ -115,7 +115,7 @@ class KeptRequests {
   }
 
  private:
-  Mutex mutex_;
+  Mutex mutex_{LockOrder::AddressWatch};
   std::vector<std::unique_ptr<ChangeRequest>> requests_ GUARDED_BY(mutex_);
 };
 

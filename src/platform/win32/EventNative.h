@@ -26,7 +26,7 @@ struct Event::Native {
   void WakeAll();
 
   UniqueHandle handle;
-  Mutex lock;
+  Mutex lock{LockOrder::Event};
   std::vector<Waker*> wakers GUARDED_BY(lock);
 };
 

@@ -8,7 +8,7 @@ namespace kellanseek::platform {
 namespace {
 
 /// Global, because the system passes no context to the handler.
-Mutex stopMutex;
+Mutex stopMutex{LockOrder::StopSignal};
 Event* stopEvent GUARDED_BY(stopMutex) = nullptr;
 
 bool RequestStop() {
