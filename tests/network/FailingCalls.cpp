@@ -1,5 +1,7 @@
 // Preloaded into a program, makes one of its calls of the system, or one of its allocations, fail:
-//   KELLANSEEK_FAIL=call:N | allocation:N    the N-th, counted from 1; 0 only counts
+//   KELLANSEEK_FAIL=call:N | allocation:N    the N-th, counted from 1 when the program loads its first module
+//   (the
+//                                            component); 0 only counts
 //   KELLANSEEK_FAIL_LOG=PATH                 receives the failed call's name, and at the end the number of
 //   calls
 #include <dlfcn.h>
@@ -20,6 +22,9 @@
 
 namespace {
 
+/// The program has begun to load the component.
+std::atomic<bool> loading{false};
+
 class Counter {
  public:
   explicit Counter(std::string_view kind) : failing_(-1) {
@@ -31,7 +36,7 @@ class Counter {
     if (failing_ == 0) Note(count_.load());
   }
   bool Fails(const char* what) {
-    if (failing_ < 0 || ++count_ != failing_) return false;
+    if (!loading || failing_ < 0 || ++count_ != failing_) return false;
     Note(what);
     return true;
   }
@@ -106,6 +111,13 @@ REPLACE(ssize_t, read, (int a, void* b, size_t c), (a, b, c), FAIL_WITH(EIO))
 REPLACE(int, fstat, (int a, struct stat* b), (a, b), FAIL_WITH(EIO))
 REPLACE(int, pthread_create, (pthread_t * a, const pthread_attr_t* b, void* (*c)(void*), void* d),
         (a, b, c, d), return EAGAIN)
+
+extern "C" void* Replaced_dlopen(const char* path, int mode) __asm__("dlopen");
+void* Replaced_dlopen(const char* path, int mode) {
+  static const auto real = reinterpret_cast<void* (*)(const char*, int)>(::dlsym(RTLD_NEXT, "dlopen"));
+  loading = true;
+  return real(path, mode);
+}
 
 void* operator new(std::size_t size) {
   void* const memory = Allocations().Fails("new") ? nullptr : std::malloc(size != 0 ? size : 1);

@@ -9,7 +9,7 @@ import random
 
 import harness
 
-FOUND, COMPONENT_FAILED = 0, 3
+FOUND, NOTHING_FOUND, COMPONENT_FAILED = 0, 1, 3
 STATIONS = 6
 
 
@@ -17,14 +17,15 @@ class Faults(harness.Scenario):
     def setUp(self):
         super().setUp()
         self.net = self.network("A")
-        self.stations = [self.station({self.net: f"10.1.0.{n}/24"}, name=f"station{n}") for n in range(1, STATIONS + 1)]
+        self.stations = [self.station({self.net: f"10.1.0.{n}/24"}, name=f"station{n}", RefreshInterval=1)
+                         for n in range(1, STATIONS + 1)]
         self.device = self.device(self.net, "10.1.0.200/24", name="cell")
 
     def start(self, number, kind, station):
         log = pathlib.Path(self.lab.scratch) / f"{kind}-{number}"
         self.environment_of(station).update(
             LD_PRELOAD=os.environ["KELLANSEEK_FAILING_CALLS"], KELLANSEEK_FAIL=f"{kind}:{number}", KELLANSEEK_FAIL_LOG=str(log))
-        return self.kelseek(station, "watch", "--json", "--seconds", "2.5", kind=harness.Said), log
+        return self.kelseek(station, "watch", "--seconds", "2.5", kind=harness.Said), log
 
     def fail_each(self, kind, sample):
         run, log = self.start(0, kind, self.stations[0])
@@ -41,11 +42,11 @@ class Faults(harness.Scenario):
                 with self.subTest(kind, number=number, call=log.read_text() if log.exists() else "not reached"):
                     code, output = run.result()
                     errors = run.errors()
+                    self.assertIn(code, (FOUND, NOTHING_FOUND, COMPONENT_FAILED), errors)
                     if code == FOUND:
-                        self.assertIn('"cell"', output)
-                    else:
-                        self.assertEqual(COMPONENT_FAILED, code, f"{output}{errors}{run.trace()}")
-                        self.assertTrue(errors)
+                        self.assertIn(" cell ", output)
+                    else:  # an interface that the system refuses is left out until the next look at the addresses
+                        self.assertTrue(run.trace() if code == NOTHING_FOUND else errors, "no word of the cause")
 
     def test_calls(self):
         self.fail_each("call", 18)
