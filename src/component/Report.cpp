@@ -9,20 +9,19 @@
 #include <variant>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "config/Elements.h"
 #include "config/HostNetworks.h"
 #include "platform/CodePage.h"
 #include "platform/Process.h"
+#include "text/Json.h"
 #include "text/Utf8.h"
 
 namespace kellanseek::component {
 namespace {
 
-using Json = nlohmann::ordered_json;
 using diagnostics::Counters;
 using diagnostics::Journal;
+using text::Json;
 
 constexpr int kVersion = 1;
 
@@ -79,22 +78,22 @@ const char* WayOf(const Row& row, bool pollsByAddress) {
 }
 
 Json Controllers(const std::vector<Row>& rows, bool pollsByAddress, std::uint64_t now) {
-  Json all = Json::array();
+  Json all = Json::Array();
   for (const Row& row : rows) {
-    all.push_back({{"id", row.lanSeekID},
-                   {"name", Text(row.name)},
-                   {"address", Text(row.keys.ctrlAddress)},
-                   {"systemId", Text(row.keys.systemID)},
-                   {"mac", Text(row.keys.macAddress)},
-                   {"type", NameOf(row.type)},
-                   {"way", WayOf(row, pollsByAddress)},
-                   {"listed", row.listed},
-                   {"available", row.available},
-                   {"firstHeardMsAgo", Age(row.history.firstHeard, now)},
-                   {"lastHeardMsAgo", Age(row.history.lastHeard, now)},
-                   {"interface", row.heardOn == 0 ? Json(nullptr) : Address(row.heardOn)},
-                   {"requestsLeft", row.requestsLeft < 0 ? Json(nullptr) : Json(row.requestsLeft)},
-                   {"unanswered", row.history.unanswered}});
+    all.Append({{"id", row.lanSeekID},
+                {"name", Text(row.name)},
+                {"address", Text(row.keys.ctrlAddress)},
+                {"systemId", Text(row.keys.systemID)},
+                {"mac", Text(row.keys.macAddress)},
+                {"type", NameOf(row.type)},
+                {"way", WayOf(row, pollsByAddress)},
+                {"listed", row.listed},
+                {"available", row.available},
+                {"firstHeardMsAgo", Age(row.history.firstHeard, now)},
+                {"lastHeardMsAgo", Age(row.history.lastHeard, now)},
+                {"interface", row.heardOn == 0 ? Json(nullptr) : Address(row.heardOn)},
+                {"requestsLeft", row.requestsLeft < 0 ? Json(nullptr) : Json(row.requestsLeft)},
+                {"unanswered", row.history.unanswered}});
   }
   return all;
 }
@@ -104,14 +103,14 @@ Json Table(const std::vector<Row>& rows) {
   std::size_t dynamic = 0;
   std::size_t configured = 0;
   std::array<std::size_t, 4> byType{};
-  Json silent = Json::array();
+  Json silent = Json::Array();
   for (const Row& row : rows) {
     listed += row.listed ? 1 : 0;
     dynamic += row.definition == DynamicCtrlDefinition ? 1 : 0;
     configured += row.definition == StaticCtrlDefinition ? 1 : 0;
     ++byType.at(static_cast<std::size_t>(row.type));
     if (row.definition != DynamicCtrlDefinition && row.history.firstHeard == 0)
-      silent.push_back(Text(row.keys.ctrlAddress));
+      silent.Append(Text(row.keys.ctrlAddress));
   }
   return {{"records", rows.size()},
           {"listed", listed},
@@ -122,7 +121,7 @@ Json Table(const std::vector<Row>& rows) {
           {"configured", configured},
           {"added", rows.size() - dynamic - configured},
           {"dynamicLimit", controllers::kMaxDynamicRecords},
-          {"neverHeard", std::move(silent)}};
+          {"neverHeard", silent}};
 }
 
 Json File(const config::LoadedFile& file) {
@@ -139,18 +138,18 @@ void AddSettings(const config::Container& container, const config::CKelLanSeekCo
   for (const config::Element& element : container.texts) {
     if (!std::holds_alternative<Field>(element.field)) continue;
     const bool inFile = std::find(stated.begin(), stated.end(), &element) != stated.end();
-    values[text::ToUtf8(element.name)] = {{"value", settings.*std::get<Field>(element.field)},
-                                          {"from", inFile ? "file" : "default"}};
+    values.Set(text::ToUtf8(element.name),
+               {{"value", settings.*std::get<Field>(element.field)}, {"from", inFile ? "file" : "default"}});
   }
 }
 
 Json Configuration(const config::CKelLanSeekConfigSettings& settings, const config::LoadedFiles& files) {
-  Json values = Json::object();
+  Json values = Json::Object();
   AddSettings(config::kCommunicationSettings, settings, files.settingsStated, values);
   AddSettings(config::kScanFileRoot, settings, files.settingsStated, values);
-  Json subnets = Json::array();
+  Json subnets = Json::Array();
   for (const config::SubNetEntry& each : settings.SubNets)
-    subnets.push_back({{"address", Text(each.IPNumber)}, {"mask", Text(each.SubNetMask)}});
+    subnets.Append({{"address", Text(each.IPNumber)}, {"mask", Text(each.SubNetMask)}});
   constexpr std::array<const char*, 3> kModes = {"all", "allButListed", "onlyListed"};
   const auto mode = static_cast<std::size_t>(std::clamp<std::int32_t>(settings.InterfaceMode, 0, 2));
   return {{"directory", files.directory.empty() ? Json(nullptr) : Text(files.directory)},
@@ -158,9 +157,9 @@ Json Configuration(const config::CKelLanSeekConfigSettings& settings, const conf
           {"controllersFile", File(files.controllers)},
           {"controllersListed", files.controllersListed},
           {"controllersAccepted", files.controllersAccepted},
-          {"settings", std::move(values)},
+          {"settings", values},
           {"interfaceMode", kModes.at(mode)},
-          {"subnets", std::move(subnets)}};
+          {"subnets", subnets}};
 }
 
 /// An address of the host with its use and, if it is left out, the reason.
@@ -170,20 +169,20 @@ class InterfaceReport {
       : sources_(sources), journal_(journal), now_(now), used_(sources.engine.Interfaces()) {}
 
   Json Make() {
-    Json all = Json::array();
+    Json all = Json::Array();
     const std::vector<platform::InterfaceDetails> details = sources_.addresses.Details();
     const auto addresses = sources_.addresses.Addresses();
     if (addresses)
-      for (const platform::AddressRow& row : *addresses) all.push_back(OfAddress(row, details));
+      for (const platform::AddressRow& row : *addresses) all.Append(OfAddress(row, details));
     for (const platform::InterfaceDetails& each : details) {
       if (each.hasIpv4) continue;
       Json entry = Common(each);
-      entry["used"] = false;
-      entry["why"] = each.isLoopback ? "loopback"
-                     : !each.isUp    ? "down"
-                     : each.hasIpv6  ? "onlyIpv6"
-                                     : "noAddress";
-      all.push_back(std::move(entry));
+      entry.Set("used", false);
+      entry.Set("why", each.isLoopback ? "loopback"
+                       : !each.isUp    ? "down"
+                       : each.hasIpv6  ? "onlyIpv6"
+                                       : "noAddress");
+      all.Append(entry);
     }
     return all;
   }
@@ -203,17 +202,17 @@ class InterfaceReport {
     };
     const auto found = std::find_if(details.begin(), details.end(), same);
     Json entry = found != details.end() ? Common(*found) : Json{{"index", row.interfaceIndex}};
-    entry["address"] = Address(row.address);
-    entry["mask"] = Address(row.mask);
+    entry.Set("address", Address(row.address));
+    entry.Set("mask", Address(row.mask));
     const char* const why = WhyLeftOut(row);
-    entry["used"] = *why == '\0';
-    if (*why != '\0') entry["why"] = why;
+    entry.Set("used", *why == '\0');
+    if (*why != '\0') entry.Set("why", why);
     for (const Journal::RefusedSocket& refused : journal_.refusedSockets) {
       if (refused.address != row.address) continue;
-      entry["refused"] = {{"step", refused.step}, {"port", refused.port}, {"error", refused.error}};
+      entry.Set("refused", {{"step", refused.step}, {"port", refused.port}, {"error", refused.error}});
     }
     const auto heard = journal_.lastHeard.find(row.address);
-    entry["lastDatagramMsAgo"] = Age(heard == journal_.lastHeard.end() ? 0 : heard->second, now_);
+    entry.Set("lastDatagramMsAgo", Age(heard == journal_.lastHeard.end() ? 0 : heard->second, now_));
     return entry;
   }
 
@@ -252,24 +251,24 @@ class InterfaceReport {
 Json Polling(const ReportSources& sources, const Journal::Content& journal) {
   Json entry = {{"enabled", sources.engine.PollsByAddress()}};
   for (const Journal::RefusedSocket& refused : journal.refusedSockets)
-    if (refused.address == 0) entry["refused"] = {{"step", refused.step}, {"error", refused.error}};
+    if (refused.address == 0) entry.Set("refused", {{"step", refused.step}, {"error", refused.error}});
   return entry;
 }
 
 Json Threads(const Journal::Content& journal) {
-  Json all = Json::array();
+  Json all = Json::Array();
   for (const Journal::ThreadState& each : journal.threads) {
     Json entry = {{"name", each.name}, {"started", each.failure.empty()}};
-    if (!each.failure.empty()) entry["error"] = Text(platform::ToWide(each.failure));
-    all.push_back(std::move(entry));
+    if (!each.failure.empty()) entry.Set("error", Text(platform::ToWide(each.failure)));
+    all.Append(entry);
   }
   return all;
 }
 
 Json Received(const Counters& counters, const Journal::Content& journal) {
-  Json byType = Json::object();
+  Json byType = Json::Object();
   for (std::size_t type = 1; type < counters.accepted.size(); ++type)
-    byType[std::to_string(type)] = counters.accepted[type].Value();
+    byType.Set(std::to_string(type), counters.accepted[type].Value());
   Json dropped = {
       {"own", counters.ownDatagrams.Value()},        {"otherSubnet", counters.otherSubnet.Value()},
       {"malformed", counters.malformed.Value()},     {"lengthMismatch", counters.lengthMismatch.Value()},
@@ -284,23 +283,23 @@ Json Received(const Counters& counters, const Journal::Content& journal) {
           {"onResponseSockets", counters.received[1].Value()},
           {"onPollSocket", counters.received[2].Value()},
           {"forwarded", counters.received[3].Value()},
-          {"byType", std::move(byType)},
-          {"dropped", std::move(dropped)},
-          {"lastMalformed", std::move(lastMalformed)}};
+          {"byType", byType},
+          {"dropped", dropped},
+          {"lastMalformed", lastMalformed}};
 }
 
 Json Sent(const Counters& counters, const Journal::Content& journal, std::uint64_t now) {
-  Json errors = Json::array();
+  Json errors = Json::Array();
   for (const auto& [code, entry] : journal.sendErrors) {
-    errors.push_back({{"code", code},
-                      {"count", entry.count},
-                      {"lastDestination", Address(entry.lastDestination)},
-                      {"lastMsAgo", Age(entry.last, now)}});
+    errors.Append({{"code", code},
+                   {"count", entry.count},
+                   {"lastDestination", Address(entry.lastDestination)},
+                   {"lastMsAgo", Age(entry.last, now)}});
   }
   return {{"broadcastRequests", counters.broadcastRequests.Value()},
           {"requestsByAddress", counters.requestsByAddress.Value()},
           {"answers", counters.answers.Value()},
-          {"errors", std::move(errors)}};
+          {"errors", errors}};
 }
 
 Json Collisions(const Journal::Content& journal, std::uint64_t now) {
@@ -311,12 +310,12 @@ Json Collisions(const Journal::Content& journal, std::uint64_t now) {
             {"systemId", Text(each.systemID)},
             {"mac", Text(each.macAddress)}};
   };
-  Json all = Json::array();
+  Json all = Json::Array();
   for (const Journal::Collision& each : journal.collisions) {
-    all.push_back({{"msAgo", Age(each.when, now)},
-                   {"kind", each.kind},
-                   {"known", party(each.known)},
-                   {"heard", party(each.heard)}});
+    all.Append({{"msAgo", Age(each.when, now)},
+                {"kind", each.kind},
+                {"known", party(each.known)},
+                {"heard", party(each.heard)}});
   }
   return all;
 }
@@ -346,12 +345,12 @@ std::string MakeReport(const ReportSources& sources) {
       {"received", Received(counters, content)},
       {"sent", Sent(counters, content, now)},
       {"publishedControllers", sources.engine.PublishedControllers()},
-      {"queues", std::move(queues)},
+      {"queues", queues},
       {"longestTickDelayMs", counters.tickDelay.Value()},
       {"table", Table(rows)},
       {"controllers", Controllers(rows, sources.engine.PollsByAddress(), now)},
       {"collisions", Collisions(content, now)}};
-  return report.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return report.Text();
 }
 
 }  // namespace kellanseek::component

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/component/ComponentHarness.h"
+#include "tests/support/FailingAllocation.h"
 #include "text/Utf8.h"
 
 namespace kellanseek::test {
@@ -116,6 +117,26 @@ TEST_F(DiagnosticsTest, TheReportNamesTheInterfaceThatTheSystemRefused) {
   const Json entry = ReportWhen(refused)["interfaces"][0];
   EXPECT_EQ(entry["why"], "refused");
   EXPECT_EQ(entry["refused"], Json({{"step", "bind"}, {"port", 5512}, {"error", 99}}));
+}
+
+TEST_F(DiagnosticsTest, AReportWithoutMemoryFailsAndTheNextIsWhole) {
+  NEEDS_FAILING_ALLOCATIONS();
+  Create();
+  const auto diagnostics = seek.As<IKelLanSeekDiagnostics>();
+  std::size_t failures = 0;
+  for (bool happened = true; happened; ++failures) {
+    KelBstr text;
+    HRESULT result = S_OK;
+    {
+      const FailingAllocation failing(failures);
+      result = diagnostics->GetReport(text.Put());
+      happened = failing.Happened();
+    }
+    ASSERT_EQ(result, happened ? E_OUTOFMEMORY : S_OK) << failures;
+    ASSERT_EQ(text.Get() == nullptr, happened);
+  }
+  EXPECT_GT(failures, 20U);
+  EXPECT_EQ(Report()["v"], 1);
 }
 
 TEST_F(DiagnosticsTest, NullPointersAreRefused) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "text/Ascii.h"
+#include "text/Json.h"
 #include "text/Number.h"
 #include "text/SipHash.h"
 #include "text/Utf8.h"
@@ -116,6 +117,19 @@ TEST(TextTest, WideTextSurvivesTheWayToUtf8AndBack) {
   }
   EXPECT_EQ(all, FromUtf8(ToUtf8(all)));
   EXPECT_EQ("a\ufffd", ToUtf8(std::wstring{L'a', static_cast<wchar_t>(0xDC80)}));
+}
+
+TEST(TextTest, JsonIsNestedQuotedAndAlwaysUtf8) {
+  Json list = Json::Array();
+  EXPECT_EQ(list.Text(), "[]");
+  list.Append(nullptr);
+  list.Append(Json::Object());
+  list.Append({{"one", 1}});
+  Json object = {{"text", "a\"b\\c\n\x1f\xff\xc3\xbc"}, {"no", false}, {"least", kMin}};
+  object.Set("list", list);
+  EXPECT_EQ(object.Text(),
+            "{\"text\":\"a\\\"b\\\\c\\u000a\\u001f\xef\xbf\xbd\xc3\xbc\",\"no\":false,"
+            "\"least\":-2147483648,\"list\":[null,{},{\"one\":1}]}");
 }
 
 TEST(TextTest, TheKeyedHashIsSipHash) {
