@@ -57,6 +57,7 @@ class Workstation : public EngineHarness {
     computer.OnArrival([this] { Receive(); });
     refresh.BeginRun({sockets_, pacer});
     network.Every(kTick, [this] {
+      if (asleep) return;
       refresh.Tick({sockets_, pacer});
       Note();
     });
@@ -72,6 +73,7 @@ class Workstation : public EngineHarness {
   }
 
   SimulatedHost& computer;
+  bool asleep = false;                       ///< No tick comes.
   std::map<std::string, std::string> story;  ///< What was told of an address: "new lost new …".
 
  private:
@@ -188,6 +190,49 @@ TEST(SimulatedPlantTest, WorkstationsShareTheirRequestsAndSurviveAPartition) {
   // At the latest the next refresh finds them; a presence answer alone costs one more request.
   network.RunFor(kRefreshPeriod + seconds(10));
   expect("new lost new ", true);
+}
+
+TEST(SimulatedPlantTest, ControllersSurviveBadWeatherAndASleepingHost) {
+  constexpr SimulatedNetwork::Weather kLossy{.loss = 0.05};
+  constexpr SimulatedNetwork::Weather kStorm{
+      .loss = 0.3, .duplicates = 0.3, .delay = milliseconds(50), .jitter = milliseconds(200)};
+  for (const std::uint32_t seed : {1U, 2U, 3U}) {
+    SimulatedNetwork network(seed);
+    std::vector<std::unique_ptr<Controller>> controllers;
+    Texts all;
+    for (int i = 100; i < 120; ++i) {
+      all.push_back("192.168.1." + std::to_string(i));
+      controllers.push_back(std::make_unique<Controller>(network, all.back()));
+    }
+    Workstation station(network, Texts{"192.168.1.1"});
+    network.RunFor(seconds(5));
+
+    network.weather = kLossy;
+    network.RunFor(std::chrono::minutes(10));
+    for (const std::string& address : all) EXPECT_EQ(station.story[address], "new ") << "it flapped";
+
+    // What did not listen has nobody to miss: neither while it sleeps nor for that time afterwards.
+    network.weather = {};
+    station.asleep = true;
+    network.CutOff({&station.computer});
+    network.RunFor(hours(1));
+    station.asleep = false;
+    network.Heal();
+    network.RunFor(kRefreshPeriod + seconds(10));
+    for (const std::string& address : all)
+      EXPECT_EQ(station.story[address], "new ") << "it was lost in sleep";
+
+    network.weather = kStorm;
+    network.RunFor(hours(1));
+    network.weather = {};
+    network.RunFor(kRefreshPeriod + seconds(10));
+    EXPECT_THAT(station.Listed(), UnorderedElementsAreArray(all));
+    for (const std::string& address : all) {
+      std::string comings = station.story[address];
+      while (comings.starts_with("new lost ")) comings.erase(0, 9);
+      EXPECT_EQ(comings, "new ") << "who was lost comes back, and once";
+    }
+  }
 }
 
 TEST(ReceiverTest, TakesADatagramOnceAndFromItsOwnNetwork) {
