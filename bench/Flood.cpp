@@ -114,7 +114,7 @@ std::uint32_t RealListed(Workstation& workstation) {
   for (std::uint32_t i = 0; i < kRealControllers; ++i) {
     const std::wstring systemID = L"{7A1C-" + std::to_wstring(i) + L"}";
     ULONG id = 0;
-    listed += workstation.seek->GetCtrlFromSystemID(KelBstr(systemID).Get(), &id) == S_OK ? 1 : 0;
+    listed += workstation.seek->GetCtrlFromSystemID(KelBstr(systemID).Get(), &id) == S_OK ? 1U : 0U;
   }
   return listed;
 }
@@ -131,7 +131,7 @@ Outcome Endure(Workstation& workstation, const std::string& plant, const Kind& k
     for (std::uint32_t i = 0; i < 120000; ++i) datagrams.push_back(kind.datagram(i, random));
     while (Clock::now() < end)
       for (int i = 0; i < 64; ++i)
-        outcome.sent += socket.Send(datagrams[outcome.sent % datagrams.size()]) ? 1 : 0;
+        outcome.sent += socket.Send(datagrams[outcome.sent % datagrams.size()]) ? 1U : 0U;
   });
   while (Clock::now() < end) {
     const auto begin = Clock::now();
