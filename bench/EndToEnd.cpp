@@ -4,13 +4,19 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <fstream>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "bench/BareReceiver.h"
@@ -115,38 +121,109 @@ void Burst(const Setting& setting, std::uint32_t count, const char* figure, cons
   Report(knownFigure, fewest);
 }
 
-/// Datagrams per second read from the socket while the plant sends faster than that.
-double Throughput(const PlantSocket& plant, std::uint32_t known) {
-  std::vector<std::string> datagrams;
-  for (std::uint32_t i = 0; i < known; ++i) datagrams.push_back(IdentityDatagram(i));
-  const std::uint64_t droppedBefore = DroppedAt(kResponsePort);
-  std::uint64_t sent = 0;
-  const auto begin = Clock::now();
-  while (Clock::now() - begin < milliseconds(700)) {
-    for (int i = 0; i < 64; ++i) sent += plant.Send(datagrams[sent % known]) ? 1 : 0;
+/// Processor nanoseconds of this process's threads with a name.
+double CpuNanoseconds(const char* name) {
+  double total = 0;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string comm;
+    double nanoseconds = 0;
+    std::getline(std::ifstream(thread.path() / "comm"), comm);
+    std::ifstream(thread.path() / "schedstat") >> nanoseconds;
+    if (comm == name) total += nanoseconds;
   }
-  const double seconds = Milliseconds(Clock::now() - begin) / 1e3;
-  return static_cast<double>(sent - (DroppedAt(kResponsePort) - droppedBefore)) / seconds;
+  return total;
 }
 
-void ReceiveRate(const Setting& setting) {
-  constexpr std::uint32_t kKnown = 1000;
-  std::vector<double> bare, component;
-  for (int round = 0; round < 3; ++round) {
-    const PlantSocket plant(setting.plant, kBroadcast, kResponsePort);
-    {
-      const BareReceiver receiver(kRequestPort, kResponsePort, {});
-      bare.push_back(Throughput(plant, kKnown));
-    }
-    Workstation workstation(setting.module);
-    std::this_thread::sleep_for(milliseconds(100));
-    Teach(workstation, plant, kKnown);
-    component.push_back(Throughput(plant, kKnown));
+/// The identities of `count` known controllers in a few calls' worth of bytes.
+class Flow {
+ public:
+  static constexpr std::uint32_t kPerCall = 50;
+
+  explicit Flow(std::uint32_t count) : size_(IdentityDatagram(0).size()) {
+    for (std::uint32_t i = 0; i < count; ++i) bytes_ += IdentityDatagram(i);
   }
-  std::sort(bare.begin(), bare.end());
-  std::sort(component.begin(), component.end());
-  Report("receive_bare_per_s", bare[1]);
-  Report("receive_component_per_s", component[1]);
+  /// Sends the next `count` datagrams, at most kPerCall.
+  bool SendNext(const PlantSocket& plant, std::uint32_t count) {
+    const std::size_t wanted = count * size_;
+    if (next_ + wanted > bytes_.size()) next_ = 0;
+    const bool sent = plant.SendEqual(std::string_view(bytes_).substr(next_, wanted), size_);
+    next_ += wanted;
+    return sent;
+  }
+
+ private:
+  std::size_t size_;
+  std::string bytes_;
+  std::size_t next_ = 0;
+};
+
+constexpr std::uint32_t kKnown = 1000;
+
+/// Processor nanoseconds of the receiving thread for each datagram that it reads, while two senders offer
+/// more than it can take.
+double CpuPerDatagramOfAFlood(const Setting& setting, const char* receiver) {
+  const std::uint64_t droppedBefore = DroppedAt(kResponsePort);
+  const double cpuBefore = CpuNanoseconds(receiver);
+  std::atomic<std::uint64_t> sent = 0;
+  {
+    std::vector<std::jthread> senders;
+    for (int sender = 0; sender < 2; ++sender) {
+      senders.emplace_back([&] {
+        const OnProcessor own(0);
+        const PlantSocket plant(setting.plant, kBroadcast, kResponsePort);
+        Flow flow(kKnown);
+        const auto end = Clock::now() + milliseconds(600);
+        while (Clock::now() < end)
+          if (flow.SendNext(plant, Flow::kPerCall)) sent += Flow::kPerCall;
+      });
+    }
+  }
+  std::this_thread::sleep_for(milliseconds(50));
+  const auto read = static_cast<double>(sent - (DroppedAt(kResponsePort) - droppedBefore));
+  return (CpuNanoseconds(receiver) - cpuBefore) / read;
+}
+
+/// The same at 1,000 datagrams a second, in portions of 5.
+double CpuPerDatagramAtEase(const Setting& setting, const char* receiver) {
+  constexpr std::uint32_t kPortion = 5;
+  constexpr std::uint32_t kPortions = 300;
+  const PlantSocket plant(setting.plant, kBroadcast, kResponsePort);
+  Flow flow(kKnown);
+  const double cpuBefore = CpuNanoseconds(receiver);
+  auto due = Clock::now();
+  for (std::uint32_t i = 0; i < kPortions; ++i) {
+    flow.SendNext(plant, kPortion);
+    std::this_thread::sleep_until(due += milliseconds(kPortion));
+  }
+  return (CpuNanoseconds(receiver) - cpuBefore) / (kPortion * kPortions);
+}
+
+/// The receiving thread of the component and of the two bare loops, one after the other in each round.
+void ReceivePath(const Setting& setting) {
+  std::map<std::string, std::vector<double>> figures;
+  const auto measure = [&](const std::string& who, const char* thread) {
+    figures["flood_" + who + "_ns"].push_back(CpuPerDatagramOfAFlood(setting, thread));
+    figures["ease_" + who + "_ns"].push_back(CpuPerDatagramAtEase(setting, thread));
+  };
+  for (int round = 0; round < 5; ++round) {
+    for (const auto& [who, loop] :
+         {std::pair("select", BareReceiver::Loop::Select), std::pair("batch", BareReceiver::Loop::Batch)}) {
+      std::unique_ptr<BareReceiver> bare;
+      {
+        const OnProcessor one(1);
+        bare = std::make_unique<BareReceiver>(kRequestPort, kResponsePort, nullptr, loop);
+      }
+      measure(who, BareReceiver::kThreadName);
+    }
+    const auto workstation = OnAnotherProcessor(setting);
+    std::this_thread::sleep_for(milliseconds(100));
+    Teach(*workstation, PlantSocket(setting.plant, kBroadcast, kResponsePort), kKnown);
+    measure("component", "KelReceiver");
+  }
+  for (auto& [figure, values] : figures) {
+    std::nth_element(values.begin(), values.begin() + 2, values.end());
+    Report(figure.c_str(), values[2]);
+  }
 }
 
 /// Times from sending a datagram to the call of `entered`, one datagram at a time.
@@ -158,7 +235,8 @@ class Latency {
     done_ = true;
     changed_.notify_one();
   }
-  double Median(const std::function<void(std::uint32_t)>& send) {
+  /// Microseconds, ascending.
+  std::vector<double> Measure(const std::function<void(std::uint32_t)>& send) {
     std::vector<double> times;
     for (std::uint32_t i = 0; i < 2000; ++i) {
       std::unique_lock<std::mutex> lock(mutex_);
@@ -171,9 +249,8 @@ class Latency {
       times.push_back(Milliseconds(entered_ - begin) * 1e3);
     }
     if (times.size() < 1900) throw std::runtime_error("too many datagrams were lost on a quiet network");
-    std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2),
-                     times.end());
-    return times[times.size() / 2];
+    std::sort(times.begin(), times.end());
+    return times;
   }
 
  private:
@@ -186,11 +263,14 @@ class Latency {
 void NotifyLatency(const Setting& setting) {
   const PlantSocket plant(setting.plant, kBroadcast, kResponsePort);
   const auto send = [&](std::uint32_t i) { plant.Send(IdentityDatagram(0, i + 1)); };
-  double bare = 0;
+  const auto report = [](const std::string& who, const std::vector<double>& times) {
+    Report(("notify_" + who + "_us").c_str(), times[times.size() / 2]);
+    Report(("notify_" + who + "_p99_us").c_str(), times[times.size() * 99 / 100]);
+  };
   {
     Latency latency;
     const BareReceiver receiver(kRequestPort, kResponsePort, [&] { latency.Entered(); });
-    bare = latency.Median(send);
+    report("bare", latency.Measure(send));
   }
   Latency latency;
   Sink sink([&] { latency.Entered(); });
@@ -198,33 +278,47 @@ void NotifyLatency(const Setting& setting) {
   std::this_thread::sleep_for(milliseconds(100));
   Teach(workstation, plant, 1000);
   workstation.Subscribe(sink);
-  Report("notify_bare_us", bare);
-  Report("notify_component_us", latency.Median(send));
+  report("component", latency.Measure(send));
+}
+
+/// Nanoseconds of one GetCtrlName on each of several threads at once.
+double GetName(Workstation& workstation, std::uint32_t known, int threads) {
+  constexpr std::uint32_t kCalls = 1000000;
+  const std::uint32_t first = workstation.FirstId();
+  std::atomic<double> total = 0;
+  {
+    std::vector<std::jthread> callers;
+    for (int i = 0; i < threads; ++i) {
+      callers.emplace_back([&] {
+        const double before = CpuMilliseconds(RUSAGE_THREAD);
+        std::uint32_t at = 0;
+        for (std::uint32_t call = 0; call < kCalls; ++call) {
+          KelBstr name;
+          workstation.identity->GetCtrlName(first + at, name.Put());
+          at = (at + 7919) % known;
+        }
+        total += (CpuMilliseconds(RUSAGE_THREAD) - before) * 1e6 / kCalls;
+      });
+    }
+  }
+  return total / threads;
 }
 
 void TenThousandKnown(const Setting& setting) {
-  constexpr std::uint32_t kKnown = 10000;
+  constexpr std::uint32_t kMany = 10000;
   Workstation workstation(setting.module);
   const PlantSocket plant(setting.plant, kBroadcast, kResponsePort);
   std::this_thread::sleep_for(milliseconds(200));
   const auto heapBefore = mallinfo2();
-  Teach(workstation, plant, kKnown);
+  Teach(workstation, plant, kMany);
   std::this_thread::sleep_for(milliseconds(500));
   const auto heapAfter = mallinfo2();
   Report("bytes_per_controller", static_cast<double>(heapAfter.uordblks + heapAfter.hblkhd -
                                                      heapBefore.uordblks - heapBefore.hblkhd) /
-                                     kKnown);
+                                     kMany);
 
-  const std::uint32_t first = workstation.FirstId();
-  constexpr std::uint32_t kCalls = 2000000;
-  const double callsBefore = CpuMilliseconds(RUSAGE_THREAD);
-  std::uint32_t at = 0;
-  for (std::uint32_t i = 0; i < kCalls; ++i) {
-    KelBstr name;
-    workstation.identity->GetCtrlName(first + at, name.Put());
-    at = (at + 7919) % kKnown;
-  }
-  Report("get_name_ns", (CpuMilliseconds(RUSAGE_THREAD) - callsBefore) * 1e6 / kCalls);
+  Report("get_name_ns", GetName(workstation, kMany, 1));
+  Report("get_name_two_threads_ns", GetName(workstation, kMany, 2));
 
   const double cpuBefore = CpuMilliseconds(RUSAGE_SELF);
   const auto idle = Clock::now();
@@ -247,7 +341,7 @@ int main(int argc, char** argv) {
     CreateAndRelease(setting);
     Burst(setting, 1000, "burst_1000_ms", "burst_1000_known");
     Burst(setting, 5000, "burst_5000_ms", "burst_5000_known");
-    ReceiveRate(setting);
+    ReceivePath(setting);
     NotifyLatency(setting);
     TenThousandKnown(setting);
   } catch (const std::exception& error) {

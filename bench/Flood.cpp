@@ -29,7 +29,6 @@ constexpr std::uint16_t kRequestPort = 5512;
 constexpr std::uint16_t kResponsePort = 5513;
 constexpr const char* kBroadcast = "10.77.255.255";
 constexpr std::uint32_t kRealControllers = 10;
-constexpr std::uint32_t kForgedFrom = 1000;
 
 double Milliseconds(Clock::duration time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
@@ -49,7 +48,17 @@ struct Kind {
 
 std::string Notice(MessageType type, std::uint32_t controller) {
   return MessageWriter(MessageWriter::LengthDigits::TwoOrThree, type)
-      .Fields("4:{7A1C-" + std::to_string(controller) + "};11:1;")
+      .Fields("4:{F-" + std::to_string(controller) + "};11:1;")
+      .Take();
+}
+
+/// Each of a different controller, with its address in tag e.
+std::string ForgedIdentity(std::uint32_t number) {
+  const std::string text = std::to_string(number);
+  return MessageWriter(MessageWriter::LengthDigits::TwoOrThree, MessageType::CtrlInfoMsg)
+      .Fields("1:forged" + text + ";4:{F-" + text + "};9:f-" + text + ";e:10." +
+              std::to_string(100 + number / 62500) + "." + std::to_string(number / 250 % 250) + "." +
+              std::to_string(1 + number % 250) + ";7:6;8:1;11:1;")
       .Take();
 }
 
@@ -62,9 +71,7 @@ std::string Garbage(std::mt19937& random) {
 const std::array kKinds = {
     Kind{"random_bytes", kResponsePort, [](std::uint32_t, std::mt19937& random) { return Garbage(random); }},
     Kind{"forged_identities", kResponsePort,
-         [](std::uint32_t number, std::mt19937&) {
-           return IdentityDatagram(kForgedFrom + number % 60000, number / 60000);
-         }},
+         [](std::uint32_t number, std::mt19937&) { return ForgedIdentity(number); }},
     Kind{"forged_requests", kRequestPort,
          [](std::uint32_t number, std::mt19937&) {
            return number % 3 == 0 ? protocol::BuildTargetedRequest("10.77.0.1", "{5A-soft}")
@@ -72,9 +79,7 @@ const std::array kKinds = {
                                                                            : MessageType::RefreshRequestMsg);
          }},
     Kind{"forged_restarts", kResponsePort,
-         [](std::uint32_t number, std::mt19937&) {
-           return Notice(MessageType::CtrlRestartMsg, kForgedFrom + number % 60000);
-         }},
+         [](std::uint32_t number, std::mt19937&) { return Notice(MessageType::CtrlRestartMsg, number); }},
 };
 
 /// Ten controllers that announce themselves ten times a second until the end.
@@ -112,7 +117,7 @@ struct Outcome {
 std::uint32_t RealListed(Workstation& workstation) {
   std::uint32_t listed = 0;
   for (std::uint32_t i = 0; i < kRealControllers; ++i) {
-    const std::wstring systemID = L"{7A1C-" + std::to_wstring(i) + L"}";
+    const std::wstring systemID = L"{7A1C-0000" + std::to_wstring(i) + L"}";
     ULONG id = 0;
     listed += workstation.seek->GetCtrlFromSystemID(KelBstr(systemID).Get(), &id) == S_OK ? 1U : 0U;
   }

@@ -3,11 +3,13 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/udp.h>
 #include <sched.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -44,6 +46,29 @@ PlantSocket::PlantSocket(const std::string& namespacePath, const std::string& br
 
 PlantSocket::~PlantSocket() { close(descriptor_); }
 
+bool PlantSocket::SendEqual(std::string_view datagrams, std::size_t size) const {
+  sockaddr_in to{};
+  to.sin_family = AF_INET;
+  to.sin_port = port_;
+  to.sin_addr.s_addr = address_;
+  iovec part{const_cast<char*>(datagrams.data()), datagrams.size()};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(std::uint16_t))] = {};
+  msghdr message{};
+  message.msg_name = &to;
+  message.msg_namelen = sizeof to;
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  message.msg_control = control;
+  message.msg_controllen = sizeof control;
+  cmsghdr* const segment = CMSG_FIRSTHDR(&message);
+  segment->cmsg_level = SOL_UDP;
+  segment->cmsg_type = UDP_SEGMENT;
+  segment->cmsg_len = CMSG_LEN(sizeof(std::uint16_t));
+  const auto each = static_cast<std::uint16_t>(size);
+  std::memcpy(CMSG_DATA(segment), &each, sizeof each);
+  return sendmsg(descriptor_, &message, 0) == static_cast<ssize_t>(datagrams.size());
+}
+
 bool PlantSocket::Send(const std::string& datagram) const {
   sockaddr_in to{};
   to.sin_family = AF_INET;
@@ -56,11 +81,10 @@ bool PlantSocket::Send(const std::string& datagram) const {
 
 std::string IdentityDatagram(std::uint32_t i, std::uint32_t revision) {
   char fields[256];
-  const std::uint32_t host = i + 10;
   std::snprintf(fields, sizeof fields,
-                "1:Cell%u.%u;2:ctrl-%u;3:Line2;4:{7A1C-%u};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-%06x;"
+                "1:Cell%05u.%05u;2:ctrl-%05u;3:Line2;4:{7A1C-%05u};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-%06x;"
                 "e:10.77.%u.%u;c:0;f:2;10:5;11:1;",
-                i, revision, i, i, i, host / 256, host % 256);
+                i, revision % 100000, i, i, i, 100 + i / 150, 100 + i % 150);
   using protocol::MessageWriter;
   return MessageWriter(MessageWriter::LengthDigits::Three, protocol::MessageType::CtrlInfoMsg)
       .Fields(fields)
