@@ -58,6 +58,7 @@ class StressTest : public ::testing::Test, protected ComponentHarness {
   }
 
   static KelBstr Text(const std::string& text) { return KelBstr(std::wstring(text.begin(), text.end())); }
+  static ULONG SomeId(Random& random) { return static_cast<ULONG>(11 + random() % 100); }
   static std::string Identity(Random& random) { return "sys-" + std::to_string(random() % 40); }
   static std::string Address(Random& random) { return "192.168.1." + std::to_string(100 + random() % 40); }
 
@@ -93,7 +94,7 @@ class StressTest : public ::testing::Test, protected ComponentHarness {
     seek->GetCtrlFromSystemID(Text(Identity(random)).Get(), &id);
     seek->GetCtrlFromIPAddress(Text(Address(random)).Get(), &id);
     seek->GetCtrlFromURL(Text("/" + Address(random) + "/x").Get(), &id);
-    seek->RefreshForID(11 + random() % 100);
+    seek->RefreshForID(SomeId(random));
     KelBstr text;
     base->GetLastErrorInfo(text.Put());
   }
@@ -122,7 +123,7 @@ class StressTest : public ::testing::Test, protected ComponentHarness {
                                   RemoteVCPublication_True, &offered);
     Forward(1, "4:" + systemID + ";11:2;");
     VCInterface got = {};
-    if (SUCCEEDED(identity->GetVCInterface(11 + random() % 100, &got)) && got.pVC != nullptr) {
+    if (SUCCEEDED(identity->GetVCInterface(SomeId(random), &got)) && got.pVC != nullptr) {
       got.pVC->Release();
       CoTaskMemFree(got.vc_riid);
     }
