@@ -103,9 +103,11 @@ class StressTest : public ::testing::Test, protected ComponentHarness {
   void Listen(Random& random) {
     const auto cookie = std::make_shared<std::atomic<ULONG>>(0);
     const unsigned habit = random() % 4;
-    const auto sink = FakeSink::Make([this, cookie, habit](const ReceivedEvent&) -> HRESULT {
+    // Events still arrive after the end of a subscription, so the sink has references of its own.
+    const auto sink = FakeSink::Make([this, cookie, habit, identities = identity,
+                                      subscriptions = subscriptions](const ReceivedEvent&) -> HRESULT {
       KelBstr name;
-      if (habit == 0) identity->GetCtrlName(11, name.Put());
+      if (habit == 0) identities->GetCtrlName(11, name.Put());
       if (habit == 1) platform::WaitForAny({&never_}, milliseconds(2));
       if (habit == 2 && *cookie != 0) subscriptions->Unsubscribe(*cookie);
       return habit == 3 ? E_INVALIDARG : S_OK;
