@@ -21,7 +21,7 @@ struct AddressRow {
   std::uint32_t interfaceIndex = 0;
 };
 
-/// The properties of one network interface.
+/// What decides about the use of a network interface.
 struct InterfaceRow {
   std::uint32_t adminStatus = 0;  ///< kInterfaceUp if the administrator has enabled it.
   std::uint32_t type = 0;         ///< kLoopbackInterface for the software loopback.
@@ -29,7 +29,7 @@ struct InterfaceRow {
   std::size_t physicalAddressLength = 0;  ///< Bytes of physicalAddress that hold the address.
 };
 
-/// What a report says about a network interface, also about one that has no IPv4 address.
+/// What a report says about a network interface, also about one without an IPv4 address. Decides nothing.
 struct InterfaceDetails {
   std::uint32_t index = 0;
   std::wstring name;        ///< As users know it: "eth0", "Ethernet 2".

@@ -2,7 +2,7 @@
 """Generates a C++ test from the interface definitions. It checks that the C++ headers agree with the type library on every
 identifier, slot, signature, record field and enumeration value, and contain no others.
 
-usage: generate_idl_test.py KelLanSeek.idl output.cpp
+usage: generate_test_from_idl.py KelLanSeek.idl output.cpp
 """
 
 import re
