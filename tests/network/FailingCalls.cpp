@@ -73,9 +73,11 @@ Counter& Allocations() {
 
 }  // namespace
 
+#define VISIBLE __attribute__((visibility("default")))
+
 /// Replaces a function of the C library. The label keeps clear of its declaration in the headers.
 #define REPLACE(result, name, parameters, arguments, onFailure)                                 \
-  extern "C" result Replaced_##name parameters __asm__(#name);                                  \
+  extern "C" VISIBLE result Replaced_##name parameters __asm__(#name);                          \
   result Replaced_##name parameters {                                                           \
     static const auto real = reinterpret_cast<result(*) parameters>(::dlsym(RTLD_NEXT, #name)); \
     if (Calls().Fails(#name)) onFailure;                                                        \
@@ -112,7 +114,7 @@ REPLACE(int, fstat, (int a, struct stat* b), (a, b), FAIL_WITH(EIO))
 REPLACE(int, pthread_create, (pthread_t * a, const pthread_attr_t* b, void* (*c)(void*), void* d),
         (a, b, c, d), return EAGAIN)
 
-extern "C" void* Replaced_dlopen(const char* path, int mode) __asm__("dlopen");
+extern "C" VISIBLE void* Replaced_dlopen(const char* path, int mode) __asm__("dlopen");
 void* Replaced_dlopen(const char* path, int mode) {
   static const auto real = reinterpret_cast<void* (*)(const char*, int)>(::dlsym(RTLD_NEXT, "dlopen"));
   loading = true;
