@@ -24,7 +24,8 @@ class SystemAnswers : public network::AnswerSender {
     socket_ = platform::SystemUdpNetwork().CreateSocket(error);
     if (!socket_ || socket_->Bind(0, 0, 0) != 0) throw std::runtime_error("no socket to answer from");
   }
-  platform::SocketError Answer(std::size_t, std::string_view datagram, platform::Ipv4& destination) override {
+  platform::SocketError Answer(controllers::InterfaceIndex, std::string_view datagram,
+                               platform::Ipv4& destination) override {
     constexpr std::uint16_t kDiscardPort = 9;
     destination = platform::ParseIpv4("127.0.0.1");
     ++sent;
@@ -67,7 +68,8 @@ void AnswerForPublished(benchmark::State& state) {
   daemon.Step(answers, 0);
   answers.sent = 0;
   for (auto _ : state) {
-    for (const std::int32_t position : {0, 1}) daemon.QueueMessageForRemoteVC(kFullRequest, position, 0);
+    for (const std::uint32_t each : {0U, 1U})
+      daemon.QueueMessageForRemoteVC(kFullRequest, controllers::InterfaceIndex{each}, 0);
     daemon.Step(answers, 0);
     daemon.Step(answers, kLongestDelay);
   }

@@ -61,7 +61,8 @@ class KnownPlant {
  public:
   explicit KnownPlant(std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i) {
-      engine.Receive(DatagramOf(i), AddressOf(i), engine::MsgSource::FromResponseSocket, 0);
+      engine.Receive(DatagramOf(i), AddressOf(i), engine::MsgSource::FromResponseSocket,
+                     test::kFirstInterface);
     }
     constexpr std::uint32_t kStride = 7919;
     for (std::uint32_t n = 0, i = 0; n < count; ++n, i = (i + kStride) % count) {
@@ -73,9 +74,10 @@ class KnownPlant {
     const std::string_view source(datagram.data() + datagram.size() + 1);
     next_ += datagram.size() + source.size() + 2;
     if (next_ == arena_.size()) next_ = 0;
-    engine.dispatcher.HandleMessage(
-        datagram, datagram.size(), platform::ParseIpv4(source),
-        {engine::MsgSource::FromResponseSocket, 0, engine.interfaces[0].address, 0}, message);
+    engine.dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(source),
+                                    {engine::MsgSource::FromResponseSocket, test::kFirstInterface,
+                                     engine.interfaces[test::kFirstInterface].address, 0},
+                                    message);
   }
   test::EngineHarness engine;
 

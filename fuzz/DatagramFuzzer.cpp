@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -40,15 +41,16 @@ void Take(test::EngineHarness& engine, std::string_view piece) {
   if (piece.empty()) return;
   const char from = piece.front();
   const std::string text(piece.substr(1));
-  const auto receive = [&](MsgSource source, std::int32_t position) {
-    engine.Receive(text, position == 1 ? "10.0.0.20" : "192.168.1.20", source, position);
+  const auto receive = [&](MsgSource source, std::optional<controllers::InterfaceIndex> interfaceIndex) {
+    engine.Receive(text, interfaceIndex == test::kSecondInterface ? "10.0.0.20" : "192.168.1.20", source,
+                   interfaceIndex);
   };
   switch (from) {
-    case 'Q': return receive(MsgSource::FromRequestSocket, 0);
-    case 'q': return receive(MsgSource::FromRequestSocket, 1);
-    case 'R': return receive(MsgSource::FromResponseSocket, 0);
-    case 'r': return receive(MsgSource::FromResponseSocket, 1);
-    case 'N': return receive(MsgSource::FromNonLocalSocket, kellanseek::controllers::kNoInterface);
+    case 'Q': return receive(MsgSource::FromRequestSocket, test::kFirstInterface);
+    case 'q': return receive(MsgSource::FromRequestSocket, test::kSecondInterface);
+    case 'R': return receive(MsgSource::FromResponseSocket, test::kFirstInterface);
+    case 'r': return receive(MsgSource::FromResponseSocket, test::kSecondInterface);
+    case 'N': return receive(MsgSource::FromNonLocalSocket, std::nullopt);
     case 'T': return engine.Tick(1 + static_cast<int>(text.size() % 16));
     default: break;
   }

@@ -1,23 +1,22 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include <kellanseek/KelLanSeek.h>
 
 #include "controllers/Identity.h"
+#include "controllers/InterfaceIndex.h"
 #include "controllers/PollSchedule.h"
 #include "platform/Ipv4.h"
 
 namespace kellanseek::controllers {
 
-/// The interface index of a message that came in by no interface, or of a controller that none has heard.
-inline constexpr std::int32_t kNoInterface = -1;
-
 /// The local interface on which a controller was last heard.
 struct HeardOn {
-  platform::Ipv4 heardOnAddress = 0;             ///< The interface's address; 0 for none.
-  std::int32_t heardOnInterface = kNoInterface;  ///< The interface's index in the interface table.
+  platform::Ipv4 heardOnAddress = 0;  ///< The interface's address; 0 for none.
+  std::optional<InterfaceIndex> heardOnInterface;
 };
 
 /// When a controller was heard, in monotonic milliseconds, and how often it failed to answer. For the report

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "controllers/CtrlTable.h"
 #include "network/InterfaceTable.h"
@@ -13,10 +14,11 @@ class RemoteVCPublisher {
  public:
   virtual ~RemoteVCPublisher() = default;
 
-  /// Queues a message for the daemon: a request received on the interface at `interfaceIndex`, or the notice
-  /// of a departing controller, for which the index is ignored. `lanSeekID` 0 means all controllers. Returns
-  /// true if it was queued, or if nothing is published. If memory is exhausted, only the message is lost.
-  virtual bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
+  /// Queues a message for the daemon: a request received on an interface, or the notice of a departing
+  /// controller, which goes out on all and has none. `lanSeekID` 0 means all controllers. Returns true if it
+  /// was queued, or if nothing is published. If memory is exhausted, only the message is lost.
+  virtual bool QueueMessageForRemoteVC(protocol::MessageType type,
+                                       std::optional<controllers::InterfaceIndex> interfaceIndex,
                                        std::uint32_t lanSeekID) noexcept = 0;
 
   /// Publishes a record's controller on every interface. Called with the table lock held. Returns false on

@@ -15,6 +15,7 @@
 namespace kellanseek::daemon {
 namespace {
 
+using controllers::InterfaceIndex;
 using protocol::MessageType;
 
 constexpr std::uint32_t kMinDelay = 200;      ///< Shortest delay of an answer, in milliseconds.
@@ -75,7 +76,7 @@ bool CrVCDaemon::Waits(const DaemonMessage& message) const {
   return false;
 }
 
-bool CrVCDaemon::QueueMessageForRemoteVC(MessageType type, std::int32_t interfaceIndex,
+bool CrVCDaemon::QueueMessageForRemoteVC(MessageType type, std::optional<InterfaceIndex> interfaceIndex,
                                          std::uint32_t lanSeekID) noexcept {
   if (!active_.load(std::memory_order_relaxed)) return true;
   try {
@@ -191,8 +192,8 @@ bool CrVCDaemon::Acceptable(const DaemonMessage& message) const {
                  static_cast<std::uint32_t>(message.type));
     return false;
   }
-  if (message.interfaceIndex < 0 || static_cast<std::size_t>(message.interfaceIndex) >= macTexts_.size()) {
-    trace_.Error(L"LanSeek RemoteVCDaemonLoop. Bad interface index %d", message.interfaceIndex);
+  if (!message.interfaceIndex || PlaceOf(*message.interfaceIndex) >= macTexts_.size()) {
+    trace_.Error(L"LanSeek RemoteVCDaemonLoop. Bad interface index %d", TraceNumber(message.interfaceIndex));
     return false;
   }
   // With several published controllers, a targeted request without identity does not say which one is meant.
@@ -217,9 +218,8 @@ void CrVCDaemon::Mark(RemoteVCEntry& entry, const DaemonMessage& message) {
     entry.remove = true;
     return;
   }
-  const auto position = static_cast<std::size_t>(message.interfaceIndex);
-  if (position >= entry.items.size()) return;
-  std::optional<MessageType>& pending = entry.items[position].pending;
+  if (!message.interfaceIndex || PlaceOf(*message.interfaceIndex) >= entry.items.size()) return;
+  std::optional<MessageType>& pending = entry.items[PlaceOf(*message.interfaceIndex)].pending;
   // A full answer contains everything in a short one. Nothing replaces a notice.
   if (message.type == MessageType::RefreshRequestMsg) {
     if (!pending) pending = MessageType::CtrlAliveMsg;
@@ -243,16 +243,18 @@ std::int32_t CrVCDaemon::SendDue(network::AnswerSender& sender) {
 }
 
 void CrVCDaemon::SendPending(RemoteVCEntry& entry, network::AnswerSender& sender) {
-  for (std::size_t position = 0; position < entry.items.size(); ++position) {
-    if (!entry.items[position].pending) continue;
-    SendRVCResponse(entry, position, sender);
-    entry.items[position].pending.reset();
+  InterfaceIndex interfaceIndex{};
+  for (PublicationItem& item : entry.items) {
+    if (item.pending) SendRVCResponse(entry, interfaceIndex, sender);
+    item.pending.reset();
+    ++interfaceIndex;
   }
   entry.countdown = kNothingScheduled;
 }
 
-void CrVCDaemon::SendRVCResponse(RemoteVCEntry& entry, std::size_t position, network::AnswerSender& sender) {
-  const PublicationItem& item = entry.items[position];
+void CrVCDaemon::SendRVCResponse(RemoteVCEntry& entry, InterfaceIndex interfaceIndex,
+                                 network::AnswerSender& sender) {
+  const PublicationItem& item = entry.items[PlaceOf(interfaceIndex)];
   std::string notice;
   std::string_view datagram = item.fullMessage;
   if (item.pending == MessageType::CtrlAliveMsg) {
@@ -264,10 +266,10 @@ void CrVCDaemon::SendRVCResponse(RemoteVCEntry& entry, std::size_t position, net
   }
   if (datagram.empty()) return;
   platform::Ipv4 destination = 0;
-  const platform::SocketError error = sender.Answer(position, datagram, destination);
+  const platform::SocketError error = sender.Answer(interfaceIndex, datagram, destination);
   if (error == 0) return;
-  trace_.Error(L"LANSEEK: Failed to send rVC response itf=%d addr=0x%x. Error=%d", position,
-               platform::HostOrder(destination), error);
+  trace_.Error(L"LANSEEK: Failed to send rVC response itf=%d addr=0x%x. Error=%d",
+               TraceNumber(interfaceIndex), platform::HostOrder(destination), error);
 }
 
 }  // namespace kellanseek::daemon

@@ -44,7 +44,8 @@ class CrVCDaemon : public RemoteVCPublisher {
   void RemoteVCDaemonLoop(network::AnswerSender& sender, platform::Event& socketsReady,
                           platform::Event& stop);
 
-  bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
+  bool QueueMessageForRemoteVC(protocol::MessageType type,
+                               std::optional<controllers::InterfaceIndex> interfaceIndex,
                                std::uint32_t lanSeekID) noexcept override;
   bool AddRemoteVC(const controllers::CtrlInfo& record) override;
   void RefreshAfterReInit(controllers::CtrlTable::Access& table,
@@ -63,7 +64,7 @@ class CrVCDaemon : public RemoteVCPublisher {
  private:
   struct DaemonMessage {
     protocol::MessageType type{};
-    std::int32_t interfaceIndex = 0;
+    std::optional<controllers::InterfaceIndex> interfaceIndex;
     std::uint32_t lanSeekID = 0;
     bool operator==(const DaemonMessage&) const = default;
   };
@@ -98,7 +99,8 @@ class CrVCDaemon : public RemoteVCPublisher {
   void Mark(RemoteVCEntry& entry, const DaemonMessage& message);
   std::int32_t SendDue(network::AnswerSender& sender) REQUIRES(listLock_);
   void SendPending(RemoteVCEntry& entry, network::AnswerSender& sender);
-  void SendRVCResponse(RemoteVCEntry& entry, std::size_t position, network::AnswerSender& sender);
+  void SendRVCResponse(RemoteVCEntry& entry, controllers::InterfaceIndex interfaceIndex,
+                       network::AnswerSender& sender);
 
   RandomSource random_;
   diagnostics::Tracer trace_;
@@ -111,7 +113,7 @@ class CrVCDaemon : public RemoteVCPublisher {
   std::atomic<bool> active_{false};  ///< Whether a controller is published; otherwise messages are dropped.
   mutable platform::Mutex listLock_{platform::LockOrder::DaemonList};
   std::vector<RemoteVCEntry> published_ GUARDED_BY(listLock_);
-  std::vector<std::string> macTexts_ GUARDED_BY(listLock_);  ///< Of the interfaces, by position.
+  std::vector<std::string> macTexts_ GUARDED_BY(listLock_);  ///< One for each interface.
 };
 
 }  // namespace kellanseek::daemon

@@ -93,7 +93,7 @@ Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Com
   if (record->Available()) {
     table.MakeDynamic(record);
     controllers::CtrlState& state = table.Change(record);
-    state.heardOnInterface = comparison.heard.origin.position;
+    state.heardOnInterface = comparison.heard.origin.interfaceIndex;
     state.heardOnAddress = comparison.heard.origin.interfaceAddress;
     return Step::Next;
   }

@@ -1,5 +1,7 @@
 #include "engine/CtrlLifecycle.h"
 
+#include <optional>
+
 #include "diagnostics/UnitNames.h"
 #include "protocol/Message.h"
 
@@ -7,6 +9,7 @@ namespace kellanseek::engine {
 namespace {
 
 using controllers::CtrlTable;
+using controllers::InterfaceIndex;
 
 }  // namespace
 
@@ -28,7 +31,7 @@ void CtrlLifecycle::TellDaemonOfRemoval(const controllers::CtrlInfo& record, Lan
   }
   const MessageType notice =
       reason == CtrlLostRestart ? MessageType::CtrlRestartMsg : MessageType::CtrlPowerDownMsg;
-  daemon_.QueueMessageForRemoteVC(notice, 0, record.lanSeekID);
+  daemon_.QueueMessageForRemoteVC(notice, std::nullopt, record.lanSeekID);
 }
 
 void CtrlLifecycle::RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record record,
@@ -49,7 +52,7 @@ void CtrlLifecycle::RemoveActiveCtrl(CtrlTable::Access& table, CtrlTable::Record
   if (record->Dynamic()) return;
   state.ctrlStatus = CtrlUnavailable;
   state.heardOnAddress = 0;
-  state.heardOnInterface = controllers::kNoInterface;
+  state.heardOnInterface.reset();
   table.ChangeSchedule(record)->AwaitNextPoll(polling_.NextPollTicks());
 }
 
@@ -77,18 +80,20 @@ void CtrlLifecycle::Revalidate(CtrlTable::Access& table, CtrlTable::Record recor
 
   if (record->identificationType == RemoteCtrlDefinition) {
     // On a local network, broadcasts reach the controller from now on.
-    const std::int32_t local = interfaces.FindInterfaceForAddress(record->Address());
-    if (local < 0) return;
+    const std::optional<InterfaceIndex> interfaceIndex =
+        interfaces.FindInterfaceForAddress(record->Address());
+    if (!interfaceIndex) return;
     table.MakeDynamic(record);
     controllers::CtrlState& state = table.Change(record);
-    state.heardOnInterface = local;
-    state.heardOnAddress = interfaces[static_cast<std::size_t>(local)].address;
+    state.heardOnInterface = interfaceIndex;
+    state.heardOnAddress = interfaces[*interfaceIndex].address;
     return;
   }
-  const std::int32_t heardOn = interfaces.FindInterfaceByAddress(record->heardOnAddress);
-  if (heardOn >= 0) {
-    table.Change(record).heardOnInterface = heardOn;
-  } else if (record->heardOnInterface >= 0) {
+  const std::optional<InterfaceIndex> interfaceIndex =
+      interfaces.FindInterfaceByAddress(record->heardOnAddress);
+  if (interfaceIndex) {
+    table.Change(record).heardOnInterface = interfaceIndex;
+  } else if (record->heardOnInterface) {
     RemoveActiveCtrl(table, record, CtrlLostLAN);
   }
 }

@@ -182,10 +182,10 @@ void Dispatcher::TakeIdentity(const Context& context) {
 }
 
 void Dispatcher::TakeInterface(const Context& context) const {
-  if (context.origin.position < 0) return;
+  if (!context.origin.interfaceIndex) return;
   CtrlState& state = context.table.Change(context.record);
   state.heardOnAddress = context.origin.interfaceAddress;
-  state.heardOnInterface = context.origin.position;
+  state.heardOnInterface = context.origin.interfaceIndex;
 }
 
 void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
@@ -227,7 +227,8 @@ CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published)
   static_cast<controllers::CtrlDescription&>(record) = context.message.identity;
   // Senders on the request socket are ignored, so such a record has no interface.
   if (context.origin.source != MsgSource::FromRequestSocket)
-    static_cast<controllers::HeardOn&>(record) = {context.origin.interfaceAddress, context.origin.position};
+    static_cast<controllers::HeardOn&>(record) = {context.origin.interfaceAddress,
+                                                  context.origin.interfaceIndex};
   record.firstHeard = record.lastHeard = context.origin.received;
   record.ctrlStatus = CtrlAvailable;
   record.identificationType = DynamicCtrlDefinition;
@@ -287,8 +288,8 @@ void Dispatcher::OnLeaving(const Context& context, LanSeekEventReason reason) {
 
 void Dispatcher::OnBroadcastRequest(const Context& context) {
   // The answers to another workstation's request arrive here too, so it replaces our own.
-  refreshCycle_.StartRefreshCycle(context.table, context.origin.position, context.message.type);
-  daemon_.QueueMessageForRemoteVC(context.message.type, context.origin.position, 0);
+  refreshCycle_.StartRefreshCycle(context.table, context.origin.interfaceIndex, context.message.type);
+  daemon_.QueueMessageForRemoteVC(context.message.type, context.origin.interfaceIndex, 0);
 }
 
 void Dispatcher::OnTargetedRequest(const Context& context) {
@@ -309,7 +310,7 @@ void Dispatcher::OnRequestForThisHost(const Context& context) {
     if (published == known.end()) return;
     lanSeekID = (*published)->lanSeekID;
   }
-  daemon_.QueueMessageForRemoteVC(MessageType::TargetedRequestMsg, context.origin.position, lanSeekID);
+  daemon_.QueueMessageForRemoteVC(MessageType::TargetedRequestMsg, context.origin.interfaceIndex, lanSeekID);
 }
 
 void Dispatcher::CountRequestOfAnother(const Context& context) {

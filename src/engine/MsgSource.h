@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
-#include "controllers/CtrlInfo.h"
+#include "controllers/InterfaceIndex.h"
 #include "platform/Ipv4.h"
 
 namespace kellanseek::engine {
@@ -18,8 +19,7 @@ enum class MsgSource : std::int32_t {
 /// A message's source and, for the two sources that have one, its interface.
 struct MessageOrigin {
   MsgSource source = MsgSource::FromLocalVC;
-  std::int32_t position =
-      controllers::kNoInterface;        ///< Index in the interface table; kNoInterface without an interface.
+  std::optional<controllers::InterfaceIndex> interfaceIndex;
   platform::Ipv4 interfaceAddress = 0;  ///< The interface's address; 0 without an interface.
   std::uint64_t received = 0;           ///< When, in monotonic milliseconds.
 };

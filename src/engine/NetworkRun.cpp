@@ -60,7 +60,7 @@ NetworkRun::~NetworkRun() {
 void NetworkRun::TryToOpen() {
   sockets_.CreateSockets(usable_);
   if (usable_.size() == wanted_) return;
-  // Those behind an interface that was refused have other positions now.
+  // Those behind an interface that was refused have other indexes now.
   controllers::CtrlTable::Access table(parts_.table);
   parts_.logic.NarrowInterfaces(table, sockets_.Interfaces());
 }

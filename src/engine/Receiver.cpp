@@ -13,6 +13,8 @@
 namespace kellanseek::engine {
 namespace {
 
+using controllers::InterfaceIndex;
+
 constexpr std::chrono::milliseconds kReceiveTimeout{1000};
 constexpr std::chrono::milliseconds kAfterFailure{100};
 
@@ -33,8 +35,7 @@ bool Rest(platform::Event& stop) {
 /// all local subnets came through a router and is accepted.
 bool FromOwnSubnet(platform::Ipv4 source, const MessageOrigin& origin,
                    const network::InterfaceTable& interfaces) {
-  if (origin.position < 0 || interfaces[static_cast<std::size_t>(origin.position)].Contains(source))
-    return true;
+  if (!origin.interfaceIndex || interfaces[*origin.interfaceIndex].Contains(source)) return true;
   return !interfaces.IsNeighbour(source);
 }
 
@@ -100,14 +101,13 @@ Receiver::ReceiveSet::ReceiveSet(const network::DiscoverySockets& from, diagnost
     origins.push_back(origin);
     lastHeard.push_back(&journal.LastHeard(origin.interfaceAddress));
   };
-  for (std::size_t i = 0; i < interfaces.Size() && sockets.size() < kMaxInterfaceSockets; ++i) {
-    const platform::Ipv4 address = interfaces[i].address;
-    const auto position = static_cast<std::int32_t>(i);
-    add(from.RequestSocket(i), {MsgSource::FromRequestSocket, position, address, 0});
-    add(from.ResponseSocket(i), {MsgSource::FromResponseSocket, position, address, 0});
+  for (InterfaceIndex interfaceIndex{};
+       interfaces.Contains(interfaceIndex) && sockets.size() < kMaxInterfaceSockets; ++interfaceIndex) {
+    const platform::Ipv4 address = interfaces[interfaceIndex].address;
+    add(from.RequestSocket(interfaceIndex), {MsgSource::FromRequestSocket, interfaceIndex, address, 0});
+    add(from.ResponseSocket(interfaceIndex), {MsgSource::FromResponseSocket, interfaceIndex, address, 0});
   }
-  if (hasNonLocal)
-    add(from.NonLocalSocket(), {MsgSource::FromNonLocalSocket, controllers::kNoInterface, 0, 0});
+  if (hasNonLocal) add(from.NonLocalSocket(), {MsgSource::FromNonLocalSocket, std::nullopt, 0, 0});
 }
 
 void Receiver::Handle(const platform::Received& received, const ReceiveSet& set) {
@@ -121,8 +121,8 @@ void Receiver::Handle(const platform::Received& received, const ReceiveSet& set)
   MessageOrigin origin = set.origins[received.socket];
   if (received.outcome == Outcome::ReadError) {
     journal_.counters.readErrors.Add();
-    trace_.Error(L"LanSeek: Failed to read data. InterfaceIdx = %d Error = %d", origin.position,
-                 received.error);
+    trace_.Error(L"LanSeek: Failed to read data. InterfaceIdx = %d Error = %d",
+                 TraceNumber(origin.interfaceIndex), received.error);
     return;
   }
   if (!Wanted(received, origin, set.interfaces)) return;
@@ -145,7 +145,7 @@ bool Receiver::Wanted(const platform::Received& received, const MessageOrigin& o
     trace_.Error(L"LanSeek receive: IP-address is not available. Skip message");
     return false;
   }
-  if (origin.position >= 0 && interfaces.FindInterfaceByAddress(received.source) >= 0) {
+  if (origin.interfaceIndex && interfaces.FindInterfaceByAddress(received.source)) {
     journal_.counters.ownDatagrams.Add();
     return false;
   }

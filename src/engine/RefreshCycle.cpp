@@ -12,6 +12,7 @@ namespace kellanseek::engine {
 namespace {
 
 using controllers::CtrlTable;
+using controllers::InterfaceIndex;
 using controllers::PollSchedule;
 
 using protocol::MessageType;
@@ -46,8 +47,8 @@ void RefreshCycle::BeginSweep() {
   CtrlTable::Access table(table_);
   const std::size_t count = interfaces_.Table(table).Size();
   sweeps_.BeginRun(count);
-  for (std::size_t position = 0; position < count; ++position)
-    sweeps_.Asked(position, settings_.Ticks(settings_.RefreshTimeout));
+  for (InterfaceIndex interfaceIndex{}; PlaceOf(interfaceIndex) < count; ++interfaceIndex)
+    sweeps_.Asked(interfaceIndex, settings_.Ticks(settings_.RefreshTimeout));
   ExpectPolled(table);
 }
 
@@ -82,9 +83,10 @@ void RefreshCycle::ArmInitialTimeouts() {
 
 void RefreshCycle::BroadcastOnAll(const RequestOutlet& outlet, MessageType type) {
   const std::size_t count = InterfaceCount();
-  for (std::size_t position = 0; position < count; ++position) {
-    outlet.sender.Broadcast(position, type == MessageType::FullRequestMsg ? fullRequest_ : refreshRequest_);
-    daemon_.QueueMessageForRemoteVC(type, static_cast<std::int32_t>(position), 0);
+  for (InterfaceIndex interfaceIndex{}; PlaceOf(interfaceIndex) < count; ++interfaceIndex) {
+    outlet.sender.Broadcast(interfaceIndex,
+                            type == MessageType::FullRequestMsg ? fullRequest_ : refreshRequest_);
+    daemon_.QueueMessageForRemoteVC(type, interfaceIndex, 0);
   }
 }
 
@@ -120,23 +122,23 @@ std::size_t RefreshCycle::InterfaceCount() {
 
 void RefreshCycle::InterfacePass(const RequestOutlet& outlet) {
   const std::size_t count = InterfaceCount();
-  for (std::size_t position = 0; position < count; ++position) {
-    if (!InterfaceDue(position)) continue;
-    outlet.sender.Broadcast(position, refreshRequest_);
-    daemon_.QueueMessageForRemoteVC(MessageType::RefreshRequestMsg, static_cast<std::int32_t>(position), 0);
+  for (InterfaceIndex interfaceIndex{}; PlaceOf(interfaceIndex) < count; ++interfaceIndex) {
+    if (!InterfaceDue(interfaceIndex)) continue;
+    outlet.sender.Broadcast(interfaceIndex, refreshRequest_);
+    daemon_.QueueMessageForRemoteVC(MessageType::RefreshRequestMsg, interfaceIndex, 0);
   }
 }
 
-bool RefreshCycle::InterfaceDue(std::size_t position) {
+bool RefreshCycle::InterfaceDue(InterfaceIndex interfaceIndex) {
   CtrlTable::Access table(table_);
-  RunInterfaces::Counters& counters = interfaces_.CountersOf(table, position);
+  RunInterfaces::Counters& counters = interfaces_.CountersOf(table, interfaceIndex);
   counters.requestsThisTick = 0;
   // A negative countdown does not run: the setting turns our own refreshes off.
   if (counters.refreshCountdown != 0) {
     if (counters.refreshCountdown > 0) --counters.refreshCountdown;
     return false;
   }
-  StartRefreshCycle(table, static_cast<std::int32_t>(position), MessageType::RefreshRequestMsg);
+  StartRefreshCycle(table, interfaceIndex, MessageType::RefreshRequestMsg);
   return true;
 }
 
@@ -197,7 +199,7 @@ void RefreshCycle::AskByAddress(CtrlTable::Access& table, CtrlTable::Record reco
 
 void RefreshCycle::AddByAddress(CtrlTable::Access& table, const controllers::CtrlInfo& record,
                                 std::string_view datagram) {
-  const bool isNeighbour = interfaces_.Table(table).FindInterfaceForAddress(record.Address()) >= 0;
+  const bool isNeighbour = interfaces_.Table(table).FindInterfaceForAddress(record.Address()).has_value();
   requests_.AddByAddress(record, isNeighbour, datagram);
 }
 
@@ -222,9 +224,9 @@ void RefreshCycle::SendRequests(const RequestOutlet& outlet) {
 
 void RefreshCycle::AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record found) {
   const controllers::CtrlInfo& record = *found;
-  if (!interfaces_.Table(table).Contains(record.heardOnInterface)) return;
-  const auto index = static_cast<std::size_t>(record.heardOnInterface);
-  RunInterfaces::Counters& counters = interfaces_.CountersOf(table, index);
+  if (!record.heardOnInterface || !interfaces_.Table(table).Contains(*record.heardOnInterface)) return;
+  const InterfaceIndex interfaceIndex = *record.heardOnInterface;
+  RunInterfaces::Counters& counters = interfaces_.CountersOf(table, interfaceIndex);
   // Beyond the limit, the controller stays due until the next tick.
   if (counters.requestsThisTick >= settings_.MaxRequestsPerTick()) return;
   ++counters.requestsThisTick;
@@ -234,7 +236,7 @@ void RefreshCycle::AskByBroadcast(CtrlTable::Access& table, CtrlTable::Record fo
       platform::ToNarrow(record.ctrlAddress),
       record.ctrlType == RemoteVC ? platform::ToNarrow(record.systemID) : std::string());
   // Empty if an identity from the network made the request too long for two length digits.
-  if (!request.empty()) requests_.AddBroadcast(index, std::move(request));
+  if (!request.empty()) requests_.AddBroadcast(interfaceIndex, std::move(request));
 }
 
 HRESULT RefreshCycle::RefreshForID(CtrlTable::Access& table, std::uint32_t lanSeekID) const {
@@ -250,8 +252,9 @@ HRESULT RefreshCycle::RefreshForID(CtrlTable::Access& table, std::uint32_t lanSe
   return S_OK;
 }
 
-void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t position, MessageType type) {
-  if (!interfaces_.Table(table).Contains(position)) {
+void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::optional<InterfaceIndex> interfaceIndex,
+                                     MessageType type) {
+  if (!interfaceIndex || !interfaces_.Table(table).Contains(*interfaceIndex)) {
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
     return;
   }
@@ -259,13 +262,13 @@ void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::int32_t posi
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad message type");
     return;
   }
-  const auto index = static_cast<std::size_t>(position);
-  interfaces_.CountersOf(table, index).refreshCountdown = settings_.RefreshIntervalTicks();
+  interfaces_.CountersOf(table, *interfaceIndex).refreshCountdown = settings_.RefreshIntervalTicks();
 
   const std::int32_t timeout = settings_.Ticks(settings_.RefreshTimeout);
-  sweeps_.Asked(index, timeout);
+  sweeps_.Asked(*interfaceIndex, timeout);
   for (CtrlTable::Record record = table.First(); record; record = table.After(record)) {
-    if (record->heardOnInterface != position || !record->Available() || IsPolledByAddress(*record)) continue;
+    if (record->heardOnInterface != interfaceIndex || !record->Available() || IsPolledByAddress(*record))
+      continue;
     if (!record->Schedule().AwaitsAnswer()) {
       table.ChangeSchedule(record)->Arm(timeout, settings_.RetryCount());
     } else if (record->published || type == MessageType::FullRequestMsg) {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -51,7 +52,8 @@ class RefreshCycle {
 
   /// Starts the answer timers of the controllers heard on an interface, because a full or refresh request was
   /// sent there, by this component or by another workstation.
-  void StartRefreshCycle(controllers::CtrlTable::Access& table, std::int32_t position,
+  void StartRefreshCycle(controllers::CtrlTable::Access& table,
+                         std::optional<controllers::InterfaceIndex> interfaceIndex,
                          protocol::MessageType type);
 
   /// Has a listed controller asked at the next tick, on a client's request. Does nothing for a controller
@@ -71,7 +73,7 @@ class RefreshCycle {
   void AskConfigured(const RequestOutlet& outlet);
   std::size_t InterfaceCount();
   void InterfacePass(const RequestOutlet& outlet);
-  bool InterfaceDue(std::size_t position);
+  bool InterfaceDue(controllers::InterfaceIndex interfaceIndex);
   void ControllerPass();
   void SweepPass();
   void ExpectPolled(controllers::CtrlTable::Access& table);

@@ -39,7 +39,7 @@ RequestQueue::Sent RequestQueue::Send(const RequestOutlet& outlet) {
 
 bool RequestQueue::SendBroadcasts(const RequestOutlet& outlet) {
   for (const BroadcastRequest& request : std::exchange(broadcasts_, {})) {
-    outlet.sender.Broadcast(request.position, request.datagram);
+    outlet.sender.Broadcast(request.interfaceIndex, request.datagram);
     if (!PauseAfterBurst(outlet.pacer)) return false;
   }
   return true;

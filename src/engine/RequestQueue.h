@@ -47,9 +47,9 @@ inline constexpr std::size_t kNeighboursPerTick = 48;
 /// by a client, which waits for them; to available controllers; to all others.
 class RequestQueue {
  public:
-  /// Queues a broadcast on the interface at that position.
-  void AddBroadcast(std::size_t position, std::string datagram) {
-    broadcasts_.push_back({position, std::move(datagram)});
+  /// Queues a broadcast on one interface.
+  void AddBroadcast(controllers::InterfaceIndex interfaceIndex, std::string datagram) {
+    broadcasts_.push_back({interfaceIndex, std::move(datagram)});
   }
   /// Queues a request to a controller's own address, unless one is waiting. `datagram` must outlive it.
   void AddByAddress(const controllers::CtrlInfo& record, bool isNeighbour, std::string_view datagram);
@@ -78,7 +78,7 @@ class RequestQueue {
  private:
   enum class Turn : std::uint8_t { JustAdded, Available, Missing };
   struct BroadcastRequest {
-    std::size_t position = 0;
+    controllers::InterfaceIndex interfaceIndex{};
     std::string datagram;
   };
   struct AddressRequest {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -26,7 +25,9 @@ class RunInterfaces {
   void Narrow(controllers::CtrlTable::Access&, network::InterfaceTable opened, std::int32_t refreshCountdown);
 
   const network::InterfaceTable& Table(const controllers::CtrlTable::Access&) const { return table_; }
-  Counters& CountersOf(controllers::CtrlTable::Access&, std::size_t position) { return counters_[position]; }
+  Counters& CountersOf(controllers::CtrlTable::Access&, controllers::InterfaceIndex interfaceIndex) {
+    return counters_[PlaceOf(interfaceIndex)];
+  }
 
   enum class Occasion { Notice, Time };
   /// Whether the host's usable interfaces, given by their keys, differ from the table. After a notice,

@@ -10,9 +10,9 @@ void Sweeps::BeginRun(std::size_t interfaces) {
   unasked_.clear();
 }
 
-void Sweeps::Asked(std::size_t position, std::int32_t timeout) {
-  if (position >= interfaces_.size()) return;
-  Interface& asked = interfaces_[position];
+void Sweeps::Asked(controllers::InterfaceIndex interfaceIndex, std::int32_t timeout) {
+  if (PlaceOf(interfaceIndex) >= interfaces_.size()) return;
+  Interface& asked = interfaces_[PlaceOf(interfaceIndex)];
   // The answers to an earlier request come within the same time.
   if (asked.ticksLeft == kIdle) asked.ticksLeft = std::max(timeout, 1);
 }

@@ -6,6 +6,8 @@
 #include <unordered_set>
 #include <vector>
 
+#include "controllers/InterfaceIndex.h"
+
 namespace kellanseek::engine {
 
 /// Counts sweeps. A sweep is over when every interface, and every controller that is polled by address, has
@@ -17,7 +19,7 @@ class Sweeps {
   void BeginRun(std::size_t interfaces);
 
   /// Everybody on an interface has been asked; the answers may take `timeout` ticks.
-  void Asked(std::size_t position, std::int32_t timeout);
+  void Asked(controllers::InterfaceIndex interfaceIndex, std::int32_t timeout);
   /// A controller has been asked by address.
   void Polled(std::uint32_t lanSeekID) { unasked_.erase(lanSeekID); }
 

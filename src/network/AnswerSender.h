@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstddef>
 #include <string_view>
 
+#include "controllers/InterfaceIndex.h"
 #include "platform/Ipv4.h"
 #include "platform/UdpSocket.h"
 
@@ -13,10 +13,9 @@ class AnswerSender {
  public:
   virtual ~AnswerSender() = default;
 
-  /// Broadcasts a datagram to the response port on the interface at `position`, from its request socket.
-  /// Returns 0, or the socket's error with `destination` set. Does nothing and returns 0 if no interface is
-  /// open at that position.
-  virtual platform::SocketError Answer(std::size_t position, std::string_view datagram,
+  /// Broadcasts a datagram to the response port on one interface, from its request socket. Returns 0, or the
+  /// socket's error with `destination` set. Does nothing and returns 0 if the interface is not open.
+  virtual platform::SocketError Answer(controllers::InterfaceIndex interfaceIndex, std::string_view datagram,
                                        platform::Ipv4& destination) = 0;
 };
 

@@ -101,12 +101,13 @@ void DiscoverySockets::CloseSockets() {
   nonLocalSocket_.reset();
 }
 
-void DiscoverySockets::Broadcast(std::size_t position, std::string_view datagram) {
-  if (position >= pairs_.size()) return;
-  const platform::Ipv4 destination = interfaces_[position].broadcastAddress;
+void DiscoverySockets::Broadcast(controllers::InterfaceIndex interfaceIndex, std::string_view datagram) {
+  if (PlaceOf(interfaceIndex) >= pairs_.size()) return;
+  const platform::Ipv4 destination = interfaces_[interfaceIndex].broadcastAddress;
   journal_.counters.broadcastRequests.Add();
-  Report(pairs_[position].response->SendTo(datagram, destination, settings_.Port(settings_.RequestPort)),
-         L"dynamic", destination);
+  const Pair& pair = pairs_[PlaceOf(interfaceIndex)];
+  Report(pair.response->SendTo(datagram, destination, settings_.Port(settings_.RequestPort)), L"dynamic",
+         destination);
 }
 
 bool DiscoverySockets::SendToAddress(platform::Ipv4 address, std::string_view datagram) {
@@ -128,12 +129,13 @@ void DiscoverySockets::Report(platform::SocketError error, const wchar_t* kind,
                platform::HostOrder(destination), error);
 }
 
-platform::SocketError DiscoverySockets::Answer(std::size_t position, std::string_view datagram,
-                                               platform::Ipv4& destination) {
-  if (position >= pairs_.size()) return 0;
-  destination = interfaces_[position].broadcastAddress;
+platform::SocketError DiscoverySockets::Answer(controllers::InterfaceIndex interfaceIndex,
+                                               std::string_view datagram, platform::Ipv4& destination) {
+  if (PlaceOf(interfaceIndex) >= pairs_.size()) return 0;
+  destination = interfaces_[interfaceIndex].broadcastAddress;
+  const Pair& pair = pairs_[PlaceOf(interfaceIndex)];
   const platform::SocketError error =
-      pairs_[position].request->SendTo(datagram, destination, settings_.Port(settings_.ResponsePort));
+      pair.request->SendTo(datagram, destination, settings_.Port(settings_.ResponsePort));
   journal_.counters.answers.Add();
   if (error != 0) journal_.SendFailed(error, destination);
   return error;

@@ -33,17 +33,21 @@ class DiscoverySockets : public RequestSender, public AnswerSender {
 
   /// The opened interfaces. Each has both sockets.
   const InterfaceTable& Interfaces() const { return interfaces_; }
-  platform::UdpSocket* RequestSocket(std::size_t position) const { return pairs_[position].request.get(); }
-  platform::UdpSocket* ResponseSocket(std::size_t position) const { return pairs_[position].response.get(); }
+  platform::UdpSocket* RequestSocket(controllers::InterfaceIndex interfaceIndex) const {
+    return pairs_[PlaceOf(interfaceIndex)].request.get();
+  }
+  platform::UdpSocket* ResponseSocket(controllers::InterfaceIndex interfaceIndex) const {
+    return pairs_[PlaceOf(interfaceIndex)].response.get();
+  }
   /// Null if polling by address is off.
   platform::UdpSocket* NonLocalSocket() const { return nonLocalSocket_.get(); }
 
   /// Notes how many datagrams the system has dropped because a receive buffer was full.
   void NoteDrops() const;
 
-  void Broadcast(std::size_t position, std::string_view datagram) override;
+  void Broadcast(controllers::InterfaceIndex interfaceIndex, std::string_view datagram) override;
   bool SendToAddress(platform::Ipv4 address, std::string_view datagram) override;
-  platform::SocketError Answer(std::size_t position, std::string_view datagram,
+  platform::SocketError Answer(controllers::InterfaceIndex interfaceIndex, std::string_view datagram,
                                platform::Ipv4& destination) override;
 
  private:

@@ -1,8 +1,22 @@
 #include "network/InterfaceTable.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace kellanseek::network {
+namespace {
+
+using controllers::InterfaceIndex;
+
+template <typename Predicate>
+std::optional<InterfaceIndex> FindFirst(const std::vector<InterfaceEntry>& entries,
+                                        const Predicate& predicate) {
+  const auto found = std::find_if(entries.begin(), entries.end(), predicate);
+  if (found == entries.end()) return std::nullopt;
+  return InterfaceIndex{static_cast<std::uint32_t>(found - entries.begin())};
+}
+
+}  // namespace
 
 std::vector<InterfaceKey> InterfaceTable::Keys() const {
   std::vector<InterfaceKey> keys;
@@ -12,11 +26,9 @@ std::vector<InterfaceKey> InterfaceTable::Keys() const {
   return keys;
 }
 
-std::int32_t InterfaceTable::FindInterfaceByAddress(platform::Ipv4 address) const {
-  if (address == 0) return -1;
-  const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                  [&](const InterfaceEntry& entry) { return entry.address == address; });
-  return found == entries_.end() ? -1 : static_cast<std::int32_t>(found - entries_.begin());
+std::optional<InterfaceIndex> InterfaceTable::FindInterfaceByAddress(platform::Ipv4 address) const {
+  if (address == 0) return std::nullopt;
+  return FindFirst(entries_, [&](const InterfaceEntry& entry) { return entry.address == address; });
 }
 
 bool InterfaceTable::IsNeighbour(platform::Ipv4 address) const {
@@ -24,13 +36,12 @@ bool InterfaceTable::IsNeighbour(platform::Ipv4 address) const {
                      [&](const InterfaceEntry& entry) { return entry.Contains(address); });
 }
 
-std::int32_t InterfaceTable::FindInterfaceForAddress(platform::Ipv4 address) const {
-  if (address == platform::kNoAddress) return -1;
-  const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const InterfaceEntry& entry) {
+std::optional<InterfaceIndex> InterfaceTable::FindInterfaceForAddress(platform::Ipv4 address) const {
+  if (address == platform::kNoAddress) return std::nullopt;
+  return FindFirst(entries_, [&](const InterfaceEntry& entry) {
     return entry.mask != platform::kNoAddress && entry.address != platform::kNoAddress &&
            entry.Contains(address);
   });
-  return found == entries_.end() ? -1 : static_cast<std::int32_t>(found - entries_.begin());
 }
 
 }  // namespace kellanseek::network

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "controllers/InterfaceIndex.h"
 #include "platform/Ipv4.h"
 
 namespace kellanseek::network {
@@ -28,27 +29,28 @@ inline constexpr std::size_t kMaxMacText = 19;
 using InterfaceKey = std::pair<platform::Ipv4, platform::Ipv4>;
 inline InterfaceKey KeyOf(platform::Ipv4 address, platform::Ipv4 mask) { return {address, address | ~mask}; }
 
-/// The interfaces of one run of the network side, in the system's order. A position is an index into the
-/// table. Entries never change: a run with other interfaces has another table, so threads may read theirs
-/// without a lock.
+/// The interfaces of one run of the network side, in the system's order. Entries never change: a run with
+/// other interfaces has another table, so threads may read theirs without a lock.
 class InterfaceTable {
  public:
   InterfaceTable() = default;
   explicit InterfaceTable(std::vector<InterfaceEntry> entries) : entries_(std::move(entries)) {}
 
-  /// The first entry with this address; -1 if there is none, and for address 0.
-  std::int32_t FindInterfaceByAddress(platform::Ipv4 address) const;
-  /// The first entry whose subnet contains the address; -1 if there is none, and for kNoAddress.
-  std::int32_t FindInterfaceForAddress(platform::Ipv4 address) const;
+  /// The first entry with this address, if any; none for address 0.
+  std::optional<controllers::InterfaceIndex> FindInterfaceByAddress(platform::Ipv4 address) const;
+  /// The first entry whose subnet contains the address, if any; none for kNoAddress.
+  std::optional<controllers::InterfaceIndex> FindInterfaceForAddress(platform::Ipv4 address) const;
 
   /// Whether an address lies in the subnet of any entry.
   bool IsNeighbour(platform::Ipv4 address) const;
 
   std::size_t Size() const { return entries_.size(); }
-  bool Contains(std::int32_t position) const {
-    return position >= 0 && static_cast<std::size_t>(position) < entries_.size();
+  bool Contains(controllers::InterfaceIndex interfaceIndex) const {
+    return PlaceOf(interfaceIndex) < entries_.size();
   }
-  const InterfaceEntry& operator[](std::size_t position) const { return entries_[position]; }
+  const InterfaceEntry& operator[](controllers::InterfaceIndex interfaceIndex) const {
+    return entries_[PlaceOf(interfaceIndex)];
+  }
   const std::vector<InterfaceEntry>& Entries() const { return entries_; }
   /// The keys of all entries, sorted.
   std::vector<InterfaceKey> Keys() const;

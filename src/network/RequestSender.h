@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstddef>
 #include <string_view>
 
+#include "controllers/InterfaceIndex.h"
 #include "platform/Ipv4.h"
 
 namespace kellanseek::network {
@@ -12,8 +12,8 @@ class RequestSender {
  public:
   virtual ~RequestSender() = default;
 
-  /// Broadcasts a request on the interface at `position`.
-  virtual void Broadcast(std::size_t position, std::string_view datagram) = 0;
+  /// Broadcasts a request on one interface.
+  virtual void Broadcast(controllers::InterfaceIndex interfaceIndex, std::string_view datagram) = 0;
   /// Sends a request to one controller from the non-local socket. Returns false if the send buffer is full:
   /// nothing was sent, and the caller may try again.
   virtual bool SendToAddress(platform::Ipv4 address, std::string_view datagram) = 0;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -24,9 +25,9 @@ using Sent = std::vector<std::string>;
 
 class RecordingAnswers : public network::AnswerSender {
  public:
-  platform::SocketError Answer(std::size_t position, std::string_view datagram,
+  platform::SocketError Answer(controllers::InterfaceIndex interfaceIndex, std::string_view datagram,
                                platform::Ipv4& destination) override {
-    sent.push_back(std::to_string(position) + " " + std::string(datagram));
+    sent.push_back(std::to_string(PlaceOf(interfaceIndex)) + " " + std::string(datagram));
     destination = platform::ParseIpv4("10.0.0.255");
     return error;
   }
@@ -74,7 +75,9 @@ class VCDaemonTest : public ::testing::Test {
     stop.Set();
     daemon.RemoteVCDaemonLoop(sender, socketsReady, stop);
   }
-  void Queue(std::int32_t type, std::int32_t interfaceIndex, std::uint32_t id = 0) {
+  void Queue(std::int32_t type, std::int32_t number, std::uint32_t id = 0) {
+    std::optional<controllers::InterfaceIndex> interfaceIndex;
+    if (number >= 0) interfaceIndex = controllers::InterfaceIndex(number);
     EXPECT_TRUE(daemon.QueueMessageForRemoteVC(static_cast<protocol::MessageType>(type), interfaceIndex, id));
   }
 
@@ -238,7 +241,7 @@ TEST_F(VCDaemonTest, AMessageThatFailsIsLostAndTheNextIsHandled) {
 TEST_F(VCDaemonTest, InvalidMessagesAreTracedAndIgnored) {
   Queue(5, 99);
   PublishQuietly(L"vc-1");
-  for (const std::int32_t position : {-1, 2, 2147483647}) Queue(7, position);
+  for (const std::int32_t number : {-1, 2, 2147483647}) Queue(7, number);
   Queue(42, 0);
   EXPECT_EQ(Step(0), daemon::kNothingScheduled);
   EXPECT_EQ(traces.Messages().size(), 4U);

@@ -41,7 +41,7 @@ TEST_F(DispatcherTest, AControllerComesIsUpdatedAndLeaves) {
   Answer(1, kIdentity, kSource);
   EXPECT_EQ(events.Take(), (Events{{11, CtrlAvailable, CtrlNew}}));
   EXPECT_EQ(Get(11).ctrlAddress, L"192.168.1.20");
-  EXPECT_EQ(Get(11).heardOnInterface, 0);
+  EXPECT_EQ(Get(11).heardOnInterface, kFirstInterface);
   Answer(1, kIdentity, kSource);
   EXPECT_EQ(events.Take(), Events{});
   Answer(1, "1:Cell8;4:sys-1;9:00-11;", kSource);
@@ -106,7 +106,7 @@ TEST_F(DispatcherTest, ARefusedVirtualControllerLeavesTheEngineLockHeld) {
   protocol::Message message;
   const std::string datagram = Datagram(1, "11:2;");
   dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(kSource),
-                           {MsgSource::FromResponseSocket, 0, 0, 0}, message);
+                           {MsgSource::FromResponseSocket, kFirstInterface, 0, 0}, message);
 
   EXPECT_TRUE(engineLock.HeldByThisThread());
   engineLock.ReleaseAll();

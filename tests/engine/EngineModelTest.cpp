@@ -192,8 +192,8 @@ class History {
     if (plain_.records.size() >= kMostRecords) return;
     if (origin.source < 2) {
       if (plain_.interfaces.empty()) return;
-      origin.position = Upto(static_cast<int>(plain_.interfaces.size()));
-      origin.address = plain_.interfaces[static_cast<std::size_t>(origin.position)].address;
+      origin.interfaceIndex = Upto(static_cast<int>(plain_.interfaces.size()));
+      origin.address = plain_.interfaces[static_cast<std::size_t>(origin.interfaceIndex)].address;
     }
     message.pattern = Identity();
     const std::string target = Any(kTargets);
@@ -201,13 +201,15 @@ class History {
     message.target = Wide(target);
     const std::string fields = Fields(message.pattern, target);
     story += "\nmessage " + std::to_string(message.type) + " " + fields + " source " +
-             std::to_string(origin.source) + " from " + from + " at " + std::to_string(origin.position);
+             std::to_string(origin.source) + " from " + from + " at " + std::to_string(origin.interfaceIndex);
     if (origin.source == 3) {
       engine_.Forward(message.type, fields);
     } else {
       message.from = Wide(from);
+      std::optional<controllers::InterfaceIndex> interfaceIndex;
+      if (origin.interfaceIndex >= 0) interfaceIndex = controllers::InterfaceIndex(origin.interfaceIndex);
       engine_.Receive(EngineHarness::Datagram(message.type, fields), from,
-                      static_cast<MsgSource>(origin.source), origin.position);
+                      static_cast<MsgSource>(origin.source), interfaceIndex);
     }
     plain_.Handle(message, origin);
   }
@@ -314,15 +316,17 @@ class History {
     for (std::size_t i = 0; i < records.size(); ++i) {
       const controllers::PollSchedule& schedule = records[i].Schedule();
       const PlainRecord& plain = plain_.records[i];
-      EXPECT_EQ(Text(records[i], schedule.TicksLeft(), schedule.RequestsLeft()),
-                Text(plain, plain.ticksToNextAction, plain.retriesLeft));
+      EXPECT_EQ(Text(records[i], schedule.TicksLeft(), schedule.RequestsLeft(),
+                     TraceNumber(records[i].heardOnInterface)),
+                Text(plain, plain.ticksToNextAction, plain.retriesLeft, plain.interfaceIndex));
       const bool registered = plain_.records[i].vcProcessID != 0;
       EXPECT_EQ(records[i].vcInterface.Get() != nullptr, registered);
       objects += registered ? 2 : 0;  // The copy has one of its own.
     }
     EXPECT_EQ(object_.count, objects);
     for (std::size_t i = 0; i < plain_.interfaces.size(); ++i)
-      EXPECT_EQ(engine_.RefreshCountdown(i), plain_.interfaces[i].refreshCountdown);
+      EXPECT_EQ(engine_.RefreshCountdown(controllers::InterfaceIndex(i)),
+                plain_.interfaces[i].refreshCountdown);
   }
 
   void CompareTraces() {
@@ -346,7 +350,7 @@ class History {
     EXPECT_EQ(byAddress, std::exchange(plain_.byAddress, {}));
   }
 
-  static std::wstring Text(const CtrlInfo& r, std::int32_t ticks, std::int32_t requests) {
+  static std::wstring Text(const CtrlInfo& r, std::int32_t ticks, std::int32_t requests, int interfaceIndex) {
     std::wstring text;
     for (const auto* each : {&r.ctrlName, &r.ctrlAddress, &r.systemName, &r.releasePath, &r.systemID,
                              &r.ctrlID, &r.macAddress, &r.hostName}) {
@@ -355,7 +359,7 @@ class History {
     for (const auto number : std::initializer_list<std::int64_t>{
              r.lanSeekID, r.ctrlType, r.remotePublication, r.versionMajor, r.versionMinor, r.versionRevision,
              r.kelAPICompatibilityRevision, r.commPortNumber, r.ctrlLevel, r.ctrlStatus, r.identificationType,
-             ticks, requests, r.heardOnAddress, r.heardOnInterface, r.published, r.vcProcessID,
+             ticks, requests, r.heardOnAddress, interfaceIndex, r.published, r.vcProcessID,
              static_cast<std::int64_t>(r.vcProcessStart)}) {
       text += std::to_wstring(number) + L"|";
     }

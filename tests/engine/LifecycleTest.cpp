@@ -44,8 +44,8 @@ TEST_F(LifecycleTest, InternalErrorsAreTraced) {
   const std::uint32_t id = Add(vc);
   CtrlTable::Access access(table);
   lifecycle.RemoveActiveCtrl(access, access.Find(id), CtrlLostLAN);
-  EXPECT_EQ(daemon.messages, (std::vector<RecordingDaemon::Message>{{4, 0, id}}));
-  refresh.StartRefreshCycle(access, 0, protocol::MessageType::TargetedRequestMsg);
+  EXPECT_EQ(daemon.messages, (std::vector<RecordingDaemon::Message>{{4, -1, id}}));
+  refresh.StartRefreshCycle(access, kFirstInterface, protocol::MessageType::TargetedRequestMsg);
   EXPECT_EQ(
       traces.Messages(),
       (std::vector<std::wstring>{L"LanSeek RemoveActiveCtrl. Unexpected removal reason 3 for remote VC path",
@@ -65,9 +65,10 @@ TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   EXPECT_EQ(texts(), L"192.168.1.5 10.0.0.5 172.16.0.1 ");
   EXPECT_EQ(traces.Messages().back(),
             L"LanSeek SetupLanseekInterfaces. Strange MAC-address for interface 172.16.0.1");
-  EXPECT_EQ(host.SetupLanseekInterfaces()[2].macText, "aa:bb:cc:dd:00:00");
-  EXPECT_EQ(host.SetupLanseekInterfaces()[0].macText, "00:1a:2b:3c:4d:5e");
-  EXPECT_EQ(host.SetupLanseekInterfaces()[0].broadcastAddress, platform::ParseIpv4("192.168.1.255"));
+  EXPECT_EQ(host.SetupLanseekInterfaces().Entries()[2].macText, "aa:bb:cc:dd:00:00");
+  EXPECT_EQ(host.SetupLanseekInterfaces().Entries()[0].macText, "00:1a:2b:3c:4d:5e");
+  EXPECT_EQ(host.SetupLanseekInterfaces().Entries()[0].broadcastAddress,
+            platform::ParseIpv4("192.168.1.255"));
   {
     CtrlTable::Access access(table);
     EXPECT_TRUE(logic.interfaces.Changed(access, host.UsableKeys(), engine::RunInterfaces::Occasion::Notice));

@@ -89,7 +89,7 @@ PlainEngine::Step PlainEngine::Defined(PlainRecord& pattern, int source, std::si
   }
   if (r.ctrlStatus == CtrlAvailable) {
     r.identificationType = DynamicCtrlDefinition;
-    r.heardOnInterface = pattern.heardOnInterface;
+    r.interfaceIndex = pattern.interfaceIndex;
     r.heardOnAddress = pattern.heardOnAddress;
     return Step::GoOn;
   }

@@ -39,7 +39,7 @@ void PlainEngine::Revalidate() {
       const int local = InterfaceFor(r.ctrlAddress);
       if (local >= 0) {
         r.identificationType = DynamicCtrlDefinition;
-        r.heardOnInterface = local;
+        r.interfaceIndex = local;
         r.heardOnAddress = interfaces[static_cast<std::size_t>(local)].address;
       }
       ++i;
@@ -47,11 +47,11 @@ void PlainEngine::Revalidate() {
       int found = -1;
       for (std::size_t at = interfaces.size(); at-- > 0;)
         if (r.heardOnAddress != 0 && interfaces[at].address == r.heardOnAddress) found = static_cast<int>(at);
-      if (found < 0 && r.heardOnInterface >= 0) {
+      if (found < 0 && r.interfaceIndex >= 0) {
         RemoveActive(i, CtrlLostLAN);
         continue;
       }
-      if (found >= 0) r.heardOnInterface = found;
+      if (found >= 0) r.interfaceIndex = found;
       ++i;
     }
   }
@@ -66,7 +66,7 @@ void PlainEngine::RemoveActive(std::size_t& position, LanSeekEventReason reason,
     if (reason != 2 && reason != 4 && reason != 5)
       Trace(L"LanSeek RemoveActiveCtrl. Unexpected removal reason " + std::to_wstring(reason) +
             L" for remote VC " + r.ctrlAddress);
-    daemonMessages.push_back({reason == 4 ? 3 : 4, 0, r.lanSeekID});
+    daemonMessages.push_back({reason == 4 ? 3 : 4, -1, r.lanSeekID});
   }
   if (r.published && r.ctrlStatus == CtrlAvailable) Event(r, dynamic ? CtrlRemoved : CtrlUnavailable, reason);
   if (dynamic && !keep) {
@@ -77,7 +77,7 @@ void PlainEngine::RemoveActive(std::size_t& position, LanSeekEventReason reason,
   if (!dynamic) {
     r.ctrlStatus = CtrlUnavailable;
     r.heardOnAddress = 0;
-    r.heardOnInterface = -1;
+    r.interfaceIndex = -1;
     r.ticksToNextAction = PollTicks();
     r.retriesLeft = -1;
   }
@@ -210,9 +210,9 @@ void PlainEngine::Identity(int p, const PlainRecord& pattern, const Origin& orig
     WantName(r);
     Event(r, CtrlAvailable, CtrlReconnected);
   }
-  if (origin.position >= 0) {
+  if (origin.interfaceIndex >= 0) {
     r.heardOnAddress = origin.address;
-    r.heardOnInterface = origin.position;
+    r.interfaceIndex = origin.interfaceIndex;
   }
   if (UpdateFrom(r, pattern) && !raised) Event(r, CtrlAvailable, CtrlUpdated);
   r.ticksToNextAction = PollTicks();
@@ -240,9 +240,9 @@ void PlainEngine::Alive(int p, const PlainRecord& pattern, const Origin& origin)
     r.ticksToNextAction = PollTicks();
     r.retriesLeft = -1;
   }
-  if (origin.position >= 0) {
+  if (origin.interfaceIndex >= 0) {
     r.heardOnAddress = origin.address;
-    r.heardOnInterface = origin.position;
+    r.interfaceIndex = origin.interfaceIndex;
   }
 }
 
@@ -251,10 +251,10 @@ void PlainEngine::Targeted(const Message& message, const Origin& origin) {
   const std::wstring& systemID = message.pattern.systemID;
   const platform::Ipv4 target = platform::ParseIpv4(std::wstring_view(message.target));
   if (target != 0xFFFFFFFFU && target == origin.address) {
-    if (systemID.empty()) return daemonMessages.push_back({6, origin.position, 0});
+    if (systemID.empty()) return daemonMessages.push_back({6, origin.interfaceIndex, 0});
     for (const PlainRecord& r : records) {
       if (r.remotePublication == RemoteVCPublication_False || r.systemID != systemID) continue;
-      return daemonMessages.push_back({6, origin.position, r.lanSeekID});
+      return daemonMessages.push_back({6, origin.interfaceIndex, r.lanSeekID});
     }
     return;
   }
@@ -276,7 +276,7 @@ void PlainEngine::Handle(const Message& message, const Origin& origin) {
   if (origin.source != 0) {
     pattern.ctrlAddress = message.from;
     pattern.heardOnAddress = origin.address;
-    pattern.heardOnInterface = origin.position;
+    pattern.interfaceIndex = origin.interfaceIndex;
     if (origin.source == 3) pattern.ctrlType = VC;
   }
   int p = kNotRun;
@@ -291,8 +291,8 @@ void PlainEngine::Handle(const Message& message, const Origin& origin) {
     RemoveActive(at, type == 3 ? CtrlLostRestart : CtrlLostPowerDown);
   }
   if (type == 5 || type == 7) {
-    StartRefreshCycle(origin.position, type);
-    daemonMessages.push_back({static_cast<std::int32_t>(type), origin.position, 0});
+    StartRefreshCycle(origin.interfaceIndex, type);
+    daemonMessages.push_back({static_cast<std::int32_t>(type), origin.interfaceIndex, 0});
   }
   if (type == 6) Targeted(message, origin);
 }

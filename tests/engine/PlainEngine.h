@@ -13,13 +13,14 @@
 
 namespace kellanseek::test {
 
-/// A record with its two numbers of the schedule in the open.
+/// A record with the two numbers of its schedule, and its interface as a number, in the open.
 struct PlainRecord : controllers::CtrlInfo {
   PlainRecord() = default;
   PlainRecord(controllers::CtrlInfo info) : controllers::CtrlInfo(std::move(info)) {}
 
   std::int32_t ticksToNextAction = -1;
   std::int32_t retriesLeft = -1;
+  int interfaceIndex = -1;
 };
 
 /// Every rule of the engine as a plain walk over a plain list, for comparison with the indexed engine. It has
@@ -34,7 +35,7 @@ class PlainEngine {
   };
   struct Origin {
     int source = 0;
-    int position = -1;
+    int interfaceIndex = -1;
     platform::Ipv4 address = 0;
   };
   /// Tag a of a message, which says nothing when it is empty, and the rest of it.
@@ -103,7 +104,7 @@ class PlainEngine {
   void DynamicIdentity(PlainRecord& r, const PlainRecord& pattern);
   void Alive(int p, const PlainRecord& pattern, const Origin& origin);
   void Targeted(const Message& message, const Origin& origin);
-  void StartRefreshCycle(int position, std::uint32_t type);
+  void StartRefreshCycle(int interfaceIndex, std::uint32_t type);
   bool Due(std::size_t& i);
   void Poll(PlainRecord& r);
   void AskOnInterface(PlainRecord& r);

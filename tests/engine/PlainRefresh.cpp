@@ -25,13 +25,13 @@ HRESULT PlainEngine::RefreshForID(std::uint32_t id) {
   return static_cast<HRESULT>(0xC0040412U);
 }
 
-void PlainEngine::StartRefreshCycle(int position, std::uint32_t type) {
-  if (position < 0 || position >= static_cast<int>(interfaces.size()))
+void PlainEngine::StartRefreshCycle(int interfaceIndex, std::uint32_t type) {
+  if (interfaceIndex < 0 || interfaceIndex >= static_cast<int>(interfaces.size()))
     return Trace(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
-  interfaces[static_cast<std::size_t>(position)].refreshCountdown = Ticks(settings_.RefreshInterval);
+  interfaces[static_cast<std::size_t>(interfaceIndex)].refreshCountdown = Ticks(settings_.RefreshInterval);
   const int timeout = Ticks(settings_.RefreshTimeout);
   for (PlainRecord& r : records) {
-    if (r.heardOnInterface != position || r.ctrlStatus != CtrlAvailable) continue;
+    if (r.interfaceIndex != interfaceIndex || r.ctrlStatus != CtrlAvailable) continue;
     if (r.identificationType != DynamicCtrlDefinition && Polls()) continue;
     if (r.retriesLeft < 0) {
       r.retriesLeft = settings_.Retries;
@@ -108,7 +108,7 @@ bool PlainEngine::Due(std::size_t& i) {
   }
   if (Polls() && r.identificationType != DynamicCtrlDefinition) {
     Poll(r);
-  } else if (r.heardOnInterface >= 0) {
+  } else if (r.interfaceIndex >= 0) {
     AskOnInterface(r);
   }
   return true;
@@ -125,7 +125,7 @@ void PlainEngine::Poll(PlainRecord& r) {
 }
 
 void PlainEngine::AskOnInterface(PlainRecord& r) {
-  Interface& entry = interfaces.at(static_cast<std::size_t>(r.heardOnInterface));
+  Interface& entry = interfaces.at(static_cast<std::size_t>(r.interfaceIndex));
   if (entry.requestsThisTick >= settings_.TickInterval * settings_.MaxRequestsPerSecond / 1000) return;
   ++entry.requestsThisTick;
   r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
@@ -134,7 +134,7 @@ void PlainEngine::AskOnInterface(PlainRecord& r) {
   if (r.ctrlType == RemoteVC) rest += "4:" + Narrow(r.systemID) + ";";
   char length[8];
   std::snprintf(length, sizeof length, "%02zx", 10 + rest.size());
-  broadcasts.push_back("broadcast " + std::to_string(r.heardOnInterface) + " Lanseek;" + length + rest);
+  broadcasts.push_back("broadcast " + std::to_string(r.interfaceIndex) + " Lanseek;" + length + rest);
 }
 
 }  // namespace kellanseek::test

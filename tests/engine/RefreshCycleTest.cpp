@@ -153,8 +153,8 @@ TEST_F(RefreshCycleTest, RemovedControllersAreNotAskedWhenSendingResumes) {
       ASSERT_EQ(lifecycle.AddRemoteController(access, L"10.0.0.20", id), S_OK);
     }
     Tick();
-    Answer(1, kIdentity, "10.0.0.20", 1);
-    Answer(4, "", "10.0.0.20", 1);
+    Answer(1, kIdentity, "10.0.0.20", kSecondInterface);
+    Answer(4, "", "10.0.0.20", kSecondInterface);
   }
   sender.room = 1000;
   Tick();

@@ -244,7 +244,7 @@ TEST(ReceiverTest, TakesADatagramOnceAndFromItsOwnNetwork) {
     const char* what;
     Received received;
     const char* source;
-    std::optional<std::int32_t> position;  ///< Where the controller is then found.
+    std::optional<controllers::InterfaceIndex> interfaceIndex;  ///< Where the controller is then found.
     std::wstring trace = {};
   };
   const auto on = [](std::size_t socket) { return Received{.outcome = Outcome::Datagram, .socket = socket}; };
@@ -254,10 +254,10 @@ TEST(ReceiverTest, TakesADatagramOnceAndFromItsOwnNetwork) {
   const std::wstring unexpected =
       L"LanSeek: Strange socket receive error. Select returned unexpected socket.";
   for (const Case& c : {
-           Case{"own network", on(1), "192.168.1.20", 0},
-           Case{"own network, the second", on(3), "10.0.0.20", 1},
+           Case{"own network", on(1), "192.168.1.20", kFirstInterface},
+           Case{"own network, the second", on(3), "10.0.0.20", kSecondInterface},
            Case{"the other network", on(1), "10.0.0.20", {}},
-           Case{"through a router", on(3), "172.16.0.9", 1},
+           Case{"through a router", on(3), "172.16.0.9", kSecondInterface},
            Case{"an echo", on(1), "192.168.1.1", {}},
            Case{"an echo on the other network", on(3), "192.168.1.1", {}},
            Case{"a poll of this host", on(4), "192.168.1.1", {}, unknown},
@@ -288,10 +288,10 @@ TEST(ReceiverTest, TakesADatagramOnceAndFromItsOwnNetwork) {
     EXPECT_EQ(std::vector(traces.begin() + static_cast<std::ptrdiff_t>(before), traces.end()),
               c.trace.empty() ? std::vector<std::wstring>() : std::vector{c.trace});
     const auto records = station.All();
-    ASSERT_EQ(records.size(), c.position ? 1U : 0U);
-    if (c.position) {
-      EXPECT_EQ(records[0].heardOnInterface, *c.position);
-      station.Answer(4, "", c.source, *c.position);
+    ASSERT_EQ(records.size(), c.interfaceIndex ? 1U : 0U);
+    if (c.interfaceIndex) {
+      EXPECT_EQ(records[0].heardOnInterface, *c.interfaceIndex);
+      station.Answer(4, "", c.source, *c.interfaceIndex);
     }
   }
 }

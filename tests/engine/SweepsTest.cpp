@@ -16,9 +16,9 @@ TEST(SweepsTest, ASweepEndsWhenEveryInterfaceAndEveryPolledControllerHadItsTime)
   sweeps.BeginRun(2);
   ASSERT_TRUE(sweeps.WantsPolled());
   sweeps.Expect({11, 12}, 3);
-  sweeps.Asked(0, 4);
+  sweeps.Asked(kFirstInterface, 4);
   EXPECT_EQ(completedAfter(10), 0U) << "the second interface has not been asked";
-  sweeps.Asked(1, 4);
+  sweeps.Asked(kSecondInterface, 4);
   EXPECT_EQ(completedAfter(10), 0U) << "nobody has been polled";
   sweeps.Polled(11);
   sweeps.Polled(12);
@@ -27,17 +27,17 @@ TEST(SweepsTest, ASweepEndsWhenEveryInterfaceAndEveryPolledControllerHadItsTime)
 
   EXPECT_TRUE(sweeps.WantsPolled()) << "the next sweep asks anew whom to poll";
   sweeps.Expect({}, 3);
-  sweeps.Asked(0, 4);
-  sweeps.Asked(1, 2);
+  sweeps.Asked(kFirstInterface, 4);
+  sweeps.Asked(kSecondInterface, 2);
   EXPECT_EQ(completedAfter(3), 1U);
   EXPECT_EQ(completedAfter(1), 2U);
 
   sweeps.Expect({}, 3);
-  sweeps.Asked(0, 2);
+  sweeps.Asked(kFirstInterface, 2);
   sweeps.BeginRun(1);
   sweeps.Expect({}, 3);
   EXPECT_EQ(completedAfter(5), 2U) << "other interfaces have to be asked themselves";
-  sweeps.Asked(0, 1);
+  sweeps.Asked(kFirstInterface, 1);
   EXPECT_EQ(completedAfter(1), 3U);
 }
 

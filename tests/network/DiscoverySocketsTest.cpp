@@ -15,6 +15,7 @@
 namespace kellanseek::test {
 namespace {
 
+using controllers::InterfaceIndex;
 using platform::Ipv4;
 using platform::SocketError;
 using Texts = std::vector<std::wstring>;
@@ -174,9 +175,9 @@ TEST_F(DiscoverySocketsTest, SendsFromTheRightSocketAndTracesFailures) {
     SCOPED_TRACE(c.error);
     network.sent.clear();
     network.sendError = c.error == platform::kNoRoom ? 0 : c.error;
-    sockets.Broadcast(1, "all");
+    sockets.Broadcast(InterfaceIndex{1}, "all");
     Ipv4 destination = 0;
-    EXPECT_EQ(sockets.Answer(1, "answer", destination), network.sendError);
+    EXPECT_EQ(sockets.Answer(InterfaceIndex{1}, "answer", destination), network.sendError);
     EXPECT_EQ(platform::FormatIpv4(destination), "10.0.0.255");
     network.sendError = c.error;
     EXPECT_EQ(sockets.SendToAddress(platform::ParseIpv4("10.9.9.9"), "one"), c.left);
@@ -188,9 +189,10 @@ TEST_F(DiscoverySocketsTest, SendsFromTheRightSocketAndTracesFailures) {
   sockets.CloseSockets();
   network.sent.clear();
   Ipv4 destination = 0;
-  sockets.Broadcast(1, "all");
+  sockets.Broadcast(InterfaceIndex{1}, "all");
   EXPECT_TRUE(sockets.SendToAddress(platform::ParseIpv4("10.9.9.9"), "one"));
-  for (const std::size_t position : {1U, 2U}) EXPECT_EQ(sockets.Answer(position, "answer", destination), 0);
+  for (const InterfaceIndex each : {InterfaceIndex{1}, InterfaceIndex{2}})
+    EXPECT_EQ(sockets.Answer(each, "answer", destination), 0);
   EXPECT_TRUE(network.sent.empty());
 }
 

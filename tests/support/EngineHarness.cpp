@@ -15,12 +15,11 @@ std::string EngineHarness::Datagram(std::uint32_t type, std::string_view fields)
 }
 
 void EngineHarness::Receive(std::string_view datagram, std::string_view source, engine::MsgSource from,
-                            std::int32_t position) {
+                            std::optional<controllers::InterfaceIndex> interfaceIndex) {
   protocol::Message message;
-  const platform::Ipv4 interfaceAddress =
-      position >= 0 ? interfaces[static_cast<std::size_t>(position)].address : 0;
+  const platform::Ipv4 interfaceAddress = interfaceIndex ? interfaces[*interfaceIndex].address : 0;
   dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(source),
-                           {from, position, interfaceAddress}, message);
+                           {from, interfaceIndex, interfaceAddress}, message);
   engineLock.ReleaseAll();
 }
 

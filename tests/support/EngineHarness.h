@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -47,8 +48,8 @@ class RecordingEvents : public events::EventQueue {
 /// A request that would have gone out: "broadcast 0 <datagram>" or "to 10.0.0.1 <datagram>".
 class RecordingSender : public network::RequestSender {
  public:
-  void Broadcast(std::size_t position, std::string_view datagram) override {
-    sent.push_back("broadcast " + std::to_string(position) + " " + std::string(datagram));
+  void Broadcast(controllers::InterfaceIndex interfaceIndex, std::string_view datagram) override {
+    sent.push_back("broadcast " + std::to_string(PlaceOf(interfaceIndex)) + " " + std::string(datagram));
   }
   bool SendToAddress(platform::Ipv4 address, std::string_view datagram) override {
     if (room == 0) return false;
@@ -62,7 +63,8 @@ class RecordingSender : public network::RequestSender {
   std::size_t room = std::numeric_limits<std::size_t>::max();  ///< Requests by address taken from now on.
 };
 
-/// What the engine asked of the daemon: {type, interface, id}, and the ids that were to be published.
+/// What the engine asked of the daemon: {type, interface index or -1, id}, and the ids that were to be
+/// published.
 class RecordingDaemon : public daemon::RemoteVCPublisher {
  public:
   struct Message {
@@ -71,9 +73,10 @@ class RecordingDaemon : public daemon::RemoteVCPublisher {
     std::uint32_t lanSeekID = 0;
     bool operator==(const Message&) const = default;
   };
-  bool QueueMessageForRemoteVC(protocol::MessageType type, std::int32_t interfaceIndex,
+  bool QueueMessageForRemoteVC(protocol::MessageType type,
+                               std::optional<controllers::InterfaceIndex> interfaceIndex,
                                std::uint32_t lanSeekID) noexcept override {
-    messages.push_back({static_cast<std::int32_t>(type), interfaceIndex, lanSeekID});
+    messages.push_back({static_cast<std::int32_t>(type), TraceNumber(interfaceIndex), lanSeekID});
     return true;
   }
   bool AddRemoteVC(const controllers::CtrlInfo& record) override {
@@ -101,6 +104,8 @@ class NoPause : public engine::SendPacer {
   bool goOn = true;
 };
 
+inline constexpr controllers::InterfaceIndex kFirstInterface{0}, kSecondInterface{1};
+
 /// The engine's logic without threads, clocks and sockets, on two interfaces: 192.168.1.5/24 and 10.0.0.5/24.
 class EngineHarness {
  public:
@@ -118,23 +123,23 @@ class EngineHarness {
     controllers::CtrlTable::Access access(table);
     logic.UseInterfaces(access, interfaces);
   }
-  std::int32_t RefreshCountdown(std::size_t position) {
+  std::int32_t RefreshCountdown(controllers::InterfaceIndex interfaceIndex) {
     controllers::CtrlTable::Access access(table);
-    return logic.interfaces.CountersOf(access, position).refreshCountdown;
+    return logic.interfaces.CountersOf(access, interfaceIndex).refreshCountdown;
   }
 
   /// "Lanseek;" + length + type + fields, as a peer would send it.
   static std::string Datagram(std::uint32_t type, std::string_view fields);
 
-  /// Hands a datagram in as if it had come from `source` through the interface at `position`.
+  /// Hands a datagram in as if it had come from `source` through an interface, or none.
   void Receive(std::string_view datagram, std::string_view source, engine::MsgSource from,
-               std::int32_t position);
+               std::optional<controllers::InterfaceIndex> interfaceIndex);
   void Answer(std::uint32_t type, std::string_view fields, std::string_view source,
-              std::int32_t position = 0) {
-    Receive(Datagram(type, fields), source, engine::MsgSource::FromResponseSocket, position);
+              controllers::InterfaceIndex interfaceIndex = kFirstInterface) {
+    Receive(Datagram(type, fields), source, engine::MsgSource::FromResponseSocket, interfaceIndex);
   }
   void NonLocalAnswer(std::uint32_t type, std::string_view fields, std::string_view source) {
-    Receive(Datagram(type, fields), source, engine::MsgSource::FromNonLocalSocket, controllers::kNoInterface);
+    Receive(Datagram(type, fields), source, engine::MsgSource::FromNonLocalSocket, std::nullopt);
   }
   void Forward(std::uint32_t type, std::string_view fields);
 
