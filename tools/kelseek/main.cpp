@@ -9,11 +9,7 @@
 
 #include "client/Text.h"
 #include "commands/Command.h"
-#include "commands/ConfigCommands.h"
-#include "commands/DiscoveryCommands.h"
-#include "commands/DoctorCommand.h"
-#include "commands/RegisterCommand.h"
-#include "commands/VcCommand.h"
+#include "commands/CommandLine.h"
 #include "output/Output.h"
 #include "platform/Environment.h"
 #include "platform/Signals.h"
@@ -21,28 +17,6 @@
 
 namespace kellanseek::kelseek {
 namespace {
-
-void AddCommands(CLI::App& app, Session& session) {
-  app.require_subcommand(0, 1);
-  app.fallthrough();
-  app.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return "kelseek: " + Printable(std::string_view(error.what())) + "; see kelseek --help\n";
-  });
-  app.set_version_flag("--version", "kelseek " KELLANSEEK_VERSION);
-  app.add_option("--module", session.module,
-                 "The component's file (default: the value of KELLANSEEK_MODULE, else the file beside this "
-                 "program, else the registered component)")
-      ->type_name("PATH");
-  AddListCommand(app, session);
-  AddDoctorCommand(app, session);
-  AddWatchCommand(app, session);
-  AddShowCommand(app, session);
-  AddAddCommand(app, session);
-  AddRefreshCommand(app, session);
-  AddVcCommands(app, session);
-  AddConfigCommands(app, session);
-  AddRegisterCommands(app, session);
-}
 
 int RunChosen(Session& session) {
   const platform::StopSignals signals(session.stop);
@@ -58,8 +32,8 @@ int Run(std::vector<std::string> arguments) {
   platform::UseUtf8Output();
   Session session;
   session.colours = !platform::EnvironmentVariable("NO_COLOR") && platform::OutputTakesColours();
-  CLI::App app("Find the industrial controllers reachable from this host.", "kelseek");
-  AddCommands(app, session);
+  const auto commandLine = MakeCommandLine(session);
+  CLI::App& app = *commandLine;
   std::reverse(arguments.begin(), arguments.end());  // the order in which the parser consumes them
   try {
     app.parse(std::move(arguments));

@@ -34,19 +34,24 @@ const CLI::Validator kAddress(AddressFault, "A.B.C.D");
 
 void AddPlace(CLI::App& app, Written& written, Options& options) {
   CLI::Option* const interfaceName = app.add_option("--interface", written.interfaceName,
-                                                    "Send on this interface (default: the first that is up)");
+                                                    "Send on this interface (default: the first that is up)")
+                                         ->type_name("NAME");
   CLI::Option* const address =
-      app.add_option("--address", written.address, "Send from this address of this host")->check(kAddress);
+      app.add_option("--address", written.address, "Send from this address of this host")
+          ->type_name("ADDRESS")
+          ->check(kAddress);
   CLI::Option* const listen =
       app.add_option("--listen", written.listen,
                      "One controller at each of these addresses of this host, answering polls only; with a "
                      "larger --count the others take the addresses after the last")
+          ->type_name("ADDRESS")
           ->check(kAddress)
           ->expected(1)
           ->take_all();
   CLI::Option* const base =
       app.add_option("--base-address", written.baseAddress,
                      "Address of the first controller (default: the address after this host's in its subnet)")
+          ->type_name("ADDRESS")
           ->check(kAddress);
   CLI::Option* const own =
       app.add_flag("--own-address", options.ownAddress, "One controller, at the address of this host");
@@ -58,28 +63,38 @@ void AddPlace(CLI::App& app, Written& written, Options& options) {
 
 void AddPorts(CLI::App& app, Options& options) {
   app.add_option("--request-port", options.requestPort, "UDP port for requests")
+      ->type_name("PORT")
       ->check(CLI::Range(1, 65535))
       ->capture_default_str();
   app.add_option("--response-port", options.responsePort, "UDP port for broadcast answers")
+      ->type_name("PORT")
       ->capture_default_str();
   app.add_option("--non-local-port", options.nonLocalPort, "UDP port for polls; 0: no polls")
+      ->type_name("PORT")
       ->capture_default_str();
 }
 
 void AddBehaviour(CLI::App& app, Written& written, Options& options) {
   app.add_option("--delay-ms", options.delayMilliseconds,
                  "Longest random delay of an answer, in milliseconds")
+      ->type_name("MAX")
       ->check(CLI::Range(kMostDelay))
       ->capture_default_str();
-  app.add_option("--seed", options.seed, "Seed of all random choices")->capture_default_str();
+  app.add_option("--seed", options.seed, "Seed of all random choices")->type_name("N")->capture_default_str();
   app.add_option("--loss", options.lossPercent, "Percentage of all datagrams that get lost")
+      ->type_name("PERCENT")
       ->check(CLI::Range(100U))
       ->capture_default_str();
   app.add_option("--script", written.script,
-                 "File of events, one per line: TIME ACTION CONTROLLER [ARGUMENT]");
-  app.add_option("--event", options.events, "A single event; may be repeated")->expected(1)->take_all();
+                 "File of events, one per line: TIME ACTION CONTROLLER [ARGUMENT]")
+      ->type_name("FILE");
+  app.add_option("--event", options.events, "A single event; may be repeated")
+      ->type_name("LINE")
+      ->expected(1)
+      ->take_all();
   app.add_option("--life", options.lifeSeconds, "Interval of random events, in seconds")
-      ->check(CLI::Range(0.01, 1e6));
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.01, 1e6).description("0.01 to 1000000"));
   app.add_flag("--no-announce", written.silentStart, "Do not announce the controllers at the start");
   app.add_flag("--quiet,-q", options.quiet, "Print nothing but errors");
 }
@@ -105,35 +120,50 @@ void TakeCount(const CLI::Option& given, Options& options) {
   if (options.count < listening) throw CLI::ValidationError("--count", "--listen names more addresses");
 }
 
-}  // namespace
-
-std::optional<Options> ReadOptions(const std::vector<std::string>& arguments, int& exitCode) {
+/// The definitions of the options, and what parsing them fills in.
+struct CommandLine {
   Options options;
   Written written;
-  CLI::App app("A simulated plant: many controllers that answer discovery requests, until Ctrl-C.", "kelsim");
-  CLI::Option* const count = app.add_option("--count", options.count, "Number of controllers")
-                                 ->check(CLI::Range(1U, kMostControllers))
-                                 ->capture_default_str();
-  app.add_option(
-         "--first", options.first,
-         "Number of the first controller; names, identities and MAC addresses derive from the numbers")
-      ->check(CLI::Range(1U, 1'000'000'000U))
-      ->capture_default_str();
-  AddPlace(app, written, options);
-  AddPorts(app, options);
-  AddBehaviour(app, written, options);
+  CLI::App app{"A simulated plant: many controllers that answer discovery requests, until Ctrl-C.", "kelsim"};
+  CLI::Option* count = nullptr;
+
+  CommandLine() {
+    count = app.add_option("--count", options.count, "Number of controllers")
+                ->type_name("N")
+                ->check(CLI::Range(1U, kMostControllers))
+                ->capture_default_str();
+    app.add_option(
+           "--first", options.first,
+           "Number of the first controller; names, identities and MAC addresses derive from the numbers")
+        ->type_name("N")
+        ->check(CLI::Range(1U, 1'000'000'000U))
+        ->capture_default_str();
+    AddPlace(app, written, options);
+    AddPorts(app, options);
+    AddBehaviour(app, written, options);
+  }
+};
+
+}  // namespace
+
+void DescribeOptions(const std::function<void(const CLI::App&)>& reader) { reader(CommandLine().app); }
+
+std::optional<Options> ReadOptions(const std::vector<std::string>& arguments, int& exitCode) {
+  CommandLine line;
+  Options& options = line.options;
+  const Written& written = line.written;
   try {
-    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    line.app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     options.interfaceName = IfGiven(written.interfaceName);
     options.address = AddressIfGiven(written.address);
     options.baseAddress = AddressIfGiven(written.baseAddress);
     options.script = IfGiven(written.script);
     for (const std::string& text : written.listen) options.listen.push_back(DottedAddress(text));
     options.announce = !written.silentStart;
-    TakeCount(*count, options);
+    TakeCount(*line.count, options);
     return options;
   } catch (const CLI::ParseError& error) {
-    exitCode = app.exit(error) == 0 ? 0 : kWrongUse;
+    exitCode = line.app.exit(error) == 0 ? 0 : kWrongUse;
     return std::nullopt;
   }
 }

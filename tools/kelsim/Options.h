@@ -1,11 +1,16 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/Ipv4.h"
+
+namespace CLI {
+class App;
+}
 
 namespace kellanseek::kelsim {
 
@@ -36,5 +41,8 @@ struct Options {
 /// Reads the arguments, in UTF-8 and without the program's name. Returns nullopt if the program should exit
 /// with `exitCode`: after printing the help, or an error in the usage.
 std::optional<Options> ReadOptions(const std::vector<std::string>& arguments, int& exitCode);
+
+/// Calls `reader` with the definitions of the options, of which the manual and the completion are made.
+void DescribeOptions(const std::function<void(const CLI::App&)>& reader);
 
 }  // namespace kellanseek::kelsim
