@@ -11,6 +11,13 @@ foreach(tool kelseek kelsim)
     install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   endif()
 endforeach()
+if(TARGET manual)
+  # Optional, because a build of the programs alone can be installed too.
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/share/man/ DESTINATION ${CMAKE_INSTALL_MANDIR} OPTIONAL)
+  foreach(shell bash-completion zsh)
+    install(DIRECTORY ${PROJECT_BINARY_DIR}/share/${shell} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR} OPTIONAL)
+  endforeach()
+endif()
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The module's path and a client's link libraries: on Windows the system's COM libraries.
