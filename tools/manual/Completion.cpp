@@ -128,8 +128,11 @@ std::string ZshValue(const std::string& name, const Option& option) {
     case Values::None: return "";
     case Values::Any: action = " "; break;
     case Values::Files: action = "_files"; break;
-    case Values::Directories: action = "_files -/"; break;
-    case Values::Choices: action = "(" + Joined(option.choices, " ") + ")"; break;
+    case Values::Directories: action = "_path_files -/"; break;
+    case Values::Choices:
+      action = option.choices.front().back() == '=' ? "compadd -S \"\" - " + Joined(option.choices, " ")
+                                                    : "(" + Joined(option.choices, " ") + ")";
+      break;
   }
   return ":" + ZshText(name) + ":" + action;
 }

@@ -11,10 +11,10 @@ enum class Values { None, Any, Files, Directories, Choices };
 struct Option {
   std::vector<std::string> names;  ///< As typed, "-q" and "--quiet"; of an argument the name that texts use.
   std::string description;
-  Values values = Values::None;  ///< None: a flag.
-  std::string value;             ///< Stands for the value in texts: "SECONDS".
-  std::string limits;            ///< Which values are taken, in words: "0 to 86400". May be empty.
-  std::vector<std::string> choices;
+  Values values = Values::None;       ///< None: a flag.
+  std::string value;                  ///< Stands for the value in texts: "SECONDS".
+  std::string limits;                 ///< Which values are taken, in words: "0 to 86400". May be empty.
+  std::vector<std::string> choices;   ///< One that ends with "=" is only the beginning of a value.
   std::string byDefault;              ///< May be empty.
   std::vector<std::string> excludes;  ///< Names of options, sorted.
   bool required = false;
@@ -27,6 +27,7 @@ struct Command {
   std::string path;  ///< The words after the program's name, "vc run"; empty: the program itself.
   std::string name;  ///< The last of these words, or the program's name.
   std::string description;
+  std::string footer;             ///< Lines that keep their form, below the options. May be empty.
   std::vector<Option> options;    ///< Everything that is accepted after the command.
   std::vector<Option> arguments;  ///< In their order.
   std::vector<Command> commands;

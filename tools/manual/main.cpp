@@ -41,7 +41,10 @@ std::string LimitsText(const std::string& described) {
   return Replaced(described.substr(begin + kSkipped, described.size() - 1 - begin - kSkipped), " - ", " to ");
 }
 
-/// Takes a type apart: "SECONDS:0 to 86400", "TEXT:{table,json}".
+bool IsBeginning(const std::string& choice) { return choice.back() == '='; }
+
+/// Takes a type apart, which the parser makes of a name and the validators' descriptions: "SECONDS:0 to
+/// 86400", "FORMAT:{table,json}", "KEY=VALUE:{name=,kind=}".
 void ReadType(Option& option, const std::string& type) {
   option.values = Values::Any;
   for (const std::string& part : CLI::detail::split(type, ':')) {
@@ -54,7 +57,8 @@ void ReadType(Option& option, const std::string& type) {
       option.limits = LimitsText(part);
     }
   }
-  if (option.values == Values::Choices) option.value = Joined(option.choices, "|");
+  if (option.values == Values::Choices && !IsBeginning(option.choices.front()))
+    option.value = Joined(option.choices, "|");
   if (option.value == "PATH" || option.value == "FILE") option.values = Values::Files;
   if (option.value == "DIR") option.values = Values::Directories;
 }
@@ -79,7 +83,7 @@ Option Read(const CLI::Option& given) {
 }
 
 Command Read(const CLI::App& app, const std::string& path, const std::vector<Option>& general) {
-  Command command{path, app.get_name(), app.get_description(), {}, {}, {}};
+  Command command{path, app.get_name(), app.get_description(), app.get_footer(), {}, {}, {}};
   for (const CLI::Option* const given : app.get_options()) {
     if (given->get_group().empty()) continue;
     Option option = Read(*given);
@@ -115,7 +119,6 @@ std::string Italic(const std::string& text) { return "\\fI" + Roff(text) + "\\fP
 /// "--wait SECONDS", with a blank at which no line is broken.
 std::string NameAndValue(const Option& option, const std::string& name) {
   std::string text = Bold(name);
-  if (option.values == Values::Choices) return text + "\\~" + Bold(option.value);
   return option.values == Values::None ? text : text + "\\~" + Italic(option.value);
 }
 
@@ -156,7 +159,10 @@ std::string Options(const Command& command) {
   for (const Option& option : command.options) {
     if (IsOwn(option)) text += Paragraph(option, false);
   }
-  return text;
+  if (command.footer.empty()) return text;
+  text += ".PP\n.EX\n";
+  for (const std::string& line : CLI::detail::split(command.footer, '\n')) text += Roff(line) + "\n";
+  return text + ".EE\n";
 }
 
 std::string Synopsis(const Command& command, const std::string& program) {
