@@ -109,8 +109,10 @@ Command Read(const CLI::App& app, const std::string& path, const std::vector<Opt
 /// broken.
 std::string Roff(std::string text) {
   text = Replaced(Replaced(std::move(text), "\\", "\\e"), "-", "\\-");
-  text = Replaced(std::move(text), " \\-\\-", " \\%\\-\\-");
-  return !text.empty() && (text.front() == '.' || text.front() == '\'') ? "\\&" + text : text;
+  text = Replaced("\n" + text, " \\-\\-", " \\%\\-\\-");
+  for (const char* const control : {".", "'"})
+    text = Replaced(text, std::string("\n") + control, std::string("\n\\&") + control);
+  return text.substr(1);
 }
 
 std::string Bold(const std::string& text) { return "\\fB" + Roff(text) + "\\fP"; }
