@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -11,21 +13,10 @@ namespace kellanseek::test {
 namespace {
 
 using controllers::CtrlInfo;
+using controllers::CtrlKeys;
 using controllers::CtrlTable;
 
 using Ids = std::vector<std::uint32_t>;
-
-std::uint32_t Add(CtrlTable::Access& table, CtrlInfo record) {
-  record.lanSeekID = table.IssueLanSeekID();
-  return table.Add(record)->lanSeekID;
-}
-
-CtrlInfo Record(const wchar_t* address, const wchar_t* systemID) {
-  CtrlInfo record;
-  record.ctrlAddress = address;
-  record.systemID = systemID;
-  return record;
-}
 
 Ids IdsOf(const CtrlTable::Records& records) {
   Ids ids;
@@ -33,47 +24,133 @@ Ids IdsOf(const CtrlTable::Records& records) {
   return ids;
 }
 
-Ids AllIds(const CtrlTable::Access& table) {
-  Ids ids;
-  table.ForEach([&](CtrlTable::Record record) { ids.push_back(record->lanSeekID); });
-  return ids;
+std::wstring Folded(std::wstring text) {
+  for (wchar_t& c : text) c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
+  return text;
 }
 
-TEST(CtrlTableTest, IdsAreNeverReused) {
-  CtrlTable stored;
-  EXPECT_EQ(stored.NextLanSeekID(), 11U);
-  CtrlTable::Access table(stored);
-  EXPECT_EQ(Add(table, Record(L"a", L"")), 11U);
-  table.Remove(table.Find(11));
-  EXPECT_EQ(Add(table, Record(L"a", L"")), 12U);
-  EXPECT_EQ(table.IssueLanSeekID(), 13U) << "issued ids are used up even without a record";
-  EXPECT_EQ(Add(table, Record(L"a", L"")), 14U);
-  EXPECT_EQ(table.NextLanSeekID(), 15U);
-  for (const std::uint32_t id : {0U, 10U, 11U, 13U, 15U, 0xFFFFFFFFU}) {
-    EXPECT_FALSE(table.Find(id)) << id;
-  }
-  CtrlInfo taken = Record(L"b", L"");
-  taken.lanSeekID = 12;
-  EXPECT_FALSE(table.Add(taken));
-  EXPECT_EQ(AllIds(table), (Ids{12, 14}));
-  EXPECT_EQ(table.Size(), 2U);
-}
+/// Random use of a table, and the same of a plain list that is searched from the front.
+class RandomUse {
+ public:
+  explicit RandomUse(std::uint32_t seed) : random_(seed) {}
 
-TEST(CtrlTableTest, FoldsOnlyTheLettersAToZ) {
-  CtrlTable stored;
-  CtrlTable::Access table(stored);
-  for (const wchar_t* systemID : {L"{7a1c-Z}", L"{7A1C-z}", L"{7A1C-z", L"\u00C4", L"\u00E4", L"[", L""}) {
-    Add(table, Record(L"", systemID));
+  void Step() {
+    const CtrlTable::Record record =
+        plain_.empty() ? CtrlTable::Record() : table_.Find(Any(plain_).lanSeekID);
+    switch (record ? Upto(8) : 0) {
+      case 0: Add({}); break;
+      case 1: Add(*record); break;
+      case 2: Remove(record); break;
+      case 3: SetIdentity(record); break;
+      case 4:
+        table_.MakeDynamic(record);
+        Plain(record).identificationType = DynamicCtrlDefinition;
+        break;
+      case 5: table_.ChangeSchedule(record)->Arm(3, 1); break;
+      case 6: table_.ChangeSchedule(record)->Idle(); break;
+      default: Pass(); break;
+    }
+    Compare();
   }
-  struct Case {
-    const wchar_t* systemID;
-    Ids folded, exact;
-  };
-  for (const Case& c : {Case{L"{7A1C-Z}", {11, 12}, {}}, Case{L"{7a1c-Z}", {11, 12}, {11}},
-                        Case{L"{7A1C-Z", {13}, {}}, Case{L"\u00C4", {14}, {14}}, Case{L"\u00E4", {15}, {15}},
-                        Case{L"[", {16}, {16}}, Case{L"{", {}, {}}, Case{L"", {17}, {17}}}) {
-    EXPECT_EQ(IdsOf(table.AllByFoldedSystemID(c.systemID)), c.folded);
-    EXPECT_EQ(IdsOf(table.AllBySystemID(c.systemID)), c.exact);
+
+ private:
+  std::size_t Upto(std::size_t end) { return random_() % end; }
+  template <typename T>
+  T Any(const std::vector<T>& pool) {
+    return pool[Upto(pool.size())];
+  }
+  CtrlInfo& Plain(CtrlTable::Record record) {
+    return *std::find_if(plain_.begin(), plain_.end(),
+                         [&](const CtrlInfo& each) { return each.lanSeekID == record->lanSeekID; });
+  }
+  template <typename Predicate>
+  Ids Where(Predicate predicate) const {
+    Ids ids;
+    for (const CtrlInfo& each : plain_)
+      if (predicate(each)) ids.push_back(each.lanSeekID);
+    return ids;
+  }
+
+  // Few keys, so that records come to share some and cease to.
+  CtrlKeys AnyKeys() {
+    const std::vector<std::wstring> systemIDs = {L"{7a1c-Z}", L"{7A1C-z}", L"{7A1C-z", L"\u00C4",
+                                                 L"\u00E4",   L"[",        L"{"};
+    return {Upto(2) != 0 ? RC : VC, Any<std::wstring>({L"", L"10.0.0.1", L"10.0.0.2", L"path"}),
+            Any(systemIDs), Any<std::wstring>({L"", L"aa", L"bb", L"cc"})};
+  }
+  /// A new record, or a copy of another with its schedule.
+  void Add(CtrlInfo record) {
+    if (Upto(2) != 0) static_cast<CtrlKeys&>(record) = AnyKeys();
+    if (Upto(2) != 0) record.identificationType = DynamicCtrlDefinition;
+    const bool taken = !plain_.empty() && Upto(8) == 0;
+    record.lanSeekID = taken ? Any(plain_).lanSeekID : table_.IssueLanSeekID();
+    if (!taken) plain_.push_back(record);
+    const std::wstring systemID = record.systemID;
+    EXPECT_EQ(static_cast<bool>(table_.Add(record)), !taken);
+    EXPECT_EQ(record.systemID, taken ? systemID : L"") << "given back";
+  }
+  void Remove(CtrlTable::Record record) {
+    std::erase_if(plain_, [&](const CtrlInfo& each) { return each.lanSeekID == record->lanSeekID; });
+    table_.Remove(record);
+  }
+  void SetIdentity(CtrlTable::Record record) {
+    const CtrlKeys keys = AnyKeys();
+    table_.SetIdentity(record, keys.systemID, keys.macAddress);
+    Plain(record).systemID = keys.systemID;
+    Plain(record).macAddress = keys.macAddress;
+  }
+  void Pass() {
+    const Ids expected =
+        Where([&](const CtrlInfo& each) { return table_.Find(each.lanSeekID)->Schedule().HasTimer(); });
+    Ids visited;
+    CtrlTable::TimerPass pass(table_);
+    while (const CtrlTable::Record due = pass.Next()) {
+      visited.push_back(due->lanSeekID);
+      const std::size_t fate = Upto(6);
+      if (fate == 0) Remove(due);
+      if (fate == 1) table_.ChangeSchedule(due)->Idle();
+    }
+    EXPECT_EQ(visited, expected);
+  }
+
+  void Compare() {
+    Ids all;
+    table_.ForEach([&](CtrlTable::Record record) { all.push_back(record->lanSeekID); });
+    EXPECT_EQ(all, Where([](const CtrlInfo&) { return true; }));
+    EXPECT_EQ(table_.Size(), all.size());
+    const auto id = static_cast<std::uint32_t>(Upto(table_.NextLanSeekID() + 2));
+    EXPECT_EQ(static_cast<bool>(table_.Find(id)), std::count(all.begin(), all.end(), id) == 1);
+    const Ids dynamic = Where([](const CtrlInfo& each) { return each.Dynamic(); });
+    EXPECT_EQ(table_.HasRoomForDynamic(), dynamic.size() < kLimit);
+
+    const CtrlKeys asked = plain_.empty() || Upto(2) != 0 ? AnyKeys() : Any(plain_);
+    const auto hasAddress = [&](const CtrlKeys& each) { return each.ctrlAddress == asked.ctrlAddress; };
+    const auto hasSystemID = [&](const CtrlKeys& each) { return each.systemID == asked.systemID; };
+    EXPECT_EQ(IdsOf(table_.AllByAddress(asked.ctrlAddress)), Where(hasAddress));
+    EXPECT_EQ(IdsOf(table_.AllBySystemID(asked.systemID)), Where(hasSystemID));
+    EXPECT_EQ(IdsOf(table_.AllByFoldedSystemID(asked.systemID)),
+              Where([&](const CtrlKeys& each) { return Folded(each.systemID) == Folded(asked.systemID); }));
+    const Ids fitting = asked.ctrlType == RC ? Where(hasAddress) : Where(hasSystemID);
+    const CtrlTable::Record found = table_.FindCtrl(asked);
+    EXPECT_EQ(found ? found->lanSeekID : 0, fitting.empty() ? 0 : fitting.front());
+    if (asked.ctrlAddress.empty() || asked.macAddress.empty()) return;
+    EXPECT_EQ(IdsOf(table_.Related(asked)), Where([&](const CtrlKeys& each) {
+                return hasAddress(each) || hasSystemID(each) || each.macAddress == asked.macAddress;
+              }));
+  }
+
+  static constexpr std::size_t kLimit = 3;
+  std::mt19937 random_;
+  CtrlTable stored_{kLimit};
+  CtrlTable::Access table_{stored_};
+  std::vector<CtrlInfo> plain_;
+};
+
+TEST(CtrlTableTest, MatchesAPlainListUnderRandomUse) {
+  for (std::uint32_t seed = 0; seed < 300; ++seed) {
+    RandomUse use(seed);
+    for (int step = 0; step < 100; ++step) use.Step();
+    ASSERT_FALSE(HasFailure()) << "seed " << seed;
   }
 }
 
@@ -88,12 +165,12 @@ TEST(CtrlTableTest, TheObjectOfARemovedControllerIsReleasedAfterTheLock) {
   });
   {
     CtrlTable::Access table(stored);
-    CtrlInfo record = Record(L"", L"{V}");
+    CtrlInfo record;
     record.vcInterface = KelComPtr<IUnknown>(object.Get());
-    const std::uint32_t id = Add(table, record);
-    record.vcInterface.Reset();
+    record.lanSeekID = table.IssueLanSeekID();
+    const CtrlTable::Record added = table.Add(record);
     object.Reset();
-    table.Remove(table.Find(id));
+    table.Remove(added);
     EXPECT_FALSE(released);
   }
   EXPECT_TRUE(released);
