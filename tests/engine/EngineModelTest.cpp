@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <limits>
 #include <random>
 #include <set>
 #include <string>
@@ -50,14 +51,14 @@ class History {
  public:
   explicit History(std::uint32_t seed) : random_(seed) {
     config::CKelLanSeekConfigSettings& settings = engine_.settings;
-    settings.RefreshInterval = Upto(4) + 1;
-    settings.RefreshTimeout = Upto(3) + 1;
-    settings.Retries = Upto(3) + 1;
+    settings.RefreshInterval = Configured(4);
+    settings.RefreshTimeout = Configured(3);
+    settings.Retries = Configured(3);
     settings.MaxRequestsPerSecond = 4 * (Upto(3) + 1);
-    settings.VCRefreshInterval = Upto(2) + 1;
-    settings.NonLocalRefreshInterval = Upto(4) + 1;
-    settings.NonLocalRefreshTimeout = Upto(2) + 1;
-    settings.NonLocalRetries = Upto(3) + 1;
+    settings.VCRefreshInterval = Configured(2);
+    settings.NonLocalRefreshInterval = Configured(4);
+    settings.NonLocalRefreshTimeout = Configured(2);
+    settings.NonLocalRetries = Configured(3);
     settings.NonLocalUpdatesEnabled = Upto(3) > 0;
     ChangeInterfaces();
   }
@@ -70,6 +71,11 @@ class History {
 
  private:
   int Upto(int end) { return static_cast<int>(random_() % static_cast<std::uint32_t>(end)); }
+  /// At times negative: a timer that never runs, or requests without end.
+  int Configured(int greatest) {
+    const int positive = Upto(greatest) + 1;
+    return Upto(10) != 0 ? positive : Upto(2) != 0 ? -positive : std::numeric_limits<int>::min();
+  }
   template <typename T>
   const T& Any(const std::vector<T>& pool) {
     return pool[random_() % pool.size()];

@@ -35,21 +35,62 @@ class Object : public IUnknown {
 
 class LifecycleTest : public ::testing::Test, protected EngineHarness {};
 
-TEST_F(LifecycleTest, InternalErrorsAreTraced) {
-  CtrlInfo vc;
-  vc.ctrlType = VC;
-  vc.ctrlAddress = L"path";
-  vc.remotePublication = RemoteVCPublication_True;
-  vc.published = true;
-  const std::uint32_t id = Add(vc);
-  CtrlTable::Access access(table);
-  lifecycle.RemoveActiveCtrl(access, access.Find(id), CtrlLostLAN);
-  EXPECT_EQ(daemon.messages, (std::vector<RecordingDaemon::Message>{{4, -1, id}}));
-  refresh.StartRefreshCycle(access, kFirstInterface, protocol::MessageType::TargetedRequestMsg);
-  EXPECT_EQ(
-      traces.Messages(),
-      (std::vector<std::wstring>{L"LanSeek RemoveActiveCtrl. Unexpected removal reason 3 for remote VC path",
-                                 L"LanSeek: StartRefreshCycle internal error. Bad message type"}));
+class SmallTableTest : public ::testing::Test, protected EngineHarness {
+ protected:
+  static constexpr std::size_t kLimit = 100;
+  SmallTableTest() : EngineHarness(kLimit) {}
+};
+
+TEST_F(SmallTableTest, ForgedIdentitiesFillTheTableUpToALimit) {
+  EXPECT_EQ(controllers::kMaxDynamicRecords, 65536U);
+  const auto added = [](const wchar_t* address) {
+    CtrlInfo record;
+    record.ctrlAddress = address;
+    record.identificationType = RemoteCtrlDefinition;
+    return record;
+  };
+  const auto appear = [this](std::size_t number, std::uint32_t type = 1) {
+    const std::string text = std::to_string(number);
+    Answer(type, "4:sys-" + text + ";9:mac-" + text + ";", "10.0.0." + text);
+  };
+  // An added one that turns dynamic counts, even where it finds room without being asked.
+  const std::uint32_t turning = Add(added(L"10.0.0.0"));
+  NonLocalAnswer(1, "4:sys-0;9:mac-0;", "10.0.0.0");
+  appear(0);
+  ASSERT_TRUE(Get(turning).Dynamic());
+  for (std::size_t number = 1; number < kLimit; ++number) appear(number);
+  EXPECT_EQ(All().size(), kLimit);
+  const std::uint32_t next = table.NextLanSeekID();
+  events.Take();
+  for (std::size_t number = 0; number < 5; ++number) appear(kLimit + number, 1 + number % 2);
+  EXPECT_EQ(All().size(), kLimit);
+  EXPECT_EQ(table.NextLanSeekID(), next + 5) << "the ids are consumed";
+  EXPECT_EQ(events.Take(), Events{});
+  const std::vector<std::wstring> once{L"LanSeek: Too many dynamic controllers. 10.0.0.100 is not added"};
+  EXPECT_EQ(traces.Messages(), once);
+
+  // Configured and added ones find room, the latter also when they turn dynamic under a new id.
+  CtrlInfo configured = added(L"10.2.0.1");
+  configured.identificationType = StaticCtrlDefinition;
+  Add(configured);
+  Add(added(L"10.2.0.2"));
+  Answer(1, "4:added;9:mac-added;", "10.2.0.2");
+  EXPECT_EQ(All().size(), kLimit + 2);
+
+  // Two are to leave before there is room: the limit is exceeded by one.
+  Answer(3, "", "10.0.0.1");
+  appear(1);
+  EXPECT_EQ(All().size(), kLimit + 1);
+  Answer(3, "", "10.0.0.0");
+  appear(1);
+  EXPECT_EQ(All().size(), kLimit + 1);
+  EXPECT_EQ(traces.Messages(), once);
+  Tick(239);
+  appear(kLimit);
+  EXPECT_EQ(traces.Messages(), once);
+  Tick();
+  appear(kLimit);
+  EXPECT_EQ(traces.Messages().size(), 2U);
 }
 
 TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
@@ -82,25 +123,6 @@ TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   settings.SubNets.clear();
   settings.InterfaceMode = config::UseListed;
   EXPECT_EQ(texts(), L"");
-}
-
-TEST_F(LifecycleTest, RegistrationChecksTheObjectAndAllowsReentrantCalls) {
-  Object object;
-  GUID offered = IID_KelVirtualController;
-  GUID other = IID_IUnknown;
-  const auto reg = [&](GUID* iid, IUnknown* pVC) {
-    const VCInterface vci{iid, pVC};
-    return localVCs.RegisterVC(L"any path", L"vc-1", 4711, RemoteVCPublication_True, &vci);
-  };
-  EXPECT_EQ(localVCs.RegisterVC(L"p", L"id", 1, RemoteVCPublication_False, nullptr), E_INVALIDARG);
-  EXPECT_EQ(reg(&other, &object), E_INVALIDARG);
-  EXPECT_EQ(reg(&offered, nullptr), E_INVALIDARG);
-  EXPECT_EQ(reg(nullptr, &object), E_INVALIDARG);
-  EXPECT_EQ(object.count, 1U);
-  EXPECT_EQ(reg(&offered, &object), S_OK);
-  object.onRelease = [&] { EXPECT_EQ(localVCs.RemoveVC(L"vc-1", false), KEL_E_NOT_FOUND); };
-  EXPECT_EQ(localVCs.RemoveVC(L"vc-1", false), S_OK);
-  EXPECT_EQ(object.count, 1U);
 }
 
 TEST_F(LifecycleTest, OutOfMemoryLeavesNoVirtualControllerHalfRegistered) {
@@ -155,20 +177,10 @@ TEST_F(LifecycleTest, OutOfMemoryLeavesNoVirtualControllerHalfRegistered) {
   EXPECT_EQ(object.count, 1U);
 }
 
-TEST_F(LifecycleTest, HostNamesAreLookedUpOnceAndNotForRemovedControllers) {
+TEST_F(LifecycleTest, TheHostNameThreadOutlivesAFailureAndEndsOnStop) {
   lookup.SetName("192.168.1.20", "Cell-Host");
   Answer(1, "4:a;9:a;", "192.168.1.20");
-  CtrlInfo configured;
-  configured.ctrlAddress = L"10.7.7.7";
-  Add(configured);
-  NonLocalAnswer(1, "4:c;9:c;", "10.7.7.7");
-  for (int i = 0; i < 1000; ++i) {
-    Answer(1, "4:b;9:b;", "192.168.1.21");
-    Answer(4, "", "192.168.1.21");
-    Answer(4, "", "10.7.7.7");
-    NonLocalAnswer(1, "4:c;9:c;", "10.7.7.7");
-    hostNames.QueueHostNameLookup(11, platform::ParseIpv4("192.168.1.20"));
-  }
+  Answer(1, "4:b;9:b;", "192.168.1.21");
   lookup.OnLookup([&, count = 0](platform::Ipv4) mutable {
     if (++count == 1) hostNames.QueueHostNameLookup(11, platform::ParseIpv4("192.168.1.20"));
     if (count == 2) throw std::runtime_error("broken");

@@ -176,7 +176,7 @@ void PlainEngine::AddNew(PlainRecord pattern, bool announced) {
   pattern.identificationType = DynamicCtrlDefinition;
   pattern.published = announced;
   pattern.ticksToNextAction = announced ? -1 : Ticks(settings_.RefreshTimeout);
-  pattern.retriesLeft = announced ? -1 : settings_.Retries + 1;
+  pattern.retriesLeft = announced ? -1 : OneMore(settings_.Retries);
   Define(std::move(pattern));
   if (!announced) return;
   WantName(records.back());
@@ -235,7 +235,7 @@ void PlainEngine::Alive(int p, const PlainRecord& pattern, const Origin& origin)
     r.systemID = pattern.systemID;
     r.macAddress = pattern.macAddress;
     r.ticksToNextAction = Polls() ? 0 : Ticks(settings_.RefreshTimeout);
-    r.retriesLeft = (Polls() ? settings_.NonLocalRetries : settings_.Retries) + 1;
+    r.retriesLeft = OneMore(Polls() ? settings_.NonLocalRetries : settings_.Retries);
   } else if (r.published) {
     r.ticksToNextAction = PollTicks();
     r.retriesLeft = -1;
@@ -261,11 +261,7 @@ void PlainEngine::Targeted(const Message& message, const Origin& origin) {
   for (PlainRecord& r : records) {
     if (r.ctrlAddress != message.target || !(systemID.empty() || r.systemID == systemID)) continue;
     if (Polls() && r.identificationType != DynamicCtrlDefinition) return;
-    if (r.retriesLeft > 0 && r.ticksToNextAction < Ticks(settings_.RefreshTimeout) / 2) {
-      r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
-      --r.retriesLeft;
-    }
-    return;
+    return CountForeignRequest(r);
   }
 }
 

@@ -79,7 +79,10 @@ class PlainEngine {
  private:
   static constexpr int kNotRun = -1;
 
-  int Ticks(int seconds) const { return 1000 / settings_.TickInterval * seconds; }
+  int Ticks(int seconds) const { return seconds < 0 ? -1 : 1000 / settings_.TickInterval * seconds; }
+  static int OneMore(int retries) { return retries < 0 ? retries : retries + 1; }
+  /// Takes another workstation's request for one of ours, unless ours is younger than half a timeout.
+  void CountForeignRequest(PlainRecord& r) const;
   bool Polls() const { return settings_.NonLocalUpdatesEnabled != 0 && !pollsSwitchedOff; }
   int PollTicks() const { return Polls() ? Ticks(settings_.NonLocalRefreshInterval) : -1; }
   int InterfaceFor(const std::wstring& address) const;

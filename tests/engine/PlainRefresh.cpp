@@ -19,26 +19,31 @@ HRESULT PlainEngine::RefreshForID(std::uint32_t id) {
     if (r.retriesLeft >= 0 || r.ctrlType == VC || r.ctrlStatus != CtrlAvailable) return S_OK;
     const bool polled = Polls() && r.identificationType != DynamicCtrlDefinition;
     r.ticksToNextAction = polled ? 0 : 1;
-    r.retriesLeft = (polled ? settings_.NonLocalRetries : settings_.Retries) + 1;
+    r.retriesLeft = OneMore(polled ? settings_.NonLocalRetries : settings_.Retries);
     return S_OK;
   }
   return static_cast<HRESULT>(0xC0040412U);
+}
+
+void PlainEngine::CountForeignRequest(PlainRecord& r) const {
+  const int timeout = Ticks(settings_.RefreshTimeout);
+  if (r.retriesLeft <= 0 || r.ticksToNextAction < 0 || r.ticksToNextAction >= timeout / 2) return;
+  r.ticksToNextAction = timeout;
+  --r.retriesLeft;
 }
 
 void PlainEngine::StartRefreshCycle(int interfaceIndex, std::uint32_t type) {
   if (interfaceIndex < 0 || interfaceIndex >= static_cast<int>(interfaces.size()))
     return Trace(L"LanSeek: StartRefreshCycle internal error. Bad interface index");
   interfaces[static_cast<std::size_t>(interfaceIndex)].refreshCountdown = Ticks(settings_.RefreshInterval);
-  const int timeout = Ticks(settings_.RefreshTimeout);
   for (PlainRecord& r : records) {
     if (r.interfaceIndex != interfaceIndex || r.ctrlStatus != CtrlAvailable) continue;
     if (r.identificationType != DynamicCtrlDefinition && Polls()) continue;
     if (r.retriesLeft < 0) {
       r.retriesLeft = settings_.Retries;
-      r.ticksToNextAction = timeout;
-    } else if (r.retriesLeft > 0 && (r.published || type == 5) && r.ticksToNextAction < timeout / 2) {
-      r.ticksToNextAction = timeout;
-      --r.retriesLeft;
+      r.ticksToNextAction = Ticks(settings_.RefreshTimeout);
+    } else if (r.published || type == 5) {
+      CountForeignRequest(r);
     }
   }
 }
@@ -67,8 +72,8 @@ void PlainEngine::BeginRun() {
 void PlainEngine::Tick() {
   for (std::size_t i = 0; i < interfaces.size(); ++i) {
     interfaces[i].requestsThisTick = 0;
-    if (interfaces[i].refreshCountdown > 0) {
-      --interfaces[i].refreshCountdown;
+    if (interfaces[i].refreshCountdown != 0) {
+      if (interfaces[i].refreshCountdown > 0) --interfaces[i].refreshCountdown;
       continue;
     }
     StartRefreshCycle(static_cast<int>(i), 7);
@@ -119,7 +124,7 @@ void PlainEngine::Poll(PlainRecord& r) {
     r.ticksToNextAction = Ticks(settings_.NonLocalRefreshInterval);
     return SendTo(r, kFull);
   }
-  SendTo(r, r.retriesLeft < 0 ? kRefresh : kFull);
+  SendTo(r, r.retriesLeft < 0 && r.published ? kRefresh : kFull);
   r.ticksToNextAction = Ticks(settings_.NonLocalRefreshTimeout);
   r.retriesLeft = r.retriesLeft < 0 ? settings_.NonLocalRetries : r.retriesLeft - 1;
 }

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -39,79 +37,16 @@ class RefreshCycleTest : public ::testing::Test, protected EngineHarness {
   }
 };
 
-TEST(NegativeSettingsTest, DisableTimersAndRetryForever) {
-  using Settings = config::CKelLanSeekConfigSettings;
-  const std::string refresh = "broadcast 1 Lanseek;0d;7;";
-  const std::string dynamic = "broadcast 0 Lanseek;1c;6;a:192.168.1.20;";
-  const std::string there = "to 10.9.9.2 Lanseek;0d;5;";
-  const std::string missing = "to 10.9.9.1 Lanseek;0d;5;";
-  // When what is sent to three silent controllers in 140 ticks, and which of them are lost.
-  struct Case {
-    std::int32_t Settings::*setting;
-    std::map<std::string, std::vector<int>> changed;
-    std::vector<std::uint32_t> lost;
-  };
-  for (const Case& c : {
-           Case{nullptr, {}, {13, 11}},
-           Case{&Settings::RefreshInterval, {{refresh, {}}}, {13, 11}},
-           Case{&Settings::RefreshTimeout, {{dynamic, {}}}, {13}},
-           Case{&Settings::Retries, {{dynamic, {17, 34, 51, 68, 97, 114, 131}}}, {13}},
-           Case{&Settings::NonLocalRefreshInterval, {{missing, {}}}, {13, 11}},
-           Case{&Settings::NonLocalRefreshTimeout, {{there, {}}}, {11}},
-           Case{&Settings::NonLocalRetries,
-                {{there, {}}, {"to 10.9.9.2 Lanseek;0d;7;", {13, 26, 39, 52, 65, 78, 91, 104, 117, 130}}},
-                {11}},
-       }) {
-    for (const std::int32_t negative : {-1, std::numeric_limits<std::int32_t>::min()}) {
-      EngineHarness world;
-      world.settings.RefreshInterval = 20;
-      if (c.setting != nullptr) world.settings.*c.setting = negative;
-      SCOPED_TRACE(::testing::PrintToString(c.changed));
-      world.RebuildInterfaces();
-      world.Answer(1, kIdentity, "192.168.1.20");
-      CtrlInfo configured;
-      configured.ctrlAddress = L"10.9.9.1";
-      world.Add(configured);
-      configured.ctrlAddress = L"10.9.9.2";
-      configured.ctrlStatus = CtrlAvailable;
-      configured.published = true;
-      world.Add(configured);
-      world.events.Take();
-      world.BeginRun();
-      world.sender.Take();
-      std::map<std::string, std::vector<int>> sent;
-      for (int tick = 1; tick <= 140; ++tick) {
-        world.Tick();
-        for (const std::string& datagram : world.sender.Take()) sent[datagram].push_back(tick);
-      }
-      std::map<std::string, std::vector<int>> expected = {
-          {refresh, {81}}, {dynamic, {17, 34, 51}}, {there, {13, 26, 39}}, {missing, {129}}};
-      for (const auto& [datagram, ticks] : c.changed) expected[datagram] = ticks;
-      expected["broadcast 0 Lanseek;0d;7;"] = expected[refresh];
-      std::erase_if(expected, [](const auto& each) { return each.second.empty(); });
-      EXPECT_EQ(sent, expected);
-      std::vector<std::uint32_t> lost;
-      for (const ClientEvent& event : world.events.Take()) lost.push_back(event.lanSeekID);
-      EXPECT_EQ(lost, c.lost);
-    }
-  }
-}
-
-TEST_F(RefreshCycleTest, EndlessRetriesAskForTheIdentityUntilItComes) {
+TEST_F(RefreshCycleTest, OneOfEndlessRequestsMayTakeItsTimeFromWhenItLeaves) {
   settings.NonLocalRetries = -1;
   const std::uint32_t id = AddStatic(L"10.9.9.2");
   NonLocalAnswer(2, kIdentity, "10.9.9.2");
-  const std::string full = "to 10.9.9.2 Lanseek;0d;5;";
-  EXPECT_EQ(SentDuring(30), (std::vector<std::pair<int, std::string>>{{1, full}, {14, full}, {27, full}}));
-  EXPECT_EQ(Get(id).Schedule().RequestsLeft(), -1);
-  // The time for the answer begins when the request leaves.
   sender.room = 0;
   Tick(50);
   sender.room = 1;
   Tick();
+  EXPECT_EQ(Get(id).Schedule().RequestsLeft(), -1);
   EXPECT_EQ(Get(id).Schedule().TicksLeft(), 12);
-  NonLocalAnswer(1, kIdentity, "10.9.9.2");
-  EXPECT_EQ(events.Take(), (Events{{id, CtrlAvailable, CtrlReconnected}}));
 }
 
 TEST_F(RefreshCycleTest, BlockedRequestsQueueBehindAvailableControllers) {
