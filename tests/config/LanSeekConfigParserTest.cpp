@@ -108,6 +108,13 @@ TEST(LanSeekConfigParserTest, ReadsTheSubnetsOfASelection) {
                  "InterfaceMode=1;");
   ExpectSettings("used, but bad", In("UseInterfaces", SubNet("10.0.0.999", "255.0.0.0")),
                  "DynamicDetectionEnabled=0;InterfaceMode=2;", kBad);
+  ExpectSettings("used, the good one",
+                 In("UseInterfaces", SubNet("10.0.0.999", "255.0.0.0") + ten + SubNet("x", "y")),
+                 "InterfaceMode=2;10.0.0.0/255.0.0.0;", kBad + L"\n" + kBad);
+  for (const char* const list : {"UseInterfaces", "ExcludeInterfaces"}) {
+    ExpectSettings("without discovery", In(list, ten) + CommunicationSettings("DynamicDetectionEnabled=0"),
+                   "DynamicDetectionEnabled=0;InterfaceMode=2;");
+  }
   ExpectSettings("host mask", In("ExcludeInterfaces", SubNet("10.0.0.1", "255.255.255.255")),
                  "InterfaceMode=1;", kBad);
   ExpectSettings(

@@ -3,21 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
-#include <tuple>
-#include <vector>
+#include <string_view>
 
 #include "controllers/PollSchedule.h"
 #include "platform/Ipv4.h"
-#include "tests/support/FakeDebugOutput.h"
 
 namespace kellanseek::test {
 namespace {
 
-using config::AllInterfaces;
 using config::CKelLanSeekConfigSettings;
-using config::ExcludeListed;
-using config::UseListed;
 
 constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
@@ -86,55 +80,6 @@ TEST(SettingsTest, SubNetsMatchByMaskAndMaskedAddress) {
     const config::SubNetEntry entry{c.address, c.mask};
     EXPECT_EQ(entry.Matches(Ip(c.interfaceAddress), Ip(c.interfaceMask)), c.matches)
         << c.interfaceAddress << "/" << c.interfaceMask;
-  }
-}
-
-TEST(SettingsTest, ValidationRemovesEachInvalidSubNet) {
-  FakeDebugOutput traces;
-  const diagnostics::Tracer tracer(traces, L"KelLanSeekConfig");
-  CKelLanSeekConfigSettings settings;
-  settings.InterfaceMode = UseListed;
-  settings.SubNets = {{L"", L"255.0.0.0"},
-                      {L"10.0.0.999", L"255.0.0.0"},
-                      {L"10.0.0.1", L"255.0.0.0"},
-                      {L"10.0.0.1", L"255.255.255.255"},
-                      {L"x", L"y"},
-                      {L"11.0.0.1", L"255.0.0.0"}};
-  settings.ValidateInterfaces(tracer);
-  ASSERT_EQ(settings.SubNets.size(), 2U);
-  EXPECT_EQ(settings.SubNets[0].IPNumber, L"10.0.0.1");
-  EXPECT_EQ(settings.SubNets[1].IPNumber, L"11.0.0.1");
-  EXPECT_EQ(settings.DynamicDetectionEnabled, 1);
-  const std::wstring message = L"CKelLanSeekConfigSettings: Bad interface specified. Removed";
-  EXPECT_EQ(traces.Messages(), std::vector<std::wstring>(4, message));
-}
-
-TEST(SettingsTest, ValidationReconcilesTheInterfaceSelection) {
-  struct Case {
-    std::int32_t mode;
-    bool listed;
-    std::int32_t dynamic;
-    std::int32_t settledMode;
-    bool stillListed;
-    std::int32_t settledDynamic;
-  };
-  const Case cases[] = {
-      {AllInterfaces, false, 1, AllInterfaces, false, 1}, {AllInterfaces, false, 0, UseListed, false, 0},
-      {ExcludeListed, true, 1, ExcludeListed, true, 1},   {ExcludeListed, false, 1, ExcludeListed, false, 1},
-      {ExcludeListed, true, 0, UseListed, false, 0},      {UseListed, true, 1, UseListed, true, 1},
-      {UseListed, false, 1, UseListed, false, 0},         {UseListed, true, 0, UseListed, false, 0},
-  };
-  for (const Case& c : cases) {
-    FakeDebugOutput traces;
-    CKelLanSeekConfigSettings settings;
-    settings.InterfaceMode = c.mode;
-    settings.DynamicDetectionEnabled = c.dynamic;
-    if (c.listed) settings.SubNets = {{L"10.0.0.0", L"255.0.0.0"}};
-    settings.ValidateInterfaces(diagnostics::Tracer(traces, L"KelLanSeekConfig"));
-    EXPECT_EQ(std::tuple(settings.InterfaceMode, !settings.SubNets.empty(), settings.DynamicDetectionEnabled),
-              std::tuple(c.settledMode, c.stillListed, c.settledDynamic))
-        << c.mode << c.listed << c.dynamic;
-    EXPECT_TRUE(traces.Messages().empty());
   }
 }
 

@@ -16,26 +16,6 @@ std::wstring TextOf(CKelObjectBase& holder) {
   return text.Text();
 }
 
-TEST(KelObjectBaseTest, ReportsMessageUnitAndTheLineOfTheCall) {
-  Holder holder;
-  const int line = __LINE__ + 1;
-  const HRESULT result = ReportError(holder, E_INVALIDARG, L"SomeUnit", L"%s is %d", L"answer", -42);
-  EXPECT_EQ(result, E_INVALIDARG);
-  EXPECT_EQ(TextOf(holder), L"answer is -42:SomeUnit[" + std::to_wstring(line) + L"]; ");
-  ReportError(holder, E_POINTER, L"SomeUnit", {L"", 7});
-  EXPECT_EQ(TextOf(holder), L":SomeUnit[7]; ") << "an empty message leaves only the place";
-}
-
-TEST(KelObjectBaseTest, AppendsPlacesInnermostFirstUntilTheNextFailure) {
-  Holder holder;
-  ReportError(holder, E_FAIL, L"Inner", {L"Broken", 1});
-  EXPECT_EQ(PassError(holder, E_FAIL, L"Middle", 22), E_FAIL);
-  EXPECT_EQ(PassError(holder, E_FAIL, L"Outer", 333), E_FAIL);
-  EXPECT_EQ(TextOf(holder), L"Broken:Inner[1]; Middle[22]; Outer[333]; ");
-  ReportError(holder, E_FAIL, L"Inner", {L"Again", 4});
-  EXPECT_EQ(TextOf(holder), L"Again:Inner[4]; ");
-}
-
 TEST(KelObjectBaseTest, TruncatesMessagesToTheBuffer) {
   Holder holder;
   ReportError(holder, E_FAIL, L"U", {L"%s", 7}, std::wstring(5000, L'x'));
