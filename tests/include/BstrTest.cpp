@@ -84,21 +84,6 @@ TEST(KelBstrTest, CopiesAreIndependentAndMovesTransferOwnership) {
   EXPECT_EQ(copy.View(), L"a\0b"sv);
 }
 
-TEST(KelBstrTest, PutAndDetachTransferOwnership) {
-  const auto getter = [](BSTR* out) { *out = SysAllocString(L"answer"); };
-  KelBstr text;
-  EXPECT_FALSE(text);
-  EXPECT_FALSE(KelBstr(text));
-  EXPECT_TRUE(KelBstr(L"")) << "empty is not absent";
-  getter(text.Put());
-  getter(text.Put());
-  EXPECT_EQ(text.Text(), L"answer");
-  BSTR const given = text.Detach();
-  EXPECT_FALSE(text);
-  EXPECT_EQ(SysStringLen(given), 6U);
-  SysFreeString(given);
-}
-
 TEST(VariantTest, ClearFreesOwnedTextOnceAndAcceptsNumbersAndNullTexts) {
   VARIANT value;
   std::memset(&value, 0xAA, sizeof(value));
@@ -133,19 +118,13 @@ TEST(VariantTest, ClearKeepsReferencedValuesAndRejectsUnknownTypes) {
   value.vt = 0x0FF0;
   EXPECT_EQ(VariantClear(&value), DISP_E_BADVARTYPE);
   EXPECT_EQ(value.vt, 0x0FF0);
-}
-
 #ifndef _WIN32
-TEST(VariantTest, ClearRejectsArrays) {
-  const KelBstr text(L"kept");
-  VARIANT value;
-  VariantInit(&value);
   value.vt = VT_ARRAY | VT_BSTR;
   value.bstrVal = text.Get();
   EXPECT_EQ(VariantClear(&value), DISP_E_BADVARTYPE);
   EXPECT_EQ(text.View(), L"kept");
   EXPECT_EQ(VariantClear(nullptr), E_INVALIDARG);
-}
 #endif
+}
 
 }  // namespace

@@ -21,18 +21,6 @@ TEST(GuidTextTest, ConvertsToTextAndBack) {
   }
 }
 
-TEST(GuidTextTest, PutsEveryByteInItsPlace) {
-  constexpr GUID guid = KelGuid("01234567-89AB-CDEF-0F1E-2D3C4B5A6978");
-  EXPECT_EQ(guid.Data1, 0x01234567U);
-  EXPECT_EQ(guid.Data2, 0x89AB);
-  EXPECT_EQ(guid.Data3, 0xCDEF);
-  const BYTE tail[] = {0x0F, 0x1E, 0x2D, 0x3C, 0x4B, 0x5A, 0x69, 0x78};
-  for (int i = 0; i < 8; ++i) EXPECT_EQ(guid.Data4[i], tail[i]);
-  GUID read = {};
-  EXPECT_EQ(CLSIDFromString(L"{01234567-89AB-CDEF-0F1E-2D3C4B5A6978}", &read), S_OK);
-  EXPECT_TRUE(read == guid);
-}
-
 TEST(GuidTextTest, RejectsEveryOtherForm) {
   const wchar_t* const wrong[] = {
       L"{",

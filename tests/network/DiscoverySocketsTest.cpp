@@ -196,12 +196,5 @@ TEST_F(DiscoverySocketsTest, SendsFromTheRightSocketAndTracesFailures) {
   EXPECT_TRUE(network.sent.empty());
 }
 
-TEST_F(DiscoverySocketsTest, OpeningTwiceReplacesTheSockets) {
-  Open();
-  Open();
-  EXPECT_EQ(traces.Messages(), Texts{L"Lanseek: Nonlocal socket already exists. Internal error"});
-  EXPECT_EQ(network.open, 5);
-}
-
 }  // namespace
 }  // namespace kellanseek::test

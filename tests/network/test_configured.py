@@ -50,27 +50,5 @@ class SwitchedOff(harness.Scenario):
         self.assertLess(time.monotonic() - begin, 1 * harness.PATIENCE)
 
 
-class ChoiceOfInterfaces(harness.Scenario):
-    def check(self, expected, **settings):
-        nets = [self.network(name) for name in "ABC"]
-        here = self.station({net: f"10.{n}.0.1/24" for n, net in enumerate(nets, 1)}, **settings)
-        devices = [self.device(net, f"10.{n}.0.11/24") for n, net in enumerate(nets, 1)]
-        watch = self.watch(here, ready_on=[net for net, wanted in zip(nets, expected) if wanted])
-        for device, wanted in zip(devices, expected):
-            device.announce()
-            if wanted:
-                watch.expect("new", address=device.address)
-        watch.expect_nothing_else(next(device for device, wanted in zip(devices, expected) if wanted))
-        asked = [bool(self.tap(net).find(destination_port=wire.REQUEST_PORT)) for net in nets]
-        self.assertEqual(expected, asked)
-
-    def test_listed_interfaces_are_the_only_ones_used(self):
-        # The mask must be the interface's own, the address may be any of its subnet.
-        self.check([False, True, False], UseInterfaces=["10.2.0.77/24", "10.1.0.0/16"])
-
-    def test_listed_interfaces_are_excluded(self):
-        self.check([True, False, True], ExcludeInterfaces=["10.2.0.0/24", "10.3.0.0/16"])
-
-
 if __name__ == "__main__":
     harness.main()

@@ -24,36 +24,15 @@ class Finding(harness.Scenario):
             self.assertEqual((device.name, device.system_id, device.mac, "RC"),
                              tuple(event[key] for key in ("name", "systemID", "mac", "kind")))
 
-    def test_own_broadcasts_are_dropped(self):
-        device = self.device(self.net, "10.1.0.11/24")
+    def test_largest_datagram_is_accepted_and_a_longer_one_is_an_error(self):
+        device = self.device(self.net, "10.1.0.11/24", name="n")
+        device.name *= 1000 - len(device.identity())  # Its length then has one more digit.
+        self.assertEqual(1000, len(device.identity()))
         watch = self.watch(self.here, ready_on=[self.net])
-        watch.expect("new", address=device.address)
-        mine = self.here.udp_socket("10.1.0.1")
-        echo = wire.datagram(wire.INFO, (1, "echo"), (4, "{ECHO}"), (9, "02-00-00-00-0e-c0"))
-        for port in (wire.REQUEST_PORT, wire.RESPONSE_PORT):
-            mine.sendto(echo, ("10.1.0.255", port))
-        self.tap(self.net).wait_for(count=2, payload=echo)
-        watch.expect_nothing_else(device)
-        mine.close()
-
-    def test_oversized_datagram_is_an_error_and_the_largest_is_accepted(self):
-        def of_size(size, device):
-            start = [(4, device.system_id), (9, device.mac)]
-            name = b"n" * (size - len(wire.datagram(wire.INFO, (1, b""), *start)) - 1)
-            text = wire.datagram(wire.INFO, (1, name), *start)
-            self.assertEqual(size, len(text))
-            return text, name.decode()
-
-        too_long, largest = self.device(self.net, "10.1.0.11/24"), self.device(self.net, "10.1.0.12/24")
-        too_long.be_silent()
-        largest.be_silent()
-        watch = self.watch(self.here, ready_on=[self.net])
-        too_long.send(of_size(1001, too_long)[0])
-        text, name = of_size(1000, largest)
-        largest.send(text)
-        self.assertEqual(name, watch.expect("new", address=largest.address)["name"])
+        watch.expect("new", name=device.name)
+        device.send(device.identity() + b";")
         watch.wait_for_trace("LanSeek: Failed to read data. InterfaceIdx = 0 Error = ")
-        watch.expect_nothing_else(largest)
+        watch.expect_nothing_else(device)
 
     def test_hostile_flood_does_not_stop_discovery(self):
         attacker = self.host("attacker", {self.net: "10.1.0.66/24"}).udp_socket("10.1.0.66")
@@ -107,31 +86,6 @@ class Interfaces(harness.Scenario):
         watch.expect_nothing_else(on_a)
         stray.close()
         routed.close()
-
-    def test_two_addresses_on_one_device(self):
-        net = self.network("A")
-        here = self.station({net: ["10.1.0.1/24", "10.2.0.1/24"]})
-        devices = [self.device(net, "10.1.0.11/24"), self.device(net, "10.2.0.11/24")]
-        watch = self.watch(here, ready_on=[net])
-        for device in devices:
-            watch.expect("new", address=device.address)
-        self.assertEqual({("10.1.0.1", "10.1.0.255"), ("10.2.0.1", "10.2.0.255")},
-                         {(one.source, one.destination) for one in self.tap(net).find(payload=wire.FULL_REQUEST)})
-        watch.expect_nothing_else(devices[1])
-
-    def test_every_process_receives_every_broadcast(self):
-        net = self.network("A")
-        here = self.station({net: "10.1.0.1/24"})
-        watches = [self.watch(here, ready_on=[net]) for _ in range(2)]
-        devices = [self.device(net, f"10.1.0.{20 + n}/24") for n in range(10)]
-        for reason in ("new", "updated"):
-            for device in devices:
-                device.name = f"{reason}-{device.address}"
-                device.announce()
-            for device in devices:
-                for watch in watches:
-                    watch.expect(reason, name=device.name)
-        self.assertEqual([[], []], [watch.events for watch in watches])
 
 
 if __name__ == "__main__":

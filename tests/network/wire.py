@@ -38,10 +38,6 @@ def parse(text):
     return int(kind, 16), [(int(tag, 16), value) for tag, value in pairs]
 
 
-def targeted_request(address, system_id=None):
-    return datagram(TARGETED, (0xA, address), *([(4, system_id)] if system_id else []))
-
-
 Seen = collections.namedtuple("Seen", "time mac source source_port destination destination_port payload")
 
 

@@ -17,9 +17,7 @@
 #include "platform/Process.h"
 #include "platform/ReverseLookup.h"
 #include "platform/Thread.h"
-#include "tests/support/FakeProcessTable.h"
-#include "tests/support/FakeReverseLookup.h"
-#include "tests/support/SimulatedNetwork.h"
+#include "platform/UdpSocket.h"
 
 namespace kellanseek::test {
 namespace {
@@ -35,54 +33,32 @@ struct SystemAddresses {
   ~SystemAddresses() { network.Cleanup(); }
 };
 
-struct SimulatedAddresses {
-  SimulatedAddresses() {
-    platform::InterfaceRow loopback;
-    loopback.adminStatus = platform::kInterfaceUp;
-    loopback.type = platform::kLoopbackInterface;
-    host.Attach(1, "127.0.0.1", "255.0.0.0");
-    host.addresses.SetInterface(1, loopback);
-    host.Attach(0, "10.1.0.1", "255.255.255.0");
-    host.Attach(0, "10.2.0.1", "255.255.255.252");
-  }
-  SimulatedNetwork plant;
-  SimulatedHost& host = plant.AddHost();
-  platform::NetworkAddresses& addresses = host.addresses;
-  platform::UdpNetwork& network = host;
-};
-
-template <typename Backend>
-class NetworkAddressesTest : public ::testing::Test {
- protected:
-  Backend backend_;
-};
-using AddressBackends = ::testing::Types<SystemAddresses, SimulatedAddresses>;
-TYPED_TEST_SUITE(NetworkAddressesTest, AddressBackends);
-
-TYPED_TEST(NetworkAddressesTest, EveryAddressHasAMaskAndAnInterfaceAndCanBeBound) {
-  const auto rows = this->backend_.addresses.Addresses();
+TEST(NetworkAddressesTest, EveryAddressHasAMaskAndAnInterfaceAndCanBeBound) {
+  const SystemAddresses host;
+  const auto rows = host.addresses.Addresses();
   ASSERT_TRUE(rows.has_value());
   ASSERT_FALSE(rows->empty());
   for (const platform::AddressRow& row : *rows) {
     SCOPED_TRACE(platform::FormatIpv4(row.address) + " of interface " + std::to_string(row.interfaceIndex));
     const std::uint32_t hosts = platform::HostOrder(~row.mask);
     EXPECT_EQ(hosts & (hosts + 1), 0U) << "a mask is ones, then zeros";
-    const auto interfaceRow = this->backend_.addresses.Interface(row.interfaceIndex);
+    const auto interfaceRow = host.addresses.Interface(row.interfaceIndex);
     ASSERT_TRUE(interfaceRow.has_value());
     EXPECT_EQ(interfaceRow->adminStatus, platform::kInterfaceUp);
     EXPECT_LE(interfaceRow->physicalAddressLength, interfaceRow->physicalAddress.size());
     const bool loopback = (platform::HostOrder(row.address) >> 24) == 127;
     EXPECT_EQ(interfaceRow->type == platform::kLoopbackInterface, loopback);
     platform::SocketError error = 0;
-    EXPECT_EQ(this->backend_.network.CreateSocket(error)->Bind(row.address, row.mask, 0), 0);
+    EXPECT_EQ(host.network.CreateSocket(error)->Bind(row.address, row.mask, 0), 0);
   }
   EXPECT_THAT(*rows,
               ::testing::Contains(::testing::Field(&platform::AddressRow::address, ParseIpv4("127.0.0.1"))));
 }
 
-TYPED_TEST(NetworkAddressesTest, AnUnknownInterfaceHasNoRow) {
-  EXPECT_FALSE(this->backend_.addresses.Interface(0x7FFFFFF0).has_value());
-  EXPECT_FALSE(this->backend_.addresses.Interface(0).has_value());
+TEST(NetworkAddressesTest, AnUnknownInterfaceHasNoRow) {
+  const SystemAddresses host;
+  EXPECT_FALSE(host.addresses.Interface(0x7FFFFFF0).has_value());
+  EXPECT_FALSE(host.addresses.Interface(0).has_value());
   EXPECT_EQ(platform::InterfaceIndexOfName(L"no such interface"), std::nullopt);
   EXPECT_EQ(platform::InterfaceIndexOfName(L""), std::nullopt);
 }
@@ -106,58 +82,39 @@ TEST(AddressChangeWatchTest, EndsAtTheTimeOutOrOnStop) {
   EXPECT_EQ(watch->Wait(stop, wake, milliseconds(20000)), Outcome::Stopped);
 }
 
-/// Runs one check over the system's backend and its fake.
-template <typename Interface>
-void ForSystemAndFake(Interface& system, Interface& fake, void (*check)(Interface&)) {
-  {
-    SCOPED_TRACE("the system's");
-    check(system);
-  }
-  SCOPED_TRACE("the fake");
-  check(fake);
-}
-
 TEST(ReverseLookupTest, FindsTheNameOfThisHostOnSeveralThreads) {
   const SystemAddresses library;  // Look-ups that go through the socket library need it started.
-  FakeReverseLookup fake;
-  fake.SetName("127.0.0.1", "localhost");
-  ForSystemAndFake<platform::ReverseLookup>(
-      platform::SystemReverseLookup(), fake, [](platform::ReverseLookup& lookup) {
-        const auto name = lookup.HostName(ParseIpv4("127.0.0.1"));
-        ASSERT_TRUE(name.has_value());
-        EXPECT_FALSE(name->empty());
-        EXPECT_EQ(name->find('\0'), std::string::npos);
-        std::vector<std::vector<std::optional<std::string>>> answers(4);
-        {
-          std::vector<platform::Thread> threads(answers.size());
-          for (std::size_t i = 0; i < threads.size(); ++i) {
-            ASSERT_FALSE(threads[i].Start("Asker", [&answer = answers[i], &lookup] {
-              for (int turn = 0; turn < 50; ++turn) answer.push_back(lookup.HostName(ParseIpv4("127.0.0.1")));
-            }));
-          }
-        }
-        EXPECT_THAT(answers, ::testing::Each(::testing::AllOf(::testing::SizeIs(50), ::testing::Each(name))));
-      });
+  platform::ReverseLookup& lookup = platform::SystemReverseLookup();
+  const auto name = lookup.HostName(ParseIpv4("127.0.0.1"));
+  ASSERT_TRUE(name.has_value());
+  EXPECT_FALSE(name->empty());
+  EXPECT_EQ(name->find('\0'), std::string::npos);
+  std::vector<std::vector<std::optional<std::string>>> answers(4);
+  {
+    std::vector<platform::Thread> threads(answers.size());
+    for (std::size_t i = 0; i < threads.size(); ++i) {
+      ASSERT_FALSE(threads[i].Start("Asker", [&answer = answers[i], &lookup] {
+        for (int turn = 0; turn < 50; ++turn) answer.push_back(lookup.HostName(ParseIpv4("127.0.0.1")));
+      }));
+    }
+  }
+  EXPECT_THAT(answers, ::testing::Each(::testing::AllOf(::testing::SizeIs(50), ::testing::Each(name))));
 }
 
 TEST(ProcessTableTest, ThisProcessRunsUnderItsStampAndAnUnusedIdDoesNotRun) {
-  FakeProcessTable fake;
-  fake.Start(platform::CurrentProcessId());
-  ForSystemAndFake<platform::ProcessTable>(
-      platform::SystemProcessTable(), fake, [](platform::ProcessTable& table) {
-        const std::uint32_t self = platform::CurrentProcessId();
-        const std::uint64_t stamp = table.StartStamp(self);
-        ASSERT_NE(stamp, 0U);
-        EXPECT_EQ(table.StartStamp(self), stamp);
-        EXPECT_TRUE(table.IsRunning(self, stamp));
-        EXPECT_TRUE(table.IsRunning(self, 0));
-        EXPECT_FALSE(table.IsRunning(self, stamp + 1));
-        for (const std::uint32_t id : {0U, 0x7FFFFFFCU, 0x80000000U, 0xFFFFFFFFU}) {
-          EXPECT_EQ(table.StartStamp(id), 0U) << id;
-          EXPECT_FALSE(table.IsRunning(id, 0)) << id;
-          EXPECT_FALSE(table.IsRunning(id, 1)) << id;
-        }
-      });
+  platform::ProcessTable& table = platform::SystemProcessTable();
+  const std::uint32_t self = platform::CurrentProcessId();
+  const std::uint64_t stamp = table.StartStamp(self);
+  ASSERT_NE(stamp, 0U);
+  EXPECT_EQ(table.StartStamp(self), stamp);
+  EXPECT_TRUE(table.IsRunning(self, stamp));
+  EXPECT_TRUE(table.IsRunning(self, 0));
+  EXPECT_FALSE(table.IsRunning(self, stamp + 1));
+  for (const std::uint32_t id : {0U, 0x7FFFFFFCU, 0x80000000U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(table.StartStamp(id), 0U) << id;
+    EXPECT_FALSE(table.IsRunning(id, 0)) << id;
+    EXPECT_FALSE(table.IsRunning(id, 1)) << id;
+  }
 }
 
 TEST(SystemProcessTableDeathTest, AProcessThatHasEndedDoesNotRun) {

@@ -43,21 +43,5 @@ TEST_F(XmlFileTest, ReportsMissingPermission) {
   EXPECT_NE(why_.find(L"ermission"), std::wstring::npos);
 }
 
-TEST_F(XmlFileTest, RejectsAGibibyteWithoutReadingIt) {
-  scratch_.Write("file.xml", "");
-  ASSERT_EQ(::truncate(scratch_.File("file.xml").c_str(), off_t{1} << 30), 0);
-  EXPECT_TRUE(FAILED(Load(path_)));
-  EXPECT_NE(why_.find(L"16 MiB"), std::wstring::npos);
-}
-
-TEST_F(XmlFileTest, ReturnsTheEncodingNameUnchanged) {
-  scratch_.Write("file.xml", "<?xml version='1.0' encoding='latin1'?><a/>");
-  ASSERT_EQ(Load(path_), S_OK);
-  std::wstring text;
-  auto step = platform::XmlDocument::EncodingStep::FirstChild;
-  EXPECT_EQ(document_->DeclaredEncoding(text, step), S_OK);
-  EXPECT_EQ(text, L"latin1");
-}
-
 }  // namespace
 }  // namespace kellanseek::test

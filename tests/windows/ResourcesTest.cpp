@@ -34,19 +34,6 @@ TEST_F(Resources, ProjectNameIsString100) {
   EXPECT_EQ(std::wstring(name.data()), L"KelLanSeek");
 }
 
-TEST_F(Resources, TheModuleContainsItsTypeLibrary) {
-  ITypeLib* library = nullptr;
-  ASSERT_EQ(LoadTypeLibEx(module_.Path().c_str(), REGKIND_NONE, &library), S_OK);
-  TLIBATTR* attributes = nullptr;
-  ASSERT_EQ(library->GetLibAttr(&attributes), S_OK);
-  EXPECT_TRUE(IsEqualGUID(attributes->guid, LIBID_KELLANSEEKLib));
-  EXPECT_EQ(attributes->wMajorVerNum, 1);
-  EXPECT_EQ(attributes->wMinorVerNum, 0);
-  EXPECT_EQ(attributes->syskind, sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);
-  library->ReleaseTLibAttr(attributes);
-  library->Release();
-}
-
 TEST_F(Resources, VersionResourceDescribesTheFile) {
   const std::filesystem::path folder = std::filesystem::path(module_.Path()).parent_path();
   for (const wchar_t* name : {L"KelLanSeek.dll", L"kelseek.exe", L"kelsim.exe"}) {

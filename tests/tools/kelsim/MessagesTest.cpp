@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "protocol/MessageReader.h"
-#include "protocol/MessageWriter.h"
 #include "tools/kelsim/Controller.h"
 #include "tools/kelsim/Text.h"
 
@@ -43,36 +42,6 @@ TEST(Messages, TheComponentUnderstandsAnIdentity) {
   controller.tellsAddress = false;
   EXPECT_FALSE(Taken(BuildDatagram(controller, MessageType::CtrlInfoMsg)).message.ownAddress)
       << "at its host's address it leaves the address out";
-}
-
-TEST(Messages, ShortMessagesCarryWhatTheRecordIsFoundBy) {
-  Controller controller = NewController(7);
-  controller.address = platform::ParseIpv4("10.1.2.3");
-  for (const MessageType type :
-       {MessageType::CtrlAliveMsg, MessageType::CtrlRestartMsg, MessageType::CtrlPowerDownMsg}) {
-    for (const bool tellsAddress : {true, false}) {
-      controller.tellsAddress = tellsAddress;
-      const Taken taken(BuildDatagram(controller, type));
-      ASSERT_TRUE(taken.accepted);
-      EXPECT_EQ(static_cast<std::uint32_t>(taken.message.type), static_cast<std::uint32_t>(type));
-      EXPECT_EQ(taken.pattern.systemID, L"{7A1C-0007}");
-      EXPECT_EQ(taken.pattern.macAddress.empty(), type != MessageType::CtrlAliveMsg);
-      EXPECT_EQ(taken.message.ownAddress.has_value(), tellsAddress);
-    }
-  }
-}
-
-TEST(Messages, ReadsTheRequestsOfTheComponent) {
-  for (const MessageType type : {MessageType::FullRequestMsg, MessageType::RefreshRequestMsg}) {
-    const auto request = ReadRequest(protocol::BuildRequest(type));
-    ASSERT_TRUE(request);
-    EXPECT_EQ(request->type, type);
-  }
-  const auto targeted = ReadRequest(protocol::BuildTargetedRequest("192.168.1.10", "{7A-\xDC}"));
-  ASSERT_TRUE(targeted);
-  EXPECT_EQ(targeted->type, MessageType::TargetedRequestMsg);
-  EXPECT_EQ(targeted->target, platform::ParseIpv4("192.168.1.10"));
-  EXPECT_EQ(targeted->systemId, "{7A-\xDC}");
 }
 
 TEST(Messages, OtherDatagramsAreNoRequests) {
