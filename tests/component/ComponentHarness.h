@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -28,14 +30,30 @@
 
 namespace kellanseek::test {
 
-/// A watch on addresses that never change.
-class QuietWatch : public platform::AddressChangeWatch {
+/// A host that tells the test of every look at its addresses.
+class WatchedHost : public FakeNetworkAddresses {
  public:
-  Outcome Wait(platform::Event& stop, platform::Event& wake, std::chrono::milliseconds timeout) override {
-    const platform::WaitResult result = platform::WaitForAny({&stop, &wake}, timeout);
-    if (result.Signalled(1)) return Outcome::Woken;
-    return result.Signalled(0) ? Outcome::Stopped : Outcome::TimedOut;
+  std::optional<std::vector<platform::AddressRow>> Addresses() override {
+    if (onLook) onLook();
+    return FakeNetworkAddresses::Addresses();
   }
+
+  std::function<void()> onLook;  ///< Set it before the host is used.
+};
+
+/// A watch that reports a change when the test gives notice of one.
+class NoticedWatch : public platform::AddressChangeWatch {
+ public:
+  explicit NoticedWatch(platform::Event& notice) : notice_(notice) {}
+  Outcome Wait(platform::Event& stop, platform::Event& wake, std::chrono::milliseconds timeout) override {
+    const platform::WaitResult result = platform::WaitForAny({&stop, &wake, &notice_}, timeout);
+    if (result.Signalled(0)) return Outcome::Stopped;
+    if (result.Signalled(1)) return Outcome::Woken;
+    return result.Signalled(2) ? Outcome::Changed : Outcome::TimedOut;
+  }
+
+ private:
+  platform::Event& notice_;
 };
 
 /// A static controller that is complete enough for complete-info mode.
@@ -49,8 +67,8 @@ inline std::string StaticController(const std::string& address, const std::strin
 class ComponentHarness {
  public:
   ComponentHarness() {
-    addresses_.AddInterface(1, {0, 1, 2, 3, 4, 5});
-    addresses_.AddAddress(1, "192.168.1.5", "255.255.255.0");
+    addresses.AddInterface(1, {0, 1, 2, 3, 4, 5});
+    addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
     processes_.Start(kProcess);
   }
 
@@ -140,17 +158,19 @@ class ComponentHarness {
   FakeRegistryStore registry;
   ScratchDirectory directory;
   InjectedNetwork network;
+  WatchedHost addresses;
+  platform::Event notice{platform::Event::Kind::AutoReset};
   component::ComponentModule module;
 
  private:
-  FakeNetworkAddresses addresses_;
   FakeReverseLookup hostNames_;
   FakeProcessTable processes_;
   std::map<std::wstring, std::string> methodOfPlace_;
 
  public:
   const component::ComponentEnvironment environment{
-      {network, addresses_, [] { return std::make_unique<QuietWatch>(); }, hostNames_, processes_, traces},
+      {network, addresses, [this] { return std::make_unique<NoticedWatch>(notice); }, hostNames_, processes_,
+       traces},
       registry};
 
   KelComPtr<IKelLanSeek2> seek;

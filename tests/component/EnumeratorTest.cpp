@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -35,16 +37,47 @@ class EnumeratorTest : public testing::Test {
   component::ComponentModule module;
 };
 
-TEST_F(EnumeratorTest, ReturnsItemsInOrderUntilTheEnd) {
-  const List list = Make({11, 12, 14});
-  EXPECT_EQ(Next(list, 1), All(S_OK, {11}));
-  EXPECT_EQ(Next(list, 0), All(S_OK, {}));
-  EXPECT_EQ(Next(list, 3), All(S_FALSE, {12, 14}));
-  EXPECT_EQ(Next(list, 3), All(S_FALSE, {}));
-  EXPECT_EQ(Next(list, 0), All(S_OK, {}));
-  EXPECT_EQ(list->Reset(), S_OK);
-  EXPECT_EQ(Next(list, 3), All(S_OK, {11, 12, 14}));
-  EXPECT_EQ(Next(Make({}), 1), All(S_FALSE, {}));
+TEST_F(EnumeratorTest, ListsAndTheirClonesAreIndependentPositionsInTheItems) {
+  std::mt19937 random(1);
+  for (const Ids& ids : {Ids{}, Ids{11}, Ids{14, 11, 12, 13}}) {
+    std::vector<std::pair<List, std::size_t>> lists = {{Make(ids), 0}};
+    for (int step = 0; step < 500; ++step) {
+      auto& [list, position] = lists[random() % lists.size()];
+      const auto count = static_cast<ULONG>(random() % 6);
+      const std::size_t left = ids.size() - position;
+      const auto begin = ids.begin() + static_cast<std::ptrdiff_t>(position);
+      const std::size_t taken = std::min<std::size_t>(count, left);
+      const HRESULT result = count <= left ? S_OK : S_FALSE;
+      switch (random() % 6) {
+        case 0:
+        case 1:
+          EXPECT_EQ(Next(list, count), All(result, Ids(begin, begin + static_cast<std::ptrdiff_t>(taken))));
+          position += taken;
+          break;
+        case 2:
+          EXPECT_EQ(list->Skip(count), result);
+          position += taken;
+          break;
+        case 3:
+          EXPECT_EQ(list->Reset(), S_OK);
+          position = 0;
+          break;
+        case 4:  // They change nothing.
+          EXPECT_EQ(list->Sort(static_cast<INT>(count) - 1), S_OK);
+          EXPECT_EQ(list->Filter(static_cast<INT>(count) - 1), S_OK);
+          EXPECT_EQ(list->UnFilter(), S_OK);
+          break;
+        default: {
+          List clone;
+          ASSERT_EQ(list->Clone(clone.Put()), S_OK);
+          const std::size_t same = position;
+          if (lists.size() < 4) lists.emplace_back(clone, same);
+        }
+      }
+    }
+    EXPECT_EQ(lists[0].first->Skip(0xFFFFFFFFU), S_FALSE);
+    EXPECT_EQ(Next(lists[0].first, 1), All(S_FALSE, {}));
+  }
 }
 
 TEST_F(EnumeratorTest, ChecksPointers) {
@@ -69,43 +102,10 @@ TEST_F(EnumeratorTest, RemNextFailsOnAListThatWasNeverFilled) {
   EXPECT_EQ(clone->RemNext(1, &item, nullptr), E_FAIL);
 }
 
-TEST_F(EnumeratorTest, SkipStopsAtTheEnd) {
-  const List list = Make({11, 12, 13});
-  EXPECT_EQ(list->Skip(2), S_OK);
-  EXPECT_EQ(Next(list, 1), All(S_OK, {13}));
-  EXPECT_EQ(list->Reset(), S_OK);
-  EXPECT_EQ(list->Skip(0xFFFFFFFFU), S_FALSE);
-  EXPECT_EQ(Next(list, 1), All(S_FALSE, {}));
-  list->Reset();
-  EXPECT_EQ(list->Skip(3), S_OK);
-  EXPECT_EQ(Make({})->Skip(0), S_OK);
-  EXPECT_EQ(Make({})->Skip(1), S_FALSE);
-}
-
-TEST_F(EnumeratorTest, SortAndFilterSucceedAndChangeNothing) {
-  const List list = Make({14, 11, 12});
-  for (const INT mode : {0, 1, -1, 2147483647}) {
-    list->Reset();
-    EXPECT_EQ(list->Sort(mode), S_OK);
-    EXPECT_EQ(list->Filter(mode), S_OK);
-    EXPECT_EQ(list->Skip(1), S_OK);
-    EXPECT_EQ(Next(list, 9), All(S_FALSE, {11, 12}));
-    EXPECT_EQ(list->UnFilter(), S_OK);
-  }
-  list->Reset();
-  EXPECT_EQ(Next(list, 3), All(S_OK, {14, 11, 12}));
-}
-
-TEST_F(EnumeratorTest, ClonesMoveIndependentlyAndEveryListKeepsTheModuleLoaded) {
-  List list = Make({11, 12, 13, 14});
-  list->Skip(2);
+TEST_F(EnumeratorTest, EveryListKeepsTheModuleLoaded) {
+  List list = Make({11});
   List clone;
   ASSERT_EQ(list->Clone(clone.Put()), S_OK);
-  EXPECT_EQ(Next(clone, 1), All(S_OK, {13}));
-  EXPECT_EQ(Next(list, 2), All(S_OK, {13, 14}));
-  EXPECT_EQ(Next(clone, 2), All(S_FALSE, {14}));
-  clone->Reset();
-  EXPECT_EQ(Next(clone, 4), All(S_OK, {11, 12, 13, 14}));
   list.Reset();
   EXPECT_TRUE(module.InUse());
   clone.Reset();

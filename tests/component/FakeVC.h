@@ -5,12 +5,12 @@
 #include <stdexcept>
 #include <utility>
 
-#include <kellanseek/com.h>
+#include "tests/support/Counted.h"
 
 namespace kellanseek::test {
 
 /// A virtual controller's object.
-class FakeVC final : public IUnknown {
+class FakeVC final : public Counted<IUnknown> {
  public:
   static KelComPtr<FakeVC> Make() { return KelComPtr<FakeVC>::Attach(new FakeVC); }
 
@@ -20,28 +20,21 @@ class FakeVC final : public IUnknown {
   }
   ULONG STDMETHODCALLTYPE AddRef() override {
     if (addRefThrows) throw std::runtime_error("the process of this object has gone");
-    return ++references_;
-  }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
+    return Counted::AddRef();
   }
 
   /// Called after the last release, on that thread.
   void OnDestroyed(std::function<void()> action) { onDestroyed_ = std::move(action); }
-  ULONG References() const { return references_; }
 
   std::atomic<bool> addRefThrows{false};
 
  private:
   FakeVC() = default;
-  ~FakeVC() {
+  ~FakeVC() override {
     if (onDestroyed_) onDestroyed_();
   }
 
   std::function<void()> onDestroyed_;
-  std::atomic<ULONG> references_{1};
 };
 
 }  // namespace kellanseek::test

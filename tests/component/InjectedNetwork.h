@@ -54,19 +54,13 @@ class InjectedNetwork : public platform::UdpNetwork {
   /// From now on this user of the sockets lingers for a moment during the stop and checks whether they are
   /// closed meanwhile.
   void Dawdle(User user) { dawdler_ = user; }
-  /// Waits, for at most ten seconds, until a virtual controller is being published.
-  bool WaitForPublication() {
-    return platform::WaitForAny({&publishing_}, std::chrono::seconds(10)).Signalled(0);
-  }
+  // Each of these waits for at most ten seconds.
+  bool WaitForPublication() { return Await(publishing_); }
+  bool WaitForRequestByAddress() { return Await(askedByAddress_); }
+  bool WaitUntilOpened() { return Await(opened_); }  ///< The sockets of a run.
   int ClosedInUse() const { return closedInUse_; }
   /// Refuses to bind sockets to this local address from now on; 0 for none.
   void Refuse(platform::Ipv4 address) { refused_ = address; }
-  /// Waits, for at most ten seconds, until the sockets of a run have been opened.
-  bool WaitUntilOpened() { return platform::WaitForAny({&opened_}, std::chrono::seconds(10)).Signalled(0); }
-  /// Waits, for at most ten seconds, until a request by address has been sent.
-  bool WaitForRequestByAddress() {
-    return platform::WaitForAny({&askedByAddress_}, std::chrono::seconds(10)).Signalled(0);
-  }
 
   platform::SocketError Startup() override { return 0; }
   void Cleanup() override {}
@@ -121,33 +115,29 @@ class InjectedNetwork : public platform::UdpNetwork {
     explicit Receiver(InjectedNetwork& network) : network_(network) {}
     platform::Received ReceiveOne(platform::Event& stop, std::chrono::milliseconds timeout) override {
       if (network_.receptionsThatFail_-- > 0) network_.thrower_();
-      if (network_.waitsThatFail_-- > 0) return FailedWait();
+      if (network_.waitsThatFail_-- > 0)
+        return {.outcome = platform::Received::Outcome::WaitFailed, .error = 88};
       if (!network_.Take(current_)) {
         if (platform::WaitForAny({&stop, &network_.arrived_}, timeout).Signalled(0))
           network_.LookForClosing(User::Receiver);
         if (!network_.Take(current_)) return {};
       }
       current_.text.push_back('\0');
-      platform::Received received;
-      received.outcome = platform::Received::Outcome::Datagram;
-      received.socket = current_.socket;
-      received.text = {current_.text.data(), current_.text.size() - 1};
-      received.source = current_.source;
-      received.sourceIsIpv4 = true;
-      return received;
+      return {.outcome = platform::Received::Outcome::Datagram,
+              .socket = current_.socket,
+              .text = {current_.text.data(), current_.text.size() - 1},
+              .source = current_.source,
+              .sourceIsIpv4 = true};
     }
 
    private:
-    static platform::Received FailedWait() {
-      platform::Received received;
-      received.outcome = platform::Received::Outcome::WaitFailed;
-      received.error = 88;
-      return received;
-    }
-
     InjectedNetwork& network_;
     Waiting current_ = {};
   };
+
+  static bool Await(platform::Event& event) {
+    return platform::WaitForAny({&event}, std::chrono::seconds(10)).Signalled(0);
+  }
 
   void LookForClosing(User user) {
     if (dawdler_ != user) return;

@@ -34,19 +34,6 @@ class LookupsTest : public testing::Test, protected ComponentHarness {
   const Answer kNone{KEL_E_NOT_FOUND, 0};
 };
 
-TEST_F(LookupsTest, FindsListedControllers) {
-  Configure(NothingAsked(),
-            StaticController("10.0.0.5", "SYS-001") + StaticController("10.0.0.6", "10.0.0.5x"));
-  Create();
-  EXPECT_EQ(BySystemID(L"SYS-001"), (Answer{S_OK, 11}));
-  EXPECT_EQ(BySystemID(L"sys-001"), (Answer{S_OK, 11}));
-  EXPECT_EQ(ByAddress(L"10.0.0.6"), (Answer{S_OK, 12}));
-  EXPECT_EQ(BySystemID(L"SYS-00"), kNone);
-  EXPECT_EQ(ErrorMessage(), L"SystemID not found");
-  for (const wchar_t* text : {L"010.0.0.5", L"10.0.0.5 ", L"10.0.0.7"}) EXPECT_EQ(ByAddress(text), kNone);
-  EXPECT_EQ(ErrorMessage(), L"IP-address not found");
-}
-
 TEST_F(LookupsTest, FindsByURL) {
   Configure(NothingAsked(), StaticController("10.0.0.5", "SYS-001") + StaticController("10.0.0.6", "10.5"));
   Create();
@@ -148,18 +135,6 @@ TEST_F(LookupsTest, DoesNotFindRemoteVirtualControllersByAddress) {
   ASSERT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"}));
   EXPECT_EQ(ByAddress(L"192.168.1.20"), kNone);
   EXPECT_EQ(BySystemID(L"far"), (Answer{S_OK, 11}));
-}
-
-TEST_F(LookupsTest, AddsRemoteControllersOnce) {
-  Create();
-  EXPECT_EQ(AddRemote(L"10.0.0.5"), 11U);
-  ULONG id = 0;
-  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"10.0.0.5").Get(), &id), KEL_S_ALREADY_CONFIGURED);
-  EXPECT_EQ(id, 11U);
-  EXPECT_EQ(ErrorText(), L"");
-  EXPECT_EQ(additions->AddRemoteController(KelBstr(L"ten").Get(), &id), E_INVALIDARG);
-  EXPECT_EQ(ErrorMessage(), L"");
-  EXPECT_EQ(AddRemote(L"10.0.0.6"), 12U) << "the malformed one consumed no number";
 }
 
 TEST_F(LookupsTest, RefreshChecksTheIdAndPingIsNotImplemented) {

@@ -2,6 +2,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <new>
+#include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -11,90 +14,28 @@
 namespace kellanseek::test {
 namespace {
 
-/// A host whose only interface comes and goes.
-class RestlessHost : public FakeNetworkAddresses {
- public:
-  RestlessHost() {
-    AddInterface(1, {0, 1, 2, 3, 4, 5});
-    AddAddress(1, "192.168.1.5", "255.255.255.0");
-  }
-  std::optional<std::vector<platform::AddressRow>> Addresses() override {
-    const int look = ++looks_;
-    if (--looksUntilShortage == 0) throw std::bad_alloc();
-    if (away || (restless && look / 2 % 2 == 1)) return std::vector<platform::AddressRow>();
-    return FakeNetworkAddresses::Addresses();
-  }
-
-  int Looks() const { return looks_; }
-
-  std::atomic<int> looksUntilShortage = 0;
-  std::atomic<bool> restless = false;
-  std::atomic<bool> away = false;
-
- private:
-  std::atomic<int> looks_ = 0;
-};
-
-/// Signals between the test and the watch.
-struct WatchEvents {
-  platform::Event notice{platform::Event::Kind::AutoReset};
-  platform::Event waits{platform::Event::Kind::AutoReset};
-};
-
-/// Endless notices, or one on request.
-class Notices : public platform::AddressChangeWatch {
- public:
-  Notices(const RestlessHost& host, WatchEvents& events) : host_(host), events_(events) {}
-  Outcome Wait(platform::Event& stop, platform::Event& wake, std::chrono::milliseconds timeout) override {
-    const auto limit = host_.restless ? std::chrono::milliseconds(1) : timeout;
-    events_.waits.Set();
-    const platform::WaitResult result = platform::WaitForAny({&stop, &events_.notice, &wake}, limit);
-    if (result.Signalled(0)) return Outcome::Stopped;
-    if (result.Signalled(2)) return Outcome::Woken;
-    return result.Signalled(1) || host_.restless ? Outcome::Changed : Outcome::TimedOut;
-  }
-
- private:
-  const RestlessHost& host_;
-  WatchEvents& events_;
-};
-
 class RebuildTest : public testing::Test, protected ComponentHarness {
  protected:
+  RebuildTest() {
+    addresses.onLook = [this] {
+      if (++looks == lookThatFails) throw std::bad_alloc();
+    };
+  }
   /// Releases the object before the fakes that it uses.
   void TearDown() override { ReleaseAll(); }
 
-  void Create() { ComponentHarness::Create(changing_); }
   void Hear(int number) {
     const std::string text = std::to_string(number);
-    network.Inject(InjectedNetwork::Datagram(1, "4:" + text + ";9:00-" + text + ";"), "192.168.1." + text);
+    Appear(text, "192.168.1." + text);
   }
+  void Come(std::string_view address) { addresses.AddAddress(1, address, "255.255.255.0"); }
 
-  /// Waits until the watch waits again, and returns the number of look-ups of the host's addresses.
-  int LooksUntilItWaits() {
-    EXPECT_TRUE(platform::WaitForAny({&watch_.waits}, std::chrono::seconds(10)).Signalled(0));
-    return host_.Looks();
-  }
-
-  RestlessHost host_;
-  WatchEvents watch_;
-  int looksBeforeWatch_ = -1;
-
- private:
-  FakeReverseLookup hostNames_;
-  FakeProcessTable processes_;
-  const component::ComponentEnvironment changing_{{network, host_,
-                                                   [this] {
-                                                     looksBeforeWatch_ = host_.Looks();
-                                                     return std::make_unique<Notices>(host_, watch_);
-                                                   },
-                                                   hostNames_, processes_, traces},
-                                                  registry};
+  std::atomic<int> looks = 0;
+  std::atomic<int> lookThatFails = 0;
 };
 
 TEST_F(RebuildTest, SurvivesDatagramsCallsAndTheLastRelease) {
   for (int round = 0; round < 20; ++round) {
-    host_.restless = true;
     Create();
     const auto sink = FakeSink::Make();
     Subscribe(sink.Get());
@@ -102,6 +43,9 @@ TEST_F(RebuildTest, SurvivesDatagramsCallsAndTheLastRelease) {
     std::thread plant([&] {
       for (int i = 0; !ending; ++i) {
         Hear(10 + i % 40);
+        if (i % 32 == 0) addresses.RemoveAddress("192.168.1.5");
+        if (i % 32 == 16) Come("192.168.1.5");
+        if (i % 16 == 0) notice.Set();
         std::this_thread::yield();
       }
     });
@@ -139,13 +83,13 @@ TEST_F(RebuildTest, IsRepeatedAfterRunningOutOfMemory) {
   Subscribe(sink.Get());
   Hear(20);
   sink->WaitFor(1);
-  // The comparison reads the addresses once, and the rebuild does so again.
-  host_.looksUntilShortage = 2;
-  host_.away = true;
-  watch_.notice.Set();
+  // The comparison looks at the addresses once, and the rebuild does so again.
+  lookThatFails = looks + 2;
+  addresses.RemoveAddress("192.168.1.5");
+  notice.Set();
   EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;") << "lost with its network, a second later at most";
-  host_.away = false;
-  watch_.notice.Set();
+  Come("192.168.1.5");
+  notice.Set();
   // Repeated until received: a datagram is lost while the network side is down.
   platform::Event never(platform::Event::Kind::ManualReset);
   for (int i = 0; i < 1000 && sink->WaitFor(2).size() < 3; ++i) {
@@ -156,15 +100,23 @@ TEST_F(RebuildTest, IsRepeatedAfterRunningOutOfMemory) {
 }
 
 TEST_F(RebuildTest, WithdrawsTheControllersOfAnInterfaceThatCannotBeBound) {
-  Create();
+  component::ComponentEnvironment world = environment;
+  int looksBeforeWatch = -1;
+  world.engine.watchAddressChanges = [&] {
+    looksBeforeWatch = looks;
+    return environment.engine.watchAddressChanges();
+  };
+  Create(world);
+  EXPECT_EQ(looksBeforeWatch, 0) << "watched before, so no change is missed";
   const auto sink = FakeSink::Make();
   Subscribe(sink.Get());
   Hear(20);
   sink->WaitFor(1);
   network.Refuse(platform::ParseIpv4("192.168.1.5"));
-  host_.AddAddress(1, "10.0.0.5", "255.255.255.0");
-  watch_.notice.Set();
+  Come("10.0.0.5");
+  notice.Set();
   EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;");
+  EXPECT_EQ(looks, 3) << "at the start, then a comparison and a rebuild";
 }
 
 TEST_F(RebuildTest, RepeatedlyFailingWaitsCauseARebuild) {
@@ -187,17 +139,6 @@ TEST_F(RebuildTest, RepeatedlyFailingWaitsCauseARebuild) {
     EXPECT_EQ(world.traces.Messages(),
               (std::vector<std::wstring>{L"LanSeek: Waiting for datagrams failed. Error = 88"}));
   }
-}
-
-TEST_F(RebuildTest, HappensOnlyAfterANotice) {
-  network.Refuse(platform::ParseIpv4("192.168.1.5"));
-  Create();
-  EXPECT_TRUE(network.WaitUntilOpened());
-  EXPECT_EQ(LooksUntilItWaits(), 1) << "the table was built but not yet compared";
-  EXPECT_EQ(looksBeforeWatch_, 0) << "watched before, so no change is missed";
-  host_.AddAddress(1, "10.0.0.5", "255.255.255.0");
-  watch_.notice.Set();
-  EXPECT_EQ(LooksUntilItWaits(), 3) << "a comparison and a rebuild";
 }
 
 }  // namespace

@@ -165,15 +165,5 @@ TEST_F(StartTest, OmitsAStaticControllerIfMemoryIsExhausted) {
   for (const int times : leftOut) EXPECT_GE(times, 1);
 }
 
-TEST_F(StartTest, ObjectsShareNothing) {
-  Create();
-  ComponentHarness other;
-  other.Create();
-  EXPECT_EQ(AddRemote(L"10.9.9.9"), 11U);
-  KelBstr address;
-  EXPECT_EQ(other.identity->GetCtrlAddress(11, address.Put()), E_INVALIDARG);
-  EXPECT_EQ(ErrorText(), L"");
-}
-
 }  // namespace
 }  // namespace kellanseek::test

@@ -50,7 +50,11 @@ class FakeSink final : public Counted<IKelObjectEvents> {
     received.userDef = event->userDef;
     received.time = event->time;
     received.otherFieldsZero = event->reserved1 == 0 && event->reserved2 == 0 && event->reserved3 == 0;
-    const Completion completion(*this, received);
+    const std::shared_ptr<void> atTheEnd(nullptr, [&](void*) {  // Of the call, even by an exception.
+      const std::lock_guard lock(mutex_);
+      events_.push_back(received);
+      changed_.notify_all();
+    });
     return onNotify_ ? onNotify_(received) : S_OK;
   }
 
@@ -67,21 +71,6 @@ class FakeSink final : public Counted<IKelObjectEvents> {
   }
 
  private:
-  /// Records a call when it ends, even by an exception.
-  class Completion {
-   public:
-    Completion(FakeSink& sink, const ReceivedEvent& event) : sink_(sink), event_(event) {}
-    ~Completion() {
-      const std::lock_guard lock(sink_.mutex_);
-      sink_.events_.push_back(event_);
-      sink_.changed_.notify_all();
-    }
-
-   private:
-    FakeSink& sink_;
-    const ReceivedEvent& event_;
-  };
-
   explicit FakeSink(Answer onNotify) : onNotify_(std::move(onNotify)) {}
   ~FakeSink() override {
     if (onDestroyed_) onDestroyed_();
