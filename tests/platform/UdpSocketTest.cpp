@@ -6,13 +6,11 @@
 #include <memory>
 #include <random>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "platform/Thread.h"
 #include "platform/UdpSocket.h"
-#include "tests/support/SimulatedNetwork.h"
 #include "tests/support/Wine.h"
 
 namespace kellanseek::test {
@@ -27,49 +25,13 @@ using platform::UdpSocket;
 using std::chrono::milliseconds;
 using Outcome = Received::Outcome;
 
-/// This host, in real time.
-class System {
- public:
-  static constexpr bool kLoopbackBroadcasts = KELLANSEEK_LOOPBACK_BROADCASTS;
-
-  System() { EXPECT_EQ(Network().Startup(), 0); }
-  ~System() { Network().Cleanup(); }
-
-  platform::UdpNetwork& Network() { return platform::SystemUdpNetwork(); }
-  milliseconds Now() const {
-    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
-  }
-  void SetLater(Event& event, milliseconds delay) {
-    EXPECT_FALSE(setter_.Start("Setter", [&event, delay] {
-      Event never(Event::Kind::ManualReset);
-      platform::WaitForAny({&never}, delay);
-      event.Set();
-    }));
-  }
-
- private:
-  platform::Thread setter_;
+/// Starts the system's network during its lifetime.
+struct SystemNetwork {
+  SystemNetwork() { EXPECT_EQ(network.Startup(), 0); }
+  ~SystemNetwork() { network.Cleanup(); }
+  platform::UdpNetwork& network = platform::SystemUdpNetwork();
 };
 
-/// A simulated host, in virtual time.
-class Simulation {
- public:
-  static constexpr bool kLoopbackBroadcasts = true;
-
-  Simulation() { host_.Attach(0, "127.0.0.1", "255.0.0.0"); }
-
-  platform::UdpNetwork& Network() { return host_; }
-  milliseconds Now() const { return std::chrono::duration_cast<milliseconds>(network_.Now()); }
-  void SetLater(Event& event, milliseconds delay) {
-    network_.At(network_.Now() + delay, [&event] { event.Set(); });
-  }
-
- private:
-  SimulatedNetwork network_;
-  SimulatedHost& host_ = network_.AddHost();
-};
-
-template <typename Backend>
 class UdpSocketTest : public ::testing::Test {
  protected:
   static constexpr std::size_t kCapacity = 1000;
@@ -90,7 +52,7 @@ class UdpSocketTest : public ::testing::Test {
 
   std::unique_ptr<UdpSocket> Socket() {
     platform::SocketError error = -1;
-    auto socket = backend_.Network().CreateSocket(error);
+    auto socket = system_.network.CreateSocket(error);
     EXPECT_NE(socket.get(), nullptr) << error;
     return socket;
   }
@@ -102,7 +64,7 @@ class UdpSocketTest : public ::testing::Test {
     return socket;
   }
   std::unique_ptr<DatagramReceiver> ReceiverOf(std::vector<UdpSocket*> sockets) {
-    return backend_.Network().CreateReceiver(std::move(sockets), kCapacity);
+    return system_.network.CreateReceiver(std::move(sockets), kCapacity);
   }
   std::string Next(DatagramReceiver& receiver) { return Words(receiver.ReceiveOne(stop_, kPatience)); }
   std::string NothingMore(DatagramReceiver& receiver) { return Words(receiver.ReceiveOne(stop_, kShort)); }
@@ -127,7 +89,7 @@ class UdpSocketTest : public ::testing::Test {
   }
 
   Event stop_{Event::Kind::ManualReset};
-  Backend backend_;
+  SystemNetwork system_;
   const Ipv4 address_ = ParseIpv4("127.0.0.1");
   const Ipv4 mask_ = ParseIpv4("255.0.0.0");
   const Ipv4 broadcast_ = ParseIpv4("127.255.255.255");
@@ -138,115 +100,116 @@ class UdpSocketTest : public ::testing::Test {
   std::unique_ptr<DatagramReceiver> receiver_;
 };
 
-using Backends = ::testing::Types<System, Simulation>;
-TYPED_TEST_SUITE(UdpSocketTest, Backends);
-
-TYPED_TEST(UdpSocketTest, APortIsSharedOnlyIfAllSocketsReuseIt) {
+TEST_F(UdpSocketTest, APortIsSharedOnlyIfAllSocketsReuseIt) {
   struct Case {
     bool firstReuses, secondReuses, works;
   };
   for (const Case& c : {Case{true, true, true}, Case{false, false, false}, Case{true, false, false}}) {
-    const auto first = this->Socket();
-    const auto second = this->Socket();
+    const auto first = Socket();
+    const auto second = Socket();
     if (c.firstReuses) first->SetReuseAddress();
     if (c.secondReuses) second->SetReuseAddress();
-    EXPECT_EQ(first->Bind(this->address_, this->mask_, this->portB_), 0);
-    EXPECT_EQ(second->Bind(this->address_, this->mask_, this->portB_) == 0, c.works)
-        << c.firstReuses << c.secondReuses;
+    EXPECT_EQ(first->Bind(address_, mask_, portB_), 0);
+    EXPECT_EQ(second->Bind(address_, mask_, portB_) == 0, c.works) << c.firstReuses << c.secondReuses;
   }
 }
 
-TYPED_TEST(UdpSocketTest, DatagramsLeaveFromTheBoundAddressAndPort) {
-  const auto sender = this->Listener(this->portB_);
-  ASSERT_EQ(sender->SendTo("hello", this->address_, this->portA_), 0);
-  const Received received = this->Receive();
-  EXPECT_EQ(this->Words(received), "0:hello");
+TEST_F(UdpSocketTest, DatagramsLeaveFromTheBoundAddressAndPort) {
+  const auto sender = Listener(portB_);
+  ASSERT_EQ(sender->SendTo("hello", address_, portA_), 0);
+  const Received received = Receive();
+  EXPECT_EQ(Words(received), "0:hello");
   EXPECT_TRUE(received.sourceIsIpv4);
-  EXPECT_EQ(received.source, this->address_);
-  EXPECT_EQ(received.sourcePort, this->portB_);
-  EXPECT_NE(sender->SendTo(std::string(70000, 'x'), this->address_, this->portA_), 0);
+  EXPECT_EQ(received.source, address_);
+  EXPECT_EQ(received.sourcePort, portB_);
+  EXPECT_NE(sender->SendTo(std::string(70000, 'x'), address_, portA_), 0);
 }
 
-TYPED_TEST(UdpSocketTest, TheByteAfterADatagramIsWritable) {
-  const std::vector<std::string> texts = {std::string(this->kCapacity, 'a'), "", "b", std::string("n\0l", 3)};
-  for (const std::string& text : texts) ASSERT_EQ(this->Send(text), 0);
+TEST_F(UdpSocketTest, TheByteAfterADatagramIsWritable) {
+  const std::vector<std::string> texts = {std::string(kCapacity, 'a'), "", "b", std::string("n\0l", 3)};
+  for (const std::string& text : texts) ASSERT_EQ(Send(text), 0);
   for (const std::string& text : texts) {
-    const Received received = this->Receive();
-    ASSERT_EQ(this->Words(received), "0:" + text) << "writing behind one datagram spoiled the next";
+    const Received received = Receive();
+    ASSERT_EQ(Words(received), "0:" + text) << "writing behind one datagram spoiled the next";
     received.text.data()[received.text.size()] = '#';
   }
 }
 
-TYPED_TEST(UdpSocketTest, AnOversizedDatagramIsAnErrorAndTheNextIsReceived) {
-  for (const std::size_t size : {this->kCapacity + 1, std::size_t{1}, std::size_t{60000}, std::size_t{2}}) {
-    ASSERT_EQ(this->Send(std::string(size, 'x')), 0);
+TEST_F(UdpSocketTest, AnOversizedDatagramIsAnErrorAndTheNextIsReceived) {
+  for (const std::size_t size : {kCapacity + 1, std::size_t{1}, std::size_t{60000}, std::size_t{2}}) {
+    ASSERT_EQ(Send(std::string(size, 'x')), 0);
   }
-  const Received first = this->Receive();
-  EXPECT_EQ(this->Words(first), "0:error");
+  const Received first = Receive();
+  EXPECT_EQ(Words(first), "0:error");
   EXPECT_NE(first.error, 0);
-  this->ExpectNext(*this->receiver_, {"0:x", "0:error", "0:xx"});
-  EXPECT_EQ(this->NothingMore(*this->receiver_), "nothing");
+  ExpectNext(*receiver_, {"0:x", "0:error", "0:xx"});
+  EXPECT_EQ(NothingMore(*receiver_), "nothing");
 }
 
-TYPED_TEST(UdpSocketTest, TheFirstReadySocketOfTheSetComesFirst) {
-  const auto early = this->Listener(this->portB_);
-  const auto receiver = this->ReceiverOf({early.get(), this->listener_.get()});
-  for (const char* text : {"1", "2", "3"}) ASSERT_EQ(this->Send(text), 0);
-  for (const char* text : {"a", "b"}) ASSERT_EQ(early->SendTo(text, this->address_, this->portB_), 0);
-  this->ExpectNext(*receiver, {"0:a", "0:b", "1:1", "1:2", "1:3"});
+TEST_F(UdpSocketTest, TheFirstReadySocketOfTheSetComesFirst) {
+  const auto early = Listener(portB_);
+  const auto receiver = ReceiverOf({early.get(), listener_.get()});
+  for (const char* text : {"1", "2", "3"}) ASSERT_EQ(Send(text), 0);
+  for (const char* text : {"a", "b"}) ASSERT_EQ(early->SendTo(text, address_, portB_), 0);
+  ExpectNext(*receiver, {"0:a", "0:b", "1:1", "1:2", "1:3"});
 }
 
-TYPED_TEST(UdpSocketTest, AWaitEndsAtItsTimeOutOrOnStopEvenIfDatagramsWait) {
-  milliseconds begin = this->backend_.Now();
-  EXPECT_EQ(this->Words(this->Receive(milliseconds(120))), "nothing");
-  EXPECT_GE(this->backend_.Now() - begin, milliseconds(100));
-  EXPECT_EQ(this->Words(this->Receive(milliseconds(0))), "nothing");
+TEST_F(UdpSocketTest, AWaitEndsAtItsTimeOutOrOnStopEvenIfDatagramsWait) {
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point begin = Clock::now();
+  EXPECT_EQ(Words(Receive(milliseconds(120))), "nothing");
+  EXPECT_GE(Clock::now() - begin, milliseconds(100));
+  EXPECT_EQ(Words(Receive(milliseconds(0))), "nothing");
 
-  begin = this->backend_.Now();
-  this->backend_.SetLater(this->stop_, milliseconds(20));
-  EXPECT_EQ(this->Words(this->Receive()), "nothing");
-  EXPECT_LT(this->backend_.Now() - begin, this->kPatience / 2);
+  begin = Clock::now();
+  platform::Thread setter;
+  ASSERT_FALSE(setter.Start("Setter", [this] {
+    Event never(Event::Kind::ManualReset);
+    platform::WaitForAny({&never}, milliseconds(20));
+    stop_.Set();
+  }));
+  EXPECT_EQ(Words(Receive()), "nothing");
+  EXPECT_LT(Clock::now() - begin, kPatience / 2);
 
-  this->stop_.Reset();
-  for (const char* text : {"1", "2", "3"}) ASSERT_EQ(this->Send(text), 0);
-  EXPECT_EQ(this->Words(this->Receive()), "0:1");
-  this->stop_.Set();
-  ASSERT_EQ(this->Send("4"), 0);
-  this->ExpectNext(*this->receiver_, {"nothing", "nothing"});
-  this->stop_.Reset();
-  this->ExpectNext(*this->receiver_, {"0:2", "0:3", "0:4"});
+  stop_.Reset();
+  for (const char* text : {"1", "2", "3"}) ASSERT_EQ(Send(text), 0);
+  EXPECT_EQ(Words(Receive()), "0:1");
+  stop_.Set();
+  ASSERT_EQ(Send("4"), 0);
+  ExpectNext(*receiver_, {"nothing", "nothing"});
+  stop_.Reset();
+  ExpectNext(*receiver_, {"0:2", "0:3", "0:4"});
 }
 
-TYPED_TEST(UdpSocketTest, KeepsTheOrderOfDatagramsAcrossReads) {
+TEST_F(UdpSocketTest, KeepsTheOrderOfDatagramsAcrossReads) {
   int next = 0;
   // In portions that fit every system's buffers. The last datagram of each is left over while the next is
   // sent.
   for (int portion = 1; portion <= 200; ++portion) {
-    for (int i = 0; i < 100; ++i) ASSERT_EQ(this->Send(std::to_string((portion - 1) * 100 + i)), 0);
+    for (int i = 0; i < 100; ++i) ASSERT_EQ(Send(std::to_string((portion - 1) * 100 + i)), 0);
     for (; next < portion * 100 - 1; ++next) {
-      ASSERT_EQ(this->Words(this->Receive()), "0:" + std::to_string(next));
+      ASSERT_EQ(Words(Receive()), "0:" + std::to_string(next));
     }
   }
-  EXPECT_EQ(this->Words(this->Receive()), "0:" + std::to_string(next));
-  EXPECT_EQ(this->NothingMore(*this->receiver_), "nothing");
+  EXPECT_EQ(Words(Receive()), "0:" + std::to_string(next));
+  EXPECT_EQ(NothingMore(*receiver_), "nothing");
 }
 
-TYPED_TEST(UdpSocketTest, EverySocketOfAPortReceivesEachBroadcast) {
-  const bool system = std::is_same_v<TypeParam, System>;
-  if (system && UnderWine()) GTEST_SKIP() << "Wine delivers no broadcasts on the loopback";
-  if (!TypeParam::kLoopbackBroadcasts) GTEST_SKIP() << "the loopback of this system carries no broadcasts";
-  const auto first = this->Listener(this->portB_);
-  const auto second = this->Listener(this->portB_);
-  const auto receiver = this->ReceiverOf({first.get(), second.get(), this->listener_.get()});
-  ASSERT_EQ(this->listener_->SendTo("all", this->broadcast_, this->portB_), 0);
-  this->ExpectNext(*receiver, {"0:all", "1:all"});
-  EXPECT_EQ(this->NothingMore(*receiver), "nothing");
+TEST_F(UdpSocketTest, EverySocketOfAPortReceivesEachBroadcast) {
+  if (UnderWine()) GTEST_SKIP() << "Wine delivers no broadcasts on the loopback";
+  if (!KELLANSEEK_LOOPBACK_BROADCASTS) GTEST_SKIP() << "the loopback of this system carries no broadcasts";
+  const auto first = Listener(portB_);
+  const auto second = Listener(portB_);
+  const auto receiver = ReceiverOf({first.get(), second.get(), listener_.get()});
+  ASSERT_EQ(listener_->SendTo("all", broadcast_, portB_), 0);
+  ExpectNext(*receiver, {"0:all", "1:all"});
+  EXPECT_EQ(NothingMore(*receiver), "nothing");
 }
 
-TYPED_TEST(UdpSocketTest, BroadcastingRequiresSetBroadcast) {
-  const auto socket = this->Socket();
-  ASSERT_EQ(socket->Bind(this->address_, this->mask_, 0), 0);
-  EXPECT_NE(socket->SendTo("all", this->broadcast_, this->portA_), 0);
+TEST_F(UdpSocketTest, BroadcastingRequiresSetBroadcast) {
+  const auto socket = Socket();
+  ASSERT_EQ(socket->Bind(address_, mask_, 0), 0);
+  EXPECT_NE(socket->SendTo("all", broadcast_, portA_), 0);
 }
 
 }  // namespace

@@ -15,14 +15,8 @@ class SimulatedSocket : public platform::UdpSocket {
   explicit SimulatedSocket(SimulatedHost& host) : host_(host) { host.sockets_.push_back(this); }
   ~SimulatedSocket() override { std::erase(host_.sockets_, this); }
 
-  SocketError SetReuseAddress() override {
-    reuse_ = true;
-    return 0;
-  }
-  SocketError SetBroadcast() override {
-    broadcast_ = true;
-    return 0;
-  }
+  SocketError SetReuseAddress() override { return 0; }
+  SocketError SetBroadcast() override { return 0; }
   SocketError Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) override;
   SocketError SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override;
   SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
@@ -41,17 +35,9 @@ class SimulatedSocket : public platform::UdpSocket {
     return address_ == 0 || std::any_of(host_.attachments_.begin(), host_.attachments_.end(),
                                         [this](const auto& each) { return each.address == address_; });
   }
-  bool TakenByAnother(std::uint16_t port) const {
-    return std::any_of(host_.sockets_.begin(), host_.sockets_.end(), [&](const SimulatedSocket* other) {
-      const bool overlaps = address_ == 0 || other->address_ == 0 || other->address_ == address_;
-      return other != this && other->port_ == port && overlaps && !(reuse_ && other->reuse_);
-    });
-  }
   const SimulatedHost::Attachment* Route(Ipv4 destination) const;
 
   SimulatedHost& host_;
-  bool reuse_ = false;
-  bool broadcast_ = false;
   Ipv4 address_ = 0;
   std::uint16_t port_ = 0;
 };
@@ -59,11 +45,7 @@ class SimulatedSocket : public platform::UdpSocket {
 SocketError SimulatedSocket::Bind(Ipv4 address, Ipv4 /*mask*/, std::uint16_t port) {
   address_ = address;
   if (!Attached()) return SimulatedHost::kNoSuchAddress;
-  for (const bool any = port == 0; port == 0 || TakenByAnother(port);) {
-    if (!any) return SimulatedHost::kInUse;
-    port = ++host_.lastFreePort_;
-  }
-  port_ = port;
+  port_ = port != 0 ? port : ++host_.lastFreePort_;
   return 0;
 }
 
@@ -79,12 +61,9 @@ const SimulatedHost::Attachment* SimulatedSocket::Route(Ipv4 destination) const 
 }
 
 SocketError SimulatedSocket::SendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) {
-  constexpr std::size_t kLongest = 65507;
-  if (bytes.size() > kLongest) return SimulatedHost::kTooLong;
   if (!Attached()) return SimulatedHost::kNoSuchAddress;
   const SimulatedHost::Attachment* via = Route(destination);
   if (via == nullptr) return SimulatedHost::kUnreachable;
-  if (via->IsBroadcast(destination) && !broadcast_) return SimulatedHost::kForbidden;
   if (port_ == 0) Bind(0, 0, 0);
   const Ipv4 source = address_ != 0 ? address_ : via->address;
   network().Send(host_, *via, {network().Now(), source, port_, destination, port, std::string(bytes)});
@@ -95,46 +74,28 @@ namespace {
 
 class SimulatedReceiver : public platform::DatagramReceiver {
  public:
-  SimulatedReceiver(const std::vector<platform::UdpSocket*>& sockets, std::size_t capacity)
-      : capacity_(capacity) {
+  explicit SimulatedReceiver(const std::vector<platform::UdpSocket*>& sockets) {
     for (platform::UdpSocket* socket : sockets) sockets_.push_back(static_cast<SimulatedSocket*>(socket));
   }
 
-  platform::Received ReceiveOne(platform::Event& stop, std::chrono::milliseconds timeout) override {
-    if (timeout.count() > 0 && !sockets_.empty()) {
-      SimulatedNetwork& network = sockets_.front()->network();
-      network.RunUntil([&] { return stop.TryWait() || FirstReady() != sockets_.end(); },
-                       network.Now() + timeout);
-      network.RunFor(SimulatedNetwork::Time(0));
-    }
-    const auto ready = FirstReady();
-    if (stop.TryWait() || ready == sockets_.end()) return {};
+  /// Never waits: time passes only outside.
+  platform::Received ReceiveOne(platform::Event&, std::chrono::milliseconds) override {
+    const auto ready = std::find_if(sockets_.begin(), sockets_.end(),
+                                    [](const auto* each) { return !each->arrived.empty(); });
+    if (ready == sockets_.end()) return {};
     current_ = std::move((*ready)->arrived.front());
     (*ready)->arrived.pop_front();
-    platform::Received received;
-    received.socket = static_cast<std::size_t>(ready - sockets_.begin());
-    if (current_.text.size() > capacity_) {
-      received.outcome = platform::Received::Outcome::ReadError;
-      received.error = SimulatedHost::kTooLong;
-      return received;
-    }
-    received.outcome = platform::Received::Outcome::Datagram;
     current_.text.push_back('\0');
-    received.text = {current_.text.data(), current_.text.size() - 1};
-    received.source = current_.source;
-    received.sourcePort = current_.sourcePort;
-    received.sourceIsIpv4 = true;
-    return received;
+    return {.outcome = platform::Received::Outcome::Datagram,
+            .socket = static_cast<std::size_t>(ready - sockets_.begin()),
+            .text = {current_.text.data(), current_.text.size() - 1},
+            .source = current_.source,
+            .sourcePort = current_.sourcePort,
+            .sourceIsIpv4 = true};
   }
 
  private:
-  std::vector<SimulatedSocket*>::iterator FirstReady() {
-    return std::find_if(sockets_.begin(), sockets_.end(),
-                        [](const auto* each) { return !each->arrived.empty(); });
-  }
-
   std::vector<SimulatedSocket*> sockets_;
-  std::size_t capacity_;
   SimulatedNetwork::Sent current_;
 };
 
@@ -153,8 +114,8 @@ std::unique_ptr<platform::UdpSocket> SimulatedHost::CreateSocket(SocketError& er
 }
 
 std::unique_ptr<platform::DatagramReceiver> SimulatedHost::CreateReceiver(
-    std::vector<platform::UdpSocket*> sockets, std::size_t capacity) {
-  return std::make_unique<SimulatedReceiver>(sockets, capacity);
+    std::vector<platform::UdpSocket*> sockets, std::size_t /*capacity*/) {
+  return std::make_unique<SimulatedReceiver>(sockets);
 }
 
 SimulatedNetwork::SimulatedNetwork(std::uint32_t seed)
@@ -187,17 +148,15 @@ void SimulatedNetwork::Every(Time period, std::function<void()> action) {
   });
 }
 
-bool SimulatedNetwork::RunUntil(const std::function<bool()>& predicate, Time deadline) {
-  for (;;) {
-    if (predicate()) return true;
-    if (actions_.empty() || actions_.top().time > deadline) break;
+void SimulatedNetwork::RunFor(Time duration) {
+  const Time end = now_ + duration;
+  while (!actions_.empty() && actions_.top().time <= end) {
     const Action next = actions_.top();
     actions_.pop();
     now_ = std::max(now_, next.time);
     next.run();
   }
-  now_ = std::max(now_, deadline);
-  return false;
+  now_ = end;
 }
 
 void SimulatedNetwork::Send(const SimulatedHost& from, const SimulatedHost::Attachment& via,
@@ -210,9 +169,8 @@ void SimulatedNetwork::Send(const SimulatedHost& from, const SimulatedHost::Atta
     for (const SimulatedHost::Attachment& at : host->attachments_) {
       const bool taken = at.address == datagram.destination || at.IsBroadcast(datagram.destination);
       if (at.domain != via.domain || !taken) continue;
-      const int copies = !self && Chance(weather.duplicates) ? 2 : 1;
+      const int copies = !self && std::bernoulli_distribution(weather.duplicates)(random_) ? 2 : 1;
       for (int i = 0; i < copies; ++i) {
-        if (!self && Chance(weather.loss)) continue;
         const Time jitter(std::uniform_int_distribution<Time::rep>(0, weather.jitter.count())(random_));
         At(now_ + (self ? Time(0) : weather.delay + jitter),
            [&to = *host, at, shared] { Arrive(to, at, *shared); });

@@ -25,7 +25,7 @@ class SimulatedSocket;
 class SimulatedHost : public platform::UdpNetwork {
  public:
   /// Error codes of its sockets.
-  enum Error : platform::SocketError { kInUse = 1, kNoSuchAddress, kUnreachable, kForbidden, kTooLong };
+  enum Error : platform::SocketError { kNoSuchAddress = 1, kUnreachable };
 
   SimulatedHost(SimulatedNetwork& network, std::uint8_t number) : network_(network), number_(number) {}
 
@@ -77,7 +77,6 @@ class SimulatedNetwork {
 
   /// Conditions for datagrams between hosts. Jitter also reorders them.
   struct Weather {
-    double loss = 0;
     double duplicates = 0;
     Time delay{200};
     Time jitter{0};
@@ -106,11 +105,7 @@ class SimulatedNetwork {
   }
   /// Runs an action once every period, first after one period.
   void Every(Time period, std::function<void()> action);
-  /// Advances the time until the predicate holds. Returns false if it does not hold by the deadline.
-  bool RunUntil(const std::function<bool()>& predicate, Time deadline);
-  void RunFor(Time duration) {
-    RunUntil([] { return false; }, now_ + duration);
-  }
+  void RunFor(Time duration);
 
   Weather weather;
   std::vector<Sent> sent;
@@ -128,7 +123,6 @@ class SimulatedNetwork {
   };
 
   static std::uint32_t ChooseSeed();
-  bool Chance(double probability) { return std::bernoulli_distribution(probability)(random_); }
   void Send(const SimulatedHost& from, const SimulatedHost::Attachment& via, const Sent& datagram);
   static void Arrive(SimulatedHost& host, const SimulatedHost::Attachment& at, const Sent& datagram);
 
