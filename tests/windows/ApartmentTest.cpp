@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 #include <thread>
 
@@ -10,35 +9,6 @@
 namespace {
 
 using kellanseek::test::UnderWine;
-
-/// An object of a single-threaded client that may still be called from any thread: it aggregates the
-/// free-threaded marshaller.
-class Sink final : public IKelObjectEvents {
- public:
-  Sink() { CoCreateFreeThreadedMarshaler(this, marshaler_.Put()); }
-  virtual ~Sink() { CloseHandle(notified); }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    *object = nullptr;
-    if (iid == IID_IMarshal) return marshaler_->QueryInterface(iid, object);
-    if (iid != IID_IUnknown && iid != IID_IKelObjectEvents) return E_NOINTERFACE;
-    *object = this;
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override { return --references_; }
-  HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent*) override {
-    SetEvent(notified);
-    return S_OK;
-  }
-
-  const HANDLE notified = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-
- private:
-  std::atomic<ULONG> references_{1};
-  KelComPtr<IUnknown> marshaler_;
-};
 
 /// The component in a program whose thread is a single-threaded apartment. Calls pass through the marshaller,
 /// which uses the registered type library.
@@ -108,7 +78,7 @@ TEST_F(SingleThreadedApartment, ReturnsRecordsWithObjects) {
     ASSERT_EQ(
         CoCreateInstance(CLSID_KelLanSeek, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek, seek.PutVoid()),
         S_OK);
-    Sink sink;
+    ClientObject sink;
     const auto subscriptions = seek.As<IKelLanSeekSubscribe>();
     KelEventParams wanted = {nullptr, &sink, 0, 0, 7, Data};
     ULONG cookie = 0;
@@ -116,7 +86,7 @@ TEST_F(SingleThreadedApartment, ReturnsRecordsWithObjects) {
 
     const auto controllers = seek.As<IKelVCLanSeek2>();
     GUID objectID = IID_KelVirtualController;
-    Sink object;
+    ClientObject object;
     VCInterface given = {&objectID, &object};
     EXPECT_EQ(
         controllers->Register(KelBstr(L"path").Get(), KelBstr(L"sys").Get(), GetCurrentProcessId(), &given),

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <string>
 
 #include <kellanseek/KelLanSeek.h>
@@ -28,4 +29,38 @@ class ComponentModule {
 
   std::wstring path_;
   HMODULE module_ = nullptr;
+};
+
+/// A client's sink, or its virtual controller. It may be called from any thread, whatever the client's
+/// apartment: it aggregates the free-threaded marshaller. Lives as long as the test, whoever refers to it.
+class ClientObject final : public IKelObjectEvents {
+ public:
+  ClientObject() { CoCreateFreeThreadedMarshaler(this, marshaler_.Put()); }
+  virtual ~ClientObject() { CloseHandle(notified); }
+  ClientObject(const ClientObject&) = delete;
+  ClientObject& operator=(const ClientObject&) = delete;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    if (iid == IID_IMarshal) return marshaler_->QueryInterface(iid, object);
+    const bool known = iid == IID_IUnknown || iid == IID_IKelObjectEvents;
+    *object = known ? this : nullptr;
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override {
+    if (onAddRef) onAddRef();
+    return 1;
+  }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent*) override {
+    SetEvent(notified);
+    if (onNotify) onNotify();
+    return S_OK;
+  }
+
+  std::function<void()> onAddRef;
+  std::function<void()> onNotify;
+  const HANDLE notified = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+
+ private:
+  KelComPtr<IUnknown> marshaler_;
 };

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <thread>
 
@@ -27,32 +26,6 @@ void Overflow() {
   much[1] = 1;
 }
 
-/// A client's object that fails in a given way.
-class Failing final : public IKelObjectEvents {
- public:
-  virtual ~Failing() { CloseHandle(notified); }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    const bool known = iid == IID_IUnknown || iid == IID_IKelObjectEvents;
-    *object = known ? this : nullptr;
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override {
-    if (onAddRef) onAddRef();
-    return 1;
-  }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent*) override {
-    SetEvent(notified);
-    if (onNotify) onNotify();
-    return S_OK;
-  }
-
-  std::function<void()> onAddRef;
-  std::function<void()> onNotify;
-  const HANDLE notified = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-};
-
 class ClientCode : public testing::TestWithParam<void (*)()> {
  protected:
   void SetUp() override {
@@ -71,8 +44,8 @@ class ClientCode : public testing::TestWithParam<void (*)()> {
     EXPECT_EQ(seek_.As<IKelVCLanSeek2>()->ForwardMessage(KelBstr(message).Get()), S_OK);
   }
 
-  Failing object_;
-  Failing sink_;
+  ClientObject object_;
+  ClientObject sink_;
   ComponentModule module_;
   KelComPtr<IKelLanSeek> seek_;
 };

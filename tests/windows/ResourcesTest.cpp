@@ -34,6 +34,31 @@ TEST_F(Resources, ProjectNameIsString100) {
   EXPECT_EQ(std::wstring(name.data()), L"KelLanSeek");
 }
 
+/// The name of the type that the first field of a record points to.
+std::wstring PointeeOfFirstField(ITypeLib& library, std::wstring record) {
+  KelComPtr<ITypeInfo> type;
+  MEMBERID member = MEMBERID_NIL;
+  USHORT found = 1;
+  library.FindName(record.data(), 0, type.Put(), &member, &found);
+  VARDESC* field = nullptr;
+  if (!type || FAILED(type->GetVarDesc(0, &field))) return L"no such record";
+  const TYPEDESC& kind = field->elemdescVar.tdesc;
+  KelComPtr<ITypeInfo> pointee;
+  if (kind.vt == VT_PTR) type->GetRefTypeInfo(kind.lptdesc->hreftype, pointee.Put());
+  type->ReleaseVarDesc(field);
+  KelBstr name;
+  if (pointee) pointee->GetDocumentation(MEMBERID_NIL, name.Put(), nullptr, nullptr, nullptr);
+  return name.Text();
+}
+
+// The marshaller knows only the system's own type as an identifier.
+TEST_F(Resources, IdentifiersInTheRecordsOfTheTypeLibraryAreOfTheSystemType) {
+  KelComPtr<ITypeLib> library;
+  ASSERT_EQ(LoadTypeLibEx(module_.Path().c_str(), REGKIND_NONE, library.Put()), S_OK);
+  for (const wchar_t* const record : {L"VCInterface", L"KelEventParams"})
+    EXPECT_EQ(PointeeOfFirstField(*library.Get(), record), L"GUID");
+}
+
 TEST_F(Resources, VersionResourceDescribesTheFile) {
   const std::filesystem::path folder = std::filesystem::path(module_.Path()).parent_path();
   for (const wchar_t* name : {L"KelLanSeek.dll", L"kelseek.exe", L"kelsim.exe"}) {
