@@ -205,7 +205,7 @@ TEST_F(IdentityQueriesTest, UnreportedVersionsFailAndUnreportedTextsAreNull) {
   EXPECT_EQ(name, nullptr);
 }
 
-TEST_F(IdentityQueriesTest, GetCtrlTypeReportsRemoteVirtualControllersAsConfigured) {
+TEST_F(IdentityQueriesTest, RemoteVirtualControllersAreOfTheConfiguredTypeAndHaveNoAddressOfTheirOwn) {
   for (const auto& [settings, told] : std::vector<std::pair<std::string, KelCtrlType>>{
            {"", VC}, {"<FakeRemoteVCAs>RC</FakeRemoteVCAs>", RC}}) {
     ComponentHarness world;
@@ -220,6 +220,10 @@ TEST_F(IdentityQueriesTest, GetCtrlTypeReportsRemoteVirtualControllersAsConfigur
     EXPECT_EQ(type, RemoteVC);
     EXPECT_EQ(world.identity->GetCtrlType(11, &type), S_OK);
     EXPECT_EQ(type, told);
+    ULONG id = 0;
+    EXPECT_EQ(world.seek->GetCtrlFromIPAddress(KelBstr(L"192.168.1.20").Get(), &id), KEL_E_NOT_FOUND)
+        << "its address is that of its host";
+    EXPECT_EQ(world.seek->GetCtrlFromSystemID(KelBstr(L"sys").Get(), &id), S_OK);
   }
 }
 

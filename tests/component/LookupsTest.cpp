@@ -6,7 +6,6 @@
 
 #include "tests/component/ComponentHarness.h"
 #include "tests/component/FakeVC.h"
-#include "tests/support/FakeSink.h"
 
 namespace kellanseek::test {
 namespace {
@@ -125,16 +124,6 @@ TEST_F(LookupsTest, LookUpsStopAtTheFirstRecordWithTheKey) {
   EXPECT_EQ(ByAddress(L"path"), (Answer{S_OK, 12}));
   EXPECT_EQ(ByAddress(L"Path"), kNone);
   EXPECT_EQ(BySystemID(L"TWIN"), kNone) << "the configured one comes first and is not listed";
-}
-
-TEST_F(LookupsTest, DoesNotFindRemoteVirtualControllersByAddress) {
-  Create();
-  const auto sink = FakeSink::Make();
-  Subscribe(sink.Get());
-  Appear("far", "192.168.1.20", "11:3;");
-  ASSERT_EQ(sink->WaitForTexts(1), (std::vector<std::wstring>{L"11;1;0;"}));
-  EXPECT_EQ(ByAddress(L"192.168.1.20"), kNone);
-  EXPECT_EQ(BySystemID(L"far"), (Answer{S_OK, 11}));
 }
 
 TEST_F(LookupsTest, RefreshChecksTheIdAndPingIsNotImplemented) {

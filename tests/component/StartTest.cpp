@@ -4,7 +4,6 @@
 #include <functional>
 #include <memory>
 #include <new>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -31,26 +30,12 @@ class StartTest : public testing::Test, protected ComponentHarness {
   }
 };
 
-TEST_F(StartTest, UsesDefaultsWithoutAConfigurationDirectory) {
-  struct Case {
-    const char* what;
-    std::optional<std::wstring> directory;
-    Texts messages;
-  };
-  const Texts unread = {L"CKelLanSeek::FinalConstruct. Could not read the registry key ConfigDir."};
-  for (const Case& test :
-       {Case{"none", std::nullopt, unread}, Case{"too long for the buffer", std::wstring(260, L'd'), unread},
-        Case{"without files", directory.Wide(), {}}}) {
-    SCOPED_TRACE(test.what);
-    ComponentHarness world;
-    if (test.directory) world.registry.values[{kConfigKey, L"ConfigDir"}] = *test.directory;
-    world.Create();
-    EXPECT_EQ(world.traces.Messages(), test.messages);
-    if (!test.messages.empty()) {
-      EXPECT_EQ(world.traces.Writes().at(1), L"KelLanSeekImpl");
-    }
-    EXPECT_EQ(world.List(), std::vector<ULONG>());
-  }
+TEST_F(StartTest, TracesADirectoryThatIsTooLongForTheBuffer) {
+  registry.values[{kConfigKey, L"ConfigDir"}] = std::wstring(260, L'd');
+  Create();
+  EXPECT_EQ(traces.Messages(),
+            Texts{L"CKelLanSeek::FinalConstruct. Could not read the registry key ConfigDir."});
+  EXPECT_EQ(traces.Writes().at(1), L"KelLanSeekImpl");
 }
 
 TEST_F(StartTest, StaticControllersGetConsecutiveIdsFromEleven) {

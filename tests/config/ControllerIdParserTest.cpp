@@ -108,16 +108,6 @@ TEST(ControllerIdParserTest, TracesRejectionsWithItsOwnMessages) {
   }
 }
 
-TEST(ControllerIdParserTest, AnotherRootElementYieldsAnEmptyList) {
-  const ConfigFiles files;
-  files.WriteStaticFile(kDeclaration + In("Identities", kFull));
-  const Parsed parsed(files);
-  ASSERT_EQ(parsed.opened, S_OK);
-  EXPECT_EQ(parsed.read, S_FALSE);
-  EXPECT_TRUE(parsed.list.empty());
-  EXPECT_EQ(parsed.said, L"");
-}
-
 TEST(ControllerIdParserTest, ContinuesAfterFailuresWherePossible) {
   struct Case {
     XmlFault fault;

@@ -126,19 +126,6 @@ TEST(LanSeekConfigParserTest, ReadsTheSubnetsOfASelection) {
       kRead + L"SubNet node did not contain IPNumber\n" + kRead + L"SubNet node did not contain SubNetMask");
 }
 
-TEST(LanSeekConfigParserTest, AnotherRootElementSetsNothingAndIsNotTraced) {
-  const ConfigFiles files;
-  files.WriteScanFile(kDeclaration + In("Configurations", Elements("FakeRemoteVCAs=RC")));
-  FakeDebugOutput traces;
-  CLanSeekConfigParser parser(traces);
-  CKelLanSeekConfigSettings settings;
-  ASSERT_EQ(parser.Init(files.ScanFile()), S_OK);
-  EXPECT_EQ(parser.GetCommunicationSettings(settings), S_FALSE);
-  EXPECT_EQ(parser.GetInformation(settings), S_OK);
-  EXPECT_EQ(Differences(settings), "");
-  EXPECT_EQ(Said(traces), L"");
-}
-
 TEST(LanSeekConfigParserTest, TracesEachFailingStepOfInit) {
   struct Case {
     At at;

@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <string_view>
 
 #include "controllers/PollSchedule.h"
-#include "platform/Ipv4.h"
 
 namespace kellanseek::test {
 namespace {
@@ -15,8 +13,6 @@ using config::CKelLanSeekConfigSettings;
 
 constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
-
-platform::Ipv4 Ip(const char* text) { return platform::ParseIpv4(std::string_view(text)); }
 
 TEST(SettingsTest, ConvertsSecondsToTicksWithoutOverflow) {
   struct Case {
@@ -57,30 +53,6 @@ TEST(SettingsTest, ReturnsSafeValuesForAnyConfiguration) {
   EXPECT_EQ(defaults.MaxRequestsPerTick(), 12U);
   EXPECT_EQ(CKelLanSeekConfigSettings::Port(70000), 4464);
   EXPECT_EQ(CKelLanSeekConfigSettings::Port(-1), 65535);
-}
-
-TEST(SettingsTest, SubNetsMatchByMaskAndMaskedAddress) {
-  struct Case {
-    const wchar_t* address;
-    const wchar_t* mask;
-    const char* interfaceAddress;
-    const char* interfaceMask;
-    bool matches;
-  };
-  const Case cases[] = {
-      {L"192.168.1.77", L"255.255.255.0", "192.168.1.5", "255.255.255.0", true},
-      {L"192.168.1.77", L"255.255.255.0", "192.168.1.5", "255.255.0.0", false},
-      {L"192.168.1.77", L"255.255.255.0", "192.168.2.5", "255.255.255.0", false},
-      {L"0.0.0.0", L"0.0.0.0", "192.168.2.5", "0.0.0.0", true},
-      {L"", L"255.255.255.0", "192.168.1.5", "255.255.255.0", false},
-      {L"192.168.1.5", L"255.255.255.255", "192.168.1.5", "255.255.255.255", false},
-      {L"255.255.255.255", L"255.255.255.0", "255.255.255.1", "255.255.255.0", false},
-  };
-  for (const Case& c : cases) {
-    const config::SubNetEntry entry{c.address, c.mask};
-    EXPECT_EQ(entry.Matches(Ip(c.interfaceAddress), Ip(c.interfaceMask)), c.matches)
-        << c.interfaceAddress << "/" << c.interfaceMask;
-  }
 }
 
 }  // namespace

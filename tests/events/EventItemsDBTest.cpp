@@ -63,28 +63,6 @@ TEST_F(EventItemsDBTest, ShortLivedControllersAreNotReportedBeyondALongBacklog) 
   EXPECT_EQ(taken.back(), Taken(12, CtrlRemoved, CtrlLostLAN, cookie));
 }
 
-TEST_F(EventItemsDBTest, QueuedEventsOfARemovedSubscriberKeepItsSink) {
-  bool destroyed = false;
-  ULONG cookie = 0;
-  {
-    const auto sink = FakeSink::Make();
-    sink->OnDestroyed([&] { destroyed = true; });
-    database.AddSubscriber(0, sink, 0, &cookie);
-  }
-  database.QueueEvent(11, CtrlAvailable, CtrlNew);
-  database.QueueEvent(12, CtrlAvailable, CtrlNew);
-  database.RemoveSubscriber(cookie);
-  database.QueueEvent(13, CtrlAvailable, CtrlNew);
-  QueuedEvent event;
-  EXPECT_TRUE(database.GetNextEvent(event));
-  EXPECT_TRUE(database.GetNextEvent(event));
-  EXPECT_EQ(event.lanSeekID, 12U);
-  EXPECT_FALSE(destroyed);
-  EXPECT_FALSE(database.GetNextEvent(event));
-  event.subscriber.reset();
-  EXPECT_TRUE(destroyed);
-}
-
 TEST_F(EventItemsDBTest, ASinkMayCallBackFromItsRelease) {
   const auto addDyingSink = [&](ULONG& cookie) {
     const auto sink = FakeSink::Make();

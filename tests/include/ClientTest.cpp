@@ -36,11 +36,6 @@ Controller Cell(std::uint32_t id, const std::string& name) {
 /// A client of a fake component. `fake` is valid while the object lives.
 class ClientTest : public testing::Test {
  protected:
-  std::vector<std::string> NamesOf(const std::vector<Controller>& controllers) {
-    std::vector<std::string> names;
-    for (const Controller& one : controllers) names.push_back(one.name);
-    return names;
-  }
   void Appear(const Controller& controller) {
     fake->Put(controller);
     fake->Tell(controller.id, CtrlAvailable, CtrlNew);
@@ -353,24 +348,6 @@ TEST_F(ClientTest, StreamIsTheListThenTheMarkThenTheChanges) {
                                           "~c was c reconnected", "!f new"));
 }
 
-TEST_F(ClientTest, StreamKeepsWhatAControllerWas) {
-  fake->Put(Cell(11, "a"));
-  ChangeStream changes = client->changes();
-  Drain(changes);
-  fake->Remove(11);
-  fake->Tell(11, CtrlAvailable, CtrlUpdated);  // The getters fail already; the removal follows.
-  fake->Tell(12, CtrlAvailable, CtrlNew);      // Came and went.
-  fake->Tell(12, CtrlRemoved, CtrlLostConnection);
-  fake->Tell(11, CtrlRemoved, CtrlLostPowerDown);
-  fake->Tell(11, CtrlRemoved, CtrlLostPowerDown);
-  EXPECT_THAT(Drain(changes), ElementsAre("-a was a power-down removed"));
-  Appear(Cell(11, "a"));  // A virtual controller that reports again.
-  EXPECT_THAT(Drain(changes), ElementsAre("!a new"));
-  Change(Cell(11, "b"));
-  Vanish(11);
-  EXPECT_THAT(Drain(changes), ElementsAre("~b was a updated", "-b was b lost-connection removed"));
-}
-
 TEST_F(ClientTest, SlowReaderGetsTheListAgain) {
   for (std::uint32_t id = 11; id < 16; ++id) fake->Put(Cell(id, std::to_string(id)));
   ChangeStream changes = client->changes(2);
@@ -462,7 +439,11 @@ TEST_F(ClientTest, StreamAppliedToAMapIsTheList) {
         EXPECT_EQ(known.at(id), change->before);
         known[id] = change->controller;
         break;
-      case ChangeType::Removed: EXPECT_EQ(1U, known.erase(id)); break;
+      case ChangeType::Removed:
+        EXPECT_EQ(known.at(id), change->before);
+        EXPECT_EQ(known.at(id).name, change->controller.name) << "what it was";
+        known.erase(id);
+        break;
     }
   }
   events.join();

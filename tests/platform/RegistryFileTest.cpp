@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/RegistryStore.h"
+#include "tests/include/ScratchRegistry.h"
 #include "tests/platform/OrdinaryUser.h"
 #include "tests/support/ScratchDirectory.h"
 
@@ -63,17 +65,6 @@ TEST_F(RegistryFileTest, KeepsUnrelatedLines) {
   }
 }
 
-TEST_F(RegistryFileTest, RemovesAKeyWithItsSubkeysOnly) {
-  scratch.Write(
-      "registry",
-      "# head\n[A\\B]\nx=1\n# a comment stays\nnonsense stays\n\n[a\\b\\C]\n@=2\n[A\\BB]\nx=3\n[A]\nx=4\n"
-      "[A\\B\\D\\E]\nx=5\n");
-  EXPECT_EQ(store.RemoveTree(L"A\\B"), S_OK);
-  EXPECT_EQ(scratch.Read("registry"), "# head\n# a comment stays\nnonsense stays\n[A\\BB]\nx=3\n[A]\nx=4\n");
-  EXPECT_EQ(store.RemoveTree(L"A\\B"), S_FALSE);
-  EXPECT_EQ(store.RemoveTree(L"A"), E_INVALIDARG) << "a root key cannot be removed";
-}
-
 TEST_F(RegistryFileTest, ReadsBackExactlyTheWrittenTexts) {
   for (const wchar_t* const value :
        {L"", L" ends in blanks \t", L"a=b", L"# no comment", L"[no section]", L"\u00E4\u20AC\U0001F600",
@@ -97,6 +88,7 @@ TEST_F(RegistryFileTest, RefusesTextsThatCannotBeReadBack) {
   }
   for (const wchar_t* const name : {L"n=", L" n", L"#n", L"[n", L"@", L";"}) refused(L"A\\B", name, L"x");
   for (const wchar_t* const key : {L"", L"A\nB", L"A\\"}) refused(key, L"n", L"x");
+  EXPECT_EQ(store.RemoveTree(L"A"), E_INVALIDARG) << "a root key";
   EXPECT_EQ(scratch.Read("registry"), "[A\\B]\nn=1\n");
 }
 
@@ -186,6 +178,26 @@ TEST_F(RegistryFileTest, AUsersStoreIsCreatedOnWritingAsACopyOfTheMachines) {
   scratch.Write("machine", "[A\\B]\nn=\0\n"s);
   EXPECT_EQ(RegistryFile(scratch.File("other"), scratch.File("machine")).Write(L"A\\C", L"x", L"2"), E_FAIL);
   EXPECT_NE(own.LastErrorText().find(L"machine is damaged"), std::wstring::npos);
+}
+
+TEST(RegistryStoreTest, AUserWithoutWritePermissionGetsTheirOwnStore) {
+  const ScratchRegistry scratch;
+  ASSERT_EQ(::chmod(scratch.Directory().c_str(), 0777), 0);
+  ScratchRegistry::SetEnvironment("KELLANSEEK_REGISTRY", nullptr);
+  ScratchRegistry::SetEnvironment("HOME", scratch.Directory().c_str());
+  platform::RegistryStore& store = platform::SystemRegistryStore();
+  const std::string own = scratch.Directory() + "/.config/kellanseek/registry";
+  const OrdinaryUser user;
+  EXPECT_EQ(store.FileOfChanges(), std::wstring(own.begin(), own.end()));
+  ASSERT_EQ(store.Write(kKey, L"", L"mine"), S_OK);
+  EXPECT_TRUE(std::filesystem::exists(own));
+  std::wstring value;
+  EXPECT_EQ(store.Read(kKey, L"", 10, value), S_OK);
+  EXPECT_EQ(value, L"mine");
+  EXPECT_EQ(store.TakeBack(kKey), S_OK);
+  EXPECT_EQ(store.DropNeedlessStore(), S_OK);
+  EXPECT_FALSE(std::filesystem::exists(own));
+  EXPECT_EQ(store.TakeBack(kKey), S_FALSE);
 }
 
 TEST_F(RegistryFileTest, TakingBackRestoresTheMachinesKeys) {

@@ -13,6 +13,12 @@
 #include "tests/support/ScratchDirectory.h"
 #include "tests/support/Wine.h"
 
+#ifndef _WIN32
+#include <sys/stat.h>
+
+#include "tests/platform/OrdinaryUser.h"
+#endif
+
 namespace kellanseek::test {
 namespace {
 
@@ -213,6 +219,24 @@ TEST_F(XmlDocumentTest, RejectsAMissingFileAndADirectory) {
   EXPECT_FALSE(LoadPath(scratch.Wide()));
   EXPECT_FALSE(why.empty());
 }
+
+#ifndef _WIN32
+TEST_F(XmlDocumentTest, NeverWaitsForAPipeOrADevice) {
+  ASSERT_EQ(::mkfifo(scratch.File("pipe").c_str(), 0600), 0);
+  for (const std::wstring& path : {scratch.WideFile("pipe"), L"/dev/zero"s, L"/dev/tty"s}) {
+    EXPECT_FALSE(LoadPath(path));
+    EXPECT_FALSE(why.empty());
+  }
+}
+
+TEST_F(XmlDocumentTest, ReportsMissingPermission) {
+  scratch.Write("file.xml", "<a/>");
+  ASSERT_EQ(::chmod(scratch.File("file.xml").c_str(), 0), 0);
+  const OrdinaryUser user;
+  EXPECT_FALSE(LoadPath(scratch.WideFile("file.xml")));
+  EXPECT_NE(why.find(L"ermission"), std::wstring::npos);
+}
+#endif
 
 TEST_F(XmlDocumentTest, WorksOnThreadsWithoutCom) {
   CoUninitialize();
