@@ -182,7 +182,7 @@ TEST(SimulatedPlantTest, WorkstationsShareTheirRequestsAndSurviveAPartition) {
     }
   };
   expect("new ", true);
-  network.weather = {0.5, milliseconds(1), milliseconds(900)};  // Duplicates, out of order.
+  network.weather = {0.0, 0.5, milliseconds(1), milliseconds(900)};  // Duplicates, out of order.
   network.CutOff(distant);
   network.RunFor(kRefreshPeriod + kPatience + seconds(5));
   expect("new lost ", false);

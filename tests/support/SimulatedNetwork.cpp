@@ -171,6 +171,7 @@ void SimulatedNetwork::Send(const SimulatedHost& from, const SimulatedHost::Atta
       if (at.domain != via.domain || !taken) continue;
       const int copies = !self && std::bernoulli_distribution(weather.duplicates)(random_) ? 2 : 1;
       for (int i = 0; i < copies; ++i) {
+        if (!self && std::bernoulli_distribution(weather.loss)(random_)) continue;
         const Time jitter(std::uniform_int_distribution<Time::rep>(0, weather.jitter.count())(random_));
         At(now_ + (self ? Time(0) : weather.delay + jitter),
            [&to = *host, at, shared] { Arrive(to, at, *shared); });

@@ -77,6 +77,7 @@ class SimulatedNetwork {
 
   /// Conditions for datagrams between hosts. Jitter also reorders them.
   struct Weather {
+    double loss = 0;
     double duplicates = 0;
     Time delay{200};
     Time jitter{0};
