@@ -150,8 +150,9 @@ TEST(ClassFactoryTest, CreatesCountsAndLocks) {
   KelComPtr<IKelLanSeek> seek;
   EXPECT_EQ(factory->CreateInstance(nullptr, IID_IKelLanSeek, seek.PutVoid()), S_OK);
   EXPECT_EQ(factory->CreateInstance(nullptr, IID_IKelLanSeek, nullptr), E_POINTER);
-  EXPECT_EQ(factory->LockServer(TRUE), S_OK);
   seek.Reset();
+  EXPECT_EQ(factory->LockServer(TRUE), S_OK);
+  EXPECT_TRUE(world.module.InUse());
   factory.Reset();
   EXPECT_TRUE(world.module.InUse()) << "a client's lock outlasts the factory";
   ASSERT_EQ(ClassFactory::Create(IID_IClassFactory, factory.PutVoid(), world.environment, world.module),

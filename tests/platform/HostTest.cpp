@@ -140,25 +140,34 @@ TEST(SystemProcessTableDeathTest, AProcessThatHasEndedDoesNotRun) {
   EXPECT_NE(platform::SystemProcessTable().StartStamp(child), stamp);
 }
 
-/// Local time in seconds, from the C library.
-std::int64_t WallSeconds() {
-  const std::time_t now = std::time(nullptr);
-  const std::tm local = *std::localtime(&now);
+/// Local time in milliseconds, from the standard libraries.
+std::int64_t WallMilliseconds() {
   using namespace std::chrono;
+  const auto now = system_clock::now();
+  const std::time_t seconds = system_clock::to_time_t(floor<std::chrono::seconds>(now));
+  const std::tm local = *std::localtime(&seconds);
   const auto date = year(local.tm_year + 1900) / (local.tm_mon + 1) / local.tm_mday;
   return (sys_days(date).time_since_epoch() + hours(local.tm_hour) + minutes(local.tm_min) +
-          seconds(local.tm_sec)) /
-         seconds(1);
+          std::chrono::seconds(local.tm_sec)) /
+             milliseconds(1) +
+         floor<milliseconds>(now.time_since_epoch()).count() % 1000;
 }
 
 TEST(ClockTest, LocalFileTimeIsLocalTime) {
-  const std::int64_t before = WallSeconds();
-  const FILETIME time = platform::LocalFileTime();
-  const std::int64_t after = WallSeconds();
-  const std::uint64_t steps = (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
-  const std::int64_t seconds = static_cast<std::int64_t>(steps / 10000000) - 11644473600;
-  EXPECT_GE(seconds, before - 1);
-  EXPECT_LE(seconds, after + 1);
+#ifdef _WIN32
+  constexpr std::int64_t kClockTick = 16;  // Windows' clock may be read up to one of its ticks late.
+#else
+  constexpr std::int64_t kClockTick = 1;
+#endif
+  for (int reading = 0; reading < 100; ++reading) {
+    const std::int64_t before = WallMilliseconds();
+    const FILETIME time = platform::LocalFileTime();
+    const std::int64_t after = WallMilliseconds();
+    const std::uint64_t steps = (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
+    const std::int64_t shown = static_cast<std::int64_t>(steps / 10000) - 11644473600000;
+    ASSERT_GE(shown, before - kClockTick);
+    ASSERT_LE(shown, after + kClockTick);
+  }
 }
 
 TEST(ClockTest, TicksAreMilliseconds) {
