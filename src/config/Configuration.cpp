@@ -6,7 +6,9 @@
 #include "config/LanSeekConfigParser.h"
 #include "config/ReadListener.h"
 #include "config/StaticControllers.h"
+#include "platform/Environment.h"
 #include "platform/Files.h"
+#include "text/Utf8.h"
 
 namespace kellanseek::config {
 namespace {
@@ -65,6 +67,10 @@ class SettingsWitness final : public FileWitness {
 }  // namespace
 
 HRESULT ConfiguredDirectory(platform::RegistryStore& registry, std::wstring& directory) {
+  if (const auto named = platform::EnvironmentVariable(kDirectoryVariable)) {
+    directory = text::FromUtf8(*named);
+    return S_OK;
+  }
   return registry.Read(kConfigKey, kConfigValue, kMaxConfigDir, directory);
 }
 

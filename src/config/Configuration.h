@@ -11,8 +11,12 @@
 
 namespace kellanseek::config {
 
-/// Reads the configuration directory of this host's components from the registry. Returns S_FALSE if none is
-/// set, a failure code if its path exceeds 259 characters or the registry cannot be read.
+/// Names the configuration directory of this process alone, in place of the registry.
+inline constexpr const char* kDirectoryVariable = "KELLANSEEK_CONFIG_DIR";
+
+/// The configuration directory of components in this process: the value of the environment variable, else of
+/// the registry. Returns S_FALSE if none is set, a failure code if the path in the registry exceeds 259
+/// characters or the registry cannot be read.
 HRESULT ConfiguredDirectory(platform::RegistryStore& registry, std::wstring& directory);
 /// Sets the configuration directory for components created from now on. Returns E_INVALIDARG if the path
 /// exceeds 259 characters, otherwise the result of RegistryStore::Write().

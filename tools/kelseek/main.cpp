@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "client/Component.h"
 #include "client/Text.h"
 #include "commands/Command.h"
 #include "commands/CommandLine.h"
@@ -19,6 +20,7 @@ namespace kellanseek::kelseek {
 namespace {
 
 int RunChosen(Session& session) {
+  UseConfiguration(session);
   const platform::StopSignals signals(session.stop);
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   const int code = session.run();

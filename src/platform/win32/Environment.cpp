@@ -29,4 +29,8 @@ std::optional<std::string> EnvironmentVariable(const char* name) {
   return text::ToUtf8(value);
 }
 
+void ChangeEnvironment(const char* name, const std::string& utf8) {
+  SetEnvironmentVariableW(text::FromUtf8(name).c_str(), text::FromUtf8(utf8).c_str());
+}
+
 }  // namespace kellanseek::platform

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "client/Selection.h"
+#include "client/Session.h"
 #include "client/Text.h"
 #include "output/ControllerText.h"
 #include "output/EventText.h"
@@ -157,6 +159,93 @@ TEST(Output, FormatsTimesAsDates) {
   for (const auto& one : cases) {
     EXPECT_EQ(one.text, TimeText({static_cast<DWORD>(one.ticks), static_cast<DWORD>(one.ticks >> 32)}));
   }
+}
+
+/// Four controllers, in the order in which they became known, and a report of where they were heard.
+std::vector<Controller> Plant() {
+  std::vector<Controller> plant = {Plain(11, "Press 2"), Plain(12, "press 1"), Plain(13, "robot"),
+                                   Plain(14, "Saw")};
+  const char* const addresses[] = {"10.1.0.9", "10.1.0.10", "/virtual/robot", "10.2.0.1"};
+  for (std::size_t i = 0; i < plant.size(); ++i) {
+    plant[i].address = addresses[i];
+    plant[i].identity = "{5A-" + std::to_string(i + 1) + "}";
+  }
+  plant[0].version = client::Version{6, 10, 2};
+  plant[1].version = client::Version{6, 9, 12};
+  plant[2].kind = client::Kind::VC;
+  plant[3].availability = Availability::Unavailable;
+  plant[3].host_name = "saw.plant";
+  return plant;
+}
+const char* const kReport = R"({"interfaces": [{"name": "eth0", "index": 2, "address": "10.1.0.1"},
+    {"name": "eth1", "index": 3, "address": "10.2.0.99"}, {"name": "eth1", "index": 3, "address": "10.3.0.99"},
+    {"name": "eth2", "index": 4}],
+  "controllers": [{"id": 11, "interface": "10.1.0.1"}, {"id": 12, "interface": "10.1.0.1"},
+    {"id": 13, "interface": null}, {"id": 14, "interface": "10.2.0.99"}]})";
+
+/// The ids of the plant's chosen controllers, such as "11 14", or the error.
+std::string Chosen(const SelectionOptions& options) try {
+  Selection selection(options);
+  if (selection.NeedsReport()) selection.Learn(nlohmann::json::parse(kReport));
+  std::vector<Controller> plant = Plant();
+  std::erase_if(plant, [&](const Controller& each) { return !selection.Matches(each); });
+  selection.Sort(plant);
+  std::string ids;
+  for (const Controller& each : plant) ids += (ids.empty() ? "" : " ") + std::to_string(each.id);
+  return ids;
+} catch (const CommandError& error) {
+  EXPECT_EQ(kWrongUse, error.Code());
+  return error.what();
+}
+
+TEST(Selection, FiltersByEveryKey) {
+  const struct {
+    std::vector<std::string> filters;
+    std::string expected;
+  } cases[] = {
+      {{}, "11 12 13 14"},
+      {{"name=press*"}, "11 12"},
+      {{"name=press*", "address=*.9"}, "11"},
+      {{"kind=vc"}, "13"},
+      {{"kind=RC", "status=available"}, "11 12"},
+      {{"status=unavailable"}, "14"},
+      {{"host=saw.*"}, "14"},
+      {{"identity={5a-?}", "network=10.1.0.0/16"}, "11 12"},
+      {{"network=10.2.0.1"}, "14"},
+      {{"interface=eth0"}, "11 12"},
+      {{"interface=10.2.0.99"}, "14"},
+      {{"interface=3"}, "14"},
+      {{"interface=eth2"}, ""},
+      {{"interface=eth0", "interface=eth1"}, ""},
+      {{"colour=red"},
+       "--filter knows no key \"colour\"; there are kind, name, host, address, identity, network, "
+       "status or interface"},
+      {{"name"}, "--filter takes KEY=PATTERN, such as name=press*, not \"name\""},
+      {{"name="}, "--filter takes KEY=PATTERN, such as name=press*, not \"name=\""},
+      {{"kind=robot\x1b"}, "--filter kind takes RC, VC or RemoteVC, not \"robot\\u001b\""},
+      {{"status=off"}, "--filter status takes available, unavailable or removed, not \"off\""},
+      {{"network=10.1"}, "--filter network: \"10.1\" is not a network like 10.1.0.0/16"},
+      {{"interface=eth7"},
+       "this host has no interface \"eth7\"; there are eth0 (10.1.0.1), eth1 (10.2.0.99), eth1 "
+       "(10.3.0.99) or eth2"},
+  };
+  for (const auto& one : cases) EXPECT_EQ(one.expected, Chosen({one.filters, "", "", {}}));
+  EXPECT_EQ("14", Chosen({{"status=unavailable"}, "eth1", "", {}}));
+}
+
+TEST(Selection, SortsByEveryColumn) {
+  const struct {
+    std::string column;
+    std::string expected;
+  } cases[] = {
+      {"", "11 12 13 14"},        {"name", "12 11 13 14"},     {"-name", "14 13 11 12"},
+      {"address", "11 12 14 13"}, {"-address", "13 14 12 11"}, {"version", "14 13 12 11"},
+      {"kind", "11 12 14 13"},    {"-kind", "13 11 12 14"},    {"status", "11 12 13 14"},
+      {"host", "11 12 13 14"},    {"-host", "14 11 12 13"},    {"identity", "11 12 13 14"},
+  };
+  for (const auto& one : cases) EXPECT_EQ(one.expected, Chosen({{}, "", one.column, {}})) << one.column;
+  EXPECT_THAT(Chosen({{}, "", "-size", {}}),
+              StartsWith("--sort knows no column \"size\"; there are name, address"));
 }
 
 TEST(Text, EscapesEverythingThatControlsATerminal) {

@@ -30,7 +30,9 @@ class CommandLine(unittest.TestCase):
         for arguments in ([], ["lst"], ["list", "extra"], ["list", "--wait", "-1"], ["list", "--wait", "soon"], ["show"],
                           ["list", "--wait", "nan"], ["refresh", "--wait", "-nan"], ["watch", "--seconds", "inf"],
                           ["add"], ["add", "10.1.0"], ["add", "10.1.0.256"], ["add", "host"], ["watch", "--seconds", "x"],
-                          ["watch", "--add", "10.1"], ["list", "watch"], ["--module"]):
+                          ["watch", "--add", "10.1"], ["list", "watch"], ["--module"], ["list", "--filter", "colour=red"],
+                          ["watch", "--filter", "name"], ["show", "cell", "--filter", "kind=robot"], ["list", "--sort", "-size"],
+                          ["refresh", "--interface", "nowhere9"], ["list", "--config", "missing"]):
             with self.subTest(arguments):
                 result = self.run_kelseek(*arguments)
                 self.assertEqual((WRONG_USE, ""), (result.returncode, result.stdout))

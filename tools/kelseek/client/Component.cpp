@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "client/Text.h"
+#include "config/Configuration.h"
 #include "platform/Environment.h"
 #include "platform/Files.h"
 #include "platform/Module.h"
@@ -95,20 +96,31 @@ std::wstring ModulePath(const Session& session) {
   return FindBesideProgram();
 }
 
+void UseConfiguration(const Session& session) {
+  if (!session.config.empty()) platform::ChangeEnvironment(config::kDirectoryVariable, session.config);
+}
+
 client::Client Connect(const Session& session) {
+  if (!session.config.empty() && KindOfPath(FromUtf8(session.config)) != PathKind::Directory)
+    throw CommandError(kWrongUse,
+                       "--config: there is no directory " + Printable(std::string_view(session.config)));
   const std::wstring module = ModulePath(session);
   return module.empty() ? CreateFromRegistration() : CreateFromModule(module);
 }
 
-std::optional<client::Controller> LookUpController(const client::Client& client, const std::string& which) {
+std::optional<client::Controller> LookUpController(const client::Client& client, const std::string& which,
+                                                   const Wanted& wanted) {
   auto found = client.find_by_address(which);
-  return found ? found : client.find_by_identity(which);
+  if (!found || !wanted(*found)) found = client.find_by_identity(which);
+  return found && wanted(*found) ? found : std::nullopt;
 }
 
-std::optional<client::Controller> FindController(const client::Client& client, const std::string& which) {
-  if (auto controller = LookUpController(client, which)) return controller;
+std::optional<client::Controller> FindController(const client::Client& client, const std::string& which,
+                                                 const Wanted& wanted) {
+  if (auto controller = LookUpController(client, which, wanted)) return controller;
   if (which.empty()) return std::nullopt;
-  const std::vector<client::Controller> listed = client.controllers();
+  std::vector<client::Controller> listed = client.controllers();
+  std::erase_if(listed, [&wanted](const client::Controller& controller) { return !wanted(controller); });
   const auto match =
       std::find_if(listed.begin(), listed.end(),
                    [&which](const client::Controller& controller) { return controller.address == which; });

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "client/Selection.h"
 #include "client/Session.h"
 
 namespace kellanseek::kelseek {
@@ -36,6 +37,7 @@ inline CLI::Validator Seconds() {
 struct SearchOptions {
   double wait = 2;  ///< Seconds.
   bool json = false;
+  SelectionOptions selection;
 };
 inline void BindSearchOptions(CLI::App& command, SearchOptions& options, const std::string& waitMeaning) {
   command.add_option("--wait", options.wait, waitMeaning)
@@ -43,6 +45,36 @@ inline void BindSearchOptions(CLI::App& command, SearchOptions& options, const s
       ->check(Seconds())
       ->capture_default_str();
   command.add_flag("--json", options.json, "Print JSON");
+}
+
+/// Binds all options of a selection but --sort, which only lists have.
+inline void BindSelection(CLI::App& command, SelectionOptions& options) {
+  command
+      .add_option(
+          "--filter", options.filters,
+          "Only controllers for which this holds; may be repeated, and all must hold. Keys: kind, name, "
+          "host, address, identity, network (10.1.0.0/16), status, interface; * is any text and ? any "
+          "character")
+      ->type_name("KEY=PATTERN")
+      ->expected(1)
+      ->take_all();
+  command
+      .add_option("--interface", options.heardOn,
+                  "Only controllers heard on this interface, given by its address, name or index")
+      ->type_name("INTERFACE");
+  command.add_option("--add", options.add, "Also ask the controller at this IPv4 address; may be repeated")
+      ->type_name("ADDRESS")
+      ->expected(1)
+      ->take_all()
+      ->check(CLI::ValidIPV4);
+}
+inline void BindSort(CLI::App& command, SelectionOptions& options) {
+  command
+      .add_option(
+          "--sort", options.sort,
+          "Order by name, address, identity, kind, host, status, definition, version, mac or system; a "
+          "leading - reverses (default: as they became known)")
+      ->type_name("COLUMN");
 }
 
 }  // namespace kellanseek::kelseek

@@ -1,6 +1,7 @@
 #include <iostream>
 #include <string>
 
+#include "client/Chooser.h"
 #include "client/Component.h"
 #include "client/Text.h"
 #include "client/Waiting.h"
@@ -20,14 +21,18 @@ std::string EmptyListHint(const client::Client& client) {
 }
 
 int List(Session& session, const SearchOptions& options) {
+  Chooser chooser(options.selection);
   const client::Client client = Connect(session);
+  chooser.Start(client);
   TimeSpan listening(session, options.wait);
   listening.WaitForEnd();
   const double seconds = listening.Elapsed();
-  const std::vector<client::Controller> controllers = client.controllers();
+  const std::vector<client::Controller> all = client.controllers();
+  const std::vector<client::Controller> controllers = chooser.Choose(all);
   const bool written = Write(options.json ? ListingJson(controllers, seconds)
                                           : ListingText(controllers, seconds, session.colours));
-  if (written && controllers.empty() && !options.json) std::cerr << EmptyListHint(client);
+  if (written && controllers.empty() && !options.json)
+    std::cerr << (all.empty() ? EmptyListHint(client) : Count(all.size(), "other controller") + ".\n");
   return controllers.empty() ? kNothingFound : kFound;
 }
 
@@ -38,6 +43,8 @@ void AddListCommand(CLI::App& app, Session& session) {
       app, session, "list", "List the controllers",
       [](CLI::App& command, SearchOptions& options) {
         BindSearchOptions(command, options, "Time to listen before listing");
+        BindSelection(command, options.selection);
+        BindSort(command, options.selection);
       },
       [&session](const SearchOptions& options) { return List(session, options); });
 }

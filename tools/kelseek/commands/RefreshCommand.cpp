@@ -1,5 +1,7 @@
+#include <utility>
 #include <vector>
 
+#include "client/Chooser.h"
 #include "client/Component.h"
 #include "client/Text.h"
 #include "client/Waiting.h"
@@ -16,18 +18,19 @@ struct RefreshOptions : SearchOptions {
   std::vector<std::string> which;
 };
 
-std::vector<client::Controller> SelectControllers(const client::Client& client,
+std::vector<client::Controller> SelectControllers(const client::Client& client, Chooser& chooser,
                                                   const std::vector<std::string>& which) {
-  if (which.empty()) return client.controllers();
+  if (which.empty()) return chooser.Choose(client.controllers());
+  const auto wanted = [&chooser](const client::Controller& controller) { return chooser.Wants(controller); };
   std::vector<client::Controller> chosen;
   for (const std::string& one : which) {
-    if (auto controller = FindController(client, one)) {
+    if (auto controller = FindController(client, one, wanted)) {
       chosen.push_back(*controller);
     } else {
       throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(one)));
     }
   }
-  return chosen;
+  return chooser.Choose(std::move(chosen));
 }
 
 std::vector<client::Controller> StillKnown(const client::Client& client,
@@ -49,15 +52,18 @@ std::size_t Ask(const client::Client& client, const std::vector<client::Controll
 }
 
 int Refresh(Session& session, const RefreshOptions& options) {
+  Chooser chooser(options.selection);
   const client::Client client = Connect(session);
+  chooser.Start(client);
   std::size_t news = 0;
   client::ChangeStream changes = client.changes(kWaitingChanges);
   TimeSpan(session, options.wait).Follow(changes, [](const client::Change&) {});
-  const std::vector<client::Controller> controllers = SelectControllers(client, options.which);
+  const std::vector<client::Controller> controllers = SelectControllers(client, chooser, options.which);
   const std::size_t asked = Ask(client, controllers);
   TimeSpan answering(session, options.wait);
   answering.Follow(changes, [&](const client::Change& change) {
     if (change.type == client::ChangeType::Listed && !change.reason) return;  // the rest of the list, no news
+    if (!chooser.Wants(change.controller)) return;
     const std::string heading = news == 0 ? EventHeading(session.colours) : "";
     if (!options.json && !Write(heading + EventLine(change, session.colours))) session.stop.Set();
     ++news;
@@ -80,6 +86,8 @@ void AddRefreshCommand(CLI::App& app, Session& session) {
         command.add_option("controller", options.which,
                            "Names, addresses or system identities (default: all controllers)");
         BindSearchOptions(command, options, "Time to listen before asking, and again afterwards");
+        BindSelection(command, options.selection);
+        BindSort(command, options.selection);
       },
       [&session](const RefreshOptions& options) { return Refresh(session, options); });
 }

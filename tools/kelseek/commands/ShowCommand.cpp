@@ -1,3 +1,4 @@
+#include "client/Chooser.h"
 #include "client/Component.h"
 #include "client/Text.h"
 #include "client/Waiting.h"
@@ -15,14 +16,18 @@ struct ShowOptions : SearchOptions {
 };
 
 int Show(Session& session, const ShowOptions& options) {
+  Chooser chooser(options.selection);
   const client::Client client = Connect(session);
+  chooser.Start(client);
+  const auto wanted = [&chooser](const client::Controller& controller) { return chooser.Wants(controller); };
   platform::Event changed(platform::Event::Kind::AutoReset);
   const auto subscription = client.subscribe([&changed](const client::Event&) { changed.Set(); });
   TimeSpan searching(session, options.wait);
   std::optional<client::Controller> found;
-  searching.WaitUntil(changed, [&] { return (found = LookUpController(client, options.which)).has_value(); });
+  searching.WaitUntil(changed,
+                      [&] { return (found = LookUpController(client, options.which, wanted)).has_value(); });
   // Names are resolved only now: earlier, a second controller with the name might still have been unknown.
-  if (!found) found = FindController(client, options.which);
+  if (!found) found = FindController(client, options.which, wanted);
   if (!found) {
     throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(options.which)) +
                                           " within " + SecondsText(searching.Elapsed()));
@@ -39,6 +44,7 @@ void AddShowCommand(CLI::App& app, Session& session) {
       [](CLI::App& command, ShowOptions& options) {
         command.add_option("controller", options.which, "Its name, address or system identity")->required();
         BindSearchOptions(command, options, "Time to search; a name is resolved at its end");
+        BindSelection(command, options.selection);
       },
       [&session](const ShowOptions& options) { return Show(session, options); });
 }

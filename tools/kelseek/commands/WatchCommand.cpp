@@ -1,5 +1,6 @@
-#include <vector>
+#include <optional>
 
+#include "client/Chooser.h"
 #include "client/Component.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
@@ -13,10 +14,11 @@ namespace {
 struct WatchOptions {
   bool json = false;
   std::optional<double> seconds;
-  std::vector<std::string> remote;
+  SelectionOptions selection;
 };
 
 int Watch(Session& session, const WatchOptions& options) {
+  Chooser chooser(options.selection);
   const client::Client client = Connect(session);
   bool anyFound = false;
   const auto print = [&session](const std::string& text) {
@@ -24,8 +26,9 @@ int Watch(Session& session, const WatchOptions& options) {
   };
   if (!options.json) print(EventHeading(session.colours));
   client::ChangeStream changes = client.changes(kWaitingChanges);
-  for (const std::string& address : options.remote) AddRemote(client, address);
+  chooser.Start(client);
   TimeSpan(session, options.seconds).Follow(changes, [&](const client::Change& change) {
+    if (!chooser.Wants(change.controller)) return;
     anyFound = true;
     print(options.json ? JsonText(change) + "\n" : EventLine(change, session.colours));
   });
@@ -42,13 +45,7 @@ void AddWatchCommand(CLI::App& app, Session& session) {
         command.add_option("--seconds", options.seconds, "End after this time")
             ->type_name("SECONDS")
             ->check(Seconds());
-        command
-            .add_option("--add", options.remote,
-                        "Also ask the controller at this IPv4 address; may be repeated")
-            ->type_name("ADDRESS")
-            ->expected(1)
-            ->take_all()
-            ->check(CLI::ValidIPV4);
+        BindSelection(command, options.selection);
       },
       [&session](const WatchOptions& options) { return Watch(session, options); });
 }

@@ -25,29 +25,6 @@ std::string WhyInWords(const std::string& why) {
 
 }  // namespace
 
-const Json& MemberOf(const Json& object, const char* member) {
-  static const Json nothing;
-  if (!object.is_object()) return nothing;
-  const auto found = object.find(member);
-  return found == object.end() ? nothing : *found;
-}
-
-std::string TextOf(const Json& object, const char* member) {
-  const Json& value = MemberOf(object, member);
-  return value.is_string() ? value.get<std::string>() : std::string();
-}
-
-std::uint64_t NumberOf(const Json& object, const char* member) {
-  const Json& value = MemberOf(object, member);
-  return value.is_number_integer() ? value.get<std::uint64_t>() : 0;
-}
-
-const Json& ListOf(const Json& object, const char* member) {
-  static const Json empty = Json::array();
-  const Json& value = MemberOf(object, member);
-  return value.is_array() ? value : empty;
-}
-
 std::int64_t SettingOf(const Json& report, const char* name) {
   const Json& settings = MemberOf(MemberOf(report, "configuration"), "settings");
   return static_cast<std::int64_t>(NumberOf(MemberOf(settings, name), "value"));

@@ -5,15 +5,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "client/Report.h"
+
 namespace kellanseek::kelseek {
 
-// Reading a report without trusting it: a member that is missing or of another type reads as empty or 0, so
-// that a doctor of this version understands the report of any other.
-
-const nlohmann::json& MemberOf(const nlohmann::json& object, const char* member);
-std::string TextOf(const nlohmann::json& object, const char* member);
-std::uint64_t NumberOf(const nlohmann::json& object, const char* member);
-const nlohmann::json& ListOf(const nlohmann::json& object, const char* member);
 /// The value in force of a setting.
 std::int64_t SettingOf(const nlohmann::json& report, const char* name);
 

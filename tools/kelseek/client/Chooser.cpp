@@ -1,0 +1,48 @@
+#include "client/Chooser.h"
+
+#include <utility>
+
+#include "client/Component.h"
+#include "client/Report.h"
+#include "client/Session.h"
+
+namespace kellanseek::kelseek {
+namespace {
+
+/// A controller may move to another interface. A report is long, so it is not read for each of many changes.
+constexpr std::chrono::seconds kFresh(1);
+
+}  // namespace
+
+Chooser::Chooser(const SelectionOptions& options) : options_(options), selection_(options) {}
+
+void Chooser::Start(const client::Client& client) {
+  client_ = &client;
+  if (selection_.NeedsReport()) Read();
+  for (const std::string& address : options_.add) AddRemote(client, address);
+}
+
+void Chooser::Read() {
+  const nlohmann::json report = ReportOf(*client_);
+  if (report.is_null())
+    throw CommandError(kComponentFailed, "the component is too old to tell on which interface it hears");
+  selection_.Learn(report);
+  read_ = std::chrono::steady_clock::now();
+}
+
+bool Chooser::Wants(const client::Controller& controller) {
+  // What has gone is in no report any more.
+  const bool gone = controller.availability == client::Availability::Removed;
+  const bool stale = !selection_.Knows(controller.id) || std::chrono::steady_clock::now() - read_ > kFresh;
+  if (selection_.NeedsReport() && stale && !gone) Read();
+  return selection_.Matches(controller);
+}
+
+std::vector<client::Controller> Chooser::Choose(std::vector<client::Controller> controllers) {
+  if (selection_.NeedsReport()) Read();
+  std::erase_if(controllers, [this](const client::Controller& each) { return !selection_.Matches(each); });
+  selection_.Sort(controllers);
+  return controllers;
+}
+
+}  // namespace kellanseek::kelseek

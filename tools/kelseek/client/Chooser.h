@@ -1,0 +1,38 @@
+#pragma once
+
+#include <kellanseek/client.hpp>
+
+#include <chrono>
+#include <vector>
+
+#include "client/Selection.h"
+
+namespace kellanseek::kelseek {
+
+/// A selection among the controllers of one component object, whose report it reads as far as the selection
+/// needs it. Not thread-safe.
+class Chooser {
+ public:
+  /// Throws CommandError for options that are wrong whatever the component knows.
+  explicit Chooser(const SelectionOptions& options);
+
+  /// Takes the controllers of this component object, which also asks the addresses of --add. Throws
+  /// CommandError for an interface that the host does not have.
+  void Start(const client::Client& client);
+
+  bool Wants(const client::Controller& controller);
+  /// The wanted ones of these, in the wanted order.
+  std::vector<client::Controller> Choose(std::vector<client::Controller> controllers);
+  /// Whether it leaves anything out.
+  bool Narrows() const { return selection_.Narrows(); }
+
+ private:
+  void Read();
+
+  const SelectionOptions& options_;
+  Selection selection_;
+  const client::Client* client_ = nullptr;
+  std::chrono::steady_clock::time_point read_;  ///< When the report was read.
+};
+
+}  // namespace kellanseek::kelseek
