@@ -10,6 +10,9 @@ void UseUtf8Output();
 /// Call it before opening anything.
 void ReserveClosedStreams();
 
+/// Writes line ends to standard output as they are, where the system would otherwise change them.
+void KeepLineEnds();
+
 /// Whether standard output is a terminal that understands escape sequences. Switches them on where necessary.
 bool OutputTakesColours();
 

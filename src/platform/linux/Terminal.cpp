@@ -17,6 +17,8 @@ void ReserveClosedStreams() {
   }
 }
 
+void KeepLineEnds() {}
+
 bool OutputTakesColours() {
   return isatty(STDOUT_FILENO) == 1 && EnvironmentVariable("TERM").value_or("dumb") != "dumb";
 }

@@ -2,6 +2,11 @@
 
 #include "platform/win32/System.h"
 
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
+
 namespace kellanseek::platform {
 namespace {
 
@@ -16,6 +21,8 @@ void UseUtf8Output() {
 
 // A new file handle never takes the place of a standard stream's.
 void ReserveClosedStreams() {}
+
+void KeepLineEnds() { _setmode(_fileno(stdout), _O_BINARY); }
 
 bool OutputTakesColours() {
   constexpr DWORD kEscapeSequences = 0x0004;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING

@@ -12,6 +12,7 @@
 #include "client/Session.h"
 #include "client/Text.h"
 #include "output/ControllerText.h"
+#include "output/Csv.h"
 #include "output/EventText.h"
 #include "output/Listing.h"
 
@@ -65,8 +66,8 @@ std::vector<std::string> Lines(const std::string& text) {
 TEST(Output, EscapesTextsFromTheNetwork) {
   const Change event = EventOf(Reason::New, Hostile());
   const std::string outputs[] = {EventLine(event, false),       JsonText(event) + "\n",
-                                 JsonText(event.controller, 2), ListingText({Hostile()}, 1, false),
-                                 ListingJson({Hostile()}, 1),   DetailText(Hostile(), false)};
+                                 JsonText(event.controller, 2), ListingText({{Hostile()}, 1}, false),
+                                 ListingJson({{Hostile()}, 1}), DetailText(Hostile(), false)};
   for (const std::string& output : outputs) {
     for (const std::string& line : Lines(output)) EXPECT_EQ(line, Printable(std::string_view(line)));
   }
@@ -78,8 +79,8 @@ TEST(Output, PrintsIdsOnlyInEventStreams) {
   const Controller controller = Plain(98765, "cell");
   const Change event = EventOf(Reason::New, controller);
   EXPECT_EQ(98765, nlohmann::json::parse(JsonText(event))["id"]);
-  EXPECT_THAT(EventLine(event, false) + JsonText(controller, 2) + ListingText({controller}, 1, false) +
-                  ListingJson({controller}, 1) + DetailText(controller, false),
+  EXPECT_THAT(EventLine(event, false) + JsonText(controller, 2) + ListingText({{controller}, 1}, false) +
+                  ListingJson({{controller}, 1}) + DetailText(controller, false),
               Not(HasSubstr("98765")));
   EXPECT_THAT(DetailText(controller, false), StartsWith("controller cell\n"));
   EXPECT_THAT(DetailText(Plain(11, ""), false), StartsWith("controller 10.1.0.11\n"));
@@ -98,7 +99,7 @@ TEST(Output, ColumnsAlignForAnyNames) {
   const std::vector<Controller> controllers = {Plain(11, "cell"), Plain(12, "Zelle S\u00fcd"),
                                                Plain(13, "\u30bb\u30eb")};
   const auto column = [](const std::string& line) { return Width(line.substr(0, line.find("10.1.0.11"))); };
-  const auto listing = Lines(ListingText(controllers, 1, false));
+  const auto listing = Lines(ListingText({controllers, 1}, false));
   std::vector<std::string> events;
   for (const Controller& controller : controllers)
     events.push_back(EventLine(EventOf(Reason::New, controller), false));
@@ -114,11 +115,11 @@ TEST(Output, ColumnsAlignForAnyNames) {
 TEST(Output, ListEndsWithCountAndTime) {
   Controller silent = Plain(12, "b");
   silent.availability = Availability::Unavailable;
-  EXPECT_THAT(ListingText({Plain(11, "a"), silent}, 2.04, false),
+  EXPECT_THAT(ListingText({{Plain(11, "a"), silent}, 2.04}, false),
               EndsWith("\n2 controllers, 1 unavailable; listened for 2.0 s.\n"));
-  EXPECT_THAT(ListingText({silent}, 0, false),
+  EXPECT_THAT(ListingText({{silent}, 0}, false),
               EndsWith("\n1 controller, 1 unavailable; listened for 0.0 s.\n"));
-  EXPECT_EQ("No controllers; listened for 2.0 s.\n", ListingText({}, 2, false));
+  EXPECT_EQ("No controllers; listened for 2.0 s.\n", ListingText({{}, 2}, false));
 }
 
 TEST(Output, UpdateListsTheChanges) {
@@ -159,6 +160,8 @@ TEST(Output, FormatsTimesAsDates) {
   for (const auto& one : cases) {
     EXPECT_EQ(one.text, TimeText({static_cast<DWORD>(one.ticks), static_cast<DWORD>(one.ticks >> 32)}));
   }
+  EXPECT_EQ("2024-02-29T23:59:59.999Z",
+            UtcText(std::chrono::system_clock::time_point(std::chrono::milliseconds(1709251199999))));
 }
 
 /// Four controllers, in the order in which they became known, and a report of where they were heard.
@@ -246,6 +249,42 @@ TEST(Selection, SortsByEveryColumn) {
   for (const auto& one : cases) EXPECT_EQ(one.expected, Chosen({{}, "", one.column, {}})) << one.column;
   EXPECT_THAT(Chosen({{}, "", "-size", {}}),
               StartsWith("--sort knows no column \"size\"; there are name, address"));
+}
+
+TEST(Csv, IsSafeForTerminalsAndSpreadsheets) {
+  const struct {
+    std::string text;
+    std::string cell;
+  } cases[] = {
+      {"", ""},
+      {"cell 1", "cell 1"},
+      {"a,b", "\"a,b\""},
+      {"5\" disk", "\"5\"\" disk\""},
+      {" a ", "\" a \""},
+      {"a=1", "a=1"},
+      {"=cmd|' /C calc'!A0", "'=cmd|' /C calc'!A0"},
+      {"+1", "'+1"},
+      {"-1,2", "\"'-1,2\""},
+      {"@SUM(A1)", "'@SUM(A1)"},
+      {"\t=1", "'\\u0009=1"},
+      {"\r=1", "'\\u000d=1"},
+      {"a\r\nb", "a\\u000d\\u000ab"},
+      {"\u202e\u009b", "\\u202e\\u009b"},
+      {"Zelle S\u00fcd", "Zelle S\u00fcd"},
+  };
+  for (const auto& one : cases) EXPECT_EQ("x," + one.cell + ",y\r\n", CsvLine({"x", one.text, "y"}));
+}
+
+TEST(Csv, HasAColumnForEveryMember) {
+  Controller controller = Hostile();
+  controller.process = 7;
+  const auto json = nlohmann::json::parse(JsonText(controller));
+  const std::vector<std::string> names = ColumnNames();
+  EXPECT_EQ(json.size() - 1, names.size()) << "all but the version";
+  for (const std::string& name : names) EXPECT_TRUE(json.contains(name)) << name;
+  EXPECT_EQ(names.size(), Cells(controller).size());
+  EXPECT_EQ(controller.name, Cells(controller)[0]);
+  EXPECT_EQ(2U, Lines(ListingCsv({{controller}, 1})).size());
 }
 
 TEST(Text, EscapesEverythingThatControlsATerminal) {

@@ -32,7 +32,8 @@ class CommandLine(unittest.TestCase):
                           ["add"], ["add", "10.1.0"], ["add", "10.1.0.256"], ["add", "host"], ["watch", "--seconds", "x"],
                           ["watch", "--add", "10.1"], ["list", "watch"], ["--module"], ["list", "--filter", "colour=red"],
                           ["watch", "--filter", "name"], ["show", "cell", "--filter", "kind=robot"], ["list", "--sort", "-size"],
-                          ["refresh", "--interface", "nowhere9"], ["list", "--config", "missing"]):
+                          ["refresh", "--interface", "nowhere9"], ["list", "--config", "missing"],
+                          ["list", "--format", "xml"], ["list", "--json", "--format", "csv"]):
             with self.subTest(arguments):
                 result = self.run_kelseek(*arguments)
                 self.assertEqual((WRONG_USE, ""), (result.returncode, result.stdout))

@@ -39,7 +39,7 @@ int Add(Session& session, const AddOptions& options) {
     throw CommandError(kNothingFound, options.address + ": " + ResultText(added.outcome) +
                                           ", but no answer within " + SecondsText(waiting.Elapsed()));
   }
-  if (options.json) {
+  if (options.format == Format::Json) {
     Write(JsonText(*controller, 2) + "\n");
   } else {
     Write(options.address + ": " + ResultText(added.outcome) + ", answered after " +

@@ -6,6 +6,7 @@
 
 #include "client/Selection.h"
 #include "client/Session.h"
+#include "output/Listing.h"
 
 namespace kellanseek::kelseek {
 
@@ -36,7 +37,7 @@ inline CLI::Validator Seconds() {
 /// Options common to all commands that search for controllers.
 struct SearchOptions {
   double wait = 2;  ///< Seconds.
-  bool json = false;
+  Format format = Format::Table;
   SelectionOptions selection;
 };
 inline void BindSearchOptions(CLI::App& command, SearchOptions& options, const std::string& waitMeaning) {
@@ -44,7 +45,18 @@ inline void BindSearchOptions(CLI::App& command, SearchOptions& options, const s
       ->type_name("SECONDS")
       ->check(Seconds())
       ->capture_default_str();
-  command.add_flag("--json", options.json, "Print JSON");
+  command.add_flag_callback(
+      "--json", [&options] { options.format = Format::Json; }, "Print JSON");
+}
+/// Binds --format, for commands that also print CSV. To be called after BindSearchOptions().
+inline void BindFormat(CLI::App& command, SearchOptions& options) {
+  const auto take = [&options](const std::string& text) {
+    options.format = text == "json" ? Format::Json : text == "csv" ? Format::Csv : Format::Table;
+  };
+  command.add_option_function<std::string>("--format", take, "How to print (--json is short for json)")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"table", "json", "csv"}))
+      ->excludes("--json");
 }
 
 /// Binds all options of a selection but --sort, which only lists have.

@@ -26,14 +26,13 @@ int List(Session& session, const SearchOptions& options) {
   chooser.Start(client);
   TimeSpan listening(session, options.wait);
   listening.WaitForEnd();
-  const double seconds = listening.Elapsed();
   const std::vector<client::Controller> all = client.controllers();
-  const std::vector<client::Controller> controllers = chooser.Choose(all);
-  const bool written = Write(options.json ? ListingJson(controllers, seconds)
-                                          : ListingText(controllers, seconds, session.colours));
-  if (written && controllers.empty() && !options.json)
+  const Listing listing{chooser.Choose(all), listening.Elapsed()};
+  const bool written = Print(listing, options.format, session.colours);
+  const bool found = !listing.controllers.empty();
+  if (written && !found && options.format == Format::Table)
     std::cerr << (all.empty() ? EmptyListHint(client) : Count(all.size(), "other controller") + ".\n");
-  return controllers.empty() ? kNothingFound : kFound;
+  return found ? kFound : kNothingFound;
 }
 
 }  // namespace
@@ -43,6 +42,7 @@ void AddListCommand(CLI::App& app, Session& session) {
       app, session, "list", "List the controllers",
       [](CLI::App& command, SearchOptions& options) {
         BindSearchOptions(command, options, "Time to listen before listing");
+        BindFormat(command, options);
         BindSelection(command, options.selection);
         BindSort(command, options.selection);
       },

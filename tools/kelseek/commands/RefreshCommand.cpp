@@ -55,6 +55,7 @@ int Refresh(Session& session, const RefreshOptions& options) {
   Chooser chooser(options.selection);
   const client::Client client = Connect(session);
   chooser.Start(client);
+  const bool json = options.format == Format::Json;
   std::size_t news = 0;
   client::ChangeStream changes = client.changes(kWaitingChanges);
   TimeSpan(session, options.wait).Follow(changes, [](const client::Change&) {});
@@ -65,11 +66,11 @@ int Refresh(Session& session, const RefreshOptions& options) {
     if (change.type == client::ChangeType::Listed && !change.reason) return;  // the rest of the list, no news
     if (!chooser.Wants(change.controller)) return;
     const std::string heading = news == 0 ? EventHeading(session.colours) : "";
-    if (!options.json && !Write(heading + EventLine(change, session.colours))) session.stop.Set();
+    if (!json && !Write(heading + EventLine(change, session.colours))) session.stop.Set();
     ++news;
   });
-  if (options.json) {
-    Write(ListingJson(StillKnown(client, controllers), answering.Elapsed()));
+  if (json) {
+    Write(ListingJson({StillKnown(client, controllers), answering.Elapsed()}));
   } else {
     Write("Asked " + Count(asked, "controller") + "; " + (news == 0 ? "no changes" : Count(news, "change")) +
           " within " + SecondsText(answering.Elapsed()) + ".\n");

@@ -32,7 +32,11 @@ int Show(Session& session, const ShowOptions& options) {
     throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(options.which)) +
                                           " within " + SecondsText(searching.Elapsed()));
   }
-  Write(options.json ? JsonText(*found, 2) + "\n" : DetailText(*found, session.colours));
+  switch (options.format) {
+    case Format::Table: Write(DetailText(*found, session.colours)); break;
+    case Format::Json: Write(JsonText(*found, 2) + "\n"); break;
+    case Format::Csv: Print({{*found}}, Format::Csv, false); break;
+  }
   return kFound;
 }
 
@@ -44,6 +48,7 @@ void AddShowCommand(CLI::App& app, Session& session) {
       [](CLI::App& command, ShowOptions& options) {
         command.add_option("controller", options.which, "Its name, address or system identity")->required();
         BindSearchOptions(command, options, "Time to search; a name is resolved at its end");
+        BindFormat(command, options);
         BindSelection(command, options.selection);
       },
       [&session](const ShowOptions& options) { return Show(session, options); });

@@ -88,6 +88,31 @@ nlohmann::ordered_json ToJson(const Controller& controller) {
   return json;
 }
 
+std::vector<std::string> ColumnNames() {
+  return {"name",         "address",        "systemID", "kind",     "definition", "availability",
+          "version",      "level",          "mac",      "hostName", "systemName", "releasePath",
+          "controllerID", "kelAPIRevision", "port",     "process"};
+}
+
+std::vector<std::string> Cells(const Controller& controller) {
+  return {controller.name,
+          controller.address,
+          controller.identity,
+          to_string(controller.kind),
+          to_string(controller.origin),
+          to_string(controller.availability),
+          VersionText(controller),
+          to_string(controller.level),
+          controller.mac,
+          controller.host_name.value_or(""),
+          controller.system_name,
+          controller.release_path,
+          controller.controller_id,
+          NumberText(controller.api_revision),
+          NumberText(controller.port),
+          NumberText(controller.process)};
+}
+
 std::string JsonText(const nlohmann::ordered_json& json, int indent) {
   const std::string text = json.dump(indent);
   std::string printable;
@@ -102,7 +127,9 @@ std::string JsonText(const nlohmann::ordered_json& json, int indent) {
 }
 
 std::string JsonText(const Controller& controller, int indent) {
-  return JsonText(ToJson(controller), indent);
+  nlohmann::ordered_json json = {{"v", kJsonVersion}};
+  json.update(ToJson(controller));
+  return JsonText(json, indent);
 }
 
 }  // namespace kellanseek::kelseek

@@ -28,8 +28,17 @@ std::string Changes(const client::Controller& before, const client::Controller& 
 /// All properties except the id.
 nlohmann::ordered_json ToJson(const client::Controller& controller);
 
+/// The names of the columns of a table for programs, which are those of the JSON members, and a controller's
+/// cells. Not safe to print. An unknown value is empty.
+std::vector<std::string> ColumnNames();
+std::vector<std::string> Cells(const client::Controller& controller);
+
+/// The version of the JSON documents and lines; see docs/json.md.
+inline constexpr int kJsonVersion = 1;
+
 /// JSON in UTF-8, safe to print. A negative `indent` puts it on one line.
 std::string JsonText(const nlohmann::ordered_json& json, int indent = -1);
+/// A controller as a document of its own.
 std::string JsonText(const client::Controller& controller, int indent = -1);
 
 }  // namespace kellanseek::kelseek

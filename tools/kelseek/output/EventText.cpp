@@ -92,6 +92,13 @@ std::string TimeText(const FILETIME& time) {
   return text.data();
 }
 
+std::string UtcText(std::chrono::system_clock::time_point time) {
+  using namespace std::chrono;
+  const auto since1601 = duration_cast<HundredNanoseconds>(time - sys_days(year(1601) / January / 1));
+  const auto ticks = static_cast<std::uint64_t>(since1601.count());
+  return TimeText({static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)}) + "Z";
+}
+
 std::string EventHeading(bool colours) {
   return Paint(Column("TIME", kTimeColumns) + Column("EVENT", kReasonColumns) + Column("KIND", kKindColumns) +
                    Column("ADDRESS", kAddressColumns) + Column("NAME", kNameColumns) + "DETAIL",
@@ -113,8 +120,7 @@ std::string EventLine(const Change& change, bool colours) {
 }
 
 std::string JsonText(const Change& change) {
-  nlohmann::ordered_json json;
-  json["time"] = TimeText(LocalTime(change.time));
+  nlohmann::ordered_json json = {{"v", kJsonVersion}, {"time", UtcText(change.time)}};
   if (const auto reason = ReasonOf(change)) json["reason"] = to_string(*reason);
   json["id"] = change.controller.id;
   json.update(ToJson(change.controller));

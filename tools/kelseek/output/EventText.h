@@ -2,12 +2,16 @@
 
 #include <kellanseek/client.hpp>
 
+#include <chrono>
 #include <string>
 
 namespace kellanseek::kelseek {
 
 /// A time such as "2031-01-30T23:59:59.999".
 std::string TimeText(const FILETIME& time);
+
+/// The same of a moment in universal time: "2031-01-30T23:59:59.999Z".
+std::string UtcText(std::chrono::system_clock::time_point time);
 
 /// The column headings for EventLine().
 std::string EventHeading(bool colours);

@@ -1,21 +1,26 @@
 #include "output/Listing.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "client/Text.h"
 #include "client/Waiting.h"
 #include "output/ControllerText.h"
+#include "output/Csv.h"
+#include "output/EventText.h"
 #include "output/Output.h"
+#include "platform/Terminal.h"
 
 namespace kellanseek::kelseek {
 
 using client::Availability;
 using client::Controller;
 
-std::string ListingText(const std::vector<Controller>& controllers, double seconds, bool colours) {
-  const std::string listened = "; listened for " + SecondsText(seconds) + ".\n";
+std::string ListingText(const Listing& listing, bool colours) {
+  const std::vector<Controller>& controllers = listing.controllers;
+  const std::string listened = "; listened for " + SecondsText(listing.seconds) + ".\n";
   if (controllers.empty()) return "No controllers" + listened;
   Table table({"NAME", "ADDRESS", "SYSTEM ID", "KIND", "KNOWN BY", "STATUS", "VERSION"});
   for (const Controller& controller : controllers) {
@@ -32,12 +37,28 @@ std::string ListingText(const std::vector<Controller>& controllers, double secon
   return table.Text(colours) + "\n" + Count(controllers.size(), "controller") + unavailable + listened;
 }
 
-std::string ListingJson(const std::vector<Controller>& controllers, double seconds) {
-  nlohmann::ordered_json json;
-  json["listened"] = std::round(seconds * 1000) / 1000;
+std::string ListingJson(const Listing& listing) {
+  nlohmann::ordered_json json = {{"v", kJsonVersion}};
+  json["time"] = UtcText(std::chrono::system_clock::now());
+  json["listened"] = std::round(listing.seconds * 1000) / 1000;
   json["controllers"] = nlohmann::ordered_json::array();
-  for (const Controller& controller : controllers) json["controllers"].push_back(ToJson(controller));
+  for (const Controller& controller : listing.controllers) json["controllers"].push_back(ToJson(controller));
   return JsonText(json, 2) + "\n";
+}
+
+std::string ListingCsv(const Listing& listing) {
+  std::string text = CsvLine(ColumnNames());
+  for (const Controller& controller : listing.controllers) text += CsvLine(Cells(controller));
+  return text;
+}
+
+bool Print(const Listing& listing, Format format, bool colours) {
+  switch (format) {
+    case Format::Json: return Write(ListingJson(listing));
+    case Format::Csv: platform::KeepLineEnds(); return Write(ListingCsv(listing));
+    case Format::Table: break;
+  }
+  return Write(ListingText(listing, colours));
 }
 
 std::string DetailText(const Controller& controller, bool colours) {

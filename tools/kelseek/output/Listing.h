@@ -7,9 +7,22 @@
 
 namespace kellanseek::kelseek {
 
-/// A list of controllers, as a table and as JSON, with the time spent collecting it.
-std::string ListingText(const std::vector<client::Controller>& controllers, double seconds, bool colours);
-std::string ListingJson(const std::vector<client::Controller>& controllers, double seconds);
+/// How results are printed.
+enum class Format { Table, Json, Csv };
+
+/// A list of controllers.
+struct Listing {
+  std::vector<client::Controller> controllers = {};
+  double seconds = 0;  ///< Spent collecting it.
+};
+
+/// The list as a table for people, as JSON (see docs/json.md) and as CSV with a heading.
+std::string ListingText(const Listing& listing, bool colours);
+std::string ListingJson(const Listing& listing);
+std::string ListingCsv(const Listing& listing);
+
+/// Writes the list to standard output. Returns false on failure; see Write().
+bool Print(const Listing& listing, Format format, bool colours);
 
 /// All properties of a controller, for the user.
 std::string DetailText(const client::Controller& controller, bool colours);
