@@ -21,7 +21,7 @@ class Commands(harness.Scenario):
     def test_empty_network(self):
         for arguments in (["list", "--wait", "0.3"], ["list", "--wait", "0.3", "--json"], ["show", "cell", "--wait", "0.3"],
                           ["show", "{5A-0001}", "--wait", "0.3"], ["add", "10.1.0.77", "--wait", "0.3"],
-                          ["refresh", "--wait", "0.1"], ["watch", "--seconds", "0.3"]):
+                          ["refresh", "--wait", "0.1"], ["watch", "--wait", "0.3"], ["watch", "--seconds", "0.3"]):
             with self.subTest(arguments):
                 self.assertEqual(NOTHING_FOUND, self.run_kelseek(*arguments)[0])
         self.assertRegex(self.run_kelseek("list", "--wait", "0.5")[1], r"^No controllers; listened for \d+\.\d s\.\n$")

@@ -65,9 +65,9 @@ std::vector<std::string> Lines(const std::string& text) {
 
 TEST(Output, EscapesTextsFromTheNetwork) {
   const Change event = EventOf(Reason::New, Hostile());
-  const std::string outputs[] = {EventLine(event, false),       JsonText(event) + "\n",
-                                 JsonText(event.controller, 2), ListingText({{Hostile()}, 1}, false),
-                                 ListingJson({{Hostile()}, 1}), DetailText(Hostile(), false)};
+  const std::string outputs[] = {EventLine(event, false),         JsonText(event) + "\n",
+                                 JsonText(event.controller, 2),   ListingText({{Hostile()}, {1}}, false),
+                                 ListingJson({{Hostile()}, {1}}), DetailText(Hostile(), false)};
   for (const std::string& output : outputs) {
     for (const std::string& line : Lines(output)) EXPECT_EQ(line, Printable(std::string_view(line)));
   }
@@ -79,8 +79,8 @@ TEST(Output, PrintsIdsOnlyInEventStreams) {
   const Controller controller = Plain(98765, "cell");
   const Change event = EventOf(Reason::New, controller);
   EXPECT_EQ(98765, nlohmann::json::parse(JsonText(event))["id"]);
-  EXPECT_THAT(EventLine(event, false) + JsonText(controller, 2) + ListingText({{controller}, 1}, false) +
-                  ListingJson({{controller}, 1}) + DetailText(controller, false),
+  EXPECT_THAT(EventLine(event, false) + JsonText(controller, 2) + ListingText({{controller}, {1}}, false) +
+                  ListingJson({{controller}, {1}}) + DetailText(controller, false),
               Not(HasSubstr("98765")));
   EXPECT_THAT(DetailText(controller, false), StartsWith("controller cell\n"));
   EXPECT_THAT(DetailText(Plain(11, ""), false), StartsWith("controller 10.1.0.11\n"));
@@ -99,7 +99,7 @@ TEST(Output, ColumnsAlignForAnyNames) {
   const std::vector<Controller> controllers = {Plain(11, "cell"), Plain(12, "Zelle S\u00fcd"),
                                                Plain(13, "\u30bb\u30eb")};
   const auto column = [](const std::string& line) { return Width(line.substr(0, line.find("10.1.0.11"))); };
-  const auto listing = Lines(ListingText({controllers, 1}, false));
+  const auto listing = Lines(ListingText({controllers, {1}}, false));
   std::vector<std::string> events;
   for (const Controller& controller : controllers)
     events.push_back(EventLine(EventOf(Reason::New, controller), false));
@@ -115,11 +115,13 @@ TEST(Output, ColumnsAlignForAnyNames) {
 TEST(Output, ListEndsWithCountAndTime) {
   Controller silent = Plain(12, "b");
   silent.availability = Availability::Unavailable;
-  EXPECT_THAT(ListingText({{Plain(11, "a"), silent}, 2.04}, false),
+  EXPECT_THAT(ListingText({{Plain(11, "a"), silent}, {2.04}}, false),
               EndsWith("\n2 controllers, 1 unavailable; listened for 2.0 s.\n"));
-  EXPECT_THAT(ListingText({{silent}, 0}, false),
+  EXPECT_THAT(ListingText({{silent}, {0}}, false),
               EndsWith("\n1 controller, 1 unavailable; listened for 0.0 s.\n"));
-  EXPECT_EQ("No controllers; listened for 2.0 s.\n", ListingText({{}, 2}, false));
+  EXPECT_EQ("No controllers; listened for 2.0 s.\n", ListingText({{}, {2}}, false));
+  EXPECT_EQ("No controllers; listened for 4.3 s, until everything was asked once.\n",
+            ListingText({{}, {4.3, "until everything was asked once", true}}, false));
 }
 
 TEST(Output, UpdateListsTheChanges) {
@@ -284,7 +286,7 @@ TEST(Csv, HasAColumnForEveryMember) {
   for (const std::string& name : names) EXPECT_TRUE(json.contains(name)) << name;
   EXPECT_EQ(names.size(), Cells(controller).size());
   EXPECT_EQ(controller.name, Cells(controller)[0]);
-  EXPECT_EQ(2U, Lines(ListingCsv({{controller}, 1})).size());
+  EXPECT_EQ(2U, Lines(ListingCsv({{controller}, {1}})).size());
 }
 
 TEST(Text, EscapesEverythingThatControlsATerminal) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <iostream>
 
@@ -10,6 +11,21 @@ namespace kellanseek::kelseek {
 namespace {
 
 constexpr double kForever = 1e9;
+/// Longer than a sweep takes, unless hundreds of configured controllers are switched off.
+constexpr double kLongest = 30;
+/// For a component that does not tell when everything has been asked.
+constexpr double kWithoutSweeps = 2;
+constexpr std::chrono::milliseconds kPoll(50);
+
+/// How often everything has been asked; none if the component is too old to tell.
+std::optional<std::uint32_t> SweepsOf(const client::Client& client) {
+  try {
+    return client.sweeps();
+  } catch (const client::Error& error) {
+    if (error.code() != E_NOINTERFACE) throw;
+    return std::nullopt;
+  }
+}
 
 }  // namespace
 
@@ -20,6 +36,11 @@ TimeSpan::TimeSpan(Session& session, std::optional<double> seconds)
 
 void TimeSpan::WaitForEnd() { platform::WaitForAny({&session_.stop}, Left()); }
 
+bool TimeSpan::Pause(std::chrono::milliseconds moment) {
+  const auto left = Left();
+  return left.count() > 0 && !platform::WaitForAny({&session_.stop}, std::min(left, moment)).Signalled(0);
+}
+
 double TimeSpan::Elapsed() const { return std::chrono::duration<double>(Clock::now() - begin_).count(); }
 
 std::chrono::milliseconds TimeSpan::Left() const {
@@ -29,6 +50,34 @@ std::chrono::milliseconds TimeSpan::Left() const {
 
 void TimeSpan::ReportLoss() {
   std::cerr << "kelseek: the output is too slow; changes were lost, and the list follows again\n";
+}
+
+std::string Waited::Text() const { return SecondsText(seconds) + (until.empty() ? "" : ", " + until); }
+
+Waited WaitForList(Session& session, const client::Client& client, std::optional<double> seconds,
+                   const std::function<bool()>& done, double least) {
+  const double limit = SweepsOf(client) ? kLongest : kWithoutSweeps;
+  TimeSpan waiting(session, seconds.value_or(limit));
+  Waited waited;
+  while (true) {
+    // Before the test, so that it sees everything that the sweep has found.
+    const auto sweeps = SweepsOf(client);
+    if (sweeps) waited.complete = *sweeps > 0;
+    if (done && done()) break;
+    if (!seconds && waited.complete.value_or(false) && waiting.Elapsed() >= least) {
+      waited.until = "until everything was asked once";
+      break;
+    }
+    if (waiting.Pause(kPoll)) continue;
+    if (session.stop.TryWait()) {
+      waited.until = "until it was stopped";
+    } else if (!seconds && waited.complete) {
+      waited.until = "and not everything was asked yet";
+    }
+    break;
+  }
+  waited.seconds = waiting.Elapsed();
+  return waited;
 }
 
 std::string SecondsText(double seconds) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -47,6 +48,9 @@ class TimeSpan {
     }
   }
 
+  /// Waits for a moment. Returns false if the span has ended or the user stops the program.
+  bool Pause(std::chrono::milliseconds moment);
+
   /// Seconds since the start.
   double Elapsed() const;
 
@@ -59,6 +63,22 @@ class TimeSpan {
   Clock::time_point begin_ = Clock::now();
   Clock::time_point end_;
 };
+
+/// A wait for a list of controllers, and what ended it.
+struct Waited {
+  double seconds = 0;
+  std::string until;             ///< What ended it, for the user; empty if that was the time that they gave.
+  std::optional<bool> complete;  ///< Whether everything had been asked once. None: the component is too old.
+
+  /// "4.3 s, until everything was asked once".
+  std::string Text() const;
+};
+
+/// Waits for the given time or, without one, until everything has been asked once, which is limited to half a
+/// minute. `done` is tested again and again, and ends the wait when it returns true. Without a given time the
+/// wait for `done` is at least as long as `least`, in seconds.
+Waited WaitForList(Session& session, const client::Client& client, std::optional<double> seconds,
+                   const std::function<bool()>& done = {}, double least = 0);
 
 /// "2.0 s".
 std::string SecondsText(double seconds);

@@ -10,8 +10,10 @@
 namespace kellanseek::kelseek {
 namespace {
 
+/// Longer than a controller has to answer by default, and it may have to be asked twice.
+constexpr double kLeastWait = 5;
+
 struct AddOptions : SearchOptions {
-  AddOptions() { wait = 5; }
   std::string address;
 };
 
@@ -26,24 +28,22 @@ const char* ResultText(client::AddOutcome outcome) {
 
 int Add(Session& session, const AddOptions& options) {
   const client::Client client = Connect(session);
-  platform::Event changed(platform::Event::Kind::AutoReset);
-  const auto subscription = client.subscribe([&changed](const client::Event&) { changed.Set(); });
   const client::AddResult added = AddRemote(client, options.address);
-  TimeSpan waiting(session, options.wait);
   std::optional<client::Controller> controller;
-  const bool answered = waiting.WaitUntil(changed, [&] {
+  const auto answered = [&] {
     controller = client.read(added.id);
     return controller && controller->availability == client::Availability::Available;
-  });
-  if (!answered) {
+  };
+  const Waited waited = WaitForList(session, client, options.wait, answered, kLeastWait);
+  if (!answered()) {
     throw CommandError(kNothingFound, options.address + ": " + ResultText(added.outcome) +
-                                          ", but no answer within " + SecondsText(waiting.Elapsed()));
+                                          ", but no answer within " + SecondsText(waited.seconds));
   }
   if (options.format == Format::Json) {
     Write(JsonText(*controller, 2) + "\n");
   } else {
     Write(options.address + ": " + ResultText(added.outcome) + ", answered after " +
-          SecondsText(waiting.Elapsed()) + "\n" + DetailText(*controller, session.colours));
+          SecondsText(waited.seconds) + "\n" + DetailText(*controller, session.colours));
   }
   return kFound;
 }
@@ -55,7 +55,9 @@ void AddAddCommand(CLI::App& app, Session& session) {
       app, session, "add", "Ask a controller that broadcasts do not reach, by its address",
       [](CLI::App& command, AddOptions& options) {
         command.add_option("address", options.address, "IPv4 address")->required()->check(CLI::ValidIPV4);
-        BindSearchOptions(command, options, "Time for its answer");
+        BindSearchOptions(
+            command, options,
+            "Time for its answer (default: 5 seconds or more, until everything has been asked once)");
       },
       [&session](const AddOptions& options) { return Add(session, options); });
 }

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "client/Selection.h"
@@ -36,15 +37,12 @@ inline CLI::Validator Seconds() {
 
 /// Options common to all commands that search for controllers.
 struct SearchOptions {
-  double wait = 2;  ///< Seconds.
+  std::optional<double> wait;  ///< Seconds; none: until everything has been asked once.
   Format format = Format::Table;
   SelectionOptions selection;
 };
 inline void BindSearchOptions(CLI::App& command, SearchOptions& options, const std::string& waitMeaning) {
-  command.add_option("--wait", options.wait, waitMeaning)
-      ->type_name("SECONDS")
-      ->check(Seconds())
-      ->capture_default_str();
+  command.add_option("--wait", options.wait, waitMeaning)->type_name("SECONDS")->check(Seconds());
   command.add_flag_callback(
       "--json", [&options] { options.format = Format::Json; }, "Print JSON");
 }

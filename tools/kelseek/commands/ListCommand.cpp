@@ -24,10 +24,9 @@ int List(Session& session, const SearchOptions& options) {
   Chooser chooser(options.selection);
   const client::Client client = Connect(session);
   chooser.Start(client);
-  TimeSpan listening(session, options.wait);
-  listening.WaitForEnd();
+  const Waited waited = WaitForList(session, client, options.wait);
   const std::vector<client::Controller> all = client.controllers();
-  const Listing listing{chooser.Choose(all), listening.Elapsed()};
+  const Listing listing{chooser.Choose(all), waited};
   const bool written = Print(listing, options.format, session.colours);
   const bool found = !listing.controllers.empty();
   if (written && !found && options.format == Format::Table)
@@ -41,7 +40,8 @@ void AddListCommand(CLI::App& app, Session& session) {
   AddCommand<SearchOptions>(
       app, session, "list", "List the controllers",
       [](CLI::App& command, SearchOptions& options) {
-        BindSearchOptions(command, options, "Time to listen before listing");
+        BindSearchOptions(command, options,
+                          "Time to listen before listing (default: until everything has been asked once)");
         BindFormat(command, options);
         BindSelection(command, options.selection);
         BindSort(command, options.selection);

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,9 @@
 
 namespace kellanseek::kelseek {
 namespace {
+
+/// Seconds for the answers, unless the user says otherwise.
+constexpr double kAnswerTime = 2;
 
 struct RefreshOptions : SearchOptions {
   std::vector<std::string> which;
@@ -58,10 +62,11 @@ int Refresh(Session& session, const RefreshOptions& options) {
   const bool json = options.format == Format::Json;
   std::size_t news = 0;
   client::ChangeStream changes = client.changes(kWaitingChanges);
-  TimeSpan(session, options.wait).Follow(changes, [](const client::Change&) {});
+  Waited waited = WaitForList(session, client, options.wait);
+  while (!session.stop.TryWait() && changes.next(std::chrono::milliseconds(0))) continue;
   const std::vector<client::Controller> controllers = SelectControllers(client, chooser, options.which);
   const std::size_t asked = Ask(client, controllers);
-  TimeSpan answering(session, options.wait);
+  TimeSpan answering(session, options.wait.value_or(kAnswerTime));
   answering.Follow(changes, [&](const client::Change& change) {
     if (change.type == client::ChangeType::Listed && !change.reason) return;  // the rest of the list, no news
     if (!chooser.Wants(change.controller)) return;
@@ -70,7 +75,8 @@ int Refresh(Session& session, const RefreshOptions& options) {
     ++news;
   });
   if (json) {
-    Write(ListingJson({StillKnown(client, controllers), answering.Elapsed()}));
+    waited.seconds = answering.Elapsed();
+    Write(ListingJson({StillKnown(client, controllers), waited}));
   } else {
     Write("Asked " + Count(asked, "controller") + "; " + (news == 0 ? "no changes" : Count(news, "change")) +
           " within " + SecondsText(answering.Elapsed()) + ".\n");
@@ -86,7 +92,9 @@ void AddRefreshCommand(CLI::App& app, Session& session) {
       [](CLI::App& command, RefreshOptions& options) {
         command.add_option("controller", options.which,
                            "Names, addresses or system identities (default: all controllers)");
-        BindSearchOptions(command, options, "Time to listen before asking, and again afterwards");
+        BindSearchOptions(command, options,
+                          "Time to listen before asking, and again afterwards (default: until everything has "
+                          "been asked once, then 2 seconds)");
         BindSelection(command, options.selection);
         BindSort(command, options.selection);
       },

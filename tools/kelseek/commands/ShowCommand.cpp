@@ -20,17 +20,16 @@ int Show(Session& session, const ShowOptions& options) {
   const client::Client client = Connect(session);
   chooser.Start(client);
   const auto wanted = [&chooser](const client::Controller& controller) { return chooser.Wants(controller); };
-  platform::Event changed(platform::Event::Kind::AutoReset);
-  const auto subscription = client.subscribe([&changed](const client::Event&) { changed.Set(); });
-  TimeSpan searching(session, options.wait);
   std::optional<client::Controller> found;
-  searching.WaitUntil(changed,
-                      [&] { return (found = LookUpController(client, options.which, wanted)).has_value(); });
+  const Waited waited = WaitForList(session, client, options.wait, [&] {
+    found = LookUpController(client, options.which, wanted);
+    return found.has_value();
+  });
   // Names are resolved only now: earlier, a second controller with the name might still have been unknown.
   if (!found) found = FindController(client, options.which, wanted);
   if (!found) {
     throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(options.which)) +
-                                          " within " + SecondsText(searching.Elapsed()));
+                                          " within " + waited.Text());
   }
   switch (options.format) {
     case Format::Table: Write(DetailText(*found, session.colours)); break;
@@ -47,7 +46,9 @@ void AddShowCommand(CLI::App& app, Session& session) {
       app, session, "show", "Show all properties of one controller",
       [](CLI::App& command, ShowOptions& options) {
         command.add_option("controller", options.which, "Its name, address or system identity")->required();
-        BindSearchOptions(command, options, "Time to search; a name is resolved at its end");
+        BindSearchOptions(command, options,
+                          "Time to search, at whose end a name is resolved (default: until everything has "
+                          "been asked once)");
         BindFormat(command, options);
         BindSelection(command, options.selection);
       },

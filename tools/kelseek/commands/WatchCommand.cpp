@@ -13,7 +13,7 @@ namespace {
 
 struct WatchOptions {
   bool json = false;
-  std::optional<double> seconds;
+  std::optional<double> wait;
   SelectionOptions selection;
 };
 
@@ -27,7 +27,7 @@ int Watch(Session& session, const WatchOptions& options) {
   if (!options.json) print(EventHeading(session.colours));
   client::ChangeStream changes = client.changes(kWaitingChanges);
   chooser.Start(client);
-  TimeSpan(session, options.seconds).Follow(changes, [&](const client::Change& change) {
+  TimeSpan(session, options.wait).Follow(changes, [&](const client::Change& change) {
     if (!chooser.Wants(change.controller)) return;
     anyFound = true;
     print(options.json ? JsonText(change) + "\n" : EventLine(change, session.colours));
@@ -42,9 +42,11 @@ void AddWatchCommand(CLI::App& app, Session& session) {
       app, session, "watch", "Report controllers as they come, change and go, until Ctrl-C",
       [](CLI::App& command, WatchOptions& options) {
         command.add_flag("--json", options.json, "One JSON object per line");
-        command.add_option("--seconds", options.seconds, "End after this time")
+        command.add_option("--wait", options.wait, "End after this time (default: with Ctrl-C)")
             ->type_name("SECONDS")
             ->check(Seconds());
+        // The former name, hidden from the help.
+        command.add_option("--seconds", options.wait)->check(Seconds())->group("");
         BindSelection(command, options.selection);
       },
       [&session](const WatchOptions& options) { return Watch(session, options); });

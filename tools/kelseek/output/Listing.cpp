@@ -20,7 +20,7 @@ using client::Controller;
 
 std::string ListingText(const Listing& listing, bool colours) {
   const std::vector<Controller>& controllers = listing.controllers;
-  const std::string listened = "; listened for " + SecondsText(listing.seconds) + ".\n";
+  const std::string listened = "; listened for " + listing.waited.Text() + ".\n";
   if (controllers.empty()) return "No controllers" + listened;
   Table table({"NAME", "ADDRESS", "SYSTEM ID", "KIND", "KNOWN BY", "STATUS", "VERSION"});
   for (const Controller& controller : controllers) {
@@ -40,7 +40,8 @@ std::string ListingText(const Listing& listing, bool colours) {
 std::string ListingJson(const Listing& listing) {
   nlohmann::ordered_json json = {{"v", kJsonVersion}};
   json["time"] = UtcText(std::chrono::system_clock::now());
-  json["listened"] = std::round(listing.seconds * 1000) / 1000;
+  json["listened"] = std::round(listing.waited.seconds * 1000) / 1000;
+  if (listing.waited.complete) json["complete"] = *listing.waited.complete;
   json["controllers"] = nlohmann::ordered_json::array();
   for (const Controller& controller : listing.controllers) json["controllers"].push_back(ToJson(controller));
   return JsonText(json, 2) + "\n";

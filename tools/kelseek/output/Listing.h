@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "client/Waiting.h"
+
 namespace kellanseek::kelseek {
 
 /// How results are printed.
@@ -13,7 +15,7 @@ enum class Format { Table, Json, Csv };
 /// A list of controllers.
 struct Listing {
   std::vector<client::Controller> controllers = {};
-  double seconds = 0;  ///< Spent collecting it.
+  Waited waited = {};  ///< The wait for it.
 };
 
 /// The list as a table for people, as JSON (see docs/json.md) and as CSV with a heading.
