@@ -124,6 +124,21 @@ TEST(Output, ListEndsWithCountAndTime) {
             ListingText({{}, {4.3, "until everything was asked once", true}}, false));
 }
 
+TEST(Output, ControllersThatNeverAnsweredAreBelowAndNotFound) {
+  Controller silent = Plain(13, "a configured one");
+  silent.availability = Availability::Unavailable;
+  const Listing listing{{Plain(11, "a")}, {1}, {silent}};
+  const auto lines = Lines(ListingText(listing, false));
+  EXPECT_THAT(lines[2], HasSubstr("  never-heard"));
+  EXPECT_EQ("1 controller, 1 never heard; listened for 1.0 s.", lines.back());
+  const auto json = nlohmann::json::parse(ListingJson(listing));
+  EXPECT_EQ(1U, json["controllers"].size());
+  EXPECT_EQ("never-heard", json["neverHeard"][0]["availability"]);
+  EXPECT_THAT(Lines(ListingCsv(listing))[2], HasSubstr(",never-heard,"));
+  EXPECT_THAT(ListingText({{}, {1}, {silent}}, false),
+              EndsWith("\nNo controllers, 1 never heard; listened for 1.0 s.\n"));
+}
+
 TEST(Output, UpdateListsTheChanges) {
   Change event = EventOf(Reason::Updated, Plain(11, "after"));
   event.before = Plain(11, "be\x1b");
@@ -228,7 +243,7 @@ TEST(Selection, FiltersByEveryKey) {
       {{"name"}, "--filter takes KEY=PATTERN, such as name=press*, not \"name\""},
       {{"name="}, "--filter takes KEY=PATTERN, such as name=press*, not \"name=\""},
       {{"kind=robot\x1b"}, "--filter kind takes RC, VC or RemoteVC, not \"robot\\u001b\""},
-      {{"status=off"}, "--filter status takes available, unavailable or removed, not \"off\""},
+      {{"status=off"}, "--filter status takes available, unavailable, removed or never-heard, not \"off\""},
       {{"network=10.1"}, "--filter network: \"10.1\" is not a network like 10.1.0.0/16"},
       {{"interface=eth7"},
        "this host has no interface \"eth7\"; there are eth0 (10.1.0.1), eth1 (10.2.0.99), eth1 "
@@ -236,6 +251,10 @@ TEST(Selection, FiltersByEveryKey) {
   };
   for (const auto& one : cases) EXPECT_EQ(one.expected, Chosen({one.filters, "", "", {}}));
   EXPECT_EQ("14", Chosen({{"status=unavailable"}, "eth1", "", {}}));
+  const Controller silent = Plant()[3];
+  EXPECT_TRUE(Selection({{"status=never-heard", "name=saw"}, "", "", {}}).Matches(silent, true));
+  EXPECT_FALSE(Selection({{"status=never-heard"}, "", "", {}}).Matches(silent));
+  EXPECT_FALSE(Selection({{"status=unavailable"}, "", "", {}}).Matches(silent, true));
 }
 
 TEST(Selection, SortsByEveryColumn) {
@@ -284,8 +303,8 @@ TEST(Csv, HasAColumnForEveryMember) {
   const std::vector<std::string> names = ColumnNames();
   EXPECT_EQ(json.size() - 1, names.size()) << "all but the version";
   for (const std::string& name : names) EXPECT_TRUE(json.contains(name)) << name;
-  EXPECT_EQ(names.size(), Cells(controller).size());
-  EXPECT_EQ(controller.name, Cells(controller)[0]);
+  EXPECT_EQ(names.size(), Cells(controller, "available").size());
+  EXPECT_EQ(controller.name, Cells(controller, "available")[0]);
   EXPECT_EQ(2U, Lines(ListingCsv({{controller}, {1}})).size());
 }
 

@@ -1,5 +1,8 @@
 #include "client/Chooser.h"
 
+#include <cstdint>
+#include <set>
+#include <string>
 #include <utility>
 
 #include "client/Component.h"
@@ -43,6 +46,22 @@ std::vector<client::Controller> Chooser::Choose(std::vector<client::Controller> 
   std::erase_if(controllers, [this](const client::Controller& each) { return !selection_.Matches(each); });
   selection_.Sort(controllers);
   return controllers;
+}
+
+std::vector<client::Controller> Chooser::NeverHeard() {
+  const nlohmann::json report = ReportOf(*client_);
+  std::set<std::string> addresses;
+  for (const nlohmann::json& each : ListOf(MemberOf(report, "table"), "neverHeard"))
+    if (each.is_string()) addresses.insert(each.get<std::string>());
+  std::vector<client::Controller> silent;
+  for (const nlohmann::json& entry : ListOf(report, "controllers")) {
+    // Without requests by address, configured controllers are listed as the file describes them.
+    if (MemberOf(entry, "listed") == true || addresses.count(TextOf(entry, "address")) == 0) continue;
+    auto controller = client_->read(static_cast<std::uint32_t>(NumberOf(entry, "id")));
+    if (controller && selection_.Matches(*controller, true)) silent.push_back(*std::move(controller));
+  }
+  selection_.Sort(silent);
+  return silent;
 }
 
 }  // namespace kellanseek::kelseek

@@ -23,6 +23,9 @@ class Chooser {
   bool Wants(const client::Controller& controller);
   /// The wanted ones of these, in the wanted order.
   std::vector<client::Controller> Choose(std::vector<client::Controller> controllers);
+  /// The wanted ones of the controllers that are configured or added and have never answered. None if the
+  /// component is too old to tell.
+  std::vector<client::Controller> NeverHeard();
   /// Whether it leaves anything out.
   bool Narrows() const { return selection_.Narrows(); }
 

@@ -37,13 +37,16 @@ std::string Folded(std::string_view text) {
 }
 
 /// The value with this name, without regard to the case of A to Z.
+/// The value with this name, without regard to the case of A to Z. `more` is a name that the caller takes.
 template <typename Value>
-Value ValueOf(const std::string& key, const std::string& text, std::initializer_list<Value> values) {
+Value ValueOf(const std::string& key, const std::string& text, std::initializer_list<Value> values,
+              const char* more = nullptr) {
   std::vector<std::string> names;
   for (const Value value : values) {
     if (Folded(to_string(value)) == Folded(text)) return value;
     names.push_back(to_string(value));
   }
+  if (more != nullptr) names.emplace_back(more);
   Refuse("--filter " + key + " takes " + Choices(names) + ", not " + Quoted(text));
 }
 
@@ -75,7 +78,8 @@ constexpr Key kKeys[] = {
      [](client::Filter& filter, const std::string& text) {
        filter.availability = ValueOf("status", text,
                                      {client::Availability::Available, client::Availability::Unavailable,
-                                      client::Availability::Removed});
+                                      client::Availability::Removed},
+                                     kNeverHeard);
      }},
 };
 
@@ -158,6 +162,10 @@ void Selection::AddCondition(const std::string& text) {
     heardOn_.push_back({pattern, {}});
     return;
   }
+  if (key == "status") {
+    neverHeard_ = neverHeard_.value_or(false) || pattern == kNeverHeard;
+    if (pattern == kNeverHeard) return;
+  }
   for (const Key& each : kKeys) {
     if (key != each.name) continue;
     each.set(conditions_.emplace_back(), pattern);
@@ -201,7 +209,8 @@ void Selection::Learn(const Json& report) {
     heard_[static_cast<std::uint32_t>(NumberOf(entry, "id"))] = TextOf(entry, "interface");
 }
 
-bool Selection::Matches(const Controller& controller) const {
+bool Selection::Matches(const Controller& controller, bool neverHeard) const {
+  if (neverHeard_ && *neverHeard_ != neverHeard) return false;
   const auto heard = heard_.find(controller.id);
   const auto wasHeardThere = [&](const HeardOn& each) {
     return heard != heard_.end() && each.addresses.count(heard->second) != 0;

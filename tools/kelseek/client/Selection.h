@@ -13,6 +13,9 @@
 
 namespace kellanseek::kelseek {
 
+/// The status of a controller that is configured or added, and has never answered.
+inline constexpr const char* kNeverHeard = "never-heard";
+
 /// Options that say which controllers are wanted, and in which order. Texts are UTF-8, as typed.
 struct SelectionOptions {
   std::vector<std::string> filters;  ///< "KEY=PATTERN"; all must hold.
@@ -29,7 +32,7 @@ class Selection {
   explicit Selection(const SelectionOptions& options);
 
   /// Whether there is any condition.
-  bool Narrows() const { return !conditions_.empty() || !heardOn_.empty(); }
+  bool Narrows() const { return !conditions_.empty() || neverHeard_ || !heardOn_.empty(); }
   /// Whether it depends on the interface on which a controller was heard, and so on reports.
   bool NeedsReport() const { return !heardOn_.empty(); }
 
@@ -39,7 +42,8 @@ class Selection {
   /// Whether a report that it has learnt from had this controller.
   bool Knows(std::uint32_t id) const { return heard_.count(id) != 0; }
 
-  bool Matches(const client::Controller& controller) const;
+  /// `neverHeard`: it is configured or added, and has never answered.
+  bool Matches(const client::Controller& controller, bool neverHeard = false) const;
 
   /// Controllers that are equal in the column are in the order of their addresses.
   void Sort(std::vector<client::Controller>& controllers) const;
@@ -55,6 +59,7 @@ class Selection {
   void SetOrder(const std::string& column);
 
   std::vector<client::Filter> conditions_;
+  std::optional<bool> neverHeard_;  ///< What --filter status says of it.
   std::vector<HeardOn> heardOn_;
   std::map<std::uint32_t, std::string> heard_;  ///< The local address of each controller's interface, by id.
   Compare compare_ = nullptr;

@@ -34,8 +34,6 @@ TimeSpan::TimeSpan(Session& session, std::optional<double> seconds)
       end_(begin_ + std::chrono::duration_cast<Clock::duration>(
                         std::chrono::duration<double>(seconds.value_or(kForever)))) {}
 
-void TimeSpan::WaitForEnd() { platform::WaitForAny({&session_.stop}, Left()); }
-
 bool TimeSpan::Pause(std::chrono::milliseconds moment) {
   const auto left = Left();
   return left.count() > 0 && !platform::WaitForAny({&session_.stop}, std::min(left, moment)).Signalled(0);

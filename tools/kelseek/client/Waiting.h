@@ -21,18 +21,6 @@ class TimeSpan {
   /// Without `seconds` the span ends only when the user stops the program.
   TimeSpan(Session& session, std::optional<double> seconds);
 
-  /// Waits until the span ends.
-  void WaitForEnd();
-  /// Waits until `done()` returns true, testing it at once and whenever `changed` is set. Returns false if
-  /// the span ended first.
-  template <typename Done>
-  bool WaitUntil(platform::Event& changed, Done done) {
-    while (!done()) {
-      if (!platform::WaitForAny({&session_.stop, &changed}, Left()).Signalled(1)) return done();
-    }
-    return true;
-  }
-
   /// Calls `handle` for every change of a stream, until the span ends. Marks are not handed on.
   template <typename Handle>
   void Follow(client::ChangeStream& changes, Handle handle) {

@@ -26,7 +26,7 @@ int List(Session& session, const SearchOptions& options) {
   chooser.Start(client);
   const Waited waited = WaitForList(session, client, options.wait);
   const std::vector<client::Controller> all = client.controllers();
-  const Listing listing{chooser.Choose(all), waited};
+  const Listing listing{chooser.Choose(all), waited, chooser.NeverHeard()};
   const bool written = Print(listing, options.format, session.colours);
   const bool found = !listing.controllers.empty();
   if (written && !found && options.format == Format::Table)

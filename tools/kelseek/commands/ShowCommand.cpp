@@ -15,6 +15,17 @@ struct ShowOptions : SearchOptions {
   std::string which;
 };
 
+/// Up to the time.
+std::string WhyNotFound(const std::string& which, Chooser& chooser) {
+  const std::string name = Printable(std::string_view(which));
+  for (const client::Controller& each : chooser.NeverHeard()) {
+    if (which != each.address && which != each.identity && which != each.name) continue;
+    const char* const how = each.origin == client::Origin::Static ? "configured" : "added";
+    return name + " is " + how + ", but has never answered; listened for ";
+  }
+  return "no controller " + name + " within ";
+}
+
 int Show(Session& session, const ShowOptions& options) {
   Chooser chooser(options.selection);
   const client::Client client = Connect(session);
@@ -27,10 +38,7 @@ int Show(Session& session, const ShowOptions& options) {
   });
   // Names are resolved only now: earlier, a second controller with the name might still have been unknown.
   if (!found) found = FindController(client, options.which, wanted);
-  if (!found) {
-    throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(options.which)) +
-                                          " within " + waited.Text());
-  }
+  if (!found) throw CommandError(kNothingFound, WhyNotFound(options.which, chooser) + waited.Text());
   switch (options.format) {
     case Format::Table: Write(DetailText(*found, session.colours)); break;
     case Format::Json: Write(JsonText(*found, 2) + "\n"); break;

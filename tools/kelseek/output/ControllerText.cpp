@@ -94,13 +94,13 @@ std::vector<std::string> ColumnNames() {
           "controllerID", "kelAPIRevision", "port",     "process"};
 }
 
-std::vector<std::string> Cells(const Controller& controller) {
+std::vector<std::string> Cells(const Controller& controller, const std::string& availability) {
   return {controller.name,
           controller.address,
           controller.identity,
           to_string(controller.kind),
           to_string(controller.origin),
-          to_string(controller.availability),
+          availability,
           VersionText(controller),
           to_string(controller.level),
           controller.mac,

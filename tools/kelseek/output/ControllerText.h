@@ -31,7 +31,7 @@ nlohmann::ordered_json ToJson(const client::Controller& controller);
 /// The names of the columns of a table for programs, which are those of the JSON members, and a controller's
 /// cells. Not safe to print. An unknown value is empty.
 std::vector<std::string> ColumnNames();
-std::vector<std::string> Cells(const client::Controller& controller);
+std::vector<std::string> Cells(const client::Controller& controller, const std::string& availability);
 
 /// The version of the JSON documents and lines; see docs/json.md.
 inline constexpr int kJsonVersion = 1;

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "client/Selection.h"
 #include "client/Text.h"
 #include "client/Waiting.h"
 #include "output/ControllerText.h"
@@ -18,23 +19,41 @@ namespace kellanseek::kelseek {
 using client::Availability;
 using client::Controller;
 
-std::string ListingText(const Listing& listing, bool colours) {
-  const std::vector<Controller>& controllers = listing.controllers;
-  const std::string listened = "; listened for " + listing.waited.Text() + ".\n";
-  if (controllers.empty()) return "No controllers" + listened;
-  Table table({"NAME", "ADDRESS", "SYSTEM ID", "KIND", "KNOWN BY", "STATUS", "VERSION"});
-  for (const Controller& controller : controllers) {
-    const bool available = controller.availability == Availability::Available;
-    table.Add({Printable(std::string_view(controller.name)), Printable(std::string_view(controller.address)),
-               Printable(std::string_view(controller.identity)), to_string(controller.kind),
-               to_string(controller.origin), to_string(controller.availability), VersionText(controller)},
-              available ? Colour::Plain : Colour::Red);
-  }
-  const auto silent = std::count_if(controllers.begin(), controllers.end(), [](const Controller& controller) {
+namespace {
+
+/// The cells of a table for people.
+std::vector<std::string> Row(const Controller& controller, const std::string& status) {
+  return {Printable(std::string_view(controller.name)),
+          Printable(std::string_view(controller.address)),
+          Printable(std::string_view(controller.identity)),
+          to_string(controller.kind),
+          to_string(controller.origin),
+          status,
+          VersionText(controller)};
+}
+
+/// "2 controllers, 1 unavailable, 1 never heard; listened for 2.0 s."
+std::string Closing(const Listing& listing) {
+  const std::vector<Controller>& found = listing.controllers;
+  const auto silent = std::count_if(found.begin(), found.end(), [](const Controller& controller) {
     return controller.availability != Availability::Available;
   });
-  const std::string unavailable = silent == 0 ? "" : ", " + std::to_string(silent) + " unavailable";
-  return table.Text(colours) + "\n" + Count(controllers.size(), "controller") + unavailable + listened;
+  std::string text = found.empty() ? "No controllers" : Count(found.size(), "controller");
+  if (silent != 0) text += ", " + std::to_string(silent) + " unavailable";
+  if (!listing.neverHeard.empty()) text += ", " + std::to_string(listing.neverHeard.size()) + " never heard";
+  return text + "; listened for " + listing.waited.Text() + ".\n";
+}
+
+}  // namespace
+
+std::string ListingText(const Listing& listing, bool colours) {
+  if (listing.controllers.empty() && listing.neverHeard.empty()) return Closing(listing);
+  Table table({"NAME", "ADDRESS", "SYSTEM ID", "KIND", "KNOWN BY", "STATUS", "VERSION"});
+  for (const Controller& each : listing.controllers)
+    table.Add(Row(each, to_string(each.availability)),
+              each.availability == Availability::Available ? Colour::Plain : Colour::Red);
+  for (const Controller& each : listing.neverHeard) table.Add(Row(each, kNeverHeard), Colour::Yellow);
+  return table.Text(colours) + "\n" + Closing(listing);
 }
 
 std::string ListingJson(const Listing& listing) {
@@ -44,12 +63,19 @@ std::string ListingJson(const Listing& listing) {
   if (listing.waited.complete) json["complete"] = *listing.waited.complete;
   json["controllers"] = nlohmann::ordered_json::array();
   for (const Controller& controller : listing.controllers) json["controllers"].push_back(ToJson(controller));
+  json["neverHeard"] = nlohmann::ordered_json::array();
+  for (const Controller& controller : listing.neverHeard) {
+    json["neverHeard"].push_back(ToJson(controller));
+    json["neverHeard"].back()["availability"] = kNeverHeard;
+  }
   return JsonText(json, 2) + "\n";
 }
 
 std::string ListingCsv(const Listing& listing) {
   std::string text = CsvLine(ColumnNames());
-  for (const Controller& controller : listing.controllers) text += CsvLine(Cells(controller));
+  for (const Controller& controller : listing.controllers)
+    text += CsvLine(Cells(controller, to_string(controller.availability)));
+  for (const Controller& controller : listing.neverHeard) text += CsvLine(Cells(controller, kNeverHeard));
   return text;
 }
 

@@ -16,6 +16,8 @@ enum class Format { Table, Json, Csv };
 struct Listing {
   std::vector<client::Controller> controllers = {};
   Waited waited = {};  ///< The wait for it.
+  /// Configured or added, and silent so far: shown below the others, and not among those that were found.
+  std::vector<client::Controller> neverHeard = {};
 };
 
 /// The list as a table for people, as JSON (see docs/json.md) and as CSV with a heading.
