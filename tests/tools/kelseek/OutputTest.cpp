@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -10,11 +12,13 @@
 
 #include "client/Selection.h"
 #include "client/Session.h"
+#include "client/StaticFile.h"
 #include "client/Text.h"
 #include "output/ControllerText.h"
 #include "output/Csv.h"
 #include "output/EventText.h"
 #include "output/Listing.h"
+#include "support/ScratchDirectory.h"
 
 namespace kellanseek::kelseek {
 namespace {
@@ -306,6 +310,58 @@ TEST(Csv, HasAColumnForEveryMember) {
   EXPECT_EQ(names.size(), Cells(controller, "available").size());
   EXPECT_EQ(controller.name, Cells(controller, "available")[0]);
   EXPECT_EQ(2U, Lines(ListingCsv({{controller}, {1}})).size());
+}
+
+TEST(StaticFile, KeepsEverythingElse) {
+  const std::string head = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
+  const struct {
+    std::string before;
+    std::string expected;  ///< "@" is the entry; nothing: refused.
+  } cases[] = {
+      {head + "\n<ControllerIdentities>\n</ControllerIdentities>\n<!-- </ControllerIdentities> -->\n",
+       head + "\n<ControllerIdentities>\n@</ControllerIdentities>\n<!-- </ControllerIdentities> -->\n"},
+      {head + "<ControllerIdentities><!-- kept --></ControllerIdentities >",
+       head + "<ControllerIdentities><!-- kept -->\n@</ControllerIdentities >"},
+      {head + "\n<ControllerIdentities>\n\t</ControllerIdentities>",
+       head + "\n<ControllerIdentities>\n@\t</ControllerIdentities>"},
+      {head + "<ControllerIdentities a='>'/><!---->",
+       head + "<ControllerIdentities a='>'>\n@</ControllerIdentities><!---->"},
+      {head + "<!-- <ControllerIdentities/> --><Other></Other>", ""},
+      {head + "<ControllerIdentitiesX/>", ""},
+      {head + "<!-- </ControllerIdentities>", ""},
+  };
+  Controller controller = Plain(11, "<S\u00fcd & \u30bb>");
+  controller.release_path = "\x1b[31m";
+  const std::string entry =
+      "  <ControllerIdentity>\n    <ControllerName>&#x3C;S\xfc"
+      "d &#x26; &#x30BB;&#x3E;</ControllerName>\n"
+      "    <ControllerLocAddr>10.1.0.11</ControllerLocAddr>\n    <SystemIdentity>{5A}</SystemIdentity>\n"
+      "    <ControllerLevel>SystemLevel</ControllerLevel>\n  </ControllerIdentity>\n";
+  for (const auto& one : cases) {
+    std::string expected = one.expected;
+    if (const std::size_t at = expected.find('@'); at != std::string::npos) expected.replace(at, 1, entry);
+    EXPECT_EQ(expected, WithController(one.before, controller).value_or("")) << one.before;
+  }
+}
+
+TEST(StaticFile, HoldsEachAddressOnce) {
+  const test::ScratchDirectory scratch;
+  const std::wstring directory = scratch.Wide() + L"/new";
+  Controller first = Plain(11, "S\u00fcd");
+  first.version = client::Version{6, 10, 2};
+  Controller second = Plain(12, "\u30bb");
+  second.address = "10.1.0.12";
+  EXPECT_FALSE(SaveController(directory, first).wasThere);
+  EXPECT_FALSE(SaveController(directory, second).wasThere);
+  const Saved saved = SaveController(directory, first);
+  EXPECT_TRUE(saved.wasThere);
+  EXPECT_THAT(scratch.Read("new/controllerid.xml"), HasSubstr("<ControllerName>S\xfc"
+                                                              "d</ControllerName>"));
+  // A file that the component refuses stays as it is.
+  scratch.Write("new/controllerid.xml", "<ControllerIdentities/>");
+  EXPECT_THROW(SaveController(directory, first), CommandError);
+  EXPECT_EQ("<ControllerIdentities/>", scratch.Read("new/controllerid.xml"));
+  EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(scratch.File("new")), {}));
 }
 
 TEST(Text, EscapesEverythingThatControlsATerminal) {

@@ -101,7 +101,8 @@ void UseConfiguration(const Session& session) {
 }
 
 client::Client Connect(const Session& session) {
-  if (!session.config.empty() && KindOfPath(FromUtf8(session.config)) != PathKind::Directory)
+  if (!session.config.empty() && !session.createsConfig &&
+      KindOfPath(FromUtf8(session.config)) != PathKind::Directory)
     throw CommandError(kWrongUse,
                        "--config: there is no directory " + Printable(std::string_view(session.config)));
   const std::wstring module = ModulePath(session);

@@ -27,9 +27,10 @@ class CommandError : public std::runtime_error {
 
 /// State shared by the program and its command. Outlives every command.
 struct Session {
-  std::string module;    ///< Value of --module in UTF-8; empty if not given.
-  std::string config;    ///< Value of --config in UTF-8; empty if not given.
-  bool colours = false;  ///< Use colours, because output goes to a terminal.
+  std::string module;          ///< Value of --module in UTF-8; empty if not given.
+  std::string config;          ///< Value of --config in UTF-8; empty if not given.
+  bool createsConfig = false;  ///< The directory of --config need not exist yet.
+  bool colours = false;        ///< Use colours, because output goes to a terminal.
   platform::Event stop{
       platform::Event::Kind::ManualReset};  ///< The user wants an end; every wait includes it.
   std::function<int()> run;                 ///< The chosen command. Returns the exit code.

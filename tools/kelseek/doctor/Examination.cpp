@@ -163,6 +163,11 @@ void LookAtConfiguration(Facts& facts) {
 
 }  // namespace
 
+AddressFacts AskAddress(platform::Ipv4 address, const Json& report) {
+  const SocketLibrary library;
+  return Question(address, PortOf(report, "NonLocalPort"));
+}
+
 Facts Examine(Session& session, const Questions& questions) {
   const SocketLibrary library;
   Facts facts;

@@ -17,4 +17,8 @@ struct Questions {
 /// six seconds with the default settings. Throws if the component cannot be created.
 Facts Examine(Session& session, const Questions& questions);
 
+/// Asks one address, and looks at the way to it. Takes a second and a half if nothing answers. `report` tells
+/// the port.
+AddressFacts AskAddress(platform::Ipv4 address, const nlohmann::json& report);
+
 }  // namespace kellanseek::kelseek
