@@ -16,4 +16,7 @@ void KeepLineEnds();
 /// Whether standard output is a terminal that understands escape sequences. Switches them on where necessary.
 bool OutputTakesColours();
 
+/// Whether standard error is a terminal, so that somebody sees a line that is overwritten.
+bool ErrorsAreSeen();
+
 }  // namespace kellanseek::platform

@@ -23,4 +23,6 @@ bool OutputTakesColours() {
   return isatty(STDOUT_FILENO) == 1 && EnvironmentVariable("TERM").value_or("dumb") != "dumb";
 }
 
+bool ErrorsAreSeen() { return isatty(STDERR_FILENO) == 1; }
+
 }  // namespace kellanseek::platform

@@ -31,4 +31,9 @@ bool OutputTakesColours() {
          SetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), mode | kEscapeSequences) != FALSE;
 }
 
+bool ErrorsAreSeen() {
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != FALSE;
+}
+
 }  // namespace kellanseek::platform

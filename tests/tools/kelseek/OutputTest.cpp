@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -10,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "client/ScanSchedule.h"
 #include "client/Selection.h"
 #include "client/Session.h"
 #include "client/StaticFile.h"
@@ -18,7 +20,7 @@
 #include "output/Csv.h"
 #include "output/EventText.h"
 #include "output/Listing.h"
-#include "support/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace kellanseek::kelseek {
 namespace {
@@ -362,6 +364,64 @@ TEST(StaticFile, HoldsEachAddressOnce) {
   EXPECT_THROW(SaveController(directory, first), CommandError);
   EXPECT_EQ("<ControllerIdentities/>", scratch.Read("new/controllerid.xml"));
   EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(scratch.File("new")), {}));
+}
+
+/// The first address, the last and their number, or the error.
+std::string Range(const std::string& network, bool large = false) try {
+  const ScanRange range = ReadScanRange(network, large);
+  ScanSchedule schedule(range, 1);
+  const std::string first = platform::FormatIpv4(schedule.Next());
+  return first + " " + platform::FormatIpv4(platform::NetworkOrder(range.last)) + " " +
+         std::to_string(range.Size());
+} catch (const CommandError& error) {
+  return error.what();
+}
+
+TEST(Scan, KnowsTheHostsOfANetwork) {
+  const struct {
+    std::string network;
+    std::string expected;
+  } cases[] = {
+      {"10.1.0.0/24", "10.1.0.1 10.1.0.254 254"},
+      {"10.1.0.77/28", "10.1.0.65 10.1.0.78 14"},
+      {"10.1.0.4/30", "10.1.0.5 10.1.0.6 2"},
+      {"10.1.0.4/31", "10.1.0.4 10.1.0.5 2"},
+      {"10.1.0.4/32", "10.1.0.4 10.1.0.4 1"},
+      {"10.1.0.4", "10.1.0.4 10.1.0.4 1"},
+      {"172.16.0.0/16", "172.16.0.1 172.16.255.254 65534"},
+      {"172.16.0.0/15",
+       "\"172.16.0.0/15\" has 131072 addresses, more than a /16; ask for parts of it, or say --yes"},
+      {"10.0.0.0/7", "\"10.0.0.0/7\" is too large; /8 is the most that is possible"},
+      {"224.0.0.0/24", "\"224.0.0.0/24\" has no addresses of single hosts"},
+      {"0.0.0.0/8",
+       "\"0.0.0.0/8\" has 16777216 addresses, more than a /16; ask for parts of it, or say --yes"},
+  };
+  for (const auto& one : cases) EXPECT_EQ(one.expected, Range(one.network));
+  EXPECT_EQ("10.0.0.1 10.255.255.254 16777214", Range("10.0.0.0/8", true));
+  for (const char* const text :
+       {"", "10.1.0", "10.1.0.0/", "10.1.0.0/33", "10.1.0.256", "10.1.0.0/24x", "a.b.c.d"})
+    EXPECT_THAT(Range(text), EndsWith(" is not a network like 10.1.0.0/24")) << text;
+}
+
+TEST(Scan, AsksAtASteadyRateAndMakesUpForALittleOnly) {
+  using std::chrono::milliseconds;
+  ScanSchedule schedule(ReadScanRange("10.1.0.0/24", false), 200);
+  const auto ask = [&schedule](milliseconds now) {
+    int asked = 0;
+    for (; !schedule.Done() && schedule.UntilNext(now).count() == 0; ++asked) schedule.Advance(now);
+    return asked;
+  };
+  EXPECT_EQ(1, ask(milliseconds(0)));
+  EXPECT_EQ(milliseconds(5), schedule.UntilNext(milliseconds(0)));
+  EXPECT_EQ(0, ask(milliseconds(4)));
+  EXPECT_EQ(1, ask(milliseconds(5)));
+  EXPECT_EQ(4, ask(milliseconds(25)));
+  EXPECT_EQ(21, ask(milliseconds(5000))) << "the one that is due, and those of a tenth of a second";
+  EXPECT_EQ(1, ask(milliseconds(5005)));
+  int rest = 0;
+  for (milliseconds now(5010); !schedule.Done(); now += milliseconds(50)) rest += ask(now);
+  EXPECT_EQ(254 - 28, rest);
+  EXPECT_EQ(254U, schedule.Asked());
 }
 
 TEST(Text, EscapesEverythingThatControlsATerminal) {

@@ -33,7 +33,8 @@ class CommandLine(unittest.TestCase):
                           ["watch", "--add", "10.1"], ["list", "watch"], ["--module"], ["list", "--filter", "colour=red"],
                           ["watch", "--filter", "name"], ["show", "cell", "--filter", "kind=robot"], ["list", "--sort", "-size"],
                           ["refresh", "--interface", "nowhere9"], ["list", "--config", "missing"],
-                          ["list", "--format", "xml"], ["list", "--json", "--format", "csv"]):
+                          ["list", "--format", "xml"], ["list", "--json", "--format", "csv"], ["scan"], ["scan", "10.1"],
+                          ["scan", "10.0.0.0/12"], ["scan", "10.1.0.0/24", "--rate", "0"]):
             with self.subTest(arguments):
                 result = self.run_kelseek(*arguments)
                 self.assertEqual((WRONG_USE, ""), (result.returncode, result.stdout))

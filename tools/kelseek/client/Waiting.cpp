@@ -84,8 +84,8 @@ std::string SecondsText(double seconds) {
   return text.data();
 }
 
-std::string Count(std::size_t number, const std::string& what) {
-  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
+std::string Count(std::size_t number, const std::string& what, const std::string& many) {
+  return std::to_string(number) + " " + (number == 1 ? what : many.empty() ? what + "s" : many);
 }
 
 }  // namespace kellanseek::kelseek

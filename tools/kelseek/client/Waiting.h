@@ -71,7 +71,7 @@ Waited WaitForList(Session& session, const client::Client& client, std::optional
 /// "2.0 s".
 std::string SecondsText(double seconds);
 
-/// "1 controller", "2 controllers".
-std::string Count(std::size_t number, const std::string& what);
+/// "1 controller", "2 controllers"; `many` is the plural if it is irregular.
+std::string Count(std::size_t number, const std::string& what, const std::string& many = {});
 
 }  // namespace kellanseek::kelseek

@@ -37,6 +37,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Session& session) {
   AddShowCommand(app, session);
   AddAddCommand(app, session);
   AddRefreshCommand(app, session);
+  AddScanCommand(app, session);
   AddVcCommands(app, session);
   AddConfigCommands(app, session);
   AddRegisterCommands(app, session);

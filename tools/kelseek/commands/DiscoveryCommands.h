@@ -16,6 +16,8 @@ void AddWatchCommand(CLI::App& app, Session& session);
 void AddShowCommand(CLI::App& app, Session& session);
 /// add: a controller that broadcasts do not reach.
 void AddAddCommand(CLI::App& app, Session& session);
+/// scan: every address of a network, without a component.
+void AddScanCommand(CLI::App& app, Session& session);
 /// refresh: requests answers from known controllers.
 void AddRefreshCommand(CLI::App& app, Session& session);
 

@@ -76,7 +76,7 @@ int Refresh(Session& session, const RefreshOptions& options) {
   });
   if (json) {
     waited.seconds = answering.Elapsed();
-    Write(ListingJson({StillKnown(client, controllers), waited}));
+    Write(ListingJson({StillKnown(client, controllers), waited, {}, asked}));
   } else {
     Write("Asked " + Count(asked, "controller") + "; " + (news == 0 ? "no changes" : Count(news, "change")) +
           " within " + SecondsText(answering.Elapsed()) + ".\n");

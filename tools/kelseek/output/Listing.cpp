@@ -41,6 +41,9 @@ std::string Closing(const Listing& listing) {
   std::string text = found.empty() ? "No controllers" : Count(found.size(), "controller");
   if (silent != 0) text += ", " + std::to_string(silent) + " unavailable";
   if (!listing.neverHeard.empty()) text += ", " + std::to_string(listing.neverHeard.size()) + " never heard";
+  if (listing.asked)
+    return text + "; asked " + Count(*listing.asked, "address", "addresses") + " within " +
+           listing.waited.Text() + ".\n";
   return text + "; listened for " + listing.waited.Text() + ".\n";
 }
 
@@ -61,8 +64,10 @@ std::string ListingJson(const Listing& listing) {
   json["time"] = UtcText(std::chrono::system_clock::now());
   json["listened"] = std::round(listing.waited.seconds * 1000) / 1000;
   if (listing.waited.complete) json["complete"] = *listing.waited.complete;
+  if (listing.asked) json["asked"] = *listing.asked;
   json["controllers"] = nlohmann::ordered_json::array();
   for (const Controller& controller : listing.controllers) json["controllers"].push_back(ToJson(controller));
+  if (listing.asked) return JsonText(json, 2) + "\n";
   json["neverHeard"] = nlohmann::ordered_json::array();
   for (const Controller& controller : listing.neverHeard) {
     json["neverHeard"].push_back(ToJson(controller));

@@ -2,6 +2,8 @@
 
 #include <kellanseek/client.hpp>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +20,7 @@ struct Listing {
   Waited waited = {};  ///< The wait for it.
   /// Configured or added, and silent so far: shown below the others, and not among those that were found.
   std::vector<client::Controller> neverHeard = {};
+  std::optional<std::uint64_t> asked = {};  ///< The addresses that a scan has asked.
 };
 
 /// The list as a table for people, as JSON (see docs/json.md) and as CSV with a heading.
