@@ -1,5 +1,6 @@
 #include "client/Chooser.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -22,7 +23,14 @@ Chooser::Chooser(const SelectionOptions& options) : options_(options), selection
 void Chooser::Start(const client::Client& client) {
   client_ = &client;
   if (selection_.NeedsReport()) Read();
-  for (const std::string& address : options_.add) AddRemote(client, address);
+  for (const std::string& address : options_.add) added_.push_back(AddRemote(client, address).id);
+}
+
+bool Chooser::AddedAnswered() const {
+  return std::all_of(added_.begin(), added_.end(), [this](std::uint32_t id) {
+    const auto controller = client_->read(id);
+    return controller && controller->availability == client::Availability::Available;
+  });
 }
 
 void Chooser::Read() {

@@ -3,6 +3,7 @@
 #include <kellanseek/client.hpp>
 
 #include <chrono>
+#include <cstdint>
 #include <vector>
 
 #include "client/Selection.h"
@@ -20,6 +21,9 @@ class Chooser {
   /// CommandError for an interface that the host does not have.
   void Start(const client::Client& client);
 
+  /// Whether everybody that --add names has answered.
+  bool AddedAnswered() const;
+
   bool Wants(const client::Controller& controller);
   /// The wanted ones of these, in the wanted order.
   std::vector<client::Controller> Choose(std::vector<client::Controller> controllers);
@@ -35,6 +39,7 @@ class Chooser {
   const SelectionOptions& options_;
   Selection selection_;
   const client::Client* client_ = nullptr;
+  std::vector<std::uint32_t> added_;
   std::chrono::steady_clock::time_point read_;  ///< When the report was read.
 };
 

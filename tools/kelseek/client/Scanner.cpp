@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "client/SocketLibrary.h"
 #include "client/Text.h"
 #include "platform/HostProbe.h"
 #include "platform/UdpSocket.h"
@@ -25,15 +26,6 @@ constexpr milliseconds kProgressStep{200};
 std::optional<std::uint32_t> Reported(std::uint32_t number, std::uint32_t unreported) {
   return number == unreported ? std::nullopt : std::optional(number);
 }
-
-/// The socket library of the system, for the lifetime of the object.
-class SocketLibrary {
- public:
-  SocketLibrary() { platform::SystemUdpNetwork().Startup(); }
-  ~SocketLibrary() { platform::SystemUdpNetwork().Cleanup(); }
-  SocketLibrary(const SocketLibrary&) = delete;
-  SocketLibrary& operator=(const SocketLibrary&) = delete;
-};
 
 class Scanning {
  public:

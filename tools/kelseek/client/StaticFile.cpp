@@ -140,7 +140,7 @@ std::filesystem::path PathOf(const std::wstring& text) {
   return {std::u8string(utf8.begin(), utf8.end())};
 }
 
-std::wstring TextOf(const std::filesystem::path& path) {
+std::wstring WideOf(const std::filesystem::path& path) {
   const std::u8string utf8 = path.u8string();
   return FromUtf8(std::string(utf8.begin(), utf8.end()));
 }
@@ -262,7 +262,7 @@ Saved SaveController(const std::wstring& directory, const client::Controller& co
   // A link stays a link to the file that is replaced.
   if (exists) {
     const std::filesystem::path target = std::filesystem::canonical(PathOf(file), error);
-    if (!error) file = TextOf(target);
+    if (!error) file = WideOf(target);
   }
   std::vector<platform::Ipv4> expected;
   if (exists) expected = AddressesIn(file);

@@ -13,6 +13,8 @@ namespace {
 constexpr double kForever = 1e9;
 /// Longer than a sweep takes, unless hundreds of configured controllers are switched off.
 constexpr double kLongest = 30;
+/// Longer than a controller has to answer by default, and it may have to be asked twice.
+constexpr double kForAdded = 5;
 /// For a component that does not tell when everything has been asked.
 constexpr double kWithoutSweeps = 2;
 constexpr std::chrono::milliseconds kPoll(50);
@@ -53,7 +55,7 @@ void TimeSpan::ReportLoss() {
 std::string Waited::Text() const { return SecondsText(seconds) + (until.empty() ? "" : ", " + until); }
 
 Waited WaitForList(Session& session, const client::Client& client, std::optional<double> seconds,
-                   const std::function<bool()>& done, double least) {
+                   const std::function<bool()>& answered, const std::function<bool()>& done) {
   const double limit = SweepsOf(client) ? kLongest : kWithoutSweeps;
   TimeSpan waiting(session, seconds.value_or(limit));
   Waited waited;
@@ -62,7 +64,7 @@ Waited WaitForList(Session& session, const client::Client& client, std::optional
     const auto sweeps = SweepsOf(client);
     if (sweeps) waited.complete = *sweeps > 0;
     if (done && done()) break;
-    if (!seconds && waited.complete.value_or(false) && waiting.Elapsed() >= least) {
+    if (!seconds && waited.complete.value_or(false) && (answered() || waiting.Elapsed() >= kForAdded)) {
       waited.until = "until everything was asked once";
       break;
     }
@@ -84,7 +86,7 @@ std::string SecondsText(double seconds) {
   return text.data();
 }
 
-std::string Count(std::size_t number, const std::string& what, const std::string& many) {
+std::string Count(std::uint64_t number, const std::string& what, const std::string& many) {
   return std::to_string(number) + " " + (number == 1 ? what : many.empty() ? what + "s" : many);
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -55,23 +56,26 @@ class TimeSpan {
 /// A wait for a list of controllers, and what ended it.
 struct Waited {
   double seconds = 0;
-  std::string until;             ///< What ended it, for the user; empty if that was the time that they gave.
-  std::optional<bool> complete;  ///< Whether everything had been asked once. None: the component is too old.
+  /// What ended it, for the user; empty if that was the time that they gave.
+  std::string until = {};
+  /// Whether everything had been asked once. None: the component is too old to tell.
+  std::optional<bool> complete = {};
 
   /// "4.3 s, until everything was asked once".
   std::string Text() const;
 };
 
 /// Waits for the given time or, without one, until everything has been asked once, which is limited to half a
-/// minute. `done` is tested again and again, and ends the wait when it returns true. Without a given time the
-/// wait for `done` is at least as long as `least`, in seconds.
+/// minute. `done` is tested again and again, and ends the wait when it returns true. Addresses that were
+/// added may be asked after everything else: without a given time, the wait lasts five seconds until
+/// `answered` says that they have answered.
 Waited WaitForList(Session& session, const client::Client& client, std::optional<double> seconds,
-                   const std::function<bool()>& done = {}, double least = 0);
+                   const std::function<bool()>& answered, const std::function<bool()>& done = {});
 
 /// "2.0 s".
 std::string SecondsText(double seconds);
 
 /// "1 controller", "2 controllers"; `many` is the plural if it is irregular.
-std::string Count(std::size_t number, const std::string& what, const std::string& many = {});
+std::string Count(std::uint64_t number, const std::string& what, const std::string& many = {});
 
 }  // namespace kellanseek::kelseek

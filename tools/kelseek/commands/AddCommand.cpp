@@ -17,9 +17,6 @@
 namespace kellanseek::kelseek {
 namespace {
 
-/// Longer than a controller has to answer by default, and it may have to be asked twice.
-constexpr double kLeastWait = 5;
-
 struct AddOptions : SearchOptions {
   std::string address;
   bool save = false;
@@ -76,7 +73,7 @@ int Add(Session& session, const AddOptions& options) {
     controller = client.read(added.id);
     return controller && controller->availability == client::Availability::Available;
   };
-  const Waited waited = WaitForList(session, client, options.wait, answered, kLeastWait);
+  const Waited waited = WaitForList(session, client, options.wait, answered, answered);
   if (!answered()) {
     throw CommandError(kNothingFound, options.address + ": " + ResultText(added.outcome) +
                                           ", but no answer within " + SecondsText(waited.seconds) +

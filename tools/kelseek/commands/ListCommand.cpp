@@ -3,6 +3,7 @@
 
 #include "client/Chooser.h"
 #include "client/Component.h"
+#include "client/Report.h"
 #include "client/Text.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
@@ -16,7 +17,8 @@ namespace {
 
 /// The most likely cause of an empty list, for people.
 std::string EmptyListHint(const client::Client& client) {
-  const std::string cause = LikelyCause(nlohmann::json::parse(client.report()));
+  const nlohmann::json report = ReportOf(client);
+  const std::string cause = report.is_null() ? "" : LikelyCause(report);
   return (cause.empty() ? "" : "Most likely: " + Printable(cause) + " ") + "kelseek doctor finds out more.\n";
 }
 
@@ -24,7 +26,7 @@ int List(Session& session, const SearchOptions& options) {
   Chooser chooser(options.selection);
   const client::Client client = Connect(session);
   chooser.Start(client);
-  const Waited waited = WaitForList(session, client, options.wait);
+  const Waited waited = WaitForList(session, client, options.wait, [&] { return chooser.AddedAnswered(); });
   const std::vector<client::Controller> all = client.controllers();
   const Listing listing{chooser.Choose(all), waited, chooser.NeverHeard()};
   const bool written = Print(listing, options.format, session.colours);

@@ -16,7 +16,7 @@ namespace kellanseek::kelseek {
 namespace {
 
 /// Seconds for the answers, unless the user says otherwise.
-constexpr double kAnswerTime = 2;
+constexpr double kTimeForAnswers = 2;
 
 struct RefreshOptions : SearchOptions {
   std::vector<std::string> which;
@@ -62,11 +62,11 @@ int Refresh(Session& session, const RefreshOptions& options) {
   const bool json = options.format == Format::Json;
   std::size_t news = 0;
   client::ChangeStream changes = client.changes(kWaitingChanges);
-  Waited waited = WaitForList(session, client, options.wait);
+  Waited waited = WaitForList(session, client, options.wait, [&] { return chooser.AddedAnswered(); });
   while (!session.stop.TryWait() && changes.next(std::chrono::milliseconds(0))) continue;
   const std::vector<client::Controller> controllers = SelectControllers(client, chooser, options.which);
   const std::size_t asked = Ask(client, controllers);
-  TimeSpan answering(session, options.wait.value_or(kAnswerTime));
+  TimeSpan answering(session, options.wait.value_or(kTimeForAnswers));
   answering.Follow(changes, [&](const client::Change& change) {
     if (change.type == client::ChangeType::Listed && !change.reason) return;  // the rest of the list, no news
     if (!chooser.Wants(change.controller)) return;

@@ -32,7 +32,8 @@ int Show(Session& session, const ShowOptions& options) {
   chooser.Start(client);
   const auto wanted = [&chooser](const client::Controller& controller) { return chooser.Wants(controller); };
   std::optional<client::Controller> found;
-  const Waited waited = WaitForList(session, client, options.wait, [&] {
+  const auto answered = [&chooser] { return chooser.AddedAnswered(); };
+  const Waited waited = WaitForList(session, client, options.wait, answered, [&] {
     found = LookUpController(client, options.which, wanted);
     return found.has_value();
   });

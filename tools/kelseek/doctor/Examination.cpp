@@ -9,6 +9,7 @@
 #include <kellanseek/client.hpp>
 
 #include "client/Component.h"
+#include "client/SocketLibrary.h"
 #include "client/Text.h"
 #include "client/Waiting.h"
 #include "config/HostNetworks.h"
@@ -33,15 +34,6 @@ constexpr milliseconds kEchoTime{400};
 constexpr milliseconds kAnswerTime{1500};
 /// So many silent configured controllers are asked without being named; more would have the same cause.
 constexpr std::size_t kMaxSilentAsked = 8;
-
-/// The socket library, for the doctor's own sockets: the component's use of it ends with the component.
-class SocketLibrary {
- public:
-  SocketLibrary() { platform::SystemUdpNetwork().Startup(); }
-  ~SocketLibrary() { platform::SystemUdpNetwork().Cleanup(); }
-  SocketLibrary(const SocketLibrary&) = delete;
-  SocketLibrary& operator=(const SocketLibrary&) = delete;
-};
 
 std::uint16_t PortOf(const Json& report, const char* setting) {
   return static_cast<std::uint16_t>(SettingOf(report, setting));

@@ -94,7 +94,8 @@ std::string TimeText(const FILETIME& time) {
 
 std::string UtcText(std::chrono::system_clock::time_point time) {
   using namespace std::chrono;
-  const auto since1601 = duration_cast<HundredNanoseconds>(time - sys_days(year(1601) / January / 1));
+  // In nanoseconds, the time since 1601 would not fit.
+  const auto since1601 = floor<HundredNanoseconds>(time) - sys_days(year(1601) / January / 1);
   const auto ticks = static_cast<std::uint64_t>(since1601.count());
   return TimeText({static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)}) + "Z";
 }
