@@ -1,6 +1,8 @@
 """The command line client on real networks: its output and exit codes."""
 
+import csv
 import json
+import pathlib
 import signal
 
 import harness
@@ -70,6 +72,99 @@ class Commands(harness.Scenario):
         silent = self.kelseek(self.here, "add", device.address, "--wait", "0.3", kind=harness.Said)
         self.assertEqual((NOTHING_FOUND, ""), silent.result())
         self.assertIn("already configured, but no answer", silent.errors())
+
+    def test_silence_is_explained(self):
+        self.lab.host("other").connect(self.net, "10.1.0.13/24")
+        for address, cause in (("10.1.0.13", "nobody serves the port there"), ("10.1.0.99", "Nobody on the network answers"),
+                               ("10.9.0.1", "no route to it")):
+            with self.subTest(address):
+                add = self.kelseek(self.here, "add", address, "--wait", "0.3", kind=harness.Said)
+                self.assertEqual((NOTHING_FOUND, ""), add.result())
+                self.assertIn(f"{address}: added, but no answer within 0.3 s\n", add.errors())
+                self.assertIn(cause, add.errors())
+
+    def test_saved_controller_is_listed_without_broadcasts(self):
+        self.configure(self.here, DynamicDetectionEnabled=0)
+        device = self.device(self.net, "10.1.0.11/24", name="Zelle S\u00fcd & <1>")
+        code, text = self.run_kelseek("add", device.address, "--save")
+        self.assertEqual(FOUND, code)
+        self.assertRegex(text, r"\n10\.1\.0\.11 is saved in .*controllerid\.xml\n$")
+        self.assertRegex(self.run_kelseek("add", device.address, "--save")[1], r"10\.1\.0\.11 is in ")
+        code, text = self.run_kelseek("check-config")
+        self.assertEqual(FOUND, code, text)
+        self.assertIn(f"Controller 10.1.0.11 ({device.name}) is accepted.\n", text)
+        code, text = self.run_kelseek("list", "--json")
+        listing = json.loads(text)
+        self.assertEqual([(device.address, device.name, "static")],
+                         [(one["address"], one["name"], one["definition"]) for one in listing["controllers"]])
+        self.assertTrue(listing["complete"])
+
+    def test_configured_and_silent_controller_is_listed_below(self):
+        self.configure(self.here, static=[{"ControllerLocAddr": "10.1.0.5", "ControllerName": "silent"}])
+        device = self.device(self.net, "10.1.0.11/24", name="cell")
+        code, text = self.run_kelseek("list", "--sort", "name")
+        self.assertEqual(FOUND, code)
+        rows = text.split("\n")
+        self.assertIn(device.address, rows[1])
+        self.assertRegex(rows[2], r"^silent +10\.1\.0\.5 .* never-heard")
+        # The list ends by itself, once everything has been asked.
+        self.assertRegex(text, r"\n1 controller, 1 never heard; listened for \d+\.\d s, "
+                               r"until everything was asked once\.\n$")
+        listing = json.loads(self.run_kelseek("list", "--json")[1])
+        self.assertEqual((1, ["never-heard"], True), (len(listing["controllers"]), [
+            one["availability"] for one in listing["neverHeard"]], listing["complete"]))
+        show = self.kelseek(self.here, "show", "silent", kind=harness.Said)
+        self.assertEqual((NOTHING_FOUND, ""), show.result())
+        self.assertIn("silent is configured, but has never answered", show.errors())
+
+    def test_choice_of_controllers(self):
+        other = self.network("B")
+        here = self.station({self.net: "10.1.0.2/24", other: "10.2.0.2/24"}, name="second")
+        for net, address, name in ((self.net, "10.1.0.9", "=press"), (self.net, "10.1.0.10", "Press"),
+                                   (other, "10.2.0.9", "press"), (self.net, "10.1.0.11", "robot")):
+            self.device(net, f"{address}/24", name=name)
+
+        def chosen(*arguments):
+            text = self.kelseek(here, "list", "--format", "csv", *arguments, kind=harness.Said).result()[1]
+            return [(row["address"], row["name"]) for row in csv.DictReader(text.splitlines())]
+
+        self.assertEqual([("10.1.0.9", "'=press"), ("10.1.0.10", "Press")],
+                         chosen("--filter", "name=*press", "--filter", "network=10.1.0.0/24", "--sort", "address"))
+        self.assertEqual(["10.1.0.11", "10.1.0.10", "10.1.0.9"],
+                         [address for address, _ in chosen("--interface", "eth0", "--sort", "-address")])
+        self.assertEqual([("10.2.0.9", "press")], chosen("--interface", "10.2.0.2"))
+        watch = self.kelseek(here, "watch", "--json", "--filter", "interface=eth1", "--wait", "2")
+        self.wait_until(lambda: watch.ended, "the end")
+        self.assertEqual({"10.2.0.9"}, {line["address"] for line in watch.lines})
+        self.assertRegex(watch.lines[0]["time"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+
+    def test_another_configuration_directory(self):
+        device = self.device(self.net, "10.1.0.11/24")
+        folder = pathlib.Path(self.lab.scratch) / "elsewhere"
+        folder.mkdir()
+        (folder / "lanseekconf.xml").write_text(harness.settings_file({"DynamicDetectionEnabled": 0}), encoding="latin-1")
+        self.assertEqual(NOTHING_FOUND, self.run_kelseek("list", "--config", str(folder))[0])
+        self.assertEqual(FOUND, self.run_kelseek("list", "--config", str(folder), "--add", device.address)[0])
+
+    def test_scan_finds_what_answers_by_address(self):
+        # The last is outside.
+        first, second, _ = (self.device(self.net, f"10.1.0.{number}/24", name=f"cell{number}") for number in (18, 30, 33))
+        code, text = self.run_kelseek("scan", "10.1.0.16/28", "--wait", "1", "--format", "csv", "--sort", "address")
+        self.assertEqual((FOUND, ["10.1.0.18", "10.1.0.30"]),
+                         (code, [row["address"] for row in csv.DictReader(text.splitlines())]))
+        asked = {seen.destination for seen in self.tap(self.net).find(destination_port=wire.NON_LOCAL_PORT)}
+        self.assertEqual({"10.1.0.18", "10.1.0.30"}, asked, "the only ones whose hardware address is known")
+        code, text = self.run_kelseek("scan", "10.1.0.33", "--wait", "0.5")
+        self.assertRegex(text, r"\n1 controller; asked 1 address within \d\.\d s\.\n$")
+        code, text = self.run_kelseek("scan", "10.1.0.40/30", "--wait", "0.3", "--json")
+        self.assertEqual((NOTHING_FOUND, 2, []), (code, json.loads(text)["asked"], json.loads(text)["controllers"]))
+        scan = self.kelseek(self.here, "scan", "10.1.0.0/24", "--rate", "20", "--json", kind=harness.Said)
+        self.wait_until(lambda: len(first.heard) > 1 and len(second.heard) > 1, "the second questions")
+        self.assertEqual(FOUND, scan.stop())
+        listing = json.loads(scan.result()[1])
+        self.assertIn(first.address, [one["address"] for one in listing["controllers"]])
+        self.assertFalse(listing["complete"])
+        self.assertGreater(254, listing["asked"])
 
     def test_configuration_is_checked_against_the_host(self):
         self.configure(self.here, UseInterfaces=["10.2.0.0/24"])
