@@ -337,6 +337,7 @@ std::string MakeReport(const ReportSources& sources) {
       {"v", kVersion},
       {"version", KELLANSEEK_VERSION},
       {"process", {{"id", platform::CurrentProcessId()}, {"objectAgeMs", Age(journal.Start(), now)}}},
+      {"codePage", platform::CodePageName()},
       {"sweeps", sources.engine.CompletedSweeps()},
       {"configuration", Configuration(sources.settings, sources.files)},
       {"interfaces", InterfaceReport(sources, content, now).Make()},

@@ -18,6 +18,9 @@ std::wstring ToWide(std::string_view narrow);
 /// Converts wide text to the ANSI code page. Characters missing from it become '?'.
 std::string ToNarrow(std::wstring_view wide);
 
+/// The name of the code page: "windows-1252", "UTF-8".
+std::string CodePageName();
+
 /// Compares two texts under the user's default locale, case-sensitively.
 bool LocaleEqual(std::wstring_view left, std::wstring_view right);
 

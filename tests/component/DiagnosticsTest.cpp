@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "platform/CodePage.h"
 #include "tests/component/ComponentHarness.h"
 #include "tests/support/FailingAllocation.h"
 #include "text/Utf8.h"
@@ -57,6 +58,7 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
 
   const Json report = ReportAfterInjected();
   EXPECT_EQ(report["v"], 1);
+  EXPECT_EQ(report["codePage"], platform::CodePageName());
   const Json& received = report["received"];
   EXPECT_EQ(received["onRequestSockets"], 1) << "the host's own request does not count";
   EXPECT_EQ(received["onResponseSockets"], 5);

@@ -14,7 +14,7 @@
 namespace kellanseek::platform {
 namespace {
 
-constexpr const char* kDefaultCharset = "WINDOWS-1252";
+constexpr const char* kDefaultCharset = "windows-1252";
 constexpr wchar_t kReplacement = L'\uFFFD';
 
 /// Converts in one direction with iconv. Not thread-safe.
@@ -65,6 +65,8 @@ class CodePage {
                    : kDefaultCharset;
     singleByte_ = FillTables();
   }
+
+  const std::string& Name() const { return charset_; }
 
   void AssignWide(std::wstring& wide, std::string_view narrow) const {
     if (!singleByte_) {
@@ -133,6 +135,8 @@ std::wstring ToWide(std::string_view narrow) {
 }
 
 std::string ToNarrow(std::wstring_view wide) { return TheCodePage().ToNarrow(wide); }
+
+std::string CodePageName() { return TheCodePage().Name(); }
 
 bool LocaleEqual(std::wstring_view left, std::wstring_view right) { return left == right; }
 

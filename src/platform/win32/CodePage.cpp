@@ -59,6 +59,16 @@ std::string ToNarrow(std::wstring_view wide) {
   return narrow;
 }
 
+std::string CodePageName() {
+  DWORD number = 0;
+  constexpr LCTYPE kWanted = LOCALE_IDEFAULTANSICODEPAGE | LOCALE_RETURN_NUMBER;
+  const bool known = GetLocaleInfoW(GetThreadLocale(), kWanted, reinterpret_cast<LPWSTR>(&number),
+                                    sizeof number / sizeof(wchar_t)) != 0;
+  // A locale without an ANSI code page of its own takes the system's.
+  if (!known || number == CP_ACP) number = GetACP();
+  return number == CP_UTF8 ? "UTF-8" : "windows-" + std::to_string(number);
+}
+
 bool LocaleEqual(std::wstring_view left, std::wstring_view right) {
   if (left == right) return true;
   if (left.empty() || right.empty()) return false;
