@@ -64,7 +64,43 @@ Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chro
 enum class HostKind { Ordinary, Container, WindowsSubsystem };
 HostKind KindOfHost();
 
+/// The name of this host, in UTF-8; empty if the system does not tell.
+std::string HostName();
+
+/// The host's routes and the neighbours whose hardware addresses it knows, one a line, for people. Empty if
+/// the system does not tell.
+std::string RouteLines();
+std::string NeighbourLines();
+
+/// What this process uses of what the system allows it. 0 for what the system does not tell.
+struct ResourceUse {
+  std::uint64_t openFiles = 0;
+  std::uint64_t openFilesLimit = 0;
+  std::uint64_t threads = 0;
+  std::uint64_t threadsLimit = 0;  ///< For all processes of the user together.
+};
+ResourceUse ResourcesOfProcess();
+
+/// The files in which programs of this user look for registered components. Both empty where the system has
+/// a registry.
+struct RegistryFiles {
+  std::string read;
+  std::string passedOver;  ///< The file of all users, if it exists and another one is read in its place.
+};
+RegistryFiles RegistryFilesInUse();
+
+/// What the firewall that belongs to the system says about itself.
+struct HostFirewall {
+  enum class Answer { Unknown, No, Yes };
+  Answer isPublicNetwork = Answer::Unknown;  ///< The network in use counts as one of strangers.
+  Answer isOn = Answer::Unknown;
+  Answer letsIn = Answer::Unknown;  ///< This program hears on all the ports from senders it has not asked.
+};
+HostFirewall FirewallFor(const std::vector<std::uint16_t>& ports);
+
 /// The system's text for an error code, in UTF-8.
 std::string TextOfError(int error);
+/// Whether the code says that the process or the host has no file descriptor left.
+bool IsOutOfFiles(int error);
 
 }  // namespace kellanseek::platform

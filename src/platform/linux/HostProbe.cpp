@@ -3,8 +3,10 @@
 #include <dirent.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
+#include <net/route.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,6 +21,8 @@
 #include <map>
 #include <sstream>
 #include <system_error>
+
+#include <kellanseek/com.h>
 
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/FileText.h"
@@ -195,6 +199,83 @@ HostKind KindOfHost() {
   return HostKind::Ordinary;
 }
 
+std::string HostName() {
+  std::array<char, 256> name{};
+  if (::gethostname(name.data(), name.size() - 1) != 0) return {};
+  return name.data();
+}
+
+std::string RouteLines() {
+  std::ifstream table("/proc/net/route");
+  std::string line;
+  std::getline(table, line);
+  std::string text;
+  while (std::getline(table, line)) {
+    char device[32] = {};
+    unsigned destination = 0;
+    unsigned gateway = 0;
+    unsigned flags = 0;
+    unsigned metric = 0;
+    unsigned mask = 0;
+    constexpr int kFields = 6;
+    if (std::sscanf(line.c_str(), "%31s %8X %8X %4X %*s %*s %u %8X", device, &destination, &gateway, &flags,
+                    &metric, &mask) != kFields)
+      continue;
+    text += FormatIpv4(destination) + " mask " + FormatIpv4(mask);
+    if ((flags & RTF_REJECT) != 0) text += " refused";
+    if ((flags & RTF_GATEWAY) != 0) text += " by way of " + FormatIpv4(gateway);
+    text += std::string(" on ") + device + " metric " + std::to_string(metric) + "\n";
+  }
+  return text;
+}
+
+std::string NeighbourLines() {
+  std::ifstream table("/proc/net/arp");
+  std::string line;
+  std::getline(table, line);
+  std::string text;
+  while (std::getline(table, line)) {
+    std::istringstream fields(line);
+    std::string address;
+    std::string type;
+    std::string flags;
+    std::string mac;
+    std::string mask;
+    std::string device;
+    fields >> address >> type >> flags >> mac >> mask >> device;
+    text += address + " " + (flags == "0x0" ? "does not answer" : mac) + " on " + device + "\n";
+  }
+  return text;
+}
+
+ResourceUse ResourcesOfProcess() {
+  ResourceUse use;
+  std::error_code ignored;
+  for ([[maybe_unused]] const auto& each : std::filesystem::directory_iterator("/proc/self/fd", ignored))
+    ++use.openFiles;
+  for ([[maybe_unused]] const auto& each : std::filesystem::directory_iterator("/proc/self/task", ignored))
+    ++use.threads;
+  const auto limit = [](auto resource) -> std::uint64_t {
+    rlimit found{};
+    return ::getrlimit(resource, &found) != 0 || found.rlim_cur == RLIM_INFINITY ? 0 : found.rlim_cur;
+  };
+  use.openFilesLimit = limit(RLIMIT_NOFILE);
+  use.threadsLimit = limit(RLIMIT_NPROC);
+  return use;
+}
+
+RegistryFiles RegistryFilesInUse() {
+  RegistryFiles files{com::RegistryStorePath(), {}};
+  const bool others = files.read != com::kMachineRegistryPath;
+  if (others && ::access(com::kMachineRegistryPath, F_OK) == 0) files.passedOver = com::kMachineRegistryPath;
+  return files;
+}
+
+// There is no firewall that belongs to every system; the doctor finds by trying what a firewall does.
+HostFirewall FirewallFor(const std::vector<std::uint16_t>& /*ports*/) { return {}; }
+
 std::string TextOfError(int error) { return ToUtf8(ErrorText(error)); }
+
+bool IsOutOfFiles(int error) { return error == EMFILE || error == ENFILE; }
 
 }  // namespace kellanseek::platform

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdio>
 
 #include "platform/win32/DatagramSocket.h"
 #include "platform/win32/System.h"
@@ -65,17 +66,27 @@ Reply::Kind KindOfFailure(int error) {
   }
 }
 
+/// A table of the system, read by `read(table, &size)`; empty if the system refuses.
+template <typename Read>
+std::vector<std::uint64_t> TableOf(Read read) {
+  ULONG size = 0;
+  read(nullptr, &size);
+  // The table may grow between the two calls.
+  std::vector<std::uint64_t> memory(size / sizeof(std::uint64_t) + 64);
+  size = static_cast<ULONG>(memory.size() * sizeof(std::uint64_t));
+  if (read(memory.data(), &size) != NO_ERROR) memory.clear();
+  return memory;
+}
+
 Reply Failure(int error) { return {KindOfFailure(error), {}, {}, error}; }
 
 }  // namespace
 
 std::vector<PortHolder> HoldersOfUdpPort(std::uint16_t port) {
-  DWORD size = 0;
-  GetExtendedUdpTable(nullptr, &size, FALSE, AF_INET, UDP_TABLE_OWNER_PID, 0);
-  std::vector<std::uint64_t> memory(size / sizeof(std::uint64_t) + 64);
-  size = static_cast<DWORD>(memory.size() * sizeof(std::uint64_t));
-  if (GetExtendedUdpTable(memory.data(), &size, FALSE, AF_INET, UDP_TABLE_OWNER_PID, 0) != NO_ERROR)
-    return {};
+  const std::vector<std::uint64_t> memory = TableOf([](void* table, ULONG* size) {
+    return GetExtendedUdpTable(table, size, FALSE, AF_INET, UDP_TABLE_OWNER_PID, 0);
+  });
+  if (memory.empty()) return {};
   const auto* const table = reinterpret_cast<const MIB_UDPTABLE_OWNER_PID*>(memory.data());
   std::vector<PortHolder> holders;
   for (DWORD i = 0; i < table->dwNumEntries; ++i) {
@@ -100,12 +111,11 @@ Route RouteTo(Ipv4 destination) {
 }
 
 NeighbourState NeighbourStateOf(Ipv4 address) {
-  ULONG size = 0;
-  GetIpNetTable(nullptr, &size, FALSE);
-  std::vector<std::uint64_t> memory(size / sizeof(std::uint64_t) + 64);
-  size = static_cast<ULONG>(memory.size() * sizeof(std::uint64_t));
-  auto* const table = reinterpret_cast<MIB_IPNETTABLE*>(memory.data());
-  if (GetIpNetTable(table, &size, FALSE) != NO_ERROR) return NeighbourState::Unknown;
+  const std::vector<std::uint64_t> memory = TableOf([](void* table, ULONG* size) {
+    return GetIpNetTable(static_cast<MIB_IPNETTABLE*>(table), size, FALSE);
+  });
+  if (memory.empty()) return NeighbourState::Unknown;
+  const auto* const table = reinterpret_cast<const MIB_IPNETTABLE*>(memory.data());
   for (DWORD i = 0; i < table->dwNumEntries; ++i) {
     if (table->table[i].dwAddr != address) continue;
     const MIB_IPNETROW& row = table->table[i];
@@ -145,6 +155,59 @@ Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chro
 }
 
 HostKind KindOfHost() { return HostKind::Ordinary; }
+
+std::string HostName() {
+  std::array<wchar_t, 256> name{};
+  auto size = static_cast<DWORD>(name.size());
+  if (GetComputerNameExW(ComputerNameDnsHostname, name.data(), &size) == FALSE) return {};
+  return text::ToUtf8({name.data(), size});
+}
+
+std::string RouteLines() {
+  const auto read = [](void* table, ULONG* size) {
+    return GetIpForwardTable(static_cast<MIB_IPFORWARDTABLE*>(table), size, TRUE);
+  };
+  const std::vector<std::uint64_t> memory = TableOf(read);
+  if (memory.empty()) return {};
+  const auto* const table = reinterpret_cast<const MIB_IPFORWARDTABLE*>(memory.data());
+  std::string lines;
+  for (DWORD i = 0; i < table->dwNumEntries; ++i) {
+    const MIB_IPFORWARDROW& row = table->table[i];
+    lines += FormatIpv4(row.dwForwardDest) + " mask " + FormatIpv4(row.dwForwardMask) + " by way of " +
+             FormatIpv4(row.dwForwardNextHop) + " on interface " + std::to_string(row.dwForwardIfIndex) +
+             " metric " + std::to_string(row.dwForwardMetric1) + "\n";
+  }
+  return lines;
+}
+
+std::string NeighbourLines() {
+  const auto read = [](void* table, ULONG* size) {
+    return GetIpNetTable(static_cast<MIB_IPNETTABLE*>(table), size, TRUE);
+  };
+  const std::vector<std::uint64_t> memory = TableOf(read);
+  if (memory.empty()) return {};
+  const auto* const table = reinterpret_cast<const MIB_IPNETTABLE*>(memory.data());
+  std::string lines;
+  for (DWORD i = 0; i < table->dwNumEntries; ++i) {
+    const MIB_IPNETROW& row = table->table[i];
+    std::string mac;
+    for (DWORD byte = 0; byte < std::min<DWORD>(row.dwPhysAddrLen, MAXLEN_PHYSADDR); ++byte) {
+      std::array<char, 4> digits{};
+      std::snprintf(digits.data(), digits.size(), "%02x", row.bPhysAddr[byte]);
+      mac += (mac.empty() ? "" : "-") + std::string(digits.data());
+    }
+    lines += FormatIpv4(row.dwAddr) + " " + (mac.empty() ? "does not answer" : mac) + " on interface " +
+             std::to_string(row.dwIndex) + "\n";
+  }
+  return lines;
+}
+
+// Windows limits handles by memory only, and has no such limit for threads.
+ResourceUse ResourcesOfProcess() { return {}; }
+
+RegistryFiles RegistryFilesInUse() { return {}; }
+
+bool IsOutOfFiles(int error) { return error == WSAEMFILE; }
 
 std::string TextOfError(int error) { return text::ToUtf8(SystemMessage(static_cast<DWORD>(error))); }
 
