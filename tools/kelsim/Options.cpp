@@ -13,12 +13,14 @@ namespace {
 constexpr int kWrongUse = 2;
 constexpr std::uint32_t kMostControllers = 100'000;
 constexpr std::uint32_t kMostDelay = 60'000;
+constexpr std::uint32_t kHelloDelay = 50;
 
 /// Option values as written, before their conversion.
 struct Written {
   std::string interfaceName, address, baseAddress, script;
   std::vector<std::string> listen;
   bool silentStart = false;
+  const CLI::Option* delay = nullptr;
 };
 
 std::string AddressFault(const std::string& text) {
@@ -32,7 +34,7 @@ std::string AddressFault(const std::string& text) {
 
 const CLI::Validator kAddress(AddressFault, "A.B.C.D");
 
-void AddPlace(CLI::App& app, Written& written, Options& options) {
+void AddPlace(CLI::App& app, CLI::Option* count, Written& written, Options& options) {
   CLI::Option* const interfaceName = app.add_option("--interface", written.interfaceName,
                                                     "Send on this interface (default: the first that is up)")
                                          ->type_name("NAME");
@@ -55,6 +57,11 @@ void AddPlace(CLI::App& app, Written& written, Options& options) {
           ->check(kAddress);
   CLI::Option* const own =
       app.add_flag("--own-address", options.ownAddress, "One controller, at the address of this host");
+  CLI::Option* const hello = app.add_flag("--hello", options.hello,
+                                          "One controller at each address of this host, which names it and "
+                                          "says whose broadcasts it hears: the other "
+                                          "end of kelseek doctor --hello");
+  hello->excludes(listen, base, own, count);
   interfaceName->excludes(address, listen);
   address->excludes(listen);
   base->excludes(listen, own);
@@ -75,11 +82,11 @@ void AddPorts(CLI::App& app, Options& options) {
 }
 
 void AddBehaviour(CLI::App& app, Written& written, Options& options) {
-  app.add_option("--delay-ms", options.delayMilliseconds,
-                 "Longest random delay of an answer, in milliseconds")
-      ->type_name("MAX")
-      ->check(CLI::Range(kMostDelay))
-      ->capture_default_str();
+  written.delay = app.add_option("--delay-ms", options.delayMilliseconds,
+                                 "Longest random delay of an answer, in milliseconds; with --hello 50")
+                      ->type_name("MAX")
+                      ->check(CLI::Range(kMostDelay))
+                      ->capture_default_str();
   app.add_option("--seed", options.seed, "Seed of all random choices")->type_name("N")->capture_default_str();
   app.add_option("--loss", options.lossPercent, "Percentage of all datagrams that get lost")
       ->type_name("PERCENT")
@@ -138,7 +145,7 @@ struct CommandLine {
         ->type_name("N")
         ->check(CLI::Range(1U, 1'000'000'000U))
         ->capture_default_str();
-    AddPlace(app, written, options);
+    AddPlace(app, count, written, options);
     AddPorts(app, options);
     AddBehaviour(app, written, options);
   }
@@ -160,7 +167,11 @@ std::optional<Options> ReadOptions(const std::vector<std::string>& arguments, in
     options.script = IfGiven(written.script);
     for (const std::string& text : written.listen) options.listen.push_back(DottedAddress(text));
     options.announce = !written.silentStart;
+    // Somebody waits for the answer.
+    if (options.hello && written.delay->count() == 0) options.delayMilliseconds = kHelloDelay;
     TakeCount(*line.count, options);
+    if (options.hello && (options.script || !options.events.empty() || options.lifeSeconds > 0))
+      throw CLI::ValidationError("--hello", "no events happen to it");
     return options;
   } catch (const CLI::ParseError& error) {
     exitCode = line.app.exit(error) == 0 ? 0 : kWrongUse;

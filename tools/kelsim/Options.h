@@ -23,6 +23,7 @@ struct Options {
   std::vector<platform::Ipv4> listen = {};
   std::optional<platform::Ipv4> baseAddress = {};
   bool ownAddress = false;
+  bool hello = false;  ///< One controller at every address of this host, for a test of the way.
 
   std::uint16_t requestPort = 5512;
   std::uint16_t responsePort = 5513;

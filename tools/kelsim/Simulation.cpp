@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace kellanseek::kelsim {
 namespace {
@@ -17,6 +18,7 @@ Simulation::Tally Simulation::Run(platform::Event& stop, bool announce) {
   if (announce) plant_.AnnounceAll({});
   while (!stop.TryWait()) {
     ScheduleRandomEvents();
+    SayHello();
     RunDueTasks();
     HandleNextRequest(stop);
   }
@@ -33,6 +35,14 @@ void Simulation::ScheduleRandomEvents() {
   }
 }
 
+void Simulation::SayHello() {
+  const Moment now = Now();
+  if (!hello_ || hello_->NextAnnouncement() > now) return;
+  for (LifeEvent& event : hello_->Forget(now)) plant_.Schedule(std::move(event));
+  plant_.AnnounceAll(now);
+  hello_->Announced(now);
+}
+
 void Simulation::RunDueTasks() {
   plant_.Step(Now(), kMostAtOnce, outcome_);
   for (const LifeEvent& event : outcome_.events) Print(event);
@@ -45,6 +55,7 @@ std::chrono::milliseconds Simulation::UntilNextDue() const {
   Moment next = Now() + kLongestWait;
   if (const auto due = plant_.NextDue()) next = std::min(next, *due);
   if (life_) next = std::min(next, life_->NextAt());
+  if (hello_) next = std::min(next, hello_->NextAnnouncement());
   return std::max(next - Now(), Moment{});
 }
 
@@ -53,6 +64,9 @@ void Simulation::HandleNextRequest(platform::Event& stop) {
   const auto request = heard ? ReadRequest(heard->text) : std::nullopt;
   if (!request) return;
   ++tally_.requests;
+  if (hello_ && !heard->pollFrom) {
+    if (auto event = hello_->Heard(heard->speaker, heard->source, Now())) plant_.Schedule(std::move(*event));
+  }
   plant_.Hear(*request, heard->speaker, heard->pollFrom, Now());
 }
 

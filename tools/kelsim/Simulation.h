@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "platform/Event.h"
+#include "tools/kelsim/HelloLog.h"
 #include "tools/kelsim/Plant.h"
 #include "tools/kelsim/RandomLife.h"
 #include "tools/kelsim/Speakers.h"
@@ -21,9 +22,11 @@ class Simulation {
     std::uint64_t failed = 0;
   };
 
-  /// The references must outlive this object. With `quiet`, events are not printed.
-  Simulation(Plant& plant, Speakers& speakers, const std::optional<RandomLife>& life, bool quiet)
-      : plant_(plant), speakers_(speakers), life_(life), quiet_(quiet) {}
+  /// The references must outlive this object. With `hello`, the controllers tell whom they hear. With
+  /// `quiet`, events are not printed.
+  Simulation(Plant& plant, Speakers& speakers, const std::optional<RandomLife>& life,
+             const std::optional<HelloLog>& hello, bool quiet)
+      : plant_(plant), speakers_(speakers), life_(life), hello_(hello), quiet_(quiet) {}
 
   /// Returns once `stop` (manual reset) is set.
   Tally Run(platform::Event& stop, bool announce);
@@ -32,6 +35,7 @@ class Simulation {
   Moment Now() const;
   std::chrono::milliseconds UntilNextDue() const;
   void ScheduleRandomEvents();
+  void SayHello();
   void RunDueTasks();
   void HandleNextRequest(platform::Event& stop);
   void Print(const LifeEvent& event) const;
@@ -39,6 +43,7 @@ class Simulation {
   Plant& plant_;
   Speakers& speakers_;
   std::optional<RandomLife> life_;
+  std::optional<HelloLog> hello_;
   bool quiet_;
   std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   Outcome outcome_;

@@ -57,7 +57,7 @@ std::optional<Heard> Speakers::Hear(platform::Event& stop, std::chrono::millisec
   const Received received = receiver_->ReceiveOne(stop, most);
   if (received.outcome != Received::Outcome::Datagram || !received.sourceIsIpv4) return std::nullopt;
   const ListeningSocket& listening = listening_[received.socket];
-  Heard heard{{received.text.data(), received.text.size()}, listening.speaker, std::nullopt};
+  Heard heard{{received.text.data(), received.text.size()}, listening.speaker, received.source, std::nullopt};
   if (listening.polls) heard.pollFrom = Endpoint{received.source, received.sourcePort};
   return heard;
 }

@@ -24,6 +24,7 @@ struct Place {
 struct Heard {
   std::string_view text;  ///< Valid until the next Hear().
   std::size_t speaker = 0;
+  platform::Ipv4 source = 0;
   std::optional<Endpoint> pollFrom;  ///< Set if it arrived at the port for polls.
 };
 

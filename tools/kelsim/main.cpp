@@ -6,11 +6,13 @@
 #include <stdexcept>
 
 #include "platform/Environment.h"
+#include "platform/HostProbe.h"
 #include "platform/NetworkAddresses.h"
 #include "platform/Signals.h"
 #include "platform/Terminal.h"
 #include "text/Utf8.h"
 #include "tools/kelsim/AddressPlan.h"
+#include "tools/kelsim/HelloLog.h"
 #include "tools/kelsim/Options.h"
 #include "tools/kelsim/Script.h"
 #include "tools/kelsim/Simulation.h"
@@ -27,8 +29,8 @@ bool IsUsable(const platform::AddressRow& row) {
   return found && found->adminStatus == platform::kInterfaceUp && found->type != platform::kLoopbackInterface;
 }
 
-/// The address of this host that the controllers send from.
-Place FindPlace(const Options& options) {
+/// The addresses of this host that the controllers may send from, at least one.
+std::vector<Place> UsablePlaces(const Options& options) {
   const auto rows = platform::SystemNetworkAddresses().Addresses();
   if (!rows) throw std::runtime_error("the system cannot list this host's addresses");
   std::optional<std::uint32_t> index;
@@ -36,12 +38,14 @@ Place FindPlace(const Options& options) {
     index = platform::InterfaceIndexOfName(text::FromUtf8(*options.interfaceName));
     if (!index) throw std::runtime_error("there is no interface " + *options.interfaceName);
   }
+  std::vector<Place> places;
   for (const platform::AddressRow& row : *rows) {
     const bool wanted = options.address ? row.address == *options.address
                         : index         ? row.interfaceIndex == *index
                                         : IsUsable(row);
-    if (wanted) return {row.address, row.mask};
+    if (wanted) places.push_back({row.address, row.mask});
   }
+  if (!places.empty()) return places;
   if (options.address)
     throw std::runtime_error("this host has no address " + platform::FormatIpv4(*options.address));
   throw std::runtime_error(
@@ -50,7 +54,8 @@ Place FindPlace(const Options& options) {
 }
 
 std::vector<Place> FindPlaces(const Options& options) {
-  if (options.listen.empty()) return {FindPlace(options)};
+  if (options.hello) return UsablePlaces(options);
+  if (options.listen.empty()) return {UsablePlaces(options).front()};
   std::vector<Place> places;
   for (const platform::Ipv4 address : options.listen) places.push_back({address});
   const auto more = options.count - static_cast<std::uint32_t>(places.size());
@@ -60,7 +65,7 @@ std::vector<Place> FindPlaces(const Options& options) {
 }
 
 std::vector<platform::Ipv4> PlanAddresses(const Options& options, const std::vector<Place>& places) {
-  if (options.listen.empty() && !options.ownAddress) {
+  if (options.listen.empty() && !options.ownAddress && !options.hello) {
     if (options.baseAddress) return ConsecutiveAddresses(*options.baseAddress, options.count);
     return AddressesInSubnet(places[0].address, places[0].mask, options.first - 1, options.count);
   }
@@ -82,6 +87,17 @@ std::vector<Controller> MakeControllers(const Options& options,
     controller.speaker = options.listen.empty() ? 0 : index;
     controller.lossPercent = options.lossPercent;
     controllers.push_back(std::move(controller));
+  }
+  return controllers;
+}
+
+std::vector<Controller> MakeHellos(const Options& options, const std::vector<Place>& places) {
+  std::vector<Controller> controllers;
+  for (const Place& place : places) {
+    const auto index = static_cast<std::uint32_t>(controllers.size());
+    controllers.push_back(HelloController(platform::HostName(), place.address, options.first + index));
+    controllers.back().speaker = index;
+    controllers.back().lossPercent = options.lossPercent;
   }
   return controllers;
 }
@@ -111,6 +127,15 @@ void PrintStart(const Plant& plant, const std::vector<Place>& places) {
   std::fflush(stdout);
 }
 
+void PrintHello(const Plant& plant) {
+  std::printf("\"%s\" at", plant.Controllers().front().name.c_str());
+  for (const Controller& each : plant.Controllers())
+    std::printf(" %s", platform::FormatIpv4(each.address).c_str());
+  std::printf("; on the other host, start: kelseek doctor --hello %s\n",
+              platform::FormatIpv4(plant.Controllers().front().address).c_str());
+  std::fflush(stdout);
+}
+
 void PrintSummary(const Simulation::Tally& tally, std::uint64_t lost) {
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
   std::printf("received %llu requests; sent %llu datagrams, dropped %llu on purpose, failed to send %llu\n",
@@ -120,8 +145,9 @@ void PrintSummary(const Simulation::Tally& tally, std::uint64_t lost) {
 void RunPlant(const Options& options, const Script& script, platform::Event& stop) {
   const std::vector<Place> places = FindPlaces(options);
   const bool broadcasts = options.listen.empty();
-  Plant plant(MakeControllers(options, PlanAddresses(options, places)),
-              {options.delayMilliseconds, options.seed, broadcasts});
+  Plant plant(
+      options.hello ? MakeHellos(options, places) : MakeControllers(options, PlanAddresses(options, places)),
+      {options.delayMilliseconds, options.seed, broadcasts});
   for (const LifeEvent& event : script.Events()) plant.Schedule(event);
   Speakers speakers(platform::SystemUdpNetwork(), places,
                     {options.requestPort, options.responsePort, options.nonLocalPort}, broadcasts);
@@ -130,9 +156,11 @@ void RunPlant(const Options& options, const Script& script, platform::Event& sto
     const Moment period(static_cast<Moment::rep>(options.lifeSeconds * 1000));
     life.emplace(options.first, options.count, period, options.seed);
   }
-  if (!options.quiet) PrintStart(plant, places);
+  std::optional<HelloLog> hello;
+  if (options.hello) hello.emplace(options.first, places.size());
+  if (!options.quiet) options.hello ? PrintHello(plant) : PrintStart(plant, places);
   const Simulation::Tally tally =
-      Simulation(plant, speakers, life, options.quiet).Run(stop, options.announce);
+      Simulation(plant, speakers, life, hello, options.quiet).Run(stop, options.announce);
   if (!options.quiet) PrintSummary(tally, plant.Lost());
 }
 
