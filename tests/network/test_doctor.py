@@ -1,39 +1,20 @@
 """The doctor on real hosts with real faults: each is provoked by the tools of the system and named by the right cause."""
 
-import json
+import pathlib
 import socket
 import unittest
 
+import examination
 import harness
 import wire
 
-FINE, FAULTS = 0, 1
 
-
-class Doctor(harness.Scenario):
-    def setUp(self):
-        super().setUp()
-        self.net = self.network("A")
-
-    def examine(self, host, *arguments):
-        """The exit code, and the findings by code; of several with one code the last."""
-        code, text = self.kelseek(host, "doctor", "--json", *arguments, kind=harness.Said).result()
-        findings = json.loads(text)["findings"]
-        self.assertEqual(FAULTS if any(each["mark"] == "fault" for each in findings) else FINE, code)
-        return {each["code"]: each for each in findings}
-
-    def faults(self, host, *arguments):
-        return {code for code, each in self.examine(host, *arguments).items() if each["mark"] == "fault"}
-
-    def forbid(self, host, chain, what=""):
-        rule = ["iptables", "-A", chain, "-p", "udp", *what.split(), "-j", "DROP"]
-        self.assertEqual(0, host.popen(rule).wait(), rule)
-
+class Doctor(examination.Examination):
     def test_a_healthy_plant_has_no_fault(self):
         here = self.station({self.net: "10.1.0.1/24"})
         self.device(self.net, "10.1.0.11/24", name="cell")
         code, text = self.kelseek(here, "doctor", "10.1.0.11", "--expect", "10.1.0.11", kind=harness.Said).result()
-        self.assertEqual(FINE, code, text)
+        self.assertEqual(examination.FINE, code, text)
         for line in ("fine    Searching on eth0 (10.1.0.1).\n", "fine    1 controller is known.\n",
                      "fine    cell (10.1.0.11, ", "No faults"):
             self.assertIn(line, text)
@@ -88,6 +69,39 @@ class Doctor(harness.Scenario):
         self.assertIn("host-down", found)
         self.assertIn("first", found["collision"]["seen"])
         self.assertIn("second", found["collision"]["seen"])
+
+    @unittest.skipIf(harness.UNDER_WINE, "Wine takes every device for one with a cable")
+    def test_interfaces_that_reach_nobody(self):
+        here = self.station({self.net: "10.1.0.1/24"})
+        self.device(self.net, "10.1.0.11/24")
+        here.ip("link add cable type veth peer name plug", "link set cable up", "addr add 10.4.0.1/24 brd + dev cable",
+                "link add six type veth peer name six1", "link set six up", "link set six1 up", "addr add fd00::1/64 dev six",
+                "link add vpn type veth peer name vpn1", "link set vpn up", "link set vpn1 up", "addr add 10.6.0.1/32 dev vpn")
+        found = self.examine(here)
+        self.assertIn("cable (10.4.0.1)", found["no-carrier"]["what"])
+        self.assertIn("vpn (10.6.0.1)", found["single-host"]["what"])
+        self.assertEqual({"no-carrier"}, {code for code, each in found.items() if each["mark"] == "fault"})
+        self.assertIn("no-ipv4", found)
+
+    def test_a_configuration_that_is_not_the_intended_one(self):
+        for fault, settings, replaced in (("ports-swapped", {"RequestPort": 5513, "ResponsePort": 5512}, None),
+                                          ("ports-same", {"RequestPort": 5513}, None),
+                                          ("config-refused", {}, "lanseekconf.xml"),
+                                          ("config-unreadable", {}, "registry")):
+            with self.subTest(fault):
+                here = self.station({self.net: f"10.1.0.{len(fault)}/24"}, name=fault, **settings)
+                registry = pathlib.Path(self.environment_of(here)["KELLANSEEK_REGISTRY"])
+                if replaced == "registry":
+                    registry.write_text(registry.read_text().replace("ConfigDir=", "ConfigDir=/nowhere"))
+                elif replaced:
+                    (registry.parent / replaced).write_text("<no XML")
+                self.assertIn(fault, self.faults(here))
+
+    @unittest.skipIf(harness.UNDER_WINE, "a limit of Linux")
+    def test_a_limit_on_open_files(self):
+        here = self.station({self.net: "10.1.0.1/24"})
+        found = self.examine(here, before=("prlimit", "--nofile=14"))
+        self.assertIn("of 14 file descriptors", found["descriptors"]["seen"])
 
 
 if __name__ == "__main__":

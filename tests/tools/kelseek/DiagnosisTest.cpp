@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -21,9 +22,10 @@ Facts Healthy() {
     "version": "1.0.0",
     "configuration": {"directory": null, "interfaceMode": "all",
                       "settingsFile": {"state": "noDirectory"}, "controllersFile": {"state": "noDirectory"},
-                      "settings": {"NonLocalPort": {"value": 5514}, "DynamicDetectionEnabled": {"value": 1}}},
+                      "settings": {"RequestPort": {"value": 5512}, "ResponsePort": {"value": 5513},
+                                   "NonLocalPort": {"value": 5514}, "DynamicDetectionEnabled": {"value": 1}}},
     "interfaces": [{"name": "lo", "address": "127.0.0.1", "mask": "255.0.0.0", "used": false, "why": "loopback"},
-                   {"name": "eth0", "address": "10.1.0.1", "mask": "255.255.255.0", "used": true, "carrier": true}],
+                   {"name": "eth0", "index": 2, "address": "10.1.0.1", "mask": "255.255.255.0", "used": true, "carrier": true}],
     "threads": [{"name": "KelRefresh", "started": true}],
     "received": {"dropped": {}, "lastMalformed": null}, "sent": {"errors": []}, "longestTickDelayMs": 12,
     "table": {"dynamic": 1, "dynamicLimit": 65536}, "collisions": [],
@@ -144,6 +146,157 @@ TEST(DiagnosisTest, WhatStandsBetweenThisHostAndAnAddressIsNamed) {
     Facts all = Healthy();
     all.asked = {one.asked};
     EXPECT_EQ(Trouble(all), one.expected);
+  }
+}
+
+TEST(DiagnosisTest, WhatTheHostAndItsFilesSayIsNamed) {
+  const std::string outOfFiles = platform::IsOutOfFiles(24) ? "24" : "10024";  // here and on Windows
+  using Answer = platform::HostFirewall::Answer;
+  const auto ports = [](int request, int response, int poll) {
+    return [=](Facts& facts) {
+      nlohmann::json& settings = facts.report["configuration"]["settings"];
+      settings["RequestPort"]["value"] = request;
+      settings["ResponsePort"]["value"] = response;
+      settings["NonLocalPort"]["value"] = poll;
+    };
+  };
+  const struct {
+    std::function<void(Facts&)> spoil;
+    Codes expected;
+  } cases[] = {
+      {ports(5513, 5512, 5514), {"ports-swapped"}},
+      {ports(5512, 5512, 5514), {"ports-same"}},
+      {ports(5512, 5513, 6000), {"ports-changed"}},
+      {[](Facts& facts) { facts.report["configuration"]["settings"].clear(); }, {}},
+      {[](Facts& facts) {
+         facts.configUnreadable = true;
+         facts.report["configuration"]["directory"] = "/x";
+       },
+       {"config-unreadable"}},
+      {[](Facts& facts) {
+         facts.registry = {"/home/x", ""};
+       },
+       {}},
+      {[](Facts& facts) {
+         facts.registry = {"/home/x", "/etc/x"};
+       },
+       {"registry-other"}},
+      {[](Facts& facts) {
+         facts.resources = {240, 256, 9, 0};
+       },
+       {}},
+      {[](Facts& facts) {
+         facts.resources = {241, 256, 9, 0};
+       },
+       {"few-descriptors"}},
+      {[&](Facts& facts) { facts.report["polling"]["refused"]["error"] = std::stoi(outOfFiles); },
+       {"descriptors"}},
+      {[&](Facts& facts) {
+         facts.report["interfaces"].push_back(nlohmann::json::parse(
+             R"({"name": "eth1", "used": false, "why": "refused", "refused": {"port": 5513, "error": )" +
+             outOfFiles + "}}"));
+       },
+       {"descriptors"}},
+      {[](Facts& facts) {
+         facts.firewall = {Answer::Yes, Answer::Yes, Answer::Yes};
+       },
+       {}},
+      {[](Facts& facts) {
+         facts.firewall = {Answer::Yes, Answer::Yes, Answer::No};
+       },
+       {"firewall-in", "public-network"}},
+      {[](Facts& facts) {
+         facts.firewall = {Answer::No, Answer::Yes, Answer::No};
+       },
+       {"firewall-in"}},
+      {[](Facts& facts) { facts.wire.whyNot = "forbidden"; }, {}},
+      {[](Facts& facts) {
+         facts.wire.whyNot = "forbidden";
+         facts.report["controllers"].clear();
+       },
+       {"none-found", "not-watched"}},
+  };
+  for (const auto& one : cases) {
+    Facts facts = Healthy();
+    one.spoil(facts);
+    EXPECT_EQ(Trouble(facts), one.expected) << facts.report;
+  }
+}
+
+TEST(DiagnosisTest, SlowAndLostAnswersAreNamedWithFigures) {
+  using std::chrono::milliseconds;
+  const struct {
+    unsigned answered;
+    int median;
+    Codes expected;
+  } cases[] = {{5, 1500, {}},
+               {4, 100, {}},
+               {3, 100, {"lossy"}},
+               {5, 1501, {"slow"}},
+               {1, 2000, {"lossy", "slow"}},
+               {0, 0, {"no-direct-answer"}}};
+  for (const auto& one : cases) {
+    Facts facts = Healthy();
+    facts.answers.each = {{"cell", 0, 5, one.answered, milliseconds(one.median), milliseconds(2900)}};
+    EXPECT_EQ(Trouble(facts), one.expected) << one.answered;
+    for (const Finding& each : Diagnose(facts))
+      if (each.code == "lossy")
+        EXPECT_NE(each.seen.find(std::to_string(one.answered) + " of 5"), std::string::npos);
+  }
+}
+
+TEST(DiagnosisTest, WhatTheWireShowsIsNamed) {
+  const struct {
+    const char* source;
+    const char* destination;
+    const char* systemId;
+    bool isComplete;
+    Codes expected;
+  } cases[] = {
+      {"10.1.0.11", "10.1.0.255", "S1", true, {}},
+      {"10.1.0.12", "10.1.0.255", "S2", false, {}},
+      {"10.1.0.12", "10.1.0.255", "S2", true, {"firewall-in"}},
+      {"10.1.0.12", "10.1.0.1", "S2", true, {"firewall-in"}},
+      {"10.1.0.12", "255.255.255.255", "S2", true, {"firewall-in"}},
+      {"10.1.0.12", "10.1.0.127", "S2", true, {"wrong-mask"}},
+      {"10.1.7.12", "10.1.255.255", "S2", true, {"wrong-mask"}},
+      {"10.1.7.12", "10.1.7.255", "S2", true, {"foreign-controller"}},
+      {"192.168.0.9", "255.255.255.255", "S2", true, {"foreign-controller"}},
+      {"10.2.0.12", "10.2.0.255", "S2", true, {}},  // of another network of this host
+  };
+  for (const auto& one : cases) {
+    Facts facts = Healthy();
+    facts.report["interfaces"].push_back(nlohmann::json::parse(
+        R"({"name": "eth1", "index": 3, "address": "10.2.0.1", "mask": "255.255.255.0", "used": true})"));
+    facts.wire.isWatched = true;
+    facts.wire.sightings = {{2, platform::ParseIpv4(one.source), platform::ParseIpv4(one.destination),
+                             one.systemId, one.isComplete, 1}};
+    facts.wire.sightings.push_back(facts.wire.sightings[0]);  // named once
+    EXPECT_EQ(Trouble(facts), one.expected) << one.source << " to " << one.destination;
+  }
+}
+
+TEST(DiagnosisTest, HelloTellsTheDirections) {
+  const struct {
+    bool byBroadcast, byAddress, hasHeardUs;
+    Codes expected;
+  } cases[] = {{true, true, true, {}},
+               {true, false, true, {"hello-not-by-address"}},
+               {true, true, false, {"hello-not-there"}},
+               {false, true, true, {"hello-not-back"}},
+               {false, true, false, {"hello-only-by-address"}},
+               {false, false, false, {"hello-silent"}}};
+  for (const auto& one : cases) {
+    Facts facts = Healthy();
+    facts.saidHello = true;
+    facts.hello = {{platform::ParseIpv4("10.1.0.1"),
+                    true,
+                    {{platform::ParseIpv4("10.1.0.5"), "", one.byBroadcast, one.byAddress, one.hasHeardUs}}}};
+    EXPECT_EQ(Trouble(facts), one.expected);
+    facts.hello[0].address = 0;  // behind a router, where no broadcast goes
+    EXPECT_EQ(Trouble(facts), one.byAddress || one.byBroadcast ? Codes{} : one.expected);
+    facts.hello[0] = {platform::ParseIpv4("10.1.0.1"), true, {}};
+    EXPECT_EQ(Trouble(facts), Codes{"hello-nobody"});
   }
 }
 

@@ -1,12 +1,15 @@
 #include "commands/DoctorCommand.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/Text.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
+#include "doctor/Bundle.h"
 #include "doctor/Diagnosis.h"
 #include "doctor/Examination.h"
 #include "output/Output.h"
@@ -17,7 +20,10 @@ namespace {
 struct DoctorOptions {
   std::vector<std::string> addresses;
   std::vector<std::string> expected;
+  bool hello = false;
   bool json = false;
+  std::string bundle;
+  double bundleSeconds = 30;
 };
 
 CLI::Validator Address() {
@@ -61,8 +67,10 @@ std::string Summary(const Findings& findings) {
   return text + (remarks == 0 ? "" : ", " + Count(remarks, "remark")) + ".\n";
 }
 
-std::string JsonOf(const Findings& findings, const Facts& facts) {
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+using OrderedJson = nlohmann::ordered_json;
+
+OrderedJson JsonOf(const Findings& findings) {
+  OrderedJson list = OrderedJson::array();
   for (const Finding& each : findings) {
     const char* const mark = each.mark == Mark::Fine     ? "fine"
                              : each.mark == Mark::Remark ? "remark"
@@ -70,20 +78,69 @@ std::string JsonOf(const Findings& findings, const Facts& facts) {
     list.push_back(
         {{"mark", mark}, {"code", each.code}, {"what", each.what}, {"seen", each.seen}, {"todo", each.todo}});
   }
-  const nlohmann::ordered_json document = {{"v", 1}, {"findings", std::move(list)}, {"report", facts.report}};
-  return document.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  return list;
+}
+
+std::string Line(const OrderedJson& document, int indent = -1) {
+  return document.dump(indent, ' ', false, OrderedJson::error_handler_t::replace) + "\n";
+}
+
+std::string TextOf(const Findings& findings, bool colours) {
+  std::string text;
+  for (const Finding& each : findings) text += TextOf(each, colours);
+  return text + "\n" + Summary(findings);
+}
+
+Bundle MakeBundle(const DoctorOptions& options, const Findings& findings, const Facts& facts,
+                  Evidence evidence) {
+  Bundle bundle(facts.report, TextOf(findings, false), Line(JsonOf(findings), 2), std::move(evidence));
+  bundle.Write(options.bundle);
+  return bundle;
+}
+
+std::string TextOf(const Bundle& bundle, const std::string& file) {
+  std::string text = "\nWritten: " + Printable(std::string_view(file)) + ", which contains\n";
+  for (const BundleFile& each : bundle.Files())
+    text += "  " + each.name + " (" + Count(each.content.size(), "byte") +
+            "): " + Printable(std::string_view(each.what)) + "\n";
+  return text;
+}
+
+OrderedJson JsonOf(const Bundle& bundle, const std::string& file) {
+  OrderedJson files = OrderedJson::array();
+  for (const BundleFile& each : bundle.Files())
+    files.push_back({{"name", each.name}, {"bytes", each.content.size()}});
+  return {{"file", file}, {"files", std::move(files)}};
+}
+
+void Announce(const DoctorOptions& options) {
+  if (options.bundle.empty()) {
+    Write("Looking at this host and listening for one sweep, a few seconds.\n\n");
+  } else {
+    Write("Looking at this host and listening for " + SecondsText(options.bundleSeconds) +
+          "; Ctrl-C ends that earlier.\n\n");
+  }
 }
 
 int Run(Session& session, const DoctorOptions& options) {
-  if (!options.json) Write("Looking at this host and listening for one sweep, a few seconds.\n\n");
-  const Facts facts = Examine(session, {Parsed(options.addresses), Parsed(options.expected)});
-  const Findings findings = Diagnose(facts);
-  if (options.json) {
-    Write(JsonOf(findings, facts));
-  } else {
-    for (const Finding& each : findings) Write(TextOf(each, session.colours));
-    Write("\n" + Summary(findings));
+  Questions questions{Parsed(options.addresses), Parsed(options.expected), options.hello, std::nullopt};
+  if (!options.bundle.empty()) {
+    RequireNewFile(options.bundle);
+    questions.evidenceSeconds = options.bundleSeconds;
   }
+  if (!options.json) Announce(options);
+  Evidence evidence;
+  const Facts facts = Examine(session, questions, evidence);
+  const Findings findings = Diagnose(facts);
+  OrderedJson document = {{"v", 1}, {"findings", JsonOf(findings)}};
+  if (!options.json) Write(TextOf(findings, session.colours));
+  if (!options.bundle.empty()) {
+    const Bundle bundle = MakeBundle(options, findings, facts, std::move(evidence));
+    document["bundle"] = JsonOf(bundle, options.bundle);
+    if (!options.json) Write(TextOf(bundle, options.bundle));
+  }
+  document["report"] = facts.report;
+  if (options.json) Write(Line(document));
   return CountOf(findings, Mark::Fault) == 0 ? kFound : kNothingFound;
 }
 
@@ -100,6 +157,20 @@ void AddDoctorCommand(CLI::App& app, Session& session) {
             .add_option("--expect", options.expected, "Address of a controller that broadcasts should find")
             ->type_name("ADDRESS")
             ->check(Address());
+        command.add_flag("--hello", options.hello,
+                         "Prove the way to kelsim --hello on another host, and back; ADDRESS: of that host");
+        CLI::Option* const bundle =
+            command
+                .add_option(
+                    "--bundle", options.bundle,
+                    "Write an archive (tar) with everything that helps to find a fault: the report, the "
+                    "findings, the configuration, traces, the datagrams seen")
+                ->type_name("FILE");
+        command.add_option("--bundle-seconds", options.bundleSeconds, "Time to record traces and datagrams")
+            ->type_name("SECONDS")
+            ->check(Seconds())
+            ->needs(bundle)
+            ->capture_default_str();
         command.add_flag("--json", options.json, "Print JSON, with the component's report");
       },
       [&session](const DoctorOptions& options) { return Run(session, options); });

@@ -1,12 +1,16 @@
 #include "doctor/Diagnosis.h"
 
-#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "doctor/AddressDiagnosis.h"
+#include "doctor/AnswerDiagnosis.h"
+#include "doctor/ConfigurationDiagnosis.h"
+#include "doctor/HelloDiagnosis.h"
 #include "doctor/ReportReader.h"
+#include "doctor/WireDiagnosis.h"
 
 namespace kellanseek::kelseek {
 namespace {
@@ -15,6 +19,10 @@ using Json = nlohmann::json;
 
 /// Ticks later than this make controllers seem silent.
 constexpr std::uint64_t kLateTick = 2000;
+/// A component needs four sockets for each network, and its client some files.
+constexpr std::uint64_t kSpareFiles = 16;
+constexpr const char* kRaiseFiles =
+    "Raise the limit on open files of this user or service (ulimit -n, LimitNOFILE).";
 
 class Diagnosis {
  public:
@@ -22,13 +30,18 @@ class Diagnosis {
 
   Findings Make() {
     Component();
+    Limits();
     Interfaces();
     Firewall();
+    SystemFirewall();
     Sending();
-    Configuration();
+    AppendConfigurationFindings(facts_, findings_);
     Receiving();
     Controllers();
+    AppendAnswerFindings(facts_, findings_);
     AppendAddressFindings(facts_, findings_);
+    AppendHelloFindings(facts_, findings_);
+    AppendWireFindings(facts_, findings_);
     return std::move(findings_);
   }
 
@@ -43,12 +56,13 @@ class Diagnosis {
   void RefusedInterface(const Json& entry);
   void Firewall();
   void Sending();
-  void Configuration();
-  void ConfigurationFile(const Json& file);
+  void Limits();
+  void SystemFirewall();
   void Receiving();
   void Controllers();
   void Collisions();
   std::string HoldersOf(std::uint16_t port) const;
+  std::string OpenFilesInWords() const;
 
   const Facts& facts_;
   const Json& report_;
@@ -61,8 +75,10 @@ void Diagnosis::Component() {
           Seconds(facts_.listened) + ".");
   for (const Json& thread : ListOf(report_, "threads")) {
     if (thread.value("started", true)) continue;
+    const std::uint64_t limit = facts_.resources.threadsLimit;
     Add(Mark::Fault, "threads", "The system refused a thread that the component needs.",
-        TextOf(thread, "name") + " could not be started: " + TextOf(thread, "error"),
+        TextOf(thread, "name") + " could not be started: " + TextOf(thread, "error") +
+            (limit == 0 ? "" : "; this user may have " + std::to_string(limit)),
         "Raise the limit on threads and processes of this user or service.");
   }
   if (facts_.host == platform::HostKind::Container)
@@ -75,6 +91,25 @@ void Diagnosis::Component() {
     Add(Mark::Remark, "wsl", "This program runs in the Linux subsystem of Windows.", "The kernel says so.",
         "Broadcasts of the plant do not reach it unless its network is mirrored. Run kelseek on Windows "
         "itself.");
+}
+
+std::string Diagnosis::OpenFilesInWords() const {
+  const platform::ResourceUse& use = facts_.resources;
+  return "This process had " + std::to_string(use.openFiles) + " of " + std::to_string(use.openFilesLimit) +
+         " file descriptors open.";
+}
+
+void Diagnosis::Limits() {
+  const platform::ResourceUse& use = facts_.resources;
+  const Json refused = MemberOf(MemberOf(report_, "polling"), "refused");
+  if (platform::IsOutOfFiles(static_cast<int>(NumberOf(refused, "error"))))
+    return Add(
+        Mark::Fault, "descriptors",
+        "The component got no socket to ask controllers by address, because no file may be opened any more.",
+        OpenFilesInWords(), kRaiseFiles);
+  if (use.openFilesLimit == 0 || use.openFiles + kSpareFiles <= use.openFilesLimit) return;
+  Add(Mark::Remark, "few-descriptors", "This user may hardly open more files and sockets.",
+      OpenFilesInWords(), kRaiseFiles);
 }
 
 void Diagnosis::Interfaces() {
@@ -144,7 +179,11 @@ void Diagnosis::RefusedInterface(const Json& entry) {
   const std::string holders = HoldersOf(port);
   const std::string seen = "UDP port " + std::to_string(port) + " on " + TextOf(entry, "address") + ": " +
                            platform::TextOfError(static_cast<int>(NumberOf(refused, "error")));
-  if (holders.empty()) {
+  if (platform::IsOutOfFiles(static_cast<int>(NumberOf(refused, "error")))) {
+    Add(Mark::Fault, "descriptors",
+        "The system refuses a socket for " + NameOf(entry) + ", because no file may be opened any more.",
+        seen + ". " + OpenFilesInWords(), kRaiseFiles);
+  } else if (holders.empty()) {
     Add(Mark::Fault, "socket-refused", "The system refuses a socket for " + NameOf(entry) + ".", seen,
         "Look for another program that uses this port, or for a limit on open files.");
   } else {
@@ -171,9 +210,24 @@ void Diagnosis::Firewall() {
   }
 }
 
+void Diagnosis::SystemFirewall() {
+  using Answer = platform::HostFirewall::Answer;
+  const platform::HostFirewall& firewall = facts_.firewall;
+  if (firewall.letsIn == Answer::No && !Has(findings_, "firewall-in"))
+    Add(Mark::Fault, "firewall-in", "The firewall of this host does not let answers in to this program.",
+        "It is on, and no rule of it allows all UDP ports of the search to this program.",
+        "Allow them for incoming UDP in the firewall. A rule for one program does not count for another: the "
+        "program "
+        "that searches needs its own, or a rule for the ports.");
+  if (firewall.isPublicNetwork == Answer::Yes && firewall.isOn == Answer::Yes &&
+      firewall.letsIn != Answer::Yes)
+    Add(Mark::Remark, "public-network", "The system takes a network of this host for a public one.",
+        "The profile of its firewall for public networks is in force, which drops what was not asked for.",
+        "Set the network of the plant to private.");
+}
+
 void Diagnosis::Sending() {
-  const bool known = std::any_of(findings_.begin(), findings_.end(),
-                                 [](const Finding& each) { return each.code == "firewall-out"; });
+  const bool known = Has(findings_, "firewall-out");
   for (const Json& error : ListOf(MemberOf(report_, "sent"), "errors")) {
     if (known) break;
     Add(Mark::Remark, "send-errors",
@@ -182,25 +236,6 @@ void Diagnosis::Sending() {
             TextOf(error, "lastDestination"),
         "Check the firewall and the routes of this host.");
   }
-}
-
-void Diagnosis::ConfigurationFile(const Json& file) {
-  if (TextOf(file, "state") != "refused") return;
-  Add(Mark::Fault, "config-refused", "The component refused a configuration file, so it is not in force.",
-      TextOf(file, "path") + ": " + TextOf(file, "remark"),
-      "Correct the file; kelseek check-config shows where.");
-}
-
-void Diagnosis::Configuration() {
-  const Json& configuration = MemberOf(report_, "configuration");
-  ConfigurationFile(MemberOf(configuration, "settingsFile"));
-  ConfigurationFile(MemberOf(configuration, "controllersFile"));
-  if (facts_.configUnreadable)
-    Add(Mark::Fault, "config-unreadable", "The configuration directory cannot be read.",
-        TextOf(configuration, "directory"), "Create it with kelseek init-config, or correct the path.");
-  for (const std::string& each : facts_.configFindings)
-    Add(Mark::Remark, "config", "The configuration has something that does not count or makes no sense.",
-        each, "Correct the file unless that is intended.");
 }
 
 void Diagnosis::Receiving() {

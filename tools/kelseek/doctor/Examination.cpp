@@ -4,6 +4,8 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 
 #include <kellanseek/client.hpp>
@@ -14,10 +16,14 @@
 #include "client/Waiting.h"
 #include "config/HostNetworks.h"
 #include "configcheck/ConfigCheck.h"
+#include "doctor/Hello.h"
 #include "doctor/ReportReader.h"
-#include "platform/CodePage.h"
+#include "doctor/Sockets.h"
+#include "doctor/Volley.h"
+#include "doctor/Watch.h"
 #include "platform/NetworkAddresses.h"
 #include "platform/Process.h"
+#include "platform/TraceCapture.h"
 #include "platform/UdpSocket.h"
 #include "protocol/MessageReader.h"
 #include "protocol/MessageWriter.h"
@@ -30,6 +36,11 @@ using std::chrono::milliseconds;
 
 /// Longer than a sweep takes with the default settings.
 constexpr double kLongestSweep = 15;
+/// Most controllers have answered by then, and the answers to the doctor's own questions come before the
+/// sweep ends.
+constexpr double kFirstLook = 1.5;
+constexpr std::size_t kMostSurveyed = 200;
+constexpr milliseconds kSettling{100};
 constexpr milliseconds kEchoTime{400};
 constexpr milliseconds kAnswerTime{1500};
 /// So many silent configured controllers are asked without being named; more would have the same cause.
@@ -39,20 +50,10 @@ std::uint16_t PortOf(const Json& report, const char* setting) {
   return static_cast<std::uint16_t>(SettingOf(report, setting));
 }
 
-/// A bound socket of this process, as the component opens them.
-std::unique_ptr<platform::UdpSocket> Open(platform::Ipv4 address, platform::Ipv4 mask, std::uint16_t port) {
-  platform::SocketError error = 0;
-  auto socket = platform::SystemUdpNetwork().CreateSocket(error);
-  if (!socket || socket->SetReuseAddress() != 0 || socket->SetBroadcast() != 0 ||
-      socket->Bind(address, mask, port) != 0)
-    return nullptr;
-  return socket;
-}
-
 Echo TryEcho(platform::Ipv4 address, platform::Ipv4 mask, std::uint16_t port) {
   Echo echo{address, port, Echo::Outcome::NotHeard, 0};
-  const auto listener = Open(address, mask, port);
-  const auto sender = Open(address, mask, 0);
+  const auto listener = OpenSocket(address, mask, port);
+  const auto sender = OpenSocket(address, mask, 0);
   if (!listener || !sender) {
     echo.outcome = Echo::Outcome::NoSocket;
     return echo;
@@ -107,17 +108,87 @@ std::vector<AddressFacts> AskAll(const std::vector<platform::Ipv4>& addresses, s
   return answers;
 }
 
-/// The report of a component object that has listened for one sweep.
-Json ListenForOneSweep(Session& session, double& listened) {
+/// Asks known controllers five times each, while the component listens: those of the first look by a thread
+/// of its own, and at the end those that were found since.
+class Survey {
+ public:
+  void Start(const Json& report) {
+    running_ = std::async(std::launch::async, AskFiveTimes, Choose(report), PortOf(report, "NonLocalPort"),
+                          Timeout(report));
+  }
+  bool IsStarted() const { return running_.valid(); }
+
+  AnswerFacts Finish(const Json& report) {
+    AnswerFacts facts;
+    facts.timeout = Timeout(report);
+    if (running_.valid()) facts.each = running_.get();
+    for (const Answers& late : AskFiveTimes(Choose(report), PortOf(report, "NonLocalPort"), facts.timeout))
+      facts.each.push_back(late);
+    facts.leftOut = leftOut_;
+    return facts;
+  }
+
+ private:
+  static milliseconds Timeout(const Json& report) {
+    return std::chrono::seconds(std::clamp<std::int64_t>(SettingOf(report, "NonLocalRefreshTimeout"), 1, 10));
+  }
+
+  /// Listed controllers of the network that have not been chosen before.
+  std::vector<Target> Choose(const Json& report) {
+    std::vector<Target> targets;
+    leftOut_ = 0;
+    if (PortOf(report, "NonLocalPort") == 0) return targets;
+    for (const Json& each : ListOf(report, "controllers")) {
+      const platform::Ipv4 address = platform::ParseIpv4(TextOf(each, "address"));
+      if (!each.value("listed", false) || TextOf(each, "type") != "real" || address == platform::kNoAddress)
+        continue;
+      if (chosen_.count(address) != 0) continue;
+      if (chosen_.size() >= kMostSurveyed) {
+        ++leftOut_;
+      } else {
+        chosen_.insert(address);
+        targets.push_back({DescriptionOf(each), address});
+      }
+    }
+    return targets;
+  }
+
+  std::set<platform::Ipv4> chosen_;
+  std::size_t leftOut_ = 0;
+  std::future<std::vector<Answers>> running_;
+};
+
+std::vector<std::uint16_t> PortsOf(const Json& report) {
+  return {PortOf(report, "RequestPort"), PortOf(report, "ResponsePort"), PortOf(report, "NonLocalPort")};
+}
+
+/// Lets a component object listen for one sweep, and as long as the evidence is to be collected, and looks at
+/// the networks and the known controllers meanwhile.
+void Listen(Session& session, const Questions& questions, Facts& facts, Evidence& evidence) {
+  const bool keep = questions.evidenceSeconds.has_value();
+  const auto traces = keep ? platform::CaptureTraces(evidence.whyNoTraces) : nullptr;
   const client::Client client = Connect(session);
-  TimeSpan listening(session, kLongestSweep);
+  Watch watch(PortsOf(Json::parse(client.report())), keep);
+  Survey survey;
+  const double least = questions.evidenceSeconds.value_or(0);
+  TimeSpan listening(session, std::max(kLongestSweep, least));
   platform::Event never(platform::Event::Kind::ManualReset);
-  while (client.sweeps() == 0 && listening.Elapsed() < kLongestSweep) {
+  while (listening.Elapsed() < least || (client.sweeps() == 0 && listening.Elapsed() < kLongestSweep)) {
     constexpr milliseconds kPoll{50};
     if (platform::WaitForAny({&session.stop}, kPoll).Signalled(0)) break;
+    if (!survey.IsStarted() && listening.Elapsed() >= kFirstLook) survey.Start(Json::parse(client.report()));
   }
-  listened = listening.Elapsed();
-  return Json::parse(client.report());
+  facts.listened = listening.Elapsed();
+  facts.wire = watch.Stop();
+  // What was seen last needs a moment to arrive in the list.
+  platform::WaitForAny({&never}, kSettling);
+  facts.resources = platform::ResourcesOfProcess();
+  facts.report = Json::parse(client.report());
+  facts.answers = survey.Finish(facts.report);
+  if (!keep) return;
+  evidence.capture = watch.TakeCapture();
+  evidence.whyNoCapture = facts.wire.whyNot;
+  if (traces) evidence.traces = traces->Read();
 }
 
 void LookAtSockets(Facts& facts) {
@@ -160,15 +231,20 @@ AddressFacts AskAddress(platform::Ipv4 address, const Json& report) {
   return Question(address, PortOf(report, "NonLocalPort"));
 }
 
-Facts Examine(Session& session, const Questions& questions) {
+Facts Examine(Session& session, const Questions& questions, Evidence& evidence) {
   const SocketLibrary library;
   Facts facts;
   facts.host = platform::KindOfHost();
-  facts.report = ListenForOneSweep(session, facts.listened);
+  Listen(session, questions, facts, evidence);
+  facts.firewall = platform::FirewallFor(PortsOf(facts.report));
+  facts.registry = platform::RegistryFilesInUse();
   facts.expected = questions.expected;
   LookAtSockets(facts);
   LookAtConfiguration(facts);
-  std::vector<platform::Ipv4> asked = questions.addresses;
+  facts.saidHello = questions.hello;
+  if (questions.hello) facts.hello = SayHello(facts.report, questions.addresses);
+  std::vector<platform::Ipv4> asked;
+  if (!questions.hello) asked = questions.addresses;
   const Json& silent = ListOf(MemberOf(facts.report, "table"), "neverHeard");
   for (std::size_t i = 0; i < std::min(silent.size(), kMaxSilentAsked); ++i) {
     const platform::Ipv4 address = platform::ParseIpv4(silent[i].get<std::string>());

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "client/Session.h"
+#include "doctor/Bundle.h"
 #include "doctor/Facts.h"
 #include "platform/Ipv4.h"
 
@@ -11,11 +13,14 @@ namespace kellanseek::kelseek {
 struct Questions {
   std::vector<platform::Ipv4> addresses;  ///< To be asked directly.
   std::vector<platform::Ipv4> expected;   ///< Should be found by broadcast.
+  bool hello = false;                     ///< Say hello to `kelsim --hello`, also at the addresses.
+  std::optional<double> evidenceSeconds;  ///< Record traces and datagrams for so long.
 };
 
-/// Lets a component object listen for one sweep, then looks at this host and at the addresses. Takes about
-/// six seconds with the default settings. Throws if the component cannot be created.
-Facts Examine(Session& session, const Questions& questions);
+/// Lets a component object listen for one sweep, then looks at this host and at the addresses. Takes less
+/// than six seconds with the default settings and healthy controllers. The user's stop ends the listening.
+/// Fills `evidence` if questions.evidenceSeconds is set. Throws if the component cannot be created.
+Facts Examine(Session& session, const Questions& questions, Evidence& evidence);
 
 /// Asks one address, and looks at the way to it. Takes a second and a half if nothing answers. `report` tells
 /// the port.

@@ -38,6 +38,54 @@ struct PortFacts {
   std::vector<platform::PortHolder> others;  ///< Its holders besides this process.
 };
 
+/// How one controller has answered several questions by address.
+struct Answers {
+  std::string who;  ///< Its name and address.
+  platform::Ipv4 address = 0;
+  unsigned asked = 0;
+  unsigned answered = 0;
+  std::chrono::milliseconds median{0};  ///< Of the times until the answers came.
+  std::chrono::milliseconds slowest{0};
+};
+
+struct AnswerFacts {
+  std::vector<Answers> each;
+  std::size_t leftOut = 0;                  ///< Known controllers beyond those asked.
+  std::chrono::milliseconds timeout{3000};  ///< That the component gives an answer by address.
+};
+
+/// A controller's message as it was seen on the network, before any firewall of this host.
+struct Sighting {
+  std::uint32_t interfaceIndex = 0;
+  platform::Ipv4 source = 0;
+  platform::Ipv4 destination = 0;
+  std::string systemId;
+  bool isComplete = false;  ///< The component lists a controller with this identity.
+  std::size_t count = 0;
+};
+
+struct WireFacts {
+  bool isWatched = false;
+  std::string whyNot;  ///< Unless it was watched: the reason, empty if it was not tried.
+  std::vector<Sighting> sightings;
+};
+
+/// The other end of `doctor --hello`.
+struct HelloPeer {
+  platform::Ipv4 address = 0;
+  std::string name = {};     ///< Empty if it has never been heard.
+  bool byBroadcast = false;  ///< Its broadcasts arrive here.
+  bool byAddress = false;    ///< It answers when asked by its address.
+  bool hasHeardUs = false;   ///< It says that broadcasts of this host arrive there.
+};
+
+/// What came of saying hello on one network of this host.
+struct HelloFacts {
+  platform::Ipv4 address = 0;  ///< Of this host; 0 for peers that are on none of its networks.
+  bool isSent = false;
+  std::vector<HelloPeer> peers;
+};
+
 /// Everything the doctor looks at.
 struct Facts {
   nlohmann::json report;  ///< Of a component object that has listened for a while; see docs/diagnostics.md.
@@ -49,6 +97,13 @@ struct Facts {
   bool configUnreadable = false;
   std::vector<AddressFacts> asked;  ///< Named by the user, or configured and silent.
   std::vector<platform::Ipv4> expected;
+  AnswerFacts answers;
+  WireFacts wire;
+  bool saidHello = false;
+  std::vector<HelloFacts> hello;
+  platform::HostFirewall firewall;
+  platform::ResourceUse resources;
+  platform::RegistryFiles registry;
 };
 
 }  // namespace kellanseek::kelseek

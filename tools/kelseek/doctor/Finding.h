@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kellanseek::kelseek {
@@ -17,5 +19,10 @@ struct Finding {
 };
 
 using Findings = std::vector<Finding>;
+
+inline bool Has(const Findings& findings, std::string_view code) {
+  return std::any_of(findings.begin(), findings.end(),
+                     [&](const Finding& each) { return each.code == code; });
+}
 
 }  // namespace kellanseek::kelseek

@@ -1,0 +1,118 @@
+"""What the doctor sees by questions, on the wire and with the help of another host, and what it takes along."""
+
+import json
+import os
+import signal
+import tarfile
+import threading
+import unittest
+
+import examination
+import harness
+import wire
+
+
+class Poor(wire.Device):
+    """A controller that answers some of five polls, and late."""
+
+    kept, seconds, polls = 5, 0, 0
+
+    def _hear(self, listener):
+        if listener is not self._listeners[1]:
+            super()._hear(listener)
+            return
+        payload, source = listener.recvfrom(2000)
+        self.heard.append(payload)
+        self.polls += 1
+        if self.polls % 5 < self.kept:
+            threading.Timer(self.seconds, listener.sendto, [self.presence(), source]).start()
+
+
+class DoctorsEvidence(examination.Examination):
+    @unittest.skipIf(harness.UNDER_WINE, "Windows has no tap")
+    def test_what_only_the_administrator_sees(self):
+        here = self.station({self.net: "10.1.0.1/25"})
+        others = [self.device(self.net, address) for address in ("10.1.0.200/24", "10.9.0.5/24", "10.1.0.11/25")]
+        self.forbid(here, "INPUT", "-s 10.1.0.11")
+        found = self.examine(here, again=lambda: [each.announce() for each in others])
+        for code, address in (("wrong-mask", "10.1.0.200"), ("foreign-controller", "10.9.0.5"), ("firewall-in", "10.1.0.11")):
+            self.assertIn(address, found[code]["what"])
+        self.assertNotIn("not-watched", found)
+        bundle = os.path.join(self.lab.scratch, "no-rights.tar")
+        found = self.examine(here, "--bundle", bundle, "--bundle-seconds", "0",
+                             before=("setpriv", "--bounding-set", "-net_raw"))
+        self.assertIn("not-watched", found)
+        self.assertNotIn("firewall-in", found)
+        with tarfile.open(bundle) as archive:
+            self.assertNotIn("capture.pcap", archive.getnames())
+            self.assertIn("capture.pcap: it takes the rights", archive.extractfile("README.txt").read().decode())
+
+    def test_slow_and_lost_answers(self):
+        here = self.station({self.net: "10.1.0.1/24"}, NonLocalRefreshTimeout=4)
+        devices = []
+        for number, poor in ((11, {"kept": 2}), (12, {"seconds": 2.4})):
+            host = self.host(f"cell{number}", {self.net: f"10.1.0.{number}/24"})
+            devices.append(Poor(self.reactor, host, f"10.1.0.{number}/24", f"{{5A-{number}}}", f"02-00-00-00-01-{number}"))
+            self.addCleanup(devices[-1].close)
+            vars(devices[-1]).update(poor)
+        lossy, slow = devices
+        self.kelsim(self.host("plant", {self.net: "10.1.0.13/24"}), "--count", 3, "--base-address", "10.1.0.50")
+        found = self.examine(here)
+        self.assertIn(lossy.address, found["lossy"]["what"])
+        self.assertIn("2 of 5 answers came", found["lossy"]["seen"])
+        self.assertIn(slow.address, found["slow"]["what"])
+        self.assertIn("10.1.0.50", found["no-direct-answer"]["seen"])
+
+    def test_hello_proves_each_direction(self):
+        here, there = self.station({self.net: "10.1.0.1/24"}), self.host("there", {self.net: "10.1.0.5/24"})
+        hello = self.run_program(there, [*harness.command("KELLANSEEK_KELSIM"), "--hello"], harness.Said)
+        hello.wait_for_output("hello from")
+
+        def says(*arguments):
+            return {code for code in self.examine(here, "--hello", *arguments) if code.startswith("hello")}
+
+        self.assertEqual({"hello-both-ways"}, says())
+        hello.wait_for_output("heard 10.1.0.1")
+        way_there, way_back = f"--dport {wire.REQUEST_PORT}", f"--dport {wire.RESPONSE_PORT}"
+        self.forbid(there, "INPUT", way_there)
+        hello.wait_for_output("heard nobody")
+        self.assertEqual({"hello-not-there"}, says())
+        self.forbid(here, "INPUT", way_back)
+        self.assertEqual({"hello-only-by-address"}, says("10.1.0.5"))
+        self.forbid(there, "INPUT", way_there, action="-D")
+        self.assertEqual({"hello-not-back"}, says("10.1.0.5"))
+        self.assertEqual({"hello-nobody"}, says())
+        hello.stop()
+        self.assertEqual({"hello-silent"}, says("10.1.0.5"))
+
+    def test_the_bundle_has_what_it_says(self):
+        here = self.host("station", {self.net: "10.1.0.1/24"})
+        self.configure(here, static=[{"ControllerLocAddr": "nowhere"}])
+        cell = self.device(self.net, "10.1.0.11/24", name="cell")
+        path = os.path.join(self.lab.scratch, "bundle.tar")
+        program = self.kelseek(here, "doctor", "--bundle", path, "--bundle-seconds", "3600", kind=harness.Said)
+        self.wait_until(lambda: any(wire.parse(each)[0] == wire.REFRESH for each in cell.heard), "a question of the doctor")
+        program.process.send_signal(signal.SIGINT)
+        code, text = program.result()
+        self.assertEqual(examination.FINE, code, text)
+        with tarfile.open(path) as archive:
+            content = {name: archive.extractfile(name).read() for name in archive.getnames()}
+        recorded = {"capture.pcap", "traces.log"} if not harness.UNDER_WINE else set()
+        self.assertEqual(recorded | {"README.txt", "findings.txt", "findings.json", "report.json", "interfaces.txt",
+                                     "routes.txt", "neighbours.txt", "configuration/lanseekconf.xml",
+                                     "configuration/controllerid.xml"}, set(content))
+        for name, each in content.items():
+            self.assertIn(f"  {name} ({len(each)} byte", text)
+            self.assertIn(f"\n  {name}: ", content["README.txt"].decode())
+        self.assertIn(b"nowhere", content["configuration/controllerid.xml"])
+        self.assertIn("10.1.0.11", content["neighbours.txt"].decode())
+        self.assertIn("cell", [each["name"] for each in json.loads(content["report.json"])["controllers"]])
+        if recorded:
+            self.assertIn(cell.identity(), content["capture.pcap"])
+            self.assertIn(b"invalid IP-address nowhere", content["traces.log"])
+        code, _ = self.kelseek(here, "doctor", "--bundle", path, kind=harness.Said).result()
+        self.assertEqual(2, code, "an existing file stays")
+
+
+if __name__ == "__main__":
+    harness.main()

@@ -1,0 +1,100 @@
+#include "doctor/Watch.h"
+
+#include <algorithm>
+#include <chrono>
+#include <concepts>
+
+#include "client/Text.h"
+#include "protocol/MessageReader.h"
+
+namespace kellanseek::kelseek {
+namespace {
+
+constexpr std::size_t kMostSightings = 1000;
+constexpr std::size_t kMostCaptureBytes = std::size_t{64} << 20;
+constexpr std::chrono::milliseconds kStopPoll{50};
+
+/// A number in the byte order of capture files that begin with the magic number written the same way.
+template <std::unsigned_integral Number>
+void Append(std::string& bytes, Number number) {
+  for (std::size_t i = 0; i < sizeof number; ++i)
+    bytes.push_back(static_cast<char>(static_cast<std::uint64_t>(number) >> 8 * i & 0xFF));
+}
+
+std::string CaptureHeader() {
+  constexpr std::uint32_t kMagic = 0xA1B2C3D4;
+  constexpr std::uint32_t kLongestRecord = 65535;
+  std::string header;
+  Append(header, kMagic);
+  Append(header, std::uint16_t{2});  // the version of the format, 2.4
+  Append(header, std::uint16_t{4});
+  Append(header, std::uint64_t{0});  // times are in UTC, of unknown accuracy
+  Append(header, kLongestRecord);
+  Append(header, platform::kCaptureLinkType);
+  return header;
+}
+
+}  // namespace
+
+Watch::Watch(const std::vector<std::uint16_t>& ports, bool keep) : keep_(keep) {
+  tap_ = platform::OpenWireTap(ports, facts_.whyNot);
+  facts_.isWatched = tap_ != nullptr;
+  if (!tap_) return;
+  if (keep_) capture_ = CaptureHeader();
+  thread_ = std::jthread([this](const std::stop_token& stop) { Run(stop); });
+}
+
+WireFacts Watch::Stop() {
+  thread_.request_stop();
+  if (thread_.joinable()) thread_.join();
+  return facts_;
+}
+
+void Watch::Run(const std::stop_token& stop) {
+  platform::WireDatagram datagram;
+  while (!stop.stop_requested()) {
+    if (!tap_->Next(kStopPoll, datagram)) continue;
+    if (keep_) Keep(datagram);
+    if (!datagram.isOutgoing) Note(datagram);
+  }
+}
+
+void Watch::Keep(const platform::WireDatagram& datagram) {
+  if (capture_.size() + datagram.captured.size() > kMostCaptureBytes) return;
+  using std::chrono::microseconds;
+  const auto since = std::chrono::duration_cast<microseconds>(datagram.time.time_since_epoch()).count();
+  constexpr std::int64_t kPerSecond = 1'000'000;
+  const auto size = static_cast<std::uint32_t>(datagram.captured.size());
+  Append(capture_, static_cast<std::uint32_t>(since / kPerSecond));
+  Append(capture_, static_cast<std::uint32_t>(since % kPerSecond));
+  Append(capture_, size);
+  Append(capture_, size);
+  capture_.append(datagram.captured);
+}
+
+void Watch::Note(const platform::WireDatagram& datagram) {
+  using protocol::MessageType;
+  protocol::Message message;
+  const auto parsed = protocol::ParseMessage(datagram.payload, datagram.payload.size(), message);
+  if (parsed.outcome != protocol::ParseResult::Outcome::Accepted) return;
+  const bool isFull = message.type == MessageType::CtrlInfoMsg;
+  // The component forgets a controller that leaves.
+  if (message.type == MessageType::CtrlRestartMsg || message.type == MessageType::CtrlPowerDownMsg)
+    std::erase_if(facts_.sightings, [&](const Sighting& each) { return each.source == datagram.source; });
+  if (!isFull && message.type != MessageType::CtrlAliveMsg) return;
+  const std::string systemId = ToUtf8(message.identity.systemID);
+  const bool isComplete = isFull && !systemId.empty() && !message.identity.macAddress.empty();
+  for (Sighting& each : facts_.sightings) {
+    if (each.interfaceIndex != datagram.interfaceIndex || each.source != datagram.source ||
+        each.destination != datagram.destination || each.systemId != systemId)
+      continue;
+    ++each.count;
+    each.isComplete |= isComplete;
+    return;
+  }
+  if (facts_.sightings.size() < kMostSightings)
+    facts_.sightings.push_back(
+        {datagram.interfaceIndex, datagram.source, datagram.destination, systemId, isComplete, 1});
+}
+
+}  // namespace kellanseek::kelseek
