@@ -74,14 +74,14 @@ class Doctor(examination.Examination):
     def test_interfaces_that_reach_nobody(self):
         here = self.station({self.net: "10.1.0.1/24"})
         self.device(self.net, "10.1.0.11/24")
-        here.ip("link add cable type veth peer name plug", "link set cable up", "addr add 10.4.0.1/24 brd + dev cable",
-                "link add six type veth peer name six1", "link set six up", "link set six1 up", "addr add fd00::1/64 dev six",
-                "link add vpn type veth peer name vpn1", "link set vpn up", "link set vpn1 up", "addr add 10.6.0.1/32 dev vpn")
+        here.connect(self.net, device="six").connect(self.net, device="vpn")
+        here.ip("addr add fd00::1/64 dev six", "addr add 10.6.0.1/32 dev vpn",
+                "link add cable type veth peer name plug", "link set cable up", "addr add 10.4.0.1/24 brd + dev cable")
         found = self.examine(here)
         self.assertIn("cable (10.4.0.1)", found["no-carrier"]["what"])
         self.assertIn("vpn (10.6.0.1)", found["single-host"]["what"])
         self.assertEqual({"no-carrier"}, {code for code, each in found.items() if each["mark"] == "fault"})
-        self.assertIn("no-ipv4", found)
+        self.assertEqual("six has no IPv4 address.", found["no-ipv4"]["what"])
 
     def test_a_configuration_that_is_not_the_intended_one(self):
         for fault, settings, replaced in (("ports-swapped", {"RequestPort": 5513, "ResponsePort": 5512}, None),

@@ -108,7 +108,8 @@ class DoctorsEvidence(examination.Examination):
         self.assertIn("10.1.0.11", content["neighbours.txt"].decode())
         self.assertIn("cell", [each["name"] for each in json.loads(content["report.json"])["controllers"]])
         if recorded:
-            self.assertIn(cell.identity(), content["capture.pcap"])
+            for datagram in (cell.identity(), wire.REFRESH_REQUEST):  # in and out
+                self.assertIn(datagram, content["capture.pcap"])
             self.assertIn(b"invalid IP-address nowhere", content["traces.log"])
         code, _ = self.kelseek(here, "doctor", "--bundle", path, kind=harness.Said).result()
         self.assertEqual(2, code, "an existing file stays")

@@ -111,10 +111,13 @@ class PacketSocket final : public WireTap {
   std::array<char, kHeaderBytes + kMostBytes> buffer_{};
 };
 
-/// Lets only UDP through to this program; a busy host has much else on its networks.
+/// Lets only UDP over IPv4 through to this program; a busy host has much else on its networks.
 bool FilterUdp(int socket) {
+  constexpr auto kLinkProtocol = static_cast<std::uint32_t>(SKF_AD_OFF + SKF_AD_PROTOCOL);
   constexpr std::uint32_t kProtocolOffset = 9;
-  std::array<sock_filter, 4> program{{{BPF_LD | BPF_B | BPF_ABS, 0, 0, kProtocolOffset},
+  std::array<sock_filter, 6> program{{{BPF_LD | BPF_H | BPF_ABS, 0, 0, kLinkProtocol},
+                                      {BPF_JMP | BPF_JEQ | BPF_K, 0, 3, ETH_P_IP},
+                                      {BPF_LD | BPF_B | BPF_ABS, 0, 0, kProtocolOffset},
                                       {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, IPPROTO_UDP},
                                       {BPF_RET | BPF_K, 0, 0, kMostBytes},
                                       {BPF_RET | BPF_K, 0, 0, 0}}};
@@ -125,7 +128,8 @@ bool FilterUdp(int socket) {
 }  // namespace
 
 std::unique_ptr<WireTap> OpenWireTap(std::vector<std::uint16_t> ports, std::string& why) {
-  Descriptor socket(::socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_IP)));
+  // Only a socket for all protocols sees what leaves.
+  Descriptor socket(::socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_ALL)));
   if (!socket || !FilterUdp(socket.get())) {
     why = TextOfError(errno);
     return nullptr;

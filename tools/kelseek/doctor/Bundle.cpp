@@ -107,7 +107,8 @@ void Bundle::AddEvidence(Evidence evidence) {
     missing_ += "traces.log: " + evidence.whyNoTraces + "\n";
   }
   if (evidence.whyNoCapture.empty()) {
-    Add("capture.pcap", "the datagrams on the ports of the search in that time, with those of other hosts",
+    Add("capture.pcap",
+        "the datagrams on the ports of the search in that time, those of other hosts too, 64 MB at most",
         std::move(evidence.capture));
   } else {
     missing_ += "capture.pcap: it takes the rights of an administrator. " + evidence.whyNoCapture + "\n";

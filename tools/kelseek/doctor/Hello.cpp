@@ -53,7 +53,9 @@ class Greeting {
       Network network;
       network.facts.address = platform::ParseIpv4(TextOf(entry, "address"));
       network.mask = platform::ParseIpv4(TextOf(entry, "mask"));
-      if (!entry.value("used", false) || network.mask == platform::kNoAddress) continue;
+      if (!entry.value("used", false) || !entry.value("carrier", true) ||
+          network.mask == platform::kNoAddress)
+        continue;
       network.sender = OpenSocket(network.facts.address, network.mask, requestPort_);
       network.listener = OpenSocket(network.facts.address, network.mask, PortOf(report, "ResponsePort"));
       if (!network.sender || !network.listener) continue;
