@@ -168,7 +168,8 @@ void Listen(Session& session, const Questions& questions, Facts& facts, Evidence
   const bool keep = questions.evidenceSeconds.has_value();
   const auto traces = keep ? platform::CaptureTraces(evidence.whyNoTraces) : nullptr;
   const client::Client client = Connect(session);
-  Watch watch(PortsOf(Json::parse(client.report())), keep);
+  const Json first = Json::parse(client.report());
+  Watch watch(PortsOf(first), PortOf(first, "ResponsePort"), keep);
   Survey survey;
   const double least = questions.evidenceSeconds.value_or(0);
   TimeSpan listening(session, std::max(kLongestSweep, least));

@@ -36,7 +36,8 @@ std::string CaptureHeader() {
 
 }  // namespace
 
-Watch::Watch(const std::vector<std::uint16_t>& ports, bool keep) : keep_(keep) {
+Watch::Watch(const std::vector<std::uint16_t>& ports, std::uint16_t responsePort, bool keep)
+    : responsePort_(responsePort), keep_(keep) {
   tap_ = platform::OpenWireTap(ports, facts_.whyNot);
   facts_.isWatched = tap_ != nullptr;
   if (!tap_) return;
@@ -55,7 +56,7 @@ void Watch::Run(const std::stop_token& stop) {
   while (!stop.stop_requested()) {
     if (!tap_->Next(kStopPoll, datagram)) continue;
     if (keep_) Keep(datagram);
-    if (!datagram.isOutgoing) Note(datagram);
+    if (!datagram.isOutgoing && datagram.destinationPort == responsePort_) Note(datagram);
   }
 }
 

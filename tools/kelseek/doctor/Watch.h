@@ -17,8 +17,9 @@ namespace kellanseek::kelseek {
 /// until it is stopped.
 class Watch {
  public:
-  /// With `keep`, keeps the datagrams for a capture file.
-  Watch(const std::vector<std::uint16_t>& ports, bool keep);
+  /// Of what comes in on `responsePort` it notes the senders; what other programs have asked for goes to
+  /// other ports. With `keep`, keeps the datagrams of all ports for a capture file.
+  Watch(const std::vector<std::uint16_t>& ports, std::uint16_t responsePort, bool keep);
 
   /// Ends the watching and returns what was seen.
   WireFacts Stop();
@@ -30,6 +31,7 @@ class Watch {
   void Keep(const platform::WireDatagram& datagram);
   void Note(const platform::WireDatagram& datagram);
 
+  const std::uint16_t responsePort_;
   const bool keep_;
   std::unique_ptr<platform::WireTap> tap_;
   WireFacts facts_;

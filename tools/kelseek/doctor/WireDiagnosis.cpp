@@ -67,7 +67,9 @@ class WireDiagnosis {
     const bool isOurs = here.Has(seen.source);
     const bool isForAll = seen.destination == platform::kNoAddress || seen.destination == here.Broadcast();
     if (isForAll || seen.destination == here.address) {
-      if (!isOurs) return Foreign(seen, here);
+      // By unicast it may come through a router.
+      if (!isOurs && isForAll) Foreign(seen, here);
+      if (!isOurs) return;
       const bool hasRoom = NumberOf(MemberOf(MemberOf(report_, "received"), "dropped"), "tableFull") == 0;
       if (hasRoom && seen.isComplete && known_.count(seen.systemId) == 0) Unheard(seen, here);
     } else if (isOurs || BelongTogether(seen.source, here.address, seen.destination)) {
