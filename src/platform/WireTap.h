@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/Ipv4.h"
 
@@ -33,12 +32,13 @@ class WireTap {
  public:
   virtual ~WireTap() = default;
 
-  /// Waits for the next datagram from or to one of the ports. Returns false after the time-out.
+  /// Waits for the next datagram. Those that came since the opening are kept until they are asked for, as far
+  /// as there is room. Returns false after the time-out.
   virtual bool Next(std::chrono::milliseconds timeout, WireDatagram& datagram) = 0;
 };
 
 /// Returns null, with the reason in `why` (UTF-8), where the system does not permit it: it is the
 /// administrator's right.
-std::unique_ptr<WireTap> OpenWireTap(std::vector<std::uint16_t> ports, std::string& why);
+std::unique_ptr<WireTap> OpenWireTap(std::string& why);
 
 }  // namespace kellanseek::platform

@@ -31,8 +31,7 @@ constexpr std::size_t kMostBytes = 2048;
 
 class PacketSocket final : public WireTap {
  public:
-  PacketSocket(Descriptor socket, std::vector<std::uint16_t> ports)
-      : socket_(std::move(socket)), ports_(std::move(ports)) {}
+  explicit PacketSocket(Descriptor socket) : socket_(std::move(socket)) {}
 
   bool Next(std::chrono::milliseconds timeout, WireDatagram& datagram) override {
     const auto end = std::chrono::steady_clock::now() + timeout;
@@ -79,15 +78,10 @@ class PacketSocket final : public WireTap {
     datagram.destination = ip.daddr;
     datagram.sourcePort = ntohs(udp.source);
     datagram.destinationPort = ntohs(udp.dest);
-    if (!IsWanted(datagram.sourcePort) && !IsWanted(datagram.destinationPort)) return false;
     const std::size_t stated = std::max<std::size_t>(ntohs(udp.len), sizeof udp) - sizeof udp;
     const std::size_t begin = ipBytes + sizeof udp;
     datagram.payload = {packet + begin, std::min(stated, size - begin)};
     return true;
-  }
-
-  bool IsWanted(std::uint16_t port) const {
-    return std::find(ports_.begin(), ports_.end(), port) != ports_.end();
   }
 
   void WriteLinkHeader(const sockaddr_ll& from) {
@@ -107,7 +101,6 @@ class PacketSocket final : public WireTap {
   static constexpr std::uint16_t kLoopbackHardware = 772;
 
   Descriptor socket_;
-  std::vector<std::uint16_t> ports_;
   std::array<char, kHeaderBytes + kMostBytes> buffer_{};
 };
 
@@ -127,14 +120,14 @@ bool FilterUdp(int socket) {
 
 }  // namespace
 
-std::unique_ptr<WireTap> OpenWireTap(std::vector<std::uint16_t> ports, std::string& why) {
+std::unique_ptr<WireTap> OpenWireTap(std::string& why) {
   // Only a socket for all protocols sees what leaves.
   Descriptor socket(::socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_ALL)));
   if (!socket || !FilterUdp(socket.get())) {
     why = TextOfError(errno);
     return nullptr;
   }
-  return std::make_unique<PacketSocket>(std::move(socket), std::move(ports));
+  return std::make_unique<PacketSocket>(std::move(socket));
 }
 
 }  // namespace kellanseek::platform

@@ -3,7 +3,7 @@
 namespace kellanseek::platform {
 
 // Windows has no such service without a driver of its own.
-std::unique_ptr<WireTap> OpenWireTap(std::vector<std::uint16_t> /*ports*/, std::string& why) {
+std::unique_ptr<WireTap> OpenWireTap(std::string& why) {
   why = "Windows needs a driver for it.";
   return nullptr;
 }

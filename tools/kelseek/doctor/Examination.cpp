@@ -167,9 +167,10 @@ std::vector<std::uint16_t> PortsOf(const Json& report) {
 void Listen(Session& session, const Questions& questions, Facts& facts, Evidence& evidence) {
   const bool keep = questions.evidenceSeconds.has_value();
   const auto traces = keep ? platform::CaptureTraces(evidence.whyNoTraces) : nullptr;
+  Watch watch;
   const client::Client client = Connect(session);
   const Json first = Json::parse(client.report());
-  Watch watch(PortsOf(first), PortOf(first, "ResponsePort"), keep);
+  watch.Start(PortsOf(first), PortOf(first, "ResponsePort"), keep);
   Survey survey;
   const double least = questions.evidenceSeconds.value_or(0);
   TimeSpan listening(session, std::max(kLongestSweep, least));

@@ -36,11 +36,11 @@ std::string CaptureHeader() {
 
 }  // namespace
 
-Watch::Watch(const std::vector<std::uint16_t>& ports, std::uint16_t responsePort, bool keep)
-    : responsePort_(responsePort), keep_(keep) {
-  tap_ = platform::OpenWireTap(ports, facts_.whyNot);
-  facts_.isWatched = tap_ != nullptr;
+void Watch::Start(std::vector<std::uint16_t> ports, std::uint16_t responsePort, bool keep) {
   if (!tap_) return;
+  ports_ = std::move(ports);
+  responsePort_ = responsePort;
+  keep_ = keep;
   if (keep_) capture_ = CaptureHeader();
   thread_ = std::jthread([this](const std::stop_token& stop) { Run(stop); });
 }
@@ -55,9 +55,14 @@ void Watch::Run(const std::stop_token& stop) {
   platform::WireDatagram datagram;
   while (!stop.stop_requested()) {
     if (!tap_->Next(kStopPoll, datagram)) continue;
+    if (!IsWanted(datagram.sourcePort) && !IsWanted(datagram.destinationPort)) continue;
     if (keep_) Keep(datagram);
     if (!datagram.isOutgoing && datagram.destinationPort == responsePort_) Note(datagram);
   }
+}
+
+bool Watch::IsWanted(std::uint16_t port) const {
+  return std::find(ports_.begin(), ports_.end(), port) != ports_.end();
 }
 
 void Watch::Keep(const platform::WireDatagram& datagram) {
