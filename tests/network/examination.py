@@ -13,11 +13,13 @@ class Examination(harness.Scenario):
         super().setUp()
         self.net = self.network("A")
 
-    def examine(self, host, *arguments, before=(), again=None):
-        """The findings by code; of several with one code the last. `before` starts the command line, `again` is called
-        every half second until the doctor ends."""
+    def examine(self, host, *arguments, before=(), meanwhile=None, again=None):
+        """The findings by code; of several with one code the last. `before` starts the command line, `meanwhile` is
+        called with the program, `again` every half second until it ends."""
         line = [*before, *harness.command("KELLANSEEK_KELSEEK"), "doctor", "--json", *arguments]
         program = self.run_program(host, line, harness.Said)
+        if meanwhile:
+            meanwhile(program)
         repeat = time.monotonic()
 
         def ended():

@@ -1,6 +1,7 @@
 """The doctor on real hosts with real faults: each is provoked by the tools of the system and named by the right cause."""
 
 import pathlib
+import resource
 import socket
 import unittest
 
@@ -100,8 +101,12 @@ class Doctor(examination.Examination):
     @unittest.skipIf(harness.UNDER_WINE, "a limit of Linux")
     def test_a_limit_on_open_files(self):
         here = self.station({self.net: "10.1.0.1/24"})
-        found = self.examine(here, before=("prlimit", "--nofile=14"))
-        self.assertIn("of 14 file descriptors", found["descriptors"]["seen"])
+
+        def forbid_more(program):
+            self.tap(self.net).wait_for(payload=wire.FULL_REQUEST)
+            resource.prlimit(program.pid, resource.RLIMIT_NOFILE, (3, 3))
+
+        self.assertIn("3 of 3 file descriptors", self.examine(here, meanwhile=forbid_more)["descriptors"]["seen"])
 
 
 if __name__ == "__main__":

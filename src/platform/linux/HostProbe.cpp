@@ -250,17 +250,21 @@ std::string NeighbourLines() {
 
 ResourceUse ResourcesOfProcess() {
   ResourceUse use;
-  std::error_code ignored;
-  for ([[maybe_unused]] const auto& each : std::filesystem::directory_iterator("/proc/self/fd", ignored))
-    ++use.openFiles;
-  for ([[maybe_unused]] const auto& each : std::filesystem::directory_iterator("/proc/self/task", ignored))
-    ++use.threads;
   const auto limit = [](auto resource) -> std::uint64_t {
     rlimit found{};
     return ::getrlimit(resource, &found) != 0 || found.rlim_cur == RLIM_INFINITY ? 0 : found.rlim_cur;
   };
   use.openFilesLimit = limit(RLIMIT_NOFILE);
   use.threadsLimit = limit(RLIMIT_NPROC);
+  std::error_code error;
+  const std::filesystem::directory_iterator none;
+  const std::filesystem::directory_iterator files("/proc/self/fd", error);
+  // The directory itself is one of them.
+  use.openFiles = IsOutOfFiles(error.value()) ? use.openFilesLimit
+                  : error                     ? 0
+                                              : static_cast<std::uint64_t>(std::distance(files, none)) - 1;
+  const std::filesystem::directory_iterator threads("/proc/self/task", error);
+  use.threads = error ? 0 : static_cast<std::uint64_t>(std::distance(threads, none));
   return use;
 }
 

@@ -189,6 +189,10 @@ TEST(DiagnosisTest, WhatTheHostAndItsFilesSayIsNamed) {
          facts.resources = {241, 256, 9, 0};
        },
        {"few-descriptors"}},
+      {[](Facts& facts) {
+         facts.resources = {256, 256, 9, 0};
+       },
+       {"descriptors"}},
       {[&](Facts& facts) { facts.report["polling"]["refused"]["error"] = std::stoi(outOfFiles); },
        {"descriptors"}},
       {[&](Facts& facts) {

@@ -102,11 +102,11 @@ std::string Diagnosis::OpenFilesInWords() const {
 void Diagnosis::Limits() {
   const platform::ResourceUse& use = facts_.resources;
   const Json refused = MemberOf(MemberOf(report_, "polling"), "refused");
-  if (platform::IsOutOfFiles(static_cast<int>(NumberOf(refused, "error"))))
-    return Add(
-        Mark::Fault, "descriptors",
-        "The component got no socket to ask controllers by address, because no file may be opened any more.",
-        OpenFilesInWords(), kRaiseFiles);
+  const bool isUsedUp = use.openFilesLimit != 0 && use.openFiles >= use.openFilesLimit;
+  if (isUsedUp || platform::IsOutOfFiles(static_cast<int>(NumberOf(refused, "error"))))
+    return Add(Mark::Fault, "descriptors",
+               "No file or socket can be opened any more, so networks and controllers may be missing.",
+               OpenFilesInWords(), kRaiseFiles);
   if (use.openFilesLimit == 0 || use.openFiles + kSpareFiles <= use.openFilesLimit) return;
   Add(Mark::Remark, "few-descriptors", "This user may hardly open more files and sockets.",
       OpenFilesInWords(), kRaiseFiles);

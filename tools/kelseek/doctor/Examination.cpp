@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
@@ -112,9 +113,11 @@ std::vector<AddressFacts> AskAll(const std::vector<platform::Ipv4>& addresses, s
 /// of its own, and at the end those that were found since.
 class Survey {
  public:
+  explicit Survey(platform::Event& never) : never_(never) {}
+
   void Start(const Json& report) {
     running_ = std::async(std::launch::async, AskFiveTimes, Choose(report), PortOf(report, "NonLocalPort"),
-                          Timeout(report));
+                          Timeout(report), std::ref(never_));
   }
   bool IsStarted() const { return running_.valid(); }
 
@@ -122,7 +125,8 @@ class Survey {
     AnswerFacts facts;
     facts.timeout = Timeout(report);
     if (running_.valid()) facts.each = running_.get();
-    for (const Answers& late : AskFiveTimes(Choose(report), PortOf(report, "NonLocalPort"), facts.timeout))
+    for (const Answers& late :
+         AskFiveTimes(Choose(report), PortOf(report, "NonLocalPort"), facts.timeout, never_))
       facts.each.push_back(late);
     facts.leftOut = leftOut_;
     return facts;
@@ -153,6 +157,7 @@ class Survey {
     return targets;
   }
 
+  platform::Event& never_;
   std::set<platform::Ipv4> chosen_;
   std::size_t leftOut_ = 0;
   std::future<std::vector<Answers>> running_;
@@ -166,15 +171,16 @@ std::vector<std::uint16_t> PortsOf(const Json& report) {
 /// the networks and the known controllers meanwhile.
 void Listen(Session& session, const Questions& questions, Facts& facts, Evidence& evidence) {
   const bool keep = questions.evidenceSeconds.has_value();
+  // Before the component takes what descriptors there are.
+  platform::Event never(platform::Event::Kind::ManualReset);
   const auto traces = keep ? platform::CaptureTraces(evidence.whyNoTraces) : nullptr;
   Watch watch;
   const client::Client client = Connect(session);
   const Json first = Json::parse(client.report());
   watch.Start(PortsOf(first), PortOf(first, "ResponsePort"), keep);
-  Survey survey;
+  Survey survey(never);
   const double least = questions.evidenceSeconds.value_or(0);
   TimeSpan listening(session, std::max(kLongestSweep, least));
-  platform::Event never(platform::Event::Kind::ManualReset);
   while (listening.Elapsed() < least || (client.sweeps() == 0 && listening.Elapsed() < kLongestSweep)) {
     constexpr milliseconds kPoll{50};
     if (platform::WaitForAny({&session.stop}, kPoll).Signalled(0)) break;

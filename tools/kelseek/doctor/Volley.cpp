@@ -8,7 +8,6 @@
 #include <unordered_map>
 
 #include "doctor/Sockets.h"
-#include "platform/Event.h"
 #include "protocol/Message.h"
 #include "protocol/MessageWriter.h"
 
@@ -26,8 +25,8 @@ constexpr milliseconds kPause{5};
 /// Answers name no question. So each round has a socket of its own, to which they return.
 class Volley {
  public:
-  Volley(const std::vector<Target>& targets, std::uint16_t port, milliseconds timeout)
-      : targets_(targets), port_(port), timeout_(timeout), tries_(targets.size()) {
+  Volley(const std::vector<Target>& targets, std::uint16_t port, milliseconds timeout, platform::Event& never)
+      : targets_(targets), port_(port), timeout_(timeout), never_(never), tries_(targets.size()) {
     std::vector<platform::UdpSocket*> all;
     for (std::size_t i = 0; i < targets.size(); ++i) byAddress_.emplace(targets[i].address, i);
     for (auto& socket : sockets_) {
@@ -112,20 +111,20 @@ class Volley {
   const std::vector<Target>& targets_;
   const std::uint16_t port_;
   const milliseconds timeout_;
+  platform::Event& never_;
   std::unordered_map<platform::Ipv4, std::size_t> byAddress_;
   std::array<std::unique_ptr<platform::UdpSocket>, kRounds> sockets_;
   std::unique_ptr<platform::DatagramReceiver> receiver_;
   std::vector<std::array<Try, kRounds>> tries_;
   std::size_t left_ = 0;  ///< Questions that wait for their answers.
-  platform::Event never_{platform::Event::Kind::ManualReset};
 };
 
 }  // namespace
 
 std::vector<Answers> AskFiveTimes(const std::vector<Target>& targets, std::uint16_t port,
-                                  std::chrono::milliseconds timeout) {
+                                  std::chrono::milliseconds timeout, platform::Event& never) {
   if (targets.empty()) return {};
-  return Volley(targets, port, timeout).Run();
+  return Volley(targets, port, timeout, never).Run();
 }
 
 }  // namespace kellanseek::kelseek
