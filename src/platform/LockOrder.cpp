@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::array kNames = {"run",          "engine",      "table",       "host names",    "daemon list",
                                "daemon queue", "subscribers", "event queue", "address watch", "error text",
-                               "journal",      "stop signal", "event",       "trace"};
+                               "journal",      "terminal",    "stop signal", "event",         "trace"};
 
 const char* NameOf(LockOrder lock) { return kNames.at(static_cast<std::size_t>(lock)); }
 

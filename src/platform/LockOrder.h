@@ -16,6 +16,7 @@ enum class LockOrder {
   AddressWatch,
   ErrorText,
   Journal,
+  Terminal,    ///< The mode to which a program returns its terminal.
   StopSignal,  ///< The event that a signal sets.
   Event,       ///< The state of an event.
   Trace,

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "platform/Terminal.h"
 #include "platform/Thread.h"
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/EventNative.h"
@@ -57,7 +58,10 @@ struct StopSignals::Native {
       if (ready[0].revents != 0) return;
       signalfd_siginfo received{};
       if (read(descriptor.get(), &received, sizeof received) != sizeof received) continue;
-      if (stop.TryWait()) _exit(128 + static_cast<int>(received.ssi_signo));
+      if (stop.TryWait()) {
+        RestoreTerminalAtOnce();
+        _exit(128 + static_cast<int>(received.ssi_signo));
+      }
       stop.Set();
     }
   }

@@ -1,6 +1,7 @@
 #include "platform/Signals.h"
 
 #include "platform/Mutex.h"
+#include "platform/Terminal.h"
 #include "platform/win32/System.h"
 
 namespace kellanseek::platform {
@@ -19,7 +20,10 @@ bool RequestStop() {
 }
 
 BOOL WINAPI Handle(DWORD request) {
-  if (!RequestStop()) return FALSE;
+  if (!RequestStop()) {
+    RestoreTerminalAtOnce();
+    return FALSE;
+  }
   // When the console closes or the session ends, the system ends the program as soon as the handler returns,
   // or after about five seconds. So wait here to let the program finish.
   constexpr DWORD kLongerThanGranted = 10000;
