@@ -14,9 +14,10 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 TOOLS = {"kelseek": {"text", "platform", "config", "configcheck", "diagnostics", "protocol"},
          "kelsim": {"text", "platform", "protocol"}}
 
-# The rooms of kelseek: `client` talks to the component, `output` formats results, `doctor` finds faults, and
-# `commands` uses them.
-ROOMS = {"client": set(), "output": {"client"}, "doctor": {"client"}, "commands": {"client", "output", "doctor"}}
+# The rooms of kelseek: `client` talks to the component, `output` formats results, `doctor` finds faults, `screen` is the
+# full-screen table, and `commands` uses them.
+ROOMS = {"client": set(), "output": {"client"}, "doctor": {"client"}, "screen": {"client", "output"},
+         "commands": {"client", "output", "doctor", "screen"}}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)')
 SYSTEM_CONDITION = re.compile(r"^\s*#\s*(el)?if.*(_WIN32|__linux__|__unix__|__APPLE__)")

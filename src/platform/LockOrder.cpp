@@ -11,9 +11,10 @@
 namespace kellanseek::platform {
 namespace {
 
-constexpr std::array kNames = {"run",          "engine",      "table",       "host names",    "daemon list",
-                               "daemon queue", "subscribers", "event queue", "address watch", "error text",
-                               "journal",      "terminal",    "stop signal", "event",         "trace"};
+constexpr std::array kNames = {"program",     "run",           "engine",       "table",
+                               "host names",  "daemon list",   "daemon queue", "subscribers",
+                               "event queue", "address watch", "error text",   "journal",
+                               "terminal",    "stop signal",   "event",        "trace"};
 
 const char* NameOf(LockOrder lock) { return kNames.at(static_cast<std::size_t>(lock)); }
 

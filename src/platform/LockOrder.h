@@ -5,6 +5,7 @@ namespace kellanseek::platform {
 /// The locks of the component in the order in which one thread may hold several: whoever holds a lock takes
 /// only later ones. Two locks of one kind are never held together.
 enum class LockOrder {
+  Program,      ///< A program's own, outside the component.
   Run,          ///< The present run of the network side.
   Engine,       ///< Rebuilds of the interface table against identities of virtual controllers.
   Table,        ///< The records.

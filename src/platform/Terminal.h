@@ -64,8 +64,8 @@ class InteractiveTerminal {
   InteractiveTerminal(const InteractiveTerminal&) = delete;
   InteractiveTerminal& operator=(const InteractiveTerminal&) = delete;
 
-  /// Waits for the terminal, for one of the events or for the time-out (nullopt: none). If an auto-reset event
-  /// ends the wait, it is cleared.
+  /// Waits for the terminal, for one of the events or for the time-out (nullopt: none). If an auto-reset
+  /// event ends the wait, it is cleared.
   TerminalWake Wait(std::initializer_list<Event*> events, std::optional<std::chrono::milliseconds> timeout);
   /// What was typed, in UTF-8, where a character may be split between two calls; nullopt if the terminal is
   /// gone. Special keys are escape sequences of the VT100 family. Does not wait.

@@ -1,25 +1,66 @@
+#include <nlohmann/json.hpp>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "client/Chooser.h"
 #include "client/Component.h"
 #include "client/Waiting.h"
 #include "commands/Command.h"
 #include "commands/DiscoveryCommands.h"
+#include "doctor/Diagnosis.h"
 #include "output/EventText.h"
 #include "output/Output.h"
+#include "platform/Terminal.h"
+#include "screen/FullScreen.h"
 
 namespace kellanseek::kelseek {
 namespace {
 
 struct WatchOptions {
   bool json = false;
+  bool plain = false;
   std::optional<double> wait;
   SelectionOptions selection;
 };
 
+constexpr const char* kScreenKeys =
+    "On a terminal, a table fills the screen. Its keys:\n"
+    "  arrows, j, k, PgUp, PgDn, Home, End   scroll\n"
+    "  1 to 9, left, right, s                sort by that column, by the one beside it\n"
+    "  r                                     reverse the order\n"
+    "  /                                     show only what contains a text: name, address, host,\n"
+    "                                        identity or kind; Enter keeps the filter, Esc clears it\n"
+    "  q, Ctrl-C                             end\n"
+    "  Ctrl-L                                draw the screen anew\n";
+
+/// For a component that counts no sweeps, the screen shows none.
+std::optional<std::uint32_t> CountSweeps(const client::Client& client) {
+  try {
+    return client.sweeps();
+  } catch (const client::Error& error) {
+    if (error.code() != E_NOINTERFACE) throw;
+    return std::nullopt;
+  }
+}
+
+int WatchOnScreen(Session& session, const client::Client& client, Chooser& chooser,
+                  std::optional<double> seconds) {
+  client::ChangeStream changes = client.changes(kWaitingChanges);
+  chooser.Start(client);
+  const ScreenQuestions questions = {
+      [&client] { return CountSweeps(client); },
+      [&client] { return LikelyCause(nlohmann::json::parse(client.report())); },
+      [&chooser](const client::Controller& controller) { return chooser.Wants(controller); },
+  };
+  return ShowFullScreen(session, changes, questions, seconds) ? kFound : kNothingFound;
+}
+
 int Watch(Session& session, const WatchOptions& options) {
   Chooser chooser(options.selection);
   const client::Client client = Connect(session);
+  if (!options.json && !options.plain && platform::TerminalIsInteractive())
+    return WatchOnScreen(session, client, chooser, options.wait);
   bool anyFound = false;
   const auto print = [&session](const std::string& text) {
     if (!Write(text)) session.stop.Set();
@@ -41,7 +82,9 @@ void AddWatchCommand(CLI::App& app, Session& session) {
   AddCommand<WatchOptions>(
       app, session, "watch", "Report controllers as they come, change and go, until Ctrl-C",
       [](CLI::App& command, WatchOptions& options) {
+        command.footer(kScreenKeys);
         command.add_flag("--json", options.json, "One JSON object per line");
+        command.add_flag("--plain", options.plain, "One line per change, on a terminal too");
         command.add_option("--wait", options.wait, "End after this time (default: with Ctrl-C)")
             ->type_name("SECONDS")
             ->check(Seconds());

@@ -51,17 +51,6 @@ Colour ColourOf(std::optional<Reason> reason) {
   return Colour::Plain;
 }
 
-// The details of interest for this event.
-std::string Detail(const Change& change) {
-  const Controller& controller = change.controller;
-  if (change.reason == Reason::Updated) return change.before ? Changes(*change.before, controller) : "";
-  if (controller.availability != Availability::Available) return to_string(controller.availability);
-  std::string detail = Printable(std::string_view(controller.identity));
-  if (controller.version) detail += "  " + to_string(*controller.version);
-  if (controller.origin != client::Origin::Dynamic) detail += "  " + to_string(controller.origin);
-  return detail;
-}
-
 // The system knows the local time of now only.
 FILETIME LocalTime(std::chrono::system_clock::time_point time) {
   const auto age = std::chrono::duration_cast<HundredNanoseconds>(std::chrono::system_clock::now() - time);
@@ -75,6 +64,23 @@ FILETIME LocalTime(std::chrono::system_clock::time_point time) {
 std::string Column(const std::string& text, std::size_t columns) { return Pad(text, columns - 2) + "  "; }
 
 }  // namespace
+
+std::string ReasonText(const Change& change) {
+  const std::optional<Reason> reason = ReasonOf(change);
+  return reason ? to_string(*reason) : "known";
+}
+
+Colour ReasonColour(const Change& change) { return ColourOf(ReasonOf(change)); }
+
+std::string EventDetail(const Change& change) {
+  const Controller& controller = change.controller;
+  if (change.reason == Reason::Updated) return change.before ? Changes(*change.before, controller) : "";
+  if (controller.availability != Availability::Available) return to_string(controller.availability);
+  std::string detail = Printable(std::string_view(controller.identity));
+  if (controller.version) detail += "  " + to_string(*controller.version);
+  if (controller.origin != client::Origin::Dynamic) detail += "  " + to_string(controller.origin);
+  return detail;
+}
 
 std::string TimeText(const FILETIME& time) {
   using namespace std::chrono;
@@ -109,14 +115,13 @@ std::string EventHeading(bool colours) {
 
 std::string EventLine(const Change& change, bool colours) {
   const Controller& controller = change.controller;
-  const std::optional<Reason> reason = ReasonOf(change);
   const std::string time = TimeText(LocalTime(change.time));
   const std::string rest = Column(to_string(controller.kind), kKindColumns) +
                            Column(Printable(std::string_view(controller.address)), kAddressColumns) +
                            Column(Printable(std::string_view(controller.name)), kNameColumns) +
-                           Detail(change);
+                           EventDetail(change);
   return Paint(Column(time.substr(time.find('T') + 1), kTimeColumns), Colour::Faint, colours) +
-         Paint(Column(reason ? to_string(*reason) : "known", kReasonColumns), ColourOf(reason), colours) +
+         Paint(Column(ReasonText(change), kReasonColumns), ReasonColour(change), colours) +
          std::string(text::TrimmedEnd(rest, " ")) + "\n";
 }
 

@@ -5,7 +5,17 @@
 #include <chrono>
 #include <string>
 
+#include "output/Output.h"
+
 namespace kellanseek::kelseek {
+
+/// Why a change, which must not be a mark, was reported: "lost-connection". "known" for a controller that was
+/// silent when it was listed.
+std::string ReasonText(const client::Change& change);
+/// The colour in which the change is shown.
+Colour ReasonColour(const client::Change& change);
+/// The details of interest for this event. Safe to print.
+std::string EventDetail(const client::Change& change);
 
 /// A time such as "2031-01-30T23:59:59.999".
 std::string TimeText(const FILETIME& time);
