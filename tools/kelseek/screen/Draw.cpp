@@ -202,10 +202,10 @@ Frame Draw(const Screen& screen, const Now& now, bool colours) {
 }
 
 std::string Difference(const Frame& before, const Frame& after) {
-  const bool afresh = before.lines.empty() || before.size != after.size;
+  const bool afresh = before.size != after.size || before.lines.size() != after.lines.size();
   std::string bytes = afresh ? "\x1b[0m\x1b[2J" : "";
   for (std::size_t i = 0; i < after.lines.size(); ++i) {
-    if (!afresh && i < before.lines.size() && before.lines[i] == after.lines[i]) continue;
+    if (!afresh && before.lines[i] == after.lines[i]) continue;
     // Cleared first: behind a line of full width, the last character would be cleared.
     bytes += "\x1b[" + std::to_string(i + 1) + ";1H" + (afresh ? "" : "\x1b[K") + after.lines[i];
   }

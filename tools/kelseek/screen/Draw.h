@@ -19,8 +19,8 @@ struct Frame {
 /// Draws a screen that is arranged. Takes time for what is visible only.
 Frame Draw(const Screen& screen, const Now& now, bool colours);
 
-/// The bytes that make a terminal which shows `before` show `after`: only lines that differ. `before` without
-/// lines stands for a terminal of unknown contents.
+/// The bytes that make a terminal which shows `before` show `after`: only lines that differ. A new
+/// Frame as `before` stands for a terminal of unknown contents.
 std::string Difference(const Frame& before, const Frame& after);
 
 }  // namespace kellanseek::kelseek

@@ -3,6 +3,7 @@
 #include <kellanseek/client.hpp>
 
 #include <string>
+#include <string_view>
 
 #include "output/Output.h"
 #include "screen/Columns.h"

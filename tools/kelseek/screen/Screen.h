@@ -52,7 +52,7 @@ class Screen {
   /// The user wants an end.
   bool Ended() const { return ended_; }
   const View& view() const { return view_; }
-  const class Rows& rows() const { return rows_; }
+  const Rows& rows() const { return rows_; }
   /// The last events, oldest first.
   const std::deque<LogEntry>& log() const { return log_; }
   Layout layout() const;
@@ -68,7 +68,7 @@ class Screen {
   void ScrollTo(std::size_t top);
 
   View view_;
-  class Rows rows_;
+  Rows rows_;
   std::deque<LogEntry> log_;
   bool ended_ = false;
   bool relisting_ = false;  ///< After lost changes, the list is no news.
