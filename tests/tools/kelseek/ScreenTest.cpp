@@ -7,6 +7,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/Text.h"
@@ -59,7 +60,7 @@ struct Show {
     now.moment += time;
     now.timeOfDay = 12h + std::chrono::floor<std::chrono::seconds>(now.moment);
   }
-  /// What the terminal sends for keys; see KeyReader.
+  /// What a terminal sends for keys; see KeyReader.
   void Type(const std::string& bytes) {
     KeyReader reader;
     for (const KeyPress& press : reader.Read(bytes)) screen.Press(press);
@@ -69,9 +70,17 @@ struct Show {
     screen.Arrange(now.moment);
     return kelseek::Draw(screen, now, colours);
   }
+  /// The lines, with a count in place of empty ones.
   std::string Text() {
     std::string text;
-    for (const std::string& line : Draw().lines) text += line + "\n";
+    std::size_t empty = 0;
+    std::vector<std::string> lines = Draw().lines;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      if (lines[i].empty()) ++empty;
+      const bool last = empty > 0 && (i + 1 == lines.size() || !lines[i + 1].empty());
+      if (!lines[i].empty()) text += lines[i] + "\n";
+      if (last) text += "[" + std::to_string(std::exchange(empty, 0)) + " empty lines]\n";
+    }
     return text;
   }
   std::vector<std::string> Names() {
@@ -106,9 +115,105 @@ Show Plant(std::size_t columns, std::size_t rows) {
 }
 
 TEST(Screen, DrawsTheSameHistoryForAnySize) {
-  std::puts(Plant(120, 30).Text().c_str());
-  std::puts(Plant(80, 24).Text().c_str());
-  std::puts(Plant(40, 10).Text().c_str());
+  const struct {
+    std::size_t columns;
+    std::size_t rows;
+    std::string keys;
+    std::string text;
+  } cases[] = {
+      {120, 30, "", R"(
+kelseek watch  sweep 1  3 listed  2 available, 1 not                                                               12:17
+  NAME^                  ADDRESS          SYSTEM ID     KIND      KNOWN BY  STATUS       VERSION   AGE   LAST EVENT
+* cell \u001b[31m        10.1.0.100       {5A-4}        RC        dynamic   available    6.10.4    2s    new
+* Press 9                10.1.0.10        {5A-1}        RC        dynamic   unavailable  6.10.1    0s    lost connection
+  press 10               10.1.0.9         {5A-3}        RemoteVC  dynamic   available    6.10.3    1m    new
+- セル                   10.1.0.11        {5A-2}        RC        dynamic   removed      6.10.2    0s    power down
+[16 empty lines]
+-- events --------------------------------------------------------------------------------------------------------------
+12:16:40  press 10            new                  10.1.0.9         {5A-3}  6.10.3
+12:16:40  Press 9             new                  10.1.0.10        {5A-1}  6.10.1
+12:16:40  セル                new                  10.1.0.11        {5A-2}  6.10.2
+12:17:55  cell \u001b[31m     new                  10.1.0.100       {5A-4}  6.10.4
+12:17:57  Press 9             lost connection      10.1.0.10        unavailable
+12:17:57  セル                power down           10.1.0.11        removed
+q quit  / filter  1-9 sort  r reverse  arrows, PgUp, PgDn, Home, End scroll
+)"},
+      {80, 24, "2r", R"(
+kelseek watch  sweep 1  3 listed  2 available, 1 not                       12:17
+  NAME                ADDRESSv         SYSTEM ID     KIND      STATUS       AGE
+* cell \u001b[31m     10.1.0.100       {5A-4}        RC        available    2s
+- セル                10.1.0.11        {5A-2}        RC        removed      0s
+* Press 9             10.1.0.10        {5A-1}        RC        unavailable  0s
+  press 10            10.1.0.9         {5A-3}        RemoteVC  available    1m
+[10 empty lines]
+-- events ----------------------------------------------------------------------
+12:16:40  press 10            new                  10.1.0.9         {5A-3}  6.1…
+12:16:40  Press 9             new                  10.1.0.10        {5A-1}  6.1…
+12:16:40  セル                new                  10.1.0.11        {5A-2}  6.1…
+12:17:55  cell \u001b[31m     new                  10.1.0.100       {5A-4}  6.1…
+12:17:57  Press 9             lost connection      10.1.0.10        unavailable
+12:17:57  セル                power down           10.1.0.11        removed
+q quit  / filter  1-6 sort  r reverse  arrows, PgUp, PgDn, Home, End scroll
+)"},
+      {40, 10, "/PRESS", R"(
+3 listed  2 available, 1 not       12:17
+  NAME^     ADDRESS          STATUS
+* Press 9   10.1.0.10        unavailable
+  press 10  10.1.0.9         available
+[3 empty lines]
+-- events ------------------------------
+12:17:57  セル        power down
+/PRESS_  Enter keeps the filter
+)"},
+      {60, 6, "j", R"(
+sweep 1  3 listed  2 available, 1 not  rows 2-4        12:17
+  NAME^         ADDRESS          KIND      STATUS       AGE
+* Press 9       10.1.0.10        RC        unavailable  0s
+  press 10      10.1.0.9         RemoteVC  available    1m
+- セル          10.1.0.11        RC        removed      0s
+q quit  / filter  1-5 sort  r reverse
+)"},
+      {44, 4, "/x\r", R"(
+3 listed  2 available, 1 not           12:17
+  NAME^        ADDRESS          STATUS
+  No controller matches the filter.
+q quit  / filter  1-3 sort  r reverse
+)"},
+  };
+  for (const auto& each : cases) {
+    Show show = Plant(each.columns, each.rows);
+    show.Draw();
+    show.Type(each.keys);
+    EXPECT_EQ(each.text, "\n" + show.Text());
+  }
+}
+
+TEST(Screen, SaysWhyNothingWasFound) {
+  Show show(44, 12);
+  const std::string listening = show.Text();
+  show.Tell(ChangeOf(ChangeType::Synced, {}));
+  show.screen.SetSweeps(3);
+  show.screen.SetCause("A firewall\x1b[m of this host drops the answers.");
+  EXPECT_THAT(listening, testing::HasSubstr("\n  Listening. The first sweep is not over yet.\n"));
+  EXPECT_EQ(R"(
+sweep 3  0 listed  0 available, 0 not  12:16
+  NAME^        ADDRESS          STATUS
+  No controllers.
+  Most likely: A firewall\u001b[m of this
+  host drops the answers.
+  kelseek doctor finds out more.
+[5 empty lines]
+q quit  / filter  1-3 sort  r reverse
+)",
+            "\n" + show.Text());
+}
+
+TEST(Screen, ColoursShowWhatHappened) {
+  std::string text;
+  for (const std::string& line : Plant(80, 24).Draw(true).lines) text += line + "\n";
+  for (const char* part : {"\x1b[1mkelseek watch", "\x1b[32m* cell", "\x1b[31m* Press 9", "\n  press 10",
+                           "\x1b[2m- \u30bb", "\x1b[32m12:17:55", "\x1b[31m12:17:57", "\x1b[2mq quit"})
+    EXPECT_THAT(text, testing::HasSubstr(part));
 }
 
 /// The table as a plain list, with values instead of texts.
@@ -204,7 +309,7 @@ TEST(Screen, KeysChangeWhatIsShown) {
     std::string first;  ///< The first row shown.
     std::size_t count;
   };
-  // 100 controllers at 10.1.0.1 to 10.1.0.100 with falling names, in a table of 16 rows.
+  // 100 controllers at 10.1.0.1 to 10.1.0.100 with falling names, in a table of 15 rows.
   const Case cases[] = {
       {"", "cell 1", 100},
       {"r", "cell 100", 100},
@@ -216,13 +321,13 @@ TEST(Screen, KeysChangeWhatIsShown) {
       {"s", "cell 100", 100},
       {kDown + "jj" + kUp + "k", "cell 2", 100},
       {kUp + kPageUp, "cell 1", 100},
-      {kPageDown, "cell 17", 100},
-      {kEnd, "cell 85", 100},
-      {kEnd + kPageDown + kDown + kUp, "cell 84", 100},
-      {kEnd + kPageUp, "cell 69", 100},
+      {kPageDown, "cell 16", 100},
+      {kEnd, "cell 86", 100},
+      {kEnd + kPageDown + kDown + kUp, "cell 85", 100},
+      {kEnd + kPageUp, "cell 71", 100},
       {kEnd + "\x1b[1;5H", "cell 1", 100},
       {kEnd + "/Cell 7", "cell 7", 11},
-      {"/LINE-9", "cell 92", 10},
+      {"/LINE-9", "cell 2", 11},
       {"/rc", "cell 1", 100},
       {"/{5a-33}", "cell 68", 1},
       {"/10.1.0.100\r", "cell 1", 1},
@@ -231,11 +336,11 @@ TEST(Screen, KeysChangeWhatIsShown) {
       {"/\u30bb\x7f"
        "7\x15"
        "9\r",
-       "cell 9", 20},
+       "cell 2", 36},
       {"/7\r\x1b", "cell 1", 100},
       {"/7\rr"
        "1",
-       "cell 7", 19},
+       "cell 4", 36},
       {"0x\x1b[Z", "cell 1", 100},
   };
   for (const Case& each : cases) {
@@ -301,7 +406,7 @@ TEST(Screen, FitsAnySizeAndSendsOnlyDifferences) {
   for (std::uint32_t id = 10; id < 5010; ++id)
     show.Tell(ChangeOf(ChangeType::Added, Cell(id, std::string(id % 60, 'm') + "\u202e\u30bb\n", "10.2.0.1"),
                        Reason::New));
-  for (std::size_t step = 0; step < 400; ++step) {
+  for (std::size_t step = 0; step < 120; ++step) {
     // A new size in every other step.
     if (step % 2 == 0) show.screen.Resize({random() % 140, random() % 40});
     if (step % 7 == 0) show.Type("/");
