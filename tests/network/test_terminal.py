@@ -67,12 +67,12 @@ class FullScreen(harness.Scenario):
         self.wait_until(matching, lambda: f"{pattern!r} in {text()}")
 
     def watch(self):
-        """Starts kelseek by the shell, which stores its process and exit code."""
+        """Starts kelseek by a script, which stores its process and its exit code."""
         self.scratch = pathlib.Path(self.lab.scratch)
-        (self.scratch / "script").write_text(f"echo $$ >{self.scratch}/pid\n"
-                                             f"exec {shlex.join(harness.command('KELLANSEEK_KELSEEK'))} watch\n")
-        self.terminal.keys("-l", f"sh {self.scratch}/script; echo $? >{self.scratch}/code")
-        self.terminal.keys("Enter")
+        program = shlex.join(harness.command("KELLANSEEK_KELSEEK"))
+        start = shlex.quote(f"echo $$ >{self.scratch}/pid; exec {program} watch")
+        (self.scratch / "script").write_text(f"sh -c {start}\necho $? >{self.scratch}/code\n")
+        self.terminal.keys(f"sh {self.scratch}/script", "Enter")
         self.terminal.wait_for(r"\Akelseek watch  .*0 listed")
         self.assertNotEqual(self.before, self.terminal.settings())
 
@@ -87,16 +87,16 @@ class FullScreen(harness.Scenario):
 
     def test_a_controller_is_seen_filtered_and_lost(self):
         self.watch()
-        self.terminal.wait_for(r"No controllers\.\s+Most likely: .*\n\s*kelseek doctor")
+        self.terminal.wait_for(r"No controllers\.\s+kelseek doctor finds out more")
         device = self.device(self.net, "10.1.0.11/24", name="cell", system_id="{5A-1}")
         device.announce()
-        self.terminal.wait_for(rf"(?s)1 listed  1 available, 0 not.* {device.address} .*-- events -.*\d  new  ")
+        self.terminal.wait_for(rf"(?s)1 listed  1 available, 0 not.* {device.address} .*-- events -.*cell +new ")
         self.terminal.keys("/", "x", "y")
         self.terminal.wait_for(r'(?s)0 match "xy".*No controller matches.*/xy_')
         self.terminal.keys("BSpace", "BSpace", "5", "a", "Enter")
         self.terminal.wait_for(rf'(?s)1 match "5a".* {device.address} ')
         self.terminal.tmux("resize-window", "-x", "40", "-y", "10")
-        self.terminal.wait_for(rf"(?s)\A1 listed.*\n  NAME\^    ADDRESS          STATUS\n.* {device.address} +available\n")
+        self.terminal.wait_for(rf"(?s)\A1 listed.*\n  NAME\^     ADDRESS          STATUS\n.* {device.address} +available\n")
         device.send(device.notice(wire.POWER_DOWN))
         self.terminal.wait_for(r"(?s)\A0 listed.*No controllers\..*power down")
         self.terminal.keys("q")
@@ -116,7 +116,8 @@ class FullScreen(harness.Scenario):
         self.terminal.keys("trap '' HUP; clear", "Enter")
         self.watch()
         self.terminal.tmux("kill-server")
-        self.wait_for_match("3\n", lambda: (self.scratch / "code").read_text() if (self.scratch / "code").exists() else "")
+        self.wait_until((self.scratch / "code").exists, "the end of kelseek")
+        self.wait_for_match("3\n", (self.scratch / "code").read_text)
 
 
 if __name__ == "__main__":

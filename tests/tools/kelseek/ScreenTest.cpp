@@ -175,7 +175,7 @@ q quit  / filter  1-5 sort  r reverse
 )"},
       {44, 4, "/x\r", R"(
 3 listed  2 available, 1 not           12:17
-  NAME^        ADDRESS          STATUS
+  NAME^         ADDRESS          STATUS
   No controller matches the filter.
 q quit  / filter  1-3 sort  r reverse
 )"},
@@ -194,10 +194,10 @@ TEST(Screen, SaysWhyNothingWasFound) {
   show.Tell(ChangeOf(ChangeType::Synced, {}));
   show.screen.SetSweeps(3);
   show.screen.SetCause("A firewall\x1b[m of this host drops the answers.");
-  EXPECT_THAT(listening, testing::HasSubstr("\n  Listening. The first sweep is not over yet.\n"));
+  EXPECT_THAT(listening, testing::HasSubstr("\n  Listening. The first sweep is not over\n  yet.\n"));
   EXPECT_EQ(R"(
 sweep 3  0 listed  0 available, 0 not  12:16
-  NAME^        ADDRESS          STATUS
+  NAME^         ADDRESS          STATUS
   No controllers.
   Most likely: A firewall\u001b[m of this
   host drops the answers.
