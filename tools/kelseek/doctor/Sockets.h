@@ -3,18 +3,10 @@
 #include <cstdint>
 #include <memory>
 
+#include "client/SocketLibrary.h"
 #include "platform/UdpSocket.h"
 
 namespace kellanseek::kelseek {
-
-/// The socket library, for the doctor's own sockets: the component's use of it ends with the component.
-class SocketLibrary {
- public:
-  SocketLibrary() { platform::SystemUdpNetwork().Startup(); }
-  ~SocketLibrary() { platform::SystemUdpNetwork().Cleanup(); }
-  SocketLibrary(const SocketLibrary&) = delete;
-  SocketLibrary& operator=(const SocketLibrary&) = delete;
-};
 
 /// A bound socket, as the component opens them; null if the system refuses it.
 inline std::unique_ptr<platform::UdpSocket> OpenSocket(platform::Ipv4 address, platform::Ipv4 mask,
