@@ -80,7 +80,7 @@ class Commands(harness.Scenario):
             with self.subTest(address):
                 add = self.kelseek(self.here, "add", address, "--wait", "0.3", kind=harness.Said)
                 self.assertEqual((NOTHING_FOUND, ""), add.result())
-                self.assertIn(f"{address}: added, but no answer within 0.3 s\n", add.errors())
+                self.assertRegex(add.errors(), rf"{address}: added, but no answer within \d+\.\d s\n")
                 self.assertIn(cause, add.errors())
 
     def test_saved_controller_is_listed_without_broadcasts(self):
@@ -155,7 +155,7 @@ class Commands(harness.Scenario):
         asked = {seen.destination for seen in self.tap(self.net).find(destination_port=wire.NON_LOCAL_PORT)}
         self.assertEqual({"10.1.0.18", "10.1.0.30"}, asked, "the only ones whose hardware address is known")
         code, text = self.run_kelseek("scan", "10.1.0.33", "--wait", "0.5")
-        self.assertRegex(text, r"\n1 controller; asked 1 address within \d\.\d s\.\n$")
+        self.assertRegex(text, r"\n1 controller; asked 1 address within \d+\.\d s\.\n$")
         code, text = self.run_kelseek("scan", "10.1.0.40/30", "--wait", "0.3", "--json")
         self.assertEqual((NOTHING_FOUND, 2, []), (code, json.loads(text)["asked"], json.loads(text)["controllers"]))
         scan = self.kelseek(self.here, "scan", "10.1.0.0/24", "--rate", "20", "--json", kind=harness.Said)
