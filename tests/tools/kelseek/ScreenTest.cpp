@@ -413,8 +413,9 @@ TEST(Screen, FitsAnySizeAndSendsOnlyDifferences) {
     show.Type(step % 3 == 0 ? "\x1b[6~" : "m");
     if (step % 9 == 0) show.Type("\x1b");
     show.Pass(Moment(random() % 500));
-    show.Tell(
-        ChangeOf(ChangeType::Changed, Cell(10 + random() % 5000, "\x9b\x1b]0;x\x07", "\r"), Reason::Updated));
+    show.Tell(ChangeOf(ChangeType::Changed,
+                       Cell(static_cast<std::uint32_t>(10 + random() % 5000), "\x9b\x1b]0;x\x07", "\r"),
+                       Reason::Updated));
     const Frame frame = show.Draw();
     const Screen::View& view = show.screen.view();
     ASSERT_EQ(view.size.rows, frame.lines.size());
