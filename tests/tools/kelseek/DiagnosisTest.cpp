@@ -243,9 +243,10 @@ TEST(DiagnosisTest, SlowAndLostAnswersAreNamedWithFigures) {
     Facts facts = Healthy();
     facts.answers.each = {{"cell", 0, 5, one.answered, milliseconds(one.median), milliseconds(2900)}};
     EXPECT_EQ(Trouble(facts), one.expected) << one.answered;
-    for (const Finding& each : Diagnose(facts))
-      if (each.code == "lossy")
-        EXPECT_NE(each.seen.find(std::to_string(one.answered) + " of 5"), std::string::npos);
+    for (const Finding& each : Diagnose(facts)) {
+      if (each.code != "lossy") continue;
+      EXPECT_NE(each.seen.find(std::to_string(one.answered) + " of 5"), std::string::npos);
+    }
   }
 }
 
