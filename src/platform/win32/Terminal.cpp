@@ -85,7 +85,6 @@ bool ErrorsAreSeen() {
   return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != FALSE;
 }
 
-
 TerminalSize OutputSize() {
   CONSOLE_SCREEN_BUFFER_INFO info{};
   if (GetConsoleScreenBufferInfo(Output(), &info) == FALSE) return {};

@@ -27,9 +27,10 @@ std::unique_ptr<CLI::App> MakeCommandLine(Session& session) {
                  "The component's file (default: the value of KELLANSEEK_MODULE, else the file beside this "
                  "program, else the registered component)")
       ->type_name("PATH");
-  app.add_option("--config", session.config,
-                 "The configuration directory for this call (default: the value of KELLANSEEK_CONFIG_DIR, else "
-                 "this host's)")
+  app.add_option(
+         "--config", session.config,
+         "The configuration directory for this call (default: the value of KELLANSEEK_CONFIG_DIR, else "
+         "this host's)")
       ->type_name("DIR");
   AddListCommand(app, session);
   AddDoctorCommand(app, session);
