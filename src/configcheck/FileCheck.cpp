@@ -51,6 +51,18 @@ std::wstring UnknownNameText(std::wstring_view name, const Container& container)
   return text;
 }
 
+/// What a child of a container is.
+enum class Role { Text, Once, Repeating, Unknown };
+
+Role RoleOf(const std::wstring& name, const Container& container) {
+  const auto isNamed = [&](const auto& each) { return each.name == name; };
+  if (std::any_of(container.texts.begin(), container.texts.end(), isNamed)) return Role::Text;
+  const auto inner = std::find_if(container.containers.begin(), container.containers.end(),
+                                  [&](const Container* each) { return isNamed(*each); });
+  if (inner == container.containers.end()) return Role::Unknown;
+  return (*inner)->repeats ? Role::Repeating : Role::Once;
+}
+
 }  // namespace
 
 void FileCheck::NotLoaded(const std::wstring& why) {
@@ -73,31 +85,38 @@ void FileCheck::Opened(const Container& container, platform::XmlNode& node) {
   if (FAILED(node.ChildNames(present))) return;
   std::size_t unknownNames = 0;
   for (const std::wstring& name : std::set<std::wstring>(present.begin(), present.end())) {
-    const bool holdsText = std::any_of(container.texts.begin(), container.texts.end(),
-                                       [&](const config::Element& each) { return each.name == name; });
-    const auto inner = std::find_if(container.containers.begin(), container.containers.end(),
-                                    [&](const Container* each) { return each->name == name; });
-    const bool isKnown = holdsText || inner != container.containers.end();
-    if (isKnown && !holdsText && (*inner)->repeats) continue;
-    if (!isKnown && ++unknownNames > kMostUnknownNames) continue;
-    std::vector<std::unique_ptr<platform::XmlNode>> nodes;
+    const Role role = RoleOf(name, container);
+    if (role == Role::Repeating) continue;
+    if (role == Role::Unknown && ++unknownNames > kMostUnknownNames) continue;
+    Nodes nodes;
     if (FAILED(node.SelectNodes(name, nodes))) continue;
-    const std::wstring text =
-        isKnown ? L"Element " + Quoted(name) +
-                      L" appears more than once; only the first counts, and this one is ignored."
-                : UnknownNameText(name, container);
-    for (std::size_t i = isKnown ? 1 : 0; i < nodes.size(); ++i) Finding(nodes[i]->Line(), text);
-    std::vector<std::wstring> inside;
-    if (holdsText && !nodes.empty() && SUCCEEDED(nodes.front()->ChildNames(inside)) && !inside.empty()) {
-      Finding(nodes.front()->Line(), L"Element " + Quoted(name) + L" contains the element " +
-                                         Quoted(inside.front()) +
-                                         L", whose text is read as part of its own.");
+    if (role == Role::Unknown) {
+      const std::wstring text = UnknownNameText(name, container);
+      for (const auto& each : nodes) Finding(each->Line(), text);
+      continue;
     }
+    CheckRepetition(name, nodes);
+    if (role == Role::Text && !nodes.empty()) CheckChildrenOfText(name, *nodes.front());
   }
   if (unknownNames > kMostUnknownNames) {
     Finding(node.Line(), std::to_wstring(unknownNames - kMostUnknownNames) + L" more element names in " +
                              Quoted(container.name) + L" are unknown and ignored.");
   }
+}
+
+void FileCheck::CheckRepetition(const std::wstring& name, const Nodes& nodes) {
+  for (std::size_t i = 1; i < nodes.size(); ++i) {
+    Finding(nodes[i]->Line(),
+            L"Element " + Quoted(name) +
+                L" appears more than once; only the first counts, and this one is ignored.");
+  }
+}
+
+void FileCheck::CheckChildrenOfText(const std::wstring& name, platform::XmlNode& node) {
+  std::vector<std::wstring> inside;
+  if (FAILED(node.ChildNames(inside)) || inside.empty()) return;
+  Finding(node.Line(), L"Element " + Quoted(name) + L" contains the element " + Quoted(inside.front()) +
+                           L", whose text is read as part of its own.");
 }
 
 bool FileCheck::Absent(const std::wstring& effect) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "config/ReadListener.h"
 #include "configcheck/ConfigCheck.h"
@@ -34,6 +36,11 @@ class FileCheck : public config::ReadListener {
   const std::wstring& File() const { return file_; }
 
  private:
+  using Nodes = std::vector<std::unique_ptr<platform::XmlNode>>;
+
+  void CheckRepetition(const std::wstring& name, const Nodes& nodes);
+  void CheckChildrenOfText(const std::wstring& name, platform::XmlNode& node);
+
   ConfigReport& report_;
   std::wstring file_;
 };
