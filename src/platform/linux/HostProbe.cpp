@@ -243,7 +243,8 @@ std::string NeighbourLines() {
     std::string mask;
     std::string device;
     fields >> address >> type >> flags >> mac >> mask >> device;
-    text += address + " " + (flags == "0x0" ? "does not answer" : mac) + " on " + device + "\n";
+    text.append(address).append(" ").append(flags == "0x0" ? "does not answer" : mac);
+    text.append(" on ").append(device).append("\n");
   }
   return text;
 }

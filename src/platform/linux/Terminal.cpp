@@ -142,12 +142,31 @@ InteractiveTerminal::InteractiveTerminal(std::string_view enter, std::string_vie
     former = std::move(before);
   }
   if (SetMode(raw) && WriteAll(enter)) return;
-  const std::system_error failure = Failure();
+  const int error = errno;
   Restore();
-  throw failure;
+  errno = error;
+  throw Failure();
 }
 
 InteractiveTerminal::~InteractiveTerminal() { Restore(); }
+
+namespace {
+
+/// What ended a wait in which something is ready; nullopt if there is nothing to tell.
+std::optional<TerminalWake> WakeOf(std::initializer_list<Event*> events, const pollfd& input,
+                                   const pollfd& resized) {
+  // Steady typing must not keep the events from being seen.
+  if (std::any_of(events.begin(), events.end(), [](Event* event) { return event->TryWait(); }))
+    return TerminalWake::Event;
+  if ((input.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) return TerminalWake::Closed;
+  if (input.revents != 0) return TerminalWake::Input;
+  if (resized.revents == 0) return std::nullopt;
+  signalfd_siginfo received{};
+  while (read(resized.fd, &received, sizeof received) == sizeof received) continue;
+  return TerminalWake::Resized;
+}
+
+}  // namespace
 
 TerminalWake InteractiveTerminal::Wait(std::initializer_list<Event*> events,
                                        std::optional<std::chrono::milliseconds> timeout) {
@@ -162,15 +181,7 @@ TerminalWake InteractiveTerminal::Wait(std::initializer_list<Event*> events,
     if (count == 0) return TerminalWake::TimedOut;
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return TerminalWake::Closed;
-    // Steady typing must not keep the events from being seen.
-    if (std::any_of(events.begin(), events.end(), [](Event* event) { return event->TryWait(); }))
-      return TerminalWake::Event;
-    if ((ready[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) return TerminalWake::Closed;
-    if (ready[0].revents != 0) return TerminalWake::Input;
-    if (ready[1].revents == 0) continue;
-    signalfd_siginfo received{};
-    while (read(native_->resized.get(), &received, sizeof received) == sizeof received) continue;
-    return TerminalWake::Resized;
+    if (const auto wake = WakeOf(events, ready[0], ready[1])) return *wake;
   }
 }
 
