@@ -193,7 +193,8 @@ void Selection::Learn(const Json& report) {
     for (const Json& entry : ListOf(report, "interfaces")) {
       const std::string name = TextOf(entry, "name");
       const std::string address = TextOf(entry, "address");
-      there.push_back(address.empty() ? name : name + " (" + address + ")");
+      there.push_back(name);
+      if (!address.empty()) there.back().append(" (").append(address).append(")");
       if (each.which != name && each.which != address &&
           each.which != std::to_string(NumberOf(entry, "index")))
         continue;

@@ -91,7 +91,9 @@ std::string Entry(const client::Controller& controller, const std::string& lineE
   for (const Element& element : config::kControllerIdentity.texts) {
     const std::string tag = Narrow(element.name);
     const auto text = Encoded(TextOfField(element, record));
-    if (text && !text->empty()) entry += "    <" + tag + ">" + *text + "</" + tag + ">" + lineEnd;
+    if (!text || text->empty()) continue;
+    entry.append("    <").append(tag).append(">").append(*text);
+    entry.append("</").append(tag).append(">").append(lineEnd);
   }
   return entry + "  </" + name + ">" + lineEnd;
 }
@@ -179,6 +181,7 @@ std::vector<platform::Ipv4> AddressesIn(const std::wstring& file) {
   if (!read || !refusal.text.empty())
     Fail(file, refusal.text.empty() ? "it cannot be read" : Printable(refusal.text));
   std::vector<platform::Ipv4> addresses;
+  addresses.reserve(records.size());
   for (const Record& record : records)
     addresses.push_back(platform::ParseIpv4(std::wstring_view(record.ctrlAddress)));
   return addresses;
