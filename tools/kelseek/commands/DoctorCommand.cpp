@@ -36,6 +36,7 @@ CLI::Validator Address() {
 
 std::vector<platform::Ipv4> Parsed(const std::vector<std::string>& texts) {
   std::vector<platform::Ipv4> addresses;
+  addresses.reserve(texts.size());
   for (const std::string& text : texts) addresses.push_back(platform::ParseIpv4(text));
   return addresses;
 }
