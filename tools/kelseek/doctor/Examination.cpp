@@ -105,6 +105,7 @@ std::vector<AddressFacts> AskAll(const std::vector<platform::Ipv4>& addresses, s
   for (const platform::Ipv4 address : addresses)
     running.push_back(std::async(std::launch::async, Question, address, port));
   std::vector<AddressFacts> answers;
+  answers.reserve(addresses.size());
   for (auto& each : running) answers.push_back(each.get());
   return answers;
 }
