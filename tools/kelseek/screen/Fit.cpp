@@ -66,6 +66,7 @@ std::string Join(const std::vector<Piece>& pieces, std::size_t columns) {
   if (byRank.empty()) return {};
   std::sort(byRank.begin(), byRank.end());
   std::vector<std::size_t> widths;
+  widths.reserve(byRank.size());
   for (const auto& [rank, width] : byRank) widths.push_back(width);
   const std::size_t last = byRank[CountFitting(widths, kGap, columns) - 1].first;
   std::string line;
