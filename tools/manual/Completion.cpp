@@ -15,6 +15,7 @@ void ForEach(const Command& command, const std::function<void(const Command&)>& 
 
 std::vector<std::string> NamesOf(const std::vector<Command>& commands) {
   std::vector<std::string> names;
+  names.reserve(commands.size());
   for (const Command& command : commands) names.push_back(command.name);
   return names;
 }
