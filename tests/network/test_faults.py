@@ -25,7 +25,7 @@ class Faults(harness.Scenario):
         log = pathlib.Path(self.lab.scratch) / f"{kind}-{number}"
         self.environment_of(station).update(
             LD_PRELOAD=os.environ["KELLANSEEK_FAILING_CALLS"], KELLANSEEK_FAIL=f"{kind}:{number}", KELLANSEEK_FAIL_LOG=str(log))
-        return self.kelseek(station, "watch", "--wait", "4", kind=harness.Said), log
+        return self.kelseek(station, "watch", "--wait", "6", kind=harness.Said), log
 
     def fail_each(self, kind, sample):
         run, log = self.start(0, kind, self.stations[0])
