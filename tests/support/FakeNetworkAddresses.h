@@ -37,15 +37,9 @@ class FakeNetworkAddresses : public platform::NetworkAddresses {
       return row.address == wanted;
     });
   }
-  /// Makes Addresses() fail from now on.
-  void Fail() {
-    const std::lock_guard lock(mutex_);
-    fails_ = true;
-  }
 
   std::optional<std::vector<platform::AddressRow>> Addresses() override {
     const std::lock_guard lock(mutex_);
-    if (fails_) return std::nullopt;
     return addresses_;
   }
   std::optional<platform::InterfaceRow> Interface(std::uint32_t interfaceIndex) override {
@@ -70,7 +64,6 @@ class FakeNetworkAddresses : public platform::NetworkAddresses {
   std::mutex mutex_;
   std::vector<platform::AddressRow> addresses_;
   std::map<std::uint32_t, platform::InterfaceRow> interfaces_;
-  bool fails_ = false;
 };
 
 }  // namespace kellanseek::test

@@ -14,6 +14,7 @@
 #include "output/Csv.h"
 #include "output/EventText.h"
 #include "output/Listing.h"
+#include "tests/tools/kelseek/Named.h"
 
 namespace kellanseek::kelseek {
 namespace {
@@ -29,18 +30,8 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-Controller Plain(std::uint32_t id, const std::string& name) {
-  Controller controller;
-  controller.id = id;
-  controller.availability = Availability::Available;
-  controller.name = name;
-  controller.address = "10.1.0.11";
-  controller.identity = "{5A}";
-  return controller;
-}
-
 Controller Hostile() {
-  Controller controller = Plain(12, "\x1b]0;owned\x07\xc2\x9b");
+  Controller controller = Named(12, "\x1b]0;owned\x07\xc2\x9b");
   controller.identity = "\xe2\x80\xae{X}\n";
   controller.release_path = "\r\b\x7f";
   return controller;
@@ -75,14 +66,14 @@ TEST(Output, EscapesTextsFromTheNetwork) {
 }
 
 TEST(Output, PrintsIdsOnlyInEventStreams) {
-  const Controller controller = Plain(98765, "cell");
+  const Controller controller = Named(98765, "cell");
   const Change event = EventOf(Reason::New, controller);
   EXPECT_EQ(98765, nlohmann::json::parse(JsonText(event))["id"]);
   EXPECT_THAT(EventLine(event, false) + JsonText(controller, 2) + ListingText({{controller}, {1}}, false) +
                   ListingJson({{controller}, {1}}) + DetailText(controller, false),
               Not(HasSubstr("98765")));
   EXPECT_THAT(DetailText(controller, false), StartsWith("controller cell\n"));
-  EXPECT_THAT(DetailText(Plain(11, ""), false), StartsWith("controller 10.1.0.11\n"));
+  EXPECT_THAT(DetailText(Named(11, ""), false), StartsWith("controller 10.1.0.11\n"));
 }
 
 TEST(Output, JsonPreservesTheTexts) {
@@ -95,8 +86,8 @@ TEST(Output, JsonPreservesTheTexts) {
 }
 
 TEST(Output, ColumnsAlignForAnyNames) {
-  const std::vector<Controller> controllers = {Plain(11, "cell"), Plain(12, "Zelle S\u00fcd"),
-                                               Plain(13, "\u30bb\u30eb")};
+  const std::vector<Controller> controllers = {Named(11, "cell"), Named(12, "Zelle S\u00fcd"),
+                                               Named(13, "\u30bb\u30eb")};
   const auto column = [](const std::string& line) { return Width(line.substr(0, line.find("10.1.0.11"))); };
   const auto listing = Lines(ListingText({controllers, {1}}, false));
   std::vector<std::string> events;
@@ -112,9 +103,9 @@ TEST(Output, ColumnsAlignForAnyNames) {
 }
 
 TEST(Output, ListEndsWithCountAndTime) {
-  Controller silent = Plain(12, "b");
+  Controller silent = Named(12, "b");
   silent.availability = Availability::Unavailable;
-  EXPECT_THAT(ListingText({{Plain(11, "a"), silent}, {2.04}}, false),
+  EXPECT_THAT(ListingText({{Named(11, "a"), silent}, {2.04}}, false),
               EndsWith("\n2 controllers, 1 unavailable; listened for 2.0 s.\n"));
   EXPECT_THAT(ListingText({{silent}, {0}}, false),
               EndsWith("\n1 controller, 1 unavailable; listened for 0.0 s.\n"));
@@ -124,9 +115,9 @@ TEST(Output, ListEndsWithCountAndTime) {
 }
 
 TEST(Output, ControllersThatNeverAnsweredAreBelowAndNotFound) {
-  Controller silent = Plain(13, "a configured one");
+  Controller silent = Named(13, "a configured one");
   silent.availability = Availability::Unavailable;
-  const Listing listing{{Plain(11, "a")}, {1}, {silent}};
+  const Listing listing{{Named(11, "a")}, {1}, {silent}};
   const auto lines = Lines(ListingText(listing, false));
   EXPECT_THAT(lines[2], HasSubstr("  never-heard"));
   EXPECT_EQ("1 controller, 1 never heard; listened for 1.0 s.", lines.back());
@@ -139,15 +130,15 @@ TEST(Output, ControllersThatNeverAnsweredAreBelowAndNotFound) {
 }
 
 TEST(Output, UpdateListsTheChanges) {
-  Change event = EventOf(Reason::Updated, Plain(11, "after"));
-  event.before = Plain(11, "be\x1b");
+  Change event = EventOf(Reason::Updated, Named(11, "after"));
+  event.before = Named(11, "be\x1b");
   event.controller.version = client::Version{6, 10, 2};
   EXPECT_THAT(EventLine(event, false),
               EndsWith("  name \"be\\u001b\" -> \"after\", version \"\" -> \"6.10.2\"\n"));
 }
 
 TEST(Output, ListedControllersAreNewIfTheyAnswer) {
-  Change listed = EventOf(std::nullopt, Plain(11, "a"));
+  Change listed = EventOf(std::nullopt, Named(11, "a"));
   listed.type = ChangeType::Listed;
   EXPECT_EQ("new", nlohmann::json::parse(JsonText(listed))["reason"]);
   EXPECT_THAT(EventLine(listed, false), HasSubstr("  new  "));
@@ -157,7 +148,7 @@ TEST(Output, ListedControllersAreNewIfTheyAnswer) {
 }
 
 TEST(Output, UsesColoursOnlyOnRequest) {
-  const Change event = EventOf(Reason::LostConnection, Plain(11, "a"));
+  const Change event = EventOf(Reason::LostConnection, Named(11, "a"));
   EXPECT_THAT(EventLine(event, true), HasSubstr("\x1b[31mlost-connection"));
   EXPECT_THAT(EventLine(event, false) + EventHeading(false) + DetailText(event.controller, false),
               Not(HasSubstr("\x1b")));

@@ -14,6 +14,7 @@
 #include "client/Session.h"
 #include "client/StaticFile.h"
 #include "tests/support/ScratchDirectory.h"
+#include "tests/tools/kelseek/Named.h"
 
 namespace kellanseek::kelseek {
 namespace {
@@ -23,16 +24,6 @@ using client::Controller;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-Controller Named(std::uint32_t id, const std::string& name) {
-  Controller controller;
-  controller.id = id;
-  controller.availability = Availability::Available;
-  controller.name = name;
-  controller.address = "10.1.0.11";
-  controller.identity = "{5A}";
-  return controller;
-}
 
 /// Four controllers, in the order in which they became known, and a report of where they were heard.
 std::vector<Controller> Plant() {
