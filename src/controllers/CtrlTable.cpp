@@ -276,9 +276,11 @@ void CtrlTable::Access::NoteTimer(CtrlInfo& record) {
   record.hasTimerEntry_ = true;
 }
 
-CtrlTable::TimerPass::TimerPass(Access& table) : table_(table) {
+CtrlTable::TimerPass::TimerPass(Access& table, std::uint32_t after) : table_(table) {
   std::vector<std::uint32_t>& timers = table_.contents_.timers;
   if (!std::is_sorted(timers.begin(), timers.end())) std::sort(timers.begin(), timers.end());
+  const auto first = std::upper_bound(timers.begin(), timers.end(), after);
+  kept_ = next_ = static_cast<std::size_t>(first - timers.begin());
 }
 
 CtrlTable::TimerPass::~TimerPass() {

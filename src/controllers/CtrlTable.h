@@ -176,7 +176,9 @@ inline CtrlTable::ScheduleChange CtrlTable::Access::ChangeSchedule(Record record
 /// may be changed or removed during the pass.
 class CtrlTable::TimerPass {
  public:
-  explicit TimerPass(Access& table);
+  /// Begins behind the record with the id `after`. A long pass made in portions, each with an Access of its
+  /// own, lets others have the table in between.
+  explicit TimerPass(Access& table, std::uint32_t after = 0);
   TimerPass(const TimerPass&) = delete;
   TimerPass& operator=(const TimerPass&) = delete;
   ~TimerPass();
@@ -185,8 +187,8 @@ class CtrlTable::TimerPass {
 
  private:
   Access& table_;
-  std::size_t next_ = 0;
-  std::size_t kept_ = 0;  ///< Entries before this index are kept; those up to next_ are dropped.
+  std::size_t next_;
+  std::size_t kept_;  ///< Entries before this index are kept; those up to next_ are dropped.
 };
 
 }  // namespace kellanseek::controllers

@@ -19,6 +19,9 @@ using protocol::MessageType;
 
 constexpr std::uint64_t kTicksBetweenSweepChecks = 16;
 
+/// So many controllers are asked or lost, in a few milliseconds, before others may have the table.
+constexpr std::size_t kPortion = 2048;
+
 }  // namespace
 
 RefreshCycle::RefreshCycle(const Parts& parts)
@@ -111,7 +114,7 @@ void RefreshCycle::Tick(const RequestOutlet& outlet) {
   requests_.NextTick();
   SweepPass();
   InterfacePass(outlet);
-  ControllerPass();
+  ControllerPass(outlet.pacer);
   SendRequests(outlet);
 }
 
@@ -142,16 +145,30 @@ bool RefreshCycle::InterfaceDue(InterfaceIndex interfaceIndex) {
   return true;
 }
 
-void RefreshCycle::ControllerPass() {
-  CtrlTable::Access table(table_);
-  CtrlTable::TimerPass pass(table);
-  while (const CtrlTable::Record record = pass.Next()) OnTick(table, record);
-  requests_.DropThoseGone(table);
+void RefreshCycle::ControllerPass(SendPacer& pacer) {
+  std::optional<std::uint32_t> last = 0;
+  while ((last = PortionAfter(*last))) {
+    // A mere unlock would not do: this thread would have the lock again before a waiting one has woken up.
+    if (!pacer.Pause()) return;
+  }
 }
 
-void RefreshCycle::OnTick(CtrlTable::Access& table, CtrlTable::Record record) {
-  const PollSchedule::State state = table.ChangeSchedule(record)->Pass();
-  if (state == PollSchedule::State::Waiting) return;
+std::optional<std::uint32_t> RefreshCycle::PortionAfter(std::uint32_t lanSeekID) {
+  CtrlTable::Access table(table_);
+  CtrlTable::TimerPass pass(table, lanSeekID);
+  std::size_t acted = 0;
+  while (const CtrlTable::Record record = pass.Next()) {
+    const std::uint32_t passed = record->lanSeekID;
+    const PollSchedule::State state = table.ChangeSchedule(record)->Pass();
+    if (state == PollSchedule::State::Waiting) continue;
+    Act(table, record, state);
+    if (++acted == kPortion) return passed;
+  }
+  requests_.DropThoseGone(table);
+  return std::nullopt;
+}
+
+void RefreshCycle::Act(CtrlTable::Access& table, CtrlTable::Record record, PollSchedule::State state) {
   if (record->ctrlType == VC) return CheckLocalVC(table, record);
   const bool byAddress = IsPolledByAddress(*record);
   // A request that has not been sent cannot have been answered.

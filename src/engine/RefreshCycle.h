@@ -74,10 +74,16 @@ class RefreshCycle {
   std::size_t InterfaceCount();
   void InterfacePass(const RequestOutlet& outlet);
   bool InterfaceDue(controllers::InterfaceIndex interfaceIndex);
-  void ControllerPass();
+  /// Advances the timers of all controllers, in portions, so that no client waits for a plant that goes away
+  /// as a whole.
+  void ControllerPass(SendPacer& pacer);
+  /// Returns the last controller of the portion; none when the pass is over.
+  std::optional<std::uint32_t> PortionAfter(std::uint32_t lanSeekID);
   void SweepPass();
   void ExpectPolled(controllers::CtrlTable::Access& table);
-  void OnTick(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record);
+  /// Asks, or withdraws, a controller whose time has come.
+  void Act(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record,
+           controllers::PollSchedule::State state);
   void CheckLocalVC(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record);
   void AskByAddress(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record);
   void AddByAddress(controllers::CtrlTable::Access& table, const controllers::CtrlInfo& record,

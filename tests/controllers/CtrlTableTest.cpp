@@ -102,15 +102,23 @@ class RandomUse {
   void Pass() {
     const Ids expected =
         Where([&](const CtrlInfo& each) { return table_.Find(each.lanSeekID)->Schedule().HasTimer(); });
-    Ids visited;
-    CtrlTable::TimerPass pass(table_);
-    while (const CtrlTable::Record due = pass.Next()) {
+    Ids visited{0};
+    while (Portion(visited)) {
+    }
+    visited.erase(visited.begin());
+    EXPECT_EQ(visited, expected);
+  }
+  bool Portion(Ids& visited) {
+    CtrlTable::TimerPass pass(table_, visited.back());
+    for (std::size_t room = 1 + Upto(5); room > 0; --room) {
+      const CtrlTable::Record due = pass.Next();
+      if (!due) return false;
       visited.push_back(due->lanSeekID);
       const std::size_t fate = Upto(6);
       if (fate == 0) Remove(due);
       if (fate == 1) table_.ChangeSchedule(due)->Idle();
     }
-    EXPECT_EQ(visited, expected);
+    return true;
   }
 
   void Compare() {

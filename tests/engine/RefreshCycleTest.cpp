@@ -128,6 +128,26 @@ TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedInBursts) {
   EXPECT_EQ(sender.Take().size(), burst);
 }
 
+TEST_F(RefreshCycleTest, ClientsReachTheTableWhileAPlantGoesAway) {
+  for (int host = 0; host < 5000; ++host) {
+    CtrlInfo record;
+    record.identificationType = DynamicCtrlDefinition;
+    record.ctrlStatus = CtrlAvailable;
+    Add(record, 1, 0);
+  }
+  std::vector<std::size_t> seen;
+  pacer.meanwhile = [&] {
+    controllers::CtrlTable::Access access(table);
+    seen.push_back(access.Size());
+  };
+  Tick();
+  EXPECT_TRUE(seen.empty()) << "counting down takes no time";
+  Tick();
+  EXPECT_TRUE(All().empty());
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_LT(seen[1], seen[0]);
+}
+
 TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
   for (int host = 1; host <= 99; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
   pacer.goOn = false;

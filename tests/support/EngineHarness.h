@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -97,9 +98,11 @@ class NoPause : public engine::SendPacer {
  public:
   bool Pause() override {
     ++pauses;
+    if (meanwhile) meanwhile();
     return goOn;
   }
 
+  std::function<void()> meanwhile;
   int pauses = 0;
   bool goOn = true;
 };
