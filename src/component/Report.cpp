@@ -99,27 +99,26 @@ Json Controllers(const std::vector<Row>& rows, bool pollsByAddress, std::uint64_
 }
 
 Json Table(const std::vector<Row>& rows) {
-  std::size_t listed = 0;
-  std::size_t dynamic = 0;
-  std::size_t configured = 0;
-  std::array<std::size_t, 4> byType{};
+  const auto count = [&](auto holds) { return std::count_if(rows.begin(), rows.end(), holds); };
+  const auto ofType = [&](KelCtrlType type) {
+    return count([&](const Row& row) { return row.type == type; });
+  };
+  const auto defined = [&](LanSeekCtrlIdentificationType definition) {
+    return count([&](const Row& row) { return row.definition == definition; });
+  };
   Json silent = Json::Array();
   for (const Row& row : rows) {
-    listed += row.listed ? 1 : 0;
-    dynamic += row.definition == DynamicCtrlDefinition ? 1 : 0;
-    configured += row.definition == StaticCtrlDefinition ? 1 : 0;
-    ++byType.at(static_cast<std::size_t>(row.type));
     if (row.definition != DynamicCtrlDefinition && row.history.firstHeard == 0)
       silent.Append(Text(row.keys.ctrlAddress));
   }
   return {{"records", rows.size()},
-          {"listed", listed},
-          {"real", byType[RC]},
-          {"virtual", byType[VC]},
-          {"remoteVirtual", byType[RemoteVC]},
-          {"dynamic", dynamic},
-          {"configured", configured},
-          {"added", rows.size() - dynamic - configured},
+          {"listed", count([](const Row& row) { return row.listed; })},
+          {"real", ofType(RC)},
+          {"virtual", ofType(VC)},
+          {"remoteVirtual", ofType(RemoteVC)},
+          {"dynamic", defined(DynamicCtrlDefinition)},
+          {"configured", defined(StaticCtrlDefinition)},
+          {"added", defined(RemoteCtrlDefinition)},
           {"dynamicLimit", controllers::kMaxDynamicRecords},
           {"neverHeard", silent}};
 }

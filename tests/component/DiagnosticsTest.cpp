@@ -9,6 +9,7 @@
 
 #include "platform/CodePage.h"
 #include "tests/component/ComponentHarness.h"
+#include "tests/component/FakeVC.h"
 #include "tests/support/FailingAllocation.h"
 #include "text/Utf8.h"
 
@@ -49,6 +50,9 @@ class DiagnosticsTest : public testing::Test, protected ComponentHarness {
 TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   Create();
   ASSERT_TRUE(network.WaitUntilOpened());
+  const auto object = FakeVC::Make();
+  ASSERT_EQ(Register(L"soft", object.Get()), S_OK);
+  AddRemote(L"10.9.9.9");
   network.Inject("no message", "192.168.1.20");
   network.Inject("Lanseek;ff;1;4:sys;", "192.168.1.20");
   network.Inject(InjectedNetwork::Datagram(5, ""), "192.168.1.5", InjectedNetwork::kRequest);
@@ -68,6 +72,18 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   EXPECT_EQ(received["dropped"]["lengthMismatch"], 1);
   EXPECT_EQ(received["dropped"]["colliding"], 1);
   EXPECT_EQ(received["lastMalformed"], Json({{"from", "192.168.1.20"}, {"text", "no message"}}));
+
+  EXPECT_EQ(report["table"], Json({{"records", 3},
+                                   {"listed", 1},
+                                   {"real", 2},
+                                   {"virtual", 1},
+                                   {"remoteVirtual", 0},
+                                   {"dynamic", 2},
+                                   {"configured", 0},
+                                   {"added", 1},
+                                   {"dynamicLimit", 65536},
+                                   {"neverHeard", {"10.9.9.9"}}}));
+  EXPECT_EQ(report["queues"]["hostNames"]["highest"], 1);
 
   ASSERT_EQ(report["collisions"].size(), 1U);
   const Json& collision = report["collisions"][0];
