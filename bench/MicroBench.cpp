@@ -10,7 +10,6 @@
 #include "events/EventItemsDB.h"
 #include "protocol/MessageReader.h"
 #include "protocol/MessageWriter.h"
-#include "tests/support/EngineHarness.h"
 
 namespace kellanseek::bench {
 namespace {
@@ -21,21 +20,6 @@ const std::string kIdentity =
             "1:Cell7;2:ctrl-0042;3:Line2;4:{7A1C-22};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-0a-11-2c;"
             "b:0;c:0;f:2;10:5;11:1;")
         .Take();
-
-std::string Dotted(std::uint32_t i) {
-  return "192.168." + std::to_string(i / 250 % 250) + "." + std::to_string(i % 250 + 1);
-}
-
-/// A distinct address for each number. Dotted() repeats beyond 62,500, so later ones get another prefix.
-std::string AddressOf(std::uint32_t i) {
-  return i < 62500 ? Dotted(i) : "172.16." + Dotted(i - 62500).substr(8);
-}
-
-std::string FieldsOf(std::uint32_t i) {
-  const std::string number = std::to_string(i);
-  return "1:Cell" + number + ";2:ctrl-" + number + ";3:Line2;4:{7A1C-" + number +
-         "};5:/hd0a/Line2;7:6;8:10;9:00-80-f4-" + number + ";b:0;c:0;f:2;10:5;11:1;";
-}
 
 void ParseIdentity(benchmark::State& state) {
   for (auto _ : state) {
@@ -54,46 +38,6 @@ void BareTokeniser(benchmark::State& state) {
   }
 }
 BENCHMARK(BareTokeniser);
-
-/// An engine with `count` known controllers, and their identity datagrams in an order that jumps through its
-/// table. The datagrams are contiguous, because a datagram just received is in the processor's cache too.
-class KnownPlant {
- public:
-  explicit KnownPlant(std::uint32_t count) {
-    for (std::uint32_t i = 0; i < count; ++i) {
-      engine.Receive(DatagramOf(i), AddressOf(i), engine::MsgSource::FromResponseSocket,
-                     test::kFirstInterface);
-    }
-    constexpr std::uint32_t kStride = 7919;
-    for (std::uint32_t n = 0, i = 0; n < count; ++n, i = (i + kStride) % count) {
-      arena_ += DatagramOf(i) + '\0' + AddressOf(i) + '\0';
-    }
-  }
-  void ReceiveNext(protocol::Message& message) {
-    const std::string_view datagram(arena_.data() + next_);
-    const std::string_view source(datagram.data() + datagram.size() + 1);
-    next_ += datagram.size() + source.size() + 2;
-    if (next_ == arena_.size()) next_ = 0;
-    engine.dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(source),
-                                    {engine::MsgSource::FromResponseSocket, test::kFirstInterface,
-                                     engine.interfaces[test::kFirstInterface].address, 0},
-                                    message);
-  }
-  test::EngineHarness engine;
-
- private:
-  static std::string DatagramOf(std::uint32_t i) { return test::EngineHarness::Datagram(1, FieldsOf(i)); }
-
-  std::string arena_;
-  std::size_t next_ = 0;
-};
-
-void DispatchUnchanged(benchmark::State& state) {
-  KnownPlant plant(static_cast<std::uint32_t>(state.range(0)));
-  protocol::Message message;
-  for (auto _ : state) plant.ReceiveNext(message);
-}
-BENCHMARK(DispatchUnchanged)->Arg(100)->Arg(1000)->Arg(100000);
 
 /// Events of new controllers for a subscriber that never takes them, then an update for each.
 void QueueForStalledSubscriber(benchmark::State& state) {
