@@ -138,11 +138,16 @@ Outcome Endure(Workstation& workstation, const std::string& plant, const Kind& k
       for (int i = 0; i < 64; ++i)
         outcome.sent += socket.Send(datagrams[outcome.sent % datagrams.size()]) ? 1U : 0U;
   });
-  while (Clock::now() < end) {
+  const auto measure = [&](auto call) {
     const auto begin = Clock::now();
-    KelBstr name;
-    workstation.identity->GetCtrlName(workstation.FirstId(), name.Put());
+    call();
     outcome.longestCallMs = std::max(outcome.longestCallMs, Milliseconds(Clock::now() - begin));
+  };
+  while (Clock::now() < end) {
+    std::uint32_t first = 0;
+    measure([&] { first = workstation.FirstId(); });
+    KelBstr name;
+    measure([&] { workstation.identity->GetCtrlName(first, name.Put()); });
     outcome.residentKiB = std::max(outcome.residentKiB, ResidentKiB());
     std::this_thread::sleep_for(milliseconds(2));
   }

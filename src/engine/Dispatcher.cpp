@@ -96,6 +96,7 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
 
 bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin& origin) {
   using Finding = CollisionVerdict::Finding;
+  table_.GiveWay();
   CtrlTable::Access table(table_);
   const CollisionVerdict verdict =
       collisions_.HandleCtrlCollisions(table, message.type, message.identity, origin);

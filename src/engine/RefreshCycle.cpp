@@ -20,7 +20,7 @@ using protocol::MessageType;
 constexpr std::uint64_t kTicksBetweenSweepChecks = 16;
 
 /// So many controllers are asked or lost, in a few milliseconds, before others may have the table.
-constexpr std::size_t kPortion = 2048;
+constexpr std::size_t kPortion = 512;
 
 }  // namespace
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
+#include <thread>
 
 #include "platform/LockOrder.h"
 
@@ -33,7 +35,11 @@ class KELLANSEEK_TSA(capability("mutex")) Mutex {
 
   void Lock() ACQUIRE() {
     CheckLockOrder(order_);
-    mutex_.lock();
+    if (!mutex_.try_lock()) {
+      waiting_.fetch_add(1, std::memory_order_relaxed);
+      mutex_.lock();
+      waiting_.fetch_sub(1, std::memory_order_relaxed);
+    }
     LockTaken(order_);
   }
   void Unlock() RELEASE() {
@@ -41,8 +47,17 @@ class KELLANSEEK_TSA(capability("mutex")) Mutex {
     mutex_.unlock();
   }
 
+  /// Lets those who wait for the lock have it first. For a thread that takes it again and again: without this
+  /// it would have it back each time before any of them has woken up.
+  void GiveWay() const EXCLUDES(this) {
+    constexpr int kPatience = 1000;  // about a millisecond, so that many waiting threads cannot stop this one
+    for (int i = 0; i < kPatience && waiting_.load(std::memory_order_relaxed) > 0; ++i)
+      std::this_thread::yield();
+  }
+
  private:
   std::mutex mutex_;
+  std::atomic<int> waiting_{0};
   LockOrder order_;
 };
 
