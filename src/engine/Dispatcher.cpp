@@ -149,13 +149,15 @@ void Dispatcher::OnCtrlInfoOfDynamic(const Context& context) {
   const CtrlInfo& record = *context.record;
   CtrlState& state = context.table.Change(context.record);
   const bool isNew = !record.published;
+  // First, because it can fail: a change without its event would never be reported.
+  const bool changed = protocol::UpdateFrom(state, context.message.identity);
   if (isNew) {
     state.published = true;
     if (record.ctrlType != VC) hostNames_.QueueHostNameLookup(record.lanSeekID, record.Address());
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlNew);
-  }
-  if (protocol::UpdateFrom(state, context.message.identity) && !isNew)
+  } else if (changed) {
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
+  }
   if (record.ctrlType == VC) {
     context.table.ChangeSchedule(context.record)->AwaitNextPoll(settings_.Ticks(settings_.VCRefreshInterval));
   } else {
@@ -193,17 +195,18 @@ void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
   const CtrlInfo& record = *context.record;
   CtrlState& state = context.table.Change(context.record);
   const bool isBack = !record.Available() || !record.published;
+  // First, because they can fail: a change without its event would never be reported.
+  if (isBack) TakeIdentity(context);
+  const bool changed = protocol::UpdateFrom(state, context.message.identity);
   if (isBack) {
     state.ctrlStatus = CtrlAvailable;
     state.published = true;
-    TakeIdentity(context);
     hostNames_.QueueHostNameLookup(record.lanSeekID, record.Address());
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlReconnected);
-  }
-  TakeInterface(context);
-  if (protocol::UpdateFrom(state, context.message.identity) && !isBack) {
+  } else if (changed) {
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
   }
+  TakeInterface(context);
   context.table.ChangeSchedule(context.record)->AwaitNextPoll(polling_.NextPollTicks());
 }
 

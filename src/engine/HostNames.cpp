@@ -1,6 +1,7 @@
 #include "engine/HostNames.h"
 
 #include <chrono>
+#include <new>
 #include <optional>
 #include <string>
 
@@ -35,12 +36,14 @@ HostNames::HostNames(CtrlTable& table, events::EventQueue& events, platform::Rev
       stopEngine_(stopEngine),
       failed_(diagnostics::Tracer(debugOutput, diagnostics::kDynamicInfoUnit), L"KelHostNames") {}
 
-void HostNames::QueueHostNameLookup(std::uint32_t lanSeekID, platform::Ipv4 address) {
-  Queue one{{lanSeekID, address}};
-  {
+void HostNames::QueueHostNameLookup(std::uint32_t lanSeekID, platform::Ipv4 address) noexcept {
+  try {
+    Queue one{{lanSeekID, address}};
     const platform::MutexLock lock(queueLock_);
     if (byId_.try_emplace(lanSeekID, one.begin()).second) queue_.splice(queue_.end(), one);
     longestQueue_ = std::max(longestQueue_, queue_.size());
+  } catch (const std::bad_alloc&) {
+    return;
   }
   queued_.Set();
 }

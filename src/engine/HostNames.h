@@ -24,8 +24,9 @@ class HostNames {
             platform::Event& stopEngine, platform::DebugOutput& debugOutput);
 
   /// Queues a look-up, unless one is already queued for the controller. May be called with the table lock
-  /// held.
-  void QueueHostNameLookup(std::uint32_t lanSeekID, platform::Ipv4 address) EXCLUDES(queueLock_);
+  /// held. Does not throw, because callers report in the middle of a change that must be completed; if memory
+  /// is exhausted, only the name is missing.
+  void QueueHostNameLookup(std::uint32_t lanSeekID, platform::Ipv4 address) noexcept EXCLUDES(queueLock_);
   /// Drops a controller's queued look-up. May be called with the table lock held.
   void Forget(std::uint32_t lanSeekID) EXCLUDES(queueLock_);
 

@@ -18,9 +18,10 @@ void Sweeps::Asked(controllers::InterfaceIndex interfaceIndex, std::int32_t time
 }
 
 void Sweeps::Expect(std::vector<std::uint32_t> polled, std::int32_t timeout) {
+  // First, because it can fail: the sweep would otherwise end without those.
+  unasked_ = {polled.begin(), polled.end()};
   wantsPolled_ = false;
   anyPolled_ = !polled.empty();
-  unasked_ = {polled.begin(), polled.end()};
   pollTicksLeft_ = anyPolled_ ? std::max(timeout, 0) : 0;
 }
 

@@ -32,6 +32,9 @@ void Reset(controllers::Identity& identity) {
 }
 
 bool UpdateFrom(controllers::CtrlDescription& stored, const controllers::CtrlDescription& newer) {
+  // All memory first, so that no change is kept when it runs out.
+  for (const IdentityField& field : kIdentityFields)
+    if (field.text != nullptr) (stored.*field.text).reserve((newer.*field.text).size());
   bool changed = UpdateValue(stored.ctrlLevel, newer.ctrlLevel);
   for (const IdentityField& field : kIdentityFields) {
     if (field.text != nullptr) changed |= UpdateText(stored.*field.text, newer.*field.text);

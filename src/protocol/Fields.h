@@ -65,7 +65,8 @@ inline constexpr std::array kIdentityFields = {
 /// Resets the identity to "nothing reported" before the next message. Texts keep their capacity.
 void Reset(controllers::Identity& identity);
 
-/// Copies the reported properties. Returns whether any of them differed.
+/// Copies the reported properties. Returns whether any of them differed. If memory runs out, throws and
+/// changes nothing.
 bool UpdateFrom(controllers::CtrlDescription& stored, const controllers::CtrlDescription& newer);
 
 }  // namespace kellanseek::protocol

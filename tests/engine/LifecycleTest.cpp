@@ -177,6 +177,48 @@ TEST_F(LifecycleTest, OutOfMemoryLeavesNoVirtualControllerHalfRegistered) {
   EXPECT_EQ(object.count, 1U);
 }
 
+TEST(LifecycleWithoutMemoryTest, WhatAMessageTellsIsReportedOnceWhereverMemoryRunsOut) {
+  NEEDS_FAILING_ALLOCATIONS();
+  const std::string keys = "4:an identity too long for the string itself;9:m;";
+  const std::string full = "1:a name that is too long for the string itself;3:" + keys + keys;
+  struct Case {
+    const char* what;
+    std::uint32_t typeBefore;
+    std::string before;
+    bool isConfigured;
+    LanSeekEventReason reason;
+  };
+  for (const Case& test : std::vector<Case>{{"a new one", 0, "", false, CtrlNew},
+                                            {"one that was only present", 2, keys, false, CtrlNew},
+                                            {"one with another name", 1, "1:a;" + keys, false, CtrlUpdated},
+                                            {"a configured one", 0, "", true, CtrlReconnected},
+                                            {"a configured one, present", 2, keys, true, CtrlReconnected},
+                                            {"a renamed one", 1, "1:a;" + keys, true, CtrlUpdated}}) {
+    std::size_t after = 0;
+    for (bool happened = true; happened; ++after) {
+      SCOPED_TRACE(std::string(test.what) + ", after " + std::to_string(after));
+      EngineHarness engine;
+      CtrlInfo configured;
+      configured.ctrlAddress = L"192.168.1.20";
+      if (test.isConfigured) engine.Add(configured);
+      if (test.typeBefore != 0) engine.Answer(test.typeBefore, test.before, "192.168.1.20");
+      engine.events.Take();
+      engine.events.queued.reserve(1);
+      try {
+        const FailingAllocation failing(after);
+        engine.Answer(1, full, "192.168.1.20");
+        happened = failing.Happened();
+      } catch (const std::bad_alloc&) {
+        engine.Answer(1, full, "192.168.1.20");
+      }
+      const CtrlInfo record = engine.All().at(0);
+      EXPECT_EQ(engine.events.queued, (Events{{record.lanSeekID, CtrlAvailable, test.reason}}));
+      EXPECT_EQ(record.ctrlName, L"a name that is too long for the string itself");
+    }
+    EXPECT_GE(after, 5U);
+  }
+}
+
 TEST_F(LifecycleTest, TheHostNameThreadOutlivesAFailureAndEndsOnStop) {
   lookup.SetName("192.168.1.20", "Cell-Host");
   Answer(1, "4:a;9:a;", "192.168.1.20");

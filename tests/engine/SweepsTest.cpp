@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+#include <utility>
+#include <vector>
+
 #include "tests/support/EngineHarness.h"
+#include "tests/support/FailingAllocation.h"
 
 namespace kellanseek::test {
 namespace {
@@ -39,6 +44,20 @@ TEST(SweepsTest, ASweepEndsWhenEveryInterfaceAndEveryPolledControllerHadItsTime)
   EXPECT_EQ(completedAfter(5), 2U) << "other interfaces have to be asked themselves";
   sweeps.Asked(kFirstInterface, 1);
   EXPECT_EQ(completedAfter(1), 3U);
+}
+
+TEST(SweepsTest, ASweepThatHasNoMemoryForWhomToPollAsksAgain) {
+  NEEDS_FAILING_ALLOCATIONS();
+  engine::Sweeps sweeps;
+  sweeps.BeginRun(0);
+  std::vector<std::uint32_t> polled = {11, 12};
+  {
+    const FailingAllocation failing(0);
+    EXPECT_THROW(sweeps.Expect(std::move(polled), 3), std::bad_alloc);
+  }
+  sweeps.Tick();
+  EXPECT_EQ(sweeps.Completed(), 0U);
+  EXPECT_TRUE(sweeps.WantsPolled());
 }
 
 TEST(SweepsTest, WithNobodyToAskTheEmptyListIsCompleteOnce) {
