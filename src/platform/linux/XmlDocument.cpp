@@ -6,6 +6,7 @@
 #include <libxml/xmlerror.h>
 
 #include <cerrno>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -48,7 +49,19 @@ std::wstring QualifiedName(const xmlNode& node) {
 /// The first problem found while a document is parsed. The library's context points to it.
 struct ParseTrouble {
   bool stopped = false;
+  bool outOfMemory = false;
   std::wstring text;
+
+  /// Notes the text that `make` returns. No exception may pass through the library, which is C and would
+  /// leak.
+  template <typename Make>
+  void Note(Make make) noexcept {
+    try {
+      text = make();
+    } catch (const std::bad_alloc&) {
+      outOfMemory = true;
+    }
+  }
 };
 
 ParseTrouble& TroubleOf(void* context) {
@@ -57,7 +70,7 @@ ParseTrouble& TroubleOf(void* context) {
 
 void Stop(void* context, const wchar_t* why) {
   ParseTrouble& trouble = TroubleOf(context);
-  if (!trouble.stopped) trouble.text = why;
+  if (!trouble.stopped) trouble.Note([why] { return why; });
   trouble.stopped = true;
   xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
 }
@@ -83,7 +96,7 @@ void KeepFirstError(void* context, xmlErrorPtr error) {
   if (!trouble.text.empty() || error == nullptr || error->level < XML_ERR_ERROR) return;
   std::string_view message = error->message == nullptr ? "not well-formed" : error->message;
   while (!message.empty() && message.back() == '\n') message.remove_suffix(1);
-  trouble.text = L"line " + std::to_wstring(error->line) + L": " + FromUtf8(message);
+  trouble.Note([&] { return L"line " + std::to_wstring(error->line) + L": " + FromUtf8(message); });
 }
 
 bool StartsWithByteOrderMark(std::string_view bytes) {
@@ -186,6 +199,7 @@ class LibxmlDocument final : public XmlDocument {
     DocumentTree tree(
         xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr,
                           XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_BIG_LINES | XML_PARSE_COMPACT));
+    if (trouble.outOfMemory) return E_OUTOFMEMORY;
     if (!tree || context->wellFormed == 0 || trouble.stopped) {
       why = trouble.text.empty() ? L"The file is not well-formed." : trouble.text;
       return E_FAIL;
