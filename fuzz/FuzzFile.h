@@ -3,10 +3,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 namespace kellanseek::fuzz {
 
@@ -18,8 +17,9 @@ inline void Require(bool held) {
 /// A file in memory with a path, to feed arbitrary bytes to code that reads files.
 class FuzzFile {
  public:
-  FuzzFile(const std::uint8_t* bytes, std::size_t size) : descriptor_(::memfd_create("fuzz", 0)) {
-    valid_ = descriptor_ >= 0 && ::write(descriptor_, bytes, size) == static_cast<ssize_t>(size);
+  explicit FuzzFile(std::string_view bytes) : descriptor_(::memfd_create("fuzz", 0)) {
+    valid_ = descriptor_ >= 0 &&
+             ::write(descriptor_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
   }
   ~FuzzFile() {
     if (descriptor_ >= 0) ::close(descriptor_);

@@ -6,27 +6,49 @@
 #include "controllers/PollSchedule.h"
 #include "diagnostics/NoDebugOutput.h"
 #include "fuzz/FuzzFile.h"
+#include "fuzz/Shortage.h"
 
 using namespace kellanseek;
 using fuzz::Require;
 
-/// For any file, the settings are safe to work with, and the check reports a finding whenever the component
-/// would reject the file.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const fuzz::FuzzFile file(bytes, size);
-  if (!file.Valid()) return 0;
-  diagnostics::NoDebugOutput output;
-  config::CLanSeekConfigParser parser(output);
-  config::CKelLanSeekConfigSettings settings;
-  const bool opened = SUCCEEDED(parser.Init(file.Path()));
-  Require(SUCCEEDED(parser.GetInformation(settings)) == opened);
+namespace {
+
+void CheckSafe(const config::CKelLanSeekConfigSettings& settings) {
   Require(settings.RefreshIntervalTicks() != 0 && settings.NonLocalRefreshIntervalTicks() != 0);
   Require(settings.Ticks(settings.RefreshTimeout) >= kellanseek::controllers::kNone &&
           controllers::PollSchedule::OneMore(settings.RetryCount()) >= settings.RetryCount());
   Require(settings.DynamicDetectionEnabled != 0 ||
           (settings.InterfaceMode == config::UseListed && settings.SubNets.empty()));
   for (const config::SubNetEntry& each : settings.SubNets) Require(each.Valid());
+}
 
+/// Returns whether the file was accepted, which depends on its beginning alone unless memory runs out.
+bool Read(const fuzz::FuzzFile& file, config::CKelLanSeekConfigSettings& settings, bool enoughMemory = true) {
+  diagnostics::NoDebugOutput output;
+  config::CLanSeekConfigParser parser(output);
+  const bool opened = SUCCEEDED(parser.Init(file.Path()));
+  const bool read = SUCCEEDED(parser.GetInformation(settings));
+  Require(opened == read || (opened && !enoughMemory));
+  return read;
+}
+
+}  // namespace
+
+/// For any file, the settings are safe to work with, and the check reports a finding whenever the component
+/// would reject the file.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  std::string_view input(reinterpret_cast<const char*>(bytes), size);
+  fuzz::Shortage shortage(input);
+  const fuzz::FuzzFile file(input);
+  if (!file.Valid()) return 0;
+  config::CKelLanSeekConfigSettings first;
+  bool accepted = false;
+  if (shortage.Run([&] { accepted = Read(file, first, !shortage.Chosen()); })) CheckSafe(first);
+
+  config::CKelLanSeekConfigSettings settings;
+  const bool opened = Read(file, settings);
+  CheckSafe(settings);
+  Require(accepted == opened || shortage.Happened());
   config::CKelLanSeekConfigSettings checked;
   configcheck::ConfigReport report;
   configcheck::CheckScanFile(file.Path(), {}, checked, report);

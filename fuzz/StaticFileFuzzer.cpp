@@ -7,19 +7,39 @@
 #include "configcheck/ConfigCheck.h"
 #include "diagnostics/NoDebugOutput.h"
 #include "fuzz/FuzzFile.h"
+#include "fuzz/Shortage.h"
 
 using namespace kellanseek;
 using fuzz::Require;
 
-/// For any file, the accepted controllers have distinct addresses, and the check reports the others.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const fuzz::FuzzFile file(bytes, size);
-  if (!file.Valid()) return 0;
+namespace {
+
+/// Returns whether the file was accepted, which depends on its beginning alone unless memory runs out.
+bool Read(const fuzz::FuzzFile& file, std::vector<controllers::CtrlInfo>& listed, bool enoughMemory = true) {
   diagnostics::NoDebugOutput output;
   config::CControllerIdParser parser(output);
-  std::vector<controllers::CtrlInfo> listed;
   const bool opened = SUCCEEDED(parser.Init(file.Path()));
-  Require(SUCCEEDED(parser.GetInformation(listed)) == opened);
+  const bool read = SUCCEEDED(parser.GetInformation(listed));
+  Require(opened == read || (opened && !enoughMemory));
+  return read;
+}
+
+}  // namespace
+
+/// For any file, the accepted controllers have distinct addresses, and the check reports the others.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  std::string_view input(reinterpret_cast<const char*>(bytes), size);
+  fuzz::Shortage shortage(input);
+  const fuzz::FuzzFile file(input);
+  if (!file.Valid()) return 0;
+  diagnostics::NoDebugOutput output;
+  shortage.Run([&] {
+    std::vector<controllers::CtrlInfo> some;
+    Read(file, some, !shortage.Chosen());
+    config::AcceptStaticControllers(some, {}, diagnostics::Tracer(output, L"KelLanSeekImpl"));
+  });
+  std::vector<controllers::CtrlInfo> listed;
+  const bool opened = Read(file, listed);
   for (const bool complete : {false, true}) {
     config::CKelLanSeekConfigSettings settings;
     if (complete) settings.DynamicDetectionEnabled = settings.NonLocalUpdatesEnabled = 0;

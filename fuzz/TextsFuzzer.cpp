@@ -1,12 +1,18 @@
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include <kellanseek/com/registry.h>
+#include <nlohmann/json.hpp>
 
 #include "events/EventData.h"
 #include "fuzz/FuzzFile.h"
+#include "platform/CodePage.h"
+#include "platform/Ipv4.h"
 #include "platform/linux/RegistryText.h"
+#include "text/Json.h"
+#include "text/Utf8.h"
 #include "tools/kelsim/Request.h"
 #include "tools/kelsim/Script.h"
 
@@ -46,6 +52,23 @@ void ScanEvent(std::string_view text) {
   Require(again == numbers);
 }
 
+/// What passes for an address is written with the characters of one, and is the address that it is shown as.
+void ReadAddress(std::string_view text) {
+  const platform::Ipv4 address = platform::ParseIpv4(text);
+  Require(platform::ParseIpv4(std::wstring_view(platform::ToWide(text))) == address);
+  if (address == platform::kNoAddress) return;
+  Require(text.find_first_not_of("0123456789abcdefABCDEFxX.") == text.npos);
+  Require(std::count(text.begin(), text.end(), '.') <= 3);
+  Require(platform::ParseIpv4(platform::FormatIpv4(address)) == address);
+}
+
+/// Any bytes make a text that other parsers read.
+void WriteJson(std::string_view text) {
+  const auto read = nlohmann::json::parse(text::Json({{"text", text}}).Text());
+  const std::string expected = text::ToUtf8(text::FromUtf8(text));
+  Require(read["text"] == expected);
+}
+
 }  // namespace
 
 /// The first byte selects the reader.
@@ -56,6 +79,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     case 'r': ChangeRegistry(text); break;
     case 's': ReadScript(text); break;
     case 'e': ScanEvent(text); break;
+    case 'a': ReadAddress(text); break;
+    case 'j': WriteJson(text); break;
     case 'q': kelsim::ReadRequest(text); break;
     default: break;
   }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,16 +35,23 @@ struct ClientEvent {
   bool operator==(const ClientEvent&) const = default;
 };
 
+/// As the real queue, it loses an event for which there is no memory.
 class RecordingEvents : public events::EventQueue {
  public:
   bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
                   LanSeekEventReason reason) noexcept override {
-    queued.push_back({lanSeekID, availability, reason});
-    return true;
+    try {
+      queued.push_back({lanSeekID, availability, reason});
+      return true;
+    } catch (const std::bad_alloc&) {
+      hasLost = true;
+      return false;
+    }
   }
   std::vector<ClientEvent> Take() { return std::exchange(queued, {}); }
 
   std::vector<ClientEvent> queued;
+  bool hasLost = false;
 };
 
 /// A request that would have gone out: "broadcast 0 <datagram>" or "to 10.0.0.1 <datagram>".
@@ -77,8 +85,12 @@ class RecordingDaemon : public daemon::RemoteVCPublisher {
   bool QueueMessageForRemoteVC(protocol::MessageType type,
                                std::optional<controllers::InterfaceIndex> interfaceIndex,
                                std::uint32_t lanSeekID) noexcept override {
-    messages.push_back({static_cast<std::int32_t>(type), TraceNumber(interfaceIndex), lanSeekID});
-    return true;
+    try {
+      messages.push_back({static_cast<std::int32_t>(type), TraceNumber(interfaceIndex), lanSeekID});
+      return true;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
   }
   bool AddRemoteVC(const controllers::CtrlInfo& record) override {
     added.push_back(record.lanSeekID);

@@ -42,5 +42,6 @@ FailingAllocation::FailingAllocation(std::size_t after) { allocationsLeft = afte
 FailingAllocation::~FailingAllocation() { allocationsLeft = kNever; }
 // Once the failure has happened, the counter has wrapped around from 0 to kNever.
 bool FailingAllocation::Happened() const { return allocationsLeft == kNever; }
+std::size_t FailingAllocation::Left() const { return allocationsLeft; }
 
 }  // namespace kellanseek::test

@@ -27,6 +27,8 @@ class FailingAllocation {
 
   /// Whether the failure has occurred.
   bool Happened() const;
+  /// How many allocations are still to succeed; the greatest number once the failure has occurred.
+  std::size_t Left() const;
 };
 
 }  // namespace kellanseek::test
