@@ -3,32 +3,29 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
-#include <optional>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "engine/Receiver.h"
-#include "network/DiscoverySockets.h"
 #include "protocol/MessageWriter.h"
 #include "tests/support/EngineHarness.h"
-#include "tests/support/SimulatedNetwork.h"
 
 namespace kellanseek::test {
 namespace {
 
-using platform::Received;
+using engine::MsgSource;
 using std::chrono::hours;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using ::testing::UnorderedElementsAreArray;
-using Outcome = Received::Outcome;
 using Texts = std::vector<std::string>;
-using Time = SimulatedNetwork::Time;
+using Time = std::chrono::microseconds;
 
-constexpr const char* kMask = "255.255.255.0";
 constexpr const char* kFull = "Lanseek;0d;5;";
 constexpr const char* kRefresh = "Lanseek;0d;7;";
 
@@ -39,31 +36,102 @@ constexpr Time kPatience = 67 * kTick;        ///< From an unanswered request to
 
 std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
 
-/// The engine's logic with its receiver and its sockets on a simulated host, driven by the simulation instead
-/// of threads. Each of its addresses is in a broadcast domain of its own.
+/// Hosts that hear each other's broadcasts, in virtual time and on one thread.
+class Network {
+ public:
+  /// Conditions for datagrams between hosts. Jitter also reorders them.
+  struct Weather {
+    double loss = 0;
+    double duplicates = 0;
+    Time delay{200};
+    Time jitter{0};
+  };
+  struct Datagram {
+    std::string source;
+    bool request = false;
+    std::string text;
+  };
+  using Ear = std::function<void(const Datagram&)>;
+
+  explicit Network(std::uint32_t seed) : random_(seed) {}
+
+  void Join(const std::string& address, Ear ear) { hosts_[address].hear = std::move(ear); }
+  void Broadcast(const Datagram& datagram) {
+    sent.emplace_back(now_, datagram.text);
+    const bool apart = hosts_.at(datagram.source).apart;
+    for (auto& [address, host] : hosts_) {
+      if (address == datagram.source || host.apart != apart) continue;
+      for (int copies = Happens(weather.duplicates) ? 2 : 1; copies > 0; --copies) {
+        if (Happens(weather.loss)) continue;
+        const Time jitter(std::uniform_int_distribution<Time::rep>(0, weather.jitter.count())(random_));
+        actions_.emplace(now_ + weather.delay + jitter, [&ear = host.hear, datagram] { ear(datagram); });
+      }
+    }
+  }
+  /// CutOff() separates these hosts from all others until Heal().
+  void CutOff(const Texts& addresses) {
+    for (const std::string& address : addresses) hosts_.at(address).apart = true;
+  }
+  void Heal() {
+    for (auto& [address, host] : hosts_) host.apart = false;
+  }
+
+  Time Now() const { return now_; }
+  /// Runs an action once every period, first after one period.
+  void Every(Time period, const std::function<void()>& action) {
+    actions_.emplace(now_ + period, [this, period, action] {
+      Every(period, action);
+      action();
+    });
+  }
+  void RunFor(Time duration) {
+    const Time end = now_ + duration;
+    while (!actions_.empty() && actions_.begin()->first <= end) {
+      const auto next = actions_.extract(actions_.begin());
+      now_ = next.key();
+      next.mapped()();
+    }
+    now_ = end;
+  }
+
+  Weather weather;
+  std::vector<std::pair<Time, std::string>> sent;
+
+ private:
+  struct Host {
+    Ear hear;
+    bool apart = false;
+  };
+
+  bool Happens(double probability) { return std::bernoulli_distribution(probability)(random_); }
+
+  std::mt19937 random_;
+  Time now_{0};
+  std::multimap<Time, std::function<void()>> actions_;  ///< Those of one time in the order of their adding.
+  std::map<std::string, Host> hosts_;
+};
+
+/// The engine's logic on a host of the network.
 class Workstation : public EngineHarness {
  public:
-  Workstation(SimulatedNetwork& network, const Texts& own) : computer(network.AddHost()) {
-    for (const char* const address : {"192.168.1.5", "10.0.0.5"}) addresses.RemoveAddress(address);
-    for (int domain = 0; const std::string& address : own) {
-      computer.Attach(domain++, address, kMask);
-      addresses.AddAddress(1, address, kMask);
-    }
+  Workstation(Network& network, const std::string& own) : address(own), network_(network) {
+    for (const char* const other : {"192.168.1.5", "10.0.0.5"}) addresses.RemoveAddress(other);
+    addresses.AddAddress(1, own, "255.255.255.0");
     RebuildInterfaces();
-    auto usable = interfaces.Entries();
-    sockets_.CreateSockets(usable);
-    set_.emplace(sockets_, journal);
-    datagrams_ = computer.CreateReceiver(set_->sockets, protocol::kMaxDatagram);
-    computer.OnArrival([this] { Receive(); });
-    refresh.BeginRun({sockets_, pacer});
+    network.Join(own, [this](const Network::Datagram& heard) {
+      Receive(heard.text, heard.source,
+              heard.request ? MsgSource::FromRequestSocket : MsgSource::FromResponseSocket, kFirstInterface);
+      Note();
+    });
+    BeginRun();
+    Note();
     network.Every(kTick, [this] {
       if (asleep) return;
-      refresh.Tick({sockets_, pacer});
+      Tick();
       Note();
     });
   }
 
-  void Handle(const Received& received) { receiver_.Handle(received, *set_); }
   /// The addresses of the controllers that clients can list.
   Texts Listed() {
     Texts listed;
@@ -72,20 +140,17 @@ class Workstation : public EngineHarness {
     return listed;
   }
 
-  SimulatedHost& computer;
+  const std::string address;
   bool asleep = false;                       ///< No tick comes.
   std::map<std::string, std::string> story;  ///< What was told of an address: "new lost new …".
 
  private:
-  void Receive() {
-    for (;;) {
-      const Received received = datagrams_->ReceiveOne(stopEngine, milliseconds(0));
-      if (received.outcome == Outcome::Nothing) return;
-      Handle(received);
-      Note();
-    }
-  }
   void Note() {
+    const std::string prefix = "broadcast 0 ";
+    for (const std::string& request : sender.Take()) {
+      ASSERT_TRUE(request.starts_with(prefix)) << request;
+      network_.Broadcast({address, true, request.substr(prefix.size())});
+    }
     for (const ClientEvent& event : events.Take()) {
       if (event.reason == CtrlNew) addressOf_[event.lanSeekID] = Narrow(Get(event.lanSeekID).ctrlAddress);
       story[addressOf_[event.lanSeekID]] += event.reason == CtrlNew              ? "new "
@@ -94,66 +159,39 @@ class Workstation : public EngineHarness {
     }
   }
 
-  platform::Event rebuildWanted_{platform::Event::Kind::ManualReset};
-  network::DiscoverySockets sockets_{computer, settings, polling, journal, traces};
-  engine::Receiver receiver_{{computer, dispatcher, engineLock, rebuildWanted_, journal, traces}};
-  std::optional<engine::Receiver::ReceiveSet> set_;
-  std::unique_ptr<platform::DatagramReceiver> datagrams_;
+  Network& network_;
   std::map<std::uint32_t, std::string> addressOf_;
 };
 
-/// A well-behaved controller: answers every request by broadcast, so that all workstations hear it.
-class Controller {
- public:
-  Controller(SimulatedNetwork& network, std::string own)
-      : computer(network.AddHost()), address(std::move(own)) {
-    computer.Attach(0, address, kMask);
-    platform::SocketError error = 0;
-    socket_ = computer.CreateSocket(error);
-    socket_->SetBroadcast();
-    socket_->Bind(platform::ParseIpv4(address), platform::ParseIpv4(kMask),
-                  settings_.Port(settings_.RequestPort));
-    datagrams_ = computer.CreateReceiver({socket_.get()}, protocol::kMaxDatagram);
-    computer.OnArrival([this] { Receive(); });
+/// Twenty well-behaved controllers, by their addresses: each answers every request by broadcast, so that all
+/// workstations hear it.
+Texts JoinControllers(Network& network) {
+  Texts all;
+  for (int i = 100; i < 120; ++i) {
+    const std::string own = all.emplace_back("192.168.1." + std::to_string(i));
+    network.Join(own, [&network, own](const Network::Datagram& heard) {
+      const auto say = [&](std::uint32_t type) {
+        const std::string fields = "4:{" + own + "};9:mac of " + own + ";";
+        network.Broadcast({own, false, EngineHarness::Datagram(type, fields)});
+      };
+      if (heard.text == kFull || heard.text == protocol::BuildTargetedRequest(own, "")) say(1);
+      if (heard.text == kRefresh) say(2);
+    });
   }
-
-  SimulatedHost& computer;
-  const std::string address;
-
- private:
-  void Receive() {
-    for (;;) {
-      const Received received = datagrams_->ReceiveOne(never_, milliseconds(0));
-      if (received.outcome != Outcome::Datagram) return;
-      const std::string_view text(received.text.data(), received.text.size());
-      if (text == kFull || text == protocol::BuildTargetedRequest(address, "")) Say(1);
-      if (text == kRefresh) Say(2);
-    }
-  }
-  void Say(std::uint32_t type) {
-    const platform::Ipv4 everybody = platform::ParseIpv4(address) | ~platform::ParseIpv4(kMask);
-    socket_->SendTo(EngineHarness::Datagram(type, "4:{" + address + "};9:mac of " + address + ";"), everybody,
-                    settings_.Port(settings_.ResponsePort));
-  }
-
-  const config::CKelLanSeekConfigSettings settings_;
-  platform::Event never_{platform::Event::Kind::ManualReset};
-  std::unique_ptr<platform::UdpSocket> socket_;
-  std::unique_ptr<platform::DatagramReceiver> datagrams_;
-};
+  return all;
+}
 
 TEST(SimulatedPlantTest, WorkstationsShareTheirRequestsAndSurviveAPartition) {
-  SimulatedNetwork network;
+  Network network(1);
   const auto requests = [&](std::string_view text, Time from = Time(0)) {
-    return std::count_if(network.sent.begin(), network.sent.end(),
-                         [&](const auto& each) { return each.time >= from && each.text.starts_with(text); });
+    return std::count_if(network.sent.begin(), network.sent.end(), [&](const auto& each) {
+      return each.first >= from && each.second.starts_with(text);
+    });
   };
-  std::vector<std::unique_ptr<Controller>> controllers;
-  for (int i = 100; i < 120; ++i)
-    controllers.push_back(std::make_unique<Controller>(network, "192.168.1." + std::to_string(i)));
+  const Texts all = JoinControllers(network);
   std::vector<std::unique_ptr<Workstation>> stations;
   for (const char* const address : {"192.168.1.1", "192.168.1.2", "192.168.1.3"}) {
-    stations.push_back(std::make_unique<Workstation>(network, Texts{address}));
+    stations.push_back(std::make_unique<Workstation>(network, address));
     // Their ticks fall between each other's, as those of real ones do.
     network.RunFor(seconds(5) + milliseconds(80));
   }
@@ -164,15 +202,10 @@ TEST(SimulatedPlantTest, WorkstationsShareTheirRequestsAndSurviveAPartition) {
   EXPECT_GE(requests(kRefresh, begin), alone);
   EXPECT_LE(requests(kRefresh, begin), alone + 2);
   EXPECT_EQ(requests(kFull), 3) << "one each, at its start";
-  EXPECT_EQ(requests("Lanseek;1"), 0) << "everybody answered";
+  EXPECT_EQ(requests("Lanseek;1d;6;"), 0) << "everybody answered";
 
-  std::vector<SimulatedHost*> distant = {&stations[1]->computer, &stations[2]->computer};
-  Texts all, sides[2];
-  for (std::size_t i = 0; i < controllers.size(); ++i) {
-    all.push_back(controllers[i]->address);
-    sides[i % 2].push_back(controllers[i]->address);
-    if (i % 2 == 1) distant.push_back(&controllers[i]->computer);
-  }
+  Texts sides[2];
+  for (std::size_t i = 0; i < all.size(); ++i) sides[i % 2].push_back(all[i]);
   const auto expect = [&](const char* others, bool whole) {
     for (std::size_t i = 0; i < stations.size(); ++i) {
       const std::size_t side = i == 0 ? 0 : 1;
@@ -183,7 +216,8 @@ TEST(SimulatedPlantTest, WorkstationsShareTheirRequestsAndSurviveAPartition) {
   };
   expect("new ", true);
   network.weather = {0.0, 0.5, milliseconds(1), milliseconds(900)};  // Duplicates, out of order.
-  network.CutOff(distant);
+  network.CutOff(sides[1]);
+  network.CutOff({stations[1]->address, stations[2]->address});
   network.RunFor(kRefreshPeriod + kPatience + seconds(5));
   expect("new lost ", false);
   network.Heal();
@@ -193,18 +227,14 @@ TEST(SimulatedPlantTest, WorkstationsShareTheirRequestsAndSurviveAPartition) {
 }
 
 TEST(SimulatedPlantTest, ControllersSurviveBadWeatherAndASleepingHost) {
-  constexpr SimulatedNetwork::Weather kLossy{.loss = 0.05};
-  constexpr SimulatedNetwork::Weather kStorm{
+  constexpr Network::Weather kLossy{.loss = 0.05};
+  constexpr Network::Weather kStorm{
       .loss = 0.3, .duplicates = 0.3, .delay = milliseconds(50), .jitter = milliseconds(200)};
   for (const std::uint32_t seed : {1U, 2U, 3U}) {
-    SimulatedNetwork network(seed);
-    std::vector<std::unique_ptr<Controller>> controllers;
-    Texts all;
-    for (int i = 100; i < 120; ++i) {
-      all.push_back("192.168.1." + std::to_string(i));
-      controllers.push_back(std::make_unique<Controller>(network, all.back()));
-    }
-    Workstation station(network, Texts{"192.168.1.1"});
+    SCOPED_TRACE(seed);
+    Network network(seed);
+    const Texts all = JoinControllers(network);
+    Workstation station(network, "192.168.1.1");
     network.RunFor(seconds(5));
 
     network.weather = kLossy;
@@ -214,7 +244,7 @@ TEST(SimulatedPlantTest, ControllersSurviveBadWeatherAndASleepingHost) {
     // What did not listen has nobody to miss: neither while it sleeps nor for that time afterwards.
     network.weather = {};
     station.asleep = true;
-    network.CutOff({&station.computer});
+    network.CutOff({station.address});
     network.RunFor(hours(1));
     station.asleep = false;
     network.Heal();
@@ -231,67 +261,6 @@ TEST(SimulatedPlantTest, ControllersSurviveBadWeatherAndASleepingHost) {
       std::string comings = station.story[address];
       while (comings.starts_with("new lost ")) comings.erase(0, 9);
       EXPECT_EQ(comings, "new ") << "who was lost comes back, and once";
-    }
-  }
-}
-
-TEST(ReceiverTest, TakesADatagramOnceAndFromItsOwnNetwork) {
-  SimulatedNetwork network;
-  Workstation station(network, Texts{"192.168.1.1", "10.0.0.1"});
-  const std::wstring unknown =
-      L"LanSeek: Message from static handling (192.168.1.1) does not match any known controller!";
-  struct Case {
-    const char* what;
-    Received received;
-    const char* source;
-    std::optional<controllers::InterfaceIndex> interfaceIndex;  ///< Where the controller is then found.
-    std::wstring trace = {};
-  };
-  const auto on = [](std::size_t socket) { return Received{.outcome = Outcome::Datagram, .socket = socket}; };
-  const Received nothing;
-  const Received strange{.outcome = Outcome::StrangeSocket};
-  const Received failed{.outcome = Outcome::ReadError, .socket = 2, .error = 7};
-  const std::wstring unexpected =
-      L"LanSeek: Strange socket receive error. Select returned unexpected socket.";
-  for (const Case& c : {
-           Case{"own network", on(1), "192.168.1.20", kFirstInterface},
-           Case{"own network, the second", on(3), "10.0.0.20", kSecondInterface},
-           Case{"the other network", on(1), "10.0.0.20", {}},
-           Case{"through a router", on(3), "172.16.0.9", kSecondInterface},
-           Case{"an echo", on(1), "192.168.1.1", {}},
-           Case{"an echo on the other network", on(3), "192.168.1.1", {}},
-           Case{"a poll of this host", on(4), "192.168.1.1", {}, unknown},
-           Case{"nothing", nothing, "192.168.1.20", {}},
-           Case{"a socket of nobody", strange, "192.168.1.20", {}, unexpected},
-           Case{"a socket too many", on(5), "192.168.1.20", {}, unexpected},
-           Case{"a failed read",
-                failed,
-                "192.168.1.20",
-                {},
-                L"LanSeek: Failed to read data. InterfaceIdx = 1 Error = 7"},
-           Case{"no address",
-                on(1),
-                nullptr,
-                {},
-                L"LanSeek receive: IP-address is not available. Skip message"},
-       }) {
-    SCOPED_TRACE(c.what);
-    const std::size_t before = station.traces.Messages().size();
-    std::string text = EngineHarness::Datagram(1, "4:sys;9:mac;");
-    Received received = c.received;
-    text.push_back('\0');
-    received.text = {text.data(), text.size() - 1};
-    received.sourceIsIpv4 = c.source != nullptr;
-    received.source = c.source != nullptr ? platform::ParseIpv4(c.source) : 0;
-    station.Handle(received);
-    const auto traces = station.traces.Messages();
-    EXPECT_EQ(std::vector(traces.begin() + static_cast<std::ptrdiff_t>(before), traces.end()),
-              c.trace.empty() ? std::vector<std::wstring>() : std::vector{c.trace});
-    const auto records = station.All();
-    ASSERT_EQ(records.size(), c.interfaceIndex ? 1U : 0U);
-    if (c.interfaceIndex) {
-      EXPECT_EQ(records[0].heardOnInterface, *c.interfaceIndex);
-      station.Answer(4, "", c.source, *c.interfaceIndex);
     }
   }
 }
