@@ -1,7 +1,6 @@
 """Networks that appear, disappear and change while a workstation runs."""
 
 import os
-import time
 import unittest
 
 import harness
@@ -53,38 +52,16 @@ class Changes(harness.Scenario):
         self.on_a.broadcast = "10.1.255.255"
         watch.expect_nothing_else(self.on_a)
 
-    def test_thousand_controllers_leave_and_return_with_their_network(self):
-        self.on_b.be_silent()
-        plant = self.host("plant", {self.b: "10.2.1.0/20"})
-        self.kelsim(plant, "--count", 1000, "--delay-ms", 1000, "--no-announce")
+    def test_two_hundred_changes_leak_nothing(self):
         watch = self.start()
-        for _ in range(2):
-            self.here.connect(self.b, "10.2.0.1/20", device="eth1")
-            ids = {watch.expect("new")["id"] for _ in range(1000)}
-            begin = time.monotonic()
-            self.here.disconnect("eth1")
-            self.assertEqual(sorted(ids), [watch.expect("lost-lan")["id"] for _ in range(1000)], "in order")
-            self.assertLess(time.monotonic() - begin, 2 * harness.PATIENCE)
-        watch.expect_nothing_else(self.on_a)
-        self.assertEqual(5, len(self.tap(self.a).find(payload=wire.FULL_REQUEST)),
-                         "one at the start and one after each change, of however many notices")
-
-
-class NothingLeaks(harness.Scenario):
-    def test_two_hundred_changes(self):
-        a, b = self.network("A"), self.network("B")
-        here = self.station({a: "10.1.0.1/24"})
-        on_a, on_b = self.device(a, "10.1.0.11/24"), self.device(b, "10.2.0.11/24")
-        watch = self.watch(here, ready_on=[a])
-        watch.expect("new", address=on_a.address)
         usage = []
         for _ in range(100):
-            here.connect(b, "10.2.0.1/24", device="eth1")
-            event = watch.expect("new", address=on_b.address)
-            here.disconnect("eth1")
-            lost = watch.expect("lost-lan", address=on_b.address)
+            self.here.connect(self.b, "10.2.0.1/24", device="eth1")
+            event = watch.expect("new", address=self.on_b.address)
+            self.here.disconnect("eth1")
+            lost = watch.expect("lost-lan", address=self.on_b.address)
             self.assertEqual((event["id"], "removed"), (lost["id"], lost["availability"]))
-            watch.expect_nothing_else(on_a)
+            watch.expect_nothing_else(self.on_a)
             usage.append((len(os.listdir(f"/proc/{watch.pid}/fd")), len(os.listdir(f"/proc/{watch.pid}/task"))))
         self.assertLessEqual(max(usage[-20:]), max(usage[:20]), "descriptors, threads")
 

@@ -1,28 +1,10 @@
-"""Controllers known by address, and the selection of interfaces."""
+"""Many controllers known by address."""
 
 import math
 import time
 
 import harness
 import wire
-
-
-class KnownByAddress(harness.Scenario):
-    def test_remote_controller_is_found_by_unicast(self):
-        net = self.network("A")
-        device = self.device(net, "10.1.0.11/24")
-        stranger = self.device(net, "10.1.0.12/24")
-        here = self.station({net: "10.1.0.1/24"}, DynamicDetectionEnabled=0)
-        watch = self.watch(here, "--add", device.address)
-        event = watch.expect("reconnected", address=device.address)
-        self.assertEqual("remote", event["definition"])
-        poll = self.tap(net).find(destination=device.address)[0]
-        self.assertEqual((wire.NON_LOCAL_PORT, wire.FULL_REQUEST), (poll.destination_port, poll.payload))
-        # An unsolicited answer matches no controller.
-        stranger.send(stranger.identity(), "10.1.0.1", poll.source_port)
-        watch.wait_for_trace("LanSeek: Message from static handling (10.1.0.12) does not match any known controller!")
-        device.be_silent()
-        self.assertEqual("unavailable", watch.expect("lost-connection")["availability"])
 
 
 class SwitchedOff(harness.Scenario):
