@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/RegistryStore.h"
@@ -62,6 +63,20 @@ TEST_F(RegistryFileTest, KeepsUnrelatedLines) {
     EXPECT_EQ(store.Write(L"A\\B", L"n", L"new"), S_OK) << c.what;
     EXPECT_EQ(scratch.Read("registry"), c.after) << c.what;
     EXPECT_EQ(Value(L"A\\B", L"n"), L"new") << c.what;
+  }
+}
+
+TEST_F(RegistryFileTest, RemovesAKeyWithItsSubkeysAndKeepsComments) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"[A\\B]\nn=1\n[C]\nx=1\n[a\\b\\D]\nn=2\n[A\\B]\nm=3\n", "[C]\nx=1\n"},
+      {"# why\n[A\\B]\n; kept\nn=1\njunk\n[A\\BC]\nn=2\n", "# why\n; kept\njunk\n[A\\BC]\nn=2\n"},
+      {"[A]\nn=1\n[A\\B]\n[broken\nn=2\n", "[A]\nn=1\n[broken\nn=2\n"},
+      {"[A\\BC]\nn=1\n[A]\nn=2\n", ""},
+  };
+  for (const auto& [before, after] : cases) {
+    scratch.Write("registry", before);
+    EXPECT_EQ(store.RemoveTree(L"A\\B"), after.empty() ? S_FALSE : S_OK) << before;
+    EXPECT_EQ(scratch.Read("registry"), after.empty() ? before : after);
   }
 }
 
