@@ -69,7 +69,7 @@ class ComponentHarness {
   ComponentHarness() {
     addresses.AddInterface(1, {0, 1, 2, 3, 4, 5});
     addresses.AddAddress(1, "192.168.1.5", "255.255.255.0");
-    processes_.Start(kProcess);
+    processes.Start(kProcess);
   }
 
   /// Writes the two files and registers their directory.
@@ -162,14 +162,11 @@ class ComponentHarness {
   platform::Event notice{platform::Event::Kind::AutoReset};
   component::ComponentModule module;
 
- private:
-  FakeReverseLookup hostNames_;
-  FakeProcessTable processes_;
-  std::map<std::wstring, std::string> methodOfPlace_;
+  FakeReverseLookup hostNames;
+  FakeProcessTable processes;
 
- public:
   const component::ComponentEnvironment environment{
-      {network, addresses, [this] { return std::make_unique<NoticedWatch>(notice); }, hostNames_, processes_,
+      {network, addresses, [this] { return std::make_unique<NoticedWatch>(notice); }, hostNames, processes,
        traces},
       registry};
 
@@ -179,6 +176,9 @@ class ComponentHarness {
   KelComPtr<IKelVCLanSeek2> virtualControllers;
   KelComPtr<IKelLanSeekConfig> additions;
   KelComPtr<IKelBase> base;
+
+ private:
+  std::map<std::wstring, std::string> methodOfPlace_;
 };
 
 }  // namespace kellanseek::test

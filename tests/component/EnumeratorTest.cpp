@@ -102,16 +102,6 @@ TEST_F(EnumeratorTest, RemNextFailsOnAListThatWasNeverFilled) {
   EXPECT_EQ(clone->RemNext(1, &item, nullptr), E_FAIL);
 }
 
-TEST_F(EnumeratorTest, EveryListKeepsTheModuleLoaded) {
-  List list = Make({11});
-  List clone;
-  ASSERT_EQ(list->Clone(clone.Put()), S_OK);
-  list.Reset();
-  EXPECT_TRUE(module.InUse());
-  clone.Reset();
-  EXPECT_FALSE(module.InUse());
-}
-
 TEST_F(EnumeratorTest, AClonesOwnerStaysAliveAndACopysCloneKeepsItsSourceAlive) {
   KelComPtr<IUnknown> owner = Make({}).As<IUnknown>();
   IUnknown* const counted = owner.Get();

@@ -1,9 +1,7 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <stdexcept>
-#include <utility>
 
 #include "tests/support/Counted.h"
 
@@ -23,18 +21,10 @@ class FakeVC final : public Counted<IUnknown> {
     return Counted::AddRef();
   }
 
-  /// Called after the last release, on that thread.
-  void OnDestroyed(std::function<void()> action) { onDestroyed_ = std::move(action); }
-
   std::atomic<bool> addRefThrows{false};
 
  private:
   FakeVC() = default;
-  ~FakeVC() override {
-    if (onDestroyed_) onDestroyed_();
-  }
-
-  std::function<void()> onDestroyed_;
 };
 
 }  // namespace kellanseek::test

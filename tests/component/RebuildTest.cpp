@@ -5,7 +5,6 @@
 #include <new>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "tests/component/ComponentHarness.h"
@@ -33,49 +32,6 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
   std::atomic<int> looks = 0;
   std::atomic<int> lookThatFails = 0;
 };
-
-TEST_F(RebuildTest, SurvivesDatagramsCallsAndTheLastRelease) {
-  for (int round = 0; round < 20; ++round) {
-    Create();
-    const auto sink = FakeSink::Make();
-    Subscribe(sink.Get());
-    std::atomic<bool> ending = false;
-    std::thread plant([&] {
-      for (int i = 0; !ending; ++i) {
-        Hear(10 + i % 40);
-        if (i % 32 == 0) addresses.RemoveAddress("192.168.1.5");
-        if (i % 32 == 16) Come("192.168.1.5");
-        if (i % 16 == 0) notice.Set();
-        std::this_thread::yield();
-      }
-    });
-    std::thread client(
-        [&, seekOfThread = seek, identityOfThread = identity, additionsOfThread = additions]() mutable {
-          for (ULONG id = 11; !ending; ++id) {
-            KelBstr name;
-            ULONG added = 0;
-            identityOfThread->GetCtrlName(11 + id % 50, name.Put());
-            seekOfThread->RefreshForID(11 + id % 50);
-            additionsOfThread->AddRemoteController(KelBstr(L"192.168.1." + std::to_wstring(id % 200)).Get(),
-                                                   &added);
-            KelRetrievalParams all = {};
-            all.noOfElts = -2;
-            KelComPtr<IKelEnumCtrlIdentity> list;
-            EXPECT_EQ(seekOfThread->GetCtrlList(&all, list.Put()), S_OK);
-          }
-          identityOfThread.Reset();
-          additionsOfThread.Reset();
-          seekOfThread.Reset();
-        });
-    sink->WaitFor(20);
-    ReleaseAll();
-    ending = true;
-    client.join();
-    plant.join();
-    WaitUntilUnused();
-    EXPECT_FALSE(module.InUse()) << "the release on another thread was the last";
-  }
-}
 
 TEST_F(RebuildTest, IsRepeatedAfterRunningOutOfMemory) {
   Create();

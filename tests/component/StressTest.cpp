@@ -51,12 +51,6 @@ class StressTest : public ::testing::Test, protected ComponentHarness {
  public:
   using Random = std::minstd_rand;
 
-  StressTest() {
-    host_.AddInterface(1, {0, 1, 2, 3, 4, 5});
-    host_.AddAddress(1, "192.168.1.5", "255.255.255.0");
-    processes_.Start(kProcess);
-  }
-
   static KelBstr Text(const std::string& text) { return KelBstr(std::wstring(text.begin(), text.end())); }
   static ULONG SomeId(Random& random) { return static_cast<ULONG>(11 + random() % 100); }
   static std::string Identity(Random& random) { return "sys-" + std::to_string(random() % 40); }
@@ -150,13 +144,10 @@ class StressTest : public ::testing::Test, protected ComponentHarness {
     static_cast<IUnknown*>(other)->Release();
   }
 
-  FakeNetworkAddresses host_;
-  FakeReverseLookup names_;
-  FakeProcessTable processes_;
   diagnostics::NoDebugOutput silence_;
   const component::ComponentEnvironment world_{
-      {network, host_, [this] { return std::make_unique<FlappingWatch>(host_); }, names_, processes_,
-       silence_},
+      {network, addresses, [this] { return std::make_unique<FlappingWatch>(addresses); }, hostNames,
+       processes, silence_},
       registry};
   platform::Event never_{platform::Event::Kind::ManualReset};
   KelComPtr<FakeVC> object_ = FakeVC::Make();

@@ -37,14 +37,6 @@ constexpr std::size_t kMostRecords = 40;
 
 std::wstring Wide(const std::string& text) { return {text.begin(), text.end()}; }
 
-class CountedObject : public IUnknown {
- public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(const IID&, void**) override { return E_NOINTERFACE; }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
-  ULONG STDMETHODCALLTYPE Release() override { return --count; }
-  ULONG count = 0;
-};
-
 }  // namespace
 
 class ModelHistory::Sides {

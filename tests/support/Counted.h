@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
+#include <utility>
 
 #include <kellanseek/com.h>
 
@@ -18,12 +20,17 @@ class Counted : public Interfaces... {
   }
 
   ULONG References() const { return references_; }
+  /// Called after the last release, on that thread.
+  void OnDestroyed(std::function<void()> action) { onDestroyed_ = std::move(action); }
 
  protected:
-  virtual ~Counted() = default;
+  virtual ~Counted() {
+    if (onDestroyed_) onDestroyed_();
+  }
 
  private:
   std::atomic<ULONG> references_{1};
+  std::function<void()> onDestroyed_;
 };
 
 }  // namespace kellanseek::test

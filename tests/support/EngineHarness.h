@@ -119,6 +119,20 @@ class NoPause : public engine::SendPacer {
   bool goOn = true;
 };
 
+/// A virtual controller's own object, held by the test.
+class CountedObject : public IUnknown {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(const IID&, void**) override { return E_NOINTERFACE; }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    if (onRelease) onRelease();
+    return --count;
+  }
+
+  ULONG count = 0;
+  std::function<void()> onRelease;
+};
+
 inline constexpr controllers::InterfaceIndex kFirstInterface{0}, kSecondInterface{1};
 
 /// The engine's logic without threads, clocks and sockets, on two interfaces: 192.168.1.5/24 and 10.0.0.5/24.

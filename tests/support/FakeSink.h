@@ -32,9 +32,6 @@ class FakeSink final : public Counted<IKelObjectEvents> {
     return KelComPtr<FakeSink>::Attach(new FakeSink(std::move(onNotify)));
   }
 
-  /// Called after the last release, on that thread.
-  void OnDestroyed(std::function<void()> action) { onDestroyed_ = std::move(action); }
-
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     *object = nullptr;
     if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IKelObjectEvents)) return E_NOINTERFACE;
@@ -72,12 +69,8 @@ class FakeSink final : public Counted<IKelObjectEvents> {
 
  private:
   explicit FakeSink(Answer onNotify) : onNotify_(std::move(onNotify)) {}
-  ~FakeSink() override {
-    if (onDestroyed_) onDestroyed_();
-  }
 
   const Answer onNotify_;
-  std::function<void()> onDestroyed_;
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<ReceivedEvent> events_;

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace kellanseek::kelseek {
@@ -32,6 +33,12 @@ Facts Healthy() {
     "controllers": [{"id": 11, "name": "cell", "address": "10.1.0.11", "systemId": "S1", "mac": "M1",
                      "way": "broadcast", "listed": true, "unanswered": 0}]})");
   return facts;
+}
+
+/// Makes one of the facts this.
+template <typename Value>
+std::function<void(Facts&)> With(Value Facts::*fact, std::type_identity_t<Value> value) {
+  return [fact, value](Facts& facts) { facts.*fact = value; };
 }
 
 /// The codes of the remarks and faults.
@@ -83,19 +90,13 @@ TEST(DiagnosisTest, EveryCauseIsNamed) {
       {patched("/controllers", "[]"), {"none-found"}},
       {patched("/collisions", R"([{"kind": "address", "known": {"name": "a"}, "heard": {"name": "b"}}])"),
        {"collision"}},
-      {[](Facts& facts) {
-         facts.echoes = {{0, 5513, Echo::Outcome::NotHeard, 0}};
-       },
-       {"firewall-in"}},
-      {[](Facts& facts) {
-         facts.echoes = {{0, 5512, Echo::Outcome::NotSent, 1}};
-       },
-       {"firewall-out"}},
-      {[](Facts& facts) { facts.configFindings = {"x:1: unknown element"}; }, {"config"}},
-      {[](Facts& facts) { facts.host = platform::HostKind::Container; }, {"container"}},
-      {[](Facts& facts) { facts.expected = {platform::ParseIpv4("10.1.0.12")}; }, {"expected-missing"}},
-      {[](Facts& facts) { facts.expected = {platform::ParseIpv4("10.2.0.12")}; }, {"other-network"}},
-      {[](Facts& facts) { facts.expected = {platform::ParseIpv4("10.1.0.11")}; }, {}},
+      {With(&Facts::echoes, {{0, 5513, Echo::Outcome::NotHeard, 0}}), {"firewall-in"}},
+      {With(&Facts::echoes, {{0, 5512, Echo::Outcome::NotSent, 1}}), {"firewall-out"}},
+      {With(&Facts::configFindings, {"x:1: unknown element"}), {"config"}},
+      {With(&Facts::host, platform::HostKind::Container), {"container"}},
+      {With(&Facts::expected, {platform::ParseIpv4("10.1.0.12")}), {"expected-missing"}},
+      {With(&Facts::expected, {platform::ParseIpv4("10.2.0.12")}), {"other-network"}},
+      {With(&Facts::expected, {platform::ParseIpv4("10.1.0.11")}), {}},
   };
   for (const auto& one : cases) {
     Facts facts = Healthy();
@@ -173,26 +174,11 @@ TEST(DiagnosisTest, WhatTheHostAndItsFilesSayIsNamed) {
          facts.report["configuration"]["directory"] = "/x";
        },
        {"config-unreadable"}},
-      {[](Facts& facts) {
-         facts.registry = {"/home/x", ""};
-       },
-       {}},
-      {[](Facts& facts) {
-         facts.registry = {"/home/x", "/etc/x"};
-       },
-       {"registry-other"}},
-      {[](Facts& facts) {
-         facts.resources = {240, 256, 9, 0};
-       },
-       {}},
-      {[](Facts& facts) {
-         facts.resources = {241, 256, 9, 0};
-       },
-       {"few-descriptors"}},
-      {[](Facts& facts) {
-         facts.resources = {256, 256, 9, 0};
-       },
-       {"descriptors"}},
+      {With(&Facts::registry, {"/home/x", ""}), {}},
+      {With(&Facts::registry, {"/home/x", "/etc/x"}), {"registry-other"}},
+      {With(&Facts::resources, {240, 256, 9, 0}), {}},
+      {With(&Facts::resources, {241, 256, 9, 0}), {"few-descriptors"}},
+      {With(&Facts::resources, {256, 256, 9, 0}), {"descriptors"}},
       {[&](Facts& facts) { facts.report["polling"]["refused"]["error"] = std::stoi(outOfFiles); },
        {"descriptors"}},
       {[&](Facts& facts) {
@@ -201,18 +187,9 @@ TEST(DiagnosisTest, WhatTheHostAndItsFilesSayIsNamed) {
              outOfFiles + "}}"));
        },
        {"descriptors"}},
-      {[](Facts& facts) {
-         facts.firewall = {Answer::Yes, Answer::Yes, Answer::Yes};
-       },
-       {}},
-      {[](Facts& facts) {
-         facts.firewall = {Answer::Yes, Answer::Yes, Answer::No};
-       },
-       {"firewall-in", "public-network"}},
-      {[](Facts& facts) {
-         facts.firewall = {Answer::No, Answer::Yes, Answer::No};
-       },
-       {"firewall-in"}},
+      {With(&Facts::firewall, {Answer::Yes, Answer::Yes, Answer::Yes}), {}},
+      {With(&Facts::firewall, {Answer::Yes, Answer::Yes, Answer::No}), {"firewall-in", "public-network"}},
+      {With(&Facts::firewall, {Answer::No, Answer::Yes, Answer::No}), {"firewall-in"}},
       {[](Facts& facts) { facts.wire.whyNot = "forbidden"; }, {}},
       {[](Facts& facts) {
          facts.wire.whyNot = "forbidden";

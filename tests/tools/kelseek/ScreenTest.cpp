@@ -138,23 +138,6 @@ kelseek watch  sweep 1  3 listed  2 available, 1 not                            
 12:17:57  セル                power down           10.1.0.11        removed
 q quit  / filter  1-9 sort  r reverse  arrows, PgUp, PgDn, Home, End scroll
 )"},
-      {80, 24, "2r", R"(
-kelseek watch  sweep 1  3 listed  2 available, 1 not                       12:17
-  NAME                ADDRESSv         SYSTEM ID     KIND      STATUS       AGE
-* cell \u001b[31m     10.1.0.100       {5A-4}        RC        available    2s
-- セル                10.1.0.11        {5A-2}        RC        removed      0s
-* Press 9             10.1.0.10        {5A-1}        RC        unavailable  0s
-  press 10            10.1.0.9         {5A-3}        RemoteVC  available    1m
-[10 empty lines]
--- events ----------------------------------------------------------------------
-12:16:40  press 10            new                  10.1.0.9         {5A-3}  6.1…
-12:16:40  Press 9             new                  10.1.0.10        {5A-1}  6.1…
-12:16:40  セル                new                  10.1.0.11        {5A-2}  6.1…
-12:17:55  cell \u001b[31m     new                  10.1.0.100       {5A-4}  6.1…
-12:17:57  Press 9             lost connection      10.1.0.10        unavailable
-12:17:57  セル                power down           10.1.0.11        removed
-q quit  / filter  1-6 sort  r reverse  arrows, PgUp, PgDn, Home, End scroll
-)"},
       {40, 10, "/PRESS", R"(
 3 listed  2 available, 1 not       12:17
   NAME^     ADDRESS          STATUS
