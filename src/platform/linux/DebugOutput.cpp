@@ -36,8 +36,6 @@ class NoBrokenPipeSignal {
   NoBrokenPipeSignal() {
     sigemptyset(&brokenPipe_);
     sigaddset(&brokenPipe_, SIGPIPE);
-    sigset_t pending;
-    wasPending_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
     pthread_sigmask(SIG_BLOCK, &brokenPipe_, &before_);
   }
   ~NoBrokenPipeSignal() {
@@ -49,9 +47,14 @@ class NoBrokenPipeSignal {
   NoBrokenPipeSignal& operator=(const NoBrokenPipeSignal&) = delete;
 
  private:
+  static bool IsPending() {
+    sigset_t pending;
+    return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+  }
+
+  const bool wasPending_ = IsPending();
   sigset_t brokenPipe_;
   sigset_t before_;
-  bool wasPending_ = false;
 };
 
 /// Writes as much as possible without waiting and drops the rest: the descriptor may be a pipe with a slow

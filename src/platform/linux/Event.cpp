@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <system_error>
-#include <vector>
 
 #include "platform/linux/EventNative.h"
 #include "platform/linux/PollTimeout.h"
@@ -68,7 +67,7 @@ WaitResult WaitForAny(std::initializer_list<Event*> events,
     if (deadline.Passed()) return {WaitResult::Outcome::TimedOut};
     const timespec left = deadline.Left();
     const int ready = ppoll(descriptors, count, deadline.Limited() ? &left : nullptr, nullptr);
-    if (ready < 0 && errno != EINTR) return {WaitResult::Outcome::Failed, 0};
+    if (ready < 0 && errno != EINTR) return {};
   }
 }
 

@@ -29,7 +29,6 @@ int KindError(const struct stat& status) {
 
 std::wstring FromUtf8(std::string_view bytes) {
   std::wstring text;
-  text.reserve(bytes.size());
   const char* const end = bytes.data() + bytes.size();
   for (const char* next = bytes.data(); next != end;) {
     const char* const start = next;
@@ -45,7 +44,6 @@ std::wstring FromUtf8(std::string_view bytes) {
 
 std::string ToUtf8(std::wstring_view text) {
   std::string bytes;
-  bytes.reserve(text.size());
   for (const wchar_t wide : text) {
     const auto character = std::bit_cast<utf::code_point>(wide);
     if (character >= kEscapedByte + 0x80 && character <= kEscapedByte + 0xFF) {
@@ -67,7 +65,6 @@ int ReadRegularFile(const std::string& path, std::size_t limit, std::string& byt
   if (static_cast<std::uint64_t>(status.st_size) > limit) return EFBIG;
 
   bytes.clear();
-  bytes.reserve(static_cast<std::size_t>(status.st_size) + 1);
   char piece[1 << 16];
   for (;;) {
     const ssize_t count = ::read(file.get(), piece, sizeof(piece));

@@ -90,7 +90,6 @@ class HostAddresses : public NetworkAddresses {
       details.hasIpv6 |= row->ifa_addr->sa_family == AF_INET6 && !IsLinkLocal(row->ifa_addr);
     }
     std::vector<InterfaceDetails> all;
-    all.reserve(byIndex.size());
     for (auto& [index, details] : byIndex) all.push_back(std::move(details));
     return all;
   }

@@ -9,9 +9,10 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -52,11 +53,9 @@ std::optional<std::string> Stored(const std::wstring& text, bool (*acceptable)(s
 
 /// Resolves symbolic links, so that replacing the file keeps the links to it.
 std::string Resolved(const std::string& path) {
-  char* const resolved = ::realpath(path.c_str(), nullptr);
-  if (resolved == nullptr) return path;
-  std::string result = resolved;
-  std::free(resolved);
-  return result;
+  std::error_code error;
+  const std::string resolved = std::filesystem::canonical(path, error).string();
+  return error ? path : resolved;
 }
 
 /// Waits for the file's other writers. The lock file is never removed, because two writers could then each
