@@ -33,18 +33,17 @@ bool KeepsPending(const QueuedEvent& pending, KelCtrlAvailability availability, 
 HRESULT CEventItemsDB::AddSubscriber(std::uint32_t subscriptionType, KelComPtr<IKelObjectEvents> sink,
                                      std::uint32_t userDef, ULONG* cookie) {
   const std::shared_ptr<Subscriber> subscriber = MakeSubscriber(subscriptionType, sink, userDef);
-  bool inserted = false;
   try {
     const platform::MutexLock lock(subscriberMutex_);
     *cookie = nextCookie_++;
     if (subscriber != nullptr) {
       subscriber->cookie = *cookie;
-      inserted = subscribers_.emplace(*cookie, subscriber).second;
+      subscribers_.emplace(*cookie, subscriber);
+      return S_OK;
     }
   } catch (const std::bad_alloc&) {
-    inserted = false;
+    // Reported like a subscription for which there is no memory at all.
   }
-  if (inserted) return S_OK;
   return diagnostics::ReportError(*this, E_FAIL, diagnostics::kEventListUnit,
                                   L"CEventItemsDB::AddSubscriber. Failed to insert subscriber into list.");
 }
@@ -65,16 +64,14 @@ HRESULT CEventItemsDB::RemoveSubscriber(std::uint32_t cookie) {
 bool CEventItemsDB::QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
                                LanSeekEventReason reason) noexcept {
   bool queued = true;
-  bool signal = false;
-  {
-    const platform::MutexLock subscriberLock(subscriberMutex_);
-    const platform::MutexLock queueLock(queueMutex_);
-    for (const auto& entry : subscribers_) queued = QueueFor(entry.second, lanSeekID, availability, reason);
-    longestQueue_ = std::max(longestQueue_, queue_.size());
-    signal = signalNext_ && !queue_.empty();
-    if (signal) signalNext_ = false;
+  const platform::MutexLock subscriberLock(subscriberMutex_);
+  const platform::MutexLock queueLock(queueMutex_);
+  for (const auto& entry : subscribers_) queued = QueueFor(entry.second, lanSeekID, availability, reason);
+  longestQueue_ = std::max(longestQueue_, queue_.size());
+  if (signalNext_ && !queue_.empty()) {
+    signalNext_ = false;
+    queueSignal_.Set();
   }
-  if (signal) queueSignal_.Set();
   return queued;
 }
 
@@ -105,19 +102,16 @@ diagnostics::QueueLoad CEventItemsDB::Load() const {
   return {queue_.size(), longestQueue_};
 }
 
-bool CEventItemsDB::GetNextEvent(QueuedEvent& event) {
-  QueuedEvent taken;
-  {
-    const platform::MutexLock lock(queueMutex_);
-    if (queue_.empty()) {
-      signalNext_ = true;
-      return false;
-    }
-    queue_.modify(queue_.begin(), [&](QueuedEvent& oldest) { taken = std::move(oldest); });
-    queue_.pop_front();
+std::optional<QueuedEvent> CEventItemsDB::GetNextEvent() {
+  const platform::MutexLock lock(queueMutex_);
+  if (queue_.empty()) {
+    signalNext_ = true;
+    return std::nullopt;
   }
-  std::swap(event, taken);
-  return true;
+  // Copied, because the queue hands out its elements for reading only.
+  std::optional<QueuedEvent> oldest = queue_.front();
+  queue_.pop_front();
+  return oldest;
 }
 
 }  // namespace kellanseek::events

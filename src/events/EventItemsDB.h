@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include <boost/multi_index/hashed_index.hpp>
 #include <boost/multi_index/member.hpp>
@@ -31,10 +32,10 @@ inline constexpr std::size_t kLongBacklog = 65536;
 /// A subscription. The list of subscribers and the queued events share it; the sink is released with the last
 /// of them.
 struct Subscriber {
-  std::uint32_t subscriptionType = 0;  ///< The only lanSeekID of interest; 0 for all.
+  std::uint32_t subscriptionType;  ///< The only lanSeekID of interest; 0 for all.
   KelComPtr<IKelObjectEvents> sink;
-  std::uint32_t userDef = 0;
-  std::uint32_t cookie = 0;
+  std::uint32_t userDef;
+  std::uint32_t cookie;
 
   bool Wants(std::uint32_t lanSeekID) const { return subscriptionType == 0 || subscriptionType == lanSeekID; }
 };
@@ -42,12 +43,12 @@ using SubscriberRef = std::shared_ptr<const Subscriber>;
 
 /// A delivery to one subscriber that is still due.
 struct QueuedEvent {
-  std::uint32_t lanSeekID = 0;
-  KelCtrlAvailability availability = CtrlAvailable;
-  LanSeekEventReason reason = CtrlNew;
+  std::uint32_t lanSeekID;
+  KelCtrlAvailability availability;
+  LanSeekEventReason reason;
   SubscriberRef subscriber;
-  std::uint64_t key = 0;   ///< Combines the lanSeekID and the subscriber's cookie.
-  bool unheardOf = false;  ///< The subscriber has not yet heard of the controller.
+  std::uint64_t key;  ///< Combines the lanSeekID and the subscriber's cookie.
+  bool unheardOf;     ///< The subscriber has not yet heard of the controller.
 };
 
 /// The subscribers of a component object and their queued events. Thread-safe. No method calls a sink, and
@@ -55,8 +56,6 @@ struct QueuedEvent {
 /// component: RemoveSubscriber() and GetNextEvent() use no member afterwards.
 class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueue {
  public:
-  CEventItemsDB() = default;
-
   /// Adds a subscription, which takes over the sink, and stores its cookie. If memory is exhausted, returns
   /// E_FAIL with an error text; the cookie is used up all the same.
   HRESULT AddSubscriber(std::uint32_t subscriptionType, KelComPtr<IKelObjectEvents> sink,
@@ -72,13 +71,13 @@ class CEventItemsDB final : public diagnostics::CKelObjectBase, public EventQueu
   bool QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
                   LanSeekEventReason reason) noexcept override;
 
-  /// Moves the oldest event from the queue to `event`. Returns false if the queue is empty; only then will
-  /// the next QueueEvent() set the signal.
-  bool GetNextEvent(QueuedEvent& event);
+  /// Takes the oldest event from the queue. Returns nothing if the queue is empty; only then will the next
+  /// QueueEvent() set the signal.
+  std::optional<QueuedEvent> GetNextEvent();
 
   diagnostics::QueueLoad Load() const;
 
-  /// Auto-reset event, set when the queue has an event again after GetNextEvent() returned false.
+  /// Auto-reset event, set when the queue has an event again after GetNextEvent() found it empty.
   platform::Event& QueueSignal() { return queueSignal_; }
 
  private:

@@ -1,6 +1,7 @@
 #include "events/EventItemsWorker.h"
 
 #include <atomic>
+#include <optional>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -101,15 +102,15 @@ void CEventItemsWorker::Stop() {
 void CEventItemsWorker::HandleEventLoop(CEventItemsDB& database, const diagnostics::Tracer& trace, Run& run) {
   constexpr std::size_t kQueueSignal = 1;
   diagnostics::StepTrace failed(trace, L"KelEvents");
-  do {
-    QueuedEvent event;
-    const auto deliver = [&] { Deliver(event, database, trace, run); };
-    while (!run.stopping.load() && database.GetNextEvent(event)) {
-      if (event.subscriber->Wants(event.lanSeekID)) platform::RunStep(deliver, failed);
-      event.subscriber.reset();
+  while (!run.stopping.load()) {
+    const std::optional<QueuedEvent> event = database.GetNextEvent();
+    if (!event) {
+      if (!platform::WaitForAny({&run.stop, &database.QueueSignal()}).Signalled(kQueueSignal)) return;
+      continue;
     }
-  } while (!run.stopping.load() &&
-           platform::WaitForAny({&run.stop, &database.QueueSignal()}).Signalled(kQueueSignal));
+    const auto deliver = [&] { Deliver(*event, database, trace, run); };
+    if (event->subscriber->Wants(event->lanSeekID)) platform::RunStep(deliver, failed);
+  }
 }
 
 void CEventItemsWorker::Deliver(const QueuedEvent& event, CEventItemsDB& database,

@@ -29,10 +29,8 @@ class EventItemsDBTest : public testing::Test {
 
   std::vector<Taken> TakeAll() {
     std::vector<Taken> taken;
-    QueuedEvent event;
-    while (database.GetNextEvent(event)) {
-      taken.emplace_back(event.lanSeekID, event.availability, event.reason, event.subscriber->cookie);
-    }
+    while (const auto event = database.GetNextEvent())
+      taken.emplace_back(event->lanSeekID, event->availability, event->reason, event->subscriber->cookie);
     return taken;
   }
 
@@ -68,8 +66,7 @@ TEST_F(EventItemsDBTest, ASinkMayCallBackFromItsRelease) {
     const auto sink = FakeSink::Make();
     sink->OnDestroyed([&] {
       database.QueueEvent(20, CtrlAvailable, CtrlUpdated);
-      QueuedEvent event;
-      database.GetNextEvent(event);
+      database.GetNextEvent();
       Add();
     });
     database.AddSubscriber(0, sink, 0, &cookie);
@@ -93,13 +90,12 @@ TEST_F(EventItemsDBTest, SignalsOncePerIdlePeriod) {
   database.QueueEvent(11, CtrlAvailable, CtrlNew);
   database.QueueEvent(12, CtrlAvailable, CtrlNew);
   EXPECT_TRUE(database.QueueSignal().TryWait());
-  QueuedEvent event;
-  EXPECT_TRUE(database.GetNextEvent(event));
-  EXPECT_TRUE(database.GetNextEvent(event));
+  EXPECT_TRUE(database.GetNextEvent());
+  EXPECT_TRUE(database.GetNextEvent());
   database.QueueEvent(13, CtrlAvailable, CtrlNew);
   EXPECT_FALSE(database.QueueSignal().TryWait()) << "the consumer has not found the queue empty yet";
-  EXPECT_TRUE(database.GetNextEvent(event));
-  EXPECT_FALSE(database.GetNextEvent(event));
+  EXPECT_TRUE(database.GetNextEvent());
+  EXPECT_FALSE(database.GetNextEvent());
   database.QueueEvent(14, CtrlAvailable, CtrlNew);
   EXPECT_TRUE(database.QueueSignal().TryWait());
 }
@@ -150,10 +146,10 @@ TEST_F(EventItemsDBTest, MatchesAPlainListUnderRandomUse) {
       ASSERT_TRUE(database.QueueEvent(id, availability, reason));
       plain.Queue(id, availability, reason);
     } else {
-      QueuedEvent event;
-      ASSERT_EQ(database.GetNextEvent(event), !plain.events.empty()) << "step " << step;
+      const auto event = database.GetNextEvent();
+      ASSERT_EQ(event.has_value(), !plain.events.empty()) << "step " << step;
       if (plain.events.empty()) continue;
-      const Taken taken(event.lanSeekID, event.availability, event.reason, event.subscriber->cookie);
+      const Taken taken(event->lanSeekID, event->availability, event->reason, event->subscriber->cookie);
       ASSERT_EQ(taken, plain.events.front()) << "step " << step;
       plain.events.erase(plain.events.begin());
     }
