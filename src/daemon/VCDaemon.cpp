@@ -100,18 +100,14 @@ void CrVCDaemon::TraceTooLong(RemoteVCEntry& entry) const {
 
 void CrVCDaemon::BuildInterfaceMessages(RemoteVCEntry& entry, const controllers::CtrlInfo& record) const {
   for (const std::string& macText : macTexts_) {
-    PublicationItem item;
-    item.fullMessage = BuildFullMessage(record, macText);
-    item.shortMessage = BuildShortMessage(record, macText);
+    entry.items.push_back({BuildFullMessage(record, macText), BuildShortMessage(record, macText)});
+    const PublicationItem& item = entry.items.back();
     if (item.fullMessage.empty() || item.shortMessage.empty()) TraceTooLong(entry);
-    entry.items.push_back(std::move(item));
   }
 }
 
 bool CrVCDaemon::AddRemoteVC(const controllers::CtrlInfo& record) {
-  RemoteVCEntry entry;
-  entry.lanSeekID = record.lanSeekID;
-  entry.systemID = record.systemID;
+  RemoteVCEntry entry{record.lanSeekID, record.systemID};
   const platform::MutexLock lock(listLock_);
   try {
     BuildInterfaceMessages(entry, record);

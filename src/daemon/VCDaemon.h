@@ -63,9 +63,9 @@ class CrVCDaemon : public RemoteVCPublisher {
 
  private:
   struct DaemonMessage {
-    protocol::MessageType type{};
+    protocol::MessageType type;
     std::optional<controllers::InterfaceIndex> interfaceIndex;
-    std::uint32_t lanSeekID = 0;
+    std::uint32_t lanSeekID;
     bool operator==(const DaemonMessage&) const = default;
   };
 
@@ -78,13 +78,13 @@ class CrVCDaemon : public RemoteVCPublisher {
   };
 
   struct RemoteVCEntry {
+    std::uint32_t lanSeekID;
+    std::wstring systemID;                 ///< For the notice, when the record is gone.
+    std::vector<PublicationItem> items{};  ///< One for each interface.
     /// Milliseconds until the pending datagrams are sent, or kNothingScheduled.
     std::int32_t countdown = 0;
-    std::uint32_t lanSeekID = 0;
-    std::wstring systemID;  ///< For the notice, when the record is gone.
-    bool remove = false;    ///< Drop the entry once the pending datagrams have been sent.
+    bool remove = false;  ///< Drop the entry once the pending datagrams have been sent.
     bool tooLongTraced = false;
-    std::vector<PublicationItem> items;  ///< One for each interface.
   };
 
   void BuildInterfaceMessages(RemoteVCEntry& entry, const controllers::CtrlInfo& record) const
