@@ -51,12 +51,12 @@ CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable::Access& table, Mess
   }
   if (comparison.match) return {Finding::Known, comparison.match};
   // A poll is answered by a configured or added controller; any other answer is forged or outdated.
-  if (origin.source == MsgSource::FromNonLocalSocket && !comparison.accepted) {
+  if (origin.source == MsgSource::FromNonLocalSocket && !comparison.restarted) {
     trace_.Error(L"LanSeek: Message from static handling (%s) does not match any known controller!",
                  heard.ctrlAddress);
     return {Finding::Drop};
   }
-  return {Finding::Unknown, {}, comparison.replacesAdded};
+  return {comparison.replacesAdded ? Finding::ReplacesAdded : Finding::Unknown};
 }
 
 Collisions::Step Collisions::CompareWith(CtrlTable::Access& table, Comparison& comparison,
@@ -70,24 +70,26 @@ Collisions::Step Collisions::CompareWith(CtrlTable::Access& table, Comparison& c
     return Step::Drop;
   }
   if (!record->Dynamic() && platform::LocaleEqual(record->ctrlAddress, heard.ctrlAddress)) {
-    bool removed = false;
-    const Step step = CompareWithDefinition(table, comparison, record, removed);
-    if (step != Step::Next || removed) return step;
+    if (const auto step = CompareWithDefinition(table, comparison, record)) return *step;
   }
   if (!record->Available()) return Step::Next;
   return Apply(table, comparison, record, Judge(*record, comparison.heard));
 }
 
 /// Compares with a configured or added record at the message's own address.
-Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Comparison& comparison,
-                                                   CtrlTable::Record record, bool& removed) {
+std::optional<Collisions::Step> Collisions::CompareWithDefinition(CtrlTable::Access& table,
+                                                                  Comparison& comparison,
+                                                                  CtrlTable::Record record) {
   const Identity& heard = comparison.heard.controller;
   const bool isStatic = record->identificationType == StaticCtrlDefinition;
   if (isStatic || comparison.heard.origin.source == MsgSource::FromNonLocalSocket) {
-    if (heard.ctrlType == RemoteVC) return RefuseRemoteVC(heard);
+    if (heard.ctrlType == RemoteVC) {
+      trace_.Error(L"LanSeek: Non-local handling of remote VC not supported. IP %s", heard.ctrlAddress);
+      return Step::Drop;
+    }
     comparison.match = record;
     comparison.heard.isConfigured |= isStatic;
-    return Step::Next;
+    return std::nullopt;
   }
   // An added controller was found by broadcast, so polling it is no longer necessary.
   if (record->Available()) {
@@ -95,11 +97,10 @@ Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Com
     controllers::CtrlState& state = table.Change(record);
     state.heardOnInterface = comparison.heard.origin.interfaceIndex;
     state.heardOnAddress = comparison.heard.origin.interfaceAddress;
-    return Step::Next;
+    return std::nullopt;
   }
   // The controller returns at once as a new dynamic one, under a new id.
   table.Remove(record);
-  removed = true;
   comparison.replacesAdded = true;
   return Step::Next;
 }
@@ -107,29 +108,29 @@ Collisions::Step Collisions::CompareWithDefinition(CtrlTable::Access& table, Com
 Collisions::Step Collisions::Apply(CtrlTable::Access& table, Comparison& comparison, CtrlTable::Record record,
                                    Verdict verdict) {
   const Identity& heard = comparison.heard.controller;
+  const auto remove = [&](LanSeekEventReason reason, Step then) {
+    lifecycle_.RemoveActiveCtrl(table, record, reason);
+    return then;
+  };
   switch (verdict) {
     case Verdict::GoOn: return Step::Next;
     case Verdict::Drop: return Step::Drop;
-    case Verdict::Accept:
-      comparison.match = record;
-      comparison.accepted = true;
-      return Step::Accept;
+    case Verdict::Accept: comparison.match = record; return Step::Accept;
     case Verdict::AcceptAsRestarted:
-      lifecycle_.RemoveActiveCtrl(table, record, CtrlLostRestart);
-      comparison.accepted = true;
-      return Step::Accept;
-    case Verdict::RemoveRestarted: return RemoveAndGoOn(table, record, CtrlLostRestart);
-    case Verdict::RemoveLost: return RemoveAndGoOn(table, record, CtrlLostConnection);
-    case Verdict::RemoveReplaced: return RemoveAndGoOn(table, record, CtrlUpdated);
+      comparison.restarted = true;
+      return remove(CtrlLostRestart, Step::Accept);
+    case Verdict::RemoveRestarted: return remove(CtrlLostRestart, Step::Next);
+    case Verdict::RemoveLost: return remove(CtrlLostConnection, Step::Next);
+    case Verdict::RemoveReplaced: return remove(CtrlUpdated, Step::Next);
     case Verdict::AddressCollision:
       trace_.Error(L"LanSeek: IP-Address collision: IP:%s", heard.ctrlAddress);
       Note("address", *record, heard);
-      return RemoveAndDrop(table, record, CtrlLostIPAddressCollision);
+      return remove(CtrlLostIPAddressCollision, Step::Drop);
     case Verdict::IdentityCollision:
       trace_.Error(L"LanSeek: System ID collision for %s and %s. SysID:%s", heard.ctrlAddress,
                    record->ctrlAddress, heard.systemID);
       Note("identity", *record, heard);
-      return RemoveAndDrop(table, record, CtrlLostSystemIdCollision);
+      return remove(CtrlLostSystemIdCollision, Step::Drop);
   }
   return Step::Drop;
 }
@@ -140,23 +141,6 @@ void Collisions::Note(const char* kind, const controllers::CtrlInfo& known, cons
                                        controller.systemID, controller.macAddress};
   };
   journal_.Collided({0, kind, party(known, known.lanSeekID), party(heard, 0)});
-}
-
-Collisions::Step Collisions::RemoveAndGoOn(CtrlTable::Access& table, CtrlTable::Record record,
-                                           LanSeekEventReason reason) {
-  lifecycle_.RemoveActiveCtrl(table, record, reason);
-  return Step::Next;
-}
-
-Collisions::Step Collisions::RemoveAndDrop(CtrlTable::Access& table, CtrlTable::Record record,
-                                           LanSeekEventReason reason) {
-  lifecycle_.RemoveActiveCtrl(table, record, reason);
-  return Step::Drop;
-}
-
-Collisions::Step Collisions::RefuseRemoteVC(const Identity& heard) const {
-  trace_.Error(L"LanSeek: Non-local handling of remote VC not supported. IP %s", heard.ctrlAddress);
-  return Step::Drop;
 }
 
 }  // namespace kellanseek::engine

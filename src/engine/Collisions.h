@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "controllers/CtrlTable.h"
 #include "diagnostics/Journal.h"
 #include "diagnostics/Trace.h"
@@ -13,15 +15,14 @@ namespace kellanseek::engine {
 /// The result of the collision rules for a message.
 struct CollisionVerdict {
   enum class Finding {
-    Drop,        ///< Do not handle the message.
-    NotChecked,  ///< Handle it. The rules do not apply; the caller looks up the controller itself.
-    Unknown,     ///< Handle it. It is from no stored controller.
-    Known,       ///< Handle it. It is from the controller of `record`.
+    Drop,           ///< Do not handle the message.
+    NotChecked,     ///< Handle it. The rules do not apply; the caller looks up the controller itself.
+    Unknown,        ///< Handle it. It is from no stored controller.
+    ReplacesAdded,  ///< The same, and the record of a controller added by a client was removed in its favour.
+    Known,          ///< Handle it. It is from the controller of `record`.
   };
-  Finding finding = Finding::Drop;
+  Finding finding;
   controllers::CtrlTable::Record record = {};
-  bool replacesAdded =
-      false;  ///< The record of a controller added by a client was removed in favour of this one.
 };
 
 /// Compares a received identity with every controller that shares its system identity, MAC address or
@@ -41,23 +42,18 @@ class Collisions {
   struct Comparison {
     Heard heard;
     controllers::CtrlTable::Record match = {};  ///< The last record found to be this controller, if any.
-    bool accepted = false;                      ///< A record ended the comparison.
+    bool restarted = false;                     ///< It has restarted, and its record is gone.
     bool replacesAdded = false;
   };
 
   bool HasRequiredFields(const controllers::Identity& heard) const;
   Step CompareWith(controllers::CtrlTable::Access& table, Comparison& comparison,
                    controllers::CtrlTable::Record record);
-  Step CompareWithDefinition(controllers::CtrlTable::Access& table, Comparison& comparison,
-                             controllers::CtrlTable::Record record, bool& removed);
+  /// Returns nothing if the record is to be compared by its identity, too.
+  std::optional<Step> CompareWithDefinition(controllers::CtrlTable::Access& table, Comparison& comparison,
+                                            controllers::CtrlTable::Record record);
   Step Apply(controllers::CtrlTable::Access& table, Comparison& comparison,
              controllers::CtrlTable::Record record, Verdict verdict);
-  Step RemoveAndGoOn(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record,
-                     LanSeekEventReason reason);
-  Step RemoveAndDrop(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record,
-                     LanSeekEventReason reason);
-  Step RefuseRemoteVC(const controllers::Identity& heard) const;
-
   void Note(const char* kind, const controllers::CtrlInfo& known, const controllers::Identity& heard);
 
   CtrlLifecycle& lifecycle_;

@@ -82,16 +82,9 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
     Dispatch(message, origin);
     return;
   }
-  engineLock_.Acquire();
-  bool handled = true;
-  try {
-    handled = Dispatch(message, origin);
-  } catch (...) {
-    engineLock_.Release();
-    throw;
-  }
+  const EngineLock::Scope lock(engineLock_);
   // A refused message keeps the engine lock; see HandleMessage().
-  if (handled) engineLock_.Release();
+  if (!Dispatch(message, origin)) engineLock_.Acquire();
 }
 
 bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin& origin) {
@@ -111,7 +104,7 @@ bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin&
   } else if (verdict.finding == Finding::NotChecked && origin.source != MsgSource::FromRequestSocket) {
     record = table.FindCtrl(message.identity);
   }
-  Act({table, message, origin, record, verdict.replacesAdded});
+  Act({table, message, origin, record, verdict.finding == Finding::ReplacesAdded});
   return true;
 }
 

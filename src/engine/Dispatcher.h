@@ -56,8 +56,7 @@ class Dispatcher {
     const protocol::Message& message;
     const MessageOrigin& origin;
     controllers::CtrlTable::Record record;  ///< The stored controller; none if it is unknown.
-    bool replacesAdded =
-        false;  ///< The unknown controller had been added by a client, so it always finds room.
+    bool replacesAdded;  ///< The unknown controller had been added by a client, so it always finds room.
   };
 
   /// Whether the message is well-formed and relevant. Traces a length mismatch.
