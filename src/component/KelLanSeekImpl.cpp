@@ -59,7 +59,7 @@ CKelLanSeek::CKelLanSeek(IUnknown* outer, const ComponentEnvironment& environmen
 void CKelLanSeek::FinalConstruct() {
   Configure();
   engine_.Init();
-  engine_.Start(0);
+  engine_.Start();
   worker_.Start(std::make_shared<const ModuleLock>(moduleLock_));
 }
 
@@ -76,21 +76,19 @@ void CKelLanSeek::AddStaticControllers(std::vector<controllers::CtrlInfo> contro
   controllers::CtrlTable::Access table(table_);
   for (controllers::CtrlInfo& controller : controllers) {
     controller.lanSeekID = table.IssueLanSeekID();
-    bool added = false;
     try {
-      added = static_cast<bool>(table.Add(controller));
+      if (table.Add(controller)) continue;
     } catch (const std::bad_alloc&) {
-      added = false;
+      // Traced like any other failure.
     }
-    if (!added) {
-      trace_.LongError(L"LanSeek configuration: Error when inserting static ctrl %s", controller.ctrlAddress);
-    }
+    trace_.LongError(L"LanSeek configuration: Error when inserting static ctrl %s", controller.ctrlAddress);
   }
 }
 
 void CKelLanSeek::FinalRelease() {
-  engine_.Stop(0);
-  worker_.Stop();
+  // Before the destruction, because its threads call this object. The worker's destructor stops the worker.
+  engine_.Stop();
+  delete this;
 }
 
 void CKelLanSeek::Destroy() noexcept {
@@ -100,16 +98,12 @@ void CKelLanSeek::Destroy() noexcept {
   references_.store(kDestroying, std::memory_order_relaxed);
   if (engine_.OnReceiverThread()) return DestroyElsewhere();
   FinalRelease();
-  delete this;
 }
 
 void CKelLanSeek::DestroyElsewhere() noexcept {
   try {
     platform::Thread ending;
-    const auto end = [this, keepLoaded = moduleLock_] {
-      FinalRelease();
-      delete this;
-    };
+    const auto end = [this, keepLoaded = moduleLock_] { FinalRelease(); };
     if (diagnostics::StartThread(ending, "KelRelease", end, {trace_, journal_})) ending.Detach();
   } catch (const std::bad_alloc&) {
     // As without a thread: the object is not destroyed, so the module stays loaded.

@@ -133,6 +133,7 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   void DestroyElsewhere() noexcept;
 
   void FinalConstruct();
+  /// Stops the threads and deletes the object.
   void FinalRelease();
   void Configure();
   void AddStaticControllers(std::vector<controllers::CtrlInfo> controllers);

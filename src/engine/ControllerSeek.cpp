@@ -43,7 +43,7 @@ CControllerSeek::CControllerSeek(CtrlTable& table, events::EventQueue& events,
                 environment.debugOutput} {}
 
 CControllerSeek::~CControllerSeek() {
-  Stop(0);
+  Stop();
   if (socketLibraryStarted_) udp_.Cleanup();
 }
 
@@ -61,12 +61,11 @@ void CControllerSeek::Init() {
 
 void CControllerSeek::BeginRun() { run_ = std::make_unique<NetworkRun>(runParts_); }
 
-void CControllerSeek::Start(int restart) {
+void CControllerSeek::Start() {
   {
     const platform::MutexLock lock(runLock_);
     BeginRun();
   }
-  if (restart != 0) return;
   if (settings_.DetectInterfaceChanges != 0) {
     const auto watch = [this] { addressWatch_.NotifyAddrChangeLoop(); };
     diagnostics::StartThread(addressThread_, "KelAddrWatch", watch, {trace_, journal_});
@@ -76,17 +75,14 @@ void CControllerSeek::Start(int restart) {
                            platform::ThreadUrgency::Background);
 }
 
-void CControllerSeek::Stop(int restart) {
+void CControllerSeek::Stop() {
   {
     // A rebuild under way ends first; a later one finds that it has come too late.
     const platform::MutexLock lock(runLock_);
-    if (restart == 0) {
-      stopping_ = true;
-      stopEngine_.Set();
-    }
+    stopping_ = true;
+    stopEngine_.Set();
     run_.reset();
   }
-  if (restart != 0) return;
   addressThread_.Join();
   hostNameThread_.Join();
 }

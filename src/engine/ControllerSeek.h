@@ -29,7 +29,7 @@
 namespace kellanseek::engine {
 
 /// The discovery engine of one component object: creates its parts and starts and stops their threads.
-/// Init(), Start(0) and Stop(0) are for the thread that creates and releases the component; the other methods
+/// Init(), Start() and Stop() are for the thread that creates and releases the component; the other methods
 /// are thread-safe.
 class CControllerSeek {
  public:
@@ -44,12 +44,10 @@ class CControllerSeek {
   /// Builds the interface table and starts the socket library. Failures are only traced.
   void Init();
 
-  /// Starts the threads; with `restart` 1 only those of the network side. A thread that the system refuses is
-  /// traced, and the engine works without it.
-  void Start(int restart);
-  /// Ends the threads; with `restart` 1 only those of the network side, keeping the address-watch and
-  /// host-name threads, queued look-ups and all controllers. Waits for a reverse look-up in progress.
-  void Stop(int restart);
+  /// Starts the threads. A thread that the system refuses is traced, and the engine works without it.
+  void Start();
+  /// Ends the threads. Waits for a reverse look-up in progress.
+  void Stop();
 
   /// True on the receiver thread. A datagram may withdraw a virtual controller of this host, whose object is
   /// then released there, and that may be the last to hold the component; but no thread can wait for its own
@@ -57,7 +55,7 @@ class CControllerSeek {
   bool OnReceiverThread() const { return receiver_.OnThisThread(); }
 
   /// Stops the network side, builds the interface table anew, withdraws the controllers whose interface has
-  /// gone, and starts the network side again. Does nothing once a full Stop has begun. Throws std::bad_alloc
+  /// gone, and starts the network side again. Does nothing once Stop() has begun. Throws std::bad_alloc
   /// when memory ran out on the way: the network side runs then with what could be done, if it could be
   /// started, and is to be rebuilt again.
   void RebuildNetwork();
@@ -113,7 +111,7 @@ class CControllerSeek {
   const NetworkRun::Parts runParts_;
   bool socketLibraryStarted_ = false;
 
-  /// Held for a whole rebuild, and by a full stop until the run has ended, so that the two never mix.
+  /// Held for a whole rebuild, and by a stop until the run has ended, so that the two never mix.
   platform::Mutex runLock_{platform::LockOrder::Run};
   bool stopping_ GUARDED_BY(runLock_) = false;
   std::unique_ptr<NetworkRun> run_ GUARDED_BY(runLock_);
