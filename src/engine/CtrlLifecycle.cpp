@@ -61,7 +61,6 @@ HRESULT CtrlLifecycle::AddRemoteController(CtrlTable::Access& table, const std::
   if (platform::ParseIpv4(std::wstring_view(address)) == platform::kNoAddress) return E_INVALIDARG;
   controllers::CtrlInfo record;
   record.ctrlAddress = address;
-  lanSeekID = 0;
   const CtrlTable::Record known = table.FindCtrl(record);
   if (known) {
     lanSeekID = known->lanSeekID;

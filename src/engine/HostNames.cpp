@@ -61,12 +61,13 @@ void HostNames::Forget(std::uint32_t lanSeekID) {
   byId_.erase(found);
 }
 
-bool HostNames::TakeNext(Queue& next) {
+std::optional<HostNames::Pending> HostNames::TakeNext() {
   const platform::MutexLock lock(queueLock_);
-  if (queue_.empty()) return false;
-  byId_.erase(queue_.front().lanSeekID);
-  next.splice(next.end(), queue_, queue_.begin());
-  return true;
+  if (queue_.empty()) return std::nullopt;
+  const Pending next = queue_.front();
+  queue_.pop_front();
+  byId_.erase(next.lanSeekID);
+  return next;
 }
 
 void HostNames::HostNameThread() {
@@ -79,15 +80,12 @@ void HostNames::HostNameThread() {
 }
 
 bool HostNames::ResolveQueued() {
-  Queue next;
-  while (TakeNext(next)) {
-    const Pending controller = next.front();
-    next.clear();
+  while (const std::optional<Pending> next = TakeNext()) {
     std::optional<std::string> hostName;
     platform::CheckNoLockHeld("looks up a name");
-    const bool done = platform::RunStep([&] { hostName = lookup_.HostName(controller.address); }, failed_);
+    platform::RunStep([&] { hostName = lookup_.HostName(next->address); }, failed_);
     if (stopEngine_.TryWait()) return false;
-    if (done && hostName) platform::RunStep([&] { Store(controller.lanSeekID, *hostName); }, failed_);
+    if (hostName) platform::RunStep([&] { Store(next->lanSeekID, *hostName); }, failed_);
   }
   return true;
 }

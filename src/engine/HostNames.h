@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <list>
+#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -41,14 +42,13 @@ class HostNames {
 
  private:
   struct Pending {
-    std::uint32_t lanSeekID = 0;
-    platform::Ipv4 address = platform::kNoAddress;
+    std::uint32_t lanSeekID;
+    platform::Ipv4 address;
   };
   using Queue = std::list<Pending>;
 
-  /// Moves the oldest element of the queue to `next`, which must be empty. Returns false if the queue is
-  /// empty.
-  bool TakeNext(Queue& next) EXCLUDES(queueLock_);
+  /// Takes the oldest element of the queue, if there is one.
+  std::optional<Pending> TakeNext() EXCLUDES(queueLock_);
   void Store(std::uint32_t lanSeekID, const std::string& hostName);
 
   controllers::CtrlTable& table_;

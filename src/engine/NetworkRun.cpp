@@ -52,9 +52,9 @@ NetworkRun::~NetworkRun() {
   daemonThread_.Join();
   stop_.Set();
   receiverThread_.Join();
-  // The refresh thread closes the sockets only now that nobody else uses them.
+  // The refresh thread, whose destructor waits for it, closes the sockets only now that nobody else uses
+  // them.
   receiverEnded_.Set();
-  refreshThread_.Join();
 }
 
 void NetworkRun::TryToOpen() {

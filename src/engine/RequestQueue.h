@@ -78,14 +78,14 @@ class RequestQueue {
  private:
   enum class Turn : std::uint8_t { JustAdded, Available, Missing };
   struct BroadcastRequest {
-    controllers::InterfaceIndex interfaceIndex{};
+    controllers::InterfaceIndex interfaceIndex;
     std::string datagram;
   };
   struct AddressRequest {
-    std::uint64_t number = 0;  ///< Order of insertion.
-    std::uint32_t lanSeekID = 0;
-    bool isNeighbour = false;
-    platform::Ipv4 address = platform::kNoAddress;
+    std::uint64_t number;  ///< Order of insertion.
+    std::uint32_t lanSeekID;
+    bool isNeighbour;
+    platform::Ipv4 address;
     std::string_view datagram;
   };
   using AddressRequests = std::list<AddressRequest>;
