@@ -43,17 +43,13 @@ HRESULT CKelLanSeek::ReadRecord(ULONG lanSeekID, Read&& read, Gone&& gone, int l
   const auto readGuarded = [&]() -> HRESULT {
     if (lanSeekID <= controllers::kLastReservedLanSeekID)
       return Fail(E_INVALIDARG, {L"lanSeekID <= 10", line});
-    ReadOutcome outcome;
-    {
-      controllers::CtrlTable::Access table(table_);
-      if (lanSeekID >= table.NextLanSeekID()) {
-        outcome = {E_INVALIDARG, L"LanSeekID too large"};
-      } else if (const controllers::CtrlTable::Record record = table.Find(lanSeekID)) {
-        outcome = read(*record);
-      } else {
-        outcome = gone();
-      }
-    }
+    const auto look = [&]() -> ReadOutcome {
+      const controllers::CtrlTable::Access table(table_);
+      if (lanSeekID >= table.NextLanSeekID()) return {E_INVALIDARG, L"LanSeekID too large"};
+      const controllers::CtrlTable::Record record = table.Find(lanSeekID);
+      return record ? read(*record) : gone();
+    };
+    const ReadOutcome outcome = look();
     return outcome.result == S_OK ? S_OK : Fail(outcome.result, {outcome.message, line});
   };
   return Guarded(readGuarded, line);

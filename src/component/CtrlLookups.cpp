@@ -29,11 +29,7 @@ bool LooksLikeAddress(std::wstring_view host) {
 
 template <typename Find>
 HRESULT CKelLanSeek::LookUp(ULONG* lanSeekID, const wchar_t* notFoundMessage, Find&& find, int line) {
-  std::uint32_t found = kNoCtrl;
-  {
-    CtrlTable::Access table(table_);
-    found = find(table);
-  }
+  const std::uint32_t found = find(CtrlTable::Access(table_));
   if (found == kNoCtrl) return Fail(KEL_E_NOT_FOUND, {notFoundMessage, line});
   *lanSeekID = found;
   return S_OK;

@@ -51,20 +51,19 @@ template <typename Base, typename Item, typename CopyPolicy, typename CmpPolicy,
 class KelEnumImpl : public Base {
  public:
   enum class Ownership {
-    Taken = 2,   ///< The items were moved in.
-    Copied = 3,  ///< The items were copied from another list.
+    Taken,   ///< The items were moved in.
+    Copied,  ///< The items were copied from another list.
   };
 
   KelEnumImpl() = default;
   KelEnumImpl(const KelEnumImpl&) = delete;
   KelEnumImpl& operator=(const KelEnumImpl&) = delete;
 
-  /// Fills the list and moves to its start. The list keeps `owner`, which may be null, alive.
+  /// Fills the list, once. The list keeps `owner`, which may be null, alive.
   void Init(std::vector<Item> items, Ownership ownership, KelComPtr<IUnknown> owner) {
     items_ = std::move(items);
     ownership_ = ownership;
     owner_ = std::move(owner);
-    current_ = 0;
   }
 
   STDMETHODIMP RemNext(ULONG cElems, Item* prgElems, ULONG* pcFetched) final {
@@ -94,20 +93,17 @@ class KelEnumImpl : public Base {
     const auto before = [mode](const Item& left, const Item& right) {
       return CmpPolicy::Before(mode, left, right);
     };
-    if (!std::is_sorted(items_->begin(), items_->end(), before)) {
-      std::stable_sort(items_->begin(), items_->end(), before);
-    }
+    std::stable_sort(items_->begin(), items_->end(), before);
     return S_OK;
   }
 
   STDMETHODIMP Filter(INT mode) final {
-    filterMode_ = mode;
-    filterActive_ = true;
+    filter_ = mode;
     return S_OK;
   }
 
   STDMETHODIMP UnFilter() final {
-    filterActive_ = false;
+    filter_.reset();
     return S_OK;
   }
 
@@ -125,15 +121,13 @@ class KelEnumImpl : public Base {
                  ownership_ == Ownership::Copied ? KelComPtr<IUnknown>(this) : owner_);
     }
     clone.current_ = current_;
-    clone.filterMode_ = filterMode_;
-    clone.filterActive_ = filterActive_;
+    clone.filter_ = filter_;
   }
 
  private:
   /// Advances to the next item admitted by the filter. Returns false at the end.
   bool FindAdmitted() {
-    while (current_ < Count() && filterActive_ && !FilterPolicy::Admits(filterMode_, (*items_)[current_]))
-      ++current_;
+    while (current_ < Count() && filter_ && !FilterPolicy::Admits(*filter_, (*items_)[current_])) ++current_;
     return current_ < Count();
   }
 
@@ -141,8 +135,7 @@ class KelEnumImpl : public Base {
   std::optional<std::vector<Item>> items_;
   std::size_t current_ = 0;
   Ownership ownership_ = Ownership::Taken;
-  INT filterMode_ = 0;
-  bool filterActive_ = false;
+  std::optional<INT> filter_;  ///< The mode; none without a filter.
 };
 
 /// A reference-counted KelEnumImpl that keeps the module loaded. Other apartments use it without a proxy,

@@ -38,16 +38,16 @@ Json Load(const diagnostics::QueueLoad& load) { return {{"now", load.now}, {"hig
 
 /// A record's part in the report, copied under the table lock.
 struct Row {
-  std::uint32_t lanSeekID = 0;
+  std::uint32_t lanSeekID;
   controllers::CtrlKeys keys;
   std::wstring name;
-  KelCtrlType type = RC;
-  LanSeekCtrlIdentificationType definition = DynamicCtrlDefinition;
-  bool available = false;
-  bool listed = false;
+  KelCtrlType type;
+  LanSeekCtrlIdentificationType definition;
+  bool available;
+  bool listed;
   controllers::History history;
-  platform::Ipv4 heardOn = 0;
-  std::int32_t requestsLeft = 0;
+  platform::Ipv4 heardOn;
+  std::int32_t requestsLeft;
 };
 
 std::vector<Row> Rows(controllers::CtrlTable& from) {
@@ -219,7 +219,6 @@ class InterfaceReport {
     const auto inUse = [&](const network::InterfaceEntry& each) {
       return each.address == row.address && each.mask == row.mask;
     };
-    const bool used = std::any_of(used_.begin(), used_.end(), inUse);
     const auto interfaceRow = sources_.addresses.Interface(row.interfaceIndex);
     if (!interfaceRow) return "unknown";
     switch (config::FitnessOf(row, *interfaceRow)) {
@@ -232,8 +231,8 @@ class InterfaceReport {
       if (sources_.settings.DynamicDetectionEnabled == 0) return "discoveryOff";
       return sources_.settings.InterfaceMode == config::UseListed ? "notListed" : "excluded";
     }
-    if (!used) return IsRefused(row.address) ? "refused" : "notYet";
-    return "";
+    if (std::any_of(used_.begin(), used_.end(), inUse)) return "";
+    return IsRefused(row.address) ? "refused" : "notYet";
   }
 
   bool IsRefused(platform::Ipv4 address) const {
