@@ -47,17 +47,11 @@ void CKelObjectBase::StoreError(std::wstring_view message, std::wstring_view uni
 void CKelObjectBase::AppendLocation(std::wstring_view unit, int line) {
   const std::wstring place = Location(unit, line);
   const platform::MutexLock lock(mutex_);
-  if (text_) {
-    text_->append(place);
-  } else {
-    text_ = place;
-  }
+  text_ = text_.value_or(L"") + place;
 }
 
 void CKelObjectBase::TakeErrorFrom(CKelObjectBase& inner, std::wstring_view unit, int line) {
-  std::optional<std::wstring> text = inner.ErrorText();
-  if (!text) text.emplace();
-  text->append(Location(unit, line));
+  std::optional<std::wstring> text = inner.ErrorText().value_or(L"") + Location(unit, line);
   const platform::MutexLock lock(mutex_);
   text_.swap(text);
 }

@@ -53,13 +53,8 @@ std::string HostInterfaces::MacText(const platform::InterfaceRow& row,
 InterfaceTable HostInterfaces::SetupLanseekInterfaces() const {
   std::vector<InterfaceEntry> entries;
   ForEachUsable([&](const platform::AddressRow& row, const platform::InterfaceRow& interfaceRow) {
-    InterfaceEntry entry;
-    entry.addressText = platform::FormatIpv4Wide(row.address);
-    entry.address = row.address;
-    entry.mask = row.mask;
-    entry.broadcastAddress = row.address | ~row.mask;
-    entry.macText = MacText(interfaceRow, entry.addressText);
-    entries.push_back(std::move(entry));
+    const std::wstring text = platform::FormatIpv4Wide(row.address);
+    entries.push_back({text, row.address, row.mask, row.address | ~row.mask, MacText(interfaceRow, text)});
   });
   return InterfaceTable(std::move(entries));
 }

@@ -20,7 +20,6 @@ std::optional<InterfaceIndex> FindFirst(const std::vector<InterfaceEntry>& entri
 
 std::vector<InterfaceKey> InterfaceTable::Keys() const {
   std::vector<InterfaceKey> keys;
-  keys.reserve(entries_.size());
   for (const InterfaceEntry& entry : entries_) keys.push_back(KeyOf(entry.address, entry.mask));
   std::sort(keys.begin(), keys.end());
   return keys;
