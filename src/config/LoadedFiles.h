@@ -26,8 +26,8 @@ struct LoadedFiles {
   LoadedFile settings;
   LoadedFile controllers;
   std::vector<const Element*> settingsStated;  ///< The elements whose texts were read.
-  std::size_t controllersListed = 0;           ///< Entries of the file.
-  std::size_t controllersAccepted = 0;         ///< Of these.
+  std::size_t controllersListed{};             ///< Entries of the file.
+  std::size_t controllersAccepted{};           ///< Of these.
 };
 
 }  // namespace kellanseek::config

@@ -26,7 +26,7 @@ class StaticControllerCheck {
   };
   struct Decision {
     Verdict verdict = Verdict::Accepted;
-    std::size_t conflicting = 0;  ///< For a conflict: index of the earlier controller among the accepted.
+    std::size_t conflicting{};  ///< For a conflict: index of the earlier controller among the accepted.
   };
 
   explicit StaticControllerCheck(bool completeInfoMode);

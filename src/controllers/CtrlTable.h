@@ -78,7 +78,7 @@ class CtrlTable::Record {
 /// A prepared removal.
 struct CtrlTable::Removal {
   Record record;
-  std::size_t sharedKeys = 0;  ///< Number of its keys that other records share.
+  std::size_t sharedKeys{};  ///< Number of its keys that other records share.
 };
 
 /// Holds the table lock, and is the only way to the records: a function that needs the table locked takes an

@@ -37,19 +37,19 @@ class Journal {
 
   /// An interface, or polling by address for address 0, whose sockets the system refused.
   struct RefusedSocket {
-    platform::Ipv4 address = 0;
-    std::uint16_t port = 0;
+    platform::Ipv4 address{};
+    std::uint16_t port{};
     const char* step = "";  ///< "create", "option" or "bind".
-    int error = 0;          ///< The system's code.
+    int error{};            ///< The system's code.
   };
   /// Forgets the refusals of the last run.
   void SocketsWanted();
   void SocketRefused(const RefusedSocket& refused);
 
   struct SendError {
-    std::uint64_t count = 0;
-    platform::Ipv4 lastDestination = 0;
-    std::uint64_t last = 0;  ///< When.
+    std::uint64_t count{};
+    platform::Ipv4 lastDestination{};
+    std::uint64_t last{};  ///< When.
   };
   void SendFailed(int error, platform::Ipv4 destination);
 
@@ -57,14 +57,14 @@ class Journal {
   void Malformed(std::string_view datagram, platform::Ipv4 source);
 
   struct Party {
-    std::uint32_t lanSeekID = 0;  ///< 0 for the controller that has no record.
+    std::uint32_t lanSeekID{};  ///< 0 for the controller that has no record.
     std::wstring name;
     std::wstring address;
     std::wstring systemID;
     std::wstring macAddress;
   };
   struct Collision {
-    std::uint64_t when = 0;
+    std::uint64_t when{};
     const char* kind = "";  ///< "address", "identity" or "virtual".
     Party known;
     Party heard;
@@ -82,7 +82,7 @@ class Journal {
     std::vector<RefusedSocket> refusedSockets;
     std::map<int, SendError> sendErrors;
     std::string lastMalformed;  ///< Any bytes.
-    platform::Ipv4 lastMalformedFrom = 0;
+    platform::Ipv4 lastMalformedFrom{};
     std::deque<Collision> collisions;  ///< The oldest first.
     std::map<platform::Ipv4, std::uint64_t> lastHeard;
   };

@@ -20,8 +20,8 @@ enum class MsgSource : std::int32_t {
 struct MessageOrigin {
   MsgSource source = MsgSource::FromLocalVC;
   std::optional<controllers::InterfaceIndex> interfaceIndex;
-  platform::Ipv4 interfaceAddress = 0;  ///< The interface's address; 0 without an interface.
-  std::uint64_t received = 0;           ///< When, in monotonic milliseconds.
+  platform::Ipv4 interfaceAddress{};  ///< The interface's address; 0 without an interface.
+  std::uint64_t received{};           ///< When, in monotonic milliseconds.
 };
 
 }  // namespace kellanseek::engine

@@ -14,9 +14,9 @@ namespace kellanseek::network {
 /// A usable local IPv4 interface.
 struct InterfaceEntry {
   std::wstring addressText;
-  platform::Ipv4 address = 0;
-  platform::Ipv4 mask = 0;
-  platform::Ipv4 broadcastAddress = 0;
+  platform::Ipv4 address{};
+  platform::Ipv4 mask{};
+  platform::Ipv4 broadcastAddress{};
   std::string macText;  ///< Lower-case hexadecimal pairs joined by colons, at most kMaxMacText characters.
 
   /// Whether an address lies in the subnet of this interface.

@@ -39,7 +39,7 @@ class Event {
 struct WaitResult {
   enum class Outcome { Signalled, TimedOut, Failed };
   Outcome outcome = Outcome::Failed;
-  std::size_t index = 0;  ///< If signalled: index of the event that ended the wait.
+  std::size_t index{};  ///< If signalled: index of the event that ended the wait.
 
   bool Signalled(std::size_t position) const { return outcome == Outcome::Signalled && index == position; }
 };

@@ -16,9 +16,9 @@ namespace kellanseek::platform {
 
 /// A program that holds a UDP port.
 struct PortHolder {
-  Ipv4 address = 0;             ///< The local address; 0 for all.
-  std::uint32_t processId = 0;  ///< 0 if the system does not tell.
-  std::string program;          ///< Its name in UTF-8; empty if the system does not tell.
+  Ipv4 address{};             ///< The local address; 0 for all.
+  std::uint32_t processId{};  ///< 0 if the system does not tell.
+  std::string program;        ///< Its name in UTF-8; empty if the system does not tell.
 };
 /// Everybody who holds the port, in the system's order.
 std::vector<PortHolder> HoldersOfUdpPort(std::uint16_t port);
@@ -34,8 +34,8 @@ struct Route {
     Unknown,     ///< The system does not tell.
   };
   Kind kind = Kind::Unknown;
-  Ipv4 gateway = 0;
-  Ipv4 source = 0;  ///< The local address that datagrams leave with.
+  Ipv4 gateway{};
+  Ipv4 source{};  ///< The local address that datagrams leave with.
 };
 Route RouteTo(Ipv4 destination);
 
@@ -54,8 +54,8 @@ struct Reply {
   };
   Kind kind = Kind::Silent;
   std::string datagram;
-  std::chrono::milliseconds delay{0};
-  int error = 0;  ///< The system's code, for all but Answer and Silent.
+  std::chrono::milliseconds delay{};
+  int error{};  ///< The system's code, for all but Answer and Silent.
 };
 /// Sends a datagram and waits for an answer from that address and port.
 Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chrono::milliseconds timeout);
@@ -74,10 +74,10 @@ std::string NeighbourLines();
 
 /// What this process uses of what the system allows it. 0 for what the system does not tell.
 struct ResourceUse {
-  std::uint64_t openFiles = 0;
-  std::uint64_t openFilesLimit = 0;
-  std::uint64_t threads = 0;
-  std::uint64_t threadsLimit = 0;  ///< For all processes of the user together.
+  std::uint64_t openFiles{};
+  std::uint64_t openFilesLimit{};
+  std::uint64_t threads{};
+  std::uint64_t threadsLimit{};  ///< For all processes of the user together.
 };
 ResourceUse ResourcesOfProcess();
 

@@ -16,29 +16,29 @@ namespace kellanseek::platform {
 
 /// One IPv4 address of the host.
 struct AddressRow {
-  Ipv4 address = 0;
-  Ipv4 mask = 0;
-  std::uint32_t interfaceIndex = 0;
+  Ipv4 address{};
+  Ipv4 mask{};
+  std::uint32_t interfaceIndex{};
 };
 
 /// What decides about the use of a network interface.
 struct InterfaceRow {
-  std::uint32_t adminStatus = 0;  ///< kInterfaceUp if the administrator has enabled it.
-  std::uint32_t type = 0;         ///< kLoopbackInterface for the software loopback.
+  std::uint32_t adminStatus{};  ///< kInterfaceUp if the administrator has enabled it.
+  std::uint32_t type{};         ///< kLoopbackInterface for the software loopback.
   std::array<std::uint8_t, 32> physicalAddress = {};
-  std::size_t physicalAddressLength = 0;  ///< Bytes of physicalAddress that hold the address.
+  std::size_t physicalAddressLength{};  ///< Bytes of physicalAddress that hold the address.
 };
 
 /// What a report says about a network interface, also about one without an IPv4 address. Decides nothing.
 struct InterfaceDetails {
-  std::uint32_t index = 0;
-  std::wstring name;        ///< As users know it: "eth0", "Ethernet 2".
-  bool isUp = false;        ///< The administrator has enabled it.
-  bool hasCarrier = false;  ///< A cable or a radio link is there.
-  bool isLoopback = false;
-  bool isPointToPoint = false;  ///< A tunnel or a modem, without neighbours.
-  bool hasIpv4 = false;
-  bool hasIpv6 = false;  ///< Other than its link-local address.
+  std::uint32_t index{};
+  std::wstring name;  ///< As users know it: "eth0", "Ethernet 2".
+  bool isUp{};        ///< The administrator has enabled it.
+  bool hasCarrier{};  ///< A cable or a radio link is there.
+  bool isLoopback{};
+  bool isPointToPoint{};  ///< A tunnel or a modem, without neighbours.
+  bool hasIpv4{};
+  bool hasIpv6{};  ///< Other than its link-local address.
 };
 
 inline constexpr std::uint32_t kInterfaceUp = 1;

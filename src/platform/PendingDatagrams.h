@@ -14,10 +14,10 @@ class PendingDatagrams {
  public:
   /// Where a datagram came from, for Keep().
   struct Origin {
-    std::size_t socket = 0;  ///< Index in the receiver's set of sockets.
-    Ipv4 source = 0;
-    std::uint16_t sourcePort = 0;
-    bool sourceIsIpv4 = false;
+    std::size_t socket{};  ///< Index in the receiver's set of sockets.
+    Ipv4 source{};
+    std::uint16_t sourcePort{};
+    bool sourceIsIpv4{};
   };
 
   /// Nothing is left to hand on.
@@ -38,9 +38,9 @@ class PendingDatagrams {
  private:
   struct Pending {
     Origin origin;
-    std::size_t offset = 0;
-    std::size_t length = 0;
-    SocketError error = 0;
+    std::size_t offset{};
+    std::size_t length{};
+    SocketError error{};
   };
 
   std::vector<Pending> pending_;

@@ -30,8 +30,8 @@ bool OutputTakesColours();
 bool ErrorsAreSeen();
 
 struct TerminalSize {
-  std::size_t columns = 0;
-  std::size_t rows = 0;
+  std::size_t columns{};
+  std::size_t rows{};
   friend bool operator==(const TerminalSize&, const TerminalSize&) = default;
 };
 

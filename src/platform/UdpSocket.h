@@ -60,12 +60,12 @@ struct Received {
     WaitFailed,     ///< `error` is valid. Returned at once, so a caller that retries must pause.
   };
   Outcome outcome = Outcome::Nothing;
-  std::size_t socket = 0;     ///< Index in the receiver's set of sockets.
+  std::size_t socket{};       ///< Index in the receiver's set of sockets.
   std::span<char> text = {};  ///< The datagram, followed by one writable byte. Valid until the next step.
-  Ipv4 source = 0;
-  std::uint16_t sourcePort = 0;
-  bool sourceIsIpv4 = false;
-  SocketError error = 0;
+  Ipv4 source{};
+  std::uint16_t sourcePort{};
+  bool sourceIsIpv4{};
+  SocketError error{};
 };
 
 /// Waits on a fixed set of sockets and returns datagrams one at a time; of several ready sockets the first in

@@ -12,12 +12,12 @@ namespace kellanseek::platform {
 
 /// A UDP datagram as the network card handed it over, before any firewall of this host.
 struct WireDatagram {
-  std::uint32_t interfaceIndex = 0;
-  bool isOutgoing = false;
-  Ipv4 source = 0;
-  Ipv4 destination = 0;
-  std::uint16_t sourcePort = 0;
-  std::uint16_t destinationPort = 0;
+  std::uint32_t interfaceIndex{};
+  bool isOutgoing{};
+  Ipv4 source{};
+  Ipv4 destination{};
+  std::uint16_t sourcePort{};
+  std::uint16_t destinationPort{};
   std::string_view payload;   ///< As far as it was captured. Valid until the next call.
   std::string_view captured;  ///< The record for a capture file of type kCaptureLinkType. The same.
   std::chrono::system_clock::time_point time;

@@ -58,7 +58,7 @@ void ReadCtrlType(std::string_view value, controllers::Identity& identity) {
 
 /// Returns false if the datagram must be dropped because of this field.
 bool ReadField(std::string_view piece, Message& message) {
-  std::uint32_t tag = 0;
+  std::uint32_t tag{};
   std::string_view value = piece;
   if (!text::TakeHexUntil(':', value, tag) || text::IsBlank(value)) return true;
   if (ReadIdentityField(tag, value, message.identity)) return true;
@@ -103,7 +103,7 @@ ParseResult ParseMessage(std::string_view text, std::size_t receivedLength, Mess
   text = text.substr(0, end);
 
   ParseResult result{Outcome::Dropped, 0, text.size()};
-  std::uint32_t type = 0;
+  std::uint32_t type{};
   if (!ReadHeader(text, result.claimedLength, type)) return result;
   message.type = static_cast<MessageType>(type);
   // Nothing after a NUL can be read, so a stated length that includes it is wrong.

@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -227,7 +229,11 @@ TEST(LinuxBackendTest, TracesToTheConfiguredSink) {
 bool HasAll(const std::string& trace) {
   static const std::regex kAll(
       R"((\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z) (\d+):(\d+) other\n\S+Z \2:(?!\3 )\2 word\n\S+ \S+ last\n)");
-  return std::regex_match(trace, kAll);
+  std::smatch match;
+  tm utc{};
+  return std::regex_match(trace, match, kAll) &&
+         strptime(match.str(1).c_str(), "%Y-%m-%dT%H:%M:%S", &utc) != nullptr &&
+         std::abs(timegm(&utc) - time(nullptr)) < 60;
 }
 
 constexpr uid_t kNobody = 65534;

@@ -63,7 +63,7 @@ SocketError BoundSocket::Bind(Ipv4 address, Ipv4 mask, std::uint16_t port) {
   broadcast_ = address | ~mask;
   CurrentInterface();
   // Subnets of one or two addresses have no broadcast address.
-  const bool hasBroadcast = mask != kNoAddress && HostOrder(~mask) > 1;
+  const bool hasBroadcast = HostOrder(~mask) > 1;
   if (hasBroadcast) {
     if (const SocketError error = BindBroadcast(directed_, broadcast_, port); error != 0) return error;
   }

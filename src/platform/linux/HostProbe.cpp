@@ -117,8 +117,8 @@ std::vector<PortHolder> HoldersOfUdpPort(std::uint16_t port) {
   std::ifstream table("/proc/net/udp");
   std::string line;
   while (std::getline(table, line)) {
-    unsigned address = 0;
-    unsigned local = 0;
+    unsigned address{};
+    unsigned local{};
     unsigned long inode = 0;
     const int found =
         std::sscanf(line.c_str(), " %*d: %8X:%4X %*s %*s %*s %*s %*s %*s %*s %lu", &address, &local, &inode);
@@ -212,11 +212,11 @@ std::string RouteLines() {
   std::string text;
   while (std::getline(table, line)) {
     char device[32] = {};
-    unsigned destination = 0;
-    unsigned gateway = 0;
-    unsigned flags = 0;
-    unsigned metric = 0;
-    unsigned mask = 0;
+    unsigned destination{};
+    unsigned gateway{};
+    unsigned flags{};
+    unsigned metric{};
+    unsigned mask{};
     constexpr int kFields = 6;
     if (std::sscanf(line.c_str(), "%31s %8X %8X %4X %*s %*s %u %8X", device, &destination, &gateway, &flags,
                     &metric, &mask) != kFields)

@@ -33,8 +33,8 @@ std::optional<ProcessState> ReadState(std::uint32_t processId) {
   constexpr int kFieldsBetweenStateAndThreads = 16;
   std::string skipped;
   for (int i = 0; i < kFieldsBetweenStateAndThreads; ++i) rest >> skipped;
-  std::int64_t threads = 0;
-  std::uint64_t start = 0;
+  std::int64_t threads{};
+  std::uint64_t start{};
   if (!(rest >> threads >> skipped >> start)) return std::nullopt;
   // The state is that of the first thread, which may end before the others.
   return ProcessState{(state == 'Z' && threads <= 1) || state == 'X' || state == 'x', start};

@@ -20,7 +20,7 @@ class ReadAheadReceiver : public DatagramReceiver {
 
  private:
   struct Source {
-    std::size_t socket = 0;
+    std::size_t socket{};
     const BoundSocket* bound = nullptr;
     BoundSocket::Source from;
   };
