@@ -38,8 +38,7 @@ HRESULT CEventItemsDB::AddSubscriber(std::uint32_t subscriptionType, KelComPtr<I
     *cookie = nextCookie_++;
     if (subscriber != nullptr) {
       subscriber->cookie = *cookie;
-      subscribers_.emplace(*cookie, subscriber);
-      return S_OK;
+      if (subscribers_.emplace(*cookie, subscriber).second) return S_OK;
     }
   } catch (const std::bad_alloc&) {
     // Reported like a subscription for which there is no memory at all.
@@ -64,14 +63,16 @@ HRESULT CEventItemsDB::RemoveSubscriber(std::uint32_t cookie) {
 bool CEventItemsDB::QueueEvent(std::uint32_t lanSeekID, KelCtrlAvailability availability,
                                LanSeekEventReason reason) noexcept {
   bool queued = true;
-  const platform::MutexLock subscriberLock(subscriberMutex_);
-  const platform::MutexLock queueLock(queueMutex_);
-  for (const auto& entry : subscribers_) queued = QueueFor(entry.second, lanSeekID, availability, reason);
-  longestQueue_ = std::max(longestQueue_, queue_.size());
-  if (signalNext_ && !queue_.empty()) {
+  {
+    const platform::MutexLock subscriberLock(subscriberMutex_);
+    const platform::MutexLock queueLock(queueMutex_);
+    for (const auto& entry : subscribers_) queued = QueueFor(entry.second, lanSeekID, availability, reason);
+    longestQueue_ = std::max(longestQueue_, queue_.size());
+    if (!signalNext_ || queue_.empty()) return queued;
     signalNext_ = false;
-    queueSignal_.Set();
   }
+  // Without the locks, so that the worker does not wake up only to wait for them.
+  queueSignal_.Set();
   return queued;
 }
 
