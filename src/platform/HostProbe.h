@@ -85,7 +85,9 @@ ResourceUse ResourcesOfProcess();
 /// a registry.
 struct RegistryFiles {
   std::string read;
-  std::string passedOver;  ///< The file of all users, if it exists and another one is read in its place.
+  std::string passedOver;   ///< The file of all users, if it exists and another one is read in its place.
+  std::string module = {};  ///< Of the component, that `read` names; empty if it names none.
+  std::string passedOverModule = {};  ///< The same of `passedOver`.
 };
 RegistryFiles RegistryFilesInUse();
 

@@ -1,11 +1,37 @@
 """Scenarios with the doctor."""
 
 import json
+import threading
 import time
 
 import harness
+import wire
 
 FINE, FAULTS = 0, 1
+
+
+class Poor(wire.Device):
+    """A controller that hears no broadcasts if it is `deaf`, and answers only some of five polls, and late."""
+
+    deaf, kept, seconds, polls = False, 5, 0, 0
+
+    def _hear(self, listener):
+        if listener is not self._listeners[1] and not self.deaf:
+            super()._hear(listener)
+            return
+        payload, source = listener.recvfrom(2000)
+        self.heard.append(payload)
+        if listener is not self._listeners[1]:
+            return
+        self.polls += 1
+        answer = self.identity if wire.parse(payload)[0] == wire.FULL else self.presence
+        if self.polls % 5 < self.kept:
+            threading.Timer(self.seconds, listener.sendto, [answer(), source]).start()
+
+
+def private(script):
+    """What starts a command line after a shell script that changes mounts and variables for that program only."""
+    return "unshare", "-m", "sh", "-ec", script + '\nexec "$@"', "sh"
 
 
 class Examination(harness.Scenario):
@@ -14,7 +40,7 @@ class Examination(harness.Scenario):
         self.net = self.network("A")
 
     def examine(self, host, *arguments, before=(), meanwhile=None, again=None):
-        """The findings by code; of several with one code the last. `before` starts the command line, `meanwhile` is
+        """The findings by code; of several with one code the last. All are in `self.findings`. `before` starts the command line, `meanwhile` is
         called with the program, `again` every half second until it ends."""
         line = [*before, *harness.command("KELLANSEEK_KELSEEK"), "doctor", "--json", *arguments]
         program = self.run_program(host, line, harness.Said)
@@ -32,13 +58,23 @@ class Examination(harness.Scenario):
         self.wait_until(ended, "the end of the doctor", 30)
         code, text = program.result()
         self.assertTrue(text, program.errors())
-        findings = json.loads(text)["findings"]
+        findings = self.findings = json.loads(text)["findings"]
         self.assertEqual(FAULTS if any(each["mark"] == "fault" for each in findings) else FINE, code)
         return {each["code"]: each for each in findings}
 
-    def faults(self, host, *arguments):
-        return {code for code, each in self.examine(host, *arguments).items() if each["mark"] == "fault"}
+    def faults(self, host, *arguments, **options):
+        return {code for code, each in self.examine(host, *arguments, **options).items() if each["mark"] == "fault"}
 
-    def forbid(self, host, chain, what="", action="-A"):
-        rule = ["iptables", action, chain, "-p", "udp", *what.split(), "-j", "DROP"]
+    def poor(self, address, **fields):
+        """A Poor controller at an address of network A; `fields` are its qualities and those of a device."""
+        number = address.split(".")[3].split("/")[0]
+        qualities = {name: fields.pop(name) for name in ("deaf", "kept", "seconds") if name in fields}
+        fields = {"system_id": f"{{5A-{number}}}", "mac": f"02-00-00-00-01-{number}", "name": f"poor{number}", **fields}
+        device = Poor(self.reactor, self.host(f"poor{number}", {self.net: address}), address, **fields)
+        self.addCleanup(device.close)
+        vars(device).update(qualities)
+        return device
+
+    def forbid(self, host, chain, what="-p udp", action="-A", target="DROP"):
+        rule = ["iptables", action, chain, *what.split(), "-j", target]
         self.assertEqual(0, host.popen(rule).wait(), rule)

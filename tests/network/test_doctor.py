@@ -1,9 +1,15 @@
 """The doctor on real hosts with real faults: each is provoked by the tools of the system and named by the right cause."""
 
+import itertools
+import math
 import os
 import pathlib
+import re
 import resource
+import signal
 import socket
+import subprocess
+import time
 import unittest
 
 import examination
@@ -13,9 +19,11 @@ import wire
 
 class Doctor(examination.Examination):
     def test_a_healthy_plant_has_no_fault(self):
-        here = self.station({self.net: "10.1.0.1/24"})
+        here = self.station({self.net: "10.1.0.1/24"}, RefreshTimeout=4, NonLocalRefreshTimeout=3)  # the defaults
         self.device(self.net, "10.1.0.11/24", name="cell")
+        begin = time.monotonic()
         code, text = self.kelseek(here, "doctor", "10.1.0.11", "--expect", "10.1.0.11", kind=harness.Said).result()
+        self.assertLess(time.monotonic() - begin, 6 * harness.PATIENCE)
         self.assertEqual(examination.FINE, code, text)
         for line in ("fine    Searching on eth0 (10.1.0.1).\n", "fine    1 controller is known.\n",
                      "fine    cell (10.1.0.11, ", "No faults"):
@@ -28,13 +36,19 @@ class Doctor(examination.Examination):
         found = self.examine(here)
         self.assertIn("no-interface", found)
         self.assertIn("eth0", found["no-interface"]["seen"])
+        self.assertIn("eth0 (10.1.0.1) is switched off", found["interface-down"]["what"])
 
     def test_a_firewall_on_this_host(self):
-        for chain, code in (("INPUT", "firewall-in"), ("OUTPUT", "firewall-out")):
-            with self.subTest(chain):
-                here = self.station({self.net: f"10.1.0.{len(chain)}/24"}, name=f"host-{chain.lower()}")
-                self.forbid(here, chain, f"--dport {wire.REQUEST_PORT}:{wire.RESPONSE_PORT}")
-                self.assertIn(code, self.faults(here))
+        ports = f"-p udp --dport {wire.REQUEST_PORT}:{wire.RESPONSE_PORT}"
+        for number, (chain, rules, code) in enumerate((
+                ("INPUT", [(ports, "DROP")], "firewall-in"),
+                ("INPUT", [("-m conntrack --ctstate ESTABLISHED", "ACCEPT"), ("", "DROP")], "firewall-in"),
+                ("OUTPUT", [(ports, "DROP")], "firewall-out"), ("OUTPUT", [(ports, "REJECT")], "firewall-out"))):
+            with self.subTest(rules):
+                here = self.station({self.net: f"10.1.0.{number + 1}/24"}, name=f"host{number}")
+                for what, target in rules:
+                    self.forbid(here, chain, what, target=target)
+                self.assertEqual({code, "none-found"}, self.faults(here))
 
     def test_a_port_held_by_another_program(self):
         here = self.station({self.net: "10.1.0.1/24"})
@@ -43,34 +57,58 @@ class Doctor(examination.Examination):
             found = self.examine(here)
         self.assertIn("port-held", found)
         if not harness.UNDER_WINE:  # which does not know the owner
-            self.assertIn("process", found["port-held"]["what"])
+            self.assertIn(f"(process {os.getpid()})", found["port-held"]["what"])
 
     def test_addresses_and_what_stands_between(self):
-        here = self.station({self.net: "10.1.0.1/24"})
-        self.device(self.net, "10.1.0.11/24")
-        incomplete = self.device(self.net, "10.1.0.12/24", system_id="")
-        other = self.lab.host("other").connect(self.net, "10.1.0.13/24")
-        blocked = self.lab.host("blocked").connect(self.net, "10.1.0.14/24")
-        self.forbid(blocked, "INPUT")
-        here.ip("route add prohibit 10.7.0.0/16")
+        here = self.station({self.net: "10.1.0.1/24"}, RefreshTimeout=3)
+        known = self.device(self.net, "10.1.0.11/24", name="known")
+        for address, fields in (("10.1.0.12/24", {"system_id": ""}), ("10.1.0.13/24", {"mac": ""}),
+                                ("10.1.0.14/24", {"system_id": known.system_id}), ("10.1.0.15/24", {"mac": known.mac}),
+                                ("10.1.0.16/24", {"system_id": known.system_id, "mac": known.mac}),
+                                ("10.1.0.17/24", {}), ("10.1.0.18/24", {"seconds": 8}), ("10.1.0.25/29", {})):
+            self.poor(address, deaf=True, **fields)
+        others = [self.lab.host(f"other{number}").connect(self.net, f"10.1.0.{number}/24") for number in range(20, 24)]
+        self.forbid(others[1], "INPUT")
+        others[2].ip("route add unreachable 10.5.0.0/16", "route add blackhole 10.6.0.0/16")
+        for setting in ("forwarding", "send_redirects"):
+            with others[2].inside(), open(f"/proc/sys/net/ipv4/conf/all/{setting}", "w") as file:
+                file.write("1" if setting == "forwarding" else "0")
+        here.ip("route add prohibit 10.7.0.0/16", "route add 10.5.0.0/16 via 10.1.0.22", "route add 10.6.0.0/16 via 10.1.0.22")
+        stranger = others[3].udp_socket("", wire.NON_LOCAL_PORT)
+        self.addCleanup(stranger.close)
+        self.reactor.add(stranger, lambda: stranger.sendto(b"who?", stranger.recvfrom(2000)[1]))
+        self.addCleanup(self.reactor.remove, stranger)
         prohibited = "no-route" if harness.UNDER_WINE else "route-prohibited"  # Windows has no such route
-        for address, cause in ((incomplete.address, "incomplete"), ("10.1.0.13", "port-closed"),
-                               ("10.1.0.14", "firewall-there"), ("10.1.0.99", "host-down"),
-                               ("10.7.0.1", prohibited), ("10.9.0.1", "no-route")):
-            with self.subTest(cause):
-                self.assertIn(cause, self.faults(here, address))
-        self.assertIsNotNone(other)
-        self.assertIn("other-network", self.faults(here, "--expect", "10.2.0.11"))
+        cases = (("10.1.0.11", "answers", ""), ("10.1.0.12", "incomplete", "system identity"),
+                 ("10.1.0.13", "incomplete", "MAC address"), ("10.1.0.14", "collision", "same identity"),
+                 ("10.1.0.15", "collision", "same MAC address"), ("10.1.0.16", "second-address", ""),
+                 ("10.1.0.17", "broadcast-lost", ""), ("10.1.0.18", "slow", "too late"),
+                 ("10.1.0.20", "port-closed", ""), ("10.1.0.21", "firewall-there", ""), ("10.1.0.23", "strange-answer", ""),
+                 ("10.1.0.25", "firewall-there", ""), ("10.1.0.99", "host-down", ""), ("10.5.0.1", "unreachable", ""),
+                 ("10.6.0.1", "no-answer", ""), ("10.7.0.1", prohibited, ""), ("10.9.0.1", "no-route", ""))
+        self.examine(here, *(address for address, _, _ in cases))
+        for address, code, words in cases:
+            with self.subTest(address):
+                said = [(each["code"], each["what"]) for each in self.findings if re.search(rf"{address}(?!\d)", each["what"])]
+                self.assertIn(code, [found for found, what in said if words in what], said)
+        for each in self.findings:
+            if each["code"] == "collision":
+                self.assertIn("known (10.1.0.11", each["seen"])
 
     def test_twins_and_silent_configured_controllers(self):
         here = self.host("station", {self.net: "10.1.0.1/24"})
         self.configure(here, static=[{"ControllerLocAddr": "10.1.0.77"}])
-        for number, name in ((11, "first"), (12, "second")):
-            self.device(self.net, f"10.1.0.{number}/24", name=name, system_id="{TWIN}")
-        found = self.examine(here)
-        self.assertIn("host-down", found)
-        self.assertIn("first", found["collision"]["seen"])
-        self.assertIn("second", found["collision"]["seen"])
+        for number, name, fields in ((11, "first", {"system_id": "{TWIN}"}), (12, "second", {"system_id": "{TWIN}"}),
+                                     (13, "third", {"mac": "02-TWIN"}), (14, "fourth", {"mac": "02-TWIN"})):
+            self.device(self.net, f"10.1.0.{number}/24", name=name, **fields)
+        self.kelsim(self.host("plant", {self.net: "10.1.0.50/24"}), "--count", 2, "--event", "0 same-address 2 1")
+        self.assertIn("host-down", self.examine(here))
+        collisions = [each for each in self.findings if each["code"] == "collision"]
+        for names, words in ((("first", "second"), "system identity"), (("third", "fourth"), "MAC address"),
+                             (("Cell1", "Cell2"), "same address")):
+            with self.subTest(words):
+                self.assertTrue(any(words in each["what"] and all(name in each["seen"] for name in names)
+                                    for each in collisions), collisions)
 
     @unittest.skipIf(harness.UNDER_WINE, "Wine takes every device for one with a cable")
     def test_interfaces_that_reach_nobody(self):
@@ -86,18 +124,97 @@ class Doctor(examination.Examination):
         self.assertEqual("six has no IPv4 address.", found["no-ipv4"]["what"])
 
     def test_a_configuration_that_is_not_the_intended_one(self):
-        for fault, settings, replaced in (("ports-swapped", {"RequestPort": 5513, "ResponsePort": 5512}, None),
-                                          ("ports-same", {"RequestPort": 5513}, None),
-                                          ("config-refused", {}, "lanseekconf.xml"),
-                                          ("config-unreadable", {}, "registry")):
-            with self.subTest(fault):
-                here = self.station({self.net: f"10.1.0.{len(fault)}/24"}, name=fault, **settings)
+        for codes, settings, replaced in (
+                ({"ports-swapped"}, {"RequestPort": 5513, "ResponsePort": 5512}, None),
+                ({"ports-same"}, {"RequestPort": 5513}, None), ({"ports-changed"}, {"NonLocalPort": 6000}, None),
+                ({"config"}, {"RefreshTime": 1}, None),
+                ({"config", "interface-excluded", "no-interface"}, {"UseInterfaces": ["10.99.0.1/24"]}, None),
+                ({"config-refused"}, {}, "lanseekconf.xml"), ({"config-unreadable"}, {}, "registry")):
+            with self.subTest(codes):
+                here = self.station({self.net: f"10.1.0.{len(settings) + len(min(codes))}/24"}, name=min(codes), **settings)
                 registry = pathlib.Path(self.environment_of(here)["KELLANSEEK_REGISTRY"])
                 if replaced == "registry":
                     registry.write_text(registry.read_text().replace("ConfigDir=", "ConfigDir=/nowhere"))
                 elif replaced:
                     (registry.parent / replaced).write_text("<no XML")
-                self.assertIn(fault, self.faults(here))
+                self.assertLessEqual(codes, set(self.examine(here)))
+
+    @unittest.skipIf(harness.UNDER_WINE, "mounts of Linux")
+    def test_what_the_surroundings_of_the_program_are(self):
+        here = self.station({self.net: "10.1.0.1/24"})
+        folder = self.lab.scratch
+        for name, module in (("own", "/opt/old/libKelLanSeek.so.1"), ("machine", "/usr/lib/libKelLanSeek.so.1")):
+            pathlib.Path(folder, name).write_text(
+                f"[HKEY_CLASSES_ROOT\\CLSID\\{{2B474DCE-7759-49B8-B088-5A5DE5943E2F}}\\InprocServer32]\n@={module}\n")
+        for code, seen, script in (
+                ("container", "container", "mount -t tmpfs run /run; touch /run/.containerenv"),
+                ("wsl", "kernel", f"echo Microsoft > {folder}/v; mount --bind {folder}/v /proc/version"),
+                ("registry-other", "/opt/old/libKelLanSeek.so.1, the other one the component /usr/lib/libKelLanSeek.so.1",
+                 f"mount -t tmpfs etc /etc; mkdir -p /etc/kellanseek {folder}/.config/kellanseek; unset KELLANSEEK_REGISTRY; "
+                 f"cp {folder}/machine /etc/kellanseek/registry; cp {folder}/own {folder}/.config/kellanseek/registry; "
+                 f"export HOME={folder} KELLANSEEK_CONFIG_DIR={folder}/config-station")):
+            with self.subTest(code):
+                self.assertIn(seen, self.examine(here, before=examination.private(script))[code]["seen"])
+
+    @unittest.skipIf(harness.UNDER_WINE or "KELLANSEEK_SANITIZED" in os.environ, "limits of Linux, where nobody else needs files")
+    def test_limits_of_the_program(self):
+        here = self.station({self.net: "10.1.0.1/24"})
+        other = ("setpriv", "--reuid", "54321", "--clear-groups")
+        program = harness.command("KELLANSEEK_KELSEEK")[-1]
+        for code, limit in (("descriptors", "--nofile=9"), ("descriptors", "--nofile=14"), ("descriptors", "--nofile=22"),
+                            ("few-descriptors", "--nofile=40"), ("threads", "--nproc=2")):
+            with self.subTest(limit):
+                before = ("prlimit", limit)
+                if code == "threads":  # which do not count for the administrator
+                    if here.popen([*other, "test", "-x", program], stderr=subprocess.DEVNULL).wait() != 0:
+                        self.skipTest("no other user may run the program")
+                    before = (*other, *before)
+                found = self.examine(here, before=before)
+                self.assertIn(code, found)
+                self.assertNotIn("no-interface", found)
+
+    @unittest.skipIf(harness.UNDER_WINE, "Windows counts no lost datagrams, and knows no stop")
+    def test_a_host_that_was_too_busy(self):
+        here = self.station({self.net: "10.1.0.1/24"})
+        cell = self.device(self.net, "10.1.0.11/24")
+
+        def stop_for_a_while(program):
+            self.tap(self.net).wait_for(payload=wire.FULL_REQUEST)
+            program.process.send_signal(signal.SIGSTOP)
+            begin = time.monotonic()
+            for _ in range(20000):
+                cell.send(b"no message")
+            self.wait_until(lambda: time.monotonic() > begin + 3, "three seconds")
+            program.process.send_signal(signal.SIGCONT)
+
+        found = self.examine(here, meanwhile=stop_for_a_while)
+        self.assertLessEqual({"late-ticks", "receive-buffer", "malformed"}, set(found))
+        self.assertIn(cell.address, found["malformed"]["seen"])
+
+    def test_forged_controllers(self):
+        quiet = self.lab.network("B")  # without a tap
+        here, forger = self.host("station", {quiet: "10.0.0.1/8"}), self.host("forger", {quiet: "10.0.0.2/8"})
+        sender = forger.udp_socket("10.0.0.2")
+        self.addCleanup(sender.close)
+        numbers = itertools.count()
+
+        def forge():
+            for number in itertools.islice(numbers, 250):
+                sender.sendto(wire.datagram(wire.INFO, (1, "forged"), (4, f"{{F-{number}}}"), (9, f"f-{number}"), (
+                    0xE, f"10.9.{number // 250}.{1 + number % 250}"), (0x11, 1)), ("10.255.255.255", wire.RESPONSE_PORT))
+
+        self.configure(here, RefreshInterval=600)
+        filling = self.examine(here, again=forge)
+        seconds = math.ceil(6 * harness.PATIENCE)
+        self.configure(here, RefreshTimeout=seconds)
+        plant = self.run_program(forger, [*harness.command("KELLANSEEK_KELSIM"), "--count", "100000", "--base-address",
+                                          "10.8.0.0", "--no-announce", "--delay-ms", str(700 * seconds)], harness.Said)
+        plant.wait_for_output("controllers")
+        full = self.examine(here)
+        for found, code in ((filling, "table-fills"), (full, "table-full")):
+            self.assertEqual("fault", found[code]["mark"], found[code])
+            if not harness.UNDER_WINE:
+                self.assertIn("sent by 10.0.0.2", found[code]["seen"])
 
     @unittest.skipIf(harness.UNDER_WINE, "a limit of Linux")
     @unittest.skipIf("KELLANSEEK_SANITIZED" in os.environ, "a sanitizer opens pipes to look at memory")

@@ -4,7 +4,6 @@ import json
 import os
 import signal
 import tarfile
-import threading
 import unittest
 
 import examination
@@ -12,28 +11,12 @@ import harness
 import wire
 
 
-class Poor(wire.Device):
-    """A controller that answers some of five polls, and late."""
-
-    kept, seconds, polls = 5, 0, 0
-
-    def _hear(self, listener):
-        if listener is not self._listeners[1]:
-            super()._hear(listener)
-            return
-        payload, source = listener.recvfrom(2000)
-        self.heard.append(payload)
-        self.polls += 1
-        if self.polls % 5 < self.kept:
-            threading.Timer(self.seconds, listener.sendto, [self.presence(), source]).start()
-
-
 class DoctorsEvidence(examination.Examination):
     @unittest.skipIf(harness.UNDER_WINE, "Windows has no tap")
     def test_what_only_the_administrator_sees(self):
         here = self.station({self.net: "10.1.0.1/25"})
         others = [self.device(self.net, address) for address in ("10.1.0.200/24", "10.9.0.5/24", "10.1.0.11/25")]
-        self.forbid(here, "INPUT", "-s 10.1.0.11")
+        self.forbid(here, "INPUT", "-p udp -s 10.1.0.11")
         found = self.examine(here, again=lambda: [each.announce() for each in others])
         for code, address in (("wrong-mask", "10.1.0.200"), ("foreign-controller", "10.9.0.5"), ("firewall-in", "10.1.0.11")):
             self.assertIn(address, found[code]["what"])
@@ -47,15 +30,29 @@ class DoctorsEvidence(examination.Examination):
             self.assertNotIn("capture.pcap", archive.getnames())
             self.assertIn("capture.pcap: it takes the rights", archive.extractfile("README.txt").read().decode())
 
+    def test_masks_and_networks_that_differ(self):
+        apart = {"expected-missing", "broadcast-lost", "wrong-mask"}
+        cases = (("10.1.0.1/25", "10.1.0.200/24", {"other-network", "wrong-mask"}),  # too long here
+                 ("10.1.0.1/16", "10.1.0.11/24", apart),  # too short here
+                 ("10.1.0.1/24", "10.1.0.11/16", apart),  # too short there
+                 ("10.1.0.1/24", "10.1.0.11/25", apart),  # too long there
+                 ("10.1.0.1/24", "10.2.0.11/24", {"other-network", "foreign-controller"}))
+        for number, (ours, theirs, causes) in enumerate(cases):
+            with self.subTest(ours=ours, theirs=theirs):
+                net = self.network(f"net{number}")
+                here = self.station({net: ours}, name=f"host{number}")
+                cell = self.device(net, theirs)
+                if harness.UNDER_WINE:  # Windows has no tap
+                    causes -= {"wrong-mask", "foreign-controller"}
+                found = self.examine(here, "--expect", cell.address, again=cell.announce)
+                self.assertEqual(causes | {"none-found"}, {code for code, each in found.items() if each["mark"] != "fine"}
+                                 - {"container", "not-watched"})
+                for code in causes:
+                    self.assertIn(cell.address, found[code]["what"])
+
     def test_slow_and_lost_answers(self):
         here = self.station({self.net: "10.1.0.1/24"}, NonLocalRefreshTimeout=4)
-        devices = []
-        for number, poor in ((11, {"kept": 2}), (12, {"seconds": 2.4})):
-            host = self.host(f"cell{number}", {self.net: f"10.1.0.{number}/24"})
-            devices.append(Poor(self.reactor, host, f"10.1.0.{number}/24", f"{{5A-{number}}}", f"02-00-00-00-01-{number}"))
-            self.addCleanup(devices[-1].close)
-            vars(devices[-1]).update(poor)
-        lossy, slow = devices
+        lossy, slow = self.poor("10.1.0.11/24", kept=2), self.poor("10.1.0.12/24", seconds=2.4)
         self.kelsim(self.host("plant", {self.net: "10.1.0.13/24"}), "--count", 3, "--base-address", "10.1.0.50")
         found = self.examine(here)
         self.assertIn(lossy.address, found["lossy"]["what"])
@@ -73,7 +70,7 @@ class DoctorsEvidence(examination.Examination):
 
         self.assertEqual({"hello-both-ways"}, says())
         hello.wait_for_output("heard 10.1.0.1")
-        way_there, way_back = f"--dport {wire.REQUEST_PORT}", f"--dport {wire.RESPONSE_PORT}"
+        way_there, way_back = f"-p udp --dport {wire.REQUEST_PORT}", f"-p udp --dport {wire.RESPONSE_PORT}"
         self.forbid(there, "INPUT", way_there)
         hello.wait_for_output("heard nobody")
         self.assertEqual({"hello-not-there"}, says())

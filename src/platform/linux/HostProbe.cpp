@@ -22,7 +22,7 @@
 #include <sstream>
 #include <system_error>
 
-#include <kellanseek/com.h>
+#include <kellanseek/KelLanSeek.h>
 
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/FileText.h"
@@ -109,6 +109,14 @@ Reply::Kind KindOfFailure(int error) {
   }
 }
 
+/// The module of the component that a registry file names; empty if it names none.
+std::string ModuleIn(const std::string& registry) {
+  const auto store = com::ReadRegistryStore(registry);
+  if (!store) return {};
+  const std::string key = "HKEY_CLASSES_ROOT\\CLSID\\" + com::GuidText(CLSID_KelLanSeek) + "\\InprocServer32";
+  return std::string(com::FindRegistryValue(*store, key, {}).value_or(""));
+}
+
 }  // namespace
 
 std::vector<PortHolder> HoldersOfUdpPort(std::uint16_t port) {
@@ -174,6 +182,9 @@ Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chro
   peer.sin_family = AF_INET;
   peer.sin_addr.s_addr = address;
   peer.sin_port = htons(port);
+  // Without this option the system keeps it to itself that a router knows no way.
+  const int on = 1;
+  if (socket) ::setsockopt(socket.get(), IPPROTO_IP, IP_RECVERR, &on, sizeof on);
   const auto begin = std::chrono::steady_clock::now();
   if (!socket || ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0 ||
       ::send(socket.get(), datagram.data(), datagram.size(), MSG_NOSIGNAL) < 0)
@@ -270,9 +281,11 @@ ResourceUse ResourcesOfProcess() {
 }
 
 RegistryFiles RegistryFilesInUse() {
-  RegistryFiles files{com::RegistryStorePath(), {}};
+  RegistryFiles files{com::RegistryStorePath(), {}, {}, {}};
   const bool others = files.read != com::kMachineRegistryPath;
   if (others && ::access(com::kMachineRegistryPath, F_OK) == 0) files.passedOver = com::kMachineRegistryPath;
+  files.module = ModuleIn(files.read);
+  if (!files.passedOver.empty()) files.passedOverModule = ModuleIn(files.passedOver);
   return files;
 }
 

@@ -85,6 +85,14 @@ TEST(DiagnosisTest, EveryCauseIsNamed) {
       {patched("/received/dropped/otherSubnet", "1"), {"other-subnet"}},
       {patched("/received/dropped/malformed", "1"), {"malformed"}},
       {patched("/received/dropped/tableFull", "1"), {"table-full"}},
+      {[](Facts& facts) {
+         facts.arrivals = {2000, 2};
+       },
+       {"table-fills"}},
+      {[](Facts& facts) {
+         facts.sharedMacs = {{"m", "a", "b"}};
+       },
+       {"collision"}},
       {patched("/longestTickDelayMs", "2001"), {"late-ticks"}},
       {patched("/controllers/0/unanswered", "2"), {"unanswered"}},
       {patched("/controllers", "[]"), {"none-found"}},
@@ -140,6 +148,7 @@ TEST(DiagnosisTest, WhatStandsBetweenThisHostAndAnAddressIsNamed) {
       {answer("10.1.0.12", true, "S1", "M2"), {"collision"}},
       {answer("10.1.0.12", true, "S2", "M1"), {"collision"}},
       {answer("10.1.0.12", true, "S2", "M2"), {"broadcast-lost"}},
+      {answer("10.1.0.12", true, "S1", "M1"), {"second-address"}},
       {answer("10.1.0.11", true, "S1", "M1"), {}},
       {answer("10.9.0.1", true, "S2", "M2"), {}},
   };
@@ -179,6 +188,11 @@ TEST(DiagnosisTest, WhatTheHostAndItsFilesSayIsNamed) {
       {With(&Facts::resources, {240, 256, 9, 0}), {}},
       {With(&Facts::resources, {241, 256, 9, 0}), {"few-descriptors"}},
       {With(&Facts::resources, {256, 256, 9, 0}), {"descriptors"}},
+      {[](Facts& facts) {
+         facts.report["interfaces"].clear();
+         facts.resources = {241, 256, 9, 0};
+       },
+       {"descriptors"}},
       {[&](Facts& facts) { facts.report["polling"]["refused"]["error"] = std::stoi(outOfFiles); },
        {"descriptors"}},
       {[&](Facts& facts) {

@@ -1,6 +1,8 @@
 #include "doctor/AddressDiagnosis.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,22 +16,6 @@ using Json = nlohmann::json;
 using platform::NeighbourState;
 using platform::Reply;
 using platform::Route;
-
-/// The interface in use whose network contains the address; null if none does.
-const Json* NetworkOf(platform::Ipv4 address, const Json& report) {
-  for (const Json& entry : ListOf(report, "interfaces")) {
-    if (!entry.value("used", false)) continue;
-    const platform::Ipv4 mask = platform::ParseIpv4(TextOf(entry, "mask"));
-    if ((platform::ParseIpv4(TextOf(entry, "address")) & mask) == (address & mask)) return &entry;
-  }
-  return nullptr;
-}
-
-const Json* ControllerAt(const std::string& address, const Json& report) {
-  for (const Json& each : ListOf(report, "controllers"))
-    if (TextOf(each, "address") == address && each.value("listed", false)) return &each;
-  return nullptr;
-}
 
 class AddressDiagnosis {
  public:
@@ -82,11 +68,12 @@ class AddressDiagnosis {
   void Silent() {
     if (IsNeighbour() && facts_.neighbour == NeighbourState::Silent) return HostDown();
     if (IsNeighbour() && facts_.neighbour == NeighbourState::Answered)
-      return Fault(
-          "firewall-there", text_ + " is there, but does not answer the question of the search.",
-          "It answered to its address on the network, and not on UDP port " +
-              std::to_string(SettingOf(report_, "NonLocalPort")) + ".",
-          "Check that it is a controller and runs, and whether a firewall there drops the question.");
+      return Fault("firewall-there", text_ + " is there, but does not answer the question of the search.",
+                   "It answered to its address on the network, and not on UDP port " +
+                       std::to_string(SettingOf(report_, "NonLocalPort")) + ".",
+                   "Check that it is a controller and runs, that its mask or its gateway lets it answer to "
+                   "this host, and "
+                   "whether a firewall there drops the question.");
     Fault("no-answer", text_ + " does not answer.",
           facts_.route.kind == Route::Kind::Gateway
               ? "Nothing came back from behind the router " + platform::FormatIpv4(facts_.route.gateway) + "."
@@ -106,9 +93,12 @@ class AddressDiagnosis {
                        (facts_.systemId.empty() ? "system identity" : "MAC address") +
                        ", so it is not listed.",
                    "The answer came" + after + ".", "Complete the set-up of the controller.");
-    if (const Json* other = SameIdentity())
-      return Fault("collision", text_ + " has the same identity as another controller.",
-                   DescriptionOf(*other) + " is known already.", "Give one of the two another identity.");
+    if (IsTooLate())
+      return Fault("slow", text_ + " answers too late to be listed reliably.",
+                   "The answer came" + after + "; the component waits " + std::to_string(Patience()) + " s.",
+                   "Check the load of the controller and of the network, or raise RefreshTimeout and "
+                   "NonLocalRefreshTimeout in the settings.");
+    if (const Json* other = Related()) return Shared(*other);
     Add(Mark::Fine, "answers", text_ + " answers" + after + ": " + facts_.name + ".");
     const Json* const network = NetworkOf(facts_.address, report_);
     const Json* const known = ControllerAt(text_, report_);
@@ -123,13 +113,38 @@ class AddressDiagnosis {
             std::to_string(SettingOf(report_, "ResponsePort")) + ".");
   }
 
-  const Json* SameIdentity() const {
+  /// Seconds that the component gives the answer; 0 if it does not wait for it.
+  std::int64_t Patience() const {
+    const bool isNear = NetworkOf(facts_.address, report_) != nullptr;
+    return std::max<std::int64_t>(SettingOf(report_, isNear ? "RefreshTimeout" : "NonLocalRefreshTimeout"),
+                                  0);
+  }
+  bool IsTooLate() const { return Patience() > 0 && facts_.reply.delay > std::chrono::seconds(Patience()); }
+
+  /// A known controller at another address with the same identity or MAC address; null if there is none.
+  const Json* Related() const {
     for (const Json& each : ListOf(report_, "controllers")) {
       const bool other = TextOf(each, "address") != text_;
       if (other && (TextOf(each, "systemId") == facts_.systemId || TextOf(each, "mac") == facts_.mac))
         return &each;
     }
     return nullptr;
+  }
+
+  void Shared(const Json& other) {
+    const bool sameIdentity = TextOf(other, "systemId") == facts_.systemId;
+    const bool sameMac = TextOf(other, "mac") == facts_.mac;
+    if (sameIdentity && sameMac)
+      return Add(
+          Mark::Remark, "second-address", text_ + " is another address of a known controller.",
+          DescriptionOf(other) + " has the same identity and MAC address.",
+          "Nothing has to be done if it has two addresses. Otherwise one of the two is a copy: give it an "
+          "identity and a MAC address of its own.");
+    const std::string what = sameIdentity ? "identity" : "MAC address";
+    Fault("collision", text_ + " has the same " + what + " as another controller.",
+          facts_.name + " at " + text_ + " (" + facts_.systemId + ", " + facts_.mac + ") and " +
+              DescriptionOf(other) + ", which is known already.",
+          "Give one of the two another " + what + ".");
   }
 
   const AddressFacts& facts_;
@@ -146,7 +161,7 @@ void Expect(platform::Ipv4 address, const Json& report, Findings& findings) {
     findings.push_back({Mark::Fault, "expected-missing", text + " was not found on its network.",
                         "It belongs to the network of " + NameOf(*network) + " with the mask " +
                             TextOf(*network, "mask") + ".",
-                        "See the faults above, and compare its mask with that of this host."});
+                        "See the faults above. If there are none: compare its mask with that of this host."});
   } else {
     findings.push_back(
         {Mark::Fault, "other-network",

@@ -51,13 +51,13 @@ void AppendAnswerFindings(const Facts& facts, Findings& findings) {
     for (std::size_t i = 0; i < std::min(silent.size(), kNamed); ++i)
       names += (i == 0 ? "" : ", ") + silent[i]->who;
     if (silent.size() > kNamed) names += " and " + std::to_string(silent.size() - kNamed) + " more";
-    findings.push_back({Mark::Remark, "no-direct-answer",
-                        "Known controllers do not answer when asked by their addresses.",
-                        names + " left five questions to UDP port " +
-                            std::to_string(SettingOf(facts.report, "NonLocalPort")) + " unanswered.",
-                        "While broadcasts find them that does no harm. From another network they cannot be "
-                        "found: look for a "
-                        "firewall on the way, or a host that speaks for them."});
+    findings.push_back(
+        {Mark::Remark, "no-direct-answer", "Known controllers do not answer when asked by their addresses.",
+         names + " left five questions to UDP port " +
+             std::to_string(SettingOf(facts.report, "NonLocalPort")) + " unanswered.",
+         "While broadcasts find them that does no harm. From another network they cannot be "
+         "found: look for a firewall on the way, or a host that speaks for them. kelseek doctor "
+         "with the address of one waits longer for its answer."});
   }
   if (facts.answers.leftOut > 0)
     findings.push_back({Mark::Fine,

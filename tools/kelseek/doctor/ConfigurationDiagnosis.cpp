@@ -43,14 +43,24 @@ void Ports(const Json& report, Findings& findings) {
   }
 }
 
+std::string ModuleInWords(const std::string& module) {
+  return module.empty() ? "no component" : "the component " + module;
+}
+
 void Registry(const platform::RegistryFiles& files, const std::string& directory, Findings& findings) {
   if (files.passedOver.empty()) return;
-  findings.push_back({Mark::Remark, "registry-other",
-                      "This user has a registry file of their own, so the one of all users does not count.",
-                      files.read + " is read and not " + files.passedOver +
-                          "; the configuration directory is " + (directory.empty() ? "not set" : directory) +
-                          ".",
-                      "Remove the file, or make the same entries in both, unless that is intended."});
+  const bool isOtherModule = files.module != files.passedOverModule;
+  const std::string what = !isOtherModule ? "."
+                           : files.module.empty()
+                               ? ": its programs find no component."
+                               : ": its programs load another component than those of other users.";
+  findings.push_back(
+      {Mark::Remark, "registry-other",
+       "This user has a registry file of their own, so the one of all users does not count" + what,
+       files.read + " is read and not " + files.passedOver + "; it names " + ModuleInWords(files.module) +
+           (isOtherModule ? ", the other one " + ModuleInWords(files.passedOverModule) : "") +
+           "; the configuration directory is " + (directory.empty() ? "not set" : directory) + ".",
+       "Remove the file, or make the same entries in both, unless that is intended."});
 }
 
 }  // namespace

@@ -1,7 +1,10 @@
 #include "doctor/Diagnosis.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -19,8 +22,10 @@ using Json = nlohmann::json;
 
 /// Ticks later than this make controllers seem silent.
 constexpr std::uint64_t kLateTick = 2000;
-/// A component needs four sockets for each network, and its client some files.
-constexpr std::uint64_t kSpareFiles = 16;
+/// So many controllers that leave requests unanswered are named one by one.
+constexpr std::size_t kMostUnanswered = 5;
+/// So many senders of controllers' messages are worth a word.
+constexpr std::size_t kManyFromOne = 20;
 constexpr const char* kRaiseFiles =
     "Raise the limit on open files of this user or service (ulimit -n, LimitNOFILE).";
 
@@ -29,6 +34,12 @@ class Diagnosis {
   explicit Diagnosis(const Facts& facts) : facts_(facts), report_(facts.report) {}
 
   Findings Make() {
+    if (!facts_.failure.empty()) {
+      Add(Mark::Fault, "descriptors",
+          "The component cannot work, because this program may open too few files and sockets.",
+          facts_.failure + ". " + OpenFilesInWords(), kRaiseFiles);
+      return std::move(findings_);
+    }
     Component();
     Limits();
     Interfaces();
@@ -51,6 +62,8 @@ class Diagnosis {
   }
 
   void Component();
+  void Threads();
+  bool IsAnyInterfaceUsed() const;
   void Interfaces();
   void Interface(const Json& entry);
   void RefusedInterface(const Json& entry);
@@ -59,6 +72,8 @@ class Diagnosis {
   void Limits();
   void SystemFirewall();
   void Receiving();
+  void FullTable();
+  std::string SenderInWords() const;
   void Controllers();
   void Collisions();
   std::string HoldersOf(std::uint16_t port) const;
@@ -73,14 +88,7 @@ void Diagnosis::Component() {
   Add(Mark::Fine, "component",
       "The component " + TextOf(report_, "version") + " works and has listened for " +
           Seconds(facts_.listened) + ".");
-  for (const Json& thread : ListOf(report_, "threads")) {
-    if (thread.value("started", true)) continue;
-    const std::uint64_t limit = facts_.resources.threadsLimit;
-    Add(Mark::Fault, "threads", "The system refused a thread that the component needs.",
-        TextOf(thread, "name") + " could not be started: " + TextOf(thread, "error") +
-            (limit == 0 ? "" : "; this user may have " + std::to_string(limit)),
-        "Raise the limit on threads and processes of this user or service.");
-  }
+  Threads();
   if (facts_.host == platform::HostKind::Container)
     Add(Mark::Remark, "container", "This program runs in a container.",
         "The system has the marks of a container.",
@@ -93,6 +101,23 @@ void Diagnosis::Component() {
         "itself.");
 }
 
+void Diagnosis::Threads() {
+  std::string refused;
+  std::string error;
+  for (const Json& thread : ListOf(report_, "threads")) {
+    if (thread.value("started", true)) continue;
+    refused += (refused.empty() ? "" : ", ") + TextOf(thread, "name");
+    error = TextOf(thread, "error");
+  }
+  if (refused.empty()) return;
+  const std::uint64_t limit = facts_.resources.threadsLimit;
+  Add(Mark::Fault, "threads",
+      "The system refused threads that the component needs, so it works in part or not.",
+      refused + " could not be started: " + error +
+          (limit == 0 ? "" : "; this user may have " + std::to_string(limit) + " in all programs together"),
+      "Raise the limit on threads and processes of this user or service (ulimit -u, TasksMax).");
+}
+
 std::string Diagnosis::OpenFilesInWords() const {
   const platform::ResourceUse& use = facts_.resources;
   return "This process had " + std::to_string(use.openFiles) + " of " + std::to_string(use.openFilesLimit) +
@@ -102,23 +127,26 @@ std::string Diagnosis::OpenFilesInWords() const {
 void Diagnosis::Limits() {
   const platform::ResourceUse& use = facts_.resources;
   const Json refused = MemberOf(MemberOf(report_, "polling"), "refused");
-  const bool isUsedUp = use.openFilesLimit != 0 && use.openFiles >= use.openFilesLimit;
-  if (isUsedUp || platform::IsOutOfFiles(static_cast<int>(NumberOf(refused, "error"))))
+  const bool isUsedUp = (use.openFilesLimit != 0 && use.openFiles >= use.openFilesLimit) ||
+                        platform::IsOutOfFiles(static_cast<int>(NumberOf(refused, "error")));
+  if (isUsedUp || (IsShortOfFiles(use) && !IsAnyInterfaceUsed()))
     return Add(Mark::Fault, "descriptors",
                "No file or socket can be opened any more, so networks and controllers may be missing.",
                OpenFilesInWords(), kRaiseFiles);
-  if (use.openFilesLimit == 0 || use.openFiles + kSpareFiles <= use.openFilesLimit) return;
-  Add(Mark::Remark, "few-descriptors", "This user may hardly open more files and sockets.",
-      OpenFilesInWords(), kRaiseFiles);
+  if (IsShortOfFiles(use))
+    Add(Mark::Remark, "few-descriptors", "This user may hardly open more files and sockets.",
+        OpenFilesInWords(), kRaiseFiles);
+}
+
+bool Diagnosis::IsAnyInterfaceUsed() const {
+  const Json& all = ListOf(report_, "interfaces");
+  return std::any_of(all.begin(), all.end(), [](const Json& each) { return each.value("used", false); });
 }
 
 void Diagnosis::Interfaces() {
-  std::size_t used = 0;
-  for (const Json& entry : ListOf(report_, "interfaces")) {
-    if (entry.value("used", false)) ++used;
-    Interface(entry);
-  }
-  if (used > 0) return;
+  for (const Json& entry : ListOf(report_, "interfaces")) Interface(entry);
+  // Without a thread or a socket none can be used, whatever is connected.
+  if (IsAnyInterfaceUsed() || Has(findings_, "threads") || Has(findings_, "descriptors")) return;
   const bool isOff = SettingOf(report_, "DynamicDetectionEnabled") == 0;
   Add(Mark::Fault, "no-interface",
       "No network of this host takes part in the search, so no broadcast is sent.",
@@ -257,11 +285,7 @@ void Diagnosis::Receiving() {
         "The last came from " + TextOf(last, "from") + ": " + TextOf(last, "text"),
         "Look for a program that uses these ports for something else.");
   }
-  if (NumberOf(dropped, "tableFull") > 0)
-    Add(Mark::Fault, "table-full", "The list is full, so more controllers are not taken in.",
-        std::to_string(NumberOf(MemberOf(report_, "table"), "dynamic")) + " of " +
-            std::to_string(NumberOf(MemberOf(report_, "table"), "dynamicLimit")) + " are known.",
-        "So many controllers suggest a program that forges them.");
+  FullTable();
   if (const auto late = NumberOf(report_, "longestTickDelayMs"); late > kLateTick)
     Add(Mark::Remark, "late-ticks",
         "This host was too busy, or slept, for " + Seconds(static_cast<double>(late) / 1000) + ".",
@@ -269,19 +293,65 @@ void Diagnosis::Receiving() {
         "Controllers may have been lost for it; they return by themselves.");
 }
 
+/// The host that most of the many controllers' messages came from, if the network was watched.
+std::string Diagnosis::SenderInWords() const {
+  std::map<platform::Ipv4, std::size_t> bySource;
+  for (const Sighting& each : facts_.wire.sightings) ++bySource[each.source];
+  const auto most = std::max_element(bySource.begin(), bySource.end(),
+                                     [](const auto& a, const auto& b) { return a.second < b.second; });
+  if (most == bySource.end() || most->second < kManyFromOne) return {};
+  return " Most of those looked at were sent by " + platform::FormatIpv4(most->first) + ".";
+}
+
+void Diagnosis::FullTable() {
+  constexpr const char* kFindSender =
+      "Look for a program or device that forges controllers, and take it off the network. kelseek doctor, "
+      "run "
+      "as an administrator, names the sender.";
+  const Json& table = MemberOf(report_, "table");
+  const auto limit = NumberOf(table, "dynamicLimit");
+  if (NumberOf(MemberOf(MemberOf(report_, "received"), "dropped"), "tableFull") > 0)
+    return Add(Mark::Fault, "table-full", "The list is full, so more controllers are not taken in.",
+               std::to_string(NumberOf(table, "dynamic")) + " of " + std::to_string(limit) + " are known." +
+                   SenderInWords(),
+               kFindSender);
+  if (facts_.arrivals.seconds <= 0 || facts_.arrivals.count == 0) return;
+  const double rate = static_cast<double>(facts_.arrivals.count) / facts_.arrivals.seconds;
+  // A controller that is never heard again is asked at the next refresh, and again until it is given up.
+  const std::int64_t interval = SettingOf(report_, "RefreshInterval");
+  const std::int64_t retries = std::max<std::int64_t>(SettingOf(report_, "Retries"), 0);
+  const auto kept = static_cast<double>(interval + SettingOf(report_, "RefreshTimeout") * (retries + 1));
+  const bool fills = interval < 0 || rate * kept > static_cast<double>(limit);
+  const std::string speed = std::to_string(std::llround(rate)) + " a second";
+  Add(fills ? Mark::Fault : Mark::Remark, "table-fills",
+      fills ? "Controllers that were never there before appear so fast that a program's list gets full."
+            : "Controllers that were never there before keep appearing.",
+      speed + ", when all had had time to answer. " +
+          (fills ? "A program that runs on has " + std::to_string(limit) + " after " +
+                       Seconds(static_cast<double>(limit) / rate) + " and takes in no more."
+                 : "A list has room for " + std::to_string(limit) + ".") +
+          SenderInWords(),
+      kFindSender);
+}
+
 void Diagnosis::Controllers() {
   Collisions();
   std::size_t listed = 0;
+  std::size_t unanswered = 0;
   for (const Json& each : ListOf(report_, "controllers")) {
     if (!each.value("listed", false)) continue;
     ++listed;
-    if (NumberOf(each, "unanswered") == 0) continue;
+    if (NumberOf(each, "unanswered") == 0 || ++unanswered > kMostUnanswered) continue;
     Add(Mark::Remark, "unanswered",
         DescriptionOf(each) + " left " + std::to_string(NumberOf(each, "unanswered")) +
             " requests unanswered.",
         "They had to be repeated.",
         "Its answers come late or get lost: check the load of the network and of the controller.");
   }
+  if (unanswered > kMostUnanswered)
+    Add(Mark::Remark, "unanswered",
+        std::to_string(unanswered - kMostUnanswered) + " more controllers left requests unanswered.",
+        "They had to be repeated.", "So many suggest a loaded network or host.");
   if (listed > 0) {
     Add(Mark::Fine, "controllers",
         listed == 1 ? "1 controller is known." : std::to_string(listed) + " controllers are known.");
@@ -294,6 +364,11 @@ void Diagnosis::Controllers() {
 }
 
 void Diagnosis::Collisions() {
+  for (const SharedMac& each : facts_.sharedMacs)
+    Add(Mark::Fault, "collision",
+        "Two controllers have the same MAC address, so they displace each other in the list.",
+        each.mac + ": " + each.first + " and " + each.second,
+        "Give one of the two another MAC address; a copied network set-up needs its own.");
   for (const Json& each : ListOf(report_, "collisions")) {
     const std::string kind = TextOf(each, "kind");
     Add(Mark::Fault, "collision",

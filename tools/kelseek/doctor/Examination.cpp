@@ -8,6 +8,8 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <system_error>
+#include <utility>
 
 #include <kellanseek/client.hpp>
 
@@ -19,6 +21,7 @@
 #include "configcheck/ConfigCheck.h"
 #include "doctor/Hello.h"
 #include "doctor/ReportReader.h"
+#include "doctor/SharedMacs.h"
 #include "doctor/Sockets.h"
 #include "doctor/Volley.h"
 #include "doctor/Watch.h"
@@ -44,6 +47,11 @@ constexpr std::size_t kMostSurveyed = 200;
 constexpr milliseconds kSettling{100};
 constexpr milliseconds kEchoTime{400};
 constexpr milliseconds kAnswerTime{1500};
+/// A controller that is too slow for the component must not look like one that is off.
+constexpr milliseconds kPatience{9000};
+/// So many new controllers in the last second of a sweep are no latecomers: it takes a longer look.
+constexpr std::size_t kManyArrivals = 200;
+constexpr milliseconds kLongerLook{2000};
 /// So many silent configured controllers are asked without being named; more would have the same cause.
 constexpr std::size_t kMaxSilentAsked = 8;
 
@@ -80,13 +88,26 @@ Echo TryEcho(platform::Ipv4 address, platform::Ipv4 mask, std::uint16_t port) {
   return echo;
 }
 
+/// Runs a function on a thread of its own; if the system refuses one, where the result is asked for.
+template <typename Function, typename... Arguments>
+auto Aside(Function function, Arguments... arguments) {
+  try {
+    return std::async(std::launch::async, function, arguments...);
+  } catch (const std::system_error&) {
+    return std::async(std::launch::deferred, function, arguments...);
+  }
+}
+
 AddressFacts Question(platform::Ipv4 address, std::uint16_t port) {
   AddressFacts facts;
   facts.address = address;
   facts.route = platform::RouteTo(address);
-  facts.reply = platform::Ask(address, port, protocol::BuildRequest(protocol::MessageType::FullRequestMsg),
-                              kAnswerTime);
+  const std::string question = protocol::BuildRequest(protocol::MessageType::FullRequestMsg);
+  facts.reply = platform::Ask(address, port, question, kAnswerTime);
   facts.neighbour = platform::NeighbourStateOf(address);
+  if (facts.reply.kind == platform::Reply::Kind::Silent &&
+      facts.neighbour != platform::NeighbourState::Silent)
+    facts.reply = platform::Ask(address, port, question, kPatience);
   if (facts.reply.kind != platform::Reply::Kind::Answer) return facts;
   protocol::Message message;
   const std::string& datagram = facts.reply.datagram;
@@ -102,8 +123,7 @@ AddressFacts Question(platform::Ipv4 address, std::uint16_t port) {
 std::vector<AddressFacts> AskAll(const std::vector<platform::Ipv4>& addresses, std::uint16_t port) {
   std::vector<std::future<AddressFacts>> running;
   running.reserve(addresses.size());
-  for (const platform::Ipv4 address : addresses)
-    running.push_back(std::async(std::launch::async, Question, address, port));
+  for (const platform::Ipv4 address : addresses) running.push_back(Aside(Question, address, port));
   std::vector<AddressFacts> answers;
   answers.reserve(addresses.size());
   for (auto& each : running) answers.push_back(each.get());
@@ -117,8 +137,8 @@ class Survey {
   explicit Survey(platform::Event& never) : never_(never) {}
 
   void Start(const Json& report) {
-    running_ = std::async(std::launch::async, AskFiveTimes, Choose(report), PortOf(report, "NonLocalPort"),
-                          Timeout(report), std::ref(never_));
+    running_ = Aside(AskFiveTimes, Choose(report), PortOf(report, "NonLocalPort"), Timeout(report),
+                     std::ref(never_));
   }
   bool IsStarted() const { return running_.valid(); }
 
@@ -168,6 +188,31 @@ std::vector<std::uint16_t> PortsOf(const Json& report) {
   return {PortOf(report, "RequestPort"), PortOf(report, "ResponsePort"), PortOf(report, "NonLocalPort")};
 }
 
+/// Without its threads the component never completes a sweep.
+bool IsThreadRefused(const Json& report) {
+  const Json& all = ListOf(report, "threads");
+  return std::any_of(all.begin(), all.end(), [](const Json& each) { return !each.value("started", true); });
+}
+
+std::size_t ArrivedWithin(milliseconds span, const Json& report) {
+  const auto age = [](const Json& each) { return NumberOf(each, "firstHeardMsAgo"); };
+  const Json& all = ListOf(report, "controllers");
+  return static_cast<std::size_t>(std::count_if(all.begin(), all.end(), [&](const Json& each) {
+    return age(each) > 0 && age(each) < static_cast<std::uint64_t>(span.count());
+  }));
+}
+
+/// The component's last report. When controllers still appear in numbers, looks for some time at those that
+/// cannot be answers to its request.
+void TakeReport(Session& session, const client::Client& client, Facts& facts) {
+  facts.report = Json::parse(client.report());
+  if (client.sweeps() == 0 || ArrivedWithin(std::chrono::seconds(1), facts.report) < kManyArrivals) return;
+  platform::WaitForAny({&session.stop}, kLongerLook);
+  facts.report = Json::parse(client.report());
+  facts.arrivals = {ArrivedWithin(kLongerLook, facts.report),
+                    std::chrono::duration<double>(kLongerLook).count()};
+}
+
 /// Lets a component object listen for one sweep, and as long as the evidence is to be collected, and looks at
 /// the networks and the known controllers meanwhile.
 void Listen(Session& session, const Questions& questions, Facts& facts, Evidence& evidence) {
@@ -180,19 +225,31 @@ void Listen(Session& session, const Questions& questions, Facts& facts, Evidence
   const Json first = Json::parse(client.report());
   watch.Start(PortsOf(first), PortOf(first, "ResponsePort"), keep);
   Survey survey(never);
+  SharedMacs macs(client);
   const double least = questions.evidenceSeconds.value_or(0);
   TimeSpan listening(session, std::max(kLongestSweep, least));
   while (listening.Elapsed() < least || (client.sweeps() == 0 && listening.Elapsed() < kLongestSweep)) {
     constexpr milliseconds kPoll{50};
     if (platform::WaitForAny({&session.stop}, kPoll).Signalled(0)) break;
-    if (!survey.IsStarted() && listening.Elapsed() >= kFirstLook) survey.Start(Json::parse(client.report()));
+    macs.Look();
+    if (survey.IsStarted() || listening.Elapsed() < kFirstLook) continue;
+    const Json look = Json::parse(client.report());
+    if (IsThreadRefused(look)) break;
+    survey.Start(look);
   }
   facts.listened = listening.Elapsed();
   facts.wire = watch.Stop();
   // What was seen last needs a moment to arrive in the list.
   platform::WaitForAny({&never}, kSettling);
   facts.resources = platform::ResourcesOfProcess();
-  facts.report = Json::parse(client.report());
+  macs.Look();
+  facts.sharedMacs = macs.Found();
+  for (const SharedMac& each : facts.wire.sharedMacs) {
+    const auto same = [&](const SharedMac& other) { return other.mac == each.mac; };
+    if (std::none_of(facts.sharedMacs.begin(), facts.sharedMacs.end(), same))
+      facts.sharedMacs.push_back(each);
+  }
+  TakeReport(session, client, facts);
   facts.answers = survey.Finish(facts.report);
   if (!keep) return;
   evidence.capture = watch.TakeCapture();
@@ -233,6 +290,23 @@ void LookAtConfiguration(Facts& facts) {
   }
 }
 
+/// The addresses to ask: those named by the user, and those of controllers that should be known and are not.
+std::vector<platform::Ipv4> Unexplained(const Questions& questions, const Json& report) {
+  std::vector<platform::Ipv4> asked;
+  const auto ask = [&](platform::Ipv4 address) {
+    if (std::find(asked.begin(), asked.end(), address) == asked.end()) asked.push_back(address);
+  };
+  if (!questions.hello) asked = questions.addresses;
+  for (const platform::Ipv4 address : questions.expected) {
+    const bool isKnown = ControllerAt(platform::FormatIpv4(address), report) != nullptr;
+    if (!isKnown && NetworkOf(address, report) != nullptr) ask(address);
+  }
+  const Json& silent = ListOf(MemberOf(report, "table"), "neverHeard");
+  for (std::size_t i = 0; i < std::min(silent.size(), kMaxSilentAsked); ++i)
+    ask(platform::ParseIpv4(silent[i].get<std::string>()));
+  return asked;
+}
+
 }  // namespace
 
 AddressFacts AskAddress(platform::Ipv4 address, const Json& report) {
@@ -244,7 +318,14 @@ Facts Examine(Session& session, const Questions& questions, Evidence& evidence) 
   const SocketLibrary library;
   Facts facts;
   facts.host = platform::KindOfHost();
-  Listen(session, questions, facts, evidence);
+  try {
+    Listen(session, questions, facts, evidence);
+  } catch (const std::exception& error) {
+    facts.resources = platform::ResourcesOfProcess();
+    if (!IsShortOfFiles(facts.resources)) throw;
+    facts.failure = error.what();
+    return facts;
+  }
   facts.firewall = platform::FirewallFor(PortsOf(facts.report));
   facts.registry = platform::RegistryFilesInUse();
   facts.expected = questions.expected;
@@ -252,13 +333,7 @@ Facts Examine(Session& session, const Questions& questions, Evidence& evidence) 
   LookAtConfiguration(facts);
   facts.saidHello = questions.hello;
   if (questions.hello) facts.hello = SayHello(facts.report, questions.addresses);
-  std::vector<platform::Ipv4> asked;
-  if (!questions.hello) asked = questions.addresses;
-  const Json& silent = ListOf(MemberOf(facts.report, "table"), "neverHeard");
-  for (std::size_t i = 0; i < std::min(silent.size(), kMaxSilentAsked); ++i) {
-    const platform::Ipv4 address = platform::ParseIpv4(silent[i].get<std::string>());
-    if (std::find(asked.begin(), asked.end(), address) == asked.end()) asked.push_back(address);
-  }
+  const std::vector<platform::Ipv4> asked = Unexplained(questions, facts.report);
   facts.asked = AskAll(asked, PortOf(facts.report, "NonLocalPort"));
   return facts;
 }

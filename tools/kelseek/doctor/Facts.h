@@ -64,10 +64,18 @@ struct Sighting {
   std::size_t count = 0;
 };
 
+/// Two controllers that report one MAC address: the component takes the second for the first after a move.
+struct SharedMac {
+  std::string mac;
+  std::string first;
+  std::string second;
+};
+
 struct WireFacts {
   bool isWatched = false;
   std::string whyNot;  ///< Unless it was watched: the reason, empty if it was not tried.
   std::vector<Sighting> sightings;
+  std::vector<SharedMac> sharedMacs;
 };
 
 /// The other end of `doctor --hello`.
@@ -86,10 +94,25 @@ struct HelloFacts {
   std::vector<HelloPeer> peers;
 };
 
+/// Controllers that still appeared when all had had time to answer.
+struct Arrivals {
+  std::size_t count = 0;
+  double seconds = 0;
+};
+
+/// A component needs four sockets for each network, and its client some files.
+inline bool IsShortOfFiles(const platform::ResourceUse& use) {
+  constexpr std::uint64_t kSpareFiles = 16;
+  return use.openFilesLimit != 0 && use.openFiles + kSpareFiles > use.openFilesLimit;
+}
+
 /// Everything the doctor looks at.
 struct Facts {
   nlohmann::json report;  ///< Of a component object that has listened for a while; see docs/diagnostics.md.
+  std::string failure;    ///< Why there is no report: the process is short of files and sockets.
   double listened = 0;    ///< Seconds.
+  std::vector<SharedMac> sharedMacs;  ///< Also those of `wire`.
+  Arrivals arrivals;
   platform::HostKind host = platform::HostKind::Ordinary;
   std::vector<Echo> echoes;
   std::vector<PortFacts> ports;

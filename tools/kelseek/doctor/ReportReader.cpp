@@ -47,6 +47,21 @@ std::string DescriptionOf(const Json& controller) {
   return text + " (" + details + ")";
 }
 
+const Json* NetworkOf(platform::Ipv4 address, const Json& report) {
+  for (const Json& entry : ListOf(report, "interfaces")) {
+    if (!entry.value("used", false)) continue;
+    const platform::Ipv4 mask = platform::ParseIpv4(TextOf(entry, "mask"));
+    if ((platform::ParseIpv4(TextOf(entry, "address")) & mask) == (address & mask)) return &entry;
+  }
+  return nullptr;
+}
+
+const Json* ControllerAt(const std::string& address, const Json& report) {
+  for (const Json& each : ListOf(report, "controllers"))
+    if (TextOf(each, "address") == address && each.value("listed", false)) return &each;
+  return nullptr;
+}
+
 std::string InterfacesInWords(const Json& report) {
   std::string text;
   for (const Json& entry : ListOf(report, "interfaces"))

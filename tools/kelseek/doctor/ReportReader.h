@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "client/Report.h"
+#include "platform/Ipv4.h"
 
 namespace kellanseek::kelseek {
 
@@ -18,6 +19,10 @@ std::string NameOf(const nlohmann::json& interfaceEntry);
 std::string DescriptionOf(const nlohmann::json& controller);
 /// Every interface with the reason why it is not used.
 std::string InterfacesInWords(const nlohmann::json& report);
+/// The interface in use whose network contains the address; null if none does.
+const nlohmann::json* NetworkOf(platform::Ipv4 address, const nlohmann::json& report);
+/// The listed controller at the address; null if there is none.
+const nlohmann::json* ControllerAt(const std::string& address, const nlohmann::json& report);
 /// The networks in use: "10.1.0.1 mask 255.255.255.0".
 std::string NetworksInWords(const nlohmann::json& report);
 /// "4.3 s"

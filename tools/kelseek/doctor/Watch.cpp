@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <concepts>
+#include <system_error>
 
 #include "client/Text.h"
 #include "protocol/MessageReader.h"
@@ -42,7 +43,12 @@ void Watch::Start(std::vector<std::uint16_t> ports, std::uint16_t responsePort, 
   responsePort_ = responsePort;
   keep_ = keep;
   if (keep_) capture_ = CaptureHeader();
-  thread_ = std::jthread([this](const std::stop_token& stop) { Run(stop); });
+  try {
+    thread_ = std::jthread([this](const std::stop_token& stop) { Run(stop); });
+  } catch (const std::system_error& error) {
+    facts_.isWatched = false;
+    facts_.whyNot = std::string("The system refused a thread: ") + error.what();
+  }
 }
 
 WireFacts Watch::Stop() {
@@ -88,6 +94,7 @@ void Watch::Note(const platform::WireDatagram& datagram) {
   if (message.type == MessageType::CtrlRestartMsg || message.type == MessageType::CtrlPowerDownMsg)
     std::erase_if(facts_.sightings, [&](const Sighting& each) { return each.source == datagram.source; });
   if (!isFull && message.type != MessageType::CtrlAliveMsg) return;
+  NoteMac(message, datagram.source);
   const std::string systemId = ToUtf8(message.identity.systemID);
   const bool isComplete = isFull && !systemId.empty() && !message.identity.macAddress.empty();
   for (Sighting& each : facts_.sightings) {
@@ -101,6 +108,25 @@ void Watch::Note(const platform::WireDatagram& datagram) {
   if (facts_.sightings.size() < kMostSightings)
     facts_.sightings.push_back(
         {datagram.interfaceIndex, datagram.source, datagram.destination, systemId, isComplete, 1});
+}
+
+void Watch::NoteMac(const protocol::Message& message, platform::Ipv4 source) {
+  const controllers::Identity& identity = message.identity;
+  // The virtual controllers of a host share its MAC address.
+  if (identity.ctrlType != RC || identity.macAddress.empty() || macOwners_.size() >= kMostSightings) return;
+  const std::string mac = ToUtf8(identity.macAddress);
+  const MacOwner owner{
+      ToUtf8(identity.ctrlName),
+      message.ownAddress ? std::string(message.ownAddress->View()) : platform::FormatIpv4(source),
+      ToUtf8(identity.systemID)};
+  MacOwner& first = macOwners_.try_emplace(mac, owner).first->second;
+  if (!first.isAlone || first.address == owner.address || first.systemId == owner.systemId) return;
+  first.isAlone = false;
+  const auto inWords = [](const MacOwner& each) {
+    return (each.name.empty() ? "a controller" : each.name) + " (" + each.address + ", " + each.systemId +
+           ")";
+  };
+  facts_.sharedMacs.push_back({mac, inWords(first), inWords(owner)});
 }
 
 }  // namespace kellanseek::kelseek

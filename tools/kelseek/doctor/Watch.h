@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -9,6 +10,7 @@
 
 #include "doctor/Facts.h"
 #include "platform/WireTap.h"
+#include "protocol/Message.h"
 
 namespace kellanseek::kelseek {
 
@@ -33,8 +35,17 @@ class Watch {
   bool IsWanted(std::uint16_t port) const;
   void Keep(const platform::WireDatagram& datagram);
   void Note(const platform::WireDatagram& datagram);
+  void NoteMac(const protocol::Message& message, platform::Ipv4 source);
+
+  struct MacOwner {
+    std::string name;
+    std::string address;
+    std::string systemId;
+    bool isAlone = true;
+  };
 
   WireFacts facts_;
+  std::map<std::string, MacOwner> macOwners_;
   std::unique_ptr<platform::WireTap> tap_;
   std::vector<std::uint16_t> ports_;
   std::uint16_t responsePort_ = 0;
