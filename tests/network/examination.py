@@ -1,5 +1,6 @@
 """Scenarios with the doctor."""
 
+import contextlib
 import json
 import threading
 import time
@@ -25,8 +26,13 @@ class Poor(wire.Device):
             return
         self.polls += 1
         answer = self.identity if wire.parse(payload)[0] == wire.FULL else self.presence
+
+        def send():
+            with contextlib.suppress(OSError):  # without a way back, or closed meanwhile
+                listener.sendto(answer(), source)
+
         if self.polls % 5 < self.kept:
-            threading.Timer(self.seconds, listener.sendto, [answer(), source]).start()
+            threading.Timer(self.seconds, send).start()
 
 
 def private(script):

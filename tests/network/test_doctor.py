@@ -139,6 +139,23 @@ class Doctor(examination.Examination):
                     (registry.parent / replaced).write_text("<no XML")
                 self.assertLessEqual(codes, set(self.examine(here)))
 
+    @unittest.skipIf(harness.UNDER_WINE, "rules and rights of Linux")
+    def test_what_the_component_counts(self):
+        polled = self.poor("10.1.0.11/24", deaf=True, kept=3)
+        here = self.host("station", {self.net: "10.1.0.1/24", self.network("B"): "10.2.0.1/24"})
+        stray = self.device(self.net, "10.2.0.12/24")
+        self.configure(here, static=[{"ControllerLocAddr": polled.address}])
+        path = os.path.join(self.lab.scratch, "bundle.tar")
+        found = self.examine(here, "--bundle", path, "--bundle-seconds", "7", again=stray.announce)
+        self.assertIn(polled.address, found["unanswered"]["what"])
+        self.assertIn("other-subnet", found)
+        self.forbid(here, "OUTPUT", f"-p udp --dport {wire.NON_LOCAL_PORT}")
+        found = self.examine(here)
+        self.assertIn(polled.address, found["send-errors"]["seen"] + found["firewall-out"]["what"])
+        here.popen(["sysctl", "-qw", "net.ipv4.ip_unprivileged_port_start=6000"]).wait()
+        found = self.examine(here, before=("setpriv", "--bounding-set", "-net_bind_service"))
+        self.assertIn("Permission denied", found["socket-refused"]["seen"])
+
     @unittest.skipIf(harness.UNDER_WINE, "mounts of Linux")
     def test_what_the_surroundings_of_the_program_are(self):
         here = self.station({self.net: "10.1.0.1/24"})
@@ -175,7 +192,7 @@ class Doctor(examination.Examination):
 
     @unittest.skipIf(harness.UNDER_WINE, "Windows counts no lost datagrams, and knows no stop")
     def test_a_host_that_was_too_busy(self):
-        here = self.station({self.net: "10.1.0.1/24"})
+        here = self.station({self.net: "10.1.0.1/24"}, RefreshTimeout=5)
         cell = self.device(self.net, "10.1.0.11/24")
 
         def stop_for_a_while(program):
@@ -187,7 +204,8 @@ class Doctor(examination.Examination):
             self.wait_until(lambda: time.monotonic() > begin + 3, "three seconds")
             program.process.send_signal(signal.SIGCONT)
 
-        found = self.examine(here, meanwhile=stop_for_a_while)
+        # The system tells of lost datagrams with the next one.
+        found = self.examine(here, meanwhile=stop_for_a_while, again=cell.announce)
         self.assertLessEqual({"late-ticks", "receive-buffer", "malformed"}, set(found))
         self.assertIn(cell.address, found["malformed"]["seen"])
 

@@ -213,7 +213,7 @@ void Diagnosis::RefusedInterface(const Json& entry) {
         seen + ". " + OpenFilesInWords(), kRaiseFiles);
   } else if (holders.empty()) {
     Add(Mark::Fault, "socket-refused", "The system refuses a socket for " + NameOf(entry) + ".", seen,
-        "Look for another program that uses this port, or for a limit on open files.");
+        "Look for another program that uses this port, and whether this user may use it.");
   } else {
     Add(Mark::Fault, "port-held", "Another program holds a port of the search: " + holders + ".", seen,
         "End that program, or give one of the two another port.");
