@@ -148,7 +148,7 @@ class Doctor(examination.Examination):
         path = os.path.join(self.lab.scratch, "bundle.tar")
         found = self.examine(here, "--bundle", path, "--bundle-seconds", "7", again=stray.announce)
         self.assertIn(polled.address, found["unanswered"]["what"])
-        self.assertIn("other-subnet", found)
+        self.assertIn(stray.address, found["other-subnet"]["what"])
         self.forbid(here, "OUTPUT", f"-p udp --dport {wire.NON_LOCAL_PORT}")
         found = self.examine(here)
         self.assertIn(polled.address, found["send-errors"]["seen"] + found["firewall-out"]["what"])

@@ -259,8 +259,9 @@ TEST(DiagnosisTest, WhatTheWireShowsIsNamed) {
       {"10.1.7.12", "10.1.7.255", "S2", true, {"wrong-mask"}},  // 255.255.248.0 has both
       {"10.1.8.12", "10.1.8.255", "S2", true, {"foreign-controller"}},
       {"192.168.0.9", "255.255.255.255", "S2", true, {"foreign-controller"}},
-      {"10.9.0.12", "10.1.0.1", "S2", true, {}},    // through a router
-      {"10.2.0.12", "10.2.0.255", "S2", true, {}},  // of another network of this host
+      {"10.9.0.12", "10.1.0.1", "S2", true, {}},                  // through a router
+      {"10.2.0.12", "10.2.0.255", "S2", true, {"other-subnet"}},  // of another network of this host
+      {"10.2.0.12", "10.1.0.1", "S2", true, {}},
   };
   for (const auto& one : cases) {
     Facts facts = Healthy();

@@ -58,7 +58,12 @@ class WireDiagnosis {
         if (same && (here == nullptr || network.Has(each.source))) here = &network;
         isElsewhere |= !same && network.Has(each.source);
       }
-      if (here != nullptr && !isElsewhere && named_.count(each.source) == 0) Judge(each, *here);
+      if (here == nullptr || named_.count(each.source) != 0) continue;
+      if (isElsewhere) {
+        OtherSubnet(each, *here);
+      } else {
+        Judge(each, *here);
+      }
     }
   }
 
@@ -98,6 +103,18 @@ class WireDiagnosis {
         "It sends its broadcasts to " + FormatIpv4(seen.destination) + "; those of " + NameOf(*here.entry) +
             " with the mask " + FormatIpv4(here.mask) + " go to " + FormatIpv4(here.Broadcast()) + ".",
         "Give both the same mask.");
+  }
+
+  /// The component is not told of broadcasts to a network that is not that of the interface.
+  void OtherSubnet(const Sighting& seen, const Network& here) {
+    if (seen.destination == here.address || Has(findings_, "other-subnet")) return;
+    Add(Mark::Remark, "other-subnet", seen.source,
+        FormatIpv4(seen.source) + " is on the cable of " + NameOf(*here.entry) +
+            ", and its address belongs to another network of this host.",
+        "Its broadcasts to " + FormatIpv4(seen.destination) + " arrive there.",
+        "Check whether two networks share a switch, whether a cable is in the wrong socket, and the mask of "
+        "the "
+        "controller.");
   }
 
   void Foreign(const Sighting& seen, const Network& here) {
