@@ -61,7 +61,7 @@ class Examination(harness.Scenario):
                 again()
             return program.ended
 
-        self.wait_until(ended, "the end of the doctor", 30)
+        self.wait_until(ended, "the end of the doctor", 45)
         code, text = program.result()
         self.assertTrue(text, program.errors())
         findings = self.findings = json.loads(text)["findings"]
