@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <vector>
 
 #include "controllers/PollSchedule.h"
 
@@ -48,11 +49,25 @@ TEST(SettingsTest, ReturnsSafeValuesForAnyConfiguration) {
     EXPECT_GE(settings.TickMilliseconds(), 1) << wild;
     EXPECT_GE(settings.TicksPerSecond(), 1) << wild;
   }
-  const CKelLanSeekConfigSettings defaults;
-  EXPECT_EQ(defaults.RefreshIntervalTicks(), 240);
-  EXPECT_EQ(defaults.MaxRequestsPerTick(), 12U);
+  EXPECT_EQ(CKelLanSeekConfigSettings().MaxRequestsPerTick(), 12U);
   EXPECT_EQ(CKelLanSeekConfigSettings::Port(70000), 4464);
   EXPECT_EQ(CKelLanSeekConfigSettings::Port(-1), 65535);
+}
+
+TEST(SettingsTest, WithoutAFileTheDocumentedValuesHold) {
+  const CKelLanSeekConfigSettings s;
+  const std::vector<std::int32_t> flags = {s.DynamicDetectionEnabled, s.NonLocalUpdatesEnabled,
+                                           s.DetectInterfaceChanges};
+  EXPECT_EQ(flags, std::vector<std::int32_t>(3, 1));
+  const std::vector<std::int32_t> ports = {s.RequestPort, s.ResponsePort, s.NonLocalPort};
+  EXPECT_EQ(ports, (std::vector<std::int32_t>{5512, 5513, 5514}));
+  const std::vector<std::int32_t> times = {s.RefreshInterval,        s.RefreshTimeout,
+                                           s.VCRefreshInterval,      s.NonLocalRefreshInterval,
+                                           s.NonLocalRefreshTimeout, s.TickInterval};
+  EXPECT_EQ(times, (std::vector<std::int32_t>{60, 4, 1, 32, 3, 250}));
+  const std::vector<std::int32_t> counts = {s.Retries, s.NonLocalRetries, s.MaxRequestsPerSecond,
+                                            s.FakeRemoteVCAs, s.InterfaceMode};
+  EXPECT_EQ(counts, (std::vector<std::int32_t>{3, 3, 48, VC, config::AllInterfaces}));
 }
 
 }  // namespace
