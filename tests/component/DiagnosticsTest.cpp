@@ -53,7 +53,8 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   const auto object = FakeVC::Make();
   ASSERT_EQ(Register(L"soft", object.Get()), S_OK);
   AddRemote(L"10.9.9.9");
-  network.Inject("no message", "192.168.1.20");
+  // So many that a receiver that paused after each would not come to the last.
+  for (int i = 0; i < 200; ++i) network.Inject("no message", "192.168.1.20");
   network.Inject("Lanseek;ff;1;4:sys;", "192.168.1.20");
   network.Inject(InjectedNetwork::Datagram(5, ""), "192.168.1.5", InjectedNetwork::kRequest);
   network.Inject(InjectedNetwork::Datagram(5, ""), "192.168.1.21", InjectedNetwork::kRequest);
@@ -65,10 +66,10 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   EXPECT_EQ(report["codePage"], platform::CodePageName());
   const Json& received = report["received"];
   EXPECT_EQ(received["onRequestSockets"], 1) << "the host's own request does not count";
-  EXPECT_EQ(received["onResponseSockets"], 5);
+  EXPECT_EQ(received["onResponseSockets"], 204);
   EXPECT_EQ(received["byType"]["5"], 1);
   EXPECT_EQ(received["dropped"]["own"], 1);
-  EXPECT_EQ(received["dropped"]["malformed"], 1);
+  EXPECT_EQ(received["dropped"]["malformed"], 200);
   EXPECT_EQ(received["dropped"]["lengthMismatch"], 1);
   EXPECT_EQ(received["dropped"]["colliding"], 1);
   EXPECT_EQ(received["lastMalformed"], Json({{"from", "192.168.1.20"}, {"text", "no message"}}));
