@@ -65,11 +65,15 @@ class Examination(harness.Scenario):
         code, text = program.result()
         self.assertTrue(text, program.errors())
         findings = self.findings = json.loads(text)["findings"]
+        for each in findings:
+            self.assertTrue(each["mark"] == "fine" or (each["seen"] and each["todo"]), each)
         self.assertEqual(FAULTS if any(each["mark"] == "fault" for each in findings) else FINE, code)
         return {each["code"]: each for each in findings}
 
-    def faults(self, host, *arguments, **options):
-        return {code for code, each in self.examine(host, *arguments, **options).items() if each["mark"] == "fault"}
+    @staticmethod
+    def trouble(found):
+        """The codes of the remarks and faults, without those that this machine may cause itself."""
+        return {code for code, each in found.items() if each["mark"] != "fine"} - {"container", "not-watched"}
 
     def poor(self, address, **fields):
         """A Poor controller at an address of network A; `fields` are its qualities and those of a device."""

@@ -45,8 +45,7 @@ class DoctorsEvidence(examination.Examination):
                 if harness.UNDER_WINE:  # Windows has no tap
                     causes -= {"wrong-mask", "foreign-controller"}
                 found = self.examine(here, "--expect", cell.address, again=cell.announce)
-                self.assertEqual(causes | {"none-found"}, {code for code, each in found.items() if each["mark"] != "fine"}
-                                 - {"container", "not-watched"})
+                self.assertEqual(causes | {"none-found"}, self.trouble(found))
                 for code in causes:
                     self.assertIn(cell.address, found[code]["what"])
 
