@@ -319,6 +319,15 @@ class Scenario(unittest.TestCase):
         return self.reactor.wait_until(predicate, what, seconds)
 
 
+class OneNetwork(Scenario):
+    """A scenario with a network, and a workstation on it."""
+
+    def setUp(self):
+        super().setUp()
+        self.net = self.network("A")
+        self.here = self.station({self.net: "10.1.0.1/24"})
+
+
 def _cases(suite):
     for test in suite:
         if isinstance(test, unittest.TestSuite):

@@ -11,12 +11,7 @@ import wire
 FOUND, NOTHING_FOUND = 0, 1
 
 
-class Commands(harness.Scenario):
-    def setUp(self):
-        super().setUp()
-        self.net = self.network("A")
-        self.here = self.station({self.net: "10.1.0.1/24"})
-
+class Commands(harness.OneNetwork):
     def run_kelseek(self, *arguments):
         return self.kelseek(self.here, *arguments, kind=harness.Said).result()
 

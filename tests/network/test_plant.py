@@ -5,11 +5,9 @@ import pathlib
 import harness
 
 
-class Plant(harness.Scenario):
+class Plant(harness.OneNetwork):
     def setUp(self):
         super().setUp()
-        self.net = self.network("A")
-        self.here = self.station({self.net: "10.1.0.1/24"})
         self.plant_host = self.host("plant", {self.net: "10.1.0.100/24"})
 
     def test_controller_at_its_hosts_address(self):

@@ -48,11 +48,9 @@ class Terminal:
 
 @unittest.skipIf(harness.UNDER_WINE, "the terminals of tmux are no consoles")
 @unittest.skipUnless(shutil.which("tmux"), "the command tmux is missing")
-class FullScreen(harness.Scenario):
+class FullScreen(harness.OneNetwork):
     def setUp(self):
         super().setUp()
-        self.net = self.network("A")
-        self.here = self.station({self.net: "10.1.0.1/24"})
         self.terminal = Terminal(self, self.here, 120, 30)
         self.before = self.terminal.settings()
 

@@ -9,12 +9,7 @@ CONTROLLERS = 10
 NOT_REGISTERED = 1
 
 
-class Sample(harness.Scenario):
-    def setUp(self):
-        super().setUp()
-        self.net = self.network("A")
-        self.here = self.station({self.net: "10.1.0.1/24"})
-
+class Sample(harness.OneNetwork):
     def regsvr32(self, *options):
         (module,) = harness.command("KELLANSEEK_WINDOWS_MODULE")
         self.assertTrue(pathlib.Path(module).is_file(), module)
