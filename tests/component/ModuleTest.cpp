@@ -91,19 +91,6 @@ TEST_F(ModuleTest, CanBeUnloadedOnceTheLastObjectAndListAreReleased) {
   EXPECT_FALSE(Loaded());
 }
 
-TEST_F(ModuleTest, RegistersThePathItWasLoadedFrom) {
-  EXPECT_EQ(Call("DllRegisterServer"), S_OK);
-  EXPECT_NE(directory_.Read("registry").find("@=" + path_ + "\n"), std::string::npos);
-  CLSID clsid = {};
-  EXPECT_EQ(CLSIDFromProgID(L"KelLanSeek.KelLanSeek", &clsid), S_OK);
-  EXPECT_EQ(clsid, CLSID_KelLanSeek);
-  KelComPtr<IKelLanSeek> seek;
-  EXPECT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IKelLanSeek, seek.PutVoid()), S_OK);
-  EXPECT_EQ(Call("DllUnregisterServer"), S_OK);
-  EXPECT_EQ(CLSIDFromProgID(L"KelLanSeek.KelLanSeek", &clsid), CO_E_CLASSSTRING);
-  EXPECT_NE(directory_.Read("registry").find("ConfigDir="), std::string::npos);
-}
-
 /// The event thread that made the last release may still be executing code of the module.
 TEST_F(ModuleTest, CanBeUnloadedAfterASinkMadeTheLastRelease) {
   auto last = Create<IKelVCLanSeek>();

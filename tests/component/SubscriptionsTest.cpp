@@ -113,30 +113,6 @@ TEST_F(SubscriptionsTest, ASinkMayQueryAndUnsubscribeFromNotify) {
   EXPECT_EQ(sink->WaitFor(1).size(), 1U);
 }
 
-TEST_F(SubscriptionsTest, ASinkMayReleaseTheLastReferenceFromItsDestructor) {
-  std::promise<void> destroyed;
-  ULONG cookie = 0;
-  std::promise<void> subscribed;
-  const auto ready = subscribed.get_future().share();
-  {
-    const auto sink = FakeSink::Make([&](const ReceivedEvent&) {
-      ready.wait();
-      EXPECT_EQ(subscriptions->Unsubscribe(cookie), S_OK);
-      return S_OK;
-    });
-    sink->OnDestroyed([&] {
-      ReleaseAll();
-      destroyed.set_value();
-    });
-    cookie = Subscribe(sink.Get());
-  }
-  subscribed.set_value();
-  Appear("a", "192.168.1.20");
-  destroyed.get_future().wait();
-  WaitUntilUnused();
-  EXPECT_FALSE(module.InUse());
-}
-
 TEST_F(SubscriptionsTest, UnpacksEventData) {
   constexpr auto kLeft = static_cast<KelCtrlAvailability>(77);
   constexpr auto kLeftReason = static_cast<LanSeekEventReason>(88);

@@ -15,29 +15,6 @@ class VCEntryPointsTest : public testing::Test, protected ComponentHarness {
   VCEntryPointsTest() { Create(); }
 };
 
-TEST_F(VCEntryPointsTest, AVirtualControllerRegistersAnswersAndLeaves) {
-  const auto sink = FakeSink::Make();
-  Subscribe(sink.Get());
-  const auto object = FakeVC::Make();
-  EXPECT_EQ(Register(L"sys", object.Get()), S_OK);
-  EXPECT_EQ(List(), std::vector<ULONG>());
-  EXPECT_EQ(Forward(1, "1:Name;4:sys;"), S_OK);
-  EXPECT_EQ(List(), std::vector<ULONG>{11});
-  KelBstr text;
-  EXPECT_EQ(identity->GetCtrlName(11, text.Put()), S_OK);
-  EXPECT_EQ(text.Text(), L"Name");
-  EXPECT_EQ(identity->GetCtrlAddress(11, text.Put()), S_OK);
-  EXPECT_EQ(text.Text(), L"path");
-
-  EXPECT_EQ(virtualControllers->PreUnRegister(KelBstr(L"sys").Get()), S_OK);
-  EXPECT_EQ(List(), std::vector<ULONG>());
-  EXPECT_GT(object->References(), 1U);
-  EXPECT_EQ(virtualControllers->UnRegister(KelBstr(L"sys").Get()), S_OK);
-  EXPECT_EQ(object->References(), 1U);
-  EXPECT_EQ(identity->GetCtrlName(11, text.Put()), KEL_E_LANSEEKID_NOT_IN_USE);
-  EXPECT_EQ(sink->WaitForTexts(1).back().substr(0, 3), L"11;");
-}
-
 TEST_F(VCEntryPointsTest, EngineFailuresReportThePlaceWithoutAMessage) {
   const auto object = FakeVC::Make();
   EXPECT_EQ(Register(L"sys", object.Get()), S_OK);
