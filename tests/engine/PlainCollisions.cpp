@@ -111,18 +111,12 @@ PlainEngine::Step PlainEngine::SameSystemID(std::uint32_t type, PlainRecord& pat
     RemoveActive(i, CtrlLostSystemIdCollision);
     return Step::Drop;
   }
-  const int kind = staticMatch ? 1 : source == 2 ? 3 : 2;
-  if (!staticMatch) {
-    if (r.identificationType == StaticCtrlDefinition) return Step::Drop;
-    if (IsFixed(r)) return Step::Drop;
-    if (IsFixed(pattern)) {
-      RemoveActive(i, CtrlUpdated);
-      return Step::SameIndex;
-    }
-  }
   if (r.identificationType == StaticCtrlDefinition) return Step::Drop;
-  if (kind == 2) return Step::Drop;
-  if (r.identificationType == RemoteCtrlDefinition && kind == 3) return Step::Drop;
+  if (!staticMatch) {
+    if (IsFixed(r)) return Step::Drop;
+    const bool mayMove = source == 2 && r.identificationType != RemoteCtrlDefinition;
+    if (!IsFixed(pattern) && !mayMove) return Step::Drop;
+  }
   RemoveActive(i, CtrlUpdated);
   return Step::SameIndex;
 }
