@@ -280,13 +280,12 @@ class Host:
         """Runs iproute2 commands on this host, for example "addr add 10.0.0.2/24 brd + dev eth0"."""
         self.lab.ip(self.namespace, *lines)
 
-    def connect(self, network, *addresses, device="eth0", mac=None):
+    def connect(self, network, *addresses, device="eth0"):
         """Connects a new device with these addresses ("10.0.0.1/24") to a network."""
         port = f"port{self.lab.next_number()}"
         far_end = f"/proc/{os.getpid()}/fd/{self.namespace}"
-        address = f"address {mac} " if mac else ""
         self.lab.ip(self.lab.switch,
-                    f"link add {port} type veth peer name {device} {address}netns {far_end}",
+                    f"link add {port} type veth peer name {device} netns {far_end}",
                     f"link set {port} master {network.bridge} up")
         self.ip(f"link set {device} up", *(f"addr add {a} brd + dev {device}" for a in addresses))
         # The kernel activates a new link with a delay, and loses datagrams sent before.
