@@ -12,10 +12,6 @@ bool IsFixed(const PlainRecord& record) { return record.ctrlAddress == kFixed; }
 bool PlainEngine::Collide(std::uint32_t type, PlainRecord& pattern, int source, int& out) {
   out = kNotRun;
   if (source == 0 || source == 3 || (type != 1 && type != 2)) return true;
-  if (pattern.ctrlAddress.empty()) {
-    Trace(L"LanSeek::HandleCtrlCollisions. No source address in message!");
-    return false;
-  }
   if (pattern.systemID.empty() || pattern.macAddress.empty()) {
     Trace(L"LanSeek::HandleCtrlCollisions. Unsufficent data in message from " + pattern.ctrlAddress + L"!");
     return false;

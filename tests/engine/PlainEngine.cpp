@@ -63,9 +63,6 @@ void PlainEngine::RemoveActive(std::size_t& position, LanSeekEventReason reason,
   std::erase_if(namesWanted_, [&](const auto& wanted) { return wanted.first == r.lanSeekID; });
   const bool dynamic = r.identificationType == DynamicCtrlDefinition;
   if (r.remotePublication != RemoteVCPublication_False && r.published) {
-    if (reason != 2 && reason != 4 && reason != 5)
-      Trace(L"LanSeek RemoveActiveCtrl. Unexpected removal reason " + std::to_wstring(reason) +
-            L" for remote VC " + r.ctrlAddress);
     daemonMessages.push_back({reason == 4 ? 3 : 4, -1, r.lanSeekID});
   }
   if (r.published && r.ctrlStatus == CtrlAvailable) Event(r, dynamic ? CtrlRemoved : CtrlUnavailable, reason);
