@@ -1,9 +1,11 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -86,6 +88,60 @@ TEST(ProcessTest, WorksWithoutRefusedThreadsAndTracesThem) {
     return testing::Test::HasFailure() ? 1 : 0;
   };
   EXPECT_EQ(InChild(body), 0);
+}
+
+/// Limits the process to `more` additional descriptors during its lifetime.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t more) {
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
+    const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(next);
+    rlimit limit = before_;
+    limit.rlim_cur = static_cast<rlim_t>(next) + more;
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  }
+  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+TEST(ProcessTest, CreationWithoutDescriptorsFailsAndTracesTheReason) {
+#if defined(__has_feature)
+#if __has_feature(undefined_behavior_sanitizer)
+  GTEST_SKIP() << "The sanitizer reads the type of an object through a pipe, which needs descriptors, too.";
+#endif
+#endif
+  const std::wstring noObject = L"CKelLanSeek::Create. Failed: eventfd: " + Reason(EMFILE);
+  const std::wstring noWorker =
+      L"LanSeek: Could not make the event that ends the thread KelEvents: eventfd: " + Reason(EMFILE);
+  int failed = 0;
+  int withoutWorker = 0;
+  for (rlim_t descriptors = 0; descriptors < 100; ++descriptors) {
+    SCOPED_TRACE(descriptors);
+    ComponentHarness world;
+    KelComPtr<IUnknown> object;
+    const auto create = [&] {
+      const DescriptorLimit limit(descriptors);
+      return component::CKelLanSeek::Create(nullptr, IID_IUnknown, object.PutVoid(), world.environment,
+                                            world.module);
+    };
+    const HRESULT result = create();
+    const auto traced = [&world](const std::wstring& text) {
+      const Texts messages = world.traces.Messages();
+      return std::find(messages.begin(), messages.end(), text) != messages.end();
+    };
+    if (result == S_OK && !traced(noWorker)) break;
+    ++(result == S_OK ? withoutWorker : failed);
+    EXPECT_EQ(result, object ? S_OK : E_UNEXPECTED);
+    // The engine's threads are already running and may lack descriptors too.
+    EXPECT_TRUE(traced(object ? noWorker : noObject));
+  }
+  EXPECT_GE(failed, 1);
+  EXPECT_EQ(withoutWorker, 1) << "the worker's event is created last";
 }
 
 }  // namespace
