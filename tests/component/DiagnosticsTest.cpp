@@ -90,6 +90,8 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   const Json& collision = report["collisions"][0];
   EXPECT_EQ(collision["kind"], "identity");
   EXPECT_EQ(collision["known"]["name"], "Upper");
+  EXPECT_TRUE(collision["known"]["id"].is_number());
+  EXPECT_EQ(collision["heard"]["id"], nullptr) << "it has no record";
   EXPECT_EQ(collision["heard"]["name"], "Lower");
   EXPECT_EQ(collision["heard"]["address"], "192.168.1.30");
 

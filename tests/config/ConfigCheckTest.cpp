@@ -102,6 +102,8 @@ TEST(ConfigCheckTest, ReportsScanFileElementsWithoutTheIntendedEffect) {
          {"5: \"Colour\" is unknown here and is ignored.", "3: Did you mean \"RequestPort\"?",
           "4: Did you mean \"Retries\"?"});
   expect("at another place", Elements("Retries=1"), {"2: It belongs elsewhere"});
+  expect("misspelt at another place", Elements("Retrys=1"),
+         {"2: Did you mean \"Retries\", which belongs elsewhere"});
   expect("twice", numbers("Retries=1;Retries=2"), {"4: only the first counts"});
   expect("an element in a text", numbers("Retries=1<b>2</b>"), {"3: \"b\", whose text is read as part"});
   expect("the same ports", numbers("RequestPort=5513"), {"2: cannot be told apart"});
