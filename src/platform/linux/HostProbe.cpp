@@ -1,9 +1,7 @@
 #include "platform/HostProbe.h"
 
-#include <dirent.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
-#include <net/route.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/resource.h>
@@ -19,13 +17,13 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <sstream>
 #include <system_error>
 
-#include <kellanseek/KelLanSeek.h>
+#include <kellanseek/com.h>
 
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/FileText.h"
+#include "platform/linux/HostProbeParts.h"
 
 namespace kellanseek::platform {
 namespace {
@@ -38,15 +36,15 @@ std::string ContentOf(const std::string& path) {
 /// The owner of each socket, by inode, as far as this user may see the descriptors of processes.
 class SocketOwners {
  public:
-  explicit SocketOwners(const std::vector<std::string>& inodes) {
+  explicit SocketOwners(const std::vector<UdpRow>& rows) {
     std::error_code ignored;
     for (const auto& entry : std::filesystem::directory_iterator("/proc", ignored)) {
       const std::string id = entry.path().filename().string();
       if (id.find_first_not_of("0123456789") != std::string::npos) continue;
       for (const auto& link : std::filesystem::directory_iterator(entry.path() / "fd", ignored)) {
         const std::string target = std::filesystem::read_symlink(link.path(), ignored).string();
-        for (const std::string& inode : inodes)
-          if (target == "socket:[" + inode + "]") byInode_[inode] = id;
+        for (const UdpRow& row : rows)
+          if (target == "socket:[" + row.inode + "]") byInode_[row.inode] = id;
       }
     }
   }
@@ -80,25 +78,6 @@ Route::Kind KindOfRefusal(int error) {
   }
 }
 
-Route RouteIn(const nlmsghdr* header) {
-  Route route;
-  const auto* const message = static_cast<const rtmsg*>(NLMSG_DATA(header));
-  route.kind = message->rtm_type == RTN_LOCAL ? Route::Kind::Local : Route::Kind::OnLink;
-  auto left = static_cast<int>(RTM_PAYLOAD(header));
-  for (const rtattr* each = RTM_RTA(message); RTA_OK(each, left); each = RTA_NEXT(each, left)) {
-    if (RTA_PAYLOAD(each) < sizeof(Ipv4)) continue;
-    Ipv4 address = 0;
-    std::memcpy(&address, RTA_DATA(each), sizeof address);
-    if (each->rta_type == RTA_GATEWAY) {
-      route.kind = Route::Kind::Gateway;
-      route.gateway = address;
-    } else if (each->rta_type == RTA_PREFSRC) {
-      route.source = address;
-    }
-  }
-  return route;
-}
-
 Reply::Kind KindOfFailure(int error) {
   switch (error) {
     case ECONNREFUSED: return Reply::Kind::PortClosed;
@@ -109,33 +88,14 @@ Reply::Kind KindOfFailure(int error) {
   }
 }
 
-/// The module of the component that a registry file names; empty if it names none.
-std::string ModuleIn(const std::string& registry) {
-  const auto store = com::ReadRegistryStore(registry);
-  if (!store) return {};
-  const std::string key = "HKEY_CLASSES_ROOT\\CLSID\\" + com::GuidText(CLSID_KelLanSeek) + "\\InprocServer32";
-  return std::string(com::FindRegistryValue(*store, key, {}).value_or(""));
-}
-
 }  // namespace
 
 std::vector<PortHolder> HoldersOfUdpPort(std::uint16_t port) {
   std::vector<PortHolder> holders;
-  std::vector<std::string> inodes;
-  std::ifstream table("/proc/net/udp");
-  std::string line;
-  while (std::getline(table, line)) {
-    unsigned address{};
-    unsigned local{};
-    unsigned long inode = 0;
-    const int found =
-        std::sscanf(line.c_str(), " %*d: %8X:%4X %*s %*s %*s %*s %*s %*s %*s %lu", &address, &local, &inode);
-    if (found != 3 || local != port) continue;
-    holders.push_back({address, 0, {}});
-    inodes.push_back(std::to_string(inode));
-  }
-  const SocketOwners owners(inodes);
-  for (std::size_t i = 0; i < holders.size(); ++i) owners.Describe(inodes[i], holders[i]);
+  const std::vector<UdpRow> rows = UdpRowsOf(port, ContentOf("/proc/net/udp"));
+  const SocketOwners owners(rows);
+  for (const UdpRow& row : rows)
+    owners.Describe(row.inode, holders.emplace_back(PortHolder{row.address, 0, {}}));
   return holders;
 }
 
@@ -160,19 +120,7 @@ Route RouteTo(Ipv4 destination) {
 }
 
 NeighbourState NeighbourStateOf(Ipv4 address) {
-  std::ifstream table("/proc/net/arp");
-  std::string line;
-  std::getline(table, line);
-  while (std::getline(table, line)) {
-    std::istringstream fields(line);
-    std::string text;
-    std::string type;
-    std::string flags;
-    fields >> text >> type >> flags;
-    if (ParseIpv4(text) != address) continue;
-    return flags == "0x0" ? NeighbourState::Silent : NeighbourState::Answered;
-  }
-  return NeighbourState::Unknown;
+  return NeighbourStateIn(ContentOf("/proc/net/arp"), address);
 }
 
 Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chrono::milliseconds timeout) {
@@ -216,49 +164,9 @@ std::string HostName() {
   return name.data();
 }
 
-std::string RouteLines() {
-  std::ifstream table("/proc/net/route");
-  std::string line;
-  std::getline(table, line);
-  std::string text;
-  while (std::getline(table, line)) {
-    char device[32] = {};
-    unsigned destination{};
-    unsigned gateway{};
-    unsigned flags{};
-    unsigned metric{};
-    unsigned mask{};
-    constexpr int kFields = 6;
-    if (std::sscanf(line.c_str(), "%31s %8X %8X %4X %*s %*s %u %8X", device, &destination, &gateway, &flags,
-                    &metric, &mask) != kFields)
-      continue;
-    text += FormatIpv4(destination) + " mask " + FormatIpv4(mask);
-    if ((flags & RTF_REJECT) != 0) text += " refused";
-    if ((flags & RTF_GATEWAY) != 0) text += " by way of " + FormatIpv4(gateway);
-    text += std::string(" on ") + device + " metric " + std::to_string(metric) + "\n";
-  }
-  return text;
-}
+std::string RouteLines() { return RouteLinesIn(ContentOf("/proc/net/route")); }
 
-std::string NeighbourLines() {
-  std::ifstream table("/proc/net/arp");
-  std::string line;
-  std::getline(table, line);
-  std::string text;
-  while (std::getline(table, line)) {
-    std::istringstream fields(line);
-    std::string address;
-    std::string type;
-    std::string flags;
-    std::string mac;
-    std::string mask;
-    std::string device;
-    fields >> address >> type >> flags >> mac >> mask >> device;
-    text.append(address).append(" ").append(flags == "0x0" ? "does not answer" : mac);
-    text.append(" on ").append(device).append("\n");
-  }
-  return text;
-}
+std::string NeighbourLines() { return NeighbourLinesIn(ContentOf("/proc/net/arp")); }
 
 ResourceUse ResourcesOfProcess() {
   ResourceUse use;
@@ -281,12 +189,7 @@ ResourceUse ResourcesOfProcess() {
 }
 
 RegistryFiles RegistryFilesInUse() {
-  RegistryFiles files{com::RegistryStorePath(), {}, {}, {}};
-  const bool others = files.read != com::kMachineRegistryPath;
-  if (others && ::access(com::kMachineRegistryPath, F_OK) == 0) files.passedOver = com::kMachineRegistryPath;
-  files.module = ModuleIn(files.read);
-  if (!files.passedOver.empty()) files.passedOverModule = ModuleIn(files.passedOver);
-  return files;
+  return RegistryFilesAmong(com::RegistryStorePath(), com::kMachineRegistryPath);
 }
 
 // There is no firewall that belongs to every system; the doctor finds by trying what a firewall does.

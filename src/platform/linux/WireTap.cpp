@@ -4,28 +4,22 @@
 #include <linux/if_ether.h>
 #include <linux/if_packet.h>
 #include <netinet/in.h>
-#include <netinet/ip.h>
-#include <netinet/udp.h>
 #include <poll.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
-#include <cstring>
+#include <span>
 #include <utility>
 
 #include "platform/HostProbe.h"
 #include "platform/linux/Descriptor.h"
+#include "platform/linux/WirePacket.h"
 
 namespace kellanseek::platform {
 namespace {
 
-/// The header of a record of kCaptureLinkType: kind of datagram, kind of hardware, the sender's hardware
-/// address with its length, and the protocol, all in network byte order.
-constexpr std::size_t kHeaderBytes = 16;
-constexpr std::size_t kAddressBytes = 8;
 /// Longer than any discovery message.
 constexpr std::size_t kMostBytes = 2048;
 
@@ -48,60 +42,19 @@ class PacketSocket final : public WireTap {
   bool Receive(WireDatagram& datagram) {
     sockaddr_ll from{};
     socklen_t fromSize = sizeof from;
-    const ssize_t size = ::recvfrom(socket_.get(), buffer_.data() + kHeaderBytes, kMostBytes, MSG_DONTWAIT,
-                                    reinterpret_cast<sockaddr*>(&from), &fromSize);
-    // The loopback shows every datagram of this host to itself once more.
-    if (size <= 0 || from.sll_pkttype == PACKET_LOOPBACK || from.sll_hatype == kLoopbackHardware)
-      return false;
-    if (!ReadHeaders(static_cast<std::size_t>(size), datagram)) return false;
+    const ssize_t size = ::recvfrom(socket_.get(), buffer_.data() + kLinkHeaderBytes, kMostBytes,
+                                    MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), &fromSize);
+    if (size <= 0) return false;
+    const auto read =
+        ReadPacket(from, std::span(buffer_).first(kLinkHeaderBytes + static_cast<std::size_t>(size)));
+    if (!read) return false;
+    datagram = *read;
     datagram.time = std::chrono::system_clock::now();
-    datagram.interfaceIndex = static_cast<std::uint32_t>(from.sll_ifindex);
-    datagram.isOutgoing = from.sll_pkttype == PACKET_OUTGOING;
-    WriteLinkHeader(from);
-    datagram.captured = {buffer_.data(), kHeaderBytes + static_cast<std::size_t>(size)};
     return true;
   }
-
-  bool ReadHeaders(std::size_t size, WireDatagram& datagram) const {
-    const char* const packet = buffer_.data() + kHeaderBytes;
-    iphdr ip{};
-    udphdr udp{};
-    if (size < sizeof ip) return false;
-    std::memcpy(&ip, packet, sizeof ip);
-    const std::size_t ipBytes = std::size_t{ip.ihl} * 4;
-    constexpr std::uint16_t kFragmentOffset = 0x1FFF;
-    if (ip.version != 4 || ip.protocol != IPPROTO_UDP || ipBytes < sizeof ip || size < ipBytes + sizeof udp ||
-        (ntohs(ip.frag_off) & kFragmentOffset) != 0)
-      return false;
-    std::memcpy(&udp, packet + ipBytes, sizeof udp);
-    datagram.source = ip.saddr;
-    datagram.destination = ip.daddr;
-    datagram.sourcePort = ntohs(udp.source);
-    datagram.destinationPort = ntohs(udp.dest);
-    const std::size_t stated = std::max<std::size_t>(ntohs(udp.len), sizeof udp) - sizeof udp;
-    const std::size_t begin = ipBytes + sizeof udp;
-    datagram.payload = {packet + begin, std::min(stated, size - begin)};
-    return true;
-  }
-
-  void WriteLinkHeader(const sockaddr_ll& from) {
-    std::fill_n(buffer_.begin(), kHeaderBytes, '\0');
-    const auto put = [&](std::size_t at, std::uint16_t value) {
-      const std::uint16_t ordered = htons(value);
-      std::memcpy(buffer_.data() + at, &ordered, sizeof ordered);
-    };
-    const std::size_t length = std::min<std::size_t>(from.sll_halen, kAddressBytes);
-    put(0, from.sll_pkttype);
-    put(2, from.sll_hatype);
-    put(4, static_cast<std::uint16_t>(length));
-    std::memcpy(buffer_.data() + 6, from.sll_addr, length);
-    put(14, ETH_P_IP);
-  }
-
-  static constexpr std::uint16_t kLoopbackHardware = 772;
 
   Descriptor socket_;
-  std::array<char, kHeaderBytes + kMostBytes> buffer_{};
+  std::array<char, kLinkHeaderBytes + kMostBytes> buffer_{};
 };
 
 /// Lets only UDP over IPv4 through to this program; a busy host has much else on its networks.
