@@ -111,8 +111,10 @@ TEST(HostProbePartsTest, TheMachinesRegistryFileIsPassedOverForAnother) {
     check("restoring", terminal.Restore() && mode() && terminal.Restore());
   }
   const InteractiveTerminal terminal("", "gone");
-  for (int turn = 0; turn < 2; ++turn) RestoreTerminalAtOnce();
-  check("restoring at once", mode() && write(1, ".", 1) == 1);
+  RestoreTerminalAtOnce();
+  check("restoring at once", mode());
+  RestoreTerminalAtOnce();
+  check("output", write(1, ".", 1) == 1);
   std::string shown;
   for (char byte = 0; byte != '.' && read(master, &byte, 1) == 1;) shown += byte;
   check(shown.c_str(), shown == "enterleavegone.");
