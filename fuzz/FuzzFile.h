@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "diagnostics/NoDebugOutput.h"
+
 namespace kellanseek::fuzz {
 
 /// Ends the program, and with it the run, where something does not hold.
@@ -34,5 +36,17 @@ class FuzzFile {
   int descriptor_;
   bool valid_ = false;
 };
+
+/// Reads a file with a parser of the component. Returns whether the file was accepted, which depends on its
+/// beginning alone unless memory runs out.
+template <typename Parser, typename Into>
+bool ReadWith(const FuzzFile& file, Into& into, bool enoughMemory = true) {
+  diagnostics::NoDebugOutput output;
+  Parser parser(output);
+  const bool opened = SUCCEEDED(parser.Init(file.Path()));
+  const bool read = SUCCEEDED(parser.GetInformation(into));
+  Require(opened == read || (opened && !enoughMemory));
+  return read;
+}
 
 }  // namespace kellanseek::fuzz

@@ -4,7 +4,6 @@
 #include "configcheck/ConfigCheck.h"
 #include "controllers/CtrlInfo.h"
 #include "controllers/PollSchedule.h"
-#include "diagnostics/NoDebugOutput.h"
 #include "fuzz/FuzzFile.h"
 #include "fuzz/Shortage.h"
 
@@ -22,14 +21,8 @@ void CheckSafe(const config::CKelLanSeekConfigSettings& settings) {
   for (const config::SubNetEntry& each : settings.SubNets) Require(each.Valid());
 }
 
-/// Returns whether the file was accepted, which depends on its beginning alone unless memory runs out.
 bool Read(const fuzz::FuzzFile& file, config::CKelLanSeekConfigSettings& settings, bool enoughMemory = true) {
-  diagnostics::NoDebugOutput output;
-  config::CLanSeekConfigParser parser(output);
-  const bool opened = SUCCEEDED(parser.Init(file.Path()));
-  const bool read = SUCCEEDED(parser.GetInformation(settings));
-  Require(opened == read || (opened && !enoughMemory));
-  return read;
+  return fuzz::ReadWith<config::CLanSeekConfigParser>(file, settings, enoughMemory);
 }
 
 }  // namespace

@@ -12,20 +12,6 @@
 using namespace kellanseek;
 using fuzz::Require;
 
-namespace {
-
-/// Returns whether the file was accepted, which depends on its beginning alone unless memory runs out.
-bool Read(const fuzz::FuzzFile& file, std::vector<controllers::CtrlInfo>& listed, bool enoughMemory = true) {
-  diagnostics::NoDebugOutput output;
-  config::CControllerIdParser parser(output);
-  const bool opened = SUCCEEDED(parser.Init(file.Path()));
-  const bool read = SUCCEEDED(parser.GetInformation(listed));
-  Require(opened == read || (opened && !enoughMemory));
-  return read;
-}
-
-}  // namespace
-
 /// For any file, the accepted controllers have distinct addresses, and the check reports the others.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   std::string_view input(reinterpret_cast<const char*>(bytes), size);
@@ -35,11 +21,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   diagnostics::NoDebugOutput output;
   shortage.Run([&] {
     std::vector<controllers::CtrlInfo> some;
-    Read(file, some, !shortage.Chosen());
+    fuzz::ReadWith<config::CControllerIdParser>(file, some, !shortage.Chosen());
     config::AcceptStaticControllers(some, {}, diagnostics::Tracer(output, L"KelLanSeekImpl"));
   });
   std::vector<controllers::CtrlInfo> listed;
-  const bool opened = Read(file, listed);
+  const bool opened = fuzz::ReadWith<config::CControllerIdParser>(file, listed);
   for (const bool complete : {false, true}) {
     config::CKelLanSeekConfigSettings settings;
     if (complete) settings.DynamicDetectionEnabled = settings.NonLocalUpdatesEnabled = 0;
