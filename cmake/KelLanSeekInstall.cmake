@@ -19,6 +19,9 @@ if(TARGET manual)
   endforeach()
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(NOT WIN32)  # The package for Windows has a README of its own.
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endif()
 
 # The module's path and a client's link libraries: on Windows the system's COM libraries.
 if(WIN32)

@@ -66,11 +66,11 @@ std::vector<std::string> Drain(ChangeStream& changes, milliseconds timeout = kNo
         controller.availability == Availability::Available ? "" : " " + to_string(controller.availability);
     switch (type) {
       case ChangeType::Listed: texts.push_back("+" + what); break;
-      case ChangeType::Synced: texts.push_back("synced"); break;
       case ChangeType::Added: texts.push_back("!" + what); break;
       case ChangeType::Changed: texts.push_back("~" + what + state); break;
       case ChangeType::Removed: texts.push_back("-" + what + state); break;
-      case ChangeType::Resync: texts.push_back("resync"); break;
+      case ChangeType::Synced:
+      case ChangeType::Resync: texts.push_back(to_string(type)); break;
     }
   }
   return texts;

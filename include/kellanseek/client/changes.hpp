@@ -11,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -27,6 +28,18 @@ enum class ChangeType {
   Removed,  ///< The controller is gone for good.
   Resync,   ///< A mark: changes were lost. Forget all controllers; the list follows anew.
 };
+
+inline std::string to_string(ChangeType type) {
+  switch (type) {
+    case ChangeType::Listed: return "listed";
+    case ChangeType::Synced: return "synced";
+    case ChangeType::Added: return "added";
+    case ChangeType::Changed: return "changed";
+    case ChangeType::Removed: return "removed";
+    case ChangeType::Resync: return "resync";
+  }
+  return "?";
+}
 
 /// An element of a ChangeStream.
 struct Change {
