@@ -105,7 +105,10 @@ class Doctor(examination.Examination):
                                      (13, "third", {"mac": "02-TWIN"}), (14, "fourth", {"mac": "02-TWIN"})):
             self.device(self.net, f"10.1.0.{number}/24", name=name, **fields)
         self.kelsim(self.host("plant", {self.net: "10.1.0.50/24"}), "--count", 2, "--event", "0 same-address 2 1")
-        self.assertIn("host-down", self.examine(here))
+        found = self.examine(here, "10.1.0.12", "--expect", "10.1.0.12")
+        self.assertIn("host-down", found)
+        self.assertNotIn("broadcast-lost", found)
+        self.assertIn("as the faults above explain", found["expected-missing"]["what"])
         collisions = [each for each in self.findings if each["code"] == "collision"]
         for names, words in ((("first", "second"), "system identity"), (("third", "fourth"), "MAC address"),
                              (("Cell1", "Cell2"), "same address")):

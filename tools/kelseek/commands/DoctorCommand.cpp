@@ -65,7 +65,10 @@ std::string Summary(const Findings& findings) {
   const std::size_t faults = CountOf(findings, Mark::Fault);
   const std::size_t remarks = CountOf(findings, Mark::Remark);
   const std::string text = faults == 0 ? "No faults" : Count(faults, "fault");
-  return text + (remarks == 0 ? "" : ", " + Count(remarks, "remark")) + ".\n";
+  return text + (remarks == 0 ? "" : ", " + Count(remarks, "remark")) + ".\n" +
+         (faults == 0 ? "If a controller is missing, name its address: kelseek doctor ADDRESS, and --expect "
+                        "ADDRESS if it is on a network of this host.\n"
+                      : "");
 }
 
 using OrderedJson = nlohmann::ordered_json;
@@ -116,7 +119,7 @@ OrderedJson JsonOf(const Bundle& bundle, const std::string& file) {
 
 void Announce(const DoctorOptions& options) {
   if (options.bundle.empty()) {
-    Write("Looking at this host and listening for one sweep, a few seconds.\n\n");
+    Write("Looking at this host and asking everybody once, which takes a few seconds.\n\n");
   } else {
     Write("Looking at this host and listening for " + SecondsText(options.bundleSeconds) +
           "; Ctrl-C ends that earlier.\n\n");
@@ -157,6 +160,7 @@ void AddDoctorCommand(CLI::App& app, Session& session) {
         command
             .add_option("--expect", options.expected, "Address of a controller that broadcasts should find")
             ->type_name("ADDRESS")
+            ->allow_extra_args(false)
             ->check(Address());
         command.add_flag("--hello", options.hello,
                          "Prove the way to kelsim --hello on another host, and back; ADDRESS: of that host");

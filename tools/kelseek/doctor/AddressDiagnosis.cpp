@@ -1,6 +1,7 @@
 #include "doctor/AddressDiagnosis.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -16,6 +17,21 @@ using Json = nlohmann::json;
 using platform::NeighbourState;
 using platform::Reply;
 using platform::Route;
+
+/// Whether what was found before explains that an address is not in the list. To suspect masks and switches
+/// as well would send people the wrong way.
+bool IsExplained(const std::string& address, const Json& report, const Findings& findings) {
+  constexpr std::array kOfThisHost = {"threads",        "descriptors",   "port-held",
+                                      "socket-refused", "no-interface",  "firewall-in",
+                                      "firewall-out",   "ports-swapped", "ports-same"};
+  const Json& collisions = ListOf(report, "collisions");
+  return std::any_of(kOfThisHost.begin(), kOfThisHost.end(),
+                     [&](const char* code) { return Has(findings, code); }) ||
+         std::any_of(collisions.begin(), collisions.end(), [&](const Json& each) {
+           return TextOf(MemberOf(each, "known"), "address") == address ||
+                  TextOf(MemberOf(each, "heard"), "address") == address;
+         });
+}
 
 class AddressDiagnosis {
  public:
@@ -103,6 +119,7 @@ class AddressDiagnosis {
     const Json* const network = NetworkOf(facts_.address, report_);
     const Json* const known = ControllerAt(text_, report_);
     if (network == nullptr || (known != nullptr && TextOf(*known, "way") == "broadcast")) return;
+    if (IsExplained(text_, report_, findings_)) return;
     Fault(
         "broadcast-lost",
         "Broadcasts between this host and " + text_ +
@@ -157,6 +174,10 @@ void Expect(platform::Ipv4 address, const Json& report, Findings& findings) {
   const std::string text = platform::FormatIpv4(address);
   if (const Json* known = ControllerAt(text, report)) {
     findings.push_back({Mark::Fine, "expected", DescriptionOf(*known) + " is known, as expected.", {}, {}});
+  } else if (IsExplained(text, report, findings)) {
+    findings.push_back({Mark::Fault, "expected-missing",
+                        text + " is not in the list, as the faults above explain.",
+                        "No listed controller has this address.", "Mend them first, then look again."});
   } else if (const Json* network = NetworkOf(address, report)) {
     findings.push_back({Mark::Fault, "expected-missing", text + " was not found on its network.",
                         "It belongs to the network of " + NameOf(*network) + " with the mask " +
@@ -168,8 +189,8 @@ void Expect(platform::Ipv4 address, const Json& report, Findings& findings) {
          text + " is on no network of this host, so broadcasts do not reach it.",
          "The networks searched: " + NetworksInWords(report) + ".",
          "Correct the address or the mask of this host or of the controller. If the controller is on another "
-         "network on purpose, add it by its address: kelseek add " +
-             text + "."});
+         "network on purpose, add it by its address: kelseek add --save " +
+             text + ". kelseek doctor " + text + " tells whether there is a way to it."});
   }
 }
 

@@ -49,6 +49,7 @@ class Diagnosis {
     AppendConfigurationFindings(facts_, findings_);
     Receiving();
     Controllers();
+    Surroundings();
     AppendAnswerFindings(facts_, findings_);
     AppendAddressFindings(facts_, findings_);
     AppendHelloFindings(facts_, findings_);
@@ -62,6 +63,7 @@ class Diagnosis {
   }
 
   void Component();
+  void Surroundings();
   void Threads();
   bool IsAnyInterfaceUsed() const;
   void Interfaces();
@@ -89,12 +91,16 @@ void Diagnosis::Component() {
       "The component " + TextOf(report_, "version") + " works and has listened for " +
           Seconds(facts_.listened) + ".");
   Threads();
+}
+
+/// Where the program runs may be why nobody was found; a program that finds controllers need not hear of it.
+void Diagnosis::Surroundings() {
+  if (!Has(findings_, "none-found")) return;
   if (facts_.host == platform::HostKind::Container)
     Add(Mark::Remark, "container", "This program runs in a container.",
         "The system has the marks of a container.",
         "A container usually has a network of its own, which broadcasts of the plant do not enter. Run it "
-        "with the "
-        "network of the host.");
+        "with the network of the host.");
   if (facts_.host == platform::HostKind::WindowsSubsystem)
     Add(Mark::Remark, "wsl", "This program runs in the Linux subsystem of Windows.", "The kernel says so.",
         "Broadcasts of the plant do not reach it unless its network is mirrored. Run kelseek on Windows "
@@ -148,11 +154,15 @@ void Diagnosis::Interfaces() {
   // Without a thread or a socket none can be used, whatever is connected.
   if (IsAnyInterfaceUsed() || Has(findings_, "threads") || Has(findings_, "descriptors")) return;
   const bool isOff = SettingOf(report_, "DynamicDetectionEnabled") == 0;
+  const bool isRefused = Has(findings_, "port-held") || Has(findings_, "socket-refused");
   Add(Mark::Fault, "no-interface",
       "No network of this host takes part in the search, so no broadcast is sent.",
       isOff ? "Broadcast discovery is switched off in the settings." : InterfacesInWords(report_),
-      isOff ? "Set DynamicDetectionEnabled to 1, unless that is intended."
-            : "Connect the network of the controllers, and give its interface an IPv4 address.");
+      isOff       ? "Set DynamicDetectionEnabled to 1, unless that is intended."
+      : isRefused ? "Mend the fault above."
+      : Has(findings_, "interface-excluded")
+          ? "Add the network of the controllers to UseInterfaces in the settings, or remove UseInterfaces."
+          : "Connect the network of the controllers, and give its interface an IPv4 address.");
 }
 
 void Diagnosis::Interface(const Json& entry) {
