@@ -115,6 +115,12 @@ struct CtrlTable::Contents {
     return found;
   }
 
+  /// Hashing these texts again allocates no memory.
+  void MakeRoomToHash(const std::wstring& systemID, const std::wstring& macAddress) const {
+    records.get<BySystemID>().hash_function()(systemID);
+    records.get<ByMac>().hash_function()(macAddress);
+  }
+
   template <typename Tag>
   std::size_t IsHeld(const std::wstring& key, std::size_t byMoreThan) const {
     if (key.empty()) return 0;
@@ -221,12 +227,15 @@ bool CtrlTable::Access::HasRoomForDynamic() const {
 }
 
 void CtrlTable::Access::SetIdentity(Record record, std::wstring systemID, std::wstring macAddress) {
-  contents_.sharedKeys -= contents_.KeysHeld(*record, 1);
+  const std::size_t sharedBefore = contents_.KeysHeld(*record, 1);
+  contents_.MakeRoomToHash(systemID, macAddress);
+  contents_.MakeRoomToHash(record->systemID, record->macAddress);
+  // From here on nothing can fail: the container would erase the record.
   contents_.records.get<InOrder>().modify(contents_.At(record), [&](Node& node) {
     node.info.systemID.swap(systemID);
     node.info.macAddress.swap(macAddress);
   });
-  contents_.sharedKeys += contents_.KeysHeld(*record, 1);
+  contents_.sharedKeys = contents_.sharedKeys - sharedBefore + contents_.KeysHeld(*record, 1);
 }
 
 void CtrlTable::Access::MakeDynamic(Record record) {

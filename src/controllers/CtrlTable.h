@@ -128,7 +128,8 @@ class CtrlTable::Access {
   /// A record's state, for changing it. The keys are not part of it, because the container could not follow.
   CtrlState& Change(Record record) { return *record.info_; }
   ScheduleChange ChangeSchedule(Record record);
-  /// Changes the two keys that may change during the life of a record.
+  /// Changes the two keys that may change during the life of a record. Throws std::bad_alloc, with the table
+  /// unchanged.
   void SetIdentity(Record record, std::wstring systemID, std::wstring macAddress);
   /// Makes a configured or added controller dynamic.
   void MakeDynamic(Record record);

@@ -10,8 +10,7 @@
 namespace kellanseek::controllers {
 
 std::size_t LocaleHash::operator()(const std::wstring& text) const {
-  std::wstring storage;
-  return static_cast<std::size_t>(text::SipHash(key, platform::LocaleKey(text, storage)));
+  return static_cast<std::size_t>(text::SipHash(key, platform::LocaleKey(text, *buffer)));
 }
 
 bool LocaleEquals::operator()(const std::wstring& left, const std::wstring& right) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -9,9 +10,11 @@
 namespace kellanseek::controllers {
 
 /// Hash and equality of record texts under the user's default locale. The hash has a random key, so that
-/// nobody on the network can choose texts that share one bucket.
+/// nobody on the network can choose texts that share one bucket. Copies share a buffer, so one thread at a
+/// time may use them; once it has hashed a text, hashing it again allocates no memory.
 struct LocaleHash {
   text::SipKey key;
+  std::shared_ptr<std::wstring> buffer = std::make_shared<std::wstring>();
   std::size_t operator()(const std::wstring& text) const;
 };
 struct LocaleEquals {
