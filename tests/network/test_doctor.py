@@ -226,7 +226,7 @@ class Doctor(examination.Examination):
         numbers = itertools.count()
 
         def forge():
-            for number in itertools.islice(numbers, 250):
+            for number in itertools.islice(numbers, 1000):
                 sender.sendto(wire.datagram(wire.INFO, (1, "forged"), (4, f"{{F-{number}}}"), (9, f"f-{number}"), (
                     0xE, f"10.9.{number // 250}.{1 + number % 250}"), (0x11, 1)), ("10.255.255.255", wire.RESPONSE_PORT))
 
