@@ -115,6 +115,8 @@ class Doctor(examination.Examination):
         collisions = [each for each in self.findings if each["code"] == "collision"]
         for names, words in ((("first", "second"), "system identity"), (("third", "fourth"), "MAC address"),
                              (("Cell1", "Cell2"), "same address")):
+            if harness.UNDER_WINE and words == "MAC address":
+                continue  # One of them has gone before its properties are read there.
             with self.subTest(words):
                 self.assertTrue(any(words in each["what"] and all(name in each["seen"] for name in names)
                                     for each in collisions), collisions)
