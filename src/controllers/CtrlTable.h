@@ -43,7 +43,8 @@ class CtrlTable {
   /// The id of the next new controller. Needs no lock.
   std::uint32_t NextLanSeekID() const { return nextLanSeekID_.load(std::memory_order_relaxed); }
 
-  /// Lets clients that wait for the table have it first. For threads that take it without end under a flood.
+  /// If clients have waited long for the table, lets one of them have it first. For threads that take it
+  /// without end under a flood.
   void GiveWay() const { mutex_.GiveWay(); }
 
  private:

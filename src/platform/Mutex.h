@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <thread>
 
@@ -36,9 +37,10 @@ class KELLANSEEK_TSA(capability("mutex")) Mutex {
   void Lock() ACQUIRE() {
     CheckLockOrder(order_);
     if (!mutex_.try_lock()) {
-      waiting_.fetch_add(1, std::memory_order_relaxed);
+      if (waiting_.fetch_add(1, std::memory_order_relaxed) == 0) NoteProgress();
       mutex_.lock();
       waiting_.fetch_sub(1, std::memory_order_relaxed);
+      NoteProgress();
     }
     LockTaken(order_);
   }
@@ -47,17 +49,27 @@ class KELLANSEEK_TSA(capability("mutex")) Mutex {
     mutex_.unlock();
   }
 
-  /// Lets those who wait for the lock have it first. For a thread that takes it again and again: without this
-  /// it would have it back each time before any of them has woken up.
+  /// If threads have waited long for the lock, lets one of them have it first. For a thread that takes it
+  /// again and again, and would have it back each time before any of them has woken up. To give way at once
+  /// would let a few busy threads stop this one.
   void GiveWay() const EXCLUDES(this) {
-    constexpr int kPatience = 1000;  // about a millisecond, so that many waiting threads cannot stop this one
-    for (int i = 0; i < kPatience && waiting_.load(std::memory_order_relaxed) > 0; ++i)
+    constexpr std::chrono::milliseconds kLong{5}, kPatience{1};
+    if (waiting_.load(std::memory_order_relaxed) == 0) return;
+    const auto begin = Clock::now();
+    const auto progress = progress_.load(std::memory_order_relaxed);
+    if (begin - progress < kLong) return;
+    while (waiting_.load(std::memory_order_relaxed) > 0 &&
+           progress_.load(std::memory_order_relaxed) == progress && Clock::now() - begin < kPatience)
       std::this_thread::yield();
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+  void NoteProgress() { progress_.store(Clock::now(), std::memory_order_relaxed); }
+
   std::mutex mutex_;
   std::atomic<int> waiting_{0};
+  std::atomic<Clock::time_point> progress_{};  ///< When threads began to wait, or one of them had the lock.
   LockOrder order_;
 };
 
