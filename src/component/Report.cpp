@@ -322,8 +322,9 @@ Json Collisions(const Journal::Content& journal, std::uint64_t now) {
 
 std::string MakeReport(const ReportSources& sources) {
   const Journal& journal = sources.journal;
-  const Journal::Content content = journal.Copy();
+  // The table first: whoever finds a controller in the report also finds what happened before it was heard.
   const std::vector<Row> rows = Rows(sources.table);
+  const Journal::Content content = journal.Copy();
   // After the copies, so that no age is negative.
   const std::uint64_t now = journal.Now();
   const Counters& counters = journal.counters;
