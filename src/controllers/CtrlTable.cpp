@@ -10,6 +10,7 @@
 #include <boost/multi_index/sequenced_index.hpp>
 #include <boost/multi_index_container.hpp>
 
+#include "controllers/FingerprintIndex.h"
 #include "controllers/TextKeys.h"
 #include "platform/CodePage.h"
 
@@ -39,6 +40,8 @@ struct ByMac {};
 /// Access::Change() exposes only the fields without an index.
 struct CtrlTable::Node {
   mutable CtrlInfo info;
+  mutable FingerprintLink<Node> link;  ///< Of the message that the record remembers.
+  mutable std::uint32_t messageType{};
 };
 
 struct CtrlTable::Contents {
@@ -135,7 +138,21 @@ struct CtrlTable::Contents {
            IsHeld<ByAddress>(record.ctrlAddress, byMoreThan);
   }
 
+  /// All records that share one of these keys forget their messages.
+  void ForgetMessagesOfRelated(const CtrlKeys& keys) {
+    ForgetMessages<BySystemID>(keys.systemID);
+    ForgetMessages<ByMac>(keys.macAddress);
+    ForgetMessages<ByAddress>(keys.ctrlAddress);
+  }
+  template <typename Tag>
+  void ForgetMessages(const std::wstring& key) {
+    if (key.empty()) return;
+    const auto [first, last] = records.get<Tag>().equal_range(key);
+    for (auto it = first; it != last; ++it) fingerprints.Erase(*it);
+  }
+
   Container records;
+  FingerprintIndex<Node> fingerprints;
   /// For each key that several records share, the number of those records minus one; summed over all keys.
   std::size_t sharedKeys = 0;
   const std::size_t maxDynamicRecords;
@@ -222,6 +239,25 @@ CtrlTable::Records CtrlTable::Access::Related(const CtrlKeys& described) const {
   return found;
 }
 
+CtrlTable::Repeated CtrlTable::Access::FindRepeated(std::uint64_t fingerprint) const {
+  const Node* const found = contents_.fingerprints.Find(fingerprint);
+  return found == nullptr ? Repeated() : Repeated{Contents::Named(*found), found->messageType};
+}
+
+void CtrlTable::Access::RememberMessage(Record record, std::uint64_t fingerprint, std::uint32_t messageType) {
+  ForgetMessage(record);
+  contents_.fingerprints.Insert(*record.node_, fingerprint);
+  record.node_->messageType = messageType;
+}
+
+void CtrlTable::Access::ForgetMessage(Record record) { contents_.fingerprints.Erase(*record.node_); }
+
+void CtrlTable::Access::NoteHeard(Record record, std::uint64_t when) {
+  CtrlInfo& info = *record.info_;
+  if (info.firstHeard == 0) info.firstHeard = when;
+  info.lastHeard = when;
+}
+
 bool CtrlTable::Access::HasRoomForDynamic() const {
   return contents_.dynamicRecords < contents_.maxDynamicRecords;
 }
@@ -236,9 +272,11 @@ void CtrlTable::Access::SetIdentity(Record record, std::wstring systemID, std::w
     node.info.macAddress.swap(macAddress);
   });
   contents_.sharedKeys = contents_.sharedKeys - sharedBefore + contents_.KeysHeld(*record, 1);
+  contents_.ForgetMessagesOfRelated(*record);
 }
 
 void CtrlTable::Access::MakeDynamic(Record record) {
+  ForgetMessage(record);
   if (!record->Dynamic()) ++contents_.dynamicRecords;
   record.info_->identificationType = DynamicCtrlDefinition;
 }
@@ -249,7 +287,8 @@ CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
                                                : platform::ParseIpv4(std::wstring_view(record.ctrlAddress));
   if (contents_.timers.capacity() <= contents_.records.size())
     contents_.timers.reserve(2 * contents_.records.size() + 1);
-  Node node{std::move(record)};
+  contents_.fingerprints.Reserve(contents_.records.size() + 1);
+  Node node{.info = std::move(record), .link = {}};
   // The container allocates all memory before it moves a node, and moves none if the id is taken.
   // NOLINTNEXTLINE(bugprone-use-after-move): the record is assigned anew.
   const auto giveBack = [&] { record = std::move(node.info); };
@@ -282,6 +321,7 @@ void CtrlTable::Access::Remove(const Removal& removal) {
   CtrlInfo& leaving = *removal.record.info_;
   if (leaving.vcInterface) contents_.toRelease.push_back(std::move(leaving.vcInterface));
   contents_.sharedKeys -= removal.sharedKeys;
+  ForgetMessage(removal.record);
   if (leaving.Dynamic()) --contents_.dynamicRecords;
   contents_.records.get<InOrder>().erase(contents_.At(removal.record));
 }

@@ -30,6 +30,7 @@ class CtrlTable {
   class Access;
   class Record;
   struct Removal;
+  struct Repeated;
   class ScheduleChange;
   class TimerPass;
   using Records = boost::container::small_vector<Record, 8>;
@@ -82,6 +83,12 @@ struct CtrlTable::Removal {
   std::size_t sharedKeys{};  ///< Number of its keys that other records share.
 };
 
+/// The record that sent a message before, with the type of that message.
+struct CtrlTable::Repeated {
+  Record record;
+  std::uint32_t messageType{};
+};
+
 /// Holds the table lock, and is the only way to the records: a function that needs the table locked takes an
 /// Access&.
 ///
@@ -122,18 +129,32 @@ class CtrlTable::Access {
   /// The records that share the system identity, MAC address or address of `described`, in order.
   Records Related(const CtrlKeys& described) const;
 
+  /// The record whose last message had this fingerprint and would be handled again as it was; see
+  /// RememberMessage().
+  Repeated FindRepeated(std::uint64_t fingerprint) const;
+
   /// Whether a message may add another dynamic record. The limit does not apply to controllers that are
   /// registered, configured or added by a client.
   bool HasRoomForDynamic() const;
 
   /// A record's state, for changing it. The keys are not part of it, because the container could not follow.
-  CtrlState& Change(Record record) { return *record.info_; }
+  CtrlState& Change(Record record) {
+    ForgetMessage(record);
+    return *record.info_;
+  }
   ScheduleChange ChangeSchedule(Record record);
   /// Changes the two keys that may change during the life of a record. Throws std::bad_alloc, with the table
   /// unchanged.
   void SetIdentity(Record record, std::wstring systemID, std::wstring macAddress);
   /// Makes a configured or added controller dynamic.
   void MakeDynamic(Record record);
+  /// Notes that a controller has been heard. `when` is in monotonic milliseconds.
+  void NoteHeard(Record record, std::uint64_t when);
+  /// To be called last in the handling of a message, if the same one would now change nothing in the record
+  /// but schedule and history, and if no record before it shares one of its keys. Remembered until that may
+  /// have ceased to be so: until the record changes, or another takes on one of its keys. `fingerprint` tells
+  /// the message with its sender and its way from all others; it is not 0.
+  void RememberMessage(Record record, std::uint64_t fingerprint, std::uint32_t messageType);
 
   /// Moves a record to the end of the table, under the lanSeekID issued for it just before. Returns none if
   /// the id is taken; throws std::bad_alloc. In both cases the table and `record` are unchanged. A record
@@ -154,6 +175,7 @@ class CtrlTable::Access {
   /// Ensures that the list of timers contains the record if its timer runs. Never throws: Add() reserved the
   /// memory.
   void NoteTimer(CtrlInfo& record);
+  void ForgetMessage(Record record);
 
   CtrlTable& table_;
   Contents& contents_;

@@ -44,12 +44,15 @@ CollisionVerdict Collisions::HandleCtrlCollisions(CtrlTable::Access& table, Mess
 
   Comparison comparison{{heard, origin, type == MessageType::CtrlInfoMsg}};
   // Every rule needs a shared identity, MAC address or address. A step removes no record except its own.
-  for (const CtrlTable::Record record : table.Related(heard)) {
+  const CtrlTable::Records related = table.Related(heard);
+  bool undisputed = false;
+  for (const CtrlTable::Record record : related) {
     const Step step = CompareWith(table, comparison, record);
     if (step == Step::Drop) return {Finding::Drop};
+    undisputed = step == Step::Accept && record == related.front();
     if (step == Step::Accept) break;
   }
-  if (comparison.match) return {Finding::Known, comparison.match};
+  if (comparison.match) return {Finding::Known, comparison.match, undisputed};
   // A poll is answered by a configured or added controller; any other answer is forged or outdated.
   if (origin.source == MsgSource::FromNonLocalSocket && !comparison.restarted) {
     trace_.Error(L"LanSeek: Message from static handling (%s) does not match any known controller!",

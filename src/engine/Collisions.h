@@ -23,6 +23,7 @@ struct CollisionVerdict {
   };
   Finding finding;
   controllers::CtrlTable::Record record = {};
+  bool undisputed = false;  ///< The record has all three keys of the message, and none before it has any.
 };
 
 /// Compares a received identity with every controller that shares its system identity, MAC address or

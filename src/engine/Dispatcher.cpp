@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "controllers/TextKeys.h"
 #include "diagnostics/UnitNames.h"
 #include "platform/CodePage.h"
 #include "protocol/Fields.h"
@@ -24,6 +25,11 @@ bool IsAnswer(MessageType type) {
   return type == MessageType::CtrlInfoMsg || type == MessageType::CtrlAliveMsg;
 }
 
+/// Messages by which a controller tells of itself, and which mostly repeat the one before.
+bool MayRepeat(const MessageOrigin& origin) {
+  return origin.source == MsgSource::FromResponseSocket || origin.source == MsgSource::FromNonLocalSocket;
+}
+
 /// Remote publication requires version 5.6. An unknown version is a large number and passes.
 bool CanBePublishedRemotely(const CtrlInfo& record) {
   return record.versionMajor >= 6 || (record.versionMajor >= 5 && record.versionMinor >= 6);
@@ -43,7 +49,8 @@ Dispatcher::Dispatcher(const Parts& parts)
       events_(parts.events),
       daemon_(parts.daemon),
       journal_(parts.journal),
-      trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit) {}
+      trace_(parts.debugOutput, diagnostics::kDynamicInfoUnit),
+      fingerprint_(controllers::RandomKey()) {}
 
 bool Dispatcher::Read(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
                       const MessageOrigin& origin, protocol::Message& message) const {
@@ -67,6 +74,11 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
                                std::optional<platform::Ipv4> sender, const MessageOrigin& origin,
                                protocol::Message& message) {
   journal_.counters.received.at(static_cast<std::size_t>(origin.source)).Add();
+  std::uint64_t fingerprint = 0;
+  if (sender && MayRepeat(origin)) {
+    fingerprint = fingerprint_.Of(text, length, *sender, origin);
+    if (HandleRepeated(fingerprint, origin)) return;
+  }
   if (!Read(text, length, sender, origin, message)) return;
 
   // Anything sent to a request socket is treated as a request: only its interface counts, not its sender.
@@ -79,15 +91,29 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
 
   const bool needsEngineLock = message.identity.ctrlType == VC && message.type == MessageType::CtrlInfoMsg;
   if (!needsEngineLock) {
-    Dispatch(message, origin);
+    Dispatch(message, origin, fingerprint);
     return;
   }
   const EngineLock::Scope lock(engineLock_);
   // A refused message keeps the engine lock; see HandleMessage().
-  if (!Dispatch(message, origin)) engineLock_.Acquire();
+  if (!Dispatch(message, origin, 0)) engineLock_.Acquire();
 }
 
-bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin& origin) {
+/// Most messages say what their controller said before. Such a message is known by its fingerprint, without
+/// being read and compared again.
+bool Dispatcher::HandleRepeated(std::uint64_t fingerprint, const MessageOrigin& origin) {
+  table_.GiveWay();
+  CtrlTable::Access table(table_);
+  const CtrlTable::Repeated repeated = table.FindRepeated(fingerprint);
+  if (!repeated.record) return false;
+  CountAccepted(repeated.messageType);
+  table.NoteHeard(repeated.record, origin.received);
+  AwaitNextMessage(table, repeated.record);
+  return true;
+}
+
+bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin& origin,
+                          std::uint64_t fingerprint) {
   using Finding = CollisionVerdict::Finding;
   table_.GiveWay();
   CtrlTable::Access table(table_);
@@ -104,15 +130,20 @@ bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin&
   } else if (verdict.finding == Finding::NotChecked && origin.source != MsgSource::FromRequestSocket) {
     record = table.FindCtrl(message.identity);
   }
-  Act({table, message, origin, record, verdict.finding == Finding::ReplacesAdded});
+  Act({table, message, origin, record, verdict.finding == Finding::ReplacesAdded,
+       verdict.undisputed ? fingerprint : 0});
   return true;
 }
 
-void Dispatcher::Act(const Context& context) {
-  const auto type = static_cast<std::size_t>(context.message.type);
+void Dispatcher::CountAccepted(std::size_t messageType) const {
   auto& accepted = journal_.counters.accepted;
-  accepted.at(type < accepted.size() ? type : 0).Add();
-  if (context.record && IsAnswer(context.message.type)) NoteHeard(context);
+  accepted.at(messageType < accepted.size() ? messageType : 0).Add();
+}
+
+void Dispatcher::Act(const Context& context) {
+  CountAccepted(static_cast<std::size_t>(context.message.type));
+  if (context.record && IsAnswer(context.message.type))
+    context.table.NoteHeard(context.record, context.origin.received);
   switch (context.message.type) {
     case MessageType::CtrlInfoMsg: return OnCtrlInfo(context);
     case MessageType::CtrlAliveMsg: return OnCtrlAlive(context);
@@ -125,11 +156,23 @@ void Dispatcher::Act(const Context& context) {
   }
 }
 
-/// Notes that the controller of the message has been heard, for the report.
-void Dispatcher::NoteHeard(const Context& context) const {
-  CtrlState& state = context.table.Change(context.record);
-  if (state.firstHeard == 0) state.firstHeard = context.origin.received;
-  state.lastHeard = context.origin.received;
+/// The schedule of an announced controller that has just been heard.
+void Dispatcher::AwaitNextMessage(CtrlTable::Access& table, CtrlTable::Record record) const {
+  auto schedule = table.ChangeSchedule(record);
+  if (!record->Dynamic()) {
+    schedule->AwaitNextPoll(polling_.NextPollTicks());
+  } else if (record->ctrlType == VC) {
+    schedule->AwaitNextPoll(settings_.Ticks(settings_.VCRefreshInterval));
+  } else {
+    schedule->Idle();
+  }
+}
+
+/// To be called last, if the same message would now change nothing.
+void Dispatcher::Remember(const Context& context) const {
+  if (context.fingerprint == 0) return;
+  context.table.RememberMessage(context.record, context.fingerprint,
+                                static_cast<std::uint32_t>(context.message.type));
 }
 
 void Dispatcher::OnCtrlInfo(const Context& context) {
@@ -151,13 +194,10 @@ void Dispatcher::OnCtrlInfoOfDynamic(const Context& context) {
   } else if (changed) {
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
   }
-  if (record.ctrlType == VC) {
-    context.table.ChangeSchedule(context.record)->AwaitNextPoll(settings_.Ticks(settings_.VCRefreshInterval));
-  } else {
-    context.table.ChangeSchedule(context.record)->Idle();
-  }
-  // Last, because the daemon copies the identity that has just been updated.
+  AwaitNextMessage(context.table, context.record);
+  // After the update, because the daemon copies the identity.
   if (isNew) Publish(record);
+  Remember(context);
 }
 
 void Dispatcher::Publish(const CtrlInfo& record) {
@@ -200,7 +240,8 @@ void Dispatcher::OnCtrlInfoOfConfigured(const Context& context) {
     events_.QueueEvent(record.lanSeekID, CtrlAvailable, CtrlUpdated);
   }
   TakeInterface(context);
-  context.table.ChangeSchedule(context.record)->AwaitNextPoll(polling_.NextPollTicks());
+  AwaitNextMessage(context.table, context.record);
+  Remember(context);
 }
 
 void Dispatcher::TraceRefusal(const controllers::Identity& identity) {
@@ -255,9 +296,11 @@ void Dispatcher::OnCtrlAlive(const Context& context) {
   // Until the full identity arrives, a presence does not end the requests for it.
   if (!context.record->published || context.message.identity.ctrlType == VC) return;
   context.table.ChangeSchedule(context.record)->Idle();
+  Remember(context);
 }
 
 void Dispatcher::OnCtrlAliveOfConfigured(const Context& context) {
+  const bool isAnnounced = context.record->Available() && context.record->published;
   if (!context.record->Available()) {
     // Available, but not announced before its full identity arrives, which is requested at once.
     CtrlState& state = context.table.Change(context.record);
@@ -270,10 +313,11 @@ void Dispatcher::OnCtrlAliveOfConfigured(const Context& context) {
     } else {
       schedule->Arm(settings_.Ticks(settings_.RefreshTimeout), PollSchedule::OneMore(settings_.RetryCount()));
     }
-  } else if (context.record->published) {
-    context.table.ChangeSchedule(context.record)->AwaitNextPoll(polling_.NextPollTicks());
+  } else if (isAnnounced) {
+    AwaitNextMessage(context.table, context.record);
   }
   TakeInterface(context);
+  if (isAnnounced) Remember(context);
 }
 
 void Dispatcher::OnLeaving(const Context& context, LanSeekEventReason reason) {

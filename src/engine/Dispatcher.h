@@ -13,6 +13,7 @@
 #include "engine/CtrlLifecycle.h"
 #include "engine/EngineLock.h"
 #include "engine/HostNames.h"
+#include "engine/MessageFingerprint.h"
 #include "engine/MsgSource.h"
 #include "engine/RefreshCycle.h"
 #include "events/EventQueue.h"
@@ -57,14 +58,18 @@ class Dispatcher {
     const MessageOrigin& origin;
     controllers::CtrlTable::Record record;  ///< The stored controller; none if it is unknown.
     bool replacesAdded;  ///< The unknown controller had been added by a client, so it always finds room.
+    std::uint64_t fingerprint;  ///< Of a message that the record may remember; otherwise 0.
   };
 
   /// Whether the message is well-formed and relevant. Traces a length mismatch.
   bool Read(std::string_view text, std::size_t length, std::optional<platform::Ipv4> sender,
             const MessageOrigin& origin, protocol::Message& message) const;
-  bool Dispatch(const protocol::Message& message, const MessageOrigin& origin);
+  bool HandleRepeated(std::uint64_t fingerprint, const MessageOrigin& origin);
+  bool Dispatch(const protocol::Message& message, const MessageOrigin& origin, std::uint64_t fingerprint);
   void Act(const Context& context);
-  void NoteHeard(const Context& context) const;
+  void CountAccepted(std::size_t messageType) const;
+  void AwaitNextMessage(controllers::CtrlTable::Access& table, controllers::CtrlTable::Record record) const;
+  void Remember(const Context& context) const;
   void OnCtrlInfo(const Context& context);
   void OnCtrlInfoOfDynamic(const Context& context);
   void OnCtrlInfoOfConfigured(const Context& context);
@@ -95,6 +100,7 @@ class Dispatcher {
   daemon::RemoteVCPublisher& daemon_;
   diagnostics::Journal& journal_;
   diagnostics::Tracer trace_;
+  const MessageFingerprint fingerprint_;
   /// The tick from which the next refused controller is traced. Guarded by the table lock.
   std::uint64_t nextRefusalTrace_ = 0;
 };

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string_view>
 #include <type_traits>
@@ -54,24 +55,35 @@ class SipState {
   std::uint64_t v0_, v1_, v2_, v3_;
 };
 
-/// The hash of a text after `transform` of each character: of its bytes, or where characters have 32 bits of
-/// the 21 bits that a code point needs. A hash table is safe with 1 and 3 rounds.
-template <int kRounds = 1, int kFinalRounds = 3, typename Char, typename Transform = std::identity>
-std::uint64_t SipHash(const SipKey& key, std::basic_string_view<Char> text, Transform transform = {}) {
+/// Adds a text after `transform` of each character: its bytes, or where characters have 32 bits the 21 bits
+/// that a code point needs.
+template <int kRounds = 1, typename Char, typename Transform = std::identity>
+void AddText(SipState& state, std::basic_string_view<Char> text, Transform transform = {}) {
   constexpr std::size_t kBits = sizeof(Char) == 4 ? 21 : 8 * sizeof(Char);
   constexpr std::size_t kInWord = 64 / kBits;
   const auto word = [&](std::size_t from, std::size_t count) {
     std::uint64_t value = 0;
+    if constexpr (sizeof(Char) == 1 && std::is_same_v<Transform, std::identity> &&
+                  std::endian::native == std::endian::little) {
+      std::memcpy(&value, text.data() + from, count);
+      return value;
+    }
     for (std::size_t i = 0; i < count; ++i) {
       value |= std::uint64_t{static_cast<std::make_unsigned_t<Char>>(transform(text[from + i]))}
                << (kBits * i);
     }
     return value;
   };
-  SipState state(key);
   std::size_t next = 0;
   for (; next + kInWord <= text.size(); next += kInWord) state.Add<kRounds>(word(next, kInWord));
   state.Add<kRounds>(word(next, text.size() - next) | std::uint64_t{text.size()} << 56);
+}
+
+/// The hash of a text. A hash table is safe with 1 and 3 rounds.
+template <int kRounds = 1, int kFinalRounds = 3, typename Char, typename Transform = std::identity>
+std::uint64_t SipHash(const SipKey& key, std::basic_string_view<Char> text, Transform transform = {}) {
+  SipState state(key);
+  AddText<kRounds>(state, text, transform);
   return state.Finish<kFinalRounds>();
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -37,7 +38,7 @@ class RandomUse {
   void Step() {
     const CtrlTable::Record record =
         plain_.empty() ? CtrlTable::Record() : table_.Find(Any(plain_).lanSeekID);
-    switch (record ? Upto(8) : 0) {
+    switch (record ? Upto(10) : 0) {
       case 0: Add({}); break;
       case 1: Add(*record); break;
       case 2: Remove(record); break;
@@ -45,9 +46,15 @@ class RandomUse {
       case 4:
         table_.MakeDynamic(record);
         Plain(record).identificationType = DynamicCtrlDefinition;
+        Forget(record->lanSeekID);
         break;
       case 5: table_.ChangeSchedule(record)->Arm(3, 1); break;
       case 6: table_.ChangeSchedule(record)->Idle(); break;
+      case 7:
+        table_.Change(record);
+        Forget(record->lanSeekID);
+        break;
+      case 8: Remember(record); break;
       default: Pass(); break;
     }
     Compare();
@@ -91,13 +98,32 @@ class RandomUse {
   }
   void Remove(CtrlTable::Record record) {
     std::erase_if(plain_, [&](const CtrlInfo& each) { return each.lanSeekID == record->lanSeekID; });
+    Forget(record->lanSeekID);
     table_.Remove(record);
+  }
+  void Remember(CtrlTable::Record record) {
+    const std::uint64_t fingerprint = 1 + Upto(kFingerprints);
+    if (remembered_.count(fingerprint) != 0) return;
+    Forget(record->lanSeekID);
+    remembered_[fingerprint] = record->lanSeekID;
+    table_.RememberMessage(record, fingerprint, record->lanSeekID + 1);
+  }
+  void Forget(std::uint32_t lanSeekID) {
+    std::erase_if(remembered_, [&](const auto& each) { return each.second == lanSeekID; });
   }
   void SetIdentity(CtrlTable::Record record) {
     const CtrlKeys keys = AnyKeys();
     table_.SetIdentity(record, keys.systemID, keys.macAddress);
     Plain(record).systemID = keys.systemID;
     Plain(record).macAddress = keys.macAddress;
+    const auto shares = [](const std::wstring& one, const std::wstring& other) {
+      return !one.empty() && one == other;
+    };
+    for (const CtrlInfo& each : plain_) {
+      if (shares(each.systemID, keys.systemID) || shares(each.macAddress, keys.macAddress) ||
+          shares(each.ctrlAddress, record->ctrlAddress) || each.lanSeekID == record->lanSeekID)
+        Forget(each.lanSeekID);
+    }
   }
   void Pass() {
     const Ids expected =
@@ -128,6 +154,13 @@ class RandomUse {
     EXPECT_EQ(table_.Size(), all.size());
     const auto id = static_cast<std::uint32_t>(Upto(table_.NextLanSeekID() + 2));
     EXPECT_EQ(static_cast<bool>(table_.Find(id)), std::count(all.begin(), all.end(), id) == 1);
+    for (std::uint64_t fingerprint = 1; fingerprint <= kFingerprints; ++fingerprint) {
+      const CtrlTable::Repeated found = table_.FindRepeated(fingerprint);
+      const auto expected = remembered_.find(fingerprint);
+      ASSERT_EQ(found.record ? found.record->lanSeekID : 0,
+                expected == remembered_.end() ? 0 : expected->second);
+      EXPECT_EQ(found.messageType, found.record ? found.record->lanSeekID + 1 : 0);
+    }
     const Ids dynamic = Where([](const CtrlInfo& each) { return each.Dynamic(); });
     EXPECT_EQ(table_.HasRoomForDynamic(), dynamic.size() < kLimit);
 
@@ -148,10 +181,12 @@ class RandomUse {
   }
 
   static constexpr std::size_t kLimit = 3;
+  static constexpr std::size_t kFingerprints = 12;
   std::mt19937 random_;
   CtrlTable stored_{kLimit};
   CtrlTable::Access table_{stored_};
   std::vector<CtrlInfo> plain_;
+  std::map<std::uint64_t, std::uint32_t> remembered_;  ///< The ids by fingerprint.
 };
 
 TEST(CtrlTableTest, MatchesAPlainListUnderRandomUse) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <set>
@@ -160,24 +161,50 @@ class ModelHistory::Sides {
     return fields + "a:" + target + ";";
   }
 
-  void Message() {
-    PlainEngine::Origin origin;
+  struct Sent {
     PlainEngine::Message message;
+    PlainEngine::Origin origin;
+    std::string fields;
+    std::string from;
+  };
+
+  /// Often one of the last again, or several times in a row, as controllers repeat themselves: the engine
+  /// handles what it has heard before in a way of its own.
+  void Message() {
+    if (plain_.records.size() >= kMostRecords) return;
+    if (sent_.empty() || Upto(2) != 0) {
+      constexpr std::size_t kRecent = 3;
+      if (sent_.size() == kRecent) sent_.erase(sent_.begin());
+      sent_.push_back(NewMessage());
+    }
+    const Sent& sent = Any(sent_);
+    for (int times = Upto(3) == 0 ? 3 : 1; times > 0; --times) Send(sent);
+  }
+
+  Sent NewMessage() {
+    Sent sent;
+    PlainEngine::Origin& origin = sent.origin;
+    PlainEngine::Message& message = sent.message;
     const int source = Upto(12);
     origin.source = source < 6 ? 1 : source < 9 ? 2 : source < 10 ? 0 : 3;
     const int type = Upto(16);
     message.type = static_cast<std::uint32_t>(type < 5 ? 1 : type < 9 ? 2 : type - 7);
-    if (plain_.records.size() >= kMostRecords) return;
-    if (origin.source < 2) {
-      if (plain_.interfaces.empty()) return;
-      origin.interfaceIndex = Upto(static_cast<int>(plain_.interfaces.size()));
-      origin.address = plain_.interfaces[static_cast<std::size_t>(origin.interfaceIndex)].address;
-    }
+    if (origin.source < 2) origin.interfaceIndex = Upto(2);
     message.pattern = Identity();
     const std::string target = Any(kTargets);
-    const std::string from = Any(kAddresses);
+    sent.from = Any(kAddresses);
     message.target = Wide(target);
-    const std::string fields = Fields(message.pattern, target);
+    sent.fields = Fields(message.pattern, target);
+    return sent;
+  }
+
+  void Send(Sent sent) {
+    auto& [message, origin, fields, from] = sent;
+    if (origin.source < 2) {
+      if (plain_.interfaces.empty()) return;
+      origin.interfaceIndex = std::min(origin.interfaceIndex, static_cast<int>(plain_.interfaces.size()) - 1);
+      origin.address = plain_.interfaces[static_cast<std::size_t>(origin.interfaceIndex)].address;
+    }
     story += "\nmessage " + std::to_string(message.type) + " " + fields + " source " +
              std::to_string(origin.source) + " from " + from + " at " + std::to_string(origin.interfaceIndex);
     if (origin.source == 3) {
@@ -349,6 +376,7 @@ class ModelHistory::Sides {
   CountedObject object_;
   EngineHarness engine_;
   PlainEngine plain_{engine_.settings};
+  std::vector<Sent> sent_;  ///< The last few.
   std::size_t tracesSeen_ = 0;
   std::size_t asked_ = 0;  ///< Requests by address.
 };

@@ -48,7 +48,7 @@ struct ReadAheadReceiver::Batch {
     }
   }
 
-  std::vector<pollfd> descriptors;
+  std::vector<pollfd> descriptors;  ///< The stop event, then the sources, with the result of the last wait.
   std::vector<char> buffers;
   std::array<mmsghdr, kBatch> headers{};
   std::array<iovec, kBatch> parts{};
@@ -72,8 +72,10 @@ Received ReadAheadReceiver::ReceiveOne(Event& stop, std::chrono::milliseconds ti
   if (pending_.Empty()) {
     const Received waited = WaitUntilReadable(stop, timeout);
     if (waited.outcome != Received::Outcome::Datagram) return waited;
+    ReadReady();
+  } else if (pending_.ReadIsDue()) {
+    ReadAll();
   }
-  if (pending_.ReadIsDue()) ReadReady();
   return pending_.HandOn();
 }
 
@@ -99,7 +101,17 @@ Received ReadAheadReceiver::WaitUntilReadable(Event& stop, std::chrono::millisec
   return waited;
 }
 
+/// Asks only the sockets that ended the wait: a datagram that comes alone costs two system calls, however many
+/// sockets there are.
 void ReadAheadReceiver::ReadReady() {
+  pending_.BeginRead();
+  auto descriptor = batch_->descriptors.cbegin();
+  for (const Source& source : sources_) {
+    if ((++descriptor)->revents != 0) ReadFrom(source);
+  }
+}
+
+void ReadAheadReceiver::ReadAll() {
   pending_.BeginRead();
   for (const Source& source : sources_) ReadFrom(source);
 }

@@ -29,6 +29,7 @@ class ReadAheadReceiver : public DatagramReceiver {
   /// Returns Nothing, WaitFailed, or Datagram if there may be something to read.
   Received WaitUntilReadable(Event& stop, std::chrono::milliseconds timeout);
   void ReadReady();
+  void ReadAll();
   void ReadFrom(const Source& source);
   void Keep(const Source& source, unsigned index);
 
