@@ -101,8 +101,8 @@ Received ReadAheadReceiver::WaitUntilReadable(Event& stop, std::chrono::millisec
   return waited;
 }
 
-/// Asks only the sockets that ended the wait: a datagram that comes alone costs two system calls, however many
-/// sockets there are.
+/// Asks only the sockets that ended the wait, so that a datagram that comes alone costs two system calls
+/// however many sockets there are.
 void ReadAheadReceiver::ReadReady() {
   pending_.BeginRead();
   auto descriptor = batch_->descriptors.cbegin();
