@@ -122,6 +122,10 @@ TEST(ConfigCheckTest, ReportsScanFileElementsWithoutTheIntendedEffect) {
           "5: not asked again and are never lost", "6: for ever and are never lost"});
   expect("out of range", numbers("RefreshInterval=0;NonLocalRefreshInterval=86401;RefreshTimeout=0"),
          {"3: counts as 1 second", "4: outside the sensible range (1 to 86400)", "5: no time to answer"});
+  expect("the least",
+         numbers("RefreshInterval=1;NonLocalRefreshInterval=1;RefreshTimeout=1;NonLocalRefreshTimeout=1;"
+                 "Retries=0;NonLocalRetries=0"),
+         {});
   expect("too long", numbers("RefreshTimeout=61"),
          {"3: outside the sensible range (1 to 60)", "2: RefreshTimeout is longer"});
   expect("another kind", Elements("FakeRemoteVCAs=rc"), {"2: exactly \"RC\""});

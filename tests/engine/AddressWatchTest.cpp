@@ -110,9 +110,9 @@ TEST_F(AddressWatchTest, RebuildsOnChangedAddressesOrOnRequest) {
   EXPECT_EQ(limits, (std::vector<long long>(3, 120000))) << "compared every two minutes";
   EXPECT_EQ(Run({{Outcome::Changed, comes}, {Outcome::Changed}, {Outcome::TimedOut}}), 1);
   EXPECT_EQ(Run({{Outcome::TimedOut, goes}, {Outcome::Changed}}), 1);
-  EXPECT_EQ(Run({{Outcome::Changed, refused}}), 0) << "a notice of something else";
+  EXPECT_EQ(Run({{Outcome::Woken}, {Outcome::Changed, refused}}), 1)
+      << "asked for, and a notice of something else";
   EXPECT_EQ(Run({{Outcome::TimedOut}, {Outcome::TimedOut}}), 1) << "the refused one is tried again";
-  EXPECT_EQ(Run({{Outcome::Woken}}), 1) << "asked for";
   EXPECT_EQ(Run({{Outcome::Failed}, {Outcome::Woken}}), 0) << "the system says no more";
   EXPECT_EQ(limits.size(), 1U);
   settings.DetectInterfaceChanges = 0;

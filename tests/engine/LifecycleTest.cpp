@@ -78,6 +78,16 @@ TEST_F(SmallTableTest, ForgedIdentitiesFillTheTableUpToALimit) {
   EXPECT_EQ(traces.Messages().size(), 2U);
 }
 
+TEST_F(LifecycleTest, AnAnswerWithoutSenderIsRefused) {
+  const std::string datagram = Datagram(1, "4:sys;9:mac;");
+  protocol::Message message;
+  dispatcher.HandleMessage(datagram, datagram.size(), std::nullopt,
+                           {engine::MsgSource::FromResponseSocket, kFirstInterface, 0, 0}, message);
+  EXPECT_TRUE(All().empty());
+  EXPECT_EQ(traces.Messages(),
+            std::vector<std::wstring>{L"LanSeek::HandleCtrlCollisions. No source address in message!"});
+}
+
 TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   addresses.AddInterface(4, {0xaa, 0xbb, 0xcc, 0xdd});
   addresses.AddAddress(4, "172.16.0.1", "255.255.0.0");

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
@@ -92,13 +93,19 @@ TEST(HostProbePartsTest, TheMachinesRegistryFileIsPassedOverForAnother) {
   alarm(20);
   const int master = posix_openpt(O_RDWR | O_NOCTTY);
   bool fine = unlockpt(master) == 0;
-  const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
+  // The leader of a session takes the first terminal that it opens for its own.
+  setsid();
+  const int slave = open(ptsname(master), O_RDWR);
+  const winsize size{24, 80, 0, 0};
+  ioctl(slave, TIOCSWINSZ, &size);
+  setenv("TERM", "xterm", 1);
   for (const int stream : {0, 1}) dup2(slave, stream);
   const auto check = [&](const char* what, bool holds) {
     if (!holds) std::cerr << what << " fails\n";
     fine &= holds;
   };
   const auto mode = [](termios now = {}) { return tcgetattr(0, &now) == 0 && (now.c_lflag & ICANON) != 0; };
+  check("taking part", TerminalIsInteractive());
   {
     InteractiveTerminal terminal("enter", "leave");
     const auto look = [&] { return terminal.Wait({}, std::chrono::milliseconds(0)); };

@@ -1,11 +1,14 @@
 #include "platform/linux/RegistryFile.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -31,6 +34,25 @@ class RegistryFileTest : public ::testing::Test {
     std::wstring value = L"(untouched)";
     const HRESULT result = store.Read(key, name, kRoom, value);
     return result == S_OK ? value : result == S_FALSE ? L"(none)" : L"(failed)";
+  }
+
+  std::set<std::string> FileNames() const {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(scratch.Path()))
+      names.insert(entry.path().filename().string());
+    return names;
+  }
+  /// Writes while no file may grow beyond four bytes.
+  HRESULT WriteWithoutRoom() {
+    rlimit usual{};
+    getrlimit(RLIMIT_FSIZE, &usual);
+    const rlimit tiny{4, usual.rlim_max};
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &tiny);
+    const HRESULT result = store.Write(L"A\\B", L"n", L"2");
+    setrlimit(RLIMIT_FSIZE, &usual);
+    signal(SIGXFSZ, handler);
+    return result;
   }
 
   ScratchDirectory scratch;
@@ -143,6 +165,12 @@ TEST_F(RegistryFileTest, ReportsWhyAStoreCannotBeChangedAndKeepsIt) {
   refused(L"damaged: there is a zero byte in line 3", E_FAIL);
   EXPECT_EQ(scratch.Read("registry"), damaged);
 
+  scratch.Write("registry", content);
+  EXPECT_EQ(WriteWithoutRoom(), E_FAIL);
+  EXPECT_NE(store.LastErrorText().find(L"too large"), std::wstring::npos) << store.LastErrorText();
+  EXPECT_EQ(scratch.Read("registry"), content);
+  EXPECT_EQ(FileNames(), (std::set<std::string>{"registry", "registry.lock"}));
+
   std::filesystem::remove(scratch.File("registry"));
   std::filesystem::create_directory(scratch.File("registry"));
   refused(L"irectory", E_FAIL);
@@ -172,10 +200,7 @@ TEST_F(RegistryFileTest, KeepsLinksAndPermissionsAndLeavesNoTemporaryFilesBehind
   ASSERT_EQ(::stat(scratch.File("real").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777U, 0640U);
   EXPECT_EQ(store.RemoveTree(L"A\\B"), S_OK);
-  for (const auto& entry : std::filesystem::directory_iterator(scratch.Path())) {
-    const std::string name = entry.path().filename().string();
-    EXPECT_TRUE(name == "real" || name == "registry" || name == "real.lock") << name;
-  }
+  EXPECT_EQ(FileNames(), (std::set<std::string>{"real", "registry", "real.lock"}));
 }
 
 TEST_F(RegistryFileTest, AUsersStoreIsCreatedOnWritingAsACopyOfTheMachines) {

@@ -55,7 +55,7 @@ WaitResult WaitForAny(std::initializer_list<Event*> events,
   if (events.size() > kMaxEvents) return {};
   pollfd descriptors[kMaxEvents];
   nfds_t count = 0;
-  for (Event* event : events) descriptors[count++] = {event->native().descriptor.get(), POLLIN, 0};
+  for (Event* event : events) descriptors[count++] = {event->native().descriptor.get(), POLLIN, {}};
 
   const Deadline deadline(timeout);
   for (;;) {
