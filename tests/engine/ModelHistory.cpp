@@ -46,12 +46,12 @@ class ModelHistory::Sides {
     config::CKelLanSeekConfigSettings& settings = engine_.settings;
     settings.RefreshInterval = Configured(4);
     settings.RefreshTimeout = Configured(3);
-    settings.Retries = Configured(3);
+    settings.Retries = Configured(3, 0);
     settings.MaxRequestsPerSecond = 4 * (Upto(3) + 1);
     settings.VCRefreshInterval = Configured(2);
     settings.NonLocalRefreshInterval = Configured(4);
     settings.NonLocalRefreshTimeout = Configured(2);
-    settings.NonLocalRetries = Configured(3);
+    settings.NonLocalRetries = Configured(3, 0);
     settings.NonLocalUpdatesEnabled = Upto(3) > 0;
     ChangeInterfaces();
   }
@@ -63,9 +63,9 @@ class ModelHistory::Sides {
  private:
   int Upto(int end) { return static_cast<int>(choose_() % static_cast<std::uint32_t>(end)); }
   /// At times negative: a timer that never runs, or requests without end.
-  int Configured(int greatest) {
-    const int positive = Upto(greatest) + 1;
-    return Upto(10) != 0 ? positive : Upto(2) != 0 ? -positive : std::numeric_limits<int>::min();
+  int Configured(int greatest, int least = 1) {
+    const int usual = least + Upto(greatest);
+    return Upto(10) != 0 ? usual : Upto(2) != 0 ? -1 - usual : std::numeric_limits<int>::min();
   }
   template <typename T>
   const T& Any(const std::vector<T>& pool) {

@@ -47,6 +47,18 @@ TEST_F(RefreshCycleTest, OneOfEndlessRequestsMayTakeItsTimeFromWhenItLeaves) {
   Tick();
   EXPECT_EQ(Get(id).Schedule().RequestsLeft(), -1);
   EXPECT_EQ(Get(id).Schedule().TicksLeft(), 12);
+
+  // One that is answered before it leaves needs no answer any more.
+  settings.NonLocalRetries = 0;
+  const std::uint32_t answered = AddStatic(L"10.9.9.3", true);
+  const auto answer = [&] { NonLocalAnswer(1, "4:sys-2;9:00-12;", "10.9.9.3"); };
+  answer();
+  sender.room = 0;
+  Tick(150);
+  answer();
+  sender.room = 2;
+  Tick();
+  EXPECT_EQ(Get(answered).Schedule().TicksLeft(), 128);
 }
 
 TEST_F(RefreshCycleTest, BlockedRequestsQueueBehindAvailableControllers) {
