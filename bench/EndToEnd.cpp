@@ -1,8 +1,4 @@
 // Measures a component object over a real network between two namespaces, which bench/run creates.
-#include <malloc.h>
-#include <sched.h>
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -20,46 +16,13 @@
 #include <vector>
 
 #include "bench/BareReceiver.h"
-#include "bench/Plant.h"
-#include "bench/Workstation.h"
+#include "bench/ManyKnown.h"
+#include "bench/Measuring.h"
 
 namespace kellanseek::bench {
 namespace {
 
 using std::chrono::milliseconds;
-
-constexpr std::uint16_t kRequestPort = 5512;
-constexpr std::uint16_t kResponsePort = 5513;
-constexpr const char* kBroadcast = "10.77.255.255";
-
-struct Setting {
-  std::string module;
-  std::string plant;
-};
-
-void Report(const char* figure, double value) { std::printf("%s %.6g\n", figure, value); }
-
-double Milliseconds(Clock::duration time) { return std::chrono::duration<double, std::milli>(time).count(); }
-
-/// Processor time of the process (RUSAGE_SELF) or of the calling thread (RUSAGE_THREAD).
-double CpuMilliseconds(int who) {
-  rusage usage{};
-  getrusage(who, &usage);
-  const auto of = [](const timeval& t) {
-    return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_usec) / 1e3;
-  };
-  return of(usage.ru_utime) + of(usage.ru_stime);
-}
-
-/// Announces the controllers from `first` on, in portions that fit the socket buffers.
-void Teach(Workstation& workstation, const PlantSocket& plant, std::uint32_t count) {
-  for (std::uint32_t i = 0; i < count; ++i) {
-    plant.Send(IdentityDatagram(i));
-    if (i % 100 == 99) workstation.WaitUntilKnown(i + 1, milliseconds(500));
-  }
-  if (!workstation.WaitUntilKnown(count, milliseconds(5000)))
-    throw std::runtime_error("teaching lost datagrams");
-}
 
 void CreateAndRelease(const Setting& setting) {
   { Workstation warmUp(setting.module); }
@@ -75,30 +38,6 @@ void CreateAndRelease(const Setting& setting) {
   }
   Report("create_ms", *std::max_element(creation.begin(), creation.end()));
   Report("release_ms", *std::max_element(release.begin(), release.end()));
-}
-
-/// During its lifetime, this thread and those it starts run on one processor only. A real plant has its own
-/// processors; on this host it must at least not take time from the receivers.
-class OnProcessor {
- public:
-  explicit OnProcessor(std::size_t wanted) {
-    sched_getaffinity(0, sizeof before_, &before_);
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    CPU_SET(wanted, &one);
-    if (CPU_ISSET(wanted, &before_)) sched_setaffinity(0, sizeof one, &one);
-  }
-  ~OnProcessor() { sched_setaffinity(0, sizeof before_, &before_); }
-  OnProcessor(const OnProcessor&) = delete;
-  OnProcessor& operator=(const OnProcessor&) = delete;
-
- private:
-  cpu_set_t before_{};
-};
-
-std::unique_ptr<Workstation> OnAnotherProcessor(const Setting& setting) {
-  const OnProcessor one(1);
-  return std::make_unique<Workstation>(setting.module);
 }
 
 void Burst(const Setting& setting, std::uint32_t count, const char* figure, const char* knownFigure) {
@@ -119,6 +58,12 @@ void Burst(const Setting& setting, std::uint32_t count, const char* figure, cons
   }
   Report(figure, worst);
   Report(knownFigure, fewest);
+}
+
+void Bursts(const Setting& setting) {
+  Burst(setting, 1000, "burst_1000_ms", "burst_1000_known");
+  Burst(setting, 5000, "burst_5000_ms", "burst_5000_known");
+  Burst(setting, 10000, "burst_10000_ms", "burst_10000_known");
 }
 
 /// Processor nanoseconds of this process's threads with a name.
@@ -281,69 +226,24 @@ void NotifyLatency(const Setting& setting) {
   report("component", latency.Measure(send));
 }
 
-/// Nanoseconds of one GetCtrlName on the calling thread.
-double GetName(Workstation& workstation, std::uint32_t known) {
-  constexpr std::uint32_t kCalls = 1000000;
-  const std::uint32_t first = workstation.FirstId();
-  const double before = CpuMilliseconds(RUSAGE_THREAD);
-  std::uint32_t at = 0;
-  for (std::uint32_t call = 0; call < kCalls; ++call) {
-    KelBstr name;
-    workstation.identity->GetCtrlName(first + at, name.Put());
-    at = (at + 7919) % known;
-  }
-  return (CpuMilliseconds(RUSAGE_THREAD) - before) * 1e6 / kCalls;
-}
-
-/// The mean of two threads that call at the same time.
-double GetNameOnTwoThreads(Workstation& workstation, std::uint32_t known) {
-  double other = 0;
-  std::jthread second([&] { other = GetName(workstation, known); });
-  const double own = GetName(workstation, known);
-  second.join();
-  return (own + other) / 2;
-}
-
-void TenThousandKnown(const Setting& setting) {
-  constexpr std::uint32_t kMany = 10000;
-  Workstation workstation(setting.module);
-  const PlantSocket plant(setting.plant, kBroadcast, kResponsePort);
-  std::this_thread::sleep_for(milliseconds(200));
-  const auto heapBefore = mallinfo2();
-  Teach(workstation, plant, kMany);
-  std::this_thread::sleep_for(milliseconds(500));
-  const auto heapAfter = mallinfo2();
-  Report("bytes_per_controller", static_cast<double>(heapAfter.uordblks + heapAfter.hblkhd -
-                                                     heapBefore.uordblks - heapBefore.hblkhd) /
-                                     kMany);
-
-  Report("get_name_ns", GetName(workstation, kMany));
-  Report("get_name_two_threads_ns", GetNameOnTwoThreads(workstation, kMany));
-
-  const double cpuBefore = CpuMilliseconds(RUSAGE_SELF);
-  const auto idle = Clock::now();
-  std::this_thread::sleep_for(milliseconds(8000));
-  Report("idle_cpu_percent",
-         (CpuMilliseconds(RUSAGE_SELF) - cpuBefore) / Milliseconds(Clock::now() - idle) * 100);
-}
-
 }  // namespace
 }  // namespace kellanseek::bench
 
 int main(int argc, char** argv) {
   using namespace kellanseek::bench;
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: endtoend MODULE PLANT-NAMESPACE\n");
+  const std::map<std::string, void (*)(const Setting&)> measurements = {
+      {"create", CreateAndRelease}, {"bursts", Bursts},          {"receive", ReceivePath},
+      {"notify", NotifyLatency},    {"known", TenThousandKnown}, {"readers", BesideReaders}};
+  if (argc < 3) {
+    std::fprintf(stderr,
+                 "usage: endtoend MODULE PLANT-NAMESPACE [create|bursts|receive|notify|known|readers ...]\n");
     return 2;
   }
   const Setting setting{argv[1], argv[2]};
   try {
-    CreateAndRelease(setting);
-    Burst(setting, 1000, "burst_1000_ms", "burst_1000_known");
-    Burst(setting, 5000, "burst_5000_ms", "burst_5000_known");
-    ReceivePath(setting);
-    NotifyLatency(setting);
-    TenThousandKnown(setting);
+    for (int wanted = 3; wanted < argc; ++wanted) measurements.at(argv[wanted])(setting);
+    if (argc > 3) return 0;
+    for (const auto& [name, measure] : measurements) measure(setting);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "endtoend: %s\n", error.what());
     return 1;
