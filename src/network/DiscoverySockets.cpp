@@ -22,7 +22,7 @@ std::unique_ptr<platform::UdpSocket> DiscoverySockets::CreateSocket(const Bindin
     trace_.Error(message, text, code);
     return nullptr;
   };
-  platform::SocketError error = 0;
+  platform::SocketError error{};
   auto socket = udp_.CreateSocket(error);
   if (!socket) return refused("create", error, L"LanSeek: Failed to create socket for %s. Error %d");
   error = socket->SetReuseAddress();
@@ -65,7 +65,7 @@ void DiscoverySockets::CreateSockets(std::vector<InterfaceEntry>& usable) {
 }
 
 std::unique_ptr<platform::UdpSocket> DiscoverySockets::MakeNonLocalSocket() const {
-  platform::SocketError error = 0;
+  platform::SocketError error{};
   auto socket = udp_.CreateSocket(error);
   if (!socket) {
     journal_.SocketRefused({0, 0, "create", error});

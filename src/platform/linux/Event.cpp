@@ -20,7 +20,7 @@ bool Event::Native::TryTake() {
   if (kind == Kind::ManualReset) return true;
   const MutexLock lock(mutex);
   if (!signalled.load(std::memory_order_relaxed)) return false;
-  eventfd_t count = 0;
+  eventfd_t count{};
   eventfd_read(descriptor.get(), &count);
   signalled.store(false, std::memory_order_release);
   return true;
@@ -40,7 +40,7 @@ void Event::Set() {
 void Event::Reset() {
   const MutexLock lock(native_->mutex);
   if (!native_->signalled.load(std::memory_order_relaxed)) return;
-  eventfd_t count = 0;
+  eventfd_t count{};
   eventfd_read(native_->descriptor.get(), &count);
   native_->signalled.store(false, std::memory_order_release);
 }

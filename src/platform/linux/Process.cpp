@@ -28,7 +28,7 @@ std::optional<ProcessState> ReadState(std::uint32_t processId) {
   const std::size_t nameEnd = text.rfind(')');
   if (nameEnd == std::string::npos) return std::nullopt;
   std::istringstream rest(text.substr(nameEnd + 1));
-  char state = 0;
+  char state{};
   rest >> state;
   constexpr int kFieldsBetweenStateAndThreads = 16;
   std::string skipped;

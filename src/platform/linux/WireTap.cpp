@@ -61,12 +61,13 @@ class PacketSocket final : public WireTap {
 bool FilterUdp(int socket) {
   constexpr auto kLinkProtocol = static_cast<std::uint32_t>(SKF_AD_OFF + SKF_AD_PROTOCOL);
   constexpr std::uint32_t kProtocolOffset = 9;
-  std::array<sock_filter, 6> program{{{BPF_LD | BPF_H | BPF_ABS, 0, 0, kLinkProtocol},
-                                      {BPF_JMP | BPF_JEQ | BPF_K, 0, 3, ETH_P_IP},
-                                      {BPF_LD | BPF_B | BPF_ABS, 0, 0, kProtocolOffset},
-                                      {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, IPPROTO_UDP},
-                                      {BPF_RET | BPF_K, 0, 0, kMostBytes},
-                                      {BPF_RET | BPF_K, 0, 0, 0}}};
+  // Each jump names how many steps it skips if it holds, and if not.
+  std::array<sock_filter, 6> program{{BPF_STMT(BPF_LD | BPF_H | BPF_ABS, kLinkProtocol),
+                                      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, ETH_P_IP, 0, 3),
+                                      BPF_STMT(BPF_LD | BPF_B | BPF_ABS, kProtocolOffset),
+                                      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, IPPROTO_UDP, 0, 1),
+                                      BPF_STMT(BPF_RET | BPF_K, kMostBytes),
+                                      BPF_STMT(BPF_RET | BPF_K, 0)}};
   const sock_fprog filter{program.size(), program.data()};
   return ::setsockopt(socket, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) == 0;
 }
