@@ -21,6 +21,9 @@ struct ConfigRemark {
 struct ConfigReport {
   std::vector<ConfigRemark> remarks;
   bool unreadable = false;  ///< The directory or an existing file cannot be read at all.
+  /// Where the list of networks stands that decides which interfaces are used, UseInterfaces say; 0 if no
+  /// list is in force.
+  std::size_t lineOfInterfaces = 0;
 
   bool Clean() const;
 };

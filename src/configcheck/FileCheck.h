@@ -29,6 +29,8 @@ class FileCheck : public config::ReadListener {
  protected:
   /// Reports the file's absence with `effect` and returns true if there is no file.
   bool Absent(const std::wstring& effect);
+  /// The list of networks that decides which interfaces are used is here.
+  void InterfacesAt(std::size_t line) { report_.lineOfInterfaces = line; }
   void Accepted(std::size_t line, std::wstring text);
   void Finding(std::size_t line, std::wstring text);
   /// A finding after which the whole file counts as unread.

@@ -89,6 +89,7 @@ class ScanFileCheck final : public FileCheck {
                                container.name + L" is present.");
     }
     const bool isList = isExclude || &container == &config::kUseInterfaces;
+    if (isList) InterfacesAt(node.Line());
     if (isList && settings_.DynamicDetectionEnabled == 0) {
       Finding(node.Line(), std::wstring(container.name) + L" has no effect because " +
                                NameOf(&Settings::DynamicDetectionEnabled) + L" is 0.");

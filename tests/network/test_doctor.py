@@ -148,7 +148,11 @@ class Doctor(examination.Examination):
                     registry.write_text(registry.read_text().replace("ConfigDir=", "ConfigDir=/nowhere"))
                 elif replaced:
                     (registry.parent / replaced).write_text("<no XML")
-                self.assertLessEqual(codes, set(self.examine(here)))
+                found = self.examine(here)
+                self.assertLessEqual(codes, set(found))
+                if "no-interface" in codes:
+                    lines = (registry.parent / "lanseekconf.xml").read_text().split("UseInterfaces")[0].count("\n")
+                    self.assertIn(f"lanseekconf.xml:{lines + 1})", found["no-interface"]["todo"])
 
     @unittest.skipIf(harness.UNDER_WINE, "rules and rights of Linux")
     def test_what_the_component_counts(self):

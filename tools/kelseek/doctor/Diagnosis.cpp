@@ -65,6 +65,8 @@ class Diagnosis {
   void Component();
   void Surroundings();
   void Threads();
+  std::string PlaceOfList() const;
+  std::string HelpForList() const;
   bool IsAnyInterfaceUsed() const;
   void Interfaces();
   void Interface(const Json& entry);
@@ -144,6 +146,19 @@ void Diagnosis::Limits() {
         OpenFilesInWords(), kRaiseFiles);
 }
 
+/// The settings file and the line in it where the list of networks begins.
+std::string Diagnosis::PlaceOfList() const {
+  const std::string file = TextOf(MemberOf(MemberOf(report_, "configuration"), "settingsFile"), "path");
+  return file + (facts_.lineOfInterfaces == 0 ? "" : ":" + std::to_string(facts_.lineOfInterfaces));
+}
+
+std::string Diagnosis::HelpForList() const {
+  const bool isUse = TextOf(MemberOf(report_, "configuration"), "interfaceMode") != "allButListed";
+  return isUse ? "Add the network of the controllers to UseInterfaces (" + PlaceOfList() +
+                     "), or remove UseInterfaces."
+               : "Take the network of the controllers out of ExcludeInterfaces (" + PlaceOfList() + ").";
+}
+
 bool Diagnosis::IsAnyInterfaceUsed() const {
   const Json& all = ListOf(report_, "interfaces");
   return std::any_of(all.begin(), all.end(), [](const Json& each) { return each.value("used", false); });
@@ -158,11 +173,11 @@ void Diagnosis::Interfaces() {
   Add(Mark::Fault, "no-interface",
       "No network of this host takes part in the search, so no broadcast is sent.",
       isOff ? "Broadcast discovery is switched off in the settings." : InterfacesInWords(report_),
-      isOff       ? "Set DynamicDetectionEnabled to 1, unless that is intended."
-      : isRefused ? "Mend the fault above."
-      : Has(findings_, "interface-excluded")
-          ? "Add the network of the controllers to UseInterfaces in the settings, or remove UseInterfaces."
-          : "Connect the network of the controllers, and give its interface an IPv4 address.");
+      isOff                                  ? "Set DynamicDetectionEnabled to 1, unless that is intended."
+      : isRefused                            ? "Mend the fault above."
+      : Has(findings_, "interface-excluded") ? HelpForList()
+                                             : "Connect the network of the controllers, and give its "
+                                               "interface an IPv4 address.");
 }
 
 void Diagnosis::Interface(const Json& entry) {
@@ -193,8 +208,7 @@ void Diagnosis::Interface(const Json& entry) {
     Add(Mark::Remark, "interface-excluded", name + " does not take part in the search.",
         why == "notListed" ? "UseInterfaces in the settings does not list its network."
                            : "ExcludeInterfaces in the settings lists its network.",
-        "Change " + TextOf(MemberOf(MemberOf(report_, "configuration"), "settingsFile"), "path") +
-            " unless that is intended.");
+        "Change it (" + PlaceOfList() + ") unless that is intended.");
 }
 
 std::string Diagnosis::HoldersOf(std::uint16_t port) const {

@@ -283,6 +283,7 @@ void LookAtConfiguration(Facts& facts) {
   const configcheck::ConfigReport checked = configcheck::CheckConfiguration(
       FromUtf8(directory), config::UsableNetworks(platform::SystemNetworkAddresses()));
   facts.configUnreadable = checked.unreadable;
+  facts.lineOfInterfaces = checked.lineOfInterfaces;
   for (const configcheck::ConfigRemark& remark : checked.remarks) {
     if (!remark.finding) continue;
     const std::string line = remark.line == 0 ? "" : ":" + std::to_string(remark.line);

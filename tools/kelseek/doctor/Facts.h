@@ -118,7 +118,8 @@ struct Facts {
   std::vector<PortFacts> ports;
   std::vector<std::string> configFindings;  ///< Of `kelseek check-config`.
   bool configUnreadable = false;
-  std::vector<AddressFacts> asked;  ///< Named by the user, or configured and silent.
+  std::size_t lineOfInterfaces = 0;  ///< Of the list of networks in the settings; 0 if it is not known.
+  std::vector<AddressFacts> asked;   ///< Named by the user, or configured and silent.
   std::vector<platform::Ipv4> expected;
   AnswerFacts answers;
   WireFacts wire;
