@@ -47,7 +47,11 @@ class Doctor(examination.Examination):
                 here = self.station({self.net: f"10.1.0.{number + 1}/24"}, name=f"host{number}")
                 for what, target in rules:
                     self.forbid(here, chain, what, target=target)
-                self.assertEqual({code, "none-found"}, self.trouble(self.examine(here)))
+                found = self.examine(here)
+                self.assertEqual({code, "none-found"}, self.trouble(found))
+                faults = [each for each in self.findings if each["mark"] == "fault"]
+                self.assertEqual({code}, {each["code"] for each in faults})
+                self.assertIn(faults[0]["what"], found["none-found"]["todo"])
 
     def test_a_port_held_by_another_program(self):
         here = self.station({self.net: "10.1.0.1/24"})

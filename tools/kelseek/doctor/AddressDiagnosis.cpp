@@ -1,7 +1,6 @@
 #include "doctor/AddressDiagnosis.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -21,12 +20,8 @@ using platform::Route;
 /// Whether what was found before explains that an address is not in the list. To suspect masks and switches
 /// as well would send people the wrong way.
 bool IsExplained(const std::string& address, const Json& report, const Findings& findings) {
-  constexpr std::array kOfThisHost = {"threads",        "descriptors",   "port-held",
-                                      "socket-refused", "no-interface",  "firewall-in",
-                                      "firewall-out",   "ports-swapped", "ports-same"};
   const Json& collisions = ListOf(report, "collisions");
-  return std::any_of(kOfThisHost.begin(), kOfThisHost.end(),
-                     [&](const char* code) { return Has(findings, code); }) ||
+  return std::any_of(findings.begin(), findings.end(), KeepsAllAway) ||
          std::any_of(collisions.begin(), collisions.end(), [&](const Json& each) {
            return TextOf(MemberOf(each, "known"), "address") == address ||
                   TextOf(MemberOf(each, "heard"), "address") == address;

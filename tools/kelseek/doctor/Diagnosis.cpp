@@ -1,10 +1,8 @@
 #include "doctor/Diagnosis.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
 
@@ -12,6 +10,7 @@
 #include "doctor/AnswerDiagnosis.h"
 #include "doctor/ConfigurationDiagnosis.h"
 #include "doctor/HelloDiagnosis.h"
+#include "doctor/ReceptionDiagnosis.h"
 #include "doctor/ReportReader.h"
 #include "doctor/WireDiagnosis.h"
 
@@ -20,12 +19,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-/// Ticks later than this make controllers seem silent.
-constexpr std::uint64_t kLateTick = 2000;
 /// So many controllers that leave requests unanswered are named one by one.
 constexpr std::size_t kMostUnanswered = 5;
-/// So many senders of controllers' messages are worth a word.
-constexpr std::size_t kManyFromOne = 20;
 constexpr const char* kRaiseFiles =
     "Raise the limit on open files of this user or service (ulimit -n, LimitNOFILE).";
 
@@ -47,13 +42,14 @@ class Diagnosis {
     SystemFirewall();
     Sending();
     AppendConfigurationFindings(facts_, findings_);
-    Receiving();
+    AppendReceptionFindings(facts_, findings_);
     Controllers();
     Surroundings();
     AppendAnswerFindings(facts_, findings_);
     AppendAddressFindings(facts_, findings_);
     AppendHelloFindings(facts_, findings_);
     AppendWireFindings(facts_, findings_);
+    ReferToCause();
     return std::move(findings_);
   }
 
@@ -75,10 +71,8 @@ class Diagnosis {
   void Sending();
   void Limits();
   void SystemFirewall();
-  void Receiving();
-  void FullTable();
-  std::string SenderInWords() const;
   void Controllers();
+  void ReferToCause();
   void Collisions();
   std::string HoldersOf(std::uint16_t port) const;
   std::string OpenFilesInWords() const;
@@ -290,74 +284,6 @@ void Diagnosis::Sending() {
   }
 }
 
-void Diagnosis::Receiving() {
-  const Json& dropped = MemberOf(MemberOf(report_, "received"), "dropped");
-  if (const auto lost = NumberOf(dropped, "bySystem"); lost > 0)
-    Add(Mark::Remark, "receive-buffer", std::to_string(lost) + " datagrams were lost on this host.",
-        "The system dropped them because a receive buffer was full.",
-        "Raise the limit of receive buffers (net.core.rmem_default), or look for a flood on the network.");
-  if (const auto other = NumberOf(dropped, "otherSubnet"); other > 0)
-    Add(Mark::Remark, "other-subnet",
-        std::to_string(other) + " datagrams came over a network that their senders do not belong to.",
-        "Their source addresses belong to another network of this host.",
-        "Check whether two networks share a switch, and the masks of the controllers.");
-  if (NumberOf(dropped, "malformed") > 0) {
-    const Json& last = MemberOf(MemberOf(report_, "received"), "lastMalformed");
-    Add(Mark::Remark, "malformed",
-        std::to_string(NumberOf(dropped, "malformed")) +
-            " datagrams on the ports of the search are no discovery messages.",
-        "The last came from " + TextOf(last, "from") + ": " + TextOf(last, "text"),
-        "Look for a program that uses these ports for something else.");
-  }
-  FullTable();
-  if (const auto late = NumberOf(report_, "longestTickDelayMs"); late > kLateTick)
-    Add(Mark::Remark, "late-ticks",
-        "This host was too busy, or slept, for " + Seconds(static_cast<double>(late) / 1000) + ".",
-        "A tick of the component came that late.",
-        "Controllers may have been lost for it; they return by themselves.");
-}
-
-/// The host that most of the many controllers' messages came from, if the network was watched.
-std::string Diagnosis::SenderInWords() const {
-  std::map<platform::Ipv4, std::size_t> bySource;
-  for (const Sighting& each : facts_.wire.sightings) ++bySource[each.source];
-  const auto most = std::max_element(bySource.begin(), bySource.end(),
-                                     [](const auto& a, const auto& b) { return a.second < b.second; });
-  if (most == bySource.end() || most->second < kManyFromOne) return {};
-  return " Most of those looked at were sent by " + platform::FormatIpv4(most->first) + ".";
-}
-
-void Diagnosis::FullTable() {
-  constexpr const char* kFindSender =
-      "Look for a program or device that forges controllers, and take it off the network. kelseek doctor, "
-      "run "
-      "as an administrator, names the sender.";
-  const Json& table = MemberOf(report_, "table");
-  const auto limit = NumberOf(table, "dynamicLimit");
-  if (NumberOf(MemberOf(MemberOf(report_, "received"), "dropped"), "tableFull") > 0)
-    return Add(Mark::Fault, "table-full", "The list is full, so more controllers are not taken in.",
-               std::to_string(NumberOf(table, "dynamic")) + " of " + std::to_string(limit) + " are known." +
-                   SenderInWords(),
-               kFindSender);
-  if (facts_.arrivals.seconds <= 0 || facts_.arrivals.count == 0) return;
-  const double rate = static_cast<double>(facts_.arrivals.count) / facts_.arrivals.seconds;
-  // A controller that is never heard again is asked at the next refresh, and again until it is given up.
-  const std::int64_t interval = SettingOf(report_, "RefreshInterval");
-  const std::int64_t retries = std::max<std::int64_t>(SettingOf(report_, "Retries"), 0);
-  const auto kept = static_cast<double>(interval + SettingOf(report_, "RefreshTimeout") * (retries + 1));
-  const bool fills = interval < 0 || rate * kept > static_cast<double>(limit);
-  const std::string speed = std::to_string(std::llround(rate)) + " a second";
-  Add(fills ? Mark::Fault : Mark::Remark, "table-fills",
-      fills ? "Controllers that were never there before appear so fast that a program's list gets full."
-            : "Controllers that were never there before keep appearing.",
-      speed + ", when all had had time to answer. " +
-          (fills ? "A program that runs on has " + std::to_string(limit) + " after " +
-                       Seconds(static_cast<double>(limit) / rate) + " and takes in no more."
-                 : "A list has room for " + std::to_string(limit) + ".") +
-          SenderInWords(),
-      kFindSender);
-}
-
 void Diagnosis::Controllers() {
   Collisions();
   std::size_t listed = 0;
@@ -387,6 +313,23 @@ void Diagnosis::Controllers() {
   }
 }
 
+/// That nobody was found is no fault of its own if another one explains it.
+void Diagnosis::ReferToCause() {
+  const auto none = std::find_if(findings_.begin(), findings_.end(),
+                                 [](const Finding& each) { return each.code == "none-found"; });
+  const Json& all = ListOf(report_, "interfaces");
+  const bool isAnyConnected = std::any_of(all.begin(), all.end(), [](const Json& each) {
+    return each.value("used", false) && each.value("carrier", true);
+  });
+  const auto cause = std::find_if(findings_.begin(), findings_.end(), [&](const Finding& each) {
+    return KeepsAllAway(each) || each.code == "wrong-mask" || each.code == "broadcast-lost" ||
+           (each.code == "no-carrier" && !isAnyConnected);
+  });
+  if (none == findings_.end() || cause == findings_.end()) return;
+  none->mark = Mark::Remark;
+  none->todo = "Mend this first, then look again: " + cause->what;
+}
+
 void Diagnosis::Collisions() {
   for (const SharedMac& each : facts_.sharedMacs)
     Add(Mark::Fault, "collision",
@@ -411,9 +354,13 @@ Findings Diagnose(const Facts& facts) { return Diagnosis(facts).Make(); }
 std::string LikelyCause(const Json& report) {
   Facts facts;
   facts.report = report;
-  for (const Finding& each : Diagnose(facts))
-    if (each.mark == Mark::Fault && each.code != "none-found") return each.what;
-  return {};
+  const Findings findings = Diagnose(facts);
+  auto cause = std::find_if(findings.begin(), findings.end(), KeepsAllAway);
+  if (cause == findings.end())
+    cause = std::find_if(findings.begin(), findings.end(), [](const Finding& each) {
+      return each.mark == Mark::Fault && each.code != "none-found";
+    });
+  return cause == findings.end() ? std::string() : cause->what;
 }
 
 }  // namespace kellanseek::kelseek

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,14 @@ struct Finding {
 };
 
 using Findings = std::vector<Finding>;
+
+/// Whether it is a fault of this host that by itself explains why nobody is found.
+inline bool KeepsAllAway(const Finding& finding) {
+  constexpr std::array<std::string_view, 9> kCodes = {"threads",        "descriptors",   "port-held",
+                                                      "socket-refused", "no-interface",  "firewall-in",
+                                                      "firewall-out",   "ports-swapped", "ports-same"};
+  return finding.mark == Mark::Fault && std::find(kCodes.begin(), kCodes.end(), finding.code) != kCodes.end();
+}
 
 inline bool Has(const Findings& findings, std::string_view code) {
   return std::any_of(findings.begin(), findings.end(),
