@@ -55,7 +55,8 @@ struct Reply {
   Kind kind = Kind::Silent;
   std::string datagram;
   std::chrono::milliseconds delay{};
-  int error{};  ///< The system's code, for all but Answer and Silent.
+  int error{};    ///< The system's code, for all but Answer and Silent.
+  Ipv4 router{};  ///< Who says HostUnreachable; 0 if it was this host itself, or if the system does not tell.
 };
 /// Sends a datagram and waits for an answer from that address and port.
 Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chrono::milliseconds timeout);

@@ -76,20 +76,23 @@ class Doctor(examination.Examination):
         for setting in ("forwarding", "send_redirects"):
             with others[2].inside(), open(f"/proc/sys/net/ipv4/conf/all/{setting}", "w") as file:
                 file.write("1" if setting == "forwarding" else "0")
-        here.ip("route add prohibit 10.7.0.0/16", "route add 10.5.0.0/16 via 10.1.0.22", "route add 10.6.0.0/16 via 10.1.0.22")
+        here.ip("route add prohibit 10.7.0.0/16", *(f"route add 10.{net}.0.0/16 via 10.1.0.{router}" for net, router in (
+            (5, 22), (6, 22), (8, 98))))
         stranger = others[3].udp_socket("", wire.NON_LOCAL_PORT)
         self.addCleanup(stranger.close)
         self.reactor.add(stranger, lambda: stranger.sendto(b"who?", stranger.recvfrom(2000)[1]))
         self.addCleanup(self.reactor.remove, stranger)
         prohibited = "no-route" if harness.UNDER_WINE else "route-prohibited"  # Windows has no such route
-        unreachable = "no-answer" if harness.UNDER_WINE else "unreachable"  # Wine keeps what the router says to itself
+        # Wine keeps what the router says to itself.
+        unreachable, routers_word = ("no-answer", "") if harness.UNDER_WINE else ("unreachable", "router 10.1.0.22 says")
         cases = (("10.1.0.11", "answers", ""), ("10.1.0.12", "incomplete", "system identity"),
                  ("10.1.0.13", "incomplete", "MAC address"), ("10.1.0.14", "collision", "same identity"),
                  ("10.1.0.15", "collision", "same MAC address"), ("10.1.0.16", "second-address", ""),
                  ("10.1.0.17", "broadcast-lost", ""), ("10.1.0.18", "slow", "too late"),
                  ("10.1.0.20", "port-closed", ""), ("10.1.0.21", "firewall-there", ""), ("10.1.0.23", "strange-answer", ""),
-                 ("10.1.0.25", "firewall-there", ""), ("10.1.0.99", "host-down", ""), ("10.5.0.1", unreachable, ""),
-                 ("10.6.0.1", "no-answer", ""), ("10.7.0.1", prohibited, ""), ("10.9.0.1", "no-route", ""))
+                 ("10.1.0.25", "firewall-there", ""), ("10.1.0.99", "host-down", ""), ("10.5.0.1", unreachable, routers_word),
+                 ("10.6.0.1", "no-answer", ""), ("10.7.0.1", prohibited, ""), ("10.8.0.1", "gateway-down", "10.1.0.98"),
+                 ("10.9.0.1", "no-route", ""))
         self.examine(here, *(address for address, _, _ in cases))
         for address, code, words in cases:
             with self.subTest(address):

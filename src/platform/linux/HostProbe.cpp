@@ -1,5 +1,6 @@
 #include "platform/HostProbe.h"
 
+#include <linux/errqueue.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <netinet/in.h>
@@ -78,6 +79,30 @@ Route::Kind KindOfRefusal(int error) {
   }
 }
 
+/// The router that has reported the last error of a socket; 0 if it was this host, which answers itself in a
+/// router's place when a neighbour does not say its hardware address.
+Ipv4 ReporterOf(int socket) {
+  alignas(cmsghdr) std::array<char, 512> control{};
+  msghdr message{};
+  message.msg_control = control.data();
+  message.msg_controllen = control.size();
+  if (::recvmsg(socket, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) return 0;
+  for (cmsghdr* each = CMSG_FIRSTHDR(&message); each != nullptr; each = CMSG_NXTHDR(&message, each)) {
+    struct {
+      sock_extended_err error;
+      sockaddr_in offender;
+    } report{};
+    if (each->cmsg_level != IPPROTO_IP || each->cmsg_type != IP_RECVERR ||
+        each->cmsg_len < CMSG_LEN(sizeof report))
+      continue;
+    std::memcpy(&report, CMSG_DATA(each), sizeof report);
+    const Ipv4 offender = report.offender.sin_addr.s_addr;
+    if (report.error.ee_origin == SO_EE_ORIGIN_ICMP && RouteTo(offender).kind != Route::Kind::Local)
+      return offender;
+  }
+  return 0;
+}
+
 Reply::Kind KindOfFailure(int error) {
   switch (error) {
     case ECONNREFUSED: return Reply::Kind::PortClosed;
@@ -142,7 +167,10 @@ Reply Ask(Ipv4 address, std::uint16_t port, std::string_view datagram, std::chro
   const auto delay = std::chrono::steady_clock::now() - begin;
   std::array<char, 2048> buffer{};
   const ssize_t size = ::recv(socket.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
-  if (size < 0) return {KindOfFailure(errno), {}, {}, errno};
+  if (size < 0) {
+    const int error = errno;
+    return {KindOfFailure(error), {}, {}, error, ReporterOf(socket.get())};
+  }
   return {Reply::Kind::Answer, std::string(buffer.data(), static_cast<std::size_t>(size)),
           std::chrono::duration_cast<std::chrono::milliseconds>(delay), 0};
 }

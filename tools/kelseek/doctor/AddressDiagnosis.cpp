@@ -13,6 +13,7 @@ namespace kellanseek::kelseek {
 namespace {
 
 using Json = nlohmann::json;
+using platform::Ipv4;
 using platform::NeighbourState;
 using platform::Reply;
 using platform::Route;
@@ -70,13 +71,32 @@ class AddressDiagnosis {
           "Nobody on the network answers to this address.", "Check its power, its cable and its address.");
   }
 
+  bool IsGatewayDown() const {
+    return facts_.route.kind == Route::Kind::Gateway && facts_.neighbour == NeighbourState::Silent;
+  }
+  void GatewayDown() {
+    Fault("gateway-down",
+          "The gateway " + platform::FormatIpv4(facts_.route.gateway) + " on the way to " + text_ +
+              " does not answer.",
+          "It does not say its hardware address when asked for it (ARP).",
+          "Check the gateway's power and cable, and whether the route of this host names the right one.");
+  }
+
   void Unreachable() {
     if (IsNeighbour()) return HostDown();
-    Fault("unreachable", "A router says that " + text_ + " cannot be reached.", ErrorText(),
+    if (IsGatewayDown()) return GatewayDown();
+    const Ipv4 router = facts_.reply.router;
+    const std::string error = platform::TextOfError(facts_.reply.error);
+    Fault("unreachable",
+          router == 0
+              ? text_ + " cannot be reached."
+              : "The router " + platform::FormatIpv4(router) + " says that " + text_ + " cannot be reached.",
+          router == 0 ? "This host says: " + error : "It answered the question: " + error,
           "Check the address, and the routers on the way.");
   }
 
   void Silent() {
+    if (IsGatewayDown()) return GatewayDown();
     if (IsNeighbour() && facts_.neighbour == NeighbourState::Silent) return HostDown();
     if (IsNeighbour() && facts_.neighbour == NeighbourState::Answered)
       return Fault("firewall-there", text_ + " is there, but does not answer the question of the search.",

@@ -103,11 +103,16 @@ AddressFacts Question(platform::Ipv4 address, std::uint16_t port) {
   facts.address = address;
   facts.route = platform::RouteTo(address);
   const std::string question = protocol::BuildRequest(protocol::MessageType::FullRequestMsg);
+  const platform::Ipv4 next =
+      facts.route.kind == platform::Route::Kind::Gateway ? facts.route.gateway : address;
   facts.reply = platform::Ask(address, port, question, kAnswerTime);
-  facts.neighbour = platform::NeighbourStateOf(address);
+  facts.neighbour = platform::NeighbourStateOf(next);
   if (facts.reply.kind == platform::Reply::Kind::Silent &&
-      facts.neighbour != platform::NeighbourState::Silent)
+      facts.neighbour != platform::NeighbourState::Silent) {
     facts.reply = platform::Ask(address, port, question, kPatience);
+    // The system notices only meanwhile that a neighbour has gone.
+    facts.neighbour = platform::NeighbourStateOf(next);
+  }
   if (facts.reply.kind != platform::Reply::Kind::Answer) return facts;
   protocol::Message message;
   const std::string& datagram = facts.reply.datagram;

@@ -26,6 +26,7 @@ struct AddressFacts {
   platform::Ipv4 address = 0;
   platform::Route route;
   platform::Reply reply;
+  /// Of the address, or of the gateway on the way there.
   platform::NeighbourState neighbour = platform::NeighbourState::Unknown;
   bool isDiscoveryMessage = false;  ///< The answer is one.
   std::string name;                 ///< From the answer, in UTF-8.
