@@ -52,6 +52,9 @@ class Doctor(examination.Examination):
                 faults = [each for each in self.findings if each["mark"] == "fault"]
                 self.assertEqual({code}, {each["code"] for each in faults})
                 self.assertIn(faults[0]["what"], found["none-found"]["todo"])
+                searching = self.kelseek(here, *(["list"], ["watch", "--wait", "4"])[number % 2], kind=harness.Said)
+                self.assertEqual(examination.FAULTS, searching.result()[0])
+                self.assertIn("Most likely: " + faults[0]["what"], searching.errors())
 
     def test_a_port_held_by_another_program(self):
         here = self.station({self.net: "10.1.0.1/24"})

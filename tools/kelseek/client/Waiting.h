@@ -22,14 +22,18 @@ class TimeSpan {
   /// Without `seconds` the span ends only when the user stops the program.
   TimeSpan(Session& session, std::optional<double> seconds);
 
-  /// Calls `handle` for every change of a stream, until the span ends. Marks are not handed on.
+  /// Calls `handle` for every change of a stream, until the span ends, and `synced` once the list is
+  /// complete. Other marks are not handed on.
   template <typename Handle>
-  void Follow(client::ChangeStream& changes, Handle handle) {
+  void Follow(
+      client::ChangeStream& changes, Handle handle, const std::function<void()>& synced = [] {}) {
     constexpr std::chrono::milliseconds kStopPoll(100);
     while (!session_.stop.TryWait() && Left().count() > 0) {
       const auto change = changes.next(std::min(Left(), kStopPoll));
-      if (!change || change->type == client::ChangeType::Synced) continue;
-      if (change->type == client::ChangeType::Resync) {
+      if (!change) continue;
+      if (change->type == client::ChangeType::Synced) {
+        synced();
+      } else if (change->type == client::ChangeType::Resync) {
         ReportLoss();
       } else {
         handle(*change);

@@ -1,6 +1,8 @@
+#include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/Chooser.h"
@@ -8,6 +10,7 @@
 #include "client/Waiting.h"
 #include "commands/Command.h"
 #include "commands/DiscoveryCommands.h"
+#include "commands/NothingFound.h"
 #include "doctor/Diagnosis.h"
 #include "output/EventText.h"
 #include "output/Output.h"
@@ -50,7 +53,11 @@ int WatchOnScreen(Session& session, const client::Client& client, Chooser& choos
   chooser.Start(client);
   const ScreenQuestions questions = {
       [&client] { return CountSweeps(client); },
-      [&client] { return LikelyCause(nlohmann::json::parse(client.report())); },
+      [&client, echoes = std::optional<std::vector<Echo>>()]() mutable {
+        const nlohmann::json report = nlohmann::json::parse(client.report());
+        if (!echoes) echoes = QuickEchoes(report);
+        return LikelyCause(report, *echoes);
+      },
       [&chooser](const client::Controller& controller) { return chooser.Wants(controller); },
   };
   return ShowFullScreen(session, changes, questions, seconds) ? kFound : kNothingFound;
@@ -65,14 +72,20 @@ int Watch(Session& session, const WatchOptions& options) {
   const auto print = [&session](const std::string& text) {
     if (!Write(text)) session.stop.Set();
   };
+  bool isExplained = options.json || !CountSweeps(client);
+  const auto explain = [&] {
+    if (std::exchange(isExplained, true) || anyFound) return;
+    std::cerr << "No controllers, and everything was asked once. " << WhyNothingFound(client) << std::flush;
+  };
   if (!options.json) print(EventHeading(session.colours));
   client::ChangeStream changes = client.changes(kWaitingChanges);
   chooser.Start(client);
-  TimeSpan(session, options.wait).Follow(changes, [&](const client::Change& change) {
+  const auto show = [&](const client::Change& change) {
     if (!chooser.Wants(change.controller)) return;
     anyFound = true;
     print(options.json ? JsonText(change) + "\n" : EventLine(change, session.colours));
-  });
+  };
+  TimeSpan(session, options.wait).Follow(changes, show, explain);
   return anyFound ? kFound : kNothingFound;
 }
 

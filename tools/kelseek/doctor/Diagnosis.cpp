@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "doctor/AddressDiagnosis.h"
 #include "doctor/AnswerDiagnosis.h"
@@ -351,9 +352,10 @@ void Diagnosis::Collisions() {
 
 Findings Diagnose(const Facts& facts) { return Diagnosis(facts).Make(); }
 
-std::string LikelyCause(const Json& report) {
+std::string LikelyCause(const Json& report, std::vector<Echo> echoes) {
   Facts facts;
   facts.report = report;
+  facts.echoes = std::move(echoes);
   const Findings findings = Diagnose(facts);
   auto cause = std::find_if(findings.begin(), findings.end(), KeepsAllAway);
   if (cause == findings.end())

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <functional>
 #include <future>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <set>
@@ -19,16 +20,15 @@
 #include "client/Waiting.h"
 #include "config/HostNetworks.h"
 #include "configcheck/ConfigCheck.h"
+#include "doctor/Echoes.h"
 #include "doctor/Hello.h"
 #include "doctor/ReportReader.h"
 #include "doctor/SharedMacs.h"
-#include "doctor/Sockets.h"
 #include "doctor/Volley.h"
 #include "doctor/Watch.h"
 #include "platform/NetworkAddresses.h"
 #include "platform/Process.h"
 #include "platform/TraceCapture.h"
-#include "platform/UdpSocket.h"
 #include "protocol/MessageReader.h"
 #include "protocol/MessageWriter.h"
 
@@ -57,35 +57,6 @@ constexpr std::size_t kMaxSilentAsked = 8;
 
 std::uint16_t PortOf(const Json& report, const char* setting) {
   return static_cast<std::uint16_t>(SettingOf(report, setting));
-}
-
-Echo TryEcho(platform::Ipv4 address, platform::Ipv4 mask, std::uint16_t port) {
-  Echo echo{address, port, Echo::Outcome::NotHeard, 0};
-  const auto listener = OpenSocket(address, mask, port);
-  const auto sender = OpenSocket(address, mask, 0);
-  if (!listener || !sender) {
-    echo.outcome = Echo::Outcome::NoSocket;
-    return echo;
-  }
-  // No discovery message, so that nobody on the network takes it for one.
-  constexpr std::string_view kText = "kelseek doctor: is this heard?";
-  const auto receiver = platform::SystemUdpNetwork().CreateReceiver({listener.get()}, kText.size() + 1);
-  echo.error = sender->SendTo(kText, address | ~mask, port);
-  if (echo.error != 0) {
-    echo.outcome = Echo::Outcome::NotSent;
-    return echo;
-  }
-  platform::Event never(platform::Event::Kind::ManualReset);
-  const auto end = std::chrono::steady_clock::now() + kEchoTime;
-  while (std::chrono::steady_clock::now() < end) {
-    const platform::Received got = receiver->ReceiveOne(never, kEchoTime);
-    const bool own = got.outcome == platform::Received::Outcome::Datagram && got.source == address &&
-                     std::string_view(got.text.data(), got.text.size()) == kText;
-    if (!own) continue;
-    echo.outcome = Echo::Outcome::Heard;
-    break;
-  }
-  return echo;
 }
 
 /// Runs a function on a thread of its own; if the system refuses one, where the result is asked for.
@@ -265,14 +236,7 @@ void Listen(Session& session, const Questions& questions, Facts& facts, Evidence
 void LookAtSockets(Facts& facts) {
   const std::uint16_t request = PortOf(facts.report, "RequestPort");
   const std::uint16_t response = PortOf(facts.report, "ResponsePort");
-  for (const Json& entry : ListOf(facts.report, "interfaces")) {
-    if (!entry.value("used", false) || !entry.value("carrier", true)) continue;
-    const platform::Ipv4 address = platform::ParseIpv4(TextOf(entry, "address"));
-    const platform::Ipv4 mask = platform::ParseIpv4(TextOf(entry, "mask"));
-    // A network of one host has no broadcast.
-    if (mask == platform::kNoAddress) continue;
-    for (const std::uint16_t port : {response, request}) facts.echoes.push_back(TryEcho(address, mask, port));
-  }
+  facts.echoes = TryEchoes(facts.report, kEchoTime, std::numeric_limits<std::size_t>::max());
   for (const std::uint16_t port : {request, response}) {
     PortFacts found{port, platform::HoldersOfUdpPort(port)};
     std::erase_if(found.others, [](const platform::PortHolder& holder) {
