@@ -11,8 +11,8 @@
 //     const kel::Apartment apartment;
 //     const kel::Client client = kel::Client::create();
 //     const auto found = client.subscribe([&](const kel::Event& event) {
-//       if (const auto now = client.read(event.id)) std::cout << now->name << ": " + to_string(event.reason)
-//       + "\n";
+//       if (const auto now = client.read(event.id))
+//         std::cout << kel::printable(now->name) + ": " + to_string(event.reason) + "\n";
 //     });
 //     client.wait_until_synced(std::chrono::seconds(10));
 //     std::cout << client.controllers().size() << " controllers\n";
@@ -20,7 +20,8 @@
 //
 // docs/clients.md is the guide. The following holds unless stated otherwise.
 //
-// Texts are UTF-8. What is not a character becomes U+FFFD, in both directions.
+// Texts are UTF-8. What is not a character becomes U+FFFD, in both directions. Texts from the network are as
+// they were sent; printable() makes them safe for a terminal.
 //
 // Failures are exceptions of type Error. That a controller is not there, or no longer, is no failure but an
 // empty optional or false: controllers come and go at any time.

@@ -12,7 +12,7 @@ int main(int argc, char** argv) try {
   const kel::Client client = kel::Client::from_module(argv[1]);
   client.wait_until_synced(std::chrono::seconds(10));
   for (const kel::Controller& controller : client.controllers())
-    std::cout << controller.address << "  " << controller.name << '\n';
+    std::cout << kel::printable(controller.address + "  " + controller.name) << '\n';
 } catch (const kel::Error& error) {
   return std::cerr << error.what() << '\n', 1;
 }

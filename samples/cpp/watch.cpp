@@ -12,14 +12,14 @@ int main() try {
   kel::Subscription subscription = client.subscribe([&client](const kel::Event& event) {
     const auto now = client.read(event.id);  // Not there if the controller is gone.
     std::cout << "event " + std::to_string(event.id) + " " + to_string(event.reason) + " " +
-                     (now ? now->name : "") + "\n"
+                     (now ? kel::printable(now->name) : "") + "\n"
               << std::flush;
   });
   std::cout << "Listening; a line ends it.\n" << std::flush;
   std::cin.get();
   subscription.reset();  // From here on no event is printed.
   for (const kel::Controller& controller : client.controllers())
-    std::cout << controller.id << ' ' << controller.name << '\n';
+    std::cout << controller.id << ' ' << kel::printable(controller.name) << '\n';
 } catch (const kel::Error& error) {
   return std::cerr << error.what() << '\n', 1;
 }

@@ -103,6 +103,25 @@ TEST(ClientText, MalformedInputBecomesReplacementCharacters) {
   EXPECT_EQ("\xEF\xBF\xBD", detail::Convert<char>(std::u32string_view(U"\x110000", 1)));
 }
 
+TEST(ClientText, PrintableEscapesEverythingThatControlsATerminal) {
+  const struct {
+    std::string text;
+    std::string printed;
+  } cases[] = {
+      {"cell 1", "cell 1"},
+      {"Zelle S\u00fcd", "Zelle S\u00fcd"},
+      {"\u30bb\u30eb \U0001F916", "\u30bb\u30eb \U0001F916"},
+      {"C:\\cell\\u001b", "C:\\cell\\u001b"},
+      {"\x1b[31mred\x07", "\\u001b[31mred\\u0007"},
+      {std::string("a\0b\r\n\t", 6), "a\\u0000b\\u000d\\u000a\\u0009"},
+      {"\x7f\u0080\u009b\u009f\u00a0", "\\u007f\\u0080\\u009b\\u009f\u00a0"},
+      {"\u202egnp.exe\u2066\u200f\ufeff", "\\u202egnp.exe\\u2066\\u200f\\ufeff"},
+      {"\u2028\u2029", "\\u2028\\u2029"},
+      {"bad \xff\xc3", "bad \ufffd\ufffd"},
+  };
+  for (const auto& one : cases) EXPECT_EQ(one.printed, printable(one.text));
+}
+
 TEST(ClientFilter, PatternsAndNetworks) {
   Controller controller = Cell(7, "Press S\u00fcd 12");
   controller.host_name = "press-12.plant.example";

@@ -121,7 +121,7 @@ inline std::string to_string(const Version& version) {
 }
 
 /// A controller's properties at one moment. Texts are UTF-8 as the controller sent them, control characters
-/// included; an empty text was not reported.
+/// included (see printable()); an empty text was not reported.
 struct Controller {
   /// The lanSeekID: names the controller in calls and events of this component object, and is never reused.
   /// Another object, and another run, give the same controller another one.

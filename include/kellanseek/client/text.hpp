@@ -1,6 +1,6 @@
 #pragma once
 
-// UTF-8 to and from wide text, and numbers as text. Part of kellanseek/client.hpp.
+// UTF-8 to and from wide text, texts for terminals, and numbers as text. Part of kellanseek/client.hpp.
 
 #include <cstddef>
 #include <cstdint>
@@ -81,6 +81,14 @@ std::basic_string<To> Convert(std::basic_string_view<From> text) {
   return converted;
 }
 
+/// Control characters of both sets, soft hyphen, marks for direction and of no width, line and paragraph
+/// separators.
+constexpr bool IsUnprintable(char32_t character) {
+  return character < 0x20 || IsBetween(character, 0x7F, 0x9F) || character == 0xAD || character == 0x61C ||
+         IsBetween(character, 0x200B, 0x200F) || IsBetween(character, 0x2028, 0x202E) ||
+         IsBetween(character, 0x2060, 0x206F) || character == 0xFEFF;
+}
+
 /// Lower case for the letters A to Z.
 constexpr char32_t FoldCase(char32_t letter) {
   return IsBetween(letter, U'A', U'Z') ? letter - U'A' + U'a' : letter;
@@ -93,6 +101,26 @@ inline std::string to_utf8(std::wstring_view text) { return detail::Convert<char
 
 /// Converts UTF-8 to wide text. What is not a character becomes U+FFFD.
 inline std::wstring to_wide(std::string_view utf8) { return detail::Convert<wchar_t>(utf8); }
+
+/// Makes a text safe for a terminal or a line of a log. Controllers choose their texts freely, so what moves
+/// the cursor, ends a line, turns the direction of writing or has no width becomes \uXXXX, which means the
+/// same in JSON: control characters (also those above 127), direction and zero-width marks, soft hyphens,
+/// separators of lines and paragraphs. A backslash stays as it is. What is not a character becomes U+FFFD.
+inline std::string printable(std::string_view utf8) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string safe;
+  safe.reserve(utf8.size());
+  while (!utf8.empty()) {
+    const char32_t character = detail::TakeCharacter(utf8);
+    if (detail::IsUnprintable(character)) {
+      safe += "\\u";
+      for (int shift = 12; shift >= 0; shift -= 4) safe += kDigits[character >> shift & 0xF];
+    } else {
+      detail::AppendCharacter(safe, character);
+    }
+  }
+  return safe;
+}
 
 /// A result code in hexadecimal, such as "0x80004005".
 inline std::string code_text(HRESULT code) {

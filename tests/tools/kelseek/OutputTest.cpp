@@ -19,7 +19,6 @@
 namespace kellanseek::kelseek {
 namespace {
 
-using namespace std::string_literals;
 using client::Availability;
 using client::Change;
 using client::ChangeType;
@@ -205,25 +204,6 @@ TEST(Csv, HasAColumnForEveryMember) {
   EXPECT_EQ(names.size(), Cells(controller, "available").size());
   EXPECT_EQ(controller.name, Cells(controller, "available")[0]);
   EXPECT_EQ(2U, Lines(ListingCsv({{controller}, {1}})).size());
-}
-
-TEST(Text, EscapesEverythingThatControlsATerminal) {
-  const struct {
-    std::string text;
-    std::string printed;
-  } cases[] = {
-      {"cell 1", "cell 1"},
-      {"Zelle S\u00fcd", "Zelle S\u00fcd"},
-      {"\u30bb\u30eb \U0001F916", "\u30bb\u30eb \U0001F916"},
-      {"C:\\cell\\u001b", "C:\\cell\\u001b"},
-      {"\x1b[31mred\x07", "\\u001b[31mred\\u0007"},
-      {"a\0b\r\n\t"s, "a\\u0000b\\u000d\\u000a\\u0009"},
-      {"\x7f\u0080\u009b\u009f\u00a0", "\\u007f\\u0080\\u009b\\u009f\u00a0"},
-      {"\u202egnp.exe\u2066\u200f\ufeff", "\\u202egnp.exe\\u2066\\u200f\\ufeff"},
-      {"\u2028\u2029", "\\u2028\\u2029"},
-      {"bad \xff\xc3", "bad \ufffd\ufffd"},
-  };
-  for (const auto& one : cases) EXPECT_EQ(one.printed, Printable(std::string_view(one.text)));
 }
 
 TEST(Text, WidthMatchesATerminal) {

@@ -13,10 +13,6 @@ struct Range {
   char32_t last;
 };
 
-// Control characters of both sets, soft hyphen, zero-width and direction marks, line and paragraph
-// separators.
-constexpr Range kUnprintable[] = {{0x00, 0x1F},     {0x7F, 0x9F},     {0xAD, 0xAD},     {0x61C, 0x61C},
-                                  {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}};
 constexpr Range kWithoutWidth[] = {{0x300, 0x36F}, {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}};
 constexpr Range kTwoColumns[] = {{0x1100, 0x115F}, {0x2E80, 0xA4CF},   {0xAC00, 0xD7A3},
                                  {0xF900, 0xFAFF}, {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},
@@ -30,22 +26,6 @@ bool Within(const Range (&ranges)[size], char32_t character) {
 }
 
 }  // namespace
-
-std::string Printable(std::string_view utf8) {
-  std::string printable;
-  for (const char32_t character : text::CodePoints(utf8)) {
-    if (Within(kUnprintable, character)) {
-      std::array<char, 8> escape{};
-      std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(character & 0xFFFF));
-      printable += escape.data();
-    } else {
-      printable += ToUtf8(std::u32string_view(&character, 1));
-    }
-  }
-  return printable;
-}
-
-std::string Printable(std::wstring_view text) { return Printable(ToUtf8(text)); }
 
 std::size_t Width(std::string_view utf8) {
   std::size_t width = 0;

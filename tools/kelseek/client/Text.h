@@ -1,6 +1,6 @@
 #pragma once
 
-#include <kellanseek/com.h>
+#include <kellanseek/client.hpp>
 
 #include <cstddef>
 #include <string>
@@ -13,10 +13,9 @@ namespace kellanseek::kelseek {
 using text::FromUtf8;
 using text::ToUtf8;
 
-/// Makes a text safe to print: controllers choose their texts freely, so control characters and the marks for
-/// line ends and text direction become \uXXXX, which has the same meaning in JSON. Returns UTF-8.
-std::string Printable(std::string_view utf8);
-std::string Printable(std::wstring_view text);
+/// Makes a text safe to print, as client::printable() does. Returns UTF-8.
+inline std::string Printable(std::string_view utf8) { return client::printable(utf8); }
+inline std::string Printable(std::wstring_view text) { return client::printable(ToUtf8(text)); }
 
 /// The number of terminal columns that a printable text occupies.
 std::size_t Width(std::string_view utf8);
