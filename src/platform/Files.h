@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -24,5 +26,18 @@ HRESULT MakeDirectory(const std::wstring& path, std::wstring& why);
 /// Creates a file with this content. Returns S_FALSE and changes nothing if the name is taken. On failure
 /// leaves no file and stores the reason in `why`.
 HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::wstring& why);
+
+/// Holds off everybody else who asks for the lock of the same directory, in this process or another, until it
+/// is destroyed or the process ends. Those who do not ask are not hindered.
+class DirectoryLock {
+ public:
+  virtual ~DirectoryLock() = default;
+};
+
+/// Waits until nobody else holds the lock of a directory that exists. Returns null, with the reason in `why`,
+/// if that takes longer than `patience` or the directory cannot be opened. On a file system that knows no
+/// locks, the lock holds nobody off.
+std::unique_ptr<DirectoryLock> LockDirectory(const std::wstring& path, std::chrono::milliseconds patience,
+                                             std::wstring& why);
 
 }  // namespace kellanseek::platform

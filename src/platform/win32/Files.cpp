@@ -1,5 +1,7 @@
 #include "platform/Files.h"
 
+#include <utility>
+
 #include "platform/win32/System.h"
 
 namespace kellanseek::platform {
@@ -18,6 +20,15 @@ DWORD MakeDirectories(const std::wstring& directory) {
   const DWORD above = MakeDirectories(directory.substr(0, end));
   return above == ERROR_SUCCESS ? make() : above;
 }
+
+/// A file that nobody else may open. The system deletes it when the handle is closed.
+class Lock final : public DirectoryLock {
+ public:
+  explicit Lock(UniqueHandle file) : file_(std::move(file)) {}
+
+ private:
+  const UniqueHandle file_;
+};
 
 }  // namespace
 
@@ -63,6 +74,26 @@ HRESULT CreateNewFile(const std::wstring& path, std::string_view content, std::w
   why = SystemMessage(error);
   DeleteFileW(path.c_str());
   return HRESULT_FROM_WIN32(error);
+}
+
+std::unique_ptr<DirectoryLock> LockDirectory(const std::wstring& path, std::chrono::milliseconds patience,
+                                             std::wstring& why) {
+  constexpr DWORD kPause = 10;
+  const std::wstring name = path + L"\\.kelseek-lock";
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (true) {
+    UniqueHandle file(CreateFileW(name.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
+                                  FILE_ATTRIBUTE_HIDDEN | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    if (file) return std::make_unique<Lock>(std::move(file));
+    const DWORD error = GetLastError();
+    // While it is being deleted, access is denied.
+    const bool isHeld = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
+    if (!isHeld || std::chrono::steady_clock::now() >= end) {
+      why = SystemMessage(error);
+      return nullptr;
+    }
+    Sleep(kPause);
+  }
 }
 
 }  // namespace kellanseek::platform

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <future>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -166,6 +167,19 @@ TEST(StaticFile, HoldsEachAddressOnce) {
   EXPECT_THROW(SaveController(directory, first), CommandError);
   EXPECT_EQ("<ControllerIdentities/>", scratch.Read("new/controllerid.xml"));
   EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(scratch.File("new")), {}));
+}
+
+TEST(StaticFile, SavingAtTheSameTimeLosesNothing) {
+  const test::ScratchDirectory scratch;
+  const auto save = [&scratch](int number) {
+    Controller controller = Named(11, "cell");
+    controller.address = "10.1.0." + std::to_string(number);
+    return SaveController(scratch.Wide(), controller).wasThere;
+  };
+  std::vector<std::future<bool>> running;
+  for (int number = 1; number <= 8; ++number) running.push_back(std::async(std::launch::async, save, number));
+  for (auto& each : running) EXPECT_FALSE(each.get());
+  for (int number = 1; number <= 8; ++number) EXPECT_TRUE(save(number)) << number;
 }
 
 /// The first address, the last and their number, or the error.

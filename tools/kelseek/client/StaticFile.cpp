@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -260,13 +261,16 @@ Saved SaveController(const std::wstring& directory, const client::Controller& co
   std::wstring file = config::StaticControllerFile(directory);
   std::wstring why;
   if (FAILED(platform::MakeDirectory(directory, why))) Fail(directory, Printable(why));
-  const bool exists = platform::KindOfPath(file) != platform::PathKind::Nothing;
   std::error_code error;
   // A link stays a link to the file that is replaced.
-  if (exists) {
-    const std::filesystem::path target = std::filesystem::canonical(PathOf(file), error);
-    if (!error) file = WideOf(target);
-  }
+  const std::filesystem::path target = std::filesystem::canonical(PathOf(file), error);
+  if (!error) file = WideOf(target);
+  // Whoever saves at the same time reads the file that this call leaves.
+  constexpr std::chrono::seconds kPatience{10};
+  const std::wstring folder = WideOf(PathOf(file).parent_path());
+  const auto lock = platform::LockDirectory(folder, kPatience, why);
+  if (!lock) Fail(folder, Printable(why));
+  const bool exists = platform::KindOfPath(file) != platform::PathKind::Nothing;
   std::vector<platform::Ipv4> expected;
   if (exists) expected = AddressesIn(file);
   const platform::Ipv4 address = platform::ParseIpv4(controller.address);

@@ -20,8 +20,9 @@ struct Saved {
   bool wasThere = false;  ///< An entry had the address already, so the file was not changed.
 };
 /// Writes a controller into the static controller file of a directory; creates both if necessary. The file is
-/// replaced as a whole, after the component's own parser has read the new one. Throws CommandError with the
-/// reason; the file is then as it was.
+/// replaced as a whole, after the component's own parser has read the new one. Calls at the same time, of
+/// this process or others, wait for each other, up to ten seconds. Throws CommandError with the reason; the
+/// file is then as it was.
 Saved SaveController(const std::wstring& directory, const client::Controller& controller);
 
 }  // namespace kellanseek::kelseek
