@@ -7,8 +7,9 @@
 namespace kellanseek::platform {
 
 /// During its lifetime, the first request to end the program (Ctrl-C, termination, closing the terminal) sets
-/// an event instead; a second request ends the program at once. Create it before any thread, and only one at
-/// a time.
+/// an event instead; a second request ends the program at once. If the system refuses what listening takes, a
+/// thread for instance, each request ends the program at once. Create it before any thread, and only one at a
+/// time.
 class StopSignals {
  public:
   /// `stop` must outlive this object.

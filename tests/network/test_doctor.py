@@ -204,7 +204,7 @@ class Doctor(examination.Examination):
         other = ("setpriv", "--reuid", "54321", "--clear-groups")
         program = harness.command("KELLANSEEK_KELSEEK")[-1]
         for code, limit in (("descriptors", "--nofile=9"), ("descriptors", "--nofile=14"), ("descriptors", "--nofile=22"),
-                            ("few-descriptors", "--nofile=40"), ("threads", "--nproc=2")):
+                            ("few-descriptors", "--nofile=40"), ("threads", "--nproc=1"), ("threads", "--nproc=2")):
             with self.subTest(limit):
                 before = ("prlimit", limit)
                 if code == "threads":  # which do not count for the administrator

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
 
 #include "platform/Terminal.h"
 #include "platform/Thread.h"
@@ -33,16 +32,9 @@ struct StopSignals::Native {
     const sigset_t signals = EndingSignals();
     pthread_sigmask(SIG_BLOCK, &signals, &before);
     descriptor = Descriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-    std::error_code error;
-    if (!descriptor) {
-      error = {errno, std::generic_category()};
-    } else {
-      error = thread.Start("signals", [this] { Listen(); });
-    }
-    if (!error) return;
+    const bool isHeard = descriptor && !thread.Start("signals", [this] { Listen(); });
     // Without a reader, the program could no longer be ended by these signals.
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    throw std::system_error(error, "cannot listen to signals");
+    if (!isHeard) pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }
 
   ~Native() {
