@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <system_error>
 
 #include "client/Report.h"
 #include "client/SocketLibrary.h"
@@ -12,11 +13,14 @@
 
 namespace kellanseek::kelseek {
 
-std::vector<Echo> QuickEchoes(const nlohmann::json& report) {
+std::vector<Echo> QuickEchoes(const nlohmann::json& report) try {
   constexpr std::chrono::milliseconds kPatience{250};
   constexpr std::size_t kNetworks = 8;
   const SocketLibrary library;
   return TryEchoes(report, kPatience, kNetworks);
+} catch (const std::system_error&) {
+  // Short of sockets or memory for a try that is only an extra.
+  return {};
 }
 
 std::string WhyNothingFound(const client::Client& client) {
