@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -99,7 +100,13 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   EXPECT_EQ(report["interfaces"][0]["address"], "192.168.1.5");
   EXPECT_EQ(report["interfaces"][0]["used"], true);
   EXPECT_TRUE(report["interfaces"][0]["lastDatagramMsAgo"].is_number());
-  for (const Json& thread : report["threads"]) EXPECT_EQ(thread["started"], true) << thread;
+  std::set<std::string> threads;
+  for (const Json& thread : report["threads"]) {
+    threads.insert(thread["name"]);
+    EXPECT_EQ(thread["started"], true) << thread;
+  }
+  EXPECT_EQ(threads, (std::set<std::string>{"KelAddrWatch", "KelDaemon", "KelEvents", "KelHostNames",
+                                            "KelReceiver", "KelRefresh"}));
 }
 
 TEST_F(DiagnosticsTest, TheReportTellsWhereTheConfigurationComesFromAndWhoNeverAnswered) {

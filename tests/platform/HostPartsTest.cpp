@@ -1,19 +1,24 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <kellanseek/KelLanSeek.h>
 
+#include "platform/HostProbe.h"
 #include "platform/Terminal.h"
 #include "platform/linux/HostProbeParts.h"
 #include "platform/linux/WirePacket.h"
@@ -86,6 +91,48 @@ TEST(HostProbePartsTest, TheMachinesRegistryFileIsPassedOverForAnother) {
   EXPECT_EQ(text("own", "all"), "|" + scratch.File("all") + "|so");
   EXPECT_EQ(text("all", "all"), "so||");
   EXPECT_EQ(text("all", "missing"), "so||");
+}
+
+TEST(HostProbeTest, AsksThisHostAndFindsItsOwnProgram) {
+  const Ipv4 here = ParseIpv4("127.0.0.1");
+  sockaddr_in own{};
+  own.sin_family = AF_INET;
+  own.sin_addr.s_addr = here;
+  socklen_t length = sizeof own;
+  const ResourceUse before = ResourcesOfProcess();
+  const int peer = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  EXPECT_EQ(ResourcesOfProcess().openFiles, before.openFiles + 1);
+  ASSERT_EQ(bind(peer, reinterpret_cast<sockaddr*>(&own), sizeof own), 0);
+  getsockname(peer, reinterpret_cast<sockaddr*>(&own), &length);
+  const std::uint16_t port = ntohs(own.sin_port);
+
+  const std::vector<PortHolder> holders = HoldersOfUdpPort(port);
+  ASSERT_EQ(holders.size(), 1U);
+  EXPECT_EQ(holders[0].address, here);
+  EXPECT_EQ(holders[0].processId, static_cast<std::uint32_t>(getpid()));
+  EXPECT_EQ(holders[0].program, "platform_test");
+  EXPECT_EQ(RouteTo(here).kind, Route::Kind::Local);
+
+  EXPECT_EQ(Ask(here, port, "ping", std::chrono::milliseconds(0)).kind, Reply::Kind::Silent);
+  std::thread answers([&] {
+    char question[8];
+    sockaddr_in from{};
+    for (int i = 0; i < 2; ++i) {
+      socklen_t size = sizeof from;
+      recvfrom(peer, question, sizeof question, 0, reinterpret_cast<sockaddr*>(&from), &size);
+    }
+    sendto(peer, "pong", 4, 0, reinterpret_cast<sockaddr*>(&from), sizeof from);
+  });
+  const Reply reply = Ask(here, port, "ping", std::chrono::seconds(20));
+  answers.join();
+  EXPECT_EQ(reply.kind, Reply::Kind::Answer);
+  EXPECT_EQ(reply.datagram, "pong");
+  close(peer);
+  const Reply closed = Ask(here, port, "ping", std::chrono::seconds(20));
+  EXPECT_EQ(closed.kind, Reply::Kind::PortClosed);
+  EXPECT_EQ(closed.error, ECONNREFUSED);
+  EXPECT_EQ(closed.router, 0U) << "no router is on the way";
+  EXPECT_EQ(Ask(0xFFFFFFFF, port, "ping", std::chrono::seconds(20)).kind, Reply::Kind::SendRefused);
 }
 
 /// Run in a child process: exits with 0 if a terminal of its own behaves.
