@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "network/HostInterfaces.h"
+#include "platform/CodePage.h"
 #include "tests/support/FakeDebugOutput.h"
 #include "tests/support/FakeNetworkAddresses.h"
 
@@ -22,6 +25,7 @@ using Texts = std::vector<std::wstring>;
 
 constexpr SocketError kError = 77;
 constexpr SocketError kExpected = 99;
+constexpr std::uint64_t kNow = 4711;
 
 /// A network that records the calls and lets one of them fail.
 class ScriptedNetwork : public platform::UdpNetwork {
@@ -101,7 +105,7 @@ class DiscoverySocketsTest : public ::testing::Test {
   ScriptedNetwork network;
   network::AddressPolling polling{settings};
   std::vector<network::InterfaceEntry> interfaces;
-  diagnostics::Journal journal;
+  diagnostics::Journal journal{[] { return kNow; }};
   network::DiscoverySockets sockets{network, settings, polling, journal, traces};
 };
 
@@ -116,6 +120,7 @@ TEST_P(SocketCallTest, AFailingCallIsTracedAndCostsOnlyItsInterfaceOrThePolls) {
   const Texts both = {L"192.168.1.5", L"10.0.0.5"};
   Texts left = both;
   std::wstring trace;
+  std::string refused;
   bool polls = true;
   if (call < 16) {
     const auto failing = static_cast<std::size_t>(call / 8);
@@ -126,16 +131,25 @@ TEST_P(SocketCallTest, AFailingCallIsTracedAndCostsOnlyItsInterfaceOrThePolls) {
         L"LanSeek: Failed to setup broadcast option for interface " + both[failing] + L". Error 77",
         L"LanSeek: Failed to bind socket for " + both[failing] + L". Error = 77"};
     trace = texts[static_cast<std::size_t>(call % 4)];
+    const std::array<std::string, 4> steps = {"create", "option", "option", "bind"};
+    refused = platform::ToNarrow(both[failing]) + (call % 8 < 4 ? ":5512 " : ":5513 ") +
+              steps.at(static_cast<std::size_t>(call % 4)) + " 77";
   } else if (call < 19) {
     const Texts texts = {L"LanSeek: Failed to create nonlocal socket: 77",
                          L"LanSeek:Failed to setup reuse addresses option for nonlocal socket. Error 77",
                          L"LanSeek: Sender Failed to bind nonlocal socket. Error = 77"};
     trace = texts[static_cast<std::size_t>(call - 16)];
     polls = call == 17;
+    refused = polls ? "" : call == 16 ? "0.0.0.0:0 create 77" : "0.0.0.0:0 bind 77";
   }
   network.callThatFails = call;
   Open();
   EXPECT_EQ(traces.Messages(), trace.empty() ? Texts{} : Texts{trace});
+  std::string noted;
+  for (const auto& each : journal.Copy().refusedSockets)
+    noted += platform::FormatIpv4(each.address) + ":" + std::to_string(each.port) + " " + each.step + " " +
+             std::to_string(each.error);
+  EXPECT_EQ(noted, refused);
   EXPECT_EQ(Addresses(), left);
   EXPECT_EQ(polling.Enabled(), polls);
   EXPECT_EQ(sockets.NonLocalSocket() != nullptr, polls);
@@ -186,6 +200,13 @@ TEST_F(DiscoverySocketsTest, SendsFromTheRightSocketAndTracesFailures) {
                                                       "10.0.0.5:5512 > 10.0.0.255:5513 answer",
                                                       "at once 0.0.0.0:0 > 10.9.9.9:5514 one"}));
   }
+  std::string noted;
+  for (const auto& [code, each] : journal.Copy().sendErrors) {
+    noted += std::to_string(code) + " x" + std::to_string(each.count) + " " +
+             platform::FormatIpv4(each.lastDestination) + "; ";
+    EXPECT_EQ(each.last, kNow);
+  }
+  EXPECT_EQ(noted, "77 x3 10.9.9.9; 99 x3 10.9.9.9; ");
   sockets.CloseSockets();
   network.sent.clear();
   Ipv4 destination = 0;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -53,6 +54,16 @@ TEST(NetworkAddressesTest, EveryAddressHasAMaskAndAnInterfaceAndCanBeBound) {
   }
   EXPECT_THAT(*rows,
               ::testing::Contains(::testing::Field(&platform::AddressRow::address, ParseIpv4("127.0.0.1"))));
+}
+
+TEST(NetworkAddressesTest, TheLoopbackIsUpAndHasCarrierAndAnAddress) {
+  const SystemAddresses host;
+  const std::vector<platform::InterfaceDetails> all = host.addresses.Details();
+  const auto loopback =
+      std::find_if(all.begin(), all.end(), [](const auto& each) { return each.isLoopback; });
+  ASSERT_NE(loopback, all.end());
+  EXPECT_TRUE(loopback->isUp && loopback->hasCarrier && loopback->hasIpv4) << loopback->index;
+  EXPECT_FALSE(loopback->isPointToPoint || loopback->name.empty());
 }
 
 TEST(NetworkAddressesTest, AnUnknownInterfaceHasNoRow) {
