@@ -128,6 +128,8 @@ TEST_F(DiagnosticsTest, TheReportTellsWhereTheConfigurationComesFromAndWhoNeverA
   EXPECT_EQ(report["interfaces"][0]["why"], "notListed");
   EXPECT_EQ(report["table"]["neverHeard"], Json({"10.9.9.1"}));
   EXPECT_EQ(report["controllers"][0]["lastHeardMsAgo"], nullptr);
+  for (const char* queue : {"events", "hostNames", "daemon"})
+    EXPECT_EQ(report["queues"][queue], Json({{"now", 0}, {"highest", 0}})) << queue;
 
   directory.Write("lanseekconf.xml", "no XML");
   Create();

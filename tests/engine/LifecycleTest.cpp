@@ -78,6 +78,28 @@ TEST_F(SmallTableTest, ForgedIdentitiesFillTheTableUpToALimit) {
   EXPECT_EQ(traces.Messages().size(), 2U);
 }
 
+TEST_F(LifecycleTest, AMessageSaidBeforeIsNotReadAgain) {
+  const std::string identity = Datagram(1, "4:sys;9:mac;");
+  const std::string presence = Datagram(2, "4:sys;9:mac;");
+  protocol::Message read;
+  const auto receive = [&](const std::string& datagram, const char* source, std::uint32_t inTheFirst) {
+    read = {};
+    dispatcher.HandleMessage(datagram, datagram.size(), platform::ParseIpv4(source),
+                             {engine::MsgSource::FromResponseSocket, kFirstInterface, inTheFirst, 0}, read);
+    return !read.identity.systemID.empty();
+  };
+  const std::uint32_t here = interfaces[kFirstInterface].address;
+  EXPECT_TRUE(receive(identity, "10.0.0.1", here)) << "new";
+  EXPECT_TRUE(receive(identity, "10.0.0.1", here)) << "known, and now remembered";
+  EXPECT_FALSE(receive(identity, "10.0.0.1", here));
+  EXPECT_TRUE(receive(identity, "10.0.0.1", here + 1)) << "another way";
+  EXPECT_TRUE(receive(presence, "10.0.0.1", here));
+  EXPECT_FALSE(receive(presence, "10.0.0.1", here));
+  EXPECT_TRUE(receive(identity, "10.0.0.1", here)) << "only the last is remembered";
+  EXPECT_TRUE(receive(identity, "10.0.0.2", here)) << "another sender";
+  EXPECT_EQ(journal.counters.accepted[1].Value() + journal.counters.accepted[2].Value(), 8U) << "each counts";
+}
+
 TEST_F(LifecycleTest, AnAnswerWithoutSenderIsRefused) {
   const std::string datagram = Datagram(1, "4:sys;9:mac;");
   protocol::Message message;
