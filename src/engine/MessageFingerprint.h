@@ -10,8 +10,8 @@
 
 namespace kellanseek::engine {
 
-/// Tells a message with its sender and its way apart from all others, by a hash under a key that nobody on the
-/// network knows. Two messages have one fingerprint by chance only, once in 2^64 pairs.
+/// Tells a message with its sender and its way apart from all others, by a hash under a key that nobody on
+/// the network knows. Two messages have one fingerprint by chance only, once in 2^64 pairs.
 class MessageFingerprint {
  public:
   explicit MessageFingerprint(const text::SipKey& key) : key_(key) {}

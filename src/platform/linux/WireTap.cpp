@@ -66,8 +66,7 @@ bool FilterUdp(int socket) {
                                       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, ETH_P_IP, 0, 3),
                                       BPF_STMT(BPF_LD | BPF_B | BPF_ABS, kProtocolOffset),
                                       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, IPPROTO_UDP, 0, 1),
-                                      BPF_STMT(BPF_RET | BPF_K, kMostBytes),
-                                      BPF_STMT(BPF_RET | BPF_K, 0)}};
+                                      BPF_STMT(BPF_RET | BPF_K, kMostBytes), BPF_STMT(BPF_RET | BPF_K, 0)}};
   const sock_fprog filter{program.size(), program.data()};
   return ::setsockopt(socket, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) == 0;
 }
