@@ -1,12 +1,14 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
 #include <unordered_map>
 
 #include "bench/BareTokeniser.h"
+#include "diagnostics/Journal.h"
 #include "events/EventItemsDB.h"
 #include "protocol/MessageReader.h"
 #include "protocol/MessageWriter.h"
@@ -38,6 +40,19 @@ void BareTokeniser(benchmark::State& state) {
   }
 }
 BENCHMARK(BareTokeniser);
+
+/// What the journal notes of a datagram on its way through receiver and dispatcher: the time, that its
+/// interface was heard, and two counters.
+void JournalOfADatagram(benchmark::State& state) {
+  diagnostics::Journal journal;
+  std::atomic<std::uint64_t>& lastHeard = journal.LastHeard(0x0A4D0001);
+  for (auto _ : state) {
+    lastHeard.store(journal.Now(), std::memory_order_relaxed);
+    journal.counters.received[1].Add();
+    journal.counters.accepted[1].Add();
+  }
+}
+BENCHMARK(JournalOfADatagram);
 
 /// Events of new controllers for a subscriber that never takes them, then an update for each.
 void QueueForStalledSubscriber(benchmark::State& state) {
