@@ -5,6 +5,7 @@
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -297,6 +298,21 @@ TEST(LinuxBackendTest, ATraceNeverWaitsForItsReader) {
   EXPECT_EQ(read(full[0], content.data(), content.size()), static_cast<ssize_t>(held));
   close(full[0]);
   close(full[1]);
+}
+
+TEST(LinuxBackendTest, ASignalEndsAWaitForDatagramsWithoutAnError) {
+  const auto receiver = platform::SystemUdpNetwork().CreateReceiver({}, 100);
+  platform::Event stop(platform::Event::Kind::ManualReset);
+  struct sigaction action = {}, before = {};
+  action.sa_handler = [](int) {};
+  sigaction(SIGALRM, &action, &before);
+  // Again and again, as the first may come before the wait.
+  const itimerval often{{0, 20000}, {0, 20000}}, never{};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  const platform::Received received = receiver->ReceiveOne(stop, std::chrono::seconds(10));
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &before, nullptr);
+  EXPECT_EQ(received.outcome, platform::Received::Outcome::Nothing);
 }
 
 TEST(LinuxBackendTest, ATraceFileIsRenamedAtItsSizeLimit) {

@@ -5,10 +5,12 @@
 #include <initializer_list>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "platform/PendingDatagrams.h"
 #include "platform/Thread.h"
 #include "platform/UdpSocket.h"
 #include "tests/support/Wine.h"
@@ -193,6 +195,17 @@ TEST_F(UdpSocketTest, KeepsTheOrderOfDatagramsAcrossReads) {
   }
   EXPECT_EQ(Words(Receive()), "0:" + std::to_string(next));
   EXPECT_EQ(NothingMore(*receiver_), "nothing");
+}
+
+TEST(PendingDatagramsTest, DatagramsThatComeAloneShareOnePlace) {
+  platform::PendingDatagrams pending;
+  std::set<const char*> places;
+  for (int i = 0; i < 100; ++i) {
+    pending.BeginRead();
+    pending.Keep({}, "alone");
+    places.insert(pending.HandOn().text.data());
+  }
+  EXPECT_EQ(places.size(), 1U) << "what was handed on is gone";
 }
 
 TEST_F(UdpSocketTest, EverySocketOfAPortReceivesEachBroadcast) {
