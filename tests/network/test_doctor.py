@@ -8,6 +8,7 @@ import re
 import signal
 import socket
 import subprocess
+import sys
 import time
 import unittest
 
@@ -130,6 +131,22 @@ class Doctor(examination.Examination):
             with self.subTest(words):
                 self.assertTrue(any(words in each["what"] and all(name in each["seen"] for name in names)
                                     for each in collisions), collisions)
+
+    @unittest.skipUnless(os.path.exists("/dev/net/tun"), "this system makes no tunnels")
+    @unittest.skipIf(harness.UNDER_WINE, "Wine tells nothing of the kind of a device")
+    def test_a_tunnel(self):
+        here = self.station({self.net: "10.1.0.1/24"})
+        self.device(self.net, "10.1.0.11/24")
+        # It has a carrier as long as a program holds it.
+        holder = ("import fcntl, os, struct, sys\n"
+                  "tunnel = os.open('/dev/net/tun', os.O_RDWR)\n"
+                  "fcntl.ioctl(tunnel, 0x400454ca, struct.pack('16sH22x', b'tunnel', 0x1001))\n"
+                  "print('open', flush=True); sys.stdin.read()")
+        self.run_program(here, [sys.executable, "-c", holder], harness.Said).wait_for_output("open")
+        here.ip("addr add 10.7.0.1/24 dev tunnel", "link set tunnel up")
+        found = self.examine(here)
+        self.assertIn("tunnel (10.7.0.1)", found["single-host"]["what"])
+        self.assertFalse([each for each in found.values() if each["mark"] == "fault"])
 
     @unittest.skipIf(harness.UNDER_WINE, "Wine takes every device for one with a cable")
     def test_interfaces_that_reach_nobody(self):
