@@ -80,15 +80,18 @@ std::unique_ptr<DirectoryLock> LockDirectory(const std::wstring& path, std::chro
                                              std::wstring& why) {
   constexpr DWORD kPause = 10;
   const std::wstring name = path + L"\\.kelseek-lock";
-  const auto end = std::chrono::steady_clock::now() + patience;
+  constexpr std::chrono::milliseconds kDeletion{500};
+  const auto begin = std::chrono::steady_clock::now();
   while (true) {
     UniqueHandle file(CreateFileW(name.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_HIDDEN | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
     if (file) return std::make_unique<Lock>(std::move(file));
     const DWORD error = GetLastError();
-    // While it is being deleted, access is denied.
-    const bool isHeld = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
-    if (!isHeld || std::chrono::steady_clock::now() >= end) {
+    const auto waited = std::chrono::steady_clock::now() - begin;
+    // Access is denied while the file is being deleted, and to those who may not write here.
+    const bool isHeld =
+        error == ERROR_SHARING_VIOLATION || (error == ERROR_ACCESS_DENIED && waited < kDeletion);
+    if (!isHeld || waited >= patience) {
       why = SystemMessage(error);
       return nullptr;
     }
