@@ -75,8 +75,10 @@ class WireDiagnosis {
       // By unicast it may come through a router.
       if (!isOurs && isForAll) Foreign(seen, here);
       if (!isOurs) return;
-      const bool hasRoom = NumberOf(MemberOf(MemberOf(report_, "received"), "dropped"), "tableFull") == 0;
-      if (hasRoom && seen.isComplete && known_.count(seen.systemId) == 0) Unheard(seen, here);
+      // Where datagrams are lost for another reason, a missing one says nothing about a firewall.
+      const Json& dropped = MemberOf(MemberOf(report_, "received"), "dropped");
+      const bool losesNone = NumberOf(dropped, "tableFull") == 0 && NumberOf(dropped, "bySystem") == 0;
+      if (losesNone && seen.isComplete && known_.count(seen.systemId) == 0) Unheard(seen, here);
     } else if (isOurs || BelongTogether(seen.source, here.address, seen.destination)) {
       Mask(seen, here);
     } else {
