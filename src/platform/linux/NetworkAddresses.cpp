@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -90,7 +91,8 @@ class HostAddresses : public NetworkAddresses {
       details.hasIpv6 |= row->ifa_addr->sa_family == AF_INET6 && !IsLinkLocal(row->ifa_addr);
     }
     std::vector<InterfaceDetails> all;
-    for (auto& [index, details] : byIndex) all.push_back(std::move(details));
+    std::transform(byIndex.begin(), byIndex.end(), std::back_inserter(all),
+                   [](auto& each) { return std::move(each.second); });
     return all;
   }
 };
