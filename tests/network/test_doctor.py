@@ -265,9 +265,9 @@ class Doctor(examination.Examination):
 
         self.configure(here, RefreshInterval=600)
         filling = self.examine(here, again=forge)
-        seconds = math.ceil(6 * harness.PATIENCE)
+        seconds = math.ceil(10 * harness.PATIENCE)
         self.configure(here, RefreshTimeout=seconds)
-        plant = self.run_program(forger, [*harness.command("KELLANSEEK_KELSIM"), "--count", "130000", "--base-address",
+        plant = self.run_program(forger, [*harness.command("KELLANSEEK_KELSIM"), "--count", "100000", "--base-address",
                                           "10.8.0.0", "--no-announce", "--delay-ms", str(700 * seconds)], harness.Said)
         plant.wait_for_output("controllers")
         full = self.examine(here)
