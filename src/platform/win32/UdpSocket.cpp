@@ -210,7 +210,8 @@ class WinsockNetwork final : public UdpNetwork {
     if (handle == INVALID_SOCKET) return nullptr;
     auto socket = std::make_unique<WinsockSocket>(handle);
     u_long on = 1;
-    if (ioctlsocket(handle, FIONBIO, &on) == 0) return socket;
+    // The header's macro is unsigned, its function's parameter is not.
+    if (ioctlsocket(handle, static_cast<long>(FIONBIO), &on) == 0) return socket;
     error = WSAGetLastError();
     return nullptr;
   }
