@@ -152,8 +152,9 @@ class CtrlTable::Access {
   void NoteHeard(Record record, std::uint64_t when);
   /// To be called last in the handling of a message, if the same one would now change nothing in the record
   /// but schedule and history, and if no record before it shares one of its keys. Remembered until that may
-  /// have ceased to be so: until the record changes, or another takes on one of its keys. `fingerprint` tells
-  /// the message with its sender and its way from all others; it is not 0.
+  /// have ceased to be so: until the record changes, or another takes on one of its keys. A new record is the
+  /// last, so adding one changes nothing. `fingerprint` tells the message with its sender and its way from
+  /// all others; it is not 0.
   void RememberMessage(Record record, std::uint64_t fingerprint, std::uint32_t messageType);
 
   /// Moves a record to the end of the table, under the lanSeekID issued for it just before. Returns none if

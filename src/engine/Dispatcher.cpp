@@ -74,6 +74,7 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
                                std::optional<platform::Ipv4> sender, const MessageOrigin& origin,
                                protocol::Message& message) {
   journal_.counters.received.at(static_cast<std::size_t>(origin.source)).Add();
+  table_.GiveWay();
   std::uint64_t fingerprint = 0;
   if (sender && MayRepeat(origin)) {
     fingerprint = fingerprint_.Of(text, length, *sender, origin);
@@ -102,7 +103,6 @@ void Dispatcher::HandleMessage(std::string_view text, std::size_t length,
 /// Most messages say what their controller said before. Such a message is known by its fingerprint, without
 /// being read and compared again.
 bool Dispatcher::HandleRepeated(std::uint64_t fingerprint, const MessageOrigin& origin) {
-  table_.GiveWay();
   CtrlTable::Access table(table_);
   const CtrlTable::Repeated repeated = table.FindRepeated(fingerprint);
   if (!repeated.record) return false;
@@ -115,7 +115,6 @@ bool Dispatcher::HandleRepeated(std::uint64_t fingerprint, const MessageOrigin& 
 bool Dispatcher::Dispatch(const protocol::Message& message, const MessageOrigin& origin,
                           std::uint64_t fingerprint) {
   using Finding = CollisionVerdict::Finding;
-  table_.GiveWay();
   CtrlTable::Access table(table_);
   const CollisionVerdict verdict =
       collisions_.HandleCtrlCollisions(table, message.type, message.identity, origin);

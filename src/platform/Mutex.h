@@ -45,12 +45,7 @@ class KELLANSEEK_TSA(capability("mutex")) Mutex {
 
   void Lock() ACQUIRE() {
     CheckLockOrder(order_);
-    if (!mutex_.try_lock() && !LockedInASpin()) {
-      if (waiting_.fetch_add(1, std::memory_order_relaxed) == 0) NoteProgress();
-      mutex_.lock();
-      waiting_.fetch_sub(1, std::memory_order_relaxed);
-      NoteProgress();
-    }
+    if (!mutex_.try_lock()) LockContended();
     LockTaken(order_);
   }
   void Unlock() RELEASE() {
@@ -73,6 +68,17 @@ class KELLANSEEK_TSA(capability("mutex")) Mutex {
   }
 
  private:
+  void LockContended() {
+    if (LockedInASpin()) {
+      if (waiting_.load(std::memory_order_relaxed) > 0) NoteProgress();
+      return;
+    }
+    if (waiting_.fetch_add(1, std::memory_order_relaxed) == 0) NoteProgress();
+    mutex_.lock();
+    waiting_.fetch_sub(1, std::memory_order_relaxed);
+    NoteProgress();
+  }
+
   /// Tries for a moment before the thread goes to sleep: most holders keep a lock for less time than it takes
   /// to fall asleep and wake up.
   bool LockedInASpin() {
@@ -89,7 +95,7 @@ class KELLANSEEK_TSA(capability("mutex")) Mutex {
 
   std::mutex mutex_;
   std::atomic<int> waiting_{0};
-  std::atomic<Clock::time_point> progress_{};  ///< When threads began to wait, or one of them had the lock.
+  std::atomic<Clock::time_point> progress_{};  ///< When threads began to wait, or one that found it taken had the lock.
   LockOrder order_;
 };
 

@@ -2,7 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
-#include <system_error>
+#include <exception>
 
 #include "client/Report.h"
 #include "client/SocketLibrary.h"
@@ -18,8 +18,8 @@ std::vector<Echo> QuickEchoes(const nlohmann::json& report) try {
   constexpr std::size_t kNetworks = 8;
   const SocketLibrary library;
   return TryEchoes(report, kPatience, kNetworks);
-} catch (const std::system_error&) {
-  // Short of sockets or memory for a try that is only an extra.
+} catch (const std::exception&) {
+  // Short of sockets or memory, or an odd report: the try is only an extra.
   return {};
 }
 

@@ -25,6 +25,13 @@ constexpr std::size_t kMostUnanswered = 5;
 constexpr const char* kRaiseFiles =
     "Raise the limit on open files of this user or service (ulimit -n, LimitNOFILE).";
 
+bool IsAnyConnected(const Json& report) {
+  const Json& all = ListOf(report, "interfaces");
+  return std::any_of(all.begin(), all.end(), [](const Json& each) {
+    return each.value("used", false) && each.value("carrier", true);
+  });
+}
+
 class Diagnosis {
  public:
   explicit Diagnosis(const Facts& facts) : facts_(facts), report_(facts.report) {}
@@ -318,17 +325,14 @@ void Diagnosis::Controllers() {
 void Diagnosis::ReferToCause() {
   const auto none = std::find_if(findings_.begin(), findings_.end(),
                                  [](const Finding& each) { return each.code == "none-found"; });
-  const Json& all = ListOf(report_, "interfaces");
-  const bool isAnyConnected = std::any_of(all.begin(), all.end(), [](const Json& each) {
-    return each.value("used", false) && each.value("carrier", true);
-  });
+  const bool isAnyConnected = IsAnyConnected(report_);
   const auto cause = std::find_if(findings_.begin(), findings_.end(), [&](const Finding& each) {
     return KeepsAllAway(each) || each.code == "wrong-mask" || each.code == "broadcast-lost" ||
            (each.code == "no-carrier" && !isAnyConnected);
   });
   if (none == findings_.end() || cause == findings_.end()) return;
   none->mark = Mark::Remark;
-  none->todo = "Mend this first, then look again: " + cause->what;
+  none->todo = "Fix this first, then look again: " + cause->what;
 }
 
 void Diagnosis::Collisions() {
@@ -359,8 +363,9 @@ std::string LikelyCause(const Json& report, std::vector<Echo> echoes) {
   const Findings findings = Diagnose(facts);
   auto cause = std::find_if(findings.begin(), findings.end(), KeepsAllAway);
   if (cause == findings.end())
-    cause = std::find_if(findings.begin(), findings.end(), [](const Finding& each) {
-      return each.mark == Mark::Fault && each.code != "none-found";
+    cause = std::find_if(findings.begin(), findings.end(), [&](const Finding& each) {
+      return each.mark == Mark::Fault && each.code != "none-found" &&
+             (each.code != "no-carrier" || !IsAnyConnected(report));
     });
   return cause == findings.end() ? std::string() : cause->what;
 }

@@ -93,9 +93,10 @@ void ReceptionDiagnosis::FullTable() {
   const double rate = static_cast<double>(facts_.arrivals.count) / facts_.arrivals.seconds;
   // A controller that is never heard again is asked at the next refresh, and again until it is given up.
   const std::int64_t interval = SettingOf(report_, "RefreshInterval");
-  const std::int64_t retries = std::max<std::int64_t>(SettingOf(report_, "Retries"), 0);
+  const std::int64_t retries = SettingOf(report_, "Retries");
   const auto kept = static_cast<double>(interval + SettingOf(report_, "RefreshTimeout") * (retries + 1));
-  const bool fills = interval < 0 || rate * kept > static_cast<double>(limit);
+  // Without end to the requests, none is ever given up.
+  const bool fills = interval < 0 || retries < 0 || rate * kept > static_cast<double>(limit);
   const std::string speed = std::to_string(std::llround(rate)) + " a second";
   Add(fills ? Mark::Fault : Mark::Remark, "table-fills",
       fills ? "Controllers that were never there before appear so fast that a program's list gets full."
