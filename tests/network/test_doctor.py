@@ -238,8 +238,10 @@ class Doctor(examination.Examination):
 
         def stop_for_a_while(program):
             self.tap(self.net).wait_for(payload=wire.FULL_REQUEST)
+            # The ticks begin after the first requests.
+            begin = time.monotonic() + 1
+            self.wait_until(lambda: time.monotonic() > begin, "a second")
             program.process.send_signal(signal.SIGSTOP)
-            begin = time.monotonic()
             for _ in range(20000):
                 cell.send(b"no message")
             self.wait_until(lambda: time.monotonic() > begin + 3, "three seconds")
