@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -20,10 +21,8 @@ class FingerprintIndex {
  public:
   /// Makes room for so many elements, after which Insert() allocates nothing. Throws std::bad_alloc.
   void Reserve(std::size_t elements) {
-    std::size_t wanted = buckets_.size();
-    while (wanted < elements) wanted = 2 * wanted + (wanted == 0 ? 1 : 0);
-    if (wanted == buckets_.size()) return;
-    std::vector<const Element*> chains(wanted);
+    if (elements <= buckets_.size()) return;
+    std::vector<const Element*> chains(std::bit_ceil(elements));
     chains.swap(buckets_);
     for (const Element* first : chains) {
       while (first != nullptr) {
