@@ -105,6 +105,51 @@ TEST(DiagnosisTest, WhatTheHostAndItsFilesSayIsNamed) {
   }
 }
 
+TEST(DiagnosisTest, AFaultOfOneNetworkExplainsWhatIsMissingThereOnly) {
+  Facts facts = Healthy();
+  facts.report["controllers"].clear();
+  facts.report["interfaces"].push_back({{"name", "eth1"},
+                                        {"address", "10.2.0.1"},
+                                        {"mask", "255.255.255.0"},
+                                        {"used", false},
+                                        {"why", "refused"},
+                                        {"refused", {{"port", 5512}, {"error", 98}}}});
+  facts.expected = {platform::ParseIpv4("10.1.0.11"), platform::ParseIpv4("10.2.0.11")};
+  const auto said = [&](std::string_view code, Mark mark, std::string_view words) {
+    const Findings findings = Diagnose(facts);
+    return std::count_if(findings.begin(), findings.end(), [&](const Finding& each) {
+      return each.code == code && each.mark == mark &&
+             (each.what + each.todo).find(words) != std::string::npos;
+    });
+  };
+  EXPECT_EQ(said("none-found", Mark::Fault, "switched on"), 1);
+  EXPECT_EQ(said("expected-missing", Mark::Fault, "10.1.0.11 was not found"), 1);
+  EXPECT_EQ(said("expected-missing", Mark::Fault, "10.2.0.11 is not in the list, as"), 1);
+  EXPECT_NE(LikelyCause(facts.report, {}), "");
+  facts.report["interfaces"][1]["carrier"] = false;
+  EXPECT_EQ(said("none-found", Mark::Remark, "no connection"), 1) << "now both are cut off";
+  facts.report["interfaces"][1]["carrier"] = true;
+  facts.firewall.letsIn = platform::HostFirewall::Answer::No;
+  EXPECT_EQ(said("none-found", Mark::Remark, "firewall"), 1);
+  EXPECT_EQ(said("expected-missing", Mark::Fault, "as the faults above explain"), 2);
+}
+
+TEST(DiagnosisTest, MembersOfAnotherTypeDoNoHarm) {
+  const nlohmann::json whole = Healthy().report.flatten();
+  for (const auto& member : whole.items()) {
+    for (auto pointer = nlohmann::json::json_pointer(member.key()); !pointer.empty();
+         pointer = pointer.parent_pointer()) {
+      for (const nlohmann::json& odd :
+           {nlohmann::json(), nlohmann::json(7), nlohmann::json("text"), nlohmann::json(true),
+            nlohmann::json::array({1, "x"}), nlohmann::json({{"name", 1}, {"used", "yes"}})}) {
+        Facts facts = Healthy();
+        facts.report[pointer] = odd;
+        EXPECT_FALSE(Diagnose(facts).empty()) << pointer << ": " << odd;
+      }
+    }
+  }
+}
+
 TEST(DiagnosisTest, SlowAndLostAnswersAreNamed) {
   using std::chrono::milliseconds;
   const struct {

@@ -28,6 +28,11 @@ std::uint64_t NumberOf(const Json& object, const char* member) {
   return value.is_number_integer() ? value.get<std::uint64_t>() : 0;
 }
 
+bool FlagOf(const Json& object, const char* member, bool otherwise) {
+  const Json& value = MemberOf(object, member);
+  return value.is_boolean() ? value.get<bool>() : otherwise;
+}
+
 const Json& ListOf(const Json& object, const char* member) {
   static const Json empty = Json::array();
   const Json& value = MemberOf(object, member);

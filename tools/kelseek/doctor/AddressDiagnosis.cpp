@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "doctor/Cause.h"
 #include "doctor/ReportReader.h"
 
 namespace kellanseek::kelseek {
@@ -22,7 +23,7 @@ using platform::Route;
 /// as well would send people the wrong way.
 bool IsExplained(const std::string& address, const Json& report, const Findings& findings) {
   const Json& collisions = ListOf(report, "collisions");
-  return std::any_of(findings.begin(), findings.end(), KeepsAllAway) ||
+  return CauseFor(platform::ParseIpv4(address), findings, report) != nullptr ||
          std::any_of(collisions.begin(), collisions.end(), [&](const Json& each) {
            return TextOf(MemberOf(each, "known"), "address") == address ||
                   TextOf(MemberOf(each, "heard"), "address") == address;

@@ -33,10 +33,11 @@ void Ports(const Json& report, Findings& findings) {
   if (request == response) {
     findings.push_back({Mark::Fault, "ports-same", "Requests and answers have the same UDP port.", seen,
                         "Give them different ones: controllers use " + std::to_string(kRequestPort) +
-                            " and " + std::to_string(kResponsePort) + " unless they are set up otherwise."});
+                            " and " + std::to_string(kResponsePort) + " unless they are set up otherwise.",
+                        kAllNetworks});
   } else if (request == kResponsePort && response == kRequestPort) {
     findings.push_back({Mark::Fault, "ports-swapped", "The ports of requests and answers are swapped.", seen,
-                        "Exchange RequestPort and ResponsePort in the settings."});
+                        "Exchange RequestPort and ResponsePort in the settings.", kAllNetworks});
   } else if (request != kRequestPort || response != kResponsePort || poll != kNonLocalPort) {
     findings.push_back({Mark::Remark, "ports-changed", "The search uses other UDP ports than usual.", seen,
                         "Take them out of the settings, unless the controllers are set to the same ports."});

@@ -9,6 +9,7 @@
 
 #include "doctor/AddressDiagnosis.h"
 #include "doctor/AnswerDiagnosis.h"
+#include "doctor/Cause.h"
 #include "doctor/ConfigurationDiagnosis.h"
 #include "doctor/HelloDiagnosis.h"
 #include "doctor/ReceptionDiagnosis.h"
@@ -25,12 +26,7 @@ constexpr std::size_t kMostUnanswered = 5;
 constexpr const char* kRaiseFiles =
     "Raise the limit on open files of this user or service (ulimit -n, LimitNOFILE).";
 
-bool IsAnyConnected(const Json& report) {
-  const Json& all = ListOf(report, "interfaces");
-  return std::any_of(all.begin(), all.end(), [](const Json& each) {
-    return each.value("used", false) && each.value("carrier", true);
-  });
-}
+platform::Ipv4 AddressOf(const Json& entry) { return platform::ParseIpv4(TextOf(entry, "address")); }
 
 class Diagnosis {
  public:
@@ -38,9 +34,9 @@ class Diagnosis {
 
   Findings Make() {
     if (!facts_.failure.empty()) {
-      Add(Mark::Fault, "descriptors",
-          "The component cannot work, because this program may open too few files and sockets.",
-          facts_.failure + ". " + OpenFilesInWords(), kRaiseFiles);
+      CutOff(kAllNetworks, "descriptors",
+             "The component cannot work, because this program may open too few files and sockets.",
+             facts_.failure + ". " + OpenFilesInWords(), kRaiseFiles);
       return std::move(findings_);
     }
     Component();
@@ -64,6 +60,10 @@ class Diagnosis {
  private:
   void Add(Mark mark, const char* code, std::string what, std::string seen = {}, std::string todo = {}) {
     findings_.push_back({mark, code, std::move(what), std::move(seen), std::move(todo)});
+  }
+  void CutOff(platform::Ipv4 network, const char* code, std::string what, std::string seen,
+              std::string todo) {
+    findings_.push_back({Mark::Fault, code, std::move(what), std::move(seen), std::move(todo), network});
   }
 
   void Component();
@@ -115,13 +115,14 @@ void Diagnosis::Threads() {
   std::string refused;
   std::string error;
   for (const Json& thread : ListOf(report_, "threads")) {
-    if (thread.value("started", true)) continue;
+    if (FlagOf(thread, "started", true)) continue;
     refused += (refused.empty() ? "" : ", ") + TextOf(thread, "name");
     error = TextOf(thread, "error");
   }
   if (refused.empty()) return;
   const std::uint64_t limit = facts_.resources.threadsLimit;
-  Add(Mark::Fault, "threads",
+  CutOff(
+      kAllNetworks, "threads",
       "The system refused threads that the component needs, so it works in part or not.",
       refused + " could not be started: " + error +
           (limit == 0 ? "" : "; this user may have " + std::to_string(limit) + " in all programs together"),
@@ -140,9 +141,9 @@ void Diagnosis::Limits() {
   const bool isUsedUp = (use.openFilesLimit != 0 && use.openFiles >= use.openFilesLimit) ||
                         platform::IsOutOfFiles(static_cast<int>(NumberOf(refused, "error")));
   if (isUsedUp || (IsShortOfFiles(use) && !IsAnyInterfaceUsed()))
-    return Add(Mark::Fault, "descriptors",
-               "No file or socket can be opened any more, so networks and controllers may be missing.",
-               OpenFilesInWords(), kRaiseFiles);
+    return CutOff(kAllNetworks, "descriptors",
+                  "No file or socket can be opened any more, so networks and controllers may be missing.",
+                  OpenFilesInWords(), kRaiseFiles);
   if (IsShortOfFiles(use))
     Add(Mark::Remark, "few-descriptors", "This user may hardly open more files and sockets.",
         OpenFilesInWords(), kRaiseFiles);
@@ -163,7 +164,7 @@ std::string Diagnosis::HelpForList() const {
 
 bool Diagnosis::IsAnyInterfaceUsed() const {
   const Json& all = ListOf(report_, "interfaces");
-  return std::any_of(all.begin(), all.end(), [](const Json& each) { return each.value("used", false); });
+  return std::any_of(all.begin(), all.end(), [](const Json& each) { return FlagOf(each, "used"); });
 }
 
 void Diagnosis::Interfaces() {
@@ -172,24 +173,24 @@ void Diagnosis::Interfaces() {
   if (IsAnyInterfaceUsed() || Has(findings_, "threads") || Has(findings_, "descriptors")) return;
   const bool isOff = SettingOf(report_, "DynamicDetectionEnabled") == 0;
   const bool isRefused = Has(findings_, "port-held") || Has(findings_, "socket-refused");
-  Add(Mark::Fault, "no-interface",
-      "No network of this host takes part in the search, so no broadcast is sent.",
-      isOff ? "Broadcast discovery is switched off in the settings." : InterfacesInWords(report_),
-      isOff                                  ? "Set DynamicDetectionEnabled to 1, unless that is intended."
-      : isRefused                            ? "Mend the fault above."
-      : Has(findings_, "interface-excluded") ? HelpForList()
-                                             : "Connect the network of the controllers, and give its "
-                                               "interface an IPv4 address.");
+  CutOff(kAllNetworks, "no-interface",
+         "No network of this host takes part in the search, so no broadcast is sent.",
+         isOff ? "Broadcast discovery is switched off in the settings." : InterfacesInWords(report_),
+         isOff                                  ? "Set DynamicDetectionEnabled to 1, unless that is intended."
+         : isRefused                            ? "Mend the fault above."
+         : Has(findings_, "interface-excluded") ? HelpForList()
+                                                : "Connect the network of the controllers, and give its "
+                                                  "interface an IPv4 address.");
 }
 
 void Diagnosis::Interface(const Json& entry) {
   const std::string name = NameOf(entry);
   const std::string why = TextOf(entry, "why");
-  if (entry.value("used", false)) {
-    if (!entry.value("carrier", true)) {
-      Add(Mark::Fault, "no-carrier", name + " has no connection.", "The system reports no carrier.",
-          "Check the cable, the switch and the radio link.");
-    } else if (TextOf(entry, "mask") == "255.255.255.255" || entry.value("pointToPoint", false)) {
+  if (FlagOf(entry, "used")) {
+    if (!FlagOf(entry, "carrier", true)) {
+      CutOff(AddressOf(entry), "no-carrier", name + " has no connection.", "The system reports no carrier.",
+             "Check the cable, the switch and the radio link.");
+    } else if (TextOf(entry, "mask") == "255.255.255.255" || FlagOf(entry, "pointToPoint")) {
       Add(Mark::Remark, "single-host", name + " is a connection to a single host, such as a VPN.",
           "Its mask is " + TextOf(entry, "mask") + ", so broadcasts reach nobody there.",
           "Add controllers behind it by their addresses: kelseek add ADDRESS.");
@@ -228,21 +229,21 @@ std::string Diagnosis::HoldersOf(std::uint16_t port) const {
 }
 
 void Diagnosis::RefusedInterface(const Json& entry) {
-  const Json refused = entry.value("refused", Json::object());
+  const Json refused = MemberOf(entry, "refused");
   const auto port = static_cast<std::uint16_t>(NumberOf(refused, "port"));
   const std::string holders = HoldersOf(port);
   const std::string seen = "UDP port " + std::to_string(port) + " on " + TextOf(entry, "address") + ": " +
                            platform::TextOfError(static_cast<int>(NumberOf(refused, "error")));
   if (platform::IsOutOfFiles(static_cast<int>(NumberOf(refused, "error")))) {
-    Add(Mark::Fault, "descriptors",
-        "The system refuses a socket for " + NameOf(entry) + ", because no file may be opened any more.",
-        seen + ". " + OpenFilesInWords(), kRaiseFiles);
+    CutOff(AddressOf(entry), "descriptors",
+           "The system refuses a socket for " + NameOf(entry) + ", because no file may be opened any more.",
+           seen + ". " + OpenFilesInWords(), kRaiseFiles);
   } else if (holders.empty()) {
-    Add(Mark::Fault, "socket-refused", "The system refuses a socket for " + NameOf(entry) + ".", seen,
-        "Look for another program that uses this port, and whether this user may use it.");
+    CutOff(AddressOf(entry), "socket-refused", "The system refuses a socket for " + NameOf(entry) + ".", seen,
+           "Look for another program that uses this port, and whether this user may use it.");
   } else {
-    Add(Mark::Fault, "port-held", "Another program holds a port of the search: " + holders + ".", seen,
-        "End that program, or give one of the two another port.");
+    CutOff(AddressOf(entry), "port-held", "Another program holds a port of the search: " + holders + ".",
+           seen, "End that program, or give one of the two another port.");
   }
 }
 
@@ -250,16 +251,16 @@ void Diagnosis::Firewall() {
   for (const Echo& echo : facts_.echoes) {
     const std::string port = "UDP port " + std::to_string(echo.port);
     if (echo.outcome == Echo::Outcome::NotHeard) {
-      Add(Mark::Fault, "firewall-in", "A firewall on this host drops what comes in on " + port + ".",
-          "A broadcast of this host on " + platform::FormatIpv4(echo.address) +
-              " did not come back to another socket.",
-          "Allow incoming " + port +
-              " in the firewall of this host, also for senders that were not asked first.");
+      CutOff(echo.address, "firewall-in", "A firewall on this host drops what comes in on " + port + ".",
+             "A broadcast of this host on " + platform::FormatIpv4(echo.address) +
+                 " did not come back to another socket.",
+             "Allow incoming " + port +
+                 " in the firewall of this host, also for senders that were not asked first.");
     } else if (echo.outcome == Echo::Outcome::NotSent) {
-      Add(Mark::Fault, "firewall-out",
-          "This host does not let broadcasts out on " + platform::FormatIpv4(echo.address) + ".",
-          "Sending failed: " + platform::TextOfError(echo.error),
-          "Allow outgoing " + port + " in the firewall of this host.");
+      CutOff(echo.address, "firewall-out",
+             "This host does not let broadcasts out on " + platform::FormatIpv4(echo.address) + ".",
+             "Sending failed: " + platform::TextOfError(echo.error),
+             "Allow outgoing " + port + " in the firewall of this host.");
     }
   }
 }
@@ -268,7 +269,8 @@ void Diagnosis::SystemFirewall() {
   using Answer = platform::HostFirewall::Answer;
   const platform::HostFirewall& firewall = facts_.firewall;
   if (firewall.letsIn == Answer::No && !Has(findings_, "firewall-in"))
-    Add(Mark::Fault, "firewall-in", "The firewall of this host does not let answers in to this program.",
+    CutOff(
+        kAllNetworks, "firewall-in", "The firewall of this host does not let answers in to this program.",
         "It is on, and no rule of it allows all UDP ports of the search to this program.",
         "Allow them for incoming UDP in the firewall. A rule for one program does not count for another: the "
         "program "
@@ -297,7 +299,7 @@ void Diagnosis::Controllers() {
   std::size_t listed = 0;
   std::size_t unanswered = 0;
   for (const Json& each : ListOf(report_, "controllers")) {
-    if (!each.value("listed", false)) continue;
+    if (!FlagOf(each, "listed")) continue;
     ++listed;
     if (NumberOf(each, "unanswered") == 0 || ++unanswered > kMostUnanswered) continue;
     Add(Mark::Remark, "unanswered",
@@ -325,12 +327,11 @@ void Diagnosis::Controllers() {
 void Diagnosis::ReferToCause() {
   const auto none = std::find_if(findings_.begin(), findings_.end(),
                                  [](const Finding& each) { return each.code == "none-found"; });
-  const bool isAnyConnected = IsAnyConnected(report_);
-  const auto cause = std::find_if(findings_.begin(), findings_.end(), [&](const Finding& each) {
-    return KeepsAllAway(each) || each.code == "wrong-mask" || each.code == "broadcast-lost" ||
-           (each.code == "no-carrier" && !isAnyConnected);
-  });
-  if (none == findings_.end() || cause == findings_.end()) return;
+  const Finding* cause = CauseForAll(findings_, report_);
+  // These concern one controller each, but where nobody is found it may be the same with all.
+  for (const Finding& each : findings_)
+    if (cause == nullptr && (each.code == "wrong-mask" || each.code == "broadcast-lost")) cause = &each;
+  if (none == findings_.end() || cause == nullptr) return;
   none->mark = Mark::Remark;
   none->todo = "Fix this first, then look again: " + cause->what;
 }
@@ -361,13 +362,11 @@ std::string LikelyCause(const Json& report, std::vector<Echo> echoes) {
   facts.report = report;
   facts.echoes = std::move(echoes);
   const Findings findings = Diagnose(facts);
-  auto cause = std::find_if(findings.begin(), findings.end(), KeepsAllAway);
-  if (cause == findings.end())
-    cause = std::find_if(findings.begin(), findings.end(), [&](const Finding& each) {
-      return each.mark == Mark::Fault && each.code != "none-found" &&
-             (each.code != "no-carrier" || !IsAnyConnected(report));
-    });
-  return cause == findings.end() ? std::string() : cause->what;
+  if (const Finding* cause = CauseForAll(findings, report)) return cause->what;
+  // Another fault explains less, but where nobody is found it is worth a look.
+  for (const Finding& each : findings)
+    if (each.mark == Mark::Fault && each.code != "none-found" && each.code != "no-carrier") return each.what;
+  return {};
 }
 
 }  // namespace kellanseek::kelseek

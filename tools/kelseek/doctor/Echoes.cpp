@@ -29,17 +29,6 @@ struct Trial {
   std::unique_ptr<platform::UdpSocket> sender;
 };
 
-/// The networks that a broadcast can leave on.
-std::vector<const Json*> NetworksOf(const Json& report) {
-  std::vector<const Json*> networks;
-  for (const Json& entry : ListOf(report, "interfaces")) {
-    // A network of one host has no broadcast.
-    const bool isSingle = platform::ParseIpv4(TextOf(entry, "mask")) == platform::kNoAddress;
-    if (entry.value("used", false) && entry.value("carrier", true) && !isSingle) networks.push_back(&entry);
-  }
-  return networks;
-}
-
 Trial Prepare(const Json& network, std::uint16_t port) {
   const platform::Ipv4 address = platform::ParseIpv4(TextOf(network, "address"));
   const platform::Ipv4 mask = platform::ParseIpv4(TextOf(network, "mask"));
@@ -92,7 +81,7 @@ void Try(std::vector<Trial>& all, milliseconds patience) {
 }  // namespace
 
 std::vector<Echo> TryEchoes(const Json& report, milliseconds patience, std::size_t most) {
-  std::vector<const Json*> networks = NetworksOf(report);
+  std::vector<const Json*> networks = BroadcastNetworks(report);
   networks.resize(std::min(networks.size(), most));
   std::vector<Echo> echoes;
   for (std::size_t begin = 0; begin < networks.size(); begin += kAtOnce) {

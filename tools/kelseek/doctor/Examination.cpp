@@ -141,7 +141,7 @@ class Survey {
     if (PortOf(report, "NonLocalPort") == 0) return targets;
     for (const Json& each : ListOf(report, "controllers")) {
       const platform::Ipv4 address = platform::ParseIpv4(TextOf(each, "address"));
-      if (!each.value("listed", false) || TextOf(each, "type") != "real" || address == platform::kNoAddress)
+      if (!FlagOf(each, "listed") || TextOf(each, "type") != "real" || address == platform::kNoAddress)
         continue;
       if (chosen_.count(address) != 0) continue;
       if (chosen_.size() >= kMostSurveyed) {
@@ -167,7 +167,7 @@ std::vector<std::uint16_t> PortsOf(const Json& report) {
 /// Without its threads the component never completes a sweep.
 bool IsThreadRefused(const Json& report) {
   const Json& all = ListOf(report, "threads");
-  return std::any_of(all.begin(), all.end(), [](const Json& each) { return !each.value("started", true); });
+  return std::any_of(all.begin(), all.end(), [](const Json& each) { return !FlagOf(each, "started", true); });
 }
 
 std::size_t ArrivedWithin(milliseconds span, const Json& report) {

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/Ipv4.h"
 
 namespace kellanseek::kelseek {
 
@@ -17,17 +18,14 @@ struct Finding {
   std::string what;  ///< One sentence for somebody who is no programmer.
   std::string seen;  ///< How it was noticed; empty if fine.
   std::string todo;  ///< What helps; empty if nothing has to be done.
+  /// The address of the interface whose network hears and sees nobody because of this fault alone;
+  /// kAllNetworks for each; 0 if none is cut off.
+  platform::Ipv4 cutsOff = 0;
 };
 
-using Findings = std::vector<Finding>;
+inline constexpr platform::Ipv4 kAllNetworks = platform::kNoAddress;
 
-/// Whether it is a fault of this host that by itself explains why nobody is found.
-inline bool KeepsAllAway(const Finding& finding) {
-  constexpr std::array<std::string_view, 9> kCodes = {"threads",        "descriptors",   "port-held",
-                                                      "socket-refused", "no-interface",  "firewall-in",
-                                                      "firewall-out",   "ports-swapped", "ports-same"};
-  return finding.mark == Mark::Fault && std::find(kCodes.begin(), kCodes.end(), finding.code) != kCodes.end();
-}
+using Findings = std::vector<Finding>;
 
 inline bool Has(const Findings& findings, std::string_view code) {
   return std::any_of(findings.begin(), findings.end(),

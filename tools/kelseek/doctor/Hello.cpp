@@ -49,13 +49,10 @@ class Greeting {
         requestPort_(PortOf(report, "RequestPort")),
         pollPort_(PortOf(report, "NonLocalPort")) {
     std::vector<platform::UdpSocket*> listeners;
-    for (const Json& entry : ListOf(report, "interfaces")) {
+    for (const Json* const entry : BroadcastNetworks(report)) {
       Network network;
-      network.facts.address = platform::ParseIpv4(TextOf(entry, "address"));
-      network.mask = platform::ParseIpv4(TextOf(entry, "mask"));
-      if (!entry.value("used", false) || !entry.value("carrier", true) ||
-          network.mask == platform::kNoAddress)
-        continue;
+      network.facts.address = platform::ParseIpv4(TextOf(*entry, "address"));
+      network.mask = platform::ParseIpv4(TextOf(*entry, "mask"));
       network.sender = OpenSocket(network.facts.address, network.mask, requestPort_);
       network.listener = OpenSocket(network.facts.address, network.mask, PortOf(report, "ResponsePort"));
       if (!network.sender || !network.listener) continue;

@@ -49,16 +49,26 @@ std::string DescriptionOf(const Json& controller) {
 
 const Json* NetworkOf(platform::Ipv4 address, const Json& report) {
   for (const Json& entry : ListOf(report, "interfaces")) {
-    if (!entry.value("used", false)) continue;
+    if (!FlagOf(entry, "used")) continue;
     const platform::Ipv4 mask = platform::ParseIpv4(TextOf(entry, "mask"));
     if ((platform::ParseIpv4(TextOf(entry, "address")) & mask) == (address & mask)) return &entry;
   }
   return nullptr;
 }
 
+std::vector<const Json*> BroadcastNetworks(const Json& report) {
+  std::vector<const Json*> networks;
+  for (const Json& entry : ListOf(report, "interfaces")) {
+    const bool isSingle =
+        FlagOf(entry, "pointToPoint") || platform::ParseIpv4(TextOf(entry, "mask")) == platform::kNoAddress;
+    if (FlagOf(entry, "used") && FlagOf(entry, "carrier", true) && !isSingle) networks.push_back(&entry);
+  }
+  return networks;
+}
+
 const Json* ControllerAt(const std::string& address, const Json& report) {
   for (const Json& each : ListOf(report, "controllers"))
-    if (TextOf(each, "address") == address && each.value("listed", false)) return &each;
+    if (TextOf(each, "address") == address && FlagOf(each, "listed")) return &each;
   return nullptr;
 }
 
@@ -72,7 +82,7 @@ std::string InterfacesInWords(const Json& report) {
 std::string NetworksInWords(const Json& report) {
   std::string text;
   for (const Json& entry : ListOf(report, "interfaces")) {
-    if (!entry.value("used", false)) continue;
+    if (!FlagOf(entry, "used")) continue;
     text += (text.empty() ? "" : ", ") + TextOf(entry, "address") + " mask " + TextOf(entry, "mask");
   }
   return text.empty() ? "none" : text;

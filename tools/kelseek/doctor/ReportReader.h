@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -21,6 +22,8 @@ std::string DescriptionOf(const nlohmann::json& controller);
 std::string InterfacesInWords(const nlohmann::json& report);
 /// The interface in use whose network contains the address; null if none does.
 const nlohmann::json* NetworkOf(platform::Ipv4 address, const nlohmann::json& report);
+/// The networks in use on which a broadcast reaches others: connected, and of more than one host.
+std::vector<const nlohmann::json*> BroadcastNetworks(const nlohmann::json& report);
 /// The listed controller at the address; null if there is none.
 const nlohmann::json* ControllerAt(const std::string& address, const nlohmann::json& report);
 /// The networks in use: "10.1.0.1 mask 255.255.255.0".

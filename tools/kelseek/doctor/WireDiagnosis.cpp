@@ -39,7 +39,7 @@ class WireDiagnosis {
   WireDiagnosis(const Facts& facts, Findings& findings)
       : facts_(facts), report_(facts.report), findings_(findings) {
     for (const Json& entry : ListOf(report_, "interfaces")) {
-      if (!entry.value("used", false)) continue;
+      if (!FlagOf(entry, "used")) continue;
       networks_.push_back({&entry, platform::ParseIpv4(TextOf(entry, "address")),
                            platform::ParseIpv4(TextOf(entry, "mask"))});
     }
@@ -96,6 +96,7 @@ class WireDiagnosis {
         "This host drops what " + FormatIpv4(seen.source) + " sends before the component can read it.",
         "Its answers reach the network card of " + NameOf(*here.entry) + ", and not the component.",
         "Allow incoming UDP from it in the firewall of this host, and look at the reverse path filter.");
+    findings_.back().cutsOff = here.address;
   }
 
   void Mask(const Sighting& seen, const Network& here) {
