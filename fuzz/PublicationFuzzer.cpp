@@ -16,7 +16,7 @@ using fuzz::Require;
 namespace {
 
 /// The text that a receiver with the same code page reads: none if it is blank, for that is not reported.
-std::wstring Received(const std::wstring& text) {
+std::wstring Received(std::wstring_view text) {
   const std::string narrow = platform::ToNarrow(text);
   const bool blank = std::all_of(narrow.begin(), narrow.end(),
                                  [](unsigned char c) { return c == ' ' || (c >= '\t' && c <= '\r'); });
@@ -33,7 +33,7 @@ controllers::CtrlInfo RecordOf(std::string_view rest) {
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == ';' || c == '\0'; }, '.');
-    if (field.text != nullptr) platform::AssignWide(record.*field.text, line);
+    if (field.text != nullptr) platform::AssignText(record.*field.text, line);
     if (field.key != nullptr) platform::AssignWide(record.*field.key, line);
     if (field.number != nullptr && !line.empty())
       record.*field.number = static_cast<std::uint32_t>(line.size() * static_cast<unsigned char>(line[0]));
@@ -57,7 +57,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   if (const std::string full = daemon::BuildFullMessage(record, "02:0a"); !full.empty()) {
     RequireReadable(full, daemon::kMaxFullMessage, message);
     for (const protocol::IdentityField& field : protocol::kIdentityFields) {
-      if (field.text != nullptr) Require(message.identity.*field.text == Received(record.*field.text));
+      if (field.text != nullptr)
+        Require(message.identity.*field.text == Received((record.*field.text).Wide()));
       if (field.number != nullptr) Require(message.identity.*field.number == record.*field.number);
     }
     Require(message.identity.macAddress == L"02:0a");

@@ -18,6 +18,13 @@ constexpr const wchar_t* kNoVersion = L"Controller version not available";
 
 /// Copies a text to a BSTR; an empty text becomes a null BSTR.
 BSTR CopyText(const std::wstring& text) { return text.empty() ? nullptr : KelBstr(text).Detach(); }
+BSTR CopyText(const text::CompactText& text) {
+  if (text.empty()) return nullptr;
+  const BSTR copy = SysAllocStringLen(nullptr, static_cast<UINT>(text.size()));
+  if (copy == nullptr) throw std::bad_alloc();
+  text.CopyTo(copy);
+  return copy;
+}
 
 /// Owns an identifier in task memory, to be freed by a client.
 class TaskGuid {
@@ -71,8 +78,9 @@ HRESULT CKelLanSeek::ReadValue(ULONG lanSeekID, Output* output, Field Part::*fie
       line);
 }
 
-HRESULT CKelLanSeek::ReadText(ULONG lanSeekID, BSTR* output, std::wstring CtrlInfo::*field,
-                              const wchar_t* nullMessage, int line) {
+template <typename Part, typename Text>
+HRESULT CKelLanSeek::ReadText(ULONG lanSeekID, BSTR* output, Text Part::*field, const wchar_t* nullMessage,
+                              int line) {
   if (output == nullptr) return Guarded([&] { return Fail(E_POINTER, {nullMessage, line}); }, line);
   *output = nullptr;
   return ReadRecord(

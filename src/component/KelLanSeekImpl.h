@@ -168,8 +168,9 @@ class CKelLanSeek final : public IKelCtrlIdentity3,
   template <typename Output, typename Part, typename Field>
   HRESULT ReadValue(ULONG lanSeekID, Output* output, Field Part::*field, const wchar_t* nullMessage,
                     const wchar_t* goneMessage, int line = __builtin_LINE());
-  HRESULT ReadText(ULONG lanSeekID, BSTR* output, std::wstring controllers::CtrlInfo::*field,
-                   const wchar_t* nullMessage = L"", int line = __builtin_LINE());
+  template <typename Part, typename Text>
+  HRESULT ReadText(ULONG lanSeekID, BSTR* output, Text Part::*field, const wchar_t* nullMessage = L"",
+                   int line = __builtin_LINE());
 
   /// A number that a controller may not have reported, and its destination.
   struct VersionPart {

@@ -40,7 +40,7 @@ Json Load(const diagnostics::QueueLoad& load) { return {{"now", load.now}, {"hig
 struct Row {
   std::uint32_t lanSeekID;
   controllers::CtrlKeys keys;
-  std::wstring name;
+  text::CompactText name;
   KelCtrlType type;
   LanSeekCtrlIdentificationType definition;
   bool available;
@@ -81,7 +81,7 @@ Json Controllers(const std::vector<Row>& rows, bool pollsByAddress, std::uint64_
   Json all = Json::Array();
   for (const Row& row : rows) {
     all.Append({{"id", row.lanSeekID},
-                {"name", Text(row.name)},
+                {"name", Text(row.name.Wide())},
                 {"address", Text(row.keys.ctrlAddress)},
                 {"systemId", Text(row.keys.systemID)},
                 {"mac", Text(row.keys.macAddress)},

@@ -110,6 +110,8 @@ void Store(const Element& element, const std::wstring& text, Settings& settings)
 void Store(const Element& element, const std::wstring& text, CtrlInfo& record) {
   if (const auto* const field = std::get_if<std::wstring CtrlInfo::*>(&element.field)) {
     record.*(*field) = text;
+  } else if (const auto* const compact = std::get_if<text::CompactText CtrlInfo::*>(&element.field)) {
+    record.*(*compact) = text;
   } else if (element.kind != Kind::Level) {
     record.*std::get<std::uint32_t CtrlInfo::*>(element.field) =
         static_cast<std::uint32_t>(text::ToNumber(text));

@@ -13,9 +13,10 @@ namespace kellanseek::config {
 /// An element that holds a text, and the field that it fills.
 struct Element {
   enum class Kind { Text, Port, Seconds, Count, Flag, ControllerType, Version, Level };
-  using Field = std::variant<std::int32_t CKelLanSeekConfigSettings::*, std::wstring SubNetEntry::*,
-                             std::wstring controllers::CtrlInfo::*, std::uint32_t controllers::CtrlInfo::*,
-                             KelCtrlLevel controllers::CtrlInfo::*>;
+  using Field =
+      std::variant<std::int32_t CKelLanSeekConfigSettings::*, std::wstring SubNetEntry::*,
+                   std::wstring controllers::CtrlInfo::*, text::CompactText controllers::CtrlInfo::*,
+                   std::uint32_t controllers::CtrlInfo::*, KelCtrlLevel controllers::CtrlInfo::*>;
 
   const wchar_t* name;
   Field field;

@@ -24,7 +24,7 @@ constexpr std::int32_t kMaxPort = 65535;
 
 std::wstring Title(const CtrlInfo& controller) {
   std::wstring title = L"Controller " + controller.ctrlAddress;
-  if (!controller.ctrlName.empty()) title += L" (" + controller.ctrlName + L")";
+  if (!controller.ctrlName.empty()) title += L" (" + controller.ctrlName.Wide() + L")";
   return title;
 }
 

@@ -36,8 +36,8 @@ struct VirtualProcess {
 };
 
 /// The part of a record that may change while it is stored.
-struct CtrlState : CtrlDescription, HeardOn, History, VirtualProcess {
-  std::wstring hostName;  ///< From a reverse look-up.
+struct CtrlState : CtrlDescription, History, HeardOn, VirtualProcess {
+  text::CompactText hostName;  ///< From a reverse look-up.
   RemoteVCPublication remotePublication = RemoteVCPublication_False;
   KelCtrlAvailability ctrlStatus = CtrlUnavailable;  ///< Never CtrlRemoved, which occurs only in events.
   bool published = false;                            ///< Reported to clients and therefore listed.

@@ -5,6 +5,8 @@
 
 #include <kellanseek/KelLanSeek.h>
 
+#include "text/CompactText.h"
+
 namespace kellanseek::controllers {
 
 /// Stands for a version number that was not reported.
@@ -13,10 +15,10 @@ inline constexpr std::uint32_t kVersionUnknown = 0xFFFFFFFFU;
 /// A controller's description of itself. Each of its messages may change it. A text that was not reported is
 /// empty.
 struct CtrlDescription {
-  std::wstring ctrlName;
-  std::wstring systemName;
-  std::wstring releasePath;
-  std::wstring ctrlID;
+  text::CompactText ctrlName;
+  text::CompactText systemName;
+  text::CompactText releasePath;
+  text::CompactText ctrlID;
   std::uint32_t versionMajor = kVersionUnknown;
   std::uint32_t versionMinor = kVersionUnknown;
   std::uint32_t versionRevision = kVersionUnknown;

@@ -18,7 +18,7 @@ void AppendText(MessageWriter& message, std::uint32_t tag, const std::wstring& t
 }
 
 void AppendField(MessageWriter& message, const IdentityField& field, const CtrlInfo& record) {
-  if (field.text != nullptr) AppendText(message, field.tag, record.*field.text);
+  if (field.text != nullptr) AppendText(message, field.tag, (record.*field.text).Wide());
   if (field.key != nullptr) AppendText(message, field.tag, record.*field.key);
   if (field.number != nullptr && record.*field.number != field.unreported)
     message.Number(field.tag, record.*field.number);

@@ -140,7 +140,7 @@ Collisions::Step Collisions::Apply(CtrlTable::Access& table, Comparison& compari
 
 void Collisions::Note(const char* kind, const controllers::CtrlInfo& known, const Identity& heard) {
   const auto party = [](const auto& controller, std::uint32_t lanSeekID) {
-    return diagnostics::Journal::Party{lanSeekID, controller.ctrlName, controller.ctrlAddress,
+    return diagnostics::Journal::Party{lanSeekID, controller.ctrlName.Wide(), controller.ctrlAddress,
                                        controller.systemID, controller.macAddress};
   };
   journal_.Collided({0, kind, party(known, known.lanSeekID), party(heard, 0)});

@@ -95,9 +95,9 @@ void HostNames::Store(std::uint32_t lanSeekID, const std::string& hostName) {
   const CtrlTable::Record found = table.Find(lanSeekID);
   if (!found || !found->Available()) return;
   controllers::CtrlState& record = table.Change(found);
-  const std::string known = platform::ToNarrow(record.hostName).substr(0, kMaxComparedName);
+  const std::string known = platform::ToNarrow(record.hostName.Wide()).substr(0, kMaxComparedName);
   if (!known.empty() && SameName(known, hostName)) return;
-  record.hostName = platform::ToWide(hostName);
+  platform::AssignText(record.hostName, hostName);
   if (record.published) events_.QueueEvent(lanSeekID, CtrlAvailable, CtrlUpdated);
 }
 

@@ -188,7 +188,7 @@ void RefreshCycle::CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record reco
     table.ChangeSchedule(record)->AwaitNextPoll(settings_.Ticks(settings_.VCRefreshInterval));
     return;
   }
-  trace_.Error(L"LanSeek: VC %s @ %s ID: %d has terminated!", record->systemName, record->ctrlAddress,
+  trace_.Error(L"LanSeek: VC %s @ %s ID: %d has terminated!", record->systemName.Wide(), record->ctrlAddress,
                record->vcProcessID);
   // The object died with its process, so it must not be called, not even to release it.
   static_cast<void>(table.Change(record).vcInterface.Detach());

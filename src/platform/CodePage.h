@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "text/CompactText.h"
+
 namespace kellanseek::platform {
 
 /// Converts text in the ANSI code page to wide text and stores it in `wide`. Bytes that the code page does
@@ -14,6 +16,7 @@ namespace kellanseek::platform {
 /// unknown). All functions here are thread-safe.
 void AssignWide(std::wstring& wide, std::string_view narrow);
 std::wstring ToWide(std::string_view narrow);
+void AssignText(text::CompactText& text, std::string_view narrow);
 
 /// Converts wide text to the ANSI code page. Characters missing from it become '?'.
 std::string ToNarrow(std::wstring_view wide);
@@ -23,6 +26,7 @@ std::string CodePageName();
 
 /// Compares two texts under the user's default locale, case-sensitively.
 bool LocaleEqual(std::wstring_view left, std::wstring_view right);
+bool LocaleEqual(const text::CompactText& left, const text::CompactText& right);
 
 /// Returns a key for `text`: two keys are equal exactly if LocaleEqual() holds for the texts. Where the
 /// locale compares character by character the text is its own key and `storage` stays unused; otherwise the

@@ -1,5 +1,7 @@
 #include "protocol/Fields.h"
 
+#include <utility>
+
 #include "platform/CodePage.h"
 
 namespace kellanseek::protocol {
@@ -12,7 +14,7 @@ bool UpdateValue(Value& stored, const Value& newer) {
   return true;
 }
 
-bool UpdateText(std::wstring& stored, const std::wstring& newer) {
+bool UpdateText(text::CompactText& stored, const text::CompactText& newer) {
   if (platform::LocaleEqual(stored, newer)) return false;
   stored = newer;
   return true;
@@ -32,14 +34,14 @@ void Reset(controllers::Identity& identity) {
 }
 
 bool UpdateFrom(controllers::CtrlDescription& stored, const controllers::CtrlDescription& newer) {
-  // All memory first, so that no change is kept when it runs out.
-  for (const IdentityField& field : kIdentityFields)
-    if (field.text != nullptr) (stored.*field.text).reserve((newer.*field.text).size());
-  bool changed = UpdateValue(stored.ctrlLevel, newer.ctrlLevel);
+  // In a copy, so that no change is kept when memory runs out.
+  controllers::CtrlDescription updated = stored;
+  bool changed = UpdateValue(updated.ctrlLevel, newer.ctrlLevel);
   for (const IdentityField& field : kIdentityFields) {
-    if (field.text != nullptr) changed |= UpdateText(stored.*field.text, newer.*field.text);
-    if (field.number != nullptr) changed |= UpdateValue(stored.*field.number, newer.*field.number);
+    if (field.text != nullptr) changed |= UpdateText(updated.*field.text, newer.*field.text);
+    if (field.number != nullptr) changed |= UpdateValue(updated.*field.number, newer.*field.number);
   }
+  if (changed) stored = std::move(updated);
   return changed;
 }
 

@@ -31,7 +31,7 @@ enum FieldTag : std::uint32_t {
 /// set.
 struct IdentityField {
   FieldTag tag;
-  std::wstring controllers::CtrlDescription::*text = nullptr;
+  text::CompactText controllers::CtrlDescription::*text = nullptr;
   std::uint32_t controllers::CtrlDescription::*number = nullptr;
   std::wstring controllers::CtrlKeys::*key = nullptr;
   std::uint32_t unreported = 0;  ///< The number that means "not reported"; it is not sent.
@@ -62,7 +62,7 @@ inline constexpr std::array kIdentityFields = {
     IdentityField{.tag = kTagMacAddress, .key = &controllers::CtrlKeys::macAddress},
 };
 
-/// Resets the identity to "nothing reported" before the next message. Texts keep their capacity.
+/// Resets the identity to "nothing reported" before the next message. Texts keep their memory.
 void Reset(controllers::Identity& identity);
 
 /// Copies the reported properties. Returns whether any of them differed. If memory runs out, throws and

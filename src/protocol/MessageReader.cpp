@@ -45,7 +45,7 @@ constexpr auto kFieldsByTag = [] {
 bool ReadIdentityField(std::uint32_t tag, std::string_view value, controllers::Identity& identity) {
   const IdentityField* const field = tag < kFieldsByTag.size() ? kFieldsByTag.at(tag) : nullptr;
   if (field == nullptr) return false;
-  if (field->text != nullptr) platform::AssignWide(identity.*field->text, value);
+  if (field->text != nullptr) platform::AssignText(identity.*field->text, value);
   if (field->key != nullptr) platform::AssignWide(identity.*field->key, value);
   if (field->number != nullptr) identity.*field->number = Number(value);
   return true;

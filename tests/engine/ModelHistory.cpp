@@ -145,11 +145,11 @@ class ModelHistory::Sides {
       if (value != controllers::kVersionUnknown)
         fields += std::string(tag) + ":" + std::to_string(value) + ";";
     };
-    text("1", said.ctrlName);
-    text("2", said.ctrlID);
-    text("3", said.systemName);
+    text("1", said.ctrlName.Wide());
+    text("2", said.ctrlID.Wide());
+    text("3", said.systemName.Wide());
     text("4", said.systemID);
-    text("5", said.releasePath);
+    text("5", said.releasePath.Wide());
     text("9", said.macAddress);
     number("7", said.versionMajor);
     number("8", said.versionMinor);
@@ -358,10 +358,9 @@ class ModelHistory::Sides {
 
   static std::wstring Text(const CtrlInfo& r, std::int32_t ticks, std::int32_t requests, int interfaceIndex) {
     std::wstring text;
-    for (const auto* each : {&r.ctrlName, &r.ctrlAddress, &r.systemName, &r.releasePath, &r.systemID,
-                             &r.ctrlID, &r.macAddress, &r.hostName}) {
-      text += *each + L"|";
-    }
+    for (const auto* each : {&r.ctrlName, &r.systemName, &r.releasePath, &r.ctrlID, &r.hostName})
+      text += each->Wide() + L"|";
+    for (const auto* each : {&r.ctrlAddress, &r.systemID, &r.macAddress}) text += *each + L"|";
     for (const auto number : std::initializer_list<std::int64_t>{
              r.lanSeekID, r.ctrlType, r.remotePublication, r.versionMajor, r.versionMinor, r.versionRevision,
              r.kelAPICompatibilityRevision, r.commPortNumber, r.ctrlLevel, r.ctrlStatus, r.identificationType,

@@ -150,7 +150,7 @@ void PlainEngine::FindNames() {
     const auto name = names.find(address);
     for (PlainRecord& r : records) {
       if (r.lanSeekID != id || r.ctrlStatus != CtrlAvailable || name == names.end()) continue;
-      if (Lower(r.hostName) == Lower(name->second)) continue;
+      if (Lower(r.hostName.Wide()) == Lower(name->second)) continue;
       r.hostName = name->second;
       if (r.published) Event(r, CtrlAvailable, CtrlUpdated);
     }

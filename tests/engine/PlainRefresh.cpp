@@ -101,7 +101,7 @@ bool PlainEngine::Due(std::size_t& i) {
       r.retriesLeft = -1;
       return true;
     }
-    Trace(L"LanSeek: VC " + r.systemName + L" @ " + r.ctrlAddress + L" ID: " +
+    Trace(L"LanSeek: VC " + r.systemName.Wide() + L" @ " + r.ctrlAddress + L" ID: " +
           std::to_wstring(r.vcProcessID) + L" has terminated!");
     if (r.vcProcessID != 0) ++objectsLost;
     RemoveActive(i, CtrlLostConnection);

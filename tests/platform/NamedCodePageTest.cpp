@@ -33,6 +33,8 @@ const std::map<std::string, std::vector<Conversion>>& Conversions() {
         {"\xFF|", L"\uFFFD|", "?|"}}},
       {"UTF-8",
        {{"S\xC3\xBC|", L"S\u00FC|", "S\xC3\xBC|"}, {"\xF0\x9F\x8F\xAD", L"\U0001F3ED", "\xF0\x9F\x8F\xAD"}}},
+      // ASCII bytes that are no ASCII text.
+      {"UTF-16LE", {{"a\0b\0"s, L"ab", "a\0b\0"s}}},
   };
   return conversions;
 }
@@ -44,6 +46,9 @@ TEST(NamedCodePageTest, ConvertsBothWays) {
   for (const Conversion& c : found->second) {
     EXPECT_EQ(platform::ToWide(c.narrow), c.wide)
         << found->first << ": " << ::testing::PrintToString(c.narrow);
+    text::CompactText text;
+    platform::AssignText(text, c.narrow);
+    EXPECT_EQ(text, c.wide) << found->first << ": " << ::testing::PrintToString(c.narrow);
     EXPECT_EQ(platform::ToNarrow(c.wide), c.back) << found->first << ": " << ::testing::PrintToString(c.wide);
   }
 }

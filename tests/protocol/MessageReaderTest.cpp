@@ -31,8 +31,8 @@ class MessageReaderTest : public ::testing::Test {
 
   /// What the message has by now.
   std::vector<std::wstring> Texts() const {
-    return {identity.ctrlName, identity.ctrlID,      identity.systemName,
-            identity.systemID, identity.releasePath, identity.macAddress};
+    return {identity.ctrlName.Wide(), identity.ctrlID.Wide(),      identity.systemName.Wide(),
+            identity.systemID,        identity.releasePath.Wide(), identity.macAddress};
   }
   std::vector<std::uint32_t> Numbers() const {
     return {identity.versionMajor, identity.versionMinor, identity.versionRevision,

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "text/Ascii.h"
+#include "text/CompactText.h"
 #include "text/Json.h"
 #include "text/Number.h"
 #include "text/SipHash.h"
@@ -17,8 +18,31 @@
 namespace kellanseek::text {
 namespace {
 
+using namespace std::string_literals;
+
 constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
+
+TEST(TextTest, CompactTextsGiveBackWhatTheyWereGiven) {
+  const std::wstring ends(1, static_cast<wchar_t>(-1));
+  std::vector<std::wstring> texts = {L"",       L"a",     L"S\u00FCd", L"\u0080 first",
+                                     L"\u007F", L"a\0b"s, L"\0"s,      ends};
+  for (const std::size_t length : {22U, 23U, 1000U}) texts.emplace_back(length, L'n');
+  for (const std::wstring& each : texts) {
+    for (const std::wstring& former : texts) {
+      CompactText text(former);
+      text = each;
+      EXPECT_EQ(text.Wide(), each);
+      EXPECT_EQ(text.size(), each.size());
+      EXPECT_EQ(text.empty(), each.empty());
+      EXPECT_EQ(text == CompactText(former), each == former);
+      EXPECT_EQ(text == former, each == former);
+    }
+  }
+  CompactText text(L"stays");
+  EXPECT_FALSE(text.AssignAscii("S\xFC") || text != L"stays");
+  EXPECT_TRUE(text.AssignAscii("a\x7F") && text == L"a\u007F");
+}
 
 TEST(TextTest, DecimalNumbersScanAsInTheStandardLibrary) {
   const std::string manyZeros(36, '0'), manyNines(32, '9');

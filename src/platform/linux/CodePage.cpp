@@ -64,6 +64,7 @@ class CodePage {
                    ? named
                    : kDefaultCharset;
     singleByte_ = FillTables();
+    keepsAscii_ = KnowsAscii();
   }
 
   const std::string& Name() const { return charset_; }
@@ -78,6 +79,9 @@ class CodePage {
     std::transform(narrow.begin(), narrow.end(), wide.begin(),
                    [this](char c) { return wide_[static_cast<unsigned char>(c)]; });
   }
+
+  /// Whether ASCII bytes mean what they mean in ASCII.
+  bool KeepsAscii() const { return keepsAscii_; }
 
   std::string ToNarrow(std::wstring_view wide) const {
     if (!singleByte_) return Converter(charset_.c_str(), "WCHAR_T").Convert(wide, '?');
@@ -113,8 +117,17 @@ class CodePage {
     return undefined <= kMostUndefined;
   }
 
+  bool KnowsAscii() const {
+    std::string ascii;
+    for (int c = 0; c < 0x80; ++c) ascii.push_back(static_cast<char>(c));
+    std::wstring wide;
+    AssignWide(wide, ascii);
+    return std::equal(wide.begin(), wide.end(), ascii.begin(), ascii.end());
+  }
+
   std::string charset_;
   bool singleByte_ = true;
+  bool keepsAscii_ = false;
   std::array<wchar_t, 256> wide_{};
   std::vector<std::pair<wchar_t, char>> narrow_;
 };
@@ -134,11 +147,16 @@ std::wstring ToWide(std::string_view narrow) {
   return wide;
 }
 
+void AssignText(text::CompactText& text, std::string_view narrow) {
+  if (!TheCodePage().KeepsAscii() || !text.AssignAscii(narrow)) text = ToWide(narrow);
+}
+
 std::string ToNarrow(std::wstring_view wide) { return TheCodePage().ToNarrow(wide); }
 
 std::string CodePageName() { return TheCodePage().Name(); }
 
 bool LocaleEqual(std::wstring_view left, std::wstring_view right) { return left == right; }
+bool LocaleEqual(const text::CompactText& left, const text::CompactText& right) { return left == right; }
 
 std::wstring_view LocaleKey(std::wstring_view text, std::wstring&) { return text; }
 

@@ -50,6 +50,11 @@ std::wstring ToWide(std::string_view narrow) {
   return wide;
 }
 
+// All ANSI code pages agree on ASCII.
+void AssignText(text::CompactText& text, std::string_view narrow) {
+  if (!text.AssignAscii(narrow)) text = ToWide(narrow);
+}
+
 std::string ToNarrow(std::wstring_view wide) {
   std::string narrow;
   if (wide.empty()) return narrow;
@@ -74,6 +79,10 @@ bool LocaleEqual(std::wstring_view left, std::wstring_view right) {
   if (left.empty() || right.empty()) return false;
   return CompareStringW(LOCALE_USER_DEFAULT, 0, left.data(), Length(left.size()), right.data(),
                         Length(right.size())) == CSTR_EQUAL;
+}
+
+bool LocaleEqual(const text::CompactText& left, const text::CompactText& right) {
+  return left == right || LocaleEqual(left.Wide(), right.Wide());
 }
 
 std::wstring_view LocaleKey(std::wstring_view text, std::wstring& storage) {

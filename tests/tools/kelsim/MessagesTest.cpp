@@ -31,7 +31,8 @@ TEST(Messages, TheComponentUnderstandsAnIdentity) {
   ASSERT_TRUE(taken.accepted);
   EXPECT_EQ(taken.message.type, protocol::MessageType::CtrlInfoMsg);
   const controllers::Identity& p = taken.pattern;
-  EXPECT_EQ((std::vector{p.ctrlName, p.ctrlID, p.systemName, p.systemID, p.releasePath, p.macAddress}),
+  EXPECT_EQ((std::vector{p.ctrlName.Wide(), p.ctrlID.Wide(), p.systemName.Wide(), p.systemID,
+                         p.releasePath.Wide(), p.macAddress}),
             (std::vector<std::wstring>{L"Zelle Süd", L"ctrl-4660", L"Line466", L"{7A1C-4660}",
                                        L"/hd0a/Line466", L"02-7a-00-00-12-34"}));
   EXPECT_EQ((std::vector{p.versionMajor, p.versionMinor, p.versionRevision, p.kelAPICompatibilityRevision}),

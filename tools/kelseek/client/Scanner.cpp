@@ -114,13 +114,13 @@ std::optional<client::Controller> ControllerOf(const protocol::Message& message,
   controller.kind = static_cast<client::Kind>(identity.ctrlType);
   controller.availability = client::Availability::Available;
   controller.level = static_cast<client::Level>(identity.ctrlLevel);
-  controller.name = ToUtf8(identity.ctrlName);
+  controller.name = ToUtf8(identity.ctrlName.Wide());
   controller.address = platform::FormatIpv4(source);
   controller.identity = ToUtf8(identity.systemID);
   controller.mac = ToUtf8(identity.macAddress);
-  controller.system_name = ToUtf8(identity.systemName);
-  controller.release_path = ToUtf8(identity.releasePath);
-  controller.controller_id = ToUtf8(identity.ctrlID);
+  controller.system_name = ToUtf8(identity.systemName.Wide());
+  controller.release_path = ToUtf8(identity.releasePath.Wide());
+  controller.controller_id = ToUtf8(identity.ctrlID.Wide());
   controller.api_revision = Reported(identity.kelAPICompatibilityRevision, controllers::kVersionUnknown);
   controller.port = Reported(identity.commPortNumber, 0);
   const auto major = Reported(identity.versionMajor, controllers::kVersionUnknown);

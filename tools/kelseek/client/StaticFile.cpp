@@ -77,6 +77,8 @@ Record RecordOf(const client::Controller& controller) {
 /// The text of a field; empty if it is not known.
 std::wstring TextOfField(const Element& element, const Record& record) {
   if (const auto* const text = std::get_if<std::wstring Record::*>(&element.field)) return record.*(*text);
+  if (const auto* const text = std::get_if<text::CompactText Record::*>(&element.field))
+    return (record.*(*text)).Wide();
   if (element.kind == Element::Kind::Level)
     return record.ctrlLevel == BootLevel ? L"BootLevel" : L"SystemLevel";
   const std::uint32_t number = record.*std::get<std::uint32_t Record::*>(element.field);

@@ -89,7 +89,7 @@ AddressFacts Question(platform::Ipv4 address, std::uint16_t port) {
   const std::string& datagram = facts.reply.datagram;
   const auto parsed = protocol::ParseMessage(datagram, datagram.size(), message);
   facts.isDiscoveryMessage = parsed.outcome == protocol::ParseResult::Outcome::Accepted;
-  facts.name = ToUtf8(message.identity.ctrlName);
+  facts.name = ToUtf8(message.identity.ctrlName.Wide());
   facts.systemId = ToUtf8(message.identity.systemID);
   facts.mac = ToUtf8(message.identity.macAddress);
   return facts;

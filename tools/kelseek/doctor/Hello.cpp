@@ -35,11 +35,11 @@ struct Words {
 std::optional<Words> ReadHello(std::string_view datagram) {
   protocol::Message message;
   const auto parsed = protocol::ParseMessage(datagram, datagram.size(), message);
-  const std::wstring name(message.identity.ctrlName);
+  const std::wstring name = message.identity.ctrlName.Wide();
   if (parsed.outcome != protocol::ParseResult::Outcome::Accepted ||
       message.type != protocol::MessageType::CtrlInfoMsg || !hello::IsHello(name))
     return std::nullopt;
-  return Words{ToUtf8(name), std::wstring(message.identity.systemName)};
+  return Words{ToUtf8(name), message.identity.systemName.Wide()};
 }
 
 class Greeting {

@@ -116,7 +116,7 @@ void Watch::NoteMac(const protocol::Message& message, platform::Ipv4 source) {
   if (identity.ctrlType != RC || identity.macAddress.empty() || macOwners_.size() >= kMostSightings) return;
   const std::string mac = ToUtf8(identity.macAddress);
   const MacOwner owner{
-      ToUtf8(identity.ctrlName),
+      ToUtf8(identity.ctrlName.Wide()),
       message.ownAddress ? std::string(message.ownAddress->View()) : platform::FormatIpv4(source),
       ToUtf8(identity.systemID)};
   MacOwner& first = macOwners_.try_emplace(mac, owner).first->second;
