@@ -62,6 +62,8 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   Appear("twin", "192.168.1.20", "1:Upper;");
   network.Inject(InjectedNetwork::Datagram(1, "4:twin;9:other;1:Lower;"), "192.168.1.30");
 
+  // Of this one nobody has given notice.
+  addresses.AddAddress(1, "192.168.7.5", "255.255.255.0");
   const Json report = ReportAfterInjected();
   EXPECT_EQ(report["v"], 1);
   EXPECT_EQ(report["codePage"], platform::CodePageName());
@@ -96,7 +98,8 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   EXPECT_EQ(collision["heard"]["name"], "Lower");
   EXPECT_EQ(collision["heard"]["address"], "192.168.1.30");
 
-  ASSERT_EQ(report["interfaces"].size(), 1U);
+  ASSERT_EQ(report["interfaces"].size(), 2U);
+  EXPECT_EQ(report["interfaces"][1]["why"], "notYet");
   EXPECT_EQ(report["interfaces"][0]["address"], "192.168.1.5");
   EXPECT_EQ(report["interfaces"][0]["used"], true);
   EXPECT_TRUE(report["interfaces"][0]["lastDatagramMsAgo"].is_number());

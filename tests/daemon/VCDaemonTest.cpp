@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -11,6 +12,7 @@
 #include "config/Settings.h"
 #include "daemon/Publication.h"
 #include "network/HostInterfaces.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/FakeDebugOutput.h"
 #include "tests/support/FakeNetworkAddresses.h"
 
@@ -127,7 +129,7 @@ TEST(Publication, OverlongDatagramsAreNotBuilt) {
   CtrlInfo record;
   record.releasePath = std::wstring(999 - 19 - 3, L'p');
   EXPECT_EQ(daemon::BuildFullMessage(record, "").size(), 999U);
-  record.releasePath += L'p';
+  record.releasePath = std::wstring(999 - 19 - 3 + 1, L'p');
   EXPECT_EQ(daemon::BuildFullMessage(record, ""), "");
   record.systemID = std::wstring(499 - 19 - 3, L's');
   EXPECT_EQ(daemon::BuildShortMessage(record, "").size(), 499U);
@@ -283,6 +285,37 @@ TEST_F(VCDaemonTest, ARebuildPreparesRemainingControllersForTheNextRequest) {
   Step(0);
   Step(500);
   EXPECT_EQ(sender.Take(), Sent{kInfo0}) << "a full answer is pending from the rebuild";
+}
+
+TEST_F(VCDaemonTest, WithoutMemoryARebuildEndsAPublicationOrKeepsItWhole) {
+  NEEDS_FAILING_ALLOCATIONS();
+  std::size_t ended = 0;
+  bool happened = true;
+  for (std::size_t after = 0; happened; ++after) {
+    const std::uint32_t id = Publish(L"vc-1").lanSeekID;
+    Step(0);
+    sender.Take();
+    const auto interfaces = host.SetupLanseekInterfaces();
+    {
+      CtrlTable::Access access(table);
+      const FailingAllocation failing(after);
+      try {
+        daemon.RefreshAfterReInit(access, interfaces);
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failing.Happened();
+    }
+    const bool keeps = traces.Messages().size() == ended;
+    ended = traces.Messages().size();
+    Queue(5, 0);
+    Step(0);
+    Step(500);
+    EXPECT_EQ(sender.Take().empty(), !keeps) << "after " << after;
+    Queue(4, 0, id);
+    Step(0);
+    sender.Take();
+  }
+  EXPECT_GT(ended, 0U);
 }
 
 TEST_F(VCDaemonTest, TheThreadEndsWithAndWithoutSockets) {
