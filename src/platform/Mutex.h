@@ -95,7 +95,8 @@ class KELLANSEEK_TSA(capability("mutex")) Mutex {
 
   std::mutex mutex_;
   std::atomic<int> waiting_{0};
-  std::atomic<Clock::time_point> progress_{};  ///< When threads began to wait, or one that found it taken had the lock.
+  /// When threads began to wait, or one that found it taken had the lock.
+  std::atomic<Clock::time_point> progress_{};
   LockOrder order_;
 };
 
