@@ -13,8 +13,6 @@ namespace {
 constexpr double kForever = 1e9;
 /// Longer than a sweep takes, unless hundreds of configured controllers are switched off.
 constexpr double kLongest = 30;
-/// Longer than a controller has to answer by default, and it may have to be asked twice.
-constexpr double kForAdded = 5;
 /// For a component that does not tell when everything has been asked.
 constexpr double kWithoutSweeps = 2;
 constexpr std::chrono::milliseconds kPoll(50);

@@ -16,23 +16,30 @@ namespace kellanseek::kelseek {
 /// The room for changes that wait for the output: more than the controllers of a large plant.
 inline constexpr std::size_t kWaitingChanges = 65536;
 
+/// Seconds that addresses which were added have to answer after everything else has been asked: longer than a
+/// controller has by default, and it may have to be asked twice.
+inline constexpr double kForAdded = 5;
+
 /// A span of time that starts at construction. Waits end early if the user stops the program.
 class TimeSpan {
  public:
   /// Without `seconds` the span ends only when the user stops the program.
   TimeSpan(Session& session, std::optional<double> seconds);
 
-  /// Calls `handle` for every change of a stream, until the span ends, and `synced` once the list is
-  /// complete. Other marks are not handed on.
+  /// Calls `handle` for every change of a stream, until the span ends, and again and again `meanwhile`, which
+  /// is told whether the list is complete. The marks of the stream are not handed on.
   template <typename Handle>
   void Follow(
-      client::ChangeStream& changes, Handle handle, const std::function<void()>& synced = [] {}) {
+      client::ChangeStream& changes, Handle handle,
+      const std::function<void(bool isComplete)>& meanwhile = [](bool) {}) {
     constexpr std::chrono::milliseconds kStopPoll(100);
+    bool isComplete = false;
     while (!session_.stop.TryWait() && Left().count() > 0) {
+      meanwhile(isComplete);
       const auto change = changes.next(std::min(Left(), kStopPoll));
       if (!change) continue;
       if (change->type == client::ChangeType::Synced) {
-        synced();
+        isComplete = true;
       } else if (change->type == client::ChangeType::Resync) {
         ReportLoss();
       } else {
@@ -71,7 +78,7 @@ struct Waited {
 
 /// Waits for the given time or, without one, until everything has been asked once, which is limited to half a
 /// minute. `done` is tested again and again, and ends the wait when it returns true. Addresses that were
-/// added may be asked after everything else: without a given time, the wait lasts five seconds until
+/// added may be asked after everything else: without a given time, the wait lasts kForAdded seconds until
 /// `answered` says that they have answered.
 Waited WaitForList(Session& session, const client::Client& client, std::optional<double> seconds,
                    const std::function<bool()>& answered, const std::function<bool()>& done = {});

@@ -1,8 +1,8 @@
+#include <chrono>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "client/Chooser.h"
@@ -26,6 +26,11 @@ struct WatchOptions {
   std::optional<double> wait;
   SelectionOptions selection;
 };
+
+using Clock = std::chrono::steady_clock;
+
+/// How long the screen goes by one try of the broadcasts, which somebody may just be mending.
+constexpr std::chrono::seconds kTryAgain(20);
 
 constexpr const char* kScreenKeys =
     "On a terminal, a table fills the screen. Its keys:\n"
@@ -53,10 +58,14 @@ int WatchOnScreen(Session& session, const client::Client& client, Chooser& choos
   chooser.Start(client);
   const ScreenQuestions questions = {
       [&client] { return CountSweeps(client); },
-      [&client, echoes = std::optional<std::vector<Echo>>()]() mutable {
+      [&client, echoes = std::vector<Echo>(), tried = std::optional<Clock::time_point>()]() mutable {
         const nlohmann::json report = nlohmann::json::parse(client.report());
-        if (!echoes) echoes = QuickEchoes(report);
-        return LikelyCause(report, *echoes);
+        // A try keeps the screen waiting for a quarter of a second.
+        if (!tried || Clock::now() - *tried > kTryAgain) {
+          echoes = QuickEchoes(report);
+          tried = Clock::now();
+        }
+        return LikelyCause(report, echoes);
       },
       [&chooser](const client::Controller& controller) { return chooser.Wants(controller); },
   };
@@ -73,8 +82,11 @@ int Watch(Session& session, const WatchOptions& options) {
     if (!Write(text)) session.stop.Set();
   };
   bool isExplained = options.json || !CountSweeps(client);
-  const auto explain = [&] {
-    if (std::exchange(isExplained, true) || anyFound) return;
+  TimeSpan span(session, options.wait);
+  const auto explain = [&](bool isComplete) {
+    if (isExplained || anyFound || !isComplete) return;
+    if (!chooser.AddedAnswered() && span.Elapsed() < kForAdded) return;
+    isExplained = true;
     std::cerr << "No controllers, and everything was asked once. " << WhyNothingFound(client) << std::flush;
   };
   if (!options.json) print(EventHeading(session.colours));
@@ -85,7 +97,7 @@ int Watch(Session& session, const WatchOptions& options) {
     anyFound = true;
     print(options.json ? JsonText(change) + "\n" : EventLine(change, session.colours));
   };
-  TimeSpan(session, options.wait).Follow(changes, show, explain);
+  span.Follow(changes, show, explain);
   return anyFound ? kFound : kNothingFound;
 }
 
