@@ -1,6 +1,8 @@
 #include <new>
 #include <utility>
 
+#include <boost/container/small_vector.hpp>
+
 #include "component/KelLanSeekImpl.h"
 #include "platform/GuardedCall.h"
 
@@ -20,10 +22,9 @@ constexpr const wchar_t* kNoVersion = L"Controller version not available";
 BSTR CopyText(const std::wstring& text) { return text.empty() ? nullptr : KelBstr(text).Detach(); }
 BSTR CopyText(const text::CompactText& text) {
   if (text.empty()) return nullptr;
-  const BSTR copy = SysAllocStringLen(nullptr, static_cast<UINT>(text.size()));
-  if (copy == nullptr) throw std::bad_alloc();
-  text.CopyTo(copy);
-  return copy;
+  boost::container::small_vector<wchar_t, 64> wide(text.size(), boost::container::default_init);
+  text.CopyTo(wide.data());
+  return KelBstr(std::wstring_view(wide.data(), wide.size())).Detach();
 }
 
 /// Owns an identifier in task memory, to be freed by a client.
