@@ -23,8 +23,7 @@ BSTR CopyText(const std::wstring& text) { return text.empty() ? nullptr : KelBst
 BSTR CopyText(const text::CompactText& text) {
   if (text.empty()) return nullptr;
   boost::container::small_vector<wchar_t, 64> wide(text.size(), boost::container::default_init);
-  text.CopyTo(wide.data());
-  return KelBstr(std::wstring_view(wide.data(), wide.size())).Detach();
+  return KelBstr(text.CopyTo({wide.data(), wide.size()})).Detach();
 }
 
 /// Owns an identifier in task memory, to be freed by a client.

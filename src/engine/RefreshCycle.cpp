@@ -1,6 +1,7 @@
 #include "engine/RefreshCycle.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -188,8 +189,9 @@ void RefreshCycle::CheckLocalVC(CtrlTable::Access& table, CtrlTable::Record reco
     table.ChangeSchedule(record)->AwaitNextPoll(settings_.Ticks(settings_.VCRefreshInterval));
     return;
   }
-  trace_.Error(L"LanSeek: VC %s @ %s ID: %d has terminated!", record->systemName.Wide(), record->ctrlAddress,
-               record->vcProcessID);
+  std::array<wchar_t, diagnostics::kTraceBuffer> name;
+  trace_.Error(L"LanSeek: VC %s @ %s ID: %d has terminated!", record->systemName.CopyTo(name),
+               record->ctrlAddress, record->vcProcessID);
   // The object died with its process, so it must not be called, not even to release it.
   static_cast<void>(table.Change(record).vcInterface.Detach());
   lifecycle_.RemoveActiveCtrl(table, record, CtrlLostConnection);

@@ -16,6 +16,7 @@ namespace kellanseek::platform {
 /// unknown). All functions here are thread-safe.
 void AssignWide(std::wstring& wide, std::string_view narrow);
 std::wstring ToWide(std::string_view narrow);
+/// The same. Throws std::bad_alloc, with `text` unchanged.
 void AssignText(text::CompactText& text, std::string_view narrow);
 
 /// Converts wide text to the ANSI code page. Characters missing from it become '?'.

@@ -62,7 +62,7 @@ inline constexpr std::array kIdentityFields = {
     IdentityField{.tag = kTagMacAddress, .key = &controllers::CtrlKeys::macAddress},
 };
 
-/// Resets the identity to "nothing reported" before the next message. Texts keep their memory.
+/// Resets the identity to "nothing reported" before the next message.
 void Reset(controllers::Identity& identity);
 
 /// Copies the reported properties. Returns whether any of them differed. If memory runs out, throws and

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -12,7 +13,8 @@
 namespace kellanseek::text {
 
 /// A wide text in one byte for each character, if all of them are ASCII, as in nearly every name of a
-/// controller; up to 22 of them need no memory of their own. Any other text, valid or not, is kept as it is.
+/// controller; a short one (up to 22 characters in a 64-bit program) needs no memory of its own. Any other
+/// text, valid or not, is kept as it is.
 class CompactText {
  public:
   CompactText() = default;
@@ -21,6 +23,7 @@ class CompactText {
   /// Throws std::bad_alloc, with the text unchanged.
   CompactText& operator=(std::wstring_view text) {
     if (std::all_of(text.begin(), text.end(), IsAscii<wchar_t>)) {
+      bytes_.reserve(text.size());  // The rest cannot fail.
       bytes_.assign(text.begin(), text.end());
     } else {
       boost::container::string bytes(1 + text.size() * sizeof(wchar_t), kWide);
@@ -41,16 +44,18 @@ class CompactText {
   std::size_t size() const { return IsWide() ? (bytes_.size() - 1) / sizeof(wchar_t) : bytes_.size(); }
   std::wstring Wide() const {
     std::wstring wide(size(), L'\0');
-    CopyTo(wide.data());
+    CopyTo(wide);
     return wide;
   }
-  /// Writes size() characters.
-  void CopyTo(wchar_t* wide) const {
+  /// Copies the text, or as much of it as there is room for, and returns what it has copied.
+  std::wstring_view CopyTo(std::span<wchar_t> room) const {
+    const std::size_t length = std::min(size(), room.size());
     if (IsWide()) {
-      std::memcpy(wide, &bytes_[1], bytes_.size() - 1);
+      std::memcpy(room.data(), &bytes_[1], length * sizeof(wchar_t));
     } else {
-      std::copy(bytes_.begin(), bytes_.end(), wide);
+      std::copy_n(bytes_.begin(), length, room.data());
     }
+    return {room.data(), length};
   }
 
   friend bool operator==(const CompactText&, const CompactText&) = default;

@@ -62,7 +62,7 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   Appear("twin", "192.168.1.20", "1:Upper;");
   network.Inject(InjectedNetwork::Datagram(1, "4:twin;9:other;1:Lower;"), "192.168.1.30");
 
-  // Of this one nobody has given notice.
+  // The component is not told of this change.
   addresses.AddAddress(1, "192.168.7.5", "255.255.255.0");
   const Json report = ReportAfterInjected();
   EXPECT_EQ(report["v"], 1);

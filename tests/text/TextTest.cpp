@@ -2,12 +2,14 @@
 
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "tests/support/FailingAllocation.h"
 #include "text/Ascii.h"
 #include "text/CompactText.h"
 #include "text/Json.h"
@@ -24,9 +26,9 @@ constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 TEST(TextTest, CompactTextsGiveBackWhatTheyWereGiven) {
-  const std::wstring ends(1, static_cast<wchar_t>(-1));
+  const std::wstring highest(1, static_cast<wchar_t>(-1));
   std::vector<std::wstring> texts = {L"",       L"a",     L"S\u00FCd", L"\u0080 first",
-                                     L"\u007F", L"a\0b"s, L"\0"s,      ends};
+                                     L"\u007F", L"a\0b"s, L"\0"s,      highest};
   for (const std::size_t length : {22U, 23U, 1000U}) texts.emplace_back(length, L'n');
   for (const std::wstring& each : texts) {
     for (const std::wstring& former : texts) {
@@ -39,7 +41,12 @@ TEST(TextTest, CompactTextsGiveBackWhatTheyWereGiven) {
       EXPECT_EQ(text == former, each == former);
     }
   }
+  NEEDS_FAILING_ALLOCATIONS();
   CompactText text(L"stays");
+  for (const std::wstring& longer : {std::wstring(50, L'n'), std::wstring(50, L'\u00E4')}) {
+    const test::FailingAllocation failing(0);
+    EXPECT_THROW(text = longer, std::bad_alloc);
+  }
   EXPECT_FALSE(text.AssignAscii("S\xFC") || text != L"stays");
   EXPECT_TRUE(text.AssignAscii("a\x7F") && text == L"a\u007F");
 }

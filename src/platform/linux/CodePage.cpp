@@ -120,6 +120,8 @@ class CodePage {
   bool KnowsAscii() const {
     std::string ascii;
     for (int c = 0; c < 0x80; ++c) ascii.push_back(static_cast<char>(c));
+    // What stands for other characters in the 7-bit encodings ISO-2022, HZ and UTF-7.
+    ascii += "\x1b$B$\"\x1b(B~{!!~}+AOk-";
     std::wstring wide;
     AssignWide(wide, ascii);
     return std::equal(wide.begin(), wide.end(), ascii.begin(), ascii.end());

@@ -127,11 +127,45 @@ TEST(DiagnosisTest, AFaultOfOneNetworkExplainsWhatIsMissingThereOnly) {
   EXPECT_EQ(said("expected-missing", Mark::Fault, "10.2.0.11 is not in the list, as"), 1);
   EXPECT_NE(LikelyCause(facts.report, {}), "");
   facts.report["interfaces"][1]["carrier"] = false;
-  EXPECT_EQ(said("none-found", Mark::Remark, "no connection"), 1) << "now both are cut off";
+  EXPECT_EQ(said("none-found", Mark::Remark, "refuses a socket for eth1"), 1) << "now both are cut off";
   facts.report["interfaces"][1]["carrier"] = true;
   facts.firewall.letsIn = platform::HostFirewall::Answer::No;
   EXPECT_EQ(said("none-found", Mark::Remark, "firewall"), 1);
   EXPECT_EQ(said("expected-missing", Mark::Fault, "as the faults above explain"), 2);
+}
+
+TEST(DiagnosisTest, AnInterfaceThatIsNotConnectedIsNoCauseBesideOneThatIs) {
+  Facts facts = Healthy();
+  facts.report["controllers"].clear();
+  const nlohmann::json spare = {{"name", "spare"},
+                                {"address", "172.17.0.1"},
+                                {"mask", "255.255.0.0"},
+                                {"used", true},
+                                {"carrier", false}};
+  nlohmann::json& interfaces = facts.report["interfaces"];
+  interfaces.insert(interfaces.begin(), spare);
+  EXPECT_EQ(LikelyCause(facts.report, {}), "");
+  Echo echo{platform::ParseIpv4("10.1.0.1"), 5512, Echo::Outcome::NotHeard};
+  const auto blamed = [&] {
+    facts.echoes = {echo};
+    for (const Finding& each : Diagnose(facts))
+      if (each.code == "none-found") return each.mark == Mark::Remark ? each.todo : std::string();
+    return std::string("found");
+  };
+  EXPECT_NE(blamed().find("firewall"), std::string::npos) << "no other guess, though answers come to 5513";
+  echo.port = 5513;
+  EXPECT_NE(blamed().find("firewall"), std::string::npos);
+  EXPECT_NE(LikelyCause(facts.report, {echo}).find("firewall"), std::string::npos);
+  facts.report["interfaces"][2]["pointToPoint"] = true;
+  echo.outcome = Echo::Outcome::Heard;
+  EXPECT_EQ(blamed(), "") << "a tunnel is a connection, too";
+  facts.expected = {platform::ParseIpv4("10.1.0.11")};
+  const Findings findings = Diagnose(facts);
+  EXPECT_TRUE(std::any_of(findings.begin(), findings.end(), [](const Finding& each) {
+    return each.todo.find("kelseek add --save 10.1.0.11") != std::string::npos;
+  }));
+  facts.report["interfaces"].erase(2);
+  EXPECT_NE(blamed().find("spare"), std::string::npos);
 }
 
 TEST(DiagnosisTest, MembersOfAnotherTypeDoNoHarm) {

@@ -16,8 +16,8 @@ namespace kellanseek::kelseek {
 /// The room for changes that wait for the output: more than the controllers of a large plant.
 inline constexpr std::size_t kWaitingChanges = 65536;
 
-/// Seconds that addresses which were added have to answer after everything else has been asked: longer than a
-/// controller has by default, and it may have to be asked twice.
+/// Seconds from the start in which added addresses may answer though everything else has been asked: longer
+/// than a controller has by default, and it may have to be asked twice.
 inline constexpr double kForAdded = 5;
 
 /// A span of time that starts at construction. Waits end early if the user stops the program.
@@ -27,9 +27,10 @@ class TimeSpan {
   TimeSpan(Session& session, std::optional<double> seconds);
 
   /// Calls `handle` for every change of a stream, until the span ends, and again and again `meanwhile`, which
-  /// is told whether the list is complete. The marks of the stream are not handed on.
+  /// is told whether the list is complete. The marks of the stream are not handed on. Returns whether the
+  /// list was complete in the end.
   template <typename Handle>
-  void Follow(
+  bool Follow(
       client::ChangeStream& changes, Handle handle,
       const std::function<void(bool isComplete)>& meanwhile = [](bool) {}) {
     constexpr std::chrono::milliseconds kStopPoll(100);
@@ -41,11 +42,13 @@ class TimeSpan {
       if (change->type == client::ChangeType::Synced) {
         isComplete = true;
       } else if (change->type == client::ChangeType::Resync) {
+        isComplete = false;
         ReportLoss();
       } else {
         handle(*change);
       }
     }
+    return isComplete;
   }
 
   /// Waits for a moment. Returns false if the span has ended or the user stops the program.

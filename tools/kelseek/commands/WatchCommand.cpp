@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/Chooser.h"
@@ -29,8 +30,9 @@ struct WatchOptions {
 
 using Clock = std::chrono::steady_clock;
 
-/// How long the screen goes by one try of the broadcasts, which somebody may just be mending.
-constexpr std::chrono::seconds kTryAgain(20);
+/// How long the screen goes by one try of the broadcasts, although somebody may be mending what it has shown:
+/// others count each try as malformed.
+constexpr std::chrono::seconds kTryAgain(60);
 
 constexpr const char* kScreenKeys =
     "On a terminal, a table fills the screen. Its keys:\n"
@@ -83,10 +85,8 @@ int Watch(Session& session, const WatchOptions& options) {
   };
   bool isExplained = options.json || !CountSweeps(client);
   TimeSpan span(session, options.wait);
-  const auto explain = [&](bool isComplete) {
-    if (isExplained || anyFound || !isComplete) return;
-    if (!chooser.AddedAnswered() && span.Elapsed() < kForAdded) return;
-    isExplained = true;
+  const auto explain = [&] {
+    if (std::exchange(isExplained, true)) return;
     std::cerr << "No controllers, and everything was asked once. " << WhyNothingFound(client) << std::flush;
   };
   if (!options.json) print(EventHeading(session.colours));
@@ -97,7 +97,10 @@ int Watch(Session& session, const WatchOptions& options) {
     anyFound = true;
     print(options.json ? JsonText(change) + "\n" : EventLine(change, session.colours));
   };
-  span.Follow(changes, show, explain);
+  const auto meanwhile = [&](bool isComplete) {
+    if (isComplete && !anyFound && (span.Elapsed() >= kForAdded || chooser.AddedAnswered())) explain();
+  };
+  if (span.Follow(changes, show, meanwhile) && !anyFound) explain();
   return anyFound ? kFound : kNothingFound;
 }
 

@@ -134,7 +134,8 @@ class AddressDiagnosis {
     Add(Mark::Fine, "answers", text_ + " answers" + after + ": " + facts_.name + ".");
     const Json* const network = NetworkOf(facts_.address, report_);
     const Json* const known = ControllerAt(text_, report_);
-    if (network == nullptr || (known != nullptr && TextOf(*known, "way") == "broadcast")) return;
+    if (network == nullptr || IsToSingleHost(*network)) return;
+    if (known != nullptr && TextOf(*known, "way") == "broadcast") return;
     if (IsExplained(text_, report_, findings_)) return;
     Fault(
         "broadcast-lost",
@@ -194,7 +195,13 @@ void Expect(platform::Ipv4 address, const Json& report, Findings& findings) {
     findings.push_back({Mark::Fault, "expected-missing",
                         text + " is not in the list, as the faults above explain.",
                         "No listed controller has this address.", "Mend them first, then look again."});
-  } else if (const Json* network = NetworkOf(address, report)) {
+  } else if (const Json* network = NetworkOf(address, report);
+             network != nullptr && IsToSingleHost(*network)) {
+    findings.push_back({Mark::Fault, "expected-missing",
+                        text + " is behind " + NameOf(*network) + ", through which no broadcast goes.",
+                        "It is a connection to a single host, such as a VPN.",
+                        "Add it by its address: kelseek add --save " + text + "."});
+  } else if (network != nullptr) {
     findings.push_back({Mark::Fault, "expected-missing", text + " was not found on its network.",
                         "It belongs to the network of " + NameOf(*network) + " with the mask " +
                             TextOf(*network, "mask") + ".",

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string>
-#include <vector>
 
 #include "doctor/ReportReader.h"
 
@@ -18,20 +17,33 @@ const Finding* FirstOf(const Findings& findings, Holds holds) {
   return found == findings.end() ? nullptr : &*found;
 }
 
-bool CutsOff(const Findings& findings, Ipv4 network) {
-  return FirstOf(findings, [&](const Finding& each) { return each.cutsOff == network; }) != nullptr;
+/// Whether an interface takes part in the search and is connected, be it to a single host.
+bool IsAnyConnected(const Json& report) {
+  const Json& all = ListOf(report, "interfaces");
+  return std::any_of(all.begin(), all.end(), IsConnected);
 }
 
 }  // namespace
 
 const Finding* CauseForAll(const Findings& findings, const Json& report) {
-  const std::vector<const Json*> networks = BroadcastNetworks(report);
-  const bool isEachCutOff = std::all_of(networks.begin(), networks.end(), [&](const Json* each) {
-    return CutsOff(findings, platform::ParseIpv4(TextOf(*each, "address")));
-  });
-  return FirstOf(findings, [&](const Finding& each) {
-    return each.cutsOff == kAllNetworks || (isEachCutOff && each.cutsOff != 0);
-  });
+  if (!IsAnyConnected(report)) {
+    // A refused interface comes first: one that is not connected may be a spare.
+    const Finding* const cause =
+        FirstOf(findings, [](const Finding& each) { return each.cutsOff && each.code != "no-carrier"; });
+    if (cause != nullptr && cause->code != "no-interface") return cause;
+    return FirstOf(findings, [](const Finding& each) { return each.cutsOff.has_value(); });
+  }
+  const auto cutsOff = [](Ipv4 network) {
+    return [network](const Finding& each) { return each.cutsOff == network; };
+  };
+  if (const Finding* const cause = FirstOf(findings, cutsOff(kAllNetworks))) return cause;
+  const Finding* first = nullptr;
+  for (const Json* const network : BroadcastNetworks(report)) {
+    const Finding* const cause = FirstOf(findings, cutsOff(AddressOf(*network)));
+    if (cause == nullptr) return nullptr;
+    if (first == nullptr) first = cause;
+  }
+  return first;
 }
 
 const Finding* CauseFor(Ipv4 address, const Findings& findings, const Json& report) {
@@ -39,11 +51,11 @@ const Finding* CauseFor(Ipv4 address, const Findings& findings, const Json& repo
     const Json& all = ListOf(report, "interfaces");
     return std::any_of(all.begin(), all.end(), [&](const Json& each) {
       const Ipv4 mask = platform::ParseIpv4(TextOf(each, "mask"));
-      return platform::ParseIpv4(TextOf(each, "address")) == network && (network & mask) == (address & mask);
+      return AddressOf(each) == network && (network & mask) == (address & mask);
     });
   };
   return FirstOf(findings, [&](const Finding& each) {
-    return each.cutsOff == kAllNetworks || (each.cutsOff != 0 && hasAddress(each.cutsOff));
+    return each.cutsOff && (*each.cutsOff == kAllNetworks || hasAddress(*each.cutsOff));
   });
 }
 

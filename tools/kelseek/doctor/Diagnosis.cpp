@@ -26,8 +26,6 @@ constexpr std::size_t kMostUnanswered = 5;
 constexpr const char* kRaiseFiles =
     "Raise the limit on open files of this user or service (ulimit -n, LimitNOFILE).";
 
-platform::Ipv4 AddressOf(const Json& entry) { return platform::ParseIpv4(TextOf(entry, "address")); }
-
 class Diagnosis {
  public:
   explicit Diagnosis(const Facts& facts) : facts_(facts), report_(facts.report) {}
@@ -190,7 +188,7 @@ void Diagnosis::Interface(const Json& entry) {
     if (!FlagOf(entry, "carrier", true)) {
       CutOff(AddressOf(entry), "no-carrier", name + " has no connection.", "The system reports no carrier.",
              "Check the cable, the switch and the radio link.");
-    } else if (TextOf(entry, "mask") == "255.255.255.255" || FlagOf(entry, "pointToPoint")) {
+    } else if (IsToSingleHost(entry)) {
       Add(Mark::Remark, "single-host", name + " is a connection to a single host, such as a VPN.",
           "Its mask is " + TextOf(entry, "mask") + ", so broadcasts reach nobody there.",
           "Add controllers behind it by their addresses: kelseek add ADDRESS.");
@@ -248,33 +246,46 @@ void Diagnosis::RefusedInterface(const Json& entry) {
 }
 
 void Diagnosis::Firewall() {
+  const std::int64_t requestPort = SettingOf(report_, "RequestPort");
   for (const Echo& echo : facts_.echoes) {
     const std::string port = "UDP port " + std::to_string(echo.port);
+    // Broadcasts go to the one port, and the answers to them come to the other.
+    const bool cutsOff = (echo.port == requestPort) == (echo.outcome == Echo::Outcome::NotSent);
     if (echo.outcome == Echo::Outcome::NotHeard) {
-      CutOff(echo.address, "firewall-in", "A firewall on this host drops what comes in on " + port + ".",
-             "A broadcast of this host on " + platform::FormatIpv4(echo.address) +
-                 " did not come back to another socket.",
-             "Allow incoming " + port +
-                 " in the firewall of this host, also for senders that were not asked first.");
+      Add(Mark::Fault, "firewall-in", "A firewall on this host drops what comes in on " + port + ".",
+          "A broadcast of this host on " + platform::FormatIpv4(echo.address) +
+              " did not come back to another socket.",
+          "Allow incoming " + port +
+              " in the firewall of this host, also for senders that were not asked first.");
     } else if (echo.outcome == Echo::Outcome::NotSent) {
-      CutOff(echo.address, "firewall-out",
-             "This host does not let broadcasts out on " + platform::FormatIpv4(echo.address) + ".",
-             "Sending failed: " + platform::TextOfError(echo.error),
-             "Allow outgoing " + port + " in the firewall of this host.");
+      Add(Mark::Fault, "firewall-out",
+          "This host does not let broadcasts out on " + platform::FormatIpv4(echo.address) + ".",
+          "Sending failed: " + platform::TextOfError(echo.error),
+          "Allow outgoing " + port + " in the firewall of this host.");
+    } else {
+      continue;
     }
+    if (cutsOff) findings_.back().cutsOff = echo.address;
   }
 }
 
 void Diagnosis::SystemFirewall() {
   using Answer = platform::HostFirewall::Answer;
   const platform::HostFirewall& firewall = facts_.firewall;
-  if (firewall.letsIn == Answer::No && !Has(findings_, "firewall-in"))
-    CutOff(
-        kAllNetworks, "firewall-in", "The firewall of this host does not let answers in to this program.",
-        "It is on, and no rule of it allows all UDP ports of the search to this program.",
-        "Allow them for incoming UDP in the firewall. A rule for one program does not count for another: the "
-        "program "
-        "that searches needs its own, or a rule for the ports.");
+  if (firewall.letsIn == Answer::No) {
+    // What a broadcast has shown on some networks, the system says of all.
+    const auto known = std::find_if(findings_.begin(), findings_.end(),
+                                    [](const Finding& each) { return each.code == "firewall-in"; });
+    if (known != findings_.end()) {
+      known->cutsOff = kAllNetworks;
+    } else {
+      CutOff(
+          kAllNetworks, "firewall-in", "The firewall of this host does not let answers in to this program.",
+          "It is on, and no rule of it allows all UDP ports of the search to this program.",
+          "Allow them for incoming UDP in the firewall. A rule for one program does not count for another: "
+          "the program that searches needs its own, or a rule for the ports.");
+    }
+  }
   if (firewall.isPublicNetwork == Answer::Yes && firewall.isOn == Answer::Yes &&
       firewall.letsIn != Answer::Yes)
     Add(Mark::Remark, "public-network", "The system takes a network of this host for a public one.",
@@ -328,9 +339,12 @@ void Diagnosis::ReferToCause() {
   const auto none = std::find_if(findings_.begin(), findings_.end(),
                                  [](const Finding& each) { return each.code == "none-found"; });
   const Finding* cause = CauseForAll(findings_, report_);
-  // These concern one controller each, but where nobody is found it may be the same with all.
-  for (const Finding& each : findings_)
-    if (cause == nullptr && (each.code == "wrong-mask" || each.code == "broadcast-lost")) cause = &each;
+  // These concern one controller or one way each, but where nobody is found they are the best guess.
+  for (const Finding& each : findings_) {
+    const bool mayBeIt = each.code == "wrong-mask" || each.code == "broadcast-lost" ||
+                         each.code == "firewall-in" || each.code == "firewall-out";
+    if (cause == nullptr && mayBeIt) cause = &each;
+  }
   if (none == findings_.end() || cause == nullptr) return;
   none->mark = Mark::Remark;
   none->todo = "Fix this first, then look again: " + cause->what;

@@ -273,7 +273,7 @@ std::vector<platform::Ipv4> Unexplained(const Questions& questions, const Json& 
   }
   const Json& silent = ListOf(MemberOf(report, "table"), "neverHeard");
   for (std::size_t i = 0; i < std::min(silent.size(), kMaxSilentAsked); ++i)
-    ask(platform::ParseIpv4(silent[i].get<std::string>()));
+    if (silent[i].is_string()) ask(platform::ParseIpv4(silent[i].get<std::string>()));
   return asked;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,12 +19,12 @@ struct Finding {
   std::string what;  ///< One sentence for somebody who is no programmer.
   std::string seen;  ///< How it was noticed; empty if fine.
   std::string todo;  ///< What helps; empty if nothing has to be done.
-  /// The address of the interface whose network hears and sees nobody because of this fault alone;
-  /// kAllNetworks for each; 0 if none is cut off.
-  platform::Ipv4 cutsOff = 0;
+  /// The interface, by its address, on which this fault alone keeps every controller away, or kAllNetworks.
+  std::optional<platform::Ipv4> cutsOff = {};
 };
 
-inline constexpr platform::Ipv4 kAllNetworks = platform::kNoAddress;
+/// An address that no interface has.
+inline constexpr platform::Ipv4 kAllNetworks = 0;
 
 using Findings = std::vector<Finding>;
 

@@ -56,13 +56,22 @@ const Json* NetworkOf(platform::Ipv4 address, const Json& report) {
   return nullptr;
 }
 
+platform::Ipv4 AddressOf(const Json& interfaceEntry) {
+  return platform::ParseIpv4(TextOf(interfaceEntry, "address"));
+}
+
+bool IsConnected(const Json& interfaceEntry) {
+  return FlagOf(interfaceEntry, "used") && FlagOf(interfaceEntry, "carrier", true);
+}
+
+bool IsToSingleHost(const Json& interfaceEntry) {
+  return FlagOf(interfaceEntry, "pointToPoint") || TextOf(interfaceEntry, "mask") == "255.255.255.255";
+}
+
 std::vector<const Json*> BroadcastNetworks(const Json& report) {
   std::vector<const Json*> networks;
-  for (const Json& entry : ListOf(report, "interfaces")) {
-    const bool isSingle =
-        FlagOf(entry, "pointToPoint") || platform::ParseIpv4(TextOf(entry, "mask")) == platform::kNoAddress;
-    if (FlagOf(entry, "used") && FlagOf(entry, "carrier", true) && !isSingle) networks.push_back(&entry);
-  }
+  for (const Json& entry : ListOf(report, "interfaces"))
+    if (IsConnected(entry) && !IsToSingleHost(entry)) networks.push_back(&entry);
   return networks;
 }
 

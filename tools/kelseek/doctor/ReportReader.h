@@ -22,6 +22,12 @@ std::string DescriptionOf(const nlohmann::json& controller);
 std::string InterfacesInWords(const nlohmann::json& report);
 /// The interface in use whose network contains the address; null if none does.
 const nlohmann::json* NetworkOf(platform::Ipv4 address, const nlohmann::json& report);
+/// The address of an interface.
+platform::Ipv4 AddressOf(const nlohmann::json& interfaceEntry);
+/// Whether an interface takes part in the search and is connected.
+bool IsConnected(const nlohmann::json& interfaceEntry);
+/// Whether an interface is a connection to a single host, such as a VPN.
+bool IsToSingleHost(const nlohmann::json& interfaceEntry);
 /// The networks in use on which a broadcast reaches others: connected, and of more than one host.
 std::vector<const nlohmann::json*> BroadcastNetworks(const nlohmann::json& report);
 /// The listed controller at the address; null if there is none.

@@ -96,7 +96,6 @@ class WireDiagnosis {
         "This host drops what " + FormatIpv4(seen.source) + " sends before the component can read it.",
         "Its answers reach the network card of " + NameOf(*here.entry) + ", and not the component.",
         "Allow incoming UDP from it in the firewall of this host, and look at the reverse path filter.");
-    findings_.back().cutsOff = here.address;
   }
 
   void Mask(const Sighting& seen, const Network& here) {

@@ -84,11 +84,9 @@ class FullScreen {
     // Not every system reports a new size.
     if (platform::OutputSize() != screen_.view().size) pacing_.Change();
     const std::optional<std::uint32_t> sweeps = questions_.sweeps();
-    const bool isNext = sweeps && screen_.SetSweeps(*sweeps);
-    if (isNext) pacing_.Change();
+    if (sweeps && screen_.SetSweeps(*sweeps)) pacing_.Change();
     const bool isEmpty = sweeps && screen_.view().complete && screen_.rows().Listed() == 0;
-    if (isEmpty && (isNext || screen_.view().cause.empty()) && screen_.SetCause(questions_.cause()))
-      pacing_.Change();
+    if (isEmpty && screen_.SetCause(questions_.cause())) pacing_.Change();
   }
 
   /// Returns false if the terminal takes no output any more.
