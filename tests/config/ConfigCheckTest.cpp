@@ -211,6 +211,15 @@ TEST(ConfigCheckTest, ReportsWhyStaticControllersAreDropped) {
          {"2: belongs elsewhere"});
 }
 
+TEST(ConfigCheckTest, AListWithoutAValidNetworkMeansThatControllersNeedAnIdentity) {
+  const ConfigFiles files;
+  files.WriteSettings(In("CommunicationSettings", In("NonLocalUpdatesEnabled", "0")) +
+                      In("UseInterfaces", In("SubNet", In("IPNumber", "nonsense"))));
+  files.WriteControllers(ControllerIdentity("ControllerLocAddr=10.0.0.1"));
+  const auto findings = Findings(CheckConfiguration(files.Directory().Wide(), {}));
+  EXPECT_TRUE(AreThese({findings.back()}, kStaticFile, {"2: it has no SystemIdentity"}));
+}
+
 TEST(ConfigCheckTest, WhiteSpaceAroundTextIsIgnored) {
   const ConfigFiles files;
   files.WriteControllers(ControllerIdentity("ControllerLocAddr=\n  10.0.0.1\n"));

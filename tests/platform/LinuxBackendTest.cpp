@@ -33,6 +33,7 @@
 #include "platform/Thread.h"
 #include "platform/UdpSocket.h"
 #include "platform/linux/BoundSocket.h"
+#include "platform/linux/Descriptor.h"
 #include "tests/support/ScratchDirectory.h"
 
 namespace kellanseek::test {
@@ -313,6 +314,15 @@ TEST(LinuxBackendTest, ASignalEndsAWaitForDatagramsWithoutAnError) {
   setitimer(ITIMER_REAL, &never, nullptr);
   sigaction(SIGALRM, &before, nullptr);
   EXPECT_EQ(received.outcome, platform::Received::Outcome::Nothing);
+}
+
+TEST(LinuxBackendTest, ADescriptorThatTakesAnotherClosesItsOwn) {
+  const auto open = [] { return platform::Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)); };
+  platform::Descriptor descriptor = open();
+  const int former = descriptor.get();
+  descriptor = open();
+  EXPECT_EQ(fcntl(former, F_GETFD), -1);
+  EXPECT_NE(fcntl(descriptor.get(), F_GETFD), -1);
 }
 
 TEST(LinuxBackendTest, ATraceFileIsRenamedAtItsSizeLimit) {

@@ -17,7 +17,7 @@ const Finding* FirstOf(const Findings& findings, Holds holds) {
   return found == findings.end() ? nullptr : &*found;
 }
 
-/// Whether an interface takes part in the search and is connected, be it to a single host.
+/// Whether any interface takes part in the search and is connected, be it to a single host.
 bool IsAnyConnected(const Json& report) {
   const Json& all = ListOf(report, "interfaces");
   return std::any_of(all.begin(), all.end(), IsConnected);
