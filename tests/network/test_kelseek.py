@@ -77,6 +77,10 @@ class Commands(harness.OneNetwork):
                 self.assertEqual((NOTHING_FOUND, ""), add.result())
                 self.assertRegex(add.errors(), rf"{address}: added, but no answer within \d+\.\d s\n")
                 self.assertIn(cause, add.errors())
+        # The time given ends before the five seconds of an added address.
+        watch = self.kelseek(self.here, "watch", "--plain", "--wait", "4.8", "--add", "10.1.0.99", kind=harness.Said)
+        self.assertEqual(NOTHING_FOUND, watch.result()[0])
+        self.assertIn("No controllers, and everything was asked once. ", watch.errors())
 
     def test_saved_controller_is_listed_without_broadcasts(self):
         self.configure(self.here, DynamicDetectionEnabled=0)

@@ -27,10 +27,10 @@ bool IsAnyConnected(const Json& report) {
 
 const Finding* CauseForAll(const Findings& findings, const Json& report) {
   if (!IsAnyConnected(report)) {
-    // A refused interface comes first: one that is not connected may be a spare.
+    // An interface that is not connected may be a spare, so any other fault comes first.
     const Finding* const cause =
         FirstOf(findings, [](const Finding& each) { return each.cutsOff && each.code != "no-carrier"; });
-    if (cause != nullptr && cause->code != "no-interface") return cause;
+    if (cause != nullptr) return cause;
     return FirstOf(findings, [](const Finding& each) { return each.cutsOff.has_value(); });
   }
   const auto cutsOff = [](Ipv4 network) {
@@ -50,8 +50,7 @@ const Finding* CauseFor(Ipv4 address, const Findings& findings, const Json& repo
   const auto hasAddress = [&](Ipv4 network) {
     const Json& all = ListOf(report, "interfaces");
     return std::any_of(all.begin(), all.end(), [&](const Json& each) {
-      const Ipv4 mask = platform::ParseIpv4(TextOf(each, "mask"));
-      return AddressOf(each) == network && (network & mask) == (address & mask);
+      return AddressOf(each) == network && IsInNetworkOf(each, address);
     });
   };
   return FirstOf(findings, [&](const Finding& each) {

@@ -30,7 +30,7 @@ struct Trial {
 };
 
 Trial Prepare(const Json& network, std::uint16_t port) {
-  const platform::Ipv4 address = platform::ParseIpv4(TextOf(network, "address"));
+  const platform::Ipv4 address = AddressOf(network);
   const platform::Ipv4 mask = platform::ParseIpv4(TextOf(network, "mask"));
   Trial trial{{address, port, Outcome::NotHeard, 0},
               address | ~mask,

@@ -51,7 +51,7 @@ class Greeting {
     std::vector<platform::UdpSocket*> listeners;
     for (const Json* const entry : BroadcastNetworks(report)) {
       Network network;
-      network.facts.address = platform::ParseIpv4(TextOf(*entry, "address"));
+      network.facts.address = AddressOf(*entry);
       network.mask = platform::ParseIpv4(TextOf(*entry, "mask"));
       network.sender = OpenSocket(network.facts.address, network.mask, requestPort_);
       network.listener = OpenSocket(network.facts.address, network.mask, PortOf(report, "ResponsePort"));

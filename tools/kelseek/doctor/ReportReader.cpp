@@ -49,15 +49,18 @@ std::string DescriptionOf(const Json& controller) {
 
 const Json* NetworkOf(platform::Ipv4 address, const Json& report) {
   for (const Json& entry : ListOf(report, "interfaces")) {
-    if (!FlagOf(entry, "used")) continue;
-    const platform::Ipv4 mask = platform::ParseIpv4(TextOf(entry, "mask"));
-    if ((platform::ParseIpv4(TextOf(entry, "address")) & mask) == (address & mask)) return &entry;
+    if (FlagOf(entry, "used") && IsInNetworkOf(entry, address)) return &entry;
   }
   return nullptr;
 }
 
 platform::Ipv4 AddressOf(const Json& interfaceEntry) {
   return platform::ParseIpv4(TextOf(interfaceEntry, "address"));
+}
+
+bool IsInNetworkOf(const Json& interfaceEntry, platform::Ipv4 address) {
+  const platform::Ipv4 mask = platform::ParseIpv4(TextOf(interfaceEntry, "mask"));
+  return (AddressOf(interfaceEntry) & mask) == (address & mask);
 }
 
 bool IsConnected(const Json& interfaceEntry) {

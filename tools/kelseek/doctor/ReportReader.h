@@ -24,6 +24,8 @@ std::string InterfacesInWords(const nlohmann::json& report);
 const nlohmann::json* NetworkOf(platform::Ipv4 address, const nlohmann::json& report);
 /// The address of an interface.
 platform::Ipv4 AddressOf(const nlohmann::json& interfaceEntry);
+/// Whether the network of an interface contains the address.
+bool IsInNetworkOf(const nlohmann::json& interfaceEntry, platform::Ipv4 address);
 /// Whether an interface takes part in the search and is connected.
 bool IsConnected(const nlohmann::json& interfaceEntry);
 /// Whether an interface is a connection to a single host, such as a VPN.

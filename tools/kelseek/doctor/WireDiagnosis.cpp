@@ -40,8 +40,7 @@ class WireDiagnosis {
       : facts_(facts), report_(facts.report), findings_(findings) {
     for (const Json& entry : ListOf(report_, "interfaces")) {
       if (!FlagOf(entry, "used")) continue;
-      networks_.push_back({&entry, platform::ParseIpv4(TextOf(entry, "address")),
-                           platform::ParseIpv4(TextOf(entry, "mask"))});
+      networks_.push_back({&entry, AddressOf(entry), platform::ParseIpv4(TextOf(entry, "mask"))});
     }
     for (const Json& each : ListOf(report_, "controllers")) known_.insert(TextOf(each, "systemId"));
     for (const Json& each : ListOf(report_, "collisions"))
