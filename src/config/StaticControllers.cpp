@@ -77,22 +77,23 @@ std::vector<CtrlInfo> AcceptStaticControllers(std::vector<CtrlInfo> listed,
                                               const CKelLanSeekConfigSettings& settings,
                                               const diagnostics::Tracer& trace) {
   StaticControllerCheck check(settings.CompleteInfoMode());
-  std::vector<CtrlInfo> accepted;
+  std::size_t accepted = 0;  // So many, in front of the others.
   for (CtrlInfo& controller : listed) {
     const auto decision = check.Decide(controller);
     if (decision.verdict != Verdict::Accepted) {
-      const bool conflict = decision.conflicting < accepted.size();
+      const bool conflict = decision.conflicting < accepted;
       TraceRejection(decision.verdict, controller.ctrlAddress,
-                     conflict ? accepted[decision.conflicting].ctrlAddress : std::wstring(), trace);
+                     conflict ? listed[decision.conflicting].ctrlAddress : std::wstring(), trace);
       continue;
     }
     if (settings.CompleteInfoMode()) {
       controller.ctrlStatus = CtrlAvailable;
       controller.published = true;
     }
-    accepted.push_back(std::move(controller));
+    if (CtrlInfo& place = listed[accepted++]; &place != &controller) place = std::move(controller);
   }
-  return accepted;
+  listed.resize(accepted);
+  return listed;
 }
 
 }  // namespace kellanseek::config

@@ -2,10 +2,21 @@
 
 #include <algorithm>
 #include <string_view>
+#include <type_traits>
 
 namespace kellanseek::text {
 
 // ASCII character classes, independent of the locale. Any other character counts as a letter without case.
+
+template <typename Char>
+constexpr bool IsAscii(Char c) {
+  return static_cast<std::make_unsigned_t<Char>>(c) < 0x80;
+}
+
+template <typename Char>
+constexpr bool IsAscii(std::basic_string_view<Char> text) {
+  return std::all_of(text.begin(), text.end(), [](Char c) { return IsAscii(c); });
+}
 
 /// The white space of the C library.
 template <typename Char>

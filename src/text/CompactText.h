@@ -6,9 +6,10 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <type_traits>
 
 #include <boost/container/string.hpp>
+
+#include "text/Ascii.h"
 
 namespace kellanseek::text {
 
@@ -22,7 +23,7 @@ class CompactText {
 
   /// Throws std::bad_alloc, with the text unchanged.
   CompactText& operator=(std::wstring_view text) {
-    if (std::all_of(text.begin(), text.end(), IsAscii<wchar_t>)) {
+    if (IsAscii(text)) {
       bytes_.reserve(text.size());  // The rest cannot fail.
       bytes_.assign(text.begin(), text.end());
     } else {
@@ -34,7 +35,7 @@ class CompactText {
   }
   /// Takes over an ASCII text. Returns false, with the text unchanged, for any other.
   bool AssignAscii(std::string_view text) {
-    if (!std::all_of(text.begin(), text.end(), IsAscii<char>)) return false;
+    if (!IsAscii(text)) return false;
     bytes_.assign(text.data(), text.size());
     return true;
   }
@@ -65,10 +66,6 @@ class CompactText {
   /// Before the characters of a text that is not ASCII.
   static constexpr auto kWide = static_cast<char>(0x80);
 
-  template <typename Char>
-  static bool IsAscii(Char c) {
-    return static_cast<std::make_unsigned_t<Char>>(c) < 0x80;
-  }
   bool IsWide() const { return !bytes_.empty() && bytes_.front() == kWide; }
 
   boost::container::string bytes_;

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "platform/linux/Descriptor.h"
+#include "text/Ascii.h"
 
 namespace kellanseek::platform {
 namespace {
@@ -28,6 +29,7 @@ int KindError(const struct stat& status) {
 }  // namespace
 
 std::wstring FromUtf8(std::string_view bytes) {
+  if (text::IsAscii(bytes)) return {bytes.begin(), bytes.end()};
   std::wstring text;
   const char* const end = bytes.data() + bytes.size();
   for (const char* next = bytes.data(); next != end;) {
@@ -43,6 +45,7 @@ std::wstring FromUtf8(std::string_view bytes) {
 }
 
 std::string ToUtf8(std::wstring_view text) {
+  if (text::IsAscii(text)) return {text.begin(), text.end()};
   std::string bytes;
   for (const wchar_t wide : text) {
     const auto character = std::bit_cast<utf::code_point>(wide);
@@ -65,6 +68,7 @@ int ReadRegularFile(const std::string& path, std::size_t limit, std::string& byt
   if (static_cast<std::uint64_t>(status.st_size) > limit) return EFBIG;
 
   bytes.clear();
+  bytes.reserve(static_cast<std::size_t>(status.st_size));
   char piece[1 << 16];
   for (;;) {
     const ssize_t count = ::read(file.get(), piece, sizeof(piece));

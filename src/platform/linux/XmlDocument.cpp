@@ -129,10 +129,16 @@ class LibxmlNode final : public XmlNode {
   }
 
   HRESULT Text(std::wstring& text) override {
+    // Nearly every element holds a single text, of which the library would make a copy.
+    if (const xmlNode* const only = node_->children;
+        only != nullptr && only->next == nullptr && only->type == XML_TEXT_NODE) {
+      text = Contents(only->content);
+      return S_OK;
+    }
     const std::unique_ptr<xmlChar, FreedBy<[](xmlChar* content) { xmlFree(content); }>> content(
         xmlNodeGetContent(node_));
     if (!content) return E_OUTOFMEMORY;
-    text = FromUtf8(text::Trimmed(Bytes(content.get()), kXmlWhiteSpace));
+    text = Contents(content.get());
     return S_OK;
   }
 
@@ -151,6 +157,10 @@ class LibxmlNode final : public XmlNode {
   }
 
  private:
+  static std::wstring Contents(const xmlChar* text) {
+    return FromUtf8(text::Trimmed(Bytes(text), kXmlWhiteSpace));
+  }
+
   xmlNode* node_;
 };
 
