@@ -326,6 +326,8 @@ void CtrlTable::Access::Remove(const Removal& removal) {
   contents_.records.get<InOrder>().erase(contents_.At(removal.record));
 }
 
+bool CtrlTable::Access::AnyTimer() const { return !contents_.timers.empty(); }
+
 void CtrlTable::Access::NoteTimer(CtrlInfo& record) {
   if (record.hasTimerEntry_ || !record.schedule_.HasTimer()) return;
   std::vector<std::uint32_t>& timers = contents_.timers;
@@ -335,6 +337,7 @@ void CtrlTable::Access::NoteTimer(CtrlInfo& record) {
     while (pass.Next()) {
     }
   }
+  if (timers.empty()) WakeTimers();
   timers.push_back(record.lanSeekID);
   record.hasTimerEntry_ = true;
 }

@@ -10,6 +10,7 @@
 #include <boost/container/small_vector.hpp>
 
 #include "controllers/CtrlInfo.h"
+#include "platform/Event.h"
 #include "platform/Mutex.h"
 
 namespace kellanseek::controllers {
@@ -48,12 +49,17 @@ class CtrlTable {
   /// without end under a flood.
   void GiveWay() const { mutex_.GiveWay(); }
 
+  /// Ends the sleep of a thread that counts the timers, and sleeps while none runs. Signalled when the first
+  /// timer starts, and by Access::WakeTimers(). Needs no lock.
+  platform::Event& TimersWanted() { return timersWanted_; }
+
  private:
   struct Node;
   struct Contents;
 
   platform::Mutex mutex_{platform::LockOrder::Table};
   std::atomic<std::uint32_t> nextLanSeekID_{kLastReservedLanSeekID + 1};
+  platform::Event timersWanted_{platform::Event::Kind::AutoReset};
   const std::unique_ptr<Contents> contents_;
 };
 
@@ -143,6 +149,9 @@ class CtrlTable::Access {
     return *record.info_;
   }
   ScheduleChange ChangeSchedule(Record record);
+  /// Whether a timer runs, or has run since the last TimerPass.
+  bool AnyTimer() const;
+  void WakeTimers() { table_.timersWanted_.Set(); }
   /// Changes the two keys that may change during the life of a record. Throws std::bad_alloc, with the table
   /// unchanged.
   void SetIdentity(Record record, std::wstring systemID, std::wstring macAddress);

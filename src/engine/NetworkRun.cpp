@@ -1,5 +1,6 @@
 #include "engine/NetworkRun.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <vector>
@@ -12,9 +13,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kSendPause{2};
 constexpr std::chrono::milliseconds kAfterFailure{100};
-
-/// Asking every socket takes a few system calls, and nobody needs the number to the tick.
-constexpr std::uint64_t kTicksBetweenDropChecks = 8;
 
 std::vector<network::InterfaceEntry> PresentInterfaces(const NetworkRun::Parts& parts) {
   const controllers::CtrlTable::Access table(parts.table);
@@ -73,13 +71,27 @@ void NetworkRun::OpenSockets(diagnostics::StepTrace& failed) {
   }
 }
 
-/// Returns false when the run stops.
+/// Returns false when the run stops. With nothing to count, a host is not woken four times a second: the
+/// thread sleeps through idle ticks, until a timer starts.
 bool NetworkRun::WaitForTick(std::chrono::milliseconds tick) {
+  using Outcome = platform::WaitResult::Outcome;
+  RefreshCycle& cycle = parts_.logic.refreshCycle;
+  platform::Event& timersWanted = parts_.table.TimersWanted();
   const std::uint64_t begin = parts_.journal.Now();
-  if (platform::WaitForAny({&stop_}, tick).outcome != platform::WaitResult::Outcome::TimedOut) return false;
-  const std::uint64_t waited = parts_.journal.Now() - begin;
-  const auto due = static_cast<std::uint64_t>(tick.count());
-  if (waited > due) parts_.journal.counters.tickDelay.Reach(waited - due);
+  const auto passed = [&] { return std::chrono::milliseconds(parts_.journal.Now() - begin); };
+
+  timersWanted.TryWait();  // What started before is known to IdleTicks().
+  std::int32_t idle = cycle.IdleTicks();
+  platform::WaitResult wait = platform::WaitForAny({&stop_, &timersWanted}, tick * (idle + 1));
+  if (wait.Signalled(1)) {
+    idle = static_cast<std::int32_t>(std::min<std::int64_t>(idle, passed() / tick));
+    const std::chrono::milliseconds left = tick * (idle + 1) - passed();
+    wait = platform::WaitForAny({&stop_}, std::max(left, std::chrono::milliseconds(0)));
+  }
+  if (wait.outcome != Outcome::TimedOut) return false;
+  cycle.SkipTicks(idle);
+  const std::chrono::milliseconds late = passed() - tick * (idle + 1);
+  if (late.count() > 0) parts_.journal.counters.tickDelay.Reach(static_cast<std::uint64_t>(late.count()));
   return true;
 }
 
@@ -93,7 +105,8 @@ void NetworkRun::RefreshThread() {
   const std::chrono::milliseconds tick(parts_.settings.TickMilliseconds());
   while (WaitForTick(tick)) {
     platform::RunStep([&] { cycle.Tick(outlet); }, failed);
-    if (cycle.TicksSoFar() % kTicksBetweenDropChecks == 0) sockets_.NoteDrops();
+    // Asking every socket takes a few system calls, and nobody needs the number to the tick.
+    if (cycle.TicksSoFar() % RefreshCycle::kTicksBetweenLooks == 0) sockets_.NoteDrops();
   }
   sockets_.NoteDrops();
   receiverEnded_.Wait();

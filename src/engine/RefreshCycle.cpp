@@ -18,7 +18,7 @@ using controllers::PollSchedule;
 
 using protocol::MessageType;
 
-constexpr std::uint64_t kTicksBetweenSweepChecks = 16;
+constexpr std::uint64_t kTicksBetweenSweepChecks = 2 * RefreshCycle::kTicksBetweenLooks;
 
 /// So many controllers are asked or lost, in a few milliseconds, before others may have the table.
 constexpr std::size_t kPortion = 512;
@@ -112,11 +112,37 @@ void RefreshCycle::AskConfigured(const RequestOutlet& outlet) {
 
 void RefreshCycle::Tick(const RequestOutlet& outlet) {
   ticks_.fetch_add(1, std::memory_order_relaxed);
-  requests_.NextTick();
+  requests_.PassTicks(1);
   SweepPass();
   InterfacePass(outlet);
   ControllerPass(outlet.pacer);
   SendRequests(outlet);
+}
+
+std::int32_t RefreshCycle::IdleTicks() {
+  CtrlTable::Access table(table_);
+  if (table.AnyTimer() || sweeps_.CountsTicks() || requests_.Waiting() > 0) return 0;
+  auto idle = static_cast<std::int32_t>(kTicksBetweenLooks - 1 - TicksSoFar() % kTicksBetweenLooks);
+  const std::size_t count = interfaces_.Table(table).Size();
+  for (InterfaceIndex interfaceIndex{}; PlaceOf(interfaceIndex) < count; ++interfaceIndex) {
+    const RunInterfaces::Counters& counters = interfaces_.CountersOf(table, interfaceIndex);
+    if (counters.askedSinceTick) return 0;
+    if (counters.refreshCountdown >= 0) idle = std::min(idle, counters.refreshCountdown);
+  }
+  return idle;
+}
+
+void RefreshCycle::SkipTicks(std::int32_t ticks) {
+  if (ticks == 0) return;
+  ticks_.fetch_add(static_cast<std::uint64_t>(ticks), std::memory_order_relaxed);
+  requests_.PassTicks(static_cast<std::size_t>(ticks));
+  CtrlTable::Access table(table_);
+  const std::size_t count = interfaces_.Table(table).Size();
+  for (InterfaceIndex interfaceIndex{}; PlaceOf(interfaceIndex) < count; ++interfaceIndex) {
+    RunInterfaces::Counters& counters = interfaces_.CountersOf(table, interfaceIndex);
+    // One that was asked while the thread slept has begun its countdown only then.
+    if (counters.refreshCountdown > 0 && !counters.askedSinceTick) counters.refreshCountdown -= ticks;
+  }
 }
 
 std::size_t RefreshCycle::InterfaceCount() {
@@ -137,6 +163,7 @@ bool RefreshCycle::InterfaceDue(InterfaceIndex interfaceIndex) {
   CtrlTable::Access table(table_);
   RunInterfaces::Counters& counters = interfaces_.CountersOf(table, interfaceIndex);
   counters.requestsThisTick = 0;
+  counters.askedSinceTick = false;
   // A negative countdown does not run: the setting turns our own refreshes off.
   if (counters.refreshCountdown != 0) {
     if (counters.refreshCountdown > 0) --counters.refreshCountdown;
@@ -281,7 +308,10 @@ void RefreshCycle::StartRefreshCycle(CtrlTable::Access& table, std::optional<Int
     trace_.Error(L"LanSeek: StartRefreshCycle internal error. Bad message type");
     return;
   }
-  interfaces_.CountersOf(table, *interfaceIndex).refreshCountdown = settings_.RefreshIntervalTicks();
+  RunInterfaces::Counters& counters = interfaces_.CountersOf(table, *interfaceIndex);
+  counters.refreshCountdown = settings_.RefreshIntervalTicks();
+  counters.askedSinceTick = true;
+  table.WakeTimers();
 
   const std::int32_t timeout = settings_.Ticks(settings_.RefreshTimeout);
   sweeps_.Asked(*interfaceIndex, timeout);

@@ -44,8 +44,20 @@ class RefreshCycle {
   void BeginRun(const RequestOutlet& outlet);
 
   void Tick(const RequestOutlet& outlet);
-  /// The number of calls of Tick(). Thread-safe.
+
+  /// The number of ticks, from now on, in which nothing but the countdowns to the next broadcasts would
+  /// change. The thread may sleep through them, until the table's TimersWanted() at the longest, and then
+  /// call SkipTicks() for those that have passed.
+  std::int32_t IdleTicks();
+  /// Has the effect of so many idle ticks, which passed before anything that was done meanwhile.
+  void SkipTicks(std::int32_t ticks);
+
+  /// The number of ticks, skipped ones included. Thread-safe.
   std::uint64_t TicksSoFar() const { return ticks_.load(std::memory_order_relaxed); }
+
+  /// Every tick whose number is a multiple of this comes, so that what is looked at now and then can be tied
+  /// to it.
+  static constexpr std::uint64_t kTicksBetweenLooks = 8;
 
   /// How often everybody has been asked and has had the time to answer. Thread-safe.
   std::uint32_t CompletedSweeps() const { return sweeps_.Completed(); }

@@ -59,8 +59,10 @@ class RequestQueue {
   /// Drops the requests by address to controllers whose records have been removed.
   void DropThoseGone(controllers::CtrlTable::Access& table);
 
-  /// Refills the token bucket for neighbours; called once per tick.
-  void NextTick() { neighbourRoom_ = std::min(neighbourRoom_ + kNeighboursPerTick, kNeighbourBurst); }
+  /// Refills the token bucket for neighbours by so many ticks.
+  void PassTicks(std::size_t ticks) {
+    neighbourRoom_ = std::min(neighbourRoom_ + ticks * kNeighboursPerTick, kNeighbourBurst);
+  }
 
   /// The controllers whose requests by address have been sent.
   struct Sent {

@@ -16,7 +16,7 @@ void RunInterfaces::Replace(CtrlTable::Access& access, network::InterfaceTable u
 
 void RunInterfaces::Narrow(CtrlTable::Access&, network::InterfaceTable opened,
                            std::int32_t refreshCountdown) {
-  std::vector<Counters> counters(opened.Size(), Counters{refreshCountdown, 0});
+  std::vector<Counters> counters(opened.Size(), Counters{refreshCountdown});
   table_ = std::move(opened);
   counters_ = std::move(counters);
 }

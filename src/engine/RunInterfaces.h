@@ -16,6 +16,7 @@ class RunInterfaces {
   struct Counters {
     std::int32_t refreshCountdown = 0;   ///< Ticks to the next refresh broadcast; negative if there is none.
     std::uint32_t requestsThisTick = 0;  ///< Targeted requests sent in the current tick.
+    bool askedSinceTick = false;         ///< A full or refresh request has been sent, by whomever.
   };
 
   /// Replaces the interfaces by the host's usable ones and resets all counters.

@@ -35,6 +35,14 @@ void Sweeps::Tick() {
   wantsPolled_ = true;
 }
 
+bool Sweeps::CountsTicks() const {
+  const auto waits = [](const Interface& each) { return each.ticksLeft > 0; };
+  const auto done = [](const Interface& each) { return each.done; };
+  if (!unasked_.empty() || pollTicksLeft_ > 0) return true;
+  if (std::any_of(interfaces_.begin(), interfaces_.end(), waits)) return true;
+  return wantsPolled_ ? AsksAnybody() : std::all_of(interfaces_.begin(), interfaces_.end(), done);
+}
+
 bool Sweeps::InterfacesDone() {
   bool all = true;
   for (Interface& each : interfaces_) {

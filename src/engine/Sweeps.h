@@ -33,6 +33,8 @@ class Sweeps {
   std::unordered_set<std::uint32_t>& Unasked() { return unasked_; }
 
   void Tick();
+  /// Whether the next tick changes anything, if nobody is asked before.
+  bool CountsTicks() const;
 
   /// Thread-safe.
   std::uint32_t Completed() const { return completed_.load(std::memory_order_relaxed); }

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -165,6 +167,91 @@ TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
   pacer.goOn = false;
   BeginRun();
   EXPECT_EQ(sender.Take().size(), 2U + 50U) << "a pause is due after each burst";
+}
+
+/// Everything that a client or a peer could notice, and what the next ticks depend on.
+std::string Taken(EngineHarness& station) {
+  std::string state = std::to_string(station.refresh.TicksSoFar()) + " ticks, sweep " +
+                      std::to_string(station.refresh.CompletedSweeps());
+  for (const std::string& datagram : station.sender.Take()) state += "\n" + datagram;
+  for (const ClientEvent& event : station.events.Take())
+    state += "\n" + std::to_string(event.lanSeekID) + " " + std::to_string(event.reason);
+  for (const auto interfaceIndex : {kFirstInterface, kSecondInterface})
+    state += "\nnext " + std::to_string(station.RefreshCountdown(interfaceIndex));
+  for (const CtrlInfo& record : station.All())
+    state += "\n" + std::to_string(record.lanSeekID) + " in " + std::to_string(record.Schedule().TicksLeft());
+  return state;
+}
+
+/// One station ticks all the time; the other sleeps as the refresh thread does, until it is woken.
+TEST(IdleTicksTest, AStationThatSleepsThroughThemDoesTheSameAsOneThatDoesNot) {
+  constexpr unsigned kSeed = 20261126;
+  std::mt19937 random(kSeed);
+  const auto upTo = [&](int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); };
+  EngineHarness awake;
+  EngineHarness asleep;
+  const auto both = [&](const std::function<void(EngineHarness&)>& act) { act(awake), act(asleep); };
+  both([](EngineHarness& station) {
+    station.settings.RefreshInterval = 20;
+    station.settings.RefreshTimeout = 1;
+    station.RebuildInterfaces();
+    station.BeginRun();
+  });
+
+  const auto something = [&]() -> std::function<void(EngineHarness&)> {
+    const auto interfaceIndex = upTo(2) == 0 ? kFirstInterface : kSecondInterface;
+    switch (const int what = upTo(8)) {
+      case 0:
+      case 1:
+        return [=](EngineHarness& station) {
+          station.Receive(EngineHarness::Datagram(5 + static_cast<unsigned>(what), ""), "192.168.1.77",
+                          engine::MsgSource::FromRequestSocket, interfaceIndex);
+        };
+      case 2: return [](EngineHarness& station) { station.Answer(1, kIdentity, "192.168.1.20"); };
+      case 3:
+        return [](EngineHarness& station) {
+          controllers::CtrlTable::Access table(station.table);
+          station.refresh.RefreshForID(table, table.NextLanSeekID() - 1);
+        };
+      case 4:
+        return [](EngineHarness& station) {  // So many that the requests have to be spread.
+          for (int i = 0; i < 600; ++i) {
+            CtrlInfo record;
+            record.ctrlAddress = L"10.0.0.20";
+            station.Add(record, 0);
+          }
+        };
+      default:
+        return [](EngineHarness& station) {
+          controllers::CtrlTable::Access table(station.table);
+          for (controllers::CtrlTable::Record record = table.First(); record;) {
+            const auto next = table.After(record);
+            if (!record->Dynamic()) table.Remove(record);
+            record = next;
+          }
+        };
+    }
+  };
+
+  int slept = 0;
+  for (int round = 0; round < 4000 && !::testing::Test::HasFailure(); ++round) {
+    asleep.table.TimersWanted().TryWait();
+    const int idle = asleep.refresh.IdleTicks();
+    int passed = idle;
+    if (upTo(6) == 0) {
+      passed = upTo(idle + 1);
+      awake.Tick(passed);
+      both(something());
+      if (!asleep.table.TimersWanted().TryWait()) awake.Tick(idle - std::exchange(passed, idle));
+    } else {
+      awake.Tick(idle);
+    }
+    asleep.refresh.SkipTicks(passed);
+    both([](EngineHarness& station) { station.Tick(); });
+    slept += passed;
+    EXPECT_EQ(Taken(asleep), Taken(awake)) << "round " << round << ", asleep for " << passed;
+  }
+  EXPECT_GT(slept, 1000);
 }
 
 }  // namespace
