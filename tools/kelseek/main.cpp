@@ -65,7 +65,7 @@ int main(int argc, char** argv) {
     std::cerr << "kelseek: " << error.what() << '\n';
     return error.Code();
   } catch (const std::exception& error) {
-    std::cerr << "kelseek: " << kelseek::Printable(std::string_view(error.what())) << '\n';
+    std::cerr << "kelseek: " << kelseek::Printable(error.what()) << '\n';
     return kelseek::kComponentFailed;
   }
 }

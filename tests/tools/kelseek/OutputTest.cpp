@@ -58,7 +58,7 @@ TEST(Output, EscapesTextsFromTheNetwork) {
                                  JsonText(event.controller, 2),   ListingText({{Hostile()}, {1}}, false),
                                  ListingJson({{Hostile()}, {1}}), DetailText(Hostile(), false)};
   for (const std::string& output : outputs) {
-    for (const std::string& line : Lines(output)) EXPECT_EQ(line, Printable(std::string_view(line)));
+    for (const std::string& line : Lines(output)) EXPECT_EQ(line, Printable(line));
   }
   EXPECT_EQ(1U, Lines(outputs[0]).size());
   EXPECT_EQ(1U, Lines(outputs[1]).size());

@@ -327,7 +327,7 @@ TEST(Screen, KeysChangeWhatIsShown) {
       {"0x\x1b[Z", "cell 1", 100},
   };
   for (const Case& each : cases) {
-    SCOPED_TRACE(Printable(std::string_view(each.keys)));
+    SCOPED_TRACE(Printable(each.keys));
     Show show;
     for (std::uint32_t id = 1; id <= 100; ++id) {
       Controller controller = Cell(id, "cell " + std::to_string(101 - id), "10.1.0." + std::to_string(id));
@@ -344,7 +344,7 @@ TEST(Screen, KeysChangeWhatIsShown) {
   for (const std::string keys : {"q", "\x03", "/7\rq", "/\x03"}) {
     Show show;
     show.Type(keys);
-    EXPECT_TRUE(show.screen.Ended()) << Printable(std::string_view(keys));
+    EXPECT_TRUE(show.screen.Ended()) << Printable(keys);
   }
 }
 
@@ -404,7 +404,7 @@ TEST(Screen, FitsAnySizeAndSendsOnlyDifferences) {
     ASSERT_EQ(view.size.rows, frame.lines.size());
     for (const std::string& line : frame.lines) {
       ASSERT_LE(Width(line), view.size.columns) << line;
-      ASSERT_EQ(line, Printable(std::string_view(line)));
+      ASSERT_EQ(line, Printable(line));
     }
     terminal.resize(view.size.rows);
     terminal = Shown(terminal, Difference(before, frame));
@@ -479,7 +479,7 @@ TEST(KeyReader, DecodesKeysCutAnywhere) {
       {"\x1b[" + std::string(31, '1') + "Ax", "1 A x"},
   };
   for (const auto& each : cases) {
-    SCOPED_TRACE(Printable(std::string_view(each.bytes)));
+    SCOPED_TRACE(Printable(each.bytes));
     KeyReader whole;
     std::vector<KeyPress> keys = whole.Read(each.bytes);
     for (const KeyPress& press : whole.Flush()) keys.push_back(press);

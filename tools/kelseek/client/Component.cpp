@@ -81,8 +81,8 @@ std::optional<client::Controller> FindByUniqueName(const std::string& name,
                [&name](const client::Controller& controller) { return controller.name == name; });
   if (named.empty()) return std::nullopt;
   if (named.size() == 1) return named.front();
-  std::string text = std::to_string(named.size()) + " controllers have the name " +
-                     Printable(std::string_view(name)) + "; give an address or system identity:";
+  std::string text = std::to_string(named.size()) + " controllers have the name " + Printable(name) +
+                     "; give an address or system identity:";
   for (const client::Controller& controller : named)
     text += "\n  " + Printable(controller.address + "  " + controller.identity);
   throw CommandError(kWrongUse, text);
@@ -103,8 +103,7 @@ void UseConfiguration(const Session& session) {
 client::Client Connect(const Session& session) {
   if (!session.config.empty() && !session.createsConfig &&
       KindOfPath(FromUtf8(session.config)) != PathKind::Directory)
-    throw CommandError(kWrongUse,
-                       "--config: there is no directory " + Printable(std::string_view(session.config)));
+    throw CommandError(kWrongUse, "--config: there is no directory " + Printable(session.config));
   const std::wstring module = ModulePath(session);
   return module.empty() ? CreateFromRegistration() : CreateFromModule(module);
 }
@@ -133,8 +132,7 @@ client::AddResult AddRemote(const client::Client& client, const std::string& add
     return client.add(address);
   } catch (const client::Error& error) {
     if (error.code() != E_INVALIDARG) throw;
-    throw CommandError(kWrongUse,
-                       Printable(std::string_view(address)) + " is not a valid controller address");
+    throw CommandError(kWrongUse, Printable(address) + " is not a valid controller address");
   }
 }
 

@@ -18,7 +18,7 @@ namespace {
 using client::Controller;
 using Json = nlohmann::json;
 
-std::string Quoted(const std::string& text) { return "\"" + Printable(std::string_view(text)) + "\""; }
+std::string Quoted(const std::string& text) { return "\"" + Printable(text) + "\""; }
 
 /// "a, b or c"
 std::string Choices(const std::vector<std::string>& words) {
@@ -54,7 +54,7 @@ void SetNetwork(client::Filter& filter, const std::string& text) {
   try {
     filter.network.emplace(text);
   } catch (const client::Error& error) {
-    Refuse("--filter network: " + Printable(std::string_view(error.attempted())));
+    Refuse("--filter network: " + Printable(error.attempted()));
   }
 }
 
@@ -204,7 +204,7 @@ void Selection::Learn(const Json& report) {
     // Of an interface that has gone, the addresses of earlier reports stay.
     if (!found && each.addresses.empty())
       Refuse("this host has no interface " + Quoted(each.which) + "; there are " +
-             Printable(std::string_view(there.empty() ? "none" : Choices(there))));
+             Printable(there.empty() ? "none" : Choices(there)));
   }
   for (const Json& entry : ListOf(report, "controllers"))
     heard_[static_cast<std::uint32_t>(NumberOf(entry, "id"))] = TextOf(entry, "interface");

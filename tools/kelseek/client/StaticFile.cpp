@@ -222,7 +222,7 @@ class Replacement {
     if (!error && std::filesystem::exists(status))
       std::filesystem::permissions(PathOf(path_), status.permissions(), error);
     std::filesystem::rename(PathOf(path_), PathOf(file_), error);
-    if (error) Fail(file_, Printable(std::string_view(error.message())));
+    if (error) Fail(file_, Printable(error.message()));
     done_ = true;
   }
 

@@ -20,7 +20,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Session& session) {
   app.require_subcommand(0, 1);
   app.fallthrough();
   app.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return "kelseek: " + Printable(std::string_view(error.what())) + "; see kelseek --help\n";
+    return "kelseek: " + Printable(error.what()) + "; see kelseek --help\n";
   });
   app.set_version_flag("--version", "kelseek " KELLANSEEK_VERSION);
   app.add_option("--module", session.module,

@@ -103,10 +103,10 @@ Bundle MakeBundle(const DoctorOptions& options, const Findings& findings, const 
 }
 
 std::string TextOf(const Bundle& bundle, const std::string& file) {
-  std::string text = "\nWritten: " + Printable(std::string_view(file)) + ", which contains\n";
+  std::string text = "\nWritten: " + Printable(file) + ", which contains\n";
   for (const BundleFile& each : bundle.Files())
-    text += "  " + each.name + " (" + Count(each.content.size(), "byte") +
-            "): " + Printable(std::string_view(each.what)) + "\n";
+    text +=
+        "  " + each.name + " (" + Count(each.content.size(), "byte") + "): " + Printable(each.what) + "\n";
   return text;
 }
 

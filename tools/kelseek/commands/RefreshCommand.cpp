@@ -31,7 +31,7 @@ std::vector<client::Controller> SelectControllers(const client::Client& client, 
     if (auto controller = FindController(client, one, wanted)) {
       chosen.push_back(*controller);
     } else {
-      throw CommandError(kNothingFound, "no controller " + Printable(std::string_view(one)));
+      throw CommandError(kNothingFound, "no controller " + Printable(one));
     }
   }
   return chooser.Choose(std::move(chosen));

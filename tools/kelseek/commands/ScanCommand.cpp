@@ -66,8 +66,7 @@ class Progress {
 void Warn(const ScanResult& result) {
   if (result.notSent == 0) return;
   std::cerr << "kelseek: " << Count(result.notSent, "address", "addresses")
-            << " could not be asked: " << Printable(std::string_view(platform::TextOfError(result.error)))
-            << '\n';
+            << " could not be asked: " << Printable(platform::TextOfError(result.error)) << '\n';
 }
 
 int RunScan(Session& session, const ScanOptions& options) {

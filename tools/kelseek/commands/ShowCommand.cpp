@@ -17,7 +17,7 @@ struct ShowOptions : SearchOptions {
 
 /// Up to the time.
 std::string WhyNotFound(const std::string& which, Chooser& chooser) {
-  const std::string name = Printable(std::string_view(which));
+  const std::string name = Printable(which);
   for (const client::Controller& each : chooser.NeverHeard()) {
     if (which != each.address && which != each.identity && which != each.name) continue;
     const char* const how = each.origin == client::Origin::Static ? "configured" : "added";

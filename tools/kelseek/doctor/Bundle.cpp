@@ -133,13 +133,12 @@ void Bundle::Write(const std::string& file) const {
   const HRESULT result = platform::CreateNewFile(FromUtf8(file), tar.Take(), why);
   if (result == S_FALSE) RequireNewFile(file);
   if (result != S_OK)
-    throw CommandError(kComponentFailed,
-                       Printable(std::string_view(file)) + " cannot be written: " + Printable(why));
+    throw CommandError(kComponentFailed, Printable(file) + " cannot be written: " + Printable(why));
 }
 
 void RequireNewFile(const std::string& file) {
   if (platform::KindOfPath(FromUtf8(file)) != platform::PathKind::Nothing)
-    throw CommandError(kWrongUse, Printable(std::string_view(file)) + " exists already");
+    throw CommandError(kWrongUse, Printable(file) + " exists already");
 }
 
 }  // namespace kellanseek::kelseek

@@ -43,13 +43,13 @@ std::string DisplayName(const Controller& controller) {
   const std::string& name = !controller.name.empty()      ? controller.name
                             : !controller.address.empty() ? controller.address
                                                           : controller.identity;
-  return Printable(std::string_view(name));
+  return Printable(name);
 }
 
 std::vector<Property> Describe(const Controller& controller) {
   std::vector<Property> properties;
   for (const TextField& field : TextsOf(controller))
-    properties.push_back({field.label, Printable(std::string_view(field.text))});
+    properties.push_back({field.label, Printable(field.text)});
   properties.push_back({"kind", to_string(controller.kind)});
   properties.push_back({"known by", to_string(controller.origin)});
   properties.push_back({"status", to_string(controller.availability)});

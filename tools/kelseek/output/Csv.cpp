@@ -10,7 +10,7 @@ namespace {
 std::string Cell(const std::string& text) {
   constexpr std::string_view kFormulaSigns = "=+-@\t\r";
   const bool isFormula = !text.empty() && kFormulaSigns.find(text.front()) != std::string_view::npos;
-  std::string cell = (isFormula ? "'" : "") + Printable(std::string_view(text));
+  std::string cell = (isFormula ? "'" : "") + Printable(text);
   // Blanks at the ends would be lost in some readers.
   const bool plain =
       cell.find_first_of(",\"") == std::string::npos && !cell.starts_with(' ') && !cell.ends_with(' ');

@@ -76,7 +76,7 @@ std::string EventDetail(const Change& change) {
   const Controller& controller = change.controller;
   if (change.reason == Reason::Updated) return change.before ? Changes(*change.before, controller) : "";
   if (controller.availability != Availability::Available) return to_string(controller.availability);
-  std::string detail = Printable(std::string_view(controller.identity));
+  std::string detail = Printable(controller.identity);
   if (controller.version) detail += "  " + to_string(*controller.version);
   if (controller.origin != client::Origin::Dynamic) detail += "  " + to_string(controller.origin);
   return detail;
@@ -117,9 +117,8 @@ std::string EventLine(const Change& change, bool colours) {
   const Controller& controller = change.controller;
   const std::string time = TimeText(LocalTime(change.time));
   const std::string rest = Column(to_string(controller.kind), kKindColumns) +
-                           Column(Printable(std::string_view(controller.address)), kAddressColumns) +
-                           Column(Printable(std::string_view(controller.name)), kNameColumns) +
-                           EventDetail(change);
+                           Column(Printable(controller.address), kAddressColumns) +
+                           Column(Printable(controller.name), kNameColumns) + EventDetail(change);
   return Paint(Column(time.substr(time.find('T') + 1), kTimeColumns), Colour::Faint, colours) +
          Paint(Column(ReasonText(change), kReasonColumns), ReasonColour(change), colours) +
          std::string(text::TrimmedEnd(rest, " ")) + "\n";

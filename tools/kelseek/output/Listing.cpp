@@ -23,12 +23,8 @@ namespace {
 
 /// The cells of a table for people.
 std::vector<std::string> Row(const Controller& controller, const std::string& status) {
-  return {Printable(std::string_view(controller.name)),
-          Printable(std::string_view(controller.address)),
-          Printable(std::string_view(controller.identity)),
-          to_string(controller.kind),
-          to_string(controller.origin),
-          status,
+  return {Printable(controller.name), Printable(controller.address), Printable(controller.identity),
+          to_string(controller.kind), to_string(controller.origin),  status,
           VersionText(controller)};
 }
 

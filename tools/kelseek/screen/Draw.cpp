@@ -81,7 +81,7 @@ void Drawing::Status() {
   const std::size_t silent = rows.Listed() - rows.Available();
   const std::string filtered = view_.filter.empty() ? ""
                                                     : std::to_string(rows.Shown().size()) + " match \"" +
-                                                          Printable(std::string_view(view_.filter)) + "\"";
+                                                          Printable(view_.filter) + "\"";
   const std::string sweep = !view_.sweeps        ? ""
                             : *view_.sweeps == 0 ? "first sweep"
                                                  : "sweep " + std::to_string(*view_.sweeps);
@@ -147,8 +147,7 @@ void Drawing::EmptyTable() {
     paragraphs = {"Listening. The first sweep is not over yet."};
   } else {
     paragraphs = {"No controllers."};
-    if (!view_.cause.empty())
-      paragraphs.push_back("Most likely: " + Printable(std::string_view(view_.cause)));
+    if (!view_.cause.empty()) paragraphs.push_back("Most likely: " + Printable(view_.cause));
     paragraphs.push_back("kelseek doctor finds out more.");
   }
   const std::size_t columns = Less(view_.size.columns, kMarkColumns);
@@ -172,15 +171,13 @@ void Drawing::LogLine(const LogEntry& entry) {
   const bool wide = view_.size.columns >= kWide;
   std::string line = time + Fit(DisplayName(change.controller), wide ? 18 : 10) + "  ";
   line += wide ? Pad(ReasonInWords(change), 19) : ReasonInWords(change);
-  if (wide)
-    line +=
-        "  " + Pad(Printable(std::string_view(change.controller.address)), 15) + "  " + EventDetail(change);
+  if (wide) line += "  " + Pad(Printable(change.controller.address), 15) + "  " + EventDetail(change);
   Add(text::TrimmedEnd(line, " "), ReasonColour(change));
 }
 
 void Drawing::Help() {
   if (view_.editing) {
-    const std::string typed = "/" + Printable(std::string_view(view_.filter)) + "_";
+    const std::string typed = "/" + Printable(view_.filter) + "_";
     return Add(Join({{0, typed}, {1, "Enter keeps the filter"}, {2, "Esc clears it"}}, view_.size.columns),
                Colour::Bold);
   }

@@ -56,7 +56,7 @@ std::string ReasonInWords(const client::Change& change) {
 
 std::string CellText(const Row& row, Column column, Moment now) {
   if (column == Column::Age) return AgeOf(row.changed, now).text;
-  return Printable(std::string_view(PlainText(row, column)));
+  return Printable(PlainText(row, column));
 }
 
 Age AgeOf(Moment since, Moment now) {
