@@ -141,6 +141,8 @@ TEST(ConfigCheckTest, ReportsIneffectiveInterfaceSelections) {
   expect("mask with a gap", In("ExcludeInterfaces", SubNet("10.0.0.0", "255.0.255.0")), {"3: has a gap"});
   expect("octal address", In("ExcludeInterfaces", SubNet("010.0.0.0", "255.0.0.0")),
          {"3: which means 8.0.0.0"});
+  for (const char* list : {"UseInterfaces", "ExcludeInterfaces"})
+    expect(list, In(list, ten) + In(list, ten), {"8: appears more than once; only the first counts"});
   ExpectOnHost("selection without discovery",
                CommunicationSettings("DynamicDetectionEnabled=0") + In("UseInterfaces", ten), {"10.1.1.1"},
                {"5: has no effect because DynamicDetectionEnabled is 0"});
