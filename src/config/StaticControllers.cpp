@@ -77,7 +77,7 @@ std::vector<CtrlInfo> AcceptStaticControllers(std::vector<CtrlInfo> listed,
                                               const CKelLanSeekConfigSettings& settings,
                                               const diagnostics::Tracer& trace) {
   StaticControllerCheck check(settings.CompleteInfoMode());
-  std::size_t accepted = 0;  // So many, in front of the others.
+  std::size_t accepted = 0;  // They stand at the front of the list.
   for (CtrlInfo& controller : listed) {
     const auto decision = check.Decide(controller);
     if (decision.verdict != Verdict::Accepted) {

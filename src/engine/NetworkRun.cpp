@@ -1,12 +1,13 @@
 #include "engine/NetworkRun.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <vector>
 
 #include "diagnostics/StartThread.h"
 #include "diagnostics/UnitNames.h"
+#include "engine/TickSleep.h"
+#include "platform/Clock.h"
 
 namespace kellanseek::engine {
 namespace {
@@ -71,25 +72,25 @@ void NetworkRun::OpenSockets(diagnostics::StepTrace& failed) {
   }
 }
 
-/// Returns false when the run stops. With nothing to count, a host is not woken four times a second: the
-/// thread sleeps through idle ticks, until a timer starts.
+/// Returns false when the run stops. Sleeps through idle ticks, until a timer starts or a request is heard,
+/// so that an idle host is not woken four times a second.
 bool NetworkRun::WaitForTick(std::chrono::milliseconds tick) {
   using Outcome = platform::WaitResult::Outcome;
   RefreshCycle& cycle = parts_.logic.refreshCycle;
   platform::Event& timersWanted = parts_.table.TimersWanted();
-  const std::uint64_t begin = parts_.journal.Now();
-  const auto passed = [&] { return std::chrono::milliseconds(parts_.journal.Now() - begin); };
-
-  timersWanted.TryWait();  // What started before is known to IdleTicks().
+  timersWanted.TryWait();  // What it told of is known to IdleTicks().
   std::int32_t idle = cycle.IdleTicks();
+  const std::uint64_t begin = platform::MonotonicMilliseconds();
+  const auto passed = [&] { return std::chrono::milliseconds(platform::MonotonicMilliseconds() - begin); };
+
   platform::WaitResult wait = platform::WaitForAny({&stop_, &timersWanted}, tick * (idle + 1));
-  if (wait.Signalled(1)) {
-    idle = static_cast<std::int32_t>(std::min<std::int64_t>(idle, passed() / tick));
-    const std::chrono::milliseconds left = tick * (idle + 1) - passed();
-    wait = platform::WaitForAny({&stop_}, std::max(left, std::chrono::milliseconds(0)));
+  if (wait.outcome != Outcome::TimedOut) {
+    const TickSleep sleep = EndedAfter(passed(), idle, tick);
+    idle = sleep.passed;
+    if (wait.Signalled(1)) wait = platform::WaitForAny({&stop_}, sleep.left);
   }
-  if (wait.outcome != Outcome::TimedOut) return false;
   cycle.SkipTicks(idle);
+  if (wait.outcome != Outcome::TimedOut) return false;
   const std::chrono::milliseconds late = passed() - tick * (idle + 1);
   if (late.count() > 0) parts_.journal.counters.tickDelay.Reach(static_cast<std::uint64_t>(late.count()));
   return true;

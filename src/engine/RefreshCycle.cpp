@@ -126,7 +126,6 @@ std::int32_t RefreshCycle::IdleTicks() {
   const std::size_t count = interfaces_.Table(table).Size();
   for (InterfaceIndex interfaceIndex{}; PlaceOf(interfaceIndex) < count; ++interfaceIndex) {
     const RunInterfaces::Counters& counters = interfaces_.CountersOf(table, interfaceIndex);
-    if (counters.askedSinceTick) return 0;
     if (counters.refreshCountdown >= 0) idle = std::min(idle, counters.refreshCountdown);
   }
   return idle;

@@ -23,8 +23,8 @@
 namespace kellanseek::engine {
 
 /// Asks controllers for signs of life and withdraws those that stay silent. All times are in ticks, which are
-/// calls of Tick(). BeginRun() and Tick() are for one thread. Requests are sent after the table lock has been
-/// released.
+/// calls of Tick(), or passed with SkipTicks(). BeginRun() and all that has to do with ticks are for one
+/// thread. Requests are sent after the table lock has been released.
 class RefreshCycle {
  public:
   struct Parts {
@@ -52,7 +52,7 @@ class RefreshCycle {
   /// Has the effect of so many idle ticks, which passed before anything that was done meanwhile.
   void SkipTicks(std::int32_t ticks);
 
-  /// The number of ticks, skipped ones included. Thread-safe.
+  /// The number of ticks so far; those that are being slept through count afterwards. Thread-safe.
   std::uint64_t TicksSoFar() const { return ticks_.load(std::memory_order_relaxed); }
 
   /// Every tick whose number is a multiple of this comes, so that what is looked at now and then can be tied

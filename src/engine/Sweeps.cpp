@@ -38,9 +38,10 @@ void Sweeps::Tick() {
 bool Sweeps::CountsTicks() const {
   const auto waits = [](const Interface& each) { return each.ticksLeft > 0; };
   const auto done = [](const Interface& each) { return each.done; };
-  if (!unasked_.empty() || pollTicksLeft_ > 0) return true;
   if (std::any_of(interfaces_.begin(), interfaces_.end(), waits)) return true;
-  return wantsPolled_ ? AsksAnybody() : std::all_of(interfaces_.begin(), interfaces_.end(), done);
+  if (wantsPolled_) return AsksAnybody();
+  const bool isOver = std::all_of(interfaces_.begin(), interfaces_.end(), done);
+  return unasked_.empty() && (pollTicksLeft_ > 0 || isOver);
 }
 
 bool Sweeps::InterfacesDone() {

@@ -4,8 +4,10 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "engine/TickSleep.h"
 #include "tests/support/EngineHarness.h"
 
 namespace kellanseek::test {
@@ -169,89 +171,148 @@ TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
   EXPECT_EQ(sender.Take().size(), 2U + 50U) << "a pause is due after each burst";
 }
 
-/// Everything that a client or a peer could notice, and what the next ticks depend on.
+/// What clients, peers and the daemon notice, and what the next ticks depend on.
 std::string Taken(EngineHarness& station) {
   std::string state = std::to_string(station.refresh.TicksSoFar()) + " ticks, sweep " +
-                      std::to_string(station.refresh.CompletedSweeps());
+                      std::to_string(station.refresh.CompletedSweeps()) + ", messages to the daemon " +
+                      std::to_string(station.daemon.messages.size());
   for (const std::string& datagram : station.sender.Take()) state += "\n" + datagram;
   for (const ClientEvent& event : station.events.Take())
     state += "\n" + std::to_string(event.lanSeekID) + " " + std::to_string(event.reason);
-  for (const auto interfaceIndex : {kFirstInterface, kSecondInterface})
-    state += "\nnext " + std::to_string(station.RefreshCountdown(interfaceIndex));
+  for (std::size_t i = 0; i < station.interfaces.Size(); ++i)
+    state += "\nnext " + std::to_string(station.RefreshCountdown(controllers::InterfaceIndex(i)));
   for (const CtrlInfo& record : station.All())
-    state += "\n" + std::to_string(record.lanSeekID) + " in " + std::to_string(record.Schedule().TicksLeft());
+    state += "\n" + std::to_string(record.lanSeekID) + " in " +
+             std::to_string(record.Schedule().TicksLeft()) + ", requests " +
+             std::to_string(record.Schedule().RequestsLeft());
   return state;
 }
 
-/// One station ticks all the time; the other sleeps as the refresh thread does, until it is woken.
-TEST(IdleTicksTest, AStationThatSleepsThroughThemDoesTheSameAsOneThatDoesNot) {
-  constexpr unsigned kSeed = 20261126;
-  std::mt19937 random(kSeed);
-  const auto upTo = [&](int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); };
-  EngineHarness awake;
-  EngineHarness asleep;
-  const auto both = [&](const std::function<void(EngineHarness&)>& act) { act(awake), act(asleep); };
-  both([](EngineHarness& station) {
-    station.settings.RefreshInterval = 20;
-    station.settings.RefreshTimeout = 1;
-    station.RebuildInterfaces();
-    station.BeginRun();
-  });
+/// A station that ticks all the time, and one that sleeps as the refresh thread does, until it is woken.
+class IdleTicksTest : public ::testing::Test {
+ protected:
+  using Act = std::function<void(EngineHarness&)>;
 
-  const auto something = [&]() -> std::function<void(EngineHarness&)> {
-    const auto interfaceIndex = upTo(2) == 0 ? kFirstInterface : kSecondInterface;
-    switch (const int what = upTo(8)) {
-      case 0:
-      case 1:
-        return [=](EngineHarness& station) {
+  int UpTo(int end) { return static_cast<int>(random_() % static_cast<unsigned>(end)); }
+  void Both(const Act& act) { act(awake_), act(asleep_); }
+  Act Something();
+
+  void Round() {
+    asleep_.table.TimersWanted().TryWait();
+    const int idle = asleep_.refresh.IdleTicks();
+    int passed = idle;
+    if (UpTo(6) == 0) {
+      passed = UpTo(idle + 1);
+      awake_.Tick(passed);
+      Both(Something());
+      if (!asleep_.table.TimersWanted().TryWait()) awake_.Tick(idle - std::exchange(passed, idle));
+    } else {
+      awake_.Tick(idle);
+    }
+    asleep_.refresh.SkipTicks(passed);
+    Both([](EngineHarness& station) { station.Tick(); });
+    slept_ += passed;
+  }
+
+  EngineHarness awake_;
+  EngineHarness asleep_;
+  int slept_ = 0;
+
+ private:
+  std::mt19937 random_{20261126};
+};
+
+IdleTicksTest::Act IdleTicksTest::Something() {
+  const auto interfaceIndex = UpTo(2) == 0 ? kFirstInterface : kSecondInterface;
+  switch (const int what = UpTo(9)) {
+    case 0:
+    case 1:
+      return [=](EngineHarness& station) {
+        if (PlaceOf(interfaceIndex) < station.interfaces.Size())
           station.Receive(EngineHarness::Datagram(5 + static_cast<unsigned>(what), ""), "192.168.1.77",
                           engine::MsgSource::FromRequestSocket, interfaceIndex);
-        };
-      case 2: return [](EngineHarness& station) { station.Answer(1, kIdentity, "192.168.1.20"); };
-      case 3:
-        return [](EngineHarness& station) {
-          controllers::CtrlTable::Access table(station.table);
-          station.refresh.RefreshForID(table, table.NextLanSeekID() - 1);
-        };
-      case 4:
-        return [](EngineHarness& station) {  // So many that the requests have to be spread.
-          for (int i = 0; i < 600; ++i) {
-            CtrlInfo record;
-            record.ctrlAddress = L"10.0.0.20";
-            station.Add(record, 0);
-          }
-        };
-      default:
-        return [](EngineHarness& station) {
-          controllers::CtrlTable::Access table(station.table);
-          for (controllers::CtrlTable::Record record = table.First(); record;) {
-            const auto next = table.After(record);
-            if (!record->Dynamic()) table.Remove(record);
-            record = next;
-          }
-        };
-    }
-  };
-
-  int slept = 0;
-  for (int round = 0; round < 4000 && !::testing::Test::HasFailure(); ++round) {
-    asleep.table.TimersWanted().TryWait();
-    const int idle = asleep.refresh.IdleTicks();
-    int passed = idle;
-    if (upTo(6) == 0) {
-      passed = upTo(idle + 1);
-      awake.Tick(passed);
-      both(something());
-      if (!asleep.table.TimersWanted().TryWait()) awake.Tick(idle - std::exchange(passed, idle));
-    } else {
-      awake.Tick(idle);
-    }
-    asleep.refresh.SkipTicks(passed);
-    both([](EngineHarness& station) { station.Tick(); });
-    slept += passed;
-    EXPECT_EQ(Taken(asleep), Taken(awake)) << "round " << round << ", asleep for " << passed;
+      };
+    case 2:
+    case 3:
+      return [=](EngineHarness& station) {
+        if (station.interfaces.Size() > 0)
+          station.Answer(static_cast<unsigned>(what) - 1, kIdentity, "192.168.1.20");
+      };
+    case 4:
+      return [](EngineHarness& station) {
+        controllers::CtrlTable::Access table(station.table);
+        if (table.First()) station.refresh.RefreshForID(table, table.First()->lanSeekID);
+      };
+    case 5:
+      return [](EngineHarness& station) {
+        std::uint32_t added = 0;
+        controllers::CtrlTable::Access table(station.table);
+        station.lifecycle.AddRemoteController(table, L"10.9.9.9", added);
+      };
+    case 6:
+      return [](EngineHarness& station) {  // So many that the requests have to be spread.
+        for (int i = 0; i < 600; ++i) {
+          CtrlInfo record;
+          record.ctrlAddress = L"10.0.0.20";
+          station.Add(record, 0);
+        }
+      };
+    default:
+      return [](EngineHarness& station) {
+        controllers::CtrlTable::Access table(station.table);
+        for (controllers::CtrlTable::Record record = table.First(); record;) {
+          const auto next = table.After(record);
+          if (!record->Dynamic()) table.Remove(record);
+          record = next;
+        }
+      };
   }
-  EXPECT_GT(slept, 1000);
+}
+
+TEST_F(IdleTicksTest, AStationThatSleepsThroughThemDoesTheSameAsOneThatDoesNot) {
+  const std::pair<const char*, Act> hosts[] = {
+      {"as usual", [](EngineHarness&) {}},
+      {"no own broadcasts", [](EngineHarness& station) { station.settings.RefreshInterval = -1; }},
+      {"one poll", [](EngineHarness& station) { station.settings.NonLocalRefreshInterval = -1; }},
+      {"no polls", [](EngineHarness& station) { station.settings.NonLocalUpdatesEnabled = 0; }},
+      {"no interface",
+       [](EngineHarness& station) {
+         for (const char* address : {"192.168.1.5", "10.0.0.5"}) station.addresses.RemoveAddress(address);
+       }},
+  };
+  Both([](EngineHarness& station) {
+    station.settings.RefreshInterval = 20;
+    station.settings.RefreshTimeout = 1;
+  });
+  for (const auto& [host, change] : hosts) {
+    const auto before = std::pair(awake_.settings, slept_);
+    Both([&change = change](EngineHarness& station) {
+      change(station);
+      station.RebuildInterfaces();
+      station.BeginRun();
+    });
+    for (int round = 0; round < 1000 && !HasFailure(); ++round) {
+      Round();
+      EXPECT_EQ(Taken(asleep_), Taken(awake_)) << host << ", round " << round;
+    }
+    EXPECT_GT(slept_, before.second + 100) << host;
+    Both([&](EngineHarness& station) { station.settings = before.first; });
+  }
+}
+
+TEST(TickSleepTest, TheNextTickComesWhenItWouldHaveCome) {
+  struct {
+    int slept, idle, tick, passed, left;
+  } const cases[] = {{0, 7, 250, 0, 250},     {249, 7, 250, 0, 1},     {255, 7, 250, 0, 0},
+                     {266, 7, 250, 1, 234},   {1016, 7, 250, 4, 234},  {1999, 7, 250, 7, 1},
+                     {2100, 7, 250, 7, 0},    {3600000, 7, 250, 7, 0}, {100, 0, 250, 0, 150},
+                     {3600000, 0, 250, 0, 0}, {1500, 3, 1000, 1, 500}, {18, 7, 1, 2, 0}};
+  for (const auto& each : cases) {
+    using std::chrono::milliseconds;
+    const auto ended = engine::EndedAfter(milliseconds(each.slept), each.idle, milliseconds(each.tick));
+    EXPECT_EQ(std::pair(ended.passed, ended.left.count()), std::pair(each.passed, std::int64_t{each.left}))
+        << each.slept << " of " << each.idle;
+  }
 }
 
 }  // namespace
