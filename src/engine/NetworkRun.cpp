@@ -72,7 +72,7 @@ void NetworkRun::OpenSockets(diagnostics::StepTrace& failed) {
   }
 }
 
-/// Returns false when the run stops. Sleeps through idle ticks, until a timer starts or a request is heard,
+/// Returns false when the run stops. Sleeps through idle ticks, until a timer starts or a refresh begins,
 /// so that an idle host is not woken four times a second.
 bool NetworkRun::WaitForTick(std::chrono::milliseconds tick) {
   using Outcome = platform::WaitResult::Outcome;

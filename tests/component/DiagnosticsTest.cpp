@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <thread>
@@ -75,6 +76,7 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   EXPECT_EQ(received["dropped"]["malformed"], 200);
   EXPECT_EQ(received["dropped"]["lengthMismatch"], 1);
   EXPECT_EQ(received["dropped"]["colliding"], 1);
+  EXPECT_EQ(received["dropped"]["failedSteps"], 0);
   EXPECT_EQ(received["lastMalformed"], Json({{"from", "192.168.1.20"}, {"text", "no message"}}));
 
   EXPECT_EQ(report["table"], Json({{"records", 3},
@@ -110,6 +112,12 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   }
   EXPECT_EQ(threads, (std::set<std::string>{"KelAddrWatch", "KelDaemon", "KelEvents", "KelHostNames",
                                             "KelReceiver", "KelRefresh"}));
+
+  network.Inject(InjectedNetwork::Datagram(1, "4:far;9:far;"), "10.9.9.9", InjectedNetwork::kNonLocal);
+  const auto answered = [](const Json& later) { return later["table"]["neverHeard"].empty(); };
+  const Json added = ReportWhen(answered)["controllers"][1];
+  EXPECT_EQ(added["address"], "10.9.9.9");
+  EXPECT_TRUE(added["firstHeardMsAgo"].is_number() && added["lastHeardMsAgo"].is_number()) << added;
 }
 
 TEST_F(DiagnosticsTest, TheReportTellsWhereTheConfigurationComesFromAndWhoNeverAnswered) {
@@ -139,6 +147,12 @@ TEST_F(DiagnosticsTest, TheReportTellsWhereTheConfigurationComesFromAndWhoNeverA
   const Json refused = Report()["configuration"]["settingsFile"];
   EXPECT_EQ(refused["state"], "refused");
   EXPECT_NE(refused["remark"], "");
+
+  std::filesystem::remove(directory.File("lanseekconf.xml"));
+  Create();
+  const Json absent = Report()["configuration"];
+  EXPECT_EQ(absent["settingsFile"]["state"], "absent");
+  EXPECT_EQ(absent["interfaceMode"], "all");
 }
 
 TEST_F(DiagnosticsTest, TheReportNamesTheInterfaceThatTheSystemRefused) {

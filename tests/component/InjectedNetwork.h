@@ -59,6 +59,7 @@ class InjectedNetwork : public platform::UdpNetwork {
   bool WaitForRequestByAddress() { return Await(askedByAddress_); }
   bool WaitUntilOpened() { return Await(opened_); }  ///< The sockets of a run.
   int ClosedInUse() const { return closedInUse_; }
+  int OpenSockets() const { return openSockets_; }
   /// Refuses to bind sockets to this local address from now on; 0 for none.
   void Refuse(platform::Ipv4 address) { refused_ = address; }
 
@@ -83,8 +84,11 @@ class InjectedNetwork : public platform::UdpNetwork {
 
   class SilentSocket : public platform::UdpSocket {
    public:
-    explicit SilentSocket(InjectedNetwork& network) : network_(network) {}
-    ~SilentSocket() override { network_.closed_.Set(); }
+    explicit SilentSocket(InjectedNetwork& network) : network_(network) { ++network_.openSockets_; }
+    ~SilentSocket() override {
+      --network_.openSockets_;
+      network_.closed_.Set();
+    }
     platform::SocketError SetReuseAddress() override { return 0; }
     platform::SocketError SetBroadcast() override { return 0; }
     platform::SocketError Bind(platform::Ipv4 address, platform::Ipv4, std::uint16_t) override {
@@ -161,6 +165,7 @@ class InjectedNetwork : public platform::UdpNetwork {
   platform::Event closed_{platform::Event::Kind::ManualReset};
   std::atomic<User> dawdler_ = User::None;
   std::atomic<int> closedInUse_ = 0;
+  std::atomic<int> openSockets_ = 0;
   std::atomic<platform::Ipv4> refused_ = 0;
   std::function<void()> thrower_;
   std::atomic<int> receptionsThatFail_ = 0;

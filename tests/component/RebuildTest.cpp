@@ -18,6 +18,7 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
   RebuildTest() {
     addresses.onLook = [this] {
       if (++looks == lookThatFails) throw std::bad_alloc();
+      openSockets = network.OpenSockets();
     };
   }
   /// Releases the object before the fakes that it uses.
@@ -31,6 +32,7 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
 
   std::atomic<int> looks = 0;
   std::atomic<int> lookThatFails = 0;
+  std::atomic<int> openSockets = 0;  ///< At the last look.
 };
 
 TEST_F(RebuildTest, IsRepeatedAfterRunningOutOfMemory) {
@@ -73,6 +75,7 @@ TEST_F(RebuildTest, WithdrawsTheControllersOfAnInterfaceThatCannotBeBound) {
   notice.Set();
   EXPECT_EQ(sink->WaitForTexts(2).back(), L"11;3;3;");
   EXPECT_EQ(looks, 3) << "at the start, then a comparison and a rebuild";
+  EXPECT_EQ(openSockets, 0) << "a rebuild begins when the former run has ended";
 }
 
 TEST_F(RebuildTest, RepeatedlyFailingWaitsCauseARebuild) {

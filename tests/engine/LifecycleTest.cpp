@@ -110,6 +110,20 @@ TEST_F(LifecycleTest, AnAnswerWithoutSenderIsRefused) {
             std::vector<std::wstring>{L"LanSeek::HandleCtrlCollisions. No source address in message!"});
 }
 
+TEST_F(LifecycleTest, TheEngineLockKeepsThreadsApart) {
+  int entered = 0;
+  const auto enter = [&] {
+    for (int i = 0; i < 100000; ++i) {
+      const engine::EngineLock::Scope lock(engineLock);
+      ++entered;
+    }
+  };
+  std::thread other(enter);
+  enter();
+  other.join();
+  EXPECT_EQ(entered, 200000);
+}
+
 TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   addresses.AddInterface(4, {0xaa, 0xbb, 0xcc, 0xdd});
   addresses.AddAddress(4, "172.16.0.1", "255.255.0.0");
@@ -124,6 +138,8 @@ TEST_F(LifecycleTest, InterfacesAreSelectedAndDescribed) {
   EXPECT_EQ(traces.Messages().back(),
             L"LanSeek SetupLanseekInterfaces. Strange MAC-address for interface 172.16.0.1");
   EXPECT_EQ(host.SetupLanseekInterfaces().Entries()[2].macText, "aa:bb:cc:dd:00:00");
+  addresses.AddInterface(4, {1, 2, 3, 4, 5, 6, 7, 8});
+  EXPECT_EQ(host.SetupLanseekInterfaces().Entries()[2].macText, "01:02:03:04:05:06");
   EXPECT_EQ(host.SetupLanseekInterfaces().Entries()[0].macText, "00:1a:2b:3c:4d:5e");
   EXPECT_EQ(host.SetupLanseekInterfaces().Entries()[0].broadcastAddress,
             platform::ParseIpv4("192.168.1.255"));
@@ -251,6 +267,7 @@ TEST_F(LifecycleTest, TheHostNameThreadOutlivesAFailureAndEndsOnStop) {
   lookup.WaitForLookups(2);
   stopEngine.Set();
   thread.join();
+  EXPECT_FALSE(stopEngine.TryWait()) << "the thread ran until the stop, which it took";
   EXPECT_EQ(Get(11).hostName, L"Cell-Host") << "a difference in case alone changes nothing";
   EXPECT_EQ(events.Take(), (Events{{11, CtrlAvailable, CtrlUpdated}}));
   EXPECT_EQ(lookup.Lookups(), 2U) << "two waited, and one came while the first was under way; one failed";

@@ -81,6 +81,11 @@ TEST_F(ReceiverTest, TakesADatagramOnceAndFromItsOwnNetwork) {
       Answer(4, "", c.source, *c.interfaceIndex);
     }
   }
+
+  platform::Event ready(platform::Event::Kind::ManualReset), stop(platform::Event::Kind::ManualReset);
+  stop.Set();
+  receiver.ReceiverThread(sockets, ready, stop);
+  EXPECT_FALSE(receiver.OnThisThread()) << "a later thread may have the same id";
 }
 
 }  // namespace

@@ -76,6 +76,7 @@ TEST_F(RefreshCycleTest, BlockedRequestsQueueBehindAvailableControllers) {
   // However long the next request waits, it counts as one, and its time begins when it leaves.
   Tick(200);
   EXPECT_EQ(sender.Take(), Sent{});
+  EXPECT_EQ(pacer.pauses, 1 + 200) << "those behind a blocked request get no chance of their own";
   EXPECT_EQ(Get(present).ctrlStatus, CtrlAvailable);
   EXPECT_EQ(Get(present).Schedule().RequestsLeft(), 2);
   sender.room = 2;
@@ -188,6 +189,29 @@ std::string Taken(EngineHarness& station) {
   return state;
 }
 
+/// One of nine things that may happen to a station.
+void Happen(int what, controllers::InterfaceIndex interfaceIndex, EngineHarness& station) {
+  const bool isThere = PlaceOf(interfaceIndex) < station.interfaces.Size();
+  if (what < 2 && isThere) {
+    station.Receive(EngineHarness::Datagram(5 + static_cast<unsigned>(what), ""), "192.168.1.77",
+                    engine::MsgSource::FromRequestSocket, interfaceIndex);
+  } else if (what < 4 && isThere) {
+    station.Answer(static_cast<unsigned>(what) - 1, kIdentity, "192.168.1.20", interfaceIndex);
+  }
+  CtrlInfo configured;
+  configured.ctrlAddress = L"10.0.0.20";
+  // So many that their requests have to be spread.
+  for (int i = 0; what == 4 && i < 600; ++i) station.Add(configured, 0);
+  controllers::CtrlTable::Access table(station.table);
+  std::uint32_t added = 0;
+  if (what == 5 && table.First()) station.refresh.RefreshForID(table, table.First()->lanSeekID);
+  if (what == 6) station.lifecycle.AddRemoteController(table, L"10.9.9.9", added);
+  for (controllers::CtrlTable::Record record = table.First(), next; what > 6 && record; record = next) {
+    next = table.After(record);
+    if (!record->Dynamic()) table.Remove(record);
+  }
+}
+
 /// A station that ticks all the time, and one that sleeps as the refresh thread does, until it is woken.
 class IdleTicksTest : public ::testing::Test {
  protected:
@@ -195,79 +219,29 @@ class IdleTicksTest : public ::testing::Test {
 
   int UpTo(int end) { return static_cast<int>(random_() % static_cast<unsigned>(end)); }
   void Both(const Act& act) { act(awake_), act(asleep_); }
-  Act Something();
-
   void Round() {
     asleep_.table.TimersWanted().TryWait();
     const int idle = asleep_.refresh.IdleTicks();
-    int passed = idle;
-    if (UpTo(6) == 0) {
-      passed = UpTo(idle + 1);
-      awake_.Tick(passed);
-      Both(Something());
+    const bool somethingHappens = UpTo(6) == 0;
+    int passed = somethingHappens ? UpTo(idle + 1) : idle;
+    awake_.Tick(passed);
+    if (somethingHappens) {
+      const auto interfaceIndex = UpTo(2) == 0 ? kFirstInterface : kSecondInterface;
+      const int what = UpTo(9);
+      Both([&](EngineHarness& station) { Happen(what, interfaceIndex, station); });
       if (!asleep_.table.TimersWanted().TryWait()) awake_.Tick(idle - std::exchange(passed, idle));
-    } else {
-      awake_.Tick(idle);
     }
     asleep_.refresh.SkipTicks(passed);
     Both([](EngineHarness& station) { station.Tick(); });
     slept_ += passed;
   }
 
-  EngineHarness awake_;
-  EngineHarness asleep_;
+  EngineHarness awake_, asleep_;
   int slept_ = 0;
 
  private:
   std::mt19937 random_{20261126};
 };
-
-IdleTicksTest::Act IdleTicksTest::Something() {
-  const auto interfaceIndex = UpTo(2) == 0 ? kFirstInterface : kSecondInterface;
-  switch (const int what = UpTo(9)) {
-    case 0:
-    case 1:
-      return [=](EngineHarness& station) {
-        if (PlaceOf(interfaceIndex) < station.interfaces.Size())
-          station.Receive(EngineHarness::Datagram(5 + static_cast<unsigned>(what), ""), "192.168.1.77",
-                          engine::MsgSource::FromRequestSocket, interfaceIndex);
-      };
-    case 2:
-    case 3:
-      return [=](EngineHarness& station) {
-        if (station.interfaces.Size() > 0)
-          station.Answer(static_cast<unsigned>(what) - 1, kIdentity, "192.168.1.20");
-      };
-    case 4:
-      return [](EngineHarness& station) {
-        controllers::CtrlTable::Access table(station.table);
-        if (table.First()) station.refresh.RefreshForID(table, table.First()->lanSeekID);
-      };
-    case 5:
-      return [](EngineHarness& station) {
-        std::uint32_t added = 0;
-        controllers::CtrlTable::Access table(station.table);
-        station.lifecycle.AddRemoteController(table, L"10.9.9.9", added);
-      };
-    case 6:
-      return [](EngineHarness& station) {  // So many that the requests have to be spread.
-        for (int i = 0; i < 600; ++i) {
-          CtrlInfo record;
-          record.ctrlAddress = L"10.0.0.20";
-          station.Add(record, 0);
-        }
-      };
-    default:
-      return [](EngineHarness& station) {
-        controllers::CtrlTable::Access table(station.table);
-        for (controllers::CtrlTable::Record record = table.First(); record;) {
-          const auto next = table.After(record);
-          if (!record->Dynamic()) table.Remove(record);
-          record = next;
-        }
-      };
-  }
-}
 
 TEST_F(IdleTicksTest, AStationThatSleepsThroughThemDoesTheSameAsOneThatDoesNot) {
   const std::pair<const char*, Act> hosts[] = {

@@ -91,6 +91,20 @@ TEST(SweepsTest, TheEngineCountsAnAddedControllerFromTheNextSweepOnAndForgetsOne
   EXPECT_EQ(engine.refresh.CompletedSweeps(), 1U);
   engine.Tick(17);
   EXPECT_EQ(engine.refresh.CompletedSweeps(), 2U);
+
+  // One that goes before it could be asked is missed at tick 16.
+  EngineHarness full;
+  full.sender.room = 0;
+  const std::uint32_t unasked = full.Add(record);
+  full.BeginRun();
+  {
+    controllers::CtrlTable::Access table(full.table);
+    table.Remove(table.Find(unasked));
+  }
+  full.Tick(26);
+  EXPECT_EQ(full.refresh.CompletedSweeps(), 0U);
+  full.Tick();
+  EXPECT_EQ(full.refresh.CompletedSweeps(), 1U);
 }
 
 }  // namespace

@@ -207,6 +207,9 @@ TEST_F(DiscoverySocketsTest, SendsFromTheRightSocketAndTracesFailures) {
     EXPECT_EQ(each.last, kNow);
   }
   EXPECT_EQ(noted, "77 x3 10.9.9.9; 99 x3 10.9.9.9; ");
+  EXPECT_EQ(journal.counters.broadcastRequests.Value(), 4U);
+  EXPECT_EQ(journal.counters.answers.Value(), 4U);
+  EXPECT_EQ(journal.counters.requestsByAddress.Value(), 3U) << "one found no room";
   sockets.CloseSockets();
   network.sent.clear();
   Ipv4 destination = 0;

@@ -165,12 +165,6 @@ class Commands(harness.OneNetwork):
         self.assertFalse(listing["complete"])
         self.assertGreater(254, listing["asked"])
 
-    def test_configuration_is_checked_against_the_host(self):
-        self.configure(self.here, UseInterfaces=["10.2.0.0/24"])
-        code, text = self.run_kelseek("check-config")
-        self.assertEqual(NOTHING_FOUND, code)
-        self.assertRegex(text, r"finding: UseInterfaces matches .* This host has 10\.1\.0\.1 with mask 255\.255\.255\.0\.\n")
-
     def test_refresh_reports_changes(self):
         device = self.device(self.net, "10.1.0.11/24", name="before")
         other = self.device(self.net, "10.1.0.12/24", name="other")

@@ -100,6 +100,9 @@ TEST(HostProbeTest, AsksThisHostAndFindsItsOwnProgram) {
   own.sin_addr.s_addr = here;
   socklen_t length = sizeof own;
   const ResourceUse before = ResourcesOfProcess();
+  std::uint64_t open = 0;
+  for (int each = 0; each < 1024; ++each) open += fcntl(each, F_GETFD) != -1 ? 1U : 0U;
+  EXPECT_EQ(before.openFiles, open);
   const int peer = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   EXPECT_EQ(ResourcesOfProcess().openFiles, before.openFiles + 1);
   ASSERT_EQ(bind(peer, reinterpret_cast<sockaddr*>(&own), sizeof own), 0);

@@ -363,6 +363,10 @@ TEST(LinuxBackendTest, ProbesOfThisHostTellWhoHoldsAPortAndWhatComesBackFromIt) 
   auto socket = network.CreateSocket(error);
   std::uint16_t port = 39000;
   while (socket->Bind(loopback, mask, ++port) != 0 && port < 39900) socket = network.CreateSocket(error);
+  const auto& bound = static_cast<platform::BoundSocket&>(*socket);
+  const std::uint32_t own = platform::InterfaceIndexOfName(L"lo").value_or(0);
+  EXPECT_EQ(std::pair(bound.HearsBroadcastsOn(own), bound.HearsBroadcastsOn(own + 1)),
+            std::pair(true, false));
 
   std::set<platform::Ipv4> held;
   for (const platform::PortHolder& holder : platform::HoldersOfUdpPort(port)) {

@@ -36,18 +36,6 @@ TEST(PlantLife, PowerDownLastsUntilPowerUp) {
   EXPECT_EQ(Field(datagrams[0].text, "1"), "later");
 }
 
-TEST(PlantLife, ASilentControllerSendsNothingNotEvenAPowerDownNotice) {
-  PlantHarness harness(Controllers(2));
-  harness.Script("1 silent 1\n2 rename 1 unheard\n3 power-down 1\n4 power-up 1\n5 announce 1\n9 speak 1");
-  harness.Until(1000);
-  harness.Hear(kFull);
-  harness.Hear(kFull, Endpoint{1, 9});
-  EXPECT_THAT(harness.Until(8000), ElementsAre("10.0.0.2 says 1", "10.0.0.2 says 1 to 9"));
-  EXPECT_THAT(harness.Until(9000), IsEmpty()) << "it does not announce itself";
-  harness.Hear(Targeted("10.0.0.1"));
-  EXPECT_THAT(harness.Until(9000), ElementsAre("10.0.0.1 says 1"));
-}
-
 TEST(PlantLife, EveryChangeIsAnnouncedWithItsNewValue) {
   struct Case {
     const char *change, *tag, *value;

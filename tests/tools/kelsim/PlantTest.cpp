@@ -3,9 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <set>
-
 #include "tests/tools/kelsim/PlantHarness.h"
 
 namespace kellanseek::kelsim {
@@ -64,32 +61,6 @@ TEST(PlantAnswers, OneBroadcastAnswersAllWaitingRequests) {
   }
 }
 
-TEST(PlantAnswers, AStepStopsAtItsLimitAndTheNextContinues) {
-  Plant plant(Controllers(10), {});
-  plant.Hear(*ReadRequest(kFull), 0, std::nullopt, {});
-  Outcome outcome;
-  std::vector<std::size_t> portions;
-  std::set<std::string> addresses;
-  while (plant.NextDue()) {
-    plant.Step({}, 4, outcome);
-    portions.push_back(outcome.datagrams.size());
-    for (const Outgoing& datagram : outcome.datagrams) addresses.insert(Field(datagram.text, "e"));
-  }
-  EXPECT_THAT(portions, ElementsAre(4U, 4U, 2U));
-  EXPECT_EQ(addresses.size(), 10U);
-}
-
-TEST(PlantAnswers, AControllerAnswersOnlyItsOwnSpeaker) {
-  std::vector<Controller> controllers = Controllers(3);
-  for (std::size_t i = 0; i < 3; ++i) controllers[i].speaker = i;
-  PlantHarness harness(std::move(controllers), {0, 1, false});
-  harness.Hear(kFull, kPoller, 1);
-  const auto datagrams = harness.DatagramsUntil(0);
-  ASSERT_EQ(datagrams.size(), 1U);
-  EXPECT_EQ(Summary(datagrams[0]), "10.0.0.2 says 1 to 40000");
-  EXPECT_EQ(datagrams[0].speaker, 1U);
-}
-
 TEST(PlantAnswers, APollOnlyPlantBroadcastsNothing) {
   PlantHarness harness(Controllers(2), {0, 1, false});
   harness.plant().AnnounceAll({});
@@ -107,21 +78,6 @@ TEST(PlantAnswers, BoundsTheNumberOfWaitingAnswers) {
   EXPECT_EQ(harness.DatagramsUntil(1000).size(), 200'000U);
   harness.Hear(kFull, kPoller);
   EXPECT_EQ(harness.DatagramsUntil(2000).size(), 1000U) << "and there is room again";
-}
-
-TEST(PlantAnswers, LossDropsTheConfiguredShareOfDatagrams) {
-  for (const std::uint32_t percent : {0U, 30U, 100U}) {
-    std::vector<Controller> controllers = Controllers(1000);
-    for (Controller& controller : controllers) controller.lossPercent = percent;
-    PlantHarness harness(std::move(controllers));
-    std::size_t said = 0;
-    for (int i = 0; i < 10; ++i) {
-      harness.Hear(kRefresh);
-      said += harness.Until(i).size();
-    }
-    EXPECT_EQ(said + harness.plant().Lost(), 10'000U);
-    EXPECT_NEAR(static_cast<double>(harness.plant().Lost()), percent * 100.0, percent % 100 == 0 ? 0 : 200);
-  }
 }
 
 }  // namespace
