@@ -272,6 +272,8 @@ class Doctor(examination.Examination):
                                           "10.8.0.0", "--no-announce", "--delay-ms", "13000"], harness.Said)
         plant.wait_for_output("controllers")
         full = self.examine(here)
+        if "table-full" not in full:  # A busy machine may not get so far at its first try.
+            full = self.examine(here)
         for found, code in ((filling, "table-fills"), (full, "table-full")):
             self.assertEqual("fault", found[code]["mark"], found[code])
             if not harness.UNDER_WINE:
