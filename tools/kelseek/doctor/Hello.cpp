@@ -25,7 +25,7 @@ using std::chrono::milliseconds;
 /// Two announcements of the other end fit in.
 constexpr milliseconds kListening{2500};
 constexpr milliseconds kBetweenQuestions{500};
-constexpr milliseconds kAnswerTime{1000};
+constexpr milliseconds kHelloTime{1000};
 
 /// What an identity says, if it is a hello.
 struct Words {
@@ -144,7 +144,7 @@ class Greeting {
   }
 
   void AskByAddress(HelloPeer& peer, platform::Ipv4 ownAddress) const {
-    const platform::Reply reply = platform::Ask(peer.address, pollPort_, question_, kAnswerTime);
+    const platform::Reply reply = platform::Ask(peer.address, pollPort_, question_, kHelloTime);
     if (reply.kind != platform::Reply::Kind::Answer) return;
     const auto words = ReadHello(reply.datagram);
     if (!words) return;
