@@ -84,6 +84,8 @@ function(kellanseek_test name)
     kellanseek_test_headers()
     kellanseek_as_test(${name})
     target_precompile_headers(${name} REUSE_FROM kellanseek_test_headers)
+    # Half of the time that a test takes goes into the project's own headers.
+    set_target_properties(${name} PROPERTIES UNITY_BUILD ${KELLANSEEK_UNITY} UNITY_BUILD_BATCH_SIZE 5)
   endif()
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   kellanseek_static_runtime(${name})

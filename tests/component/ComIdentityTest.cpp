@@ -22,7 +22,7 @@ const std::vector<IID> kNotOffered = {KelGuid("00020400-0000-0000-C000-000000000
                                       KelGuid("DF0B3D60-548F-101B-8E65-08002B2BD119"),
                                       IID_IKelEnumCtrlIdentity, IID_IKelObjectEvents};
 
-KelComPtr<IUnknown> Query(IUnknown* object, REFIID iid) {
+KelComPtr<IUnknown> QueryFor(IUnknown* object, REFIID iid) {
   KelComPtr<IUnknown> found;
   EXPECT_EQ(object->QueryInterface(iid, found.PutVoid()), S_OK);
   return found;
@@ -39,12 +39,12 @@ class ComIdentityTest : public testing::Test, protected ComponentHarness {
 };
 
 TEST_F(ComIdentityTest, EveryInterfaceReturnsEveryOtherAndTheSameIUnknown) {
-  const auto unknown = Query(object_.Get(), IID_IUnknown);
-  EXPECT_EQ(unknown, Query(object_.Get(), IID_IKelCtrlIdentity));
+  const auto unknown = QueryFor(object_.Get(), IID_IUnknown);
+  EXPECT_EQ(unknown, QueryFor(object_.Get(), IID_IKelCtrlIdentity));
   for (const IID* from : kInterfaces) {
-    const auto start = Query(object_.Get(), *from);
-    EXPECT_EQ(Query(start.Get(), IID_IUnknown), unknown);
-    for (const IID* to : kInterfaces) EXPECT_EQ(Query(start.Get(), *to), Query(object_.Get(), *to));
+    const auto start = QueryFor(object_.Get(), *from);
+    EXPECT_EQ(QueryFor(start.Get(), IID_IUnknown), unknown);
+    for (const IID* to : kInterfaces) EXPECT_EQ(QueryFor(start.Get(), *to), QueryFor(object_.Get(), *to));
   }
 }
 
@@ -60,7 +60,7 @@ TEST_F(ComIdentityTest, QueryForAnUnknownInterfaceReturnsNull) {
 TEST_F(ComIdentityTest, InterfacesShareOneReferenceCountAndTheLastReleaseUnlocksTheModule) {
   ReleaseAll();
   EXPECT_EQ(object_->AddRef(), 2U);
-  auto other = Query(object_.Get(), IID_IKelBase);
+  auto other = QueryFor(object_.Get(), IID_IKelBase);
   EXPECT_EQ(other->AddRef(), 4U);
   EXPECT_EQ(object_->Release(), 3U);
   EXPECT_EQ(other->Release(), 2U);
@@ -109,13 +109,13 @@ TEST_F(AggregationTest, InterfacesBelongToTheOuterObject) {
   EXPECT_EQ(outer.references, 1U);
   EXPECT_NE(outer.inner.Get(), &outer);
   for (const IID* iid : kInterfaces) {
-    const auto part = Query(&outer, *iid);
+    const auto part = QueryFor(&outer, *iid);
     EXPECT_EQ(outer.references, 2U);
-    EXPECT_EQ(Query(part.Get(), IID_IUnknown), &outer);
+    EXPECT_EQ(QueryFor(part.Get(), IID_IUnknown), &outer);
     EXPECT_NE(part, outer.inner);
   }
   EXPECT_EQ(outer.references, 1U);
-  EXPECT_EQ(Query(outer.inner.Get(), IID_IUnknown), outer.inner);
+  EXPECT_EQ(QueryFor(outer.inner.Get(), IID_IUnknown), outer.inner);
   void* found = this;
   EXPECT_EQ(outer.inner->QueryInterface(kNotOffered[0], &found), E_NOINTERFACE);
   EXPECT_EQ(found, nullptr);
@@ -142,7 +142,7 @@ TEST(ClassFactoryTest, CreatesCountsAndLocks) {
   KelComPtr<IClassFactory> factory;
   ASSERT_EQ(ClassFactory::Create(IID_IClassFactory, factory.PutVoid(), world.environment, world.module),
             S_OK);
-  EXPECT_EQ(Query(factory.Get(), IID_IUnknown), factory.Get());
+  EXPECT_EQ(QueryFor(factory.Get(), IID_IUnknown), factory.Get());
   void* found = &world;
   EXPECT_EQ(factory->QueryInterface(IID_IKelLanSeek, &found), E_NOINTERFACE);
   EXPECT_EQ(found, nullptr);

@@ -3,14 +3,6 @@
 #include "PlainEngine.h"
 
 namespace kellanseek::test {
-namespace {
-
-constexpr const char* kFull = "Lanseek;0d;5;";
-constexpr const char* kRefresh = "Lanseek;0d;7;";
-
-std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
-
-}  // namespace
 
 HRESULT PlainEngine::RefreshForID(std::uint32_t id) {
   if (id >= nextId) return E_INVALIDARG;

@@ -26,15 +26,10 @@ using ::testing::UnorderedElementsAreArray;
 using Texts = std::vector<std::string>;
 using Time = std::chrono::microseconds;
 
-constexpr const char* kFull = "Lanseek;0d;5;";
-constexpr const char* kRefresh = "Lanseek;0d;7;";
-
 /// The default times, as they come out of whole ticks.
 constexpr milliseconds kTick{250};
 constexpr Time kRefreshPeriod = 241 * kTick;  ///< Of a workstation that is alone.
 constexpr Time kPatience = 67 * kTick;        ///< From an unanswered request to the loss: three more go out.
-
-std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
 
 /// Hosts that hear each other's broadcasts, in virtual time and on one thread.
 class Network {

@@ -135,6 +135,12 @@ class CountedObject : public IUnknown {
 
 inline constexpr controllers::InterfaceIndex kFirstInterface{0}, kSecondInterface{1};
 
+/// The requests to everybody, as they are sent.
+inline constexpr const char* kFull = "Lanseek;0d;5;";
+inline constexpr const char* kRefresh = "Lanseek;0d;7;";
+
+inline std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+
 /// The engine's logic without threads, clocks and sockets, on two interfaces: 192.168.1.5/24 and 10.0.0.5/24.
 class EngineHarness {
  public:
