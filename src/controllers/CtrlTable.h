@@ -59,8 +59,8 @@ class CtrlTable {
 
   platform::Mutex mutex_{platform::LockOrder::Table};
   std::atomic<std::uint32_t> nextLanSeekID_{kLastReservedLanSeekID + 1};
+  const std::unique_ptr<Contents> contents_;  ///< Beside the lock, as every look-up needs both.
   platform::Event timersWanted_{platform::Event::Kind::AutoReset};
-  const std::unique_ptr<Contents> contents_;
 };
 
 /// Refers to a record of the table, or to none. Valid while the record is in the table, whatever happens to

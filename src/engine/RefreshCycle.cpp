@@ -123,9 +123,7 @@ std::int32_t RefreshCycle::IdleTicks() {
   CtrlTable::Access table(table_);
   if (table.AnyTimer() || sweeps_.CountsTicks() || requests_.Waiting() > 0) return 0;
   auto idle = static_cast<std::int32_t>(kTicksBetweenLooks - 1 - TicksSoFar() % kTicksBetweenLooks);
-  const std::size_t count = interfaces_.Table(table).Size();
-  for (InterfaceIndex interfaceIndex{}; PlaceOf(interfaceIndex) < count; ++interfaceIndex) {
-    const RunInterfaces::Counters& counters = interfaces_.CountersOf(table, interfaceIndex);
+  for (const RunInterfaces::Counters& counters : interfaces_.AllCounters(table)) {
     if (counters.refreshCountdown >= 0) idle = std::min(idle, counters.refreshCountdown);
   }
   return idle;
@@ -136,9 +134,7 @@ void RefreshCycle::SkipTicks(std::int32_t ticks) {
   ticks_.fetch_add(static_cast<std::uint64_t>(ticks), std::memory_order_relaxed);
   requests_.PassTicks(static_cast<std::size_t>(ticks));
   CtrlTable::Access table(table_);
-  const std::size_t count = interfaces_.Table(table).Size();
-  for (InterfaceIndex interfaceIndex{}; PlaceOf(interfaceIndex) < count; ++interfaceIndex) {
-    RunInterfaces::Counters& counters = interfaces_.CountersOf(table, interfaceIndex);
+  for (RunInterfaces::Counters& counters : interfaces_.AllCounters(table)) {
     // One that was asked while the thread slept has begun its countdown only then.
     if (counters.refreshCountdown > 0 && !counters.askedSinceTick) counters.refreshCountdown -= ticks;
   }

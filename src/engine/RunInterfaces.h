@@ -29,6 +29,7 @@ class RunInterfaces {
   Counters& CountersOf(controllers::CtrlTable::Access&, controllers::InterfaceIndex interfaceIndex) {
     return counters_[PlaceOf(interfaceIndex)];
   }
+  std::vector<Counters>& AllCounters(controllers::CtrlTable::Access&) { return counters_; }
 
   enum class Occasion { Notice, Time };
   /// Whether the host's usable interfaces, given by their keys, differ from the table. After a notice,
