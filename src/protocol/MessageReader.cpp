@@ -11,6 +11,9 @@
 namespace kellanseek::protocol {
 namespace {
 
+/// Magic, length and type.
+constexpr int kHeaderPieces = 3;
+
 /// Removes the next piece between semicolons from the text; consecutive semicolons count as one. Returns
 /// false at the end.
 bool NextPiece(std::string_view& text, std::string_view& piece) {
@@ -27,10 +30,9 @@ bool ReadHeader(std::string_view text, std::uint32_t& claimedLength, std::uint32
   return text::TakeHex(text, type);
 }
 
-std::uint32_t Number(std::string_view value) {
-  if (value.size() == 1 && value[0] >= '0' && value[0] <= '9')
-    return static_cast<std::uint32_t>(value[0] - '0');
-  return static_cast<std::uint32_t>(text::ToNumber(value));
+std::int32_t Number(std::string_view value) {
+  // A fast path: nearly every number in a datagram is a single digit.
+  return value.size() == 1 && text::IsDigit(value[0]) ? value[0] - '0' : text::ToNumber(value);
 }
 
 /// The rows of kIdentityFields, indexed by tag.
@@ -45,14 +47,18 @@ constexpr auto kFieldsByTag = [] {
 bool ReadIdentityField(std::uint32_t tag, std::string_view value, controllers::Identity& identity) {
   const IdentityField* const field = tag < kFieldsByTag.size() ? kFieldsByTag.at(tag) : nullptr;
   if (field == nullptr) return false;
-  if (field->text != nullptr) platform::AssignText(identity.*field->text, value);
-  if (field->key != nullptr) platform::AssignWide(identity.*field->key, value);
-  if (field->number != nullptr) identity.*field->number = Number(value);
+  if (field->text != nullptr) {
+    platform::AssignText(identity.*field->text, value);
+  } else if (field->key != nullptr) {
+    platform::AssignWide(identity.*field->key, value);
+  } else {
+    identity.*field->number = static_cast<std::uint32_t>(Number(value));
+  }
   return true;
 }
 
 void ReadCtrlType(std::string_view value, controllers::Identity& identity) {
-  const std::int32_t kind = text::ToNumber(value);
+  const std::int32_t kind = Number(value);
   if (kind >= RC && kind <= RemoteVC) identity.ctrlType = static_cast<KelCtrlType>(kind);
 }
 
@@ -65,9 +71,7 @@ bool ReadField(std::string_view piece, Message& message) {
   switch (tag) {
     case kTagTargetAddress: return message.target.emplace().Assign(value);
     case kTagOwnAddress: message.ownAddressTooLong |= !message.ownAddress.emplace().Assign(value); break;
-    case kTagCtrlLevel:
-      message.identity.ctrlLevel = text::ToNumber(value) == 1 ? BootLevel : SystemLevel;
-      break;
+    case kTagCtrlLevel: message.identity.ctrlLevel = Number(value) == 1 ? BootLevel : SystemLevel; break;
     case kTagCtrlType: ReadCtrlType(value, message.identity); break;
     default: break;
   }
@@ -77,11 +81,8 @@ bool ReadField(std::string_view piece, Message& message) {
 /// Returns false if the datagram must be dropped.
 bool ReadFields(std::string_view text, Message& message) {
   std::string_view piece;
-  for (int header = 0; header < 3; ++header) {
-    if (!NextPiece(text, piece)) return true;
-  }
-  while (NextPiece(text, piece)) {
-    if (!ReadField(piece, message)) return false;
+  for (int index = 0; NextPiece(text, piece); ++index) {
+    if (index >= kHeaderPieces && !ReadField(piece, message)) return false;
   }
   return true;
 }

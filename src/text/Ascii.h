@@ -37,7 +37,7 @@ constexpr Char Folded(Char c) {
 
 template <typename Char>
 constexpr bool IsBlank(std::basic_string_view<Char> text) {
-  return std::all_of(text.begin(), text.end(), IsSpace<Char>);
+  return std::all_of(text.begin(), text.end(), [](Char c) { return IsSpace(c); });
 }
 
 /// The text without trailing characters of `blanks`.

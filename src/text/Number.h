@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -27,14 +28,19 @@ bool TakeHex(std::string_view& text, std::uint32_t& value);
 
 /// The same for a number followed by `end`, which is removed too.
 inline bool TakeHexUntil(char end, std::string_view& text, std::uint32_t& value) {
-  // A fast path: nearly every number in a datagram is a single digit.
-  if (text.size() > 1 && text[1] == end) {
-    const char digit = text[0];
-    const bool letter = digit >= 'a' && digit <= 'f';
-    if (letter || (digit >= '0' && digit <= '9')) {
-      value = static_cast<std::uint32_t>(letter ? digit - 'a' + 10 : digit - '0');
-      text.remove_prefix(2);
+  // A fast path: nearly every number in a datagram has one or two digits.
+  std::uint32_t number = 0;
+  for (std::size_t i = 0; i < text.size() && i < 3; ++i) {
+    const char c = text[i];
+    const bool letter = c >= 'a' && c <= 'f';
+    if (letter || (c >= '0' && c <= '9')) {
+      number = number * 16 + static_cast<std::uint32_t>(letter ? c - 'a' + 10 : c - '0');
+    } else if (c == end && i > 0) {
+      value = number;
+      text.remove_prefix(i + 1);
       return true;
+    } else {
+      break;
     }
   }
   if (!TakeHex(text, value) || !text.starts_with(end)) return false;

@@ -58,7 +58,8 @@ class Converter {
 /// The code page of the process. Single-byte charsets are converted by tables, others by iconv.
 class CodePage {
  public:
-  CodePage() {
+  /// Cold, so that the compiler keeps it out of TheCodePage(), which every text of a datagram goes through.
+  [[gnu::cold]] CodePage() {
     const char* named = std::getenv("KELLANSEEK_CODEPAGE");
     charset_ = named != nullptr && Converter("WCHAR_T", named).Valid() && Converter(named, "WCHAR_T").Valid()
                    ? named
@@ -134,7 +135,7 @@ class CodePage {
   std::vector<std::pair<wchar_t, char>> narrow_;
 };
 
-const CodePage& TheCodePage() {
+inline const CodePage& TheCodePage() {
   static const CodePage codePage;
   return codePage;
 }
