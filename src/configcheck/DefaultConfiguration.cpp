@@ -15,7 +15,9 @@ using config::Element;
 using controllers::CtrlInfo;
 using Settings = config::CKelLanSeekConfigSettings;
 
-constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
+std::string Document(const std::string& content) {
+  return "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n" + content;
+}
 
 /// The names and comments passed here are plain ASCII.
 std::string Narrow(const wchar_t* text) { return platform::ToNarrow(text); }
@@ -60,24 +62,24 @@ std::string DefaultScanConfiguration() {
       " is\n       any address of the subnet, " + Name(&config::SubNetEntry::SubNetMask) +
       " the interface's own mask.\n" +
       Around("  ", config::kUseInterfaces, Example("    ", config::kSubNet)) + "  -->\n";
-  return std::string(kDeclaration) +
-         "<!-- Every setting in this file is optional. The values below are the defaults. Numbers are "
-         "decimal.\n"
-         "     A component reads the file once, when it is created. -->\n" +
-         Around("", config::kScanFileRoot,
-                Default("  ", config::ElementOf(&Settings::FakeRemoteVCAs)) +
-                    Around("  ", config::kCommunicationSettings, numbers) + interfaces +
-                    Default("  ", config::ElementOf(&Settings::DetectInterfaceChanges)));
+  return Document(
+      "<!-- Every setting in this file is optional. The values below are the defaults. Numbers are "
+      "decimal.\n"
+      "     A component reads the file once, when it is created. -->\n" +
+      Around("", config::kScanFileRoot,
+             Default("  ", config::ElementOf(&Settings::FakeRemoteVCAs)) +
+                 Around("  ", config::kCommunicationSettings, numbers) + interfaces +
+                 Default("  ", config::ElementOf(&Settings::DetectInterfaceChanges))));
 }
 
 std::string DefaultStaticControllers() {
-  return std::string(kDeclaration) +
-         "<!-- Controllers to list without finding them by broadcast. Each needs a " +
-         Name(&CtrlInfo::ctrlAddress) + ". If both\n     " + Name(&Settings::NonLocalUpdatesEnabled) +
-         " and " + Name(&Settings::DynamicDetectionEnabled) + " are 0, it also needs a " +
-         Name(&CtrlInfo::systemID) + " and the\n     three version numbers. -->\n" +
-         Around("", config::kStaticFileRoot,
-                "  <!--\n" + Example("  ", config::kControllerIdentity) + "  -->\n");
+  return Document("<!-- Controllers to list without finding them by broadcast. Each needs a " +
+                  Name(&CtrlInfo::ctrlAddress) + ". If both\n     " +
+                  Name(&Settings::NonLocalUpdatesEnabled) + " and " +
+                  Name(&Settings::DynamicDetectionEnabled) + " are 0, it also needs a " +
+                  Name(&CtrlInfo::systemID) + " and the\n     three version numbers. -->\n" +
+                  Around("", config::kStaticFileRoot,
+                         "  <!--\n" + Example("  ", config::kControllerIdentity) + "  -->\n"));
 }
 
 bool WriteDefaultConfiguration(const std::wstring& directory, std::wstring& error) {

@@ -1,0 +1,1 @@
+// Holds the precompiled header, which belongs to a target.
