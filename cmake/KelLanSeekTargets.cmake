@@ -54,8 +54,8 @@ function(kellanseek_floor name)
 endfunction()
 
 # What nearly every source includes of the standard library, compiled once: half of the time that most of them take goes
-# into it. Not in builds for tools that read the compile commands of each file, and not for Windows, as MinGW's compiler
-# warns of the inside of its own headers once they come out of a precompiled one.
+# into it. Not in builds for tools that read the compile commands of each file, and not for Windows. GCC takes what comes out
+# of a precompiled header for the project's own and warns of the inside of std::string; the other builds keep these warnings.
 function(kellanseek_standard_headers)
   if(WIN32 OR NOT KELLANSEEK_UNITY)
     return()
@@ -69,6 +69,10 @@ function(kellanseek_standard_headers)
   foreach(target IN LISTS ARGN)
     kellanseek_cacheable_precompiled(${target})
     target_precompile_headers(${target} REUSE_FROM kellanseek_headers)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      target_compile_options(${target} PRIVATE -Wno-array-bounds -Wno-restrict -Wno-stringop-overflow
+                                               -Wno-stringop-overread)
+    endif()
   endforeach()
 endfunction()
 
@@ -105,7 +109,7 @@ function(kellanseek_test name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} kellanseek_options GTest::gtest_main GTest::gmock)
-  if(NOT MINGW)  # As for the standard headers.
+  if(NOT MINGW)  # Its compiler warns of the inside of its own headers once they come out of a precompiled one.
     kellanseek_test_headers()
     kellanseek_as_test(${name})
     target_precompile_headers(${name} REUSE_FROM kellanseek_test_headers)

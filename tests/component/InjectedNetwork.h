@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <deque>
@@ -60,6 +59,7 @@ class InjectedNetwork : public platform::UdpNetwork {
   bool WaitUntilOpened() { return Await(opened_); }  ///< The sockets of a run.
   int ClosedInUse() const { return closedInUse_; }
   int OpenSockets() const { return openSockets_; }
+  int DropsAsked() const { return dropsAsked_; }
   /// Refuses to bind sockets to this local address from now on; 0 for none.
   void Refuse(platform::Ipv4 address) { refused_ = address; }
 
@@ -109,6 +109,7 @@ class InjectedNetwork : public platform::UdpNetwork {
       network_.askedByAddress_.Set();
       return 0;
     }
+    std::uint64_t DroppedBySystem() const override { return ++network_.dropsAsked_, 0; }
 
    private:
     InjectedNetwork& network_;
@@ -166,6 +167,7 @@ class InjectedNetwork : public platform::UdpNetwork {
   std::atomic<User> dawdler_ = User::None;
   std::atomic<int> closedInUse_ = 0;
   std::atomic<int> openSockets_ = 0;
+  std::atomic<int> dropsAsked_ = 0;
   std::atomic<platform::Ipv4> refused_ = 0;
   std::function<void()> thrower_;
   std::atomic<int> receptionsThatFail_ = 0;

@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "tests/component/ComponentHarness.h"
@@ -18,6 +19,7 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
   RebuildTest() {
     addresses.onLook = [this] {
       if (++looks == lookThatFails) throw std::bad_alloc();
+      while (looks == lookThatLingers && network.OpenSockets() > 0) std::this_thread::yield();
       openSockets = network.OpenSockets();
     };
   }
@@ -32,7 +34,8 @@ class RebuildTest : public testing::Test, protected ComponentHarness {
 
   std::atomic<int> looks = 0;
   std::atomic<int> lookThatFails = 0;
-  std::atomic<int> openSockets = 0;  ///< At the last look.
+  std::atomic<int> lookThatLingers = 0;  ///< Until the run has ended.
+  std::atomic<int> openSockets = 0;      ///< At the last look.
 };
 
 TEST_F(RebuildTest, IsRepeatedAfterRunningOutOfMemory) {
@@ -55,6 +58,17 @@ TEST_F(RebuildTest, IsRepeatedAfterRunningOutOfMemory) {
     platform::WaitForAny({&never}, std::chrono::milliseconds(10));
   }
   EXPECT_EQ(sink->WaitForTexts(3).back(), L"12;1;0;");
+}
+
+TEST_F(RebuildTest, AChangeNoticedDuringTheStopComesTooLate) {
+  Create();
+  EXPECT_TRUE(network.WaitUntilOpened());
+  lookThatLingers = 2;
+  Come("10.0.0.5");
+  notice.Set();
+  while (looks < 2) std::this_thread::yield();
+  ReleaseAll();
+  EXPECT_EQ(looks, 2) << "compared, but not rebuilt";
 }
 
 TEST_F(RebuildTest, WithdrawsTheControllersOfAnInterfaceThatCannotBeBound) {

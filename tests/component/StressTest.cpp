@@ -4,8 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <functional>
-#include <iterator>
 #include <random>
 #include <string>
 #include <thread>

@@ -25,16 +25,18 @@ const std::string kFull = ControllerIdentity(
     "Revision=1;KelAPICompatibilityRevision=2;CommPortNumber=5515;ControllerLevel=BootLevel");
 
 /// The results and traces of parsing a file.
-struct Parsed {
+struct Parsed : config::ReadListener {
   explicit Parsed(const ConfigFiles& files, const XmlFault& fault = {}) {
     FakeDebugOutput traces;
-    config::CControllerIdParser parser(traces, FaultyDocuments(fault));
+    config::CControllerIdParser parser(traces, FaultyDocuments(fault), *this);
     opened = parser.Init(files.StaticFile());
     saidOpening = Said(traces);
     read = parser.GetInformation(list);
     said = Said(traces);
   }
+  void NotLoaded(const std::wstring&) override { notLoaded = true; }
 
+  bool notLoaded = false;
   HRESULT opened = E_FAIL;
   HRESULT read = E_FAIL;
   std::vector<CtrlInfo> list;
@@ -104,6 +106,7 @@ TEST(ControllerIdParserTest, TracesRejectionsWithItsOwnMessages) {
     const Parsed parsed(files, c.fault);
     EXPECT_EQ(parsed.opened, c.result) << c.content;
     EXPECT_EQ(parsed.saidOpening, c.said) << c.content;
+    EXPECT_EQ(parsed.notLoaded, c.said.empty()) << c.content;
     EXPECT_EQ(parsed.read, E_FAIL);
   }
 }

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "configcheck/ConfigCheck.h"
 #include "configcheck/DefaultConfiguration.h"

@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "tests/support/EngineHarness.h"

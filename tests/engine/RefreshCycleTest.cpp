@@ -15,7 +15,6 @@ namespace {
 
 using controllers::CtrlInfo;
 
-using Events = std::vector<ClientEvent>;
 using Sent = std::vector<std::string>;
 
 constexpr const char* kIdentity = "4:sys-1;9:00-11;";
@@ -165,11 +164,15 @@ TEST_F(RefreshCycleTest, ClientsReachTheTableWhileAPlantGoesAway) {
   EXPECT_LT(seen[8], seen[0]);
 }
 
-TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
+TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStopsNorOnAnInterfaceThatTheRunDoesNotHave) {
   for (int host = 1; host <= 99; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
   pacer.goOn = false;
   BeginRun();
   EXPECT_EQ(sender.Take().size(), 2U + 50U) << "a pause is due after each burst";
+  controllers::CtrlTable::Access access(table);
+  refresh.StartRefreshCycle(access, controllers::InterfaceIndex{2}, protocol::MessageType::FullRequestMsg);
+  EXPECT_EQ(traces.Messages(),
+            std::vector<std::wstring>{L"LanSeek: StartRefreshCycle internal error. Bad interface index"});
 }
 
 /// What clients, peers and the daemon notice, and what the next ticks depend on.

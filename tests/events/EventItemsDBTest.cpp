@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <random>
-#include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "tests/support/FakeSink.h"

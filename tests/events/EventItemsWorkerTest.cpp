@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -41,9 +40,7 @@ struct Delivery {
 
 class EventItemsWorkerTest : public testing::Test {
  protected:
-  EventItemsWorkerTest() { Start(); }
-
-  void Start() { delivery->worker.Start(nullptr); }
+  EventItemsWorkerTest() { delivery->worker.Start(nullptr); }
 
   test::FakeDebugOutput output;
   std::unique_ptr<Delivery> delivery = std::make_unique<Delivery>(output);

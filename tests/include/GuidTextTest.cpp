@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cwchar>
 #include <string>
 
 #include <kellanseek/KelLanSeek.h>

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "network/HostInterfaces.h"
@@ -67,6 +66,7 @@ class ScriptedNetwork : public platform::UdpNetwork {
     SocketError TrySendTo(std::string_view bytes, Ipv4 destination, std::uint16_t port) override {
       return Send("at once ", bytes, destination, port);
     }
+    std::uint64_t DroppedBySystem() const override { return 1; }
 
    private:
     SocketError Send(const char* how, std::string_view bytes, Ipv4 destination, std::uint16_t port) {
@@ -160,6 +160,8 @@ TEST_P(SocketCallTest, AFailingCallIsTracedAndCostsOnlyItsInterfaceOrThePolls) {
       EXPECT_EQ(std::count(network.bound.begin(), network.bound.end(), place), 1) << place;
     }
   }
+  sockets.NoteDrops();
+  EXPECT_EQ(journal.counters.droppedBySystem.Value(), static_cast<std::uint64_t>(network.open));
   sockets.CloseSockets();
   EXPECT_EQ(network.open, 0);
 }

@@ -26,7 +26,6 @@
 #include "platform/Files.h"
 #include "platform/GuardedCall.h"
 #include "platform/HostProbe.h"
-#include "platform/Mutex.h"
 #include "platform/NetworkAddresses.h"
 #include "platform/Process.h"
 #include "platform/Signals.h"
@@ -407,28 +406,6 @@ TEST(LinuxBackendTest, ProbesOfThisHostTellWhoHoldsAPortAndWhatComesBackFromIt) 
   EXPECT_EQ(platform::RouteTo(loopback).kind, platform::Route::Kind::Local);
   EXPECT_EQ(platform::RouteTo(loopback).source, loopback);
 }
-
-#ifdef KELLANSEEK_CHECK_LOCKS
-TEST(LockOrderDeathTest, AViolationNamesBothLocks) {
-  using platform::LockOrder;
-  platform::Mutex table(LockOrder::Table);
-  platform::Mutex queue(LockOrder::EventQueue);
-  {
-    const platform::MutexLock first(table);
-    const platform::MutexLock second(queue);
-  }
-  const auto wrongWayRound = [&] {
-    const platform::MutexLock first(queue);
-    const platform::MutexLock second(table);
-  };
-  EXPECT_DEATH(wrongWayRound(), "holds the lock \"event queue\" takes the lock \"table\"");
-  const auto calling = [&] {
-    const platform::MutexLock lock(table);
-    platform::CheckNoLockHeld("calls a sink");
-  };
-  EXPECT_DEATH(calling(), "holds the lock \"table\" calls a sink");
-}
-#endif
 
 TEST(LinuxBackendTest, AForeignAddressCannotBeBound) {
   platform::SocketError error = 0;

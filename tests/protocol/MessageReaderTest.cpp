@@ -64,9 +64,11 @@ TEST_F(MessageReaderTest, ScansTheHeaderAsTheCLibraryDoes) {
       {"Lanseek;0x0f;5;", 5},       {"Lanseek;0c;5", 5},
       {"Lanseek;0e;1f;", 0x1f},     {"Lanseek;10;1;;;;", 1},
       {"Lanseek;0f;5 x;", 5},       {"Lanseek;0f;-1;;", 0xFFFFFFFFU},
-      {"Lanseek;15;-ffffffff;", 1}, {"Lanseek;16;-fffffffff;", 0xFFFFFFFFU}};
+      {"Lanseek;15;-ffffffff;", 1}, {"Lanseek;16;-fffffffff;", 0xFFFFFFFFU},
+      {"Lanseek;10;1:x;;", 1}};
   for (const auto& [text, expected] : taken) {
     EXPECT_TRUE(Parse(text)) << text;
+    EXPECT_TRUE(message.identity.ctrlName.empty()) << text << ": the type is no field";
     EXPECT_EQ(message.type, static_cast<MessageType>(expected)) << text;
   }
   for (const std::string_view text :

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "client/Text.h"
