@@ -31,7 +31,7 @@ bool ReadHeader(std::string_view text, std::uint32_t& claimedLength, std::uint32
 }
 
 std::int32_t Number(std::string_view value) {
-  // A fast path: nearly every number in a datagram is a single digit.
+  // A fast path: nearly every decimal value is a single digit.
   return value.size() == 1 && text::IsDigit(value[0]) ? value[0] - '0' : text::ToNumber(value);
 }
 

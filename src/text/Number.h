@@ -28,7 +28,7 @@ bool TakeHex(std::string_view& text, std::uint32_t& value);
 
 /// The same for a number followed by `end`, which is removed too.
 inline bool TakeHexUntil(char end, std::string_view& text, std::uint32_t& value) {
-  // A fast path: nearly every number in a datagram has one or two digits.
+  // A fast path: nearly every tag of a datagram has one or two digits.
   std::uint32_t number = 0;
   for (std::size_t i = 0; i < text.size() && i < 3; ++i) {
     const char c = text[i];

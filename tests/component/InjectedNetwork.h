@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -109,7 +110,10 @@ class InjectedNetwork : public platform::UdpNetwork {
       network_.askedByAddress_.Set();
       return 0;
     }
-    std::uint64_t DroppedBySystem() const override { return ++network_.dropsAsked_, 0; }
+    std::uint64_t DroppedBySystem() const override {
+      ++network_.dropsAsked_;
+      return 0;
+    }
 
    private:
     InjectedNetwork& network_;

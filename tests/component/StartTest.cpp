@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <new>
 #include <stdexcept>
@@ -101,7 +102,8 @@ TEST_F(StartTest, ThreadsSurviveExceptionsInTheirSteps) {
     EXPECT_EQ(sink->WaitForTexts(1), (Texts{L"12;1;0;"})) << "the receiver goes on";
     world.ReleaseAll();
     const auto looks = 1 + (std::chrono::steady_clock::now() - begin) / std::chrono::seconds(2);
-    EXPECT_LE(world.network.DropsAsked(), 3 * looks) << "three sockets, every eighth tick and at the end";
+    EXPECT_GE(world.network.DropsAsked(), 3) << "each socket at the end";
+    EXPECT_LE(world.network.DropsAsked(), 3 * looks) << "and every eighth tick";
     // The threads trace concurrently, so the pieces of their traces may mix.
     Texts messages = world.traces.Writes();
     std::erase_if(messages, [](const std::wstring& text) { return !text.starts_with(L"Lan"); });

@@ -164,11 +164,15 @@ TEST_F(RefreshCycleTest, ClientsReachTheTableWhileAPlantGoesAway) {
   EXPECT_LT(seen[8], seen[0]);
 }
 
-TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStopsNorOnAnInterfaceThatTheRunDoesNotHave) {
+TEST_F(RefreshCycleTest, NothingMoreIsSentOnceTheNetworkStops) {
   for (int host = 1; host <= 99; ++host) AddStatic((L"10.9.9." + std::to_wstring(host)).c_str());
   pacer.goOn = false;
   BeginRun();
   EXPECT_EQ(sender.Take().size(), 2U + 50U) << "a pause is due after each burst";
+}
+
+TEST_F(RefreshCycleTest, ACycleOnAnInterfaceThatTheRunDoesNotHaveIsRefused) {
+  BeginRun();
   controllers::CtrlTable::Access access(table);
   refresh.StartRefreshCycle(access, controllers::InterfaceIndex{2}, protocol::MessageType::FullRequestMsg);
   EXPECT_EQ(traces.Messages(),

@@ -11,7 +11,7 @@ TEST(LockOrderDeathTest, AViolationNamesBothLocks) {
   const auto wrongWayRound = [&] {
     table.Lock();
     queue.Lock();
-    table.Unlock();
+    table.Unlock();  // Released first, so only the queue's is held.
     table.Lock();
     table.Unlock();
     queue.Unlock();
