@@ -44,8 +44,8 @@ struct WaitResult {
   bool Signalled(std::size_t position) const { return outcome == Outcome::Signalled && index == position; }
 };
 
-/// Waits until one of the events is signalled or the time-out passes (nullopt: no time-out). If several are
-/// signalled, the first in the list ends the wait and only that one is cleared.
+/// Waits until one of at most eight events is signalled or the time-out passes (nullopt: none). If several
+/// are signalled, the first in the list ends the wait and only that one is cleared.
 WaitResult WaitForAny(std::initializer_list<Event*> events,
                       std::optional<std::chrono::milliseconds> timeout = std::nullopt);
 

@@ -48,10 +48,14 @@ TEST(EventTest, TheFirstSignalledEventEndsTheWaitAndOnlyAutoResetEventsAreCleare
     for (const char kind : c.kinds) {
       events.push_back(std::make_unique<Event>(kind == 'a' ? Kind::AutoReset : Kind::ManualReset));
     }
+    Event never[] = {Event(Kind::AutoReset), Event(Kind::AutoReset), Event(Kind::AutoReset),
+                     Event(Kind::AutoReset), Event(Kind::AutoReset)};
     for (const char position : c.signalled) events[static_cast<std::size_t>(position - '0')]->Set();
     std::string ends;
     while (ends.size() < c.ends.size()) {
-      ends += Short(WaitForAny({events[0].get(), events[1].get(), events[2].get()}, kNow));
+      ends += Short(WaitForAny({events[0].get(), events[1].get(), events[2].get(), &never[0], &never[1],
+                                &never[2], &never[3], &never[4]},
+                               kNow));
     }
     EXPECT_EQ(ends, c.ends);
   }
