@@ -1,1 +1,0 @@
-// Holds the precompiled header, which belongs to a target.
