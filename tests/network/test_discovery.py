@@ -72,12 +72,6 @@ class Interfaces(harness.Scenario):
         watch.expect("new", address="10.2.0.11")
         stray.close()
 
-    def test_interfaces_of_one_subnet_are_asked_each_on_its_own_cable(self):
-        a, b = self.network("A"), self.network("B")
-        self.watch(self.station({a: "10.1.0.1/24", b: "10.1.0.2/24"}), ready_on=[a, b])
-        for network, own in ((a, "10.1.0.1"), (b, "10.1.0.2")):
-            self.assertEqual([own], [one.source for one in self.tap(network).find(payload=wire.FULL_REQUEST)])
-
 
 if __name__ == "__main__":
     harness.main()

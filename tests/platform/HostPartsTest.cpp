@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -115,6 +116,7 @@ TEST(HostProbeTest, AsksThisHostAndFindsItsOwnProgram) {
   EXPECT_EQ(holders[0].processId, static_cast<std::uint32_t>(getpid()));
   EXPECT_EQ(holders[0].program, "platform_test");
   EXPECT_EQ(RouteTo(here).kind, Route::Kind::Local);
+  EXPECT_EQ(RouteTo(here).source, here);
 
   EXPECT_EQ(Ask(here, port, "ping", std::chrono::milliseconds(0)).kind, Reply::Kind::Silent);
   std::thread answers([&] {
@@ -124,12 +126,14 @@ TEST(HostProbeTest, AsksThisHostAndFindsItsOwnProgram) {
       socklen_t size = sizeof from;
       recvfrom(peer, question, sizeof question, 0, reinterpret_cast<sockaddr*>(&from), &size);
     }
+    poll(nullptr, 0, 20);
     sendto(peer, "pong", 4, 0, reinterpret_cast<sockaddr*>(&from), sizeof from);
   });
   const Reply reply = Ask(here, port, "ping", std::chrono::seconds(20));
   answers.join();
   EXPECT_EQ(reply.kind, Reply::Kind::Answer);
   EXPECT_EQ(reply.datagram, "pong");
+  EXPECT_GE(reply.delay, std::chrono::milliseconds(20));
   close(peer);
   const Reply closed = Ask(here, port, "ping", std::chrono::seconds(20));
   EXPECT_EQ(closed.kind, Reply::Kind::PortClosed);

@@ -49,6 +49,7 @@ TEST(NetworkAddressesTest, EveryAddressHasAMaskAndAnInterfaceAndCanBeBound) {
     EXPECT_LE(interfaceRow->physicalAddressLength, interfaceRow->physicalAddress.size());
     const bool loopback = (platform::HostOrder(row.address) >> 24) == 127;
     EXPECT_EQ(interfaceRow->type == platform::kLoopbackInterface, loopback);
+    EXPECT_TRUE(!loopback || interfaceRow->physicalAddressLength == 0);
     platform::SocketError error = 0;
     EXPECT_EQ(host.network.CreateSocket(error)->Bind(row.address, row.mask, 0), 0);
   }

@@ -17,7 +17,6 @@
 #include <filesystem>
 #include <fstream>
 #include <regex>
-#include <set>
 #include <string>
 #include <thread>
 
@@ -25,8 +24,6 @@
 #include "platform/Event.h"
 #include "platform/Files.h"
 #include "platform/GuardedCall.h"
-#include "platform/HostProbe.h"
-#include "platform/NetworkAddresses.h"
 #include "platform/Process.h"
 #include "platform/Signals.h"
 #include "platform/Thread.h"
@@ -94,14 +91,6 @@ TEST(LinuxBackendTest, AZombieProcessDoesNotRun) {
   EXPECT_FALSE(table.IsRunning(child.Id(), stamp));
 }
 
-TEST(LinuxBackendTest, ThreadsBearTheBeginningOfALongName) {
-  platform::Thread thread;
-  char name[32] = "";
-  ASSERT_FALSE(thread.Start("KelNameOfSeventeen", [&] { prctl(PR_GET_NAME, name); }));
-  thread.Join();
-  EXPECT_STREQ(name, "KelNameOfSevent");
-}
-
 TEST(LinuxBackendTest, TheSecondSignalEndsTheProgramWithItsNumber) {
   const pid_t child = fork();
   if (child == 0) {
@@ -131,23 +120,19 @@ TEST(LinuxBackendTest, MakesMissingDirectoriesAndSaysWhyItCannot) {
   EXPECT_EQ(why, L"No such file or directory");
 }
 
-TEST(LinuxBackendTest, TheLoopbackInterfaceHasNoHardwareAddress) {
-  const auto index = platform::InterfaceIndexOfName(L"lo");
-  ASSERT_TRUE(index);
-  const auto row = platform::SystemNetworkAddresses().Interface(*index);
-  ASSERT_TRUE(row);
-  EXPECT_EQ(row->type, platform::kLoopbackInterface);
-  EXPECT_EQ(row->physicalAddressLength, 0U);
-}
-
-TEST(LinuxBackendTest, ThreadsBlockTheApplicationsSignals) {
+TEST(LinuxBackendTest, ThreadsBearTheBeginningOfALongNameAndBlockTheApplicationsSignals) {
+  char name[32] = "";
   sigset_t inThread;
   sigset_t before;
   sigset_t after;
   pthread_sigmask(SIG_BLOCK, nullptr, &before);
   platform::Thread thread;
-  ASSERT_FALSE(thread.Start("signals", [&] { pthread_sigmask(SIG_BLOCK, nullptr, &inThread); }));
+  ASSERT_FALSE(thread.Start("KelNameOfSeventeen", [&] {
+    prctl(PR_GET_NAME, name);
+    pthread_sigmask(SIG_BLOCK, nullptr, &inThread);
+  }));
   thread.Join();
+  EXPECT_STREQ(name, "KelNameOfSevent");
   pthread_sigmask(SIG_BLOCK, nullptr, &after);
   for (const int number : {SIGTERM, SIGALRM, SIGUSR1, SIGCHLD, SIGPIPE, SIGRTMIN}) {
     EXPECT_TRUE(sigismember(&inThread, number)) << number;
@@ -352,59 +337,6 @@ TEST(LinuxBackendTest, AProgramWithRaisedPrivilegesIgnoresTheTraceVariable) {
   ASSERT_EQ(chmod(program.c_str(), 04755), 0);
   EXPECT_EQ(TraceIn(program, kNobody, "file:" + scratch.File("private")), 0);
   EXPECT_EQ(scratch.Read("private"), "");
-}
-
-TEST(LinuxBackendTest, ProbesOfThisHostTellWhoHoldsAPortAndWhatComesBackFromIt) {
-  const platform::Ipv4 loopback = platform::ParseIpv4("127.0.0.1");
-  const platform::Ipv4 mask = platform::ParseIpv4("255.0.0.0");
-  platform::UdpNetwork& network = platform::SystemUdpNetwork();
-  platform::SocketError error = 0;
-  auto socket = network.CreateSocket(error);
-  std::uint16_t port = 39000;
-  while (socket->Bind(loopback, mask, ++port) != 0 && port < 39900) socket = network.CreateSocket(error);
-  const auto& bound = static_cast<platform::BoundSocket&>(*socket);
-  const std::uint32_t own = platform::InterfaceIndexOfName(L"lo").value_or(0);
-  EXPECT_EQ(std::pair(bound.HearsBroadcastsOn(own), bound.HearsBroadcastsOn(own + 1)),
-            std::pair(true, false));
-
-  std::set<platform::Ipv4> held;
-  for (const platform::PortHolder& holder : platform::HoldersOfUdpPort(port)) {
-    held.insert(holder.address);
-    EXPECT_EQ(holder.processId, platform::CurrentProcessId());
-    EXPECT_EQ(holder.program, "platform_test");
-  }
-  const platform::Ipv4 directed = platform::ParseIpv4("127.255.255.255");
-  EXPECT_EQ(held, (std::set{loopback, directed, platform::ParseIpv4("255.255.255.255")}));
-
-  using Kind = platform::Reply::Kind;
-  using std::chrono::milliseconds;
-  const auto ask = [&](const char* question, milliseconds patience) {
-    return platform::Ask(loopback, port, question, patience);
-  };
-  EXPECT_EQ(ask("unheard", milliseconds(20)).kind, Kind::Silent);
-
-  platform::Event never(platform::Event::Kind::ManualReset);
-  const auto receiver = network.CreateReceiver({socket.get()}, 1000);
-  platform::Thread responder;
-  ASSERT_FALSE(responder.Start("responder", [&] {
-    for (int heard = 0; heard < 2; ++heard) {
-      const platform::Received got = receiver->ReceiveOne(never, std::chrono::seconds(10));
-      platform::WaitForAny({&never}, milliseconds(20));
-      socket->SendTo("answer", got.source, got.sourcePort);
-    }
-  }));
-  const platform::Reply reply = ask("question", milliseconds(10000));
-  EXPECT_EQ(reply.kind, Kind::Answer);
-  EXPECT_EQ(reply.datagram, "answer");
-  EXPECT_GE(reply.delay, milliseconds(20));
-  EXPECT_LT(reply.delay, milliseconds(10000));
-  responder.Join();
-
-  socket.reset();
-  EXPECT_EQ(ask("question", milliseconds(10000)).kind, Kind::PortClosed);
-  EXPECT_TRUE(platform::HoldersOfUdpPort(port).empty());
-  EXPECT_EQ(platform::RouteTo(loopback).kind, platform::Route::Kind::Local);
-  EXPECT_EQ(platform::RouteTo(loopback).source, loopback);
 }
 
 TEST(LinuxBackendTest, AForeignAddressCannotBeBound) {
