@@ -199,6 +199,7 @@ static_assert(sizeof(void*) != 4 ||
               (sizeof(KelObjectEvent) == 40 && offsetof(KelObjectEvent, data) == 8 && sizeof(VARIANT) == 16 &&
                offsetof(KelObjectEvent, time) == 24 && offsetof(KelObjectEvent, reserved2) == 32 &&
                offsetof(KelObjectEvent, reserved3) == 36));
+static_assert(sizeof(KelObjectEvent) == sizeof(VARIANT) + 24);
 
 /// A snapshot of the list of lanSeekIDs. It holds numbers only, and a controller may be gone by the time a
 /// client queries it. It may outlive the component object. Not thread-safe; its methods leave no text for

@@ -202,10 +202,7 @@ class FakeComponent final : public Counted<IKelLanSeek2, IKelCtrlIdentity3, IKel
   }
 
   HRESULT STDMETHODCALLTYPE GetReport(BSTR* report) override {
-    *report = KelBstr(
-                  L"{\"name\":\"S\x00FC"
-                  L"d\"}")
-                  .Detach();
+    *report = KelBstr(L"{\"name\":\"S\u00fcd\"}").Detach();
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE GetSweeps(ULONG* count) override {
