@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <set>
@@ -27,15 +26,6 @@ class DiagnosticsTest : public testing::Test, protected ComponentHarness {
     EXPECT_EQ(seek.As<IKelLanSeekDiagnostics>()->GetReport(text.Put()), S_OK);
     return Json::parse(text::ToUtf8(text.Text()));
   }
-  /// The report as soon as the receiver has handled everything injected before: nothing else answers with
-  /// this identity.
-  Json ReportAfterInjected() {
-    Appear("last", "192.168.1.99");
-    return ReportWhen([](const Json& report) {
-      const Json& all = report["controllers"];
-      return std::any_of(all.begin(), all.end(), [](const Json& each) { return each["systemId"] == "last"; });
-    });
-  }
   /// The first report for which `done` holds, or the one after ten seconds.
   template <typename Done>
   Json ReportWhen(Done done) {
@@ -56,7 +46,9 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   ASSERT_EQ(Register(L"soft", object.Get()), S_OK);
   AddRemote(L"10.9.9.9");
   // So many that a receiver that paused after each would not come to the last.
-  for (int i = 0; i < 200; ++i) network.Inject("no message", "192.168.1.20");
+  for (int i = 0; i < 198; ++i) network.Inject("no message", "192.168.1.20");
+  for (const std::size_t length : {1001U, 1000U, 10U})
+    network.Inject(std::string(length, 'x'), "192.168.1.20");
   network.Inject("Lanseek;ff;1;4:sys;", "192.168.1.20");
   network.Inject(InjectedNetwork::Datagram(5, ""), "192.168.1.5", InjectedNetwork::kRequest);
   network.Inject(InjectedNetwork::Datagram(5, ""), "192.168.1.21", InjectedNetwork::kRequest);
@@ -65,7 +57,10 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
 
   // The component is not told of this change.
   addresses.AddAddress(1, "192.168.7.5", "255.255.255.0");
-  const Json report = ReportAfterInjected();
+  // The receiver has handled all of them when it lists the last one.
+  Appear("last", "192.168.1.99");
+  const Json report =
+      ReportWhen([](const Json& each) { return each["controllers"].back()["systemId"] == "last"; });
   EXPECT_EQ(report["v"], 1);
   EXPECT_EQ(report["codePage"], platform::CodePageName());
   const Json& received = report["received"];
@@ -74,10 +69,11 @@ TEST_F(DiagnosticsTest, TheReportTellsWhatWasReceivedAndWhyThingsWereDropped) {
   EXPECT_EQ(received["byType"]["5"], 1);
   EXPECT_EQ(received["dropped"]["own"], 1);
   EXPECT_EQ(received["dropped"]["malformed"], 200);
+  EXPECT_EQ(received["dropped"]["readErrors"], 1) << "the longest message has 1000 bytes";
   EXPECT_EQ(received["dropped"]["lengthMismatch"], 1);
   EXPECT_EQ(received["dropped"]["colliding"], 1);
   EXPECT_EQ(received["dropped"]["failedSteps"], 0);
-  EXPECT_EQ(received["lastMalformed"], Json({{"from", "192.168.1.20"}, {"text", "no message"}}));
+  EXPECT_EQ(received["lastMalformed"], Json({{"from", "192.168.1.20"}, {"text", "xxxxxxxxxx"}}));
 
   EXPECT_EQ(report["table"], Json({{"records", 3},
                                    {"listed", 1},

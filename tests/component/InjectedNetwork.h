@@ -71,8 +71,8 @@ class InjectedNetwork : public platform::UdpNetwork {
     return std::make_unique<SilentSocket>(*this);
   }
   std::unique_ptr<platform::DatagramReceiver> CreateReceiver(std::vector<platform::UdpSocket*>,
-                                                             std::size_t) override {
-    return std::make_unique<Receiver>(*this);
+                                                             std::size_t capacity) override {
+    return std::make_unique<Receiver>(*this, capacity);
   }
   bool IsExpectedSendError(platform::SocketError) const override { return false; }
 
@@ -121,7 +121,7 @@ class InjectedNetwork : public platform::UdpNetwork {
 
   class Receiver : public platform::DatagramReceiver {
    public:
-    explicit Receiver(InjectedNetwork& network) : network_(network) {}
+    Receiver(InjectedNetwork& network, std::size_t capacity) : network_(network), capacity_(capacity) {}
     platform::Received ReceiveOne(platform::Event& stop, std::chrono::milliseconds timeout) override {
       if (network_.receptionsThatFail_-- > 0) network_.thrower_();
       if (network_.waitsThatFail_-- > 0)
@@ -131,6 +131,8 @@ class InjectedNetwork : public platform::UdpNetwork {
           network_.LookForClosing(User::Receiver);
         if (!network_.Take(current_)) return {};
       }
+      if (current_.text.size() > capacity_)
+        return {.outcome = platform::Received::Outcome::ReadError, .socket = current_.socket, .error = 90};
       current_.text.push_back('\0');
       return {.outcome = platform::Received::Outcome::Datagram,
               .socket = current_.socket,
@@ -141,6 +143,7 @@ class InjectedNetwork : public platform::UdpNetwork {
 
    private:
     InjectedNetwork& network_;
+    const std::size_t capacity_;
     Waiting current_ = {};
   };
 
