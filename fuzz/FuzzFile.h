@@ -20,21 +20,16 @@ inline void Require(bool held) {
 class FuzzFile {
  public:
   explicit FuzzFile(std::string_view bytes) : descriptor_(::memfd_create("fuzz", 0)) {
-    valid_ = descriptor_ >= 0 &&
-             ::write(descriptor_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+    Require(::write(descriptor_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
   }
-  ~FuzzFile() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
+  ~FuzzFile() { ::close(descriptor_); }
   FuzzFile(const FuzzFile&) = delete;
   FuzzFile& operator=(const FuzzFile&) = delete;
 
-  bool Valid() const { return valid_; }
   std::wstring Path() const { return L"/proc/self/fd/" + std::to_wstring(descriptor_); }
 
  private:
   int descriptor_;
-  bool valid_ = false;
 };
 
 /// Reads a file with a parser of the component. Returns whether the file was accepted, which depends on its

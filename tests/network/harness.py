@@ -107,10 +107,6 @@ class Program:
     def _take(self, line):
         self.lines.append(line)
 
-    @property
-    def pid(self):
-        return self.process.pid
-
     def trace(self):
         return self.trace_path.read_text(errors="replace") if self.trace_path.exists() else ""
 
@@ -221,8 +217,6 @@ class Watch(Program):
 
 class Scenario(unittest.TestCase):
     """A test with its own networks, hosts and devices."""
-
-    longMessage = True
 
     def setUp(self):
         self.lab = netlab.Lab()

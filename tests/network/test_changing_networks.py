@@ -62,7 +62,7 @@ class Changes(harness.Scenario):
             lost = watch.expect("lost-lan", address=self.on_b.address)
             self.assertEqual((event["id"], "removed"), (lost["id"], lost["availability"]))
             watch.expect_nothing_else(self.on_a)
-            usage.append((len(os.listdir(f"/proc/{watch.pid}/fd")), len(os.listdir(f"/proc/{watch.pid}/task"))))
+            usage.append(tuple(len(os.listdir(f"/proc/{watch.process.pid}/{kind}")) for kind in ("fd", "task")))
         self.assertLessEqual(max(usage[-20:]), max(usage[:20]), "descriptors, threads")
 
 

@@ -34,10 +34,9 @@ def make_prefix(prefix, template, config):
     for name in ("system.reg", "user.reg", "userdef.reg", ".update-timestamp"):
         shutil.copy(template / name, folder)
     if config:
-        windows_path = "Z:" + config.replace("/", "\\")
+        path = "Z:" + config.replace("/", r"\\")
         with open(folder / "system.reg", "a", encoding="utf-8") as registry:
-            registry.write(f'\n[{_KEY}]\n"ConfigDir"="{windows_path}"\n'.replace(windows_path,
-                                                                              windows_path.replace("\\", "\\\\")))
+            registry.write(f'\n[{_KEY}]\n"ConfigDir"="{path}"\n')
     (folder / "drive_c").symlink_to(template / "drive_c")
     (folder / "dosdevices").mkdir()
     (folder / "dosdevices" / "c:").symlink_to(template / "drive_c")

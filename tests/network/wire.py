@@ -19,15 +19,12 @@ REFRESH_REQUEST = b"Lanseek;0d;7;"
 
 def datagram(kind, *fields):
     """A datagram with its correct length: two hexadecimal digits, or three if it is longer than 255 bytes."""
-    rest = b";%x;" % kind + b"".join(b"%x:%s;" % (tag, _bytes(value)) for tag, value in fields)
+    rest = b";%x;" % kind + b"".join(
+        b"%x:%s;" % (tag, value if isinstance(value, bytes) else str(value).encode("cp1252")) for tag, value in fields)
     length = 8 + 2 + len(rest)
     if length > 0xFF:
         length += 1
     return b"Lanseek;%02x" % length + rest
-
-
-def _bytes(value):
-    return value if isinstance(value, bytes) else str(value).encode("cp1252")
 
 
 def parse(text):
