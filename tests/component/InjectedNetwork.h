@@ -131,8 +131,10 @@ class InjectedNetwork : public platform::UdpNetwork {
           network_.LookForClosing(User::Receiver);
         if (!network_.Take(current_)) return {};
       }
+      constexpr platform::SocketError kTooLong = 90;
       if (current_.text.size() > capacity_)
-        return {.outcome = platform::Received::Outcome::ReadError, .socket = current_.socket, .error = 90};
+        return {
+            .outcome = platform::Received::Outcome::ReadError, .socket = current_.socket, .error = kTooLong};
       current_.text.push_back('\0');
       return {.outcome = platform::Received::Outcome::Datagram,
               .socket = current_.socket,

@@ -55,7 +55,7 @@ class Interfaces(harness.Scenario):
         here = self.station({a: "10.1.0.1/24", b: "10.2.0.1/24"})
         on_a = self.device(a, "10.1.0.11/24")
         on_b = self.device(b, "10.2.0.11/24")
-        on_b.be_silent()
+        on_b.answers = {}
         # Network A also has a second connection of that controller.
         stray_host = self.host("stray", {a: "10.2.0.11/24"})
         stray_host.ip("route add broadcast 10.1.0.255 dev eth0")

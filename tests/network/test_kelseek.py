@@ -61,7 +61,7 @@ class Commands(harness.OneNetwork):
         self.assertEqual(FOUND, code)
         self.assertRegex(text, rf"^10\.1\.0\.11: added, answered after \d+\.\d s\ncontroller {device.name}\n")
         self.assertRegex(text, r"known by +remote\n")
-        device.be_silent()
+        device.answers = {}
         self.assertEqual((NOTHING_FOUND, ""), self.run_kelseek("add", device.address, "--wait", "0.3"))
         self.configure(self.here, static=[{"ControllerLocAddr": device.address}], DynamicDetectionEnabled=0)
         silent = self.kelseek(self.here, "add", device.address, "--wait", "0.3", kind=harness.Said)

@@ -134,9 +134,6 @@ class Device:
         """Sends from this device's address, by default as a broadcast to the response port."""
         self._sender.sendto(payload, (address or self.broadcast, port))
 
-    def be_silent(self):
-        self.answers = {}
-
     def close(self):
         for listener in self._listeners:
             self._reactor.remove(listener)

@@ -66,6 +66,7 @@ TEST(NetworkAddressesTest, TheLoopbackIsUpAndHasCarrierAndAnAddress) {
   EXPECT_TRUE(loopback->isUp && loopback->hasCarrier && loopback->hasIpv4) << loopback->index;
   EXPECT_FALSE(loopback->isPointToPoint || loopback->name.empty());
   EXPECT_TRUE(host.addresses.Interface(loopback->index)) << loopback->index;
+  EXPECT_EQ(platform::InterfaceIndexOfName(loopback->name), loopback->index);
 }
 
 TEST(NetworkAddressesTest, AnUnknownInterfaceHasNoRow) {

@@ -6,12 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <bit>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
@@ -33,14 +35,19 @@ constexpr milliseconds kPatience{20000};
 constexpr std::uint16_t kPort = 5513;
 
 /// Runs `check` in a child process whose network is its own and goes away with it.
-void InOwnNetwork(const std::function<void()>& check) {
+void InOwnNetwork(void (*check)() noexcept) {
   constexpr int kNotPermitted = 77;
   const pid_t child = fork();
   if (child == 0) {
-    const uid_t user = geteuid();
-    if (unshare(user == 0 ? CLONE_NEWNET : CLONE_NEWUSER | CLONE_NEWNET) != 0) _exit(kNotPermitted);
-    // The programs that it starts have rights over the network only as the superuser of that namespace.
-    if (user != 0) std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
+    alarm(60);  // Ends the process even if it hangs or outlives its parent.
+    if (unshare(CLONE_NEWNET) != 0) {
+      const uid_t user = geteuid();
+      if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) _exit(kNotPermitted);
+      // The programs that it starts have rights over the network only as the superuser of that namespace.
+      std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
+    }
+    // A system may permit the namespace and yet no change of its network.
+    if (std::system("ip link set lo up") != 0) _exit(kNotPermitted);
     check();
     _exit(testing::Test::HasFailure() ? 1 : 0);
   }
@@ -50,7 +57,7 @@ void InOwnNetwork(const std::function<void()>& check) {
   EXPECT_EQ(status, 0);
 }
 
-void TwoInterfacesOfOneSubnet() {
+void TwoInterfacesOfOneSubnet() noexcept {
   // The routing table alone would send everything through the first.
   ASSERT_EQ(std::system("for each in a b; do ip link add name $each type veth peer name peer-$each &&"
                         " ip link set peer-$each up && ip link set dev $each up || exit; done;"
@@ -67,6 +74,10 @@ void TwoInterfacesOfOneSubnet() {
     ASSERT_EQ(socket.SetBroadcast(), 0);
     ASSERT_EQ(socket.Bind(ParseIpv4(address), ParseIpv4("255.255.0.0"), kPort), 0);
   }
+  const std::vector<PortHolder> holders = HoldersOfUdpPort(kPort);
+  EXPECT_EQ(holders.size(), 6U)
+      << "each socket hears its own address, the subnet's broadcasts and all others";
+  for (const PortHolder& each : holders) EXPECT_EQ(each.processId, static_cast<std::uint32_t>(getpid()));
   const auto receiver = SystemUdpNetwork().CreateReceiver({sockets[0].get(), sockets[1].get()}, 1000);
   Event stop(Event::Kind::ManualReset);
   for (const std::size_t own : {0U, 1U}) {
@@ -80,7 +91,7 @@ void TwoInterfacesOfOneSubnet() {
       EXPECT_EQ(FormatIpv4(sent.destination), destination);
       // The system shows every socket of the port what it broadcasts itself.
       const Received heard = receiver->ReceiveOne(stop, kPatience);
-      EXPECT_EQ(heard.outcome, Received::Outcome::Datagram);
+      ASSERT_EQ(heard.outcome, Received::Outcome::Datagram);
       EXPECT_EQ(heard.socket, own);
       EXPECT_EQ(receiver->ReceiveOne(stop, milliseconds(0)).outcome, Received::Outcome::Nothing);
     }
@@ -114,15 +125,13 @@ Refusal RefusalBy(Ipv4 router, const sockaddr_in& asker, const sockaddr_in& aske
   refusal.refused.dest = asked.sin_port;
   refusal.icmp.type = ICMP_DEST_UNREACH;
   refusal.icmp.code = ICMP_HOST_UNREACH;
-  std::uint32_t sum = 0;
-  const auto* const end = reinterpret_cast<const std::uint16_t*>(&refusal + 1);
-  for (auto* word = reinterpret_cast<const std::uint16_t*>(&refusal.icmp); word != end; ++word) sum += *word;
+  const auto words = std::bit_cast<std::array<std::uint16_t, sizeof refusal / 2>>(refusal);
+  const auto sum = std::accumulate(words.begin() + sizeof refusal.header / 2, words.end(), std::uint32_t{0});
   refusal.icmp.checksum = static_cast<std::uint16_t>(~(sum + (sum >> 16)));
   return refusal;
 }
 
-void RouterThatRefuses() {
-  ASSERT_EQ(std::system("ip link set lo up"), 0);
+void RouterThatRefuses() noexcept {
   sockaddr_in here{AF_INET, htons(kPort), {ParseIpv4("127.0.0.1")}, {}};
   const Descriptor asked(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   ASSERT_EQ(bind(asked.get(), reinterpret_cast<const sockaddr*>(&here), sizeof here), 0);
@@ -131,6 +140,7 @@ void RouterThatRefuses() {
     sockaddr_in asker{};
     socklen_t size = sizeof asker;
     recvfrom(asked.get(), question, sizeof question, 0, reinterpret_cast<sockaddr*>(&asker), &size);
+    // Not an address of this host, or no router would be named.
     const Refusal refusal = RefusalBy(ParseIpv4("10.1.0.1"), asker, here);
     const Descriptor raw(socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_RAW));
     sendto(raw.get(), &refusal, sizeof refusal, 0, reinterpret_cast<const sockaddr*>(&asker), sizeof asker);
