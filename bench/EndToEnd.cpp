@@ -66,6 +66,18 @@ void Bursts(const Setting& setting) {
   Burst(setting, 10000, "burst_10000_ms", "burst_10000_known");
 }
 
+/// From the start until so many of the configured controllers are known. bench/run makes the configuration
+/// and the plant.
+void Configured(const Setting& setting) {
+  const auto begin = Clock::now();
+  Workstation workstation(setting.module);
+  for (const std::uint32_t count : {512U, 900U}) {
+    const bool known = workstation.WaitUntilKnown(count, milliseconds(10000));
+    Report(("configured_" + std::to_string(count) + "_ms").c_str(),
+           known ? Milliseconds(Clock::now() - begin) : 1e9);
+  }
+}
+
 /// Processor nanoseconds of this process's threads with a name.
 double CpuNanoseconds(const char* name) {
   double total = 0;
@@ -233,17 +245,17 @@ int main(int argc, char** argv) {
   using namespace kellanseek::bench;
   const std::map<std::string, void (*)(const Setting&)> measurements = {
       {"create", CreateAndRelease}, {"bursts", Bursts},          {"receive", ReceivePath},
-      {"notify", NotifyLatency},    {"known", TenThousandKnown}, {"readers", BesideReaders}};
-  if (argc < 3) {
-    std::fprintf(stderr,
-                 "usage: endtoend MODULE PLANT-NAMESPACE [create|bursts|receive|notify|known|readers ...]\n");
+      {"notify", NotifyLatency},    {"known", TenThousandKnown}, {"readers", BesideReaders},
+      {"configured", Configured}};
+  if (argc < 4) {
+    std::fprintf(
+        stderr,
+        "usage: endtoend MODULE PLANT-NAMESPACE create|bursts|receive|notify|known|readers|configured ...\n");
     return 2;
   }
   const Setting setting{argv[1], argv[2]};
   try {
     for (int wanted = 3; wanted < argc; ++wanted) measurements.at(argv[wanted])(setting);
-    if (argc > 3) return 0;
-    for (const auto& [name, measure] : measurements) measure(setting);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "endtoend: %s\n", error.what());
     return 1;
