@@ -3,6 +3,7 @@
 #include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -158,6 +159,27 @@ TEST(LinuxBackendTest, WaitingOnADescriptorClosedByTheProgramFails) {
   dup2(kept, descriptor);
   close(kept);
   EXPECT_EQ(receive().outcome, Outcome::Nothing);
+}
+
+TEST(LinuxBackendTest, WaitsGoOnBelowALoweredLimitOfDescriptors) {
+  platform::Event first(platform::Event::Kind::ManualReset);
+  platform::Event second(platform::Event::Kind::ManualReset);
+  rlimit usual{};
+  getrlimit(RLIMIT_NOFILE, &usual);
+  const rlimit none{0, usual.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const auto wait = [&](int milliseconds) {
+    return platform::WaitForAny({&first, &second}, std::chrono::milliseconds(milliseconds));
+  };
+  EXPECT_EQ(wait(20).outcome, platform::WaitResult::Outcome::TimedOut);
+  platform::Thread setter;
+  EXPECT_FALSE(setter.Start("Setter", [&] {
+    platform::WaitForAny({&first}, std::chrono::milliseconds(20));
+    second.Set();
+  }));
+  EXPECT_TRUE(wait(20000).Signalled(1));
+  setter.Join();
+  setrlimit(RLIMIT_NOFILE, &usual);
 }
 
 TEST(LinuxBackendTest, ThreadCancellationPassesThroughQuietly) {

@@ -54,20 +54,22 @@ WaitResult WaitForAny(std::initializer_list<Event*> events,
   constexpr std::size_t kMaxEvents = 8;
   if (events.size() > kMaxEvents) return {};
   pollfd descriptors[kMaxEvents];
+  constexpr int kBetweenLooks = 10;
   nfds_t count = 0;
   for (Event* event : events) descriptors[count++] = {event->native().descriptor.get(), POLLIN, {}};
 
   const Deadline deadline(timeout);
   for (;;) {
-    std::size_t index = 0;
-    for (Event* event : events) {
-      if (event->native().TryTake()) return {WaitResult::Outcome::Signalled, index};
-      ++index;
-    }
+    for (std::size_t i = 0; i < count; ++i)
+      if (events.begin()[i]->native().TryTake()) return {WaitResult::Outcome::Signalled, i};
     if (deadline.Passed()) return {WaitResult::Outcome::TimedOut};
     const timespec left = deadline.Left();
     const int ready = ppoll(descriptors, count, deadline.Limited() ? &left : nullptr, nullptr);
-    if (ready < 0 && errno != EINTR) return {};
+    bool broken = ready < 0 && errno != EINTR;
+    for (std::size_t i = 0; i < count && ready > 0; ++i) broken |= (descriptors[i].revents & POLLNVAL) != 0;
+    // The program has closed a descriptor of ours, or set its limit of descriptors too low for poll. Threads
+    // must neither end for that nor spin.
+    if (broken) poll(nullptr, 0, kBetweenLooks);
   }
 }
 
