@@ -52,13 +52,13 @@ std::string Notice(MessageType type, std::uint32_t controller) {
       .Take();
 }
 
-/// Each of a different controller, with its address in tag e.
-std::string ForgedIdentity(std::uint32_t number) {
+/// Each of a different controller, with its address in tag e. The longest keys make the greatest records.
+std::string ForgedIdentity(std::uint32_t number, std::size_t furtherCharacters = 0) {
   const std::string text = std::to_string(number);
   return MessageWriter(MessageWriter::LengthDigits::TwoOrThree, MessageType::CtrlInfoMsg)
-      .Fields("1:forged" + text + ";4:{F-" + text + "};9:f-" + text + ";e:10." +
-              std::to_string(100 + number / 62500) + "." + std::to_string(number / 250 % 250) + "." +
-              std::to_string(1 + number % 250) + ";7:6;8:1;11:1;")
+      .Fields("1:forged" + text + ";4:{F-" + text + std::string(furtherCharacters, 'x') + "};9:f-" + text +
+              ";e:10." + std::to_string(100 + number / 62500) + "." + std::to_string(number / 250 % 250) +
+              "." + std::to_string(1 + number % 250) + ";7:6;8:1;11:1;")
       .Take();
 }
 
@@ -72,6 +72,8 @@ const std::array kKinds = {
     Kind{"random_bytes", kResponsePort, [](std::uint32_t, std::mt19937& random) { return Garbage(random); }},
     Kind{"forged_identities", kResponsePort,
          [](std::uint32_t number, std::mt19937&) { return ForgedIdentity(number); }},
+    Kind{"forged_long_keys", kResponsePort,
+         [](std::uint32_t number, std::mt19937&) { return ForgedIdentity(number, 880); }},
     Kind{"forged_requests", kRequestPort,
          [](std::uint32_t number, std::mt19937&) {
            return number % 3 == 0 ? protocol::BuildTargetedRequest("10.77.0.1", "{5A-soft}")
@@ -109,7 +111,7 @@ class RealControllers {
 struct Outcome {
   std::uint64_t sent = 0;
   double longestCallMs = 0;
-  long residentKiB = 0;
+  long grownKiB = 0;
   std::uint32_t known = 0;
   std::uint32_t realListed = 0;
 };
@@ -127,13 +129,14 @@ std::uint32_t RealListed(Workstation& workstation) {
 Outcome Endure(Workstation& workstation, const std::string& plant, const Kind& kind,
                std::chrono::seconds duration) {
   Outcome outcome;
+  // Made beforehand, so that the network and not the sender sets the rate, nor its memory counts.
+  std::mt19937 random(1);
+  std::vector<std::string> datagrams;
+  for (std::uint32_t i = 0; i < 120000; ++i) datagrams.push_back(kind.datagram(i, random));
+  const long residentBefore = ResidentKiB();
   const auto end = Clock::now() + duration;
   std::thread flooder([&] {
     const PlantSocket socket(plant, kBroadcast, kind.port);
-    std::mt19937 random(1);
-    // Made beforehand, so that the network and not the sender sets the rate.
-    std::vector<std::string> datagrams;
-    for (std::uint32_t i = 0; i < 120000; ++i) datagrams.push_back(kind.datagram(i, random));
     while (Clock::now() < end)
       for (int i = 0; i < 64; ++i)
         outcome.sent += socket.Send(datagrams[outcome.sent % datagrams.size()]) ? 1U : 0U;
@@ -148,7 +151,7 @@ Outcome Endure(Workstation& workstation, const std::string& plant, const Kind& k
     measure([&] { first = workstation.FirstId(); });
     KelBstr name;
     measure([&] { workstation.identity->GetCtrlName(first, name.Put()); });
-    outcome.residentKiB = std::max(outcome.residentKiB, ResidentKiB());
+    outcome.grownKiB = std::max(outcome.grownKiB, ResidentKiB() - residentBefore);
     std::this_thread::sleep_for(milliseconds(2));
   }
   flooder.join();
@@ -165,11 +168,11 @@ void Run(const std::string& module, const std::string& plant, std::chrono::secon
   for (const Kind& kind : kKinds) {
     const Outcome outcome = Endure(workstation, plant, kind, duration);
     std::printf(
-        "{\"flood\": \"%s\", \"sentPerSecond\": %.0f, \"longestCallMs\": %.2f, \"residentKiB\": %ld, "
+        "{\"flood\": \"%s\", \"sentPerSecond\": %.0f, \"longestCallMs\": %.2f, \"grownKiB\": %ld, "
         "\"known\": %u, "
         "\"realListed\": %u}\n",
         kind.name, static_cast<double>(outcome.sent) / static_cast<double>(duration.count()),
-        outcome.longestCallMs, outcome.residentKiB, outcome.known, outcome.realListed);
+        outcome.longestCallMs, outcome.grownKiB, outcome.known, outcome.realListed);
     std::fflush(stdout);
   }
 }

@@ -156,7 +156,7 @@ struct CtrlTable::Contents {
   /// For each key that several records share, the number of those records minus one; summed over all keys.
   std::size_t sharedKeys = 0;
   const std::size_t maxDynamicRecords;
-  std::size_t dynamicRecords = 0;
+  std::size_t dynamicPlaces = 0;  ///< That the dynamic records take.
   std::vector<KelComPtr<IUnknown>> toRelease;
   /// Ids of all records with a timer, and some stale ids: of records whose timer has ended, or that are gone.
   std::vector<std::uint32_t> timers;
@@ -259,14 +259,14 @@ void CtrlTable::Access::NoteHeard(Record record, std::uint64_t when) {
 }
 
 bool CtrlTable::Access::HasRoomForDynamic() const {
-  return contents_.dynamicRecords < contents_.maxDynamicRecords;
+  return contents_.dynamicPlaces < contents_.maxDynamicRecords;
 }
 
 void CtrlTable::Access::SetIdentity(Record record, std::wstring systemID, std::wstring macAddress) {
   const std::size_t sharedBefore = contents_.KeysHeld(*record, 1);
   contents_.MakeRoomToHash(systemID, macAddress);
-  contents_.MakeRoomToHash(record->systemID, record->macAddress);
-  // From here on nothing can fail: the container would erase the record.
+  contents_.MakeRoomToHash(record->systemID, record->macAddress);  // Nothing after this can fail.
+  if (record->Dynamic()) contents_.dynamicPlaces += PlacesOf(systemID, macAddress) - PlacesOf(*record);
   contents_.records.get<InOrder>().modify(contents_.At(record), [&](Node& node) {
     node.info.systemID.swap(systemID);
     node.info.macAddress.swap(macAddress);
@@ -277,7 +277,7 @@ void CtrlTable::Access::SetIdentity(Record record, std::wstring systemID, std::w
 
 void CtrlTable::Access::MakeDynamic(Record record) {
   ForgetMessage(record);
-  if (!record->Dynamic()) ++contents_.dynamicRecords;
+  if (!record->Dynamic()) contents_.dynamicPlaces += PlacesOf(*record);
   record.info_->identificationType = DynamicCtrlDefinition;
 }
 
@@ -305,7 +305,7 @@ CtrlTable::Record CtrlTable::Access::Add(CtrlInfo& record) {
     return {};
   }
   contents_.sharedKeys += shared;
-  if (added->Dynamic()) ++contents_.dynamicRecords;
+  if (added->Dynamic()) contents_.dynamicPlaces += PlacesOf(*added);
   added.info_->hasTimerEntry_ = false;
   NoteTimer(*added.info_);
   return added;
@@ -322,7 +322,7 @@ void CtrlTable::Access::Remove(const Removal& removal) {
   if (leaving.vcInterface) contents_.toRelease.push_back(std::move(leaving.vcInterface));
   contents_.sharedKeys -= removal.sharedKeys;
   ForgetMessage(removal.record);
-  if (leaving.Dynamic()) --contents_.dynamicRecords;
+  if (leaving.Dynamic()) contents_.dynamicPlaces -= PlacesOf(leaving);
   contents_.records.get<InOrder>().erase(contents_.At(removal.record));
 }
 

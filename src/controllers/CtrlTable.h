@@ -19,7 +19,7 @@ namespace kellanseek::controllers {
 inline constexpr std::uint32_t kLastReservedLanSeekID = 10;
 
 /// Messages from the network add dynamic records only up to this number, so that a forger cannot fill the
-/// memory.
+/// memory. Those with long keys count for several, see PlacesOf().
 inline constexpr std::size_t kMaxDynamicRecords = 65536;
 
 /// All known controllers, in the order in which they became known. That is also the order of their

@@ -38,4 +38,13 @@ struct CtrlKeys {
 /// A controller's identity as sent in a message.
 struct Identity : CtrlKeys, CtrlDescription {};
 
+/// How many of the limited places for dynamic records such keys take. Usual keys take one. A message can
+/// carry keys of several thousand bytes, which take more: so the limit bounds the memory too, and the time
+/// that an index needs to grow.
+inline std::size_t PlacesOf(const std::wstring& systemID, const std::wstring& macAddress) {
+  constexpr std::size_t kCharactersPerPlace = 64;
+  return 1 + (systemID.size() + macAddress.size()) / kCharactersPerPlace;
+}
+inline std::size_t PlacesOf(const CtrlKeys& keys) { return PlacesOf(keys.systemID, keys.macAddress); }
+
 }  // namespace kellanseek::controllers

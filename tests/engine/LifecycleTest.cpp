@@ -25,6 +25,21 @@ class SmallTableTest : public ::testing::Test, protected EngineHarness {
   SmallTableTest() : EngineHarness(kLimit) {}
 };
 
+TEST_F(SmallTableTest, LongKeysFillTheTableSooner) {
+  const auto appear = [this](const std::string& number, std::size_t length) {
+    Answer(1, "4:" + number + std::string(length, 'x') + ";9:mac-" + number + ";", "10.0.0." + number);
+  };
+  for (int number = 10; number < 16; ++number) appear(std::to_string(number), 900);  // 15 places for each.
+  for (int number = 30; number < 50; ++number) appear(std::to_string(number), 30);
+  EXPECT_EQ(All().size(), 6U + 10U);
+  // Another identity is another controller, which comes in the place of the former one.
+  appear("30", 900);
+  appear("31", 900);
+  EXPECT_EQ(All().size(), 15U) << "there was no place for the second";
+  appear("10", 30);
+  EXPECT_EQ(All().size(), 15U);
+}
+
 TEST_F(SmallTableTest, ForgedIdentitiesFillTheTableUpToALimit) {
   EXPECT_EQ(controllers::kMaxDynamicRecords, 65536U);
   const auto added = [](const wchar_t* address) {
