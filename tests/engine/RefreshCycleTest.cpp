@@ -110,6 +110,7 @@ TEST_F(RefreshCycleTest, RemovedControllersAreNotAskedWhenSendingResumes) {
   sender.room = 1000;
   Tick();
   EXPECT_EQ(sender.Take(), Sent{});
+  EXPECT_EQ(hostNames.Load().highest, 1U) << "a look-up goes with its controller";
 }
 
 TEST_F(RefreshCycleTest, ControllersOfTheOwnNetworksAreAskedInBursts) {

@@ -202,7 +202,7 @@ TEST_F(UdpSocketTest, KeepsTheOrderOfDatagramsAcrossReads) {
   EXPECT_EQ(NothingMore(*receiver_), "nothing");
 }
 
-TEST(PendingDatagramsTest, DatagramsThatComeAloneShareOnePlace) {
+TEST(PendingDatagramsTest, DatagramsThatComeAloneShareOnePlaceAndABacklogIsBounded) {
   platform::PendingDatagrams pending;
   std::set<const char*> places;
   for (int i = 0; i < 100; ++i) {
@@ -211,6 +211,11 @@ TEST(PendingDatagramsTest, DatagramsThatComeAloneShareOnePlace) {
     places.insert(pending.HandOn().text.data());
   }
   EXPECT_EQ(places.size(), 1U) << "what was handed on is gone";
+  for (int i = 0; i < 8192; ++i) {
+    EXPECT_FALSE(pending.Full()) << i;
+    pending.Keep({}, "waits");
+  }
+  EXPECT_TRUE(pending.Full());
 }
 
 TEST_F(UdpSocketTest, EverySocketOfAPortReceivesEachBroadcast) {
