@@ -13,10 +13,7 @@ using kellanseek::test::UnderWine;
 /// which uses the registered type library.
 class SingleThreadedApartment : public testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_TRUE(module_.Loaded());
-    ASSERT_EQ(module_.Register(), S_OK);
-  }
+  void SetUp() override { ASSERT_EQ(module_.Register(), S_OK); }
   void TearDown() override { module_.Unregister(); }
 
   template <typename Body>

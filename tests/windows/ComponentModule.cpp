@@ -1,5 +1,7 @@
 #include "ComponentModule.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 
 ComponentModule::ComponentModule() {
@@ -9,6 +11,7 @@ ComponentModule::ComponentModule() {
   GetFullPathNameW(given.data(), static_cast<DWORD>(full.size()), full.data(), nullptr);
   path_ = full.data();
   module_ = LoadLibraryW(path_.c_str());
+  EXPECT_NE(module_, nullptr) << "the component does not load";
 }
 
 ComponentModule::~ComponentModule() {

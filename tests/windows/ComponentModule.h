@@ -16,7 +16,6 @@ class ComponentModule {
   ComponentModule(const ComponentModule&) = delete;
   ComponentModule& operator=(const ComponentModule&) = delete;
 
-  bool Loaded() const { return module_ != nullptr; }
   HMODULE Handle() const { return module_; }
   const std::wstring& Path() const { return path_; }
 

@@ -81,10 +81,7 @@ Holdings Measure() { return {HandleCount(), ThreadCount(), CommittedBytes()}; }
 
 class Lifetime : public testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_TRUE(module_.Loaded());
-    ASSERT_EQ(module_.Register(), S_OK);
-  }
+  void SetUp() override { ASSERT_EQ(module_.Register(), S_OK); }
   void TearDown() override { module_.Unregister(); }
 
   void CreateAndRelease(int times) {

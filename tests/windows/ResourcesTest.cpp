@@ -12,8 +12,6 @@ namespace {
 
 class Resources : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_TRUE(module_.Loaded()); }
-
   static std::wstring VersionText(const std::wstring& file, const std::wstring& name) {
     std::vector<std::byte> version(GetFileVersionInfoSizeW(file.c_str(), nullptr));
     void* value = nullptr;

@@ -12,24 +12,21 @@
 namespace kellanseek::kelsim {
 namespace {
 
-/// Parses a datagram with the component's own reader.
-struct Taken {
-  explicit Taken(const std::string& datagram)
-      : accepted(protocol::ParseMessage(datagram, datagram.size(), message).outcome ==
-                 protocol::ParseResult::Outcome::Accepted) {}
+/// A datagram as the component's own reader takes it.
+protocol::Message Taken(const std::string& datagram) {
   protocol::Message message;
-  const controllers::Identity& pattern = message.identity;
-  bool accepted;
-};
+  EXPECT_EQ(protocol::ParseMessage(datagram, datagram.size(), message).outcome,
+            protocol::ParseResult::Outcome::Accepted);
+  return message;
+}
 
 TEST(Messages, TheComponentUnderstandsAnIdentity) {
   Controller controller = NewController(4660);
   controller.name = FieldText("Zelle Süd");
   controller.address = platform::ParseIpv4("10.1.2.3");
-  const Taken taken(BuildDatagram(controller, MessageType::CtrlInfoMsg));
-  ASSERT_TRUE(taken.accepted);
-  EXPECT_EQ(taken.message.type, protocol::MessageType::CtrlInfoMsg);
-  const controllers::Identity& p = taken.pattern;
+  const protocol::Message taken = Taken(BuildDatagram(controller, MessageType::CtrlInfoMsg));
+  EXPECT_EQ(taken.type, protocol::MessageType::CtrlInfoMsg);
+  const controllers::Identity& p = taken.identity;
   EXPECT_EQ((std::vector{p.ctrlName.Wide(), p.ctrlID.Wide(), p.systemName.Wide(), p.systemID,
                          p.releasePath.Wide(), p.macAddress}),
             (std::vector<std::wstring>{L"Zelle Süd", L"ctrl-4660", L"Line466", L"{7A1C-4660}",
@@ -38,9 +35,9 @@ TEST(Messages, TheComponentUnderstandsAnIdentity) {
             (std::vector<std::uint32_t>{6, 10, 2, 5}));
   EXPECT_EQ(p.ctrlLevel, SystemLevel);
   EXPECT_EQ(p.ctrlType, RC);
-  EXPECT_EQ(taken.message.ownAddress.value().View(), "10.1.2.3");
+  EXPECT_EQ(taken.ownAddress.value().View(), "10.1.2.3");
   controller.tellsAddress = false;
-  EXPECT_FALSE(Taken(BuildDatagram(controller, MessageType::CtrlInfoMsg)).message.ownAddress)
+  EXPECT_FALSE(Taken(BuildDatagram(controller, MessageType::CtrlInfoMsg)).ownAddress)
       << "at its host's address it leaves the address out";
 }
 

@@ -7,7 +7,6 @@
 #include "protocol/MessageWriter.h"
 #include "tools/kelsim/Plant.h"
 #include "tools/kelsim/Script.h"
-#include "tools/kelsim/Text.h"
 
 namespace kellanseek::kelsim {
 
@@ -49,9 +48,8 @@ class PlantHarness {
     for (const LifeEvent& event : script.Events()) plant_.Schedule(event);
   }
 
-  void Hear(const std::string& request, std::optional<Endpoint> from = std::nullopt,
-            std::size_t speaker = 0) {
-    plant_.Hear(ReadRequest(request).value(), speaker, from, now);
+  void Hear(const std::string& request, std::optional<Endpoint> from = std::nullopt) {
+    plant_.Hear(ReadRequest(request).value(), 0, from, now);
   }
 
   /// Advances the clock and returns summaries of the datagrams sent until then.

@@ -1,5 +1,3 @@
-#include "tools/kelsim/Plant.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,7 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr Endpoint kPoller{0x0100000A, 40000};
+constexpr Endpoint kPoller{0x0100000A, 4000};
 
 TEST(PlantAnswers, AnswersEachRequestFromTheAddressedControllers) {
   struct Case {
@@ -27,10 +25,8 @@ TEST(PlantAnswers, AnswersEachRequestFromTheAddressedControllers) {
       {Targeted("10.0.0.2", "{7A1C-0001}"), {}, {}},
       {Targeted("10.0.0.9"), {}, {}},
       {protocol::BuildRequest(MessageType::TargetedRequestMsg), {}, {}},
-      {Targeted("10.0.0.3"), kPoller, {"10.0.0.3 says 1 to 40000"}},
-      {kRefresh,
-       kPoller,
-       {"10.0.0.1 says 2 to 40000", "10.0.0.2 says 2 to 40000", "10.0.0.3 says 2 to 40000"}},
+      {Targeted("10.0.0.3"), kPoller, {"10.0.0.3 says 1 to 4000"}},
+      {kRefresh, kPoller, {"10.0.0.1 says 2 to 4000", "10.0.0.2 says 2 to 4000", "10.0.0.3 says 2 to 4000"}},
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(one.request);

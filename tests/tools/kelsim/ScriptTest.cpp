@@ -43,13 +43,9 @@ TEST(Script, ReadsEveryKindOfLine) {
       {"5 silent 1", 5000, Action::FallSilent, 1, 1, 0, ""},
       {"5 speak 1", 5000, Action::Speak, 1, 1, 0, ""},
       {"5 rename 1 Cell  1 # west ", 5000, Action::Rename, 1, 1, 0, "Cell  1 # west"},
-      {"5 system 1 Line", 5000, Action::SetSystemName, 1, 1, 0, "Line"},
-      {"5 release 1 /hd0a", 5000, Action::SetReleasePath, 1, 1, 0, "/hd0a"},
       {"5 identity 1 {A:B}", 5000, Action::SetSystemId, 1, 1, 0, "{A:B}"},
-      {"5 mac 1 02-00", 5000, Action::SetMacAddress, 1, 1, 0, "02-00"},
       {"5 address 1 1.0.0.1", 5000, Action::SetAddress, 1, 1, platform::NetworkOrder(0x01000001U), ""},
       {"5 same-address 1 2", 5000, Action::ShareAddress, 1, 1, 2, ""},
-      {"5 same-identity 1 2", 5000, Action::ShareSystemId, 1, 1, 2, ""},
       {"5 loss 1 100", 5000, Action::SetLoss, 1, 1, 100, ""},
   };
   for (const Case& one : cases) {
