@@ -37,9 +37,10 @@
 // host names and, unless the settings turn it off, the watch for address changes. It installs no signal
 // handler. Its threads block all signals except those of faults, so no handler of the application runs on
 // them. On Linux it holds about ten descriptors and up to six more for each interface, which count against
-// the process's limit; none survives exec. A child created by fork has a copy of the object's memory but none
-// of its threads. The child may only release its references to the object; the last release then destroys
-// nothing and does not affect the parent's object.
+// the process's limit; none survives exec. If a program lowers that limit below them, the object receives
+// nothing more, which it traces; calls and the release work as before. A child created by fork has a copy of
+// the object's memory but none of its threads. The child may only release its references to the object; the
+// last release then destroys nothing and does not affect the parent's object.
 
 #include <cstddef>
 
@@ -278,6 +279,8 @@ struct IKelObjectEvents : IUnknown {
   /// that bit, but so have E_INVALIDARG, E_OUTOFMEMORY and E_ACCESSDENIED. Other failures, such as E_FAIL,
   /// are ignored. An exception from Notify counts as E_FAIL, except on 32-bit Windows in a sink built with
   /// MinGW: there a C++ exception cannot leave the module, and the sink's run-time library ends the process.
+  /// On Windows an access violation or a stack overflow in Notify counts as E_FAIL too; on Linux they end the
+  /// process.
   virtual HRESULT STDMETHODCALLTYPE Notify(KelObjectEvent* event) = 0;
 };
 

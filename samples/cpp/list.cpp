@@ -8,6 +8,9 @@ namespace kel = kellanseek::client;
 
 int main(int argc, char** argv) try {
   if (argc != 2) return std::cerr << "usage: list MODULE\n", 1;
+#ifdef _WIN32
+  SetConsoleOutputCP(CP_UTF8);
+#endif
   const kel::Apartment apartment;
   const kel::Client client = kel::Client::from_module(argv[1]);
   client.wait_until_synced(std::chrono::seconds(10));

@@ -7,6 +7,9 @@
 namespace kel = kellanseek::client;
 
 int main() try {
+#ifdef _WIN32
+  SetConsoleOutputCP(CP_UTF8);
+#endif
   const kel::Apartment apartment;
   const kel::Client client = kel::Client::create();
   kel::Subscription subscription = client.subscribe([&client](const kel::Event& event) {

@@ -78,15 +78,18 @@ int Unregister(const Session& session) {
   platform::RegistryStore& registry = platform::SystemRegistryStore();
   const std::wstring file = registry.FileOfChanges();
   const auto before = Content(file);
+  std::wstring left;
+  const bool wasRegistered = registry.Read(ModuleKey(), L"", kMaxPath, left) == S_OK;
   const std::wstring module = CallModule(session, "DllUnregisterServer", "unregistering");
   const auto after = Content(file);
-  if (!file.empty() && before == after) {
+  if (file.empty() && !wasRegistered) {
+    std::cout << Printable(module) << " was not registered; nothing was changed.\n";
+  } else if (!file.empty() && before == after) {
     std::cout << Printable(file) << " contains no registration; nothing was changed.\n";
   } else {
     std::cout << Printable(module) << " is no longer registered" << InFile(file) << ".\n";
   }
   if (before && !after) std::cout << "That file contained nothing else and was deleted.\n";
-  std::wstring left;
   if (registry.Read(ModuleKey(), L"", kMaxPath, left) == S_OK)
     std::cout << Printable(left) << " stays registered for all users.\n";
   return kFound;
