@@ -70,10 +70,10 @@ std::string Garbage(std::mt19937& random) {
 
 const std::array kKinds = {
     Kind{"random_bytes", kResponsePort, [](std::uint32_t, std::mt19937& random) { return Garbage(random); }},
-    Kind{"forged_identities", kResponsePort,
-         [](std::uint32_t number, std::mt19937&) { return ForgedIdentity(number); }},
     Kind{"forged_long_keys", kResponsePort,
          [](std::uint32_t number, std::mt19937&) { return ForgedIdentity(number, 880); }},
+    Kind{"forged_identities", kResponsePort,
+         [](std::uint32_t number, std::mt19937&) { return ForgedIdentity(number); }},
     Kind{"forged_requests", kRequestPort,
          [](std::uint32_t number, std::mt19937&) {
            return number % 3 == 0 ? protocol::BuildTargetedRequest("10.77.0.1", "{5A-soft}")

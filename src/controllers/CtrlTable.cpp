@@ -258,8 +258,8 @@ void CtrlTable::Access::NoteHeard(Record record, std::uint64_t when) {
   info.lastHeard = when;
 }
 
-bool CtrlTable::Access::HasRoomForDynamic() const {
-  return contents_.dynamicPlaces < contents_.maxDynamicRecords;
+bool CtrlTable::Access::HasRoomForDynamic(const CtrlKeys& keys) const {
+  return contents_.dynamicPlaces + PlacesOf(keys) <= contents_.maxDynamicRecords;
 }
 
 void CtrlTable::Access::SetIdentity(Record record, std::wstring systemID, std::wstring macAddress) {

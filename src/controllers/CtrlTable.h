@@ -141,7 +141,7 @@ class CtrlTable::Access {
 
   /// Whether a message may add another dynamic record. The limit does not apply to controllers that are
   /// registered, configured or added by a client.
-  bool HasRoomForDynamic() const;
+  bool HasRoomForDynamic(const CtrlKeys& keys) const;
 
   /// A record's state, for changing it. The keys are not part of it, because the container could not follow.
   CtrlState& Change(Record record) {

@@ -254,7 +254,7 @@ void Dispatcher::TraceRefusal(const controllers::Identity& identity) {
 CtrlTable::Record Dispatcher::AddUnknown(const Context& context, bool published) {
   const std::uint32_t lanSeekID = context.table.IssueLanSeekID();
   // A controller added by a client had a record before, so it always finds room.
-  if (!context.replacesAdded && !context.table.HasRoomForDynamic()) {
+  if (!context.replacesAdded && !context.table.HasRoomForDynamic(context.message.identity)) {
     journal_.counters.tableFull.Add();
     TraceRefusal(context.message.identity);
     return {};

@@ -164,7 +164,7 @@ class RandomUse {
     std::size_t places = 0;
     for (const CtrlInfo& each : plain_)
       if (each.Dynamic()) places += each.systemID.size() + each.macAddress.size() < 64 ? 1 : 2;
-    EXPECT_EQ(table_.HasRoomForDynamic(), places < kLimit);
+    EXPECT_EQ(table_.HasRoomForDynamic({}), places < kLimit);
 
     const CtrlKeys asked = plain_.empty() || Upto(2) != 0 ? AnyKeys() : Any(plain_);
     const auto hasAddress = [&](const CtrlKeys& each) { return each.ctrlAddress == asked.ctrlAddress; };

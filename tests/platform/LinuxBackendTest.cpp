@@ -171,7 +171,9 @@ TEST(LinuxBackendTest, WaitsGoOnBelowALoweredLimitOfDescriptors) {
   const auto wait = [&](int milliseconds) {
     return platform::WaitForAny({&first, &second}, std::chrono::milliseconds(milliseconds));
   };
-  EXPECT_EQ(wait(20).outcome, platform::WaitResult::Outcome::TimedOut);
+  const std::clock_t before = std::clock();
+  EXPECT_EQ(wait(200).outcome, platform::WaitResult::Outcome::TimedOut);
+  EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10) << "processor time";
   platform::Thread setter;
   EXPECT_FALSE(setter.Start("Setter", [&] {
     platform::WaitForAny({&first}, std::chrono::milliseconds(20));

@@ -65,11 +65,9 @@ WaitResult WaitForAny(std::initializer_list<Event*> events,
     if (deadline.Passed()) return {WaitResult::Outcome::TimedOut};
     const timespec left = deadline.Left();
     const int ready = ppoll(descriptors, count, deadline.Limited() ? &left : nullptr, nullptr);
-    bool broken = ready < 0 && errno != EINTR;
-    for (std::size_t i = 0; i < count && ready > 0; ++i) broken |= (descriptors[i].revents & POLLNVAL) != 0;
-    // The program has closed a descriptor of ours, or set its limit of descriptors too low for poll. Threads
-    // must neither end for that nor spin.
-    if (broken) poll(nullptr, 0, kBetweenLooks);
+    // It refuses to wait if the program has lowered its limit of descriptors below `count`. Threads must
+    // neither end for that nor spin.
+    if (ready < 0 && errno != EINTR) poll(nullptr, 0, kBetweenLooks);
   }
 }
 

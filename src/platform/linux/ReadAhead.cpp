@@ -91,7 +91,7 @@ Received ReadAheadReceiver::WaitUntilReadable(Event& stop, std::chrono::millisec
     if (errno == EINTR) return waited;
     waited.outcome = Received::Outcome::WaitFailed;
     waited.error = errno;
-  } else if (ready > 0 && descriptors.front().revents == 0) {
+  } else if (ready > 0 && (descriptors.front().revents & POLLIN) == 0) {
     // A descriptor that the program has closed under us ends every wait but delivers no datagram.
     const auto lost = std::count_if(descriptors.begin(), descriptors.end(),
                                     [](const pollfd& each) { return (each.revents & POLLNVAL) != 0; });

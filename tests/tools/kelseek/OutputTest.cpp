@@ -153,7 +153,7 @@ TEST(Output, UsesColoursOnlyOnRequest) {
 }
 
 TEST(Output, FormatsTimesAsDates) {
-  EXPECT_EQ("1601-01-01T00:00:00.000", TimeText({0, 0}));
+  EXPECT_EQ("1970-01-01T00:00:00.000", TimeText({0xD53E8000, 0x019DB1DE}));
   EXPECT_EQ("2024-02-29T23:59:59.999Z",
             UtcText(std::chrono::system_clock::time_point(std::chrono::microseconds(1709251199999999))));
 }

@@ -315,7 +315,7 @@ TEST(Screen, KeysChangeWhatIsShown) {
       {"/{5a-33}", "cell 68", 1},
       {"/10.1.0.100\r", "cell 1", 1},
       {"/q", "", 0},
-      {"/7\r\x1b", "cell 1", 100},
+      {"2/7\r1\x1b", "cell 1", 100},
       {"0x\x1b[Z", "cell 1", 100},
   };
   for (const Case& each : cases) {

@@ -79,11 +79,11 @@ int Unregister(const Session& session) {
   const std::wstring file = registry.FileOfChanges();
   const auto before = Content(file);
   std::wstring left;
-  const bool wasRegistered = registry.Read(ModuleKey(), L"", kMaxPath, left) == S_OK;
+  const bool wasRegistered = registry.Read(ModuleKey(), L"", kMaxPath, left) != S_FALSE;
   const std::wstring module = CallModule(session, "DllUnregisterServer", "unregistering");
   const auto after = Content(file);
   if (file.empty() && !wasRegistered) {
-    std::cout << Printable(module) << " was not registered; nothing was changed.\n";
+    std::cout << Printable(module) << " was not registered.\n";
   } else if (!file.empty() && before == after) {
     std::cout << Printable(file) << " contains no registration; nothing was changed.\n";
   } else {
