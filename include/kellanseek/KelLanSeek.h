@@ -37,11 +37,11 @@
 // host names and, unless the settings turn it off, the watch for address changes. It installs no signal
 // handler. Its threads block all signals except those of faults, so no handler of the application runs on
 // them. On Linux it holds about ten descriptors and up to six more for each interface, which count against
-// the process's limit; none survives exec. If a program lowers that limit below what one
-// wait needs (two, and three for each interface), the object receives nothing meanwhile, which it traces;
-// calls and the release work as before. A child created by fork has a copy of the object's memory but none of
-// its threads. The child may only release its references to the object; the last release then destroys
-// nothing and does not affect the parent's object.
+// the process's limit; none survives exec. If a program lowers that limit below what one wait needs (two, and
+// six for each interface), the object receives nothing meanwhile, which it traces; calls and the release work
+// as before. A child created by fork has a copy of the object's memory but none of its threads. The child may
+// only release its references to the object; the last release then destroys nothing and does not affect the
+// parent's object.
 
 #include <cstddef>
 

@@ -139,8 +139,8 @@ class CtrlTable::Access {
   /// RememberMessage().
   Repeated FindRepeated(std::uint64_t fingerprint) const;
 
-  /// Whether a message may add another dynamic record. The limit does not apply to controllers that are
-  /// registered, configured or added by a client.
+  /// Whether a message may add another dynamic record, with these keys. The limit does not apply to
+  /// controllers that are registered, configured or added by a client.
   bool HasRoomForDynamic(const CtrlKeys& keys) const;
 
   /// A record's state, for changing it. The keys are not part of it, because the container could not follow.

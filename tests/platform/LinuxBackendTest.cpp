@@ -164,6 +164,16 @@ TEST(LinuxBackendTest, WaitingOnADescriptorClosedByTheProgramFails) {
 TEST(LinuxBackendTest, WaitsGoOnBelowALoweredLimitOfDescriptors) {
   platform::Event first(platform::Event::Kind::ManualReset);
   platform::Event second(platform::Event::Kind::ManualReset);
+  platform::Event running(platform::Event::Kind::ManualReset);
+  platform::Event go(platform::Event::Kind::ManualReset);
+  // Started before, because a sanitizer needs descriptors when a thread starts.
+  platform::Thread setter;
+  ASSERT_FALSE(setter.Start("Setter", [&] {
+    running.Set();
+    go.Wait();
+    second.Set();
+  }));
+  running.Wait();
   rlimit usual{};
   getrlimit(RLIMIT_NOFILE, &usual);
   const rlimit none{0, usual.rlim_max};
@@ -174,13 +184,8 @@ TEST(LinuxBackendTest, WaitsGoOnBelowALoweredLimitOfDescriptors) {
   const std::clock_t before = std::clock();
   EXPECT_EQ(wait(200).outcome, platform::WaitResult::Outcome::TimedOut);
   EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 10) << "processor time";
-  platform::Thread setter;
-  EXPECT_FALSE(setter.Start("Setter", [&] {
-    platform::WaitForAny({&first}, std::chrono::milliseconds(20));
-    second.Set();
-  }));
+  go.Set();
   EXPECT_TRUE(wait(20000).Signalled(1));
-  setter.Join();
   setrlimit(RLIMIT_NOFILE, &usual);
 }
 
