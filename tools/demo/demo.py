@@ -38,7 +38,9 @@ def play(stage):
     for step in stage.steps:
         pause_until(began + step.at * stage.span)
         stage.screen.announce(step.text() if callable(step.text) else step.text)
-        awaited += [(promise, len(watch.lines)) for promise in step.promises]
+        # What the first step promises may be seen before it is announced.
+        since = len(watch.lines) if step.at > 0 else 0
+        awaited += [(promise, since) for promise in step.promises]
         pause_until(began + step.at * stage.span + LEAD)
         step.act()
     pause_until(began + stage.span)
