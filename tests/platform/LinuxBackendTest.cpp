@@ -31,6 +31,7 @@
 #include "platform/UdpSocket.h"
 #include "platform/linux/BoundSocket.h"
 #include "platform/linux/Descriptor.h"
+#include "platform/linux/EventNative.h"
 #include "tests/support/ScratchDirectory.h"
 
 namespace kellanseek::test {
@@ -147,18 +148,20 @@ TEST(LinuxBackendTest, WaitingOnADescriptorClosedByTheProgramFails) {
   platform::SocketError error = 0;
   const auto socket = network.CreateSocket(error);
   ASSERT_NE(socket, nullptr);
-  const int descriptor = static_cast<platform::BoundSocket&>(*socket).Sources().front().descriptor;
+  const int own = static_cast<platform::BoundSocket&>(*socket).Sources().front().descriptor;
   const auto receiver = network.CreateReceiver({socket.get()}, 1000);
   platform::Event stop(platform::Event::Kind::ManualReset);
   const auto receive = [&] { return receiver->ReceiveOne(stop, std::chrono::milliseconds(0)); };
   using Outcome = platform::Received::Outcome;
-  const int kept = dup(descriptor);
-  close(descriptor);
-  EXPECT_EQ(receive().outcome, Outcome::WaitFailed);
-  EXPECT_EQ(receive().error, EBADF);
-  dup2(kept, descriptor);
-  close(kept);
-  EXPECT_EQ(receive().outcome, Outcome::Nothing);
+  for (const int descriptor : {own, stop.native().descriptor.get()}) {
+    const int kept = dup(descriptor);
+    close(descriptor);
+    EXPECT_EQ(receive().outcome, Outcome::WaitFailed);
+    EXPECT_EQ(receive().error, EBADF);
+    dup2(kept, descriptor);
+    close(kept);
+    EXPECT_EQ(receive().outcome, Outcome::Nothing);
+  }
 }
 
 TEST(LinuxBackendTest, WaitsGoOnBelowALoweredLimitOfDescriptors) {
